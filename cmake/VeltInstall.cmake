@@ -1,0 +1,40 @@
+# What a client's author needs besides libraries and programs, which are installed where they are
+# built: headers, man pages, the CMake package and the pkg-config files.
+
+include(CMakePackageConfigHelpers)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/velt TYPE INCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Velt)
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/VeltConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/VeltConfig.cmake INSTALL_DESTINATION ${package_dir}
+  NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/VeltConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(EXPORT velt-targets NAMESPACE Velt:: DESTINATION ${package_dir})
+install(FILES ${PROJECT_BINARY_DIR}/VeltConfig.cmake ${PROJECT_BINARY_DIR}/VeltConfigVersion.cmake
+  DESTINATION ${package_dir})
+
+# velt_pkgconfig(NAME DESCRIPTION REQUIRES): NAME.pc, which finds its tree from where it stands.
+function(velt_pkgconfig name description requires)
+  set(place ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+    BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${place} OUTPUT_VARIABLE up)
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/${name}.pc @ONLY CONTENT
+"prefix=\${pcfiledir}/@up@
+includedir=\${prefix}/@CMAKE_INSTALL_INCLUDEDIR@
+libdir=\${prefix}/@CMAKE_INSTALL_LIBDIR@
+
+Name: @name@
+Description: @description@
+Version: @PROJECT_VERSION@
+Requires: @requires@
+Cflags: -I\${includedir}
+Libs: -L\${libdir} -l@name@
+")
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${place})
+endfunction()
+
+velt_pkgconfig(velt-vde "The Velt support library" "")
+velt_pkgconfig(velt-api "The Velt API client library" "velt-vde libtirpc")

@@ -1,0 +1,40 @@
+# velt_resources(TARGET DIR NAME): the string resource files NAME.sre from the sources
+# DIR/<language>.txt, built with TARGET. The sources are checked together first, against usenglish
+# where there is one. The files stand below the directory in the property VELT_VQHOME of
+# TARGET-resources as they are looked for below VQHOME, and are installed likewise.
+
+function(velt_resources target dir name)
+  file(GLOB sources CONFIGURE_DEPENDS ${dir}/*.txt)
+  set(reference ${dir}/usenglish.txt)
+  if(reference IN_LIST sources)
+    list(REMOVE_ITEM sources ${reference})
+    list(PREPEND sources ${reference})
+  endif()
+
+  set(checked ${CMAKE_CURRENT_BINARY_DIR}/${name}.checked)
+  add_custom_command(OUTPUT ${checked}
+    COMMAND vqsre check ${sources}
+    COMMAND ${CMAKE_COMMAND} -E touch ${checked}
+    DEPENDS vqsre ${sources}
+    COMMENT "Checking the string resources ${name}" VERBATIM)
+
+  set(files)
+  foreach(source ${sources})
+    cmake_path(GET source STEM language)
+    set(place vqinit/${language}/APIArea/resources)
+    set(file ${CMAKE_CURRENT_BINARY_DIR}/${place}/${name}.sre)
+    file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${place})
+    add_custom_command(OUTPUT ${file}
+      COMMAND vqsre compile ${source} -o ${file}
+      DEPENDS vqsre ${source} ${checked}
+      COMMENT "Compiling the string resources ${name}, ${language}" VERBATIM)
+    install(FILES ${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/velt/${place})
+    list(APPEND files ${file})
+  endforeach()
+
+  add_custom_target(${target}-resources ALL DEPENDS ${files})
+  set_target_properties(${target}-resources PROPERTIES VELT_VQHOME ${CMAKE_CURRENT_BINARY_DIR})
+  if(TARGET ${target})
+    add_dependencies(${target} ${target}-resources)
+  endif()
+endfunction()

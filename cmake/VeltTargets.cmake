@@ -1,0 +1,52 @@
+# How the targets of this project are made: one set of compile options for all, and one way to make
+# a library of which a client needs no C++ run-time.
+
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(TIRPC REQUIRED IMPORTED_TARGET libtirpc)
+
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(velt_options INTERFACE)
+target_compile_features(velt_options INTERFACE cxx_std_20 c_std_11)
+target_compile_options(velt_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(VELT_WERROR)
+  target_compile_options(velt_options INTERFACE -Werror)
+endif()
+
+# velt_library(NAME SOURCES... [LINK libs...]): NAME-static and NAME-shared from one set of objects,
+# without exceptions, RTTI or guarded statics, linked as C. Both are installed;
+# velt-api, say, as Velt::api (shared) and Velt::api-static.
+function(velt_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LINK")
+  add_library(${name}-objects OBJECT ${ARG_SOURCES})
+  target_link_libraries(${name}-objects PRIVATE velt_options)
+  target_include_directories(${name}-objects PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_options(${name}-objects PRIVATE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
+  set_target_properties(${name}-objects PROPERTIES
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden)
+  foreach(kind static shared)
+    string(TOUPPER ${kind} KIND)
+    add_library(${name}-${kind} ${KIND} $<TARGET_OBJECTS:${name}-objects>)
+    set_target_properties(${name}-${kind} PROPERTIES OUTPUT_NAME ${name} LINKER_LANGUAGE C
+      VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    target_include_directories(${name}-${kind} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    foreach(lib ${ARG_LINK})
+      if(TARGET ${lib}-${kind})
+        target_link_libraries(${name}-${kind} PUBLIC ${lib}-${kind})
+      else()
+        target_link_libraries(${name}-${kind} PUBLIC ${lib})
+        target_link_libraries(${name}-objects PUBLIC ${lib})
+      endif()
+    endforeach()
+  endforeach()
+
+  string(REGEX REPLACE "^velt-" "" short ${name})
+  # The libraries stand side by side, wherever that is.
+  set_target_properties(${name}-shared PROPERTIES EXPORT_NAME ${short} INSTALL_RPATH "$ORIGIN")
+  set_target_properties(${name}-static PROPERTIES EXPORT_NAME ${short}-static)
+  install(TARGETS ${name}-shared ${name}-static EXPORT velt-targets)
+endfunction()
