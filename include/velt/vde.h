@@ -1,0 +1,16 @@
+/* The Velt support library. */
+#ifndef VELT_VDE_H
+#define VELT_VDE_H
+
+#include "velt/vde/failure.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/formatted.h"
+#include "velt/vde/instance.h"
+#include "velt/vde/language.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/paths.h"
+#include "velt/vde/quire.h"
+#include "velt/vde/resources.h"
+#include "velt/vde/strings.h"
+
+#endif

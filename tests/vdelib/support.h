@@ -1,0 +1,39 @@
+#pragma once
+
+#include "velt/vde.h"
+
+#include <csignal>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+// The statement must end the process through abort; `report` is what it wrote to standard error.
+#define EXPECT_ABORT(statement, report)                                                            \
+    EXPECT_EXIT(statement, testing::KilledBySignal(SIGABRT), "^" report "$")
+
+struct Release {
+    void operator()(void *block) const { V_Free(block); }
+};
+
+// A block that the library handed over.
+template <class T = char>
+using Owned = std::unique_ptr<T, Release>;
+
+// While one of these lives, allocations fail after so many successful ones.
+class FailingHeap
+{
+public:
+    explicit FailingHeap(int successes = 0);
+    ~FailingHeap();
+};
+
+// A test that starts without an instance record, as a fresh process does.
+class FreshInstance : public testing::Test
+{
+protected:
+    ~FreshInstance() override { V_Free(std::exchange(VdeInstance, before)); }
+
+private:
+    VdeInstanceT *before = std::exchange(VdeInstance, nullptr);
+};

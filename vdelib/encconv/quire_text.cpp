@@ -1,0 +1,75 @@
+// Quire text in the escaped form of databases.
+
+#include "velt/vde/quire.h"
+#include "velt/vde/strings.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace
+{
+
+struct Escape {
+    char code;
+    char letter;
+};
+
+constexpr Escape escapes[] = {
+#define QUIRE_ESCAPE(code, letter) {code, letter},
+#include "vdelib/encconv/quire_maps.def"
+};
+
+consteval bool letters_differ()
+{
+    for (const Escape &escape : escapes) {
+        if (std::count_if(std::begin(escapes), std::end(escapes),
+                          [&](const Escape &other) { return other.letter == escape.letter; }) != 1)
+            return false;
+    }
+    return true;
+}
+static_assert(letters_differ(), "an escape letter must stand for one code");
+
+// The escape whose code, or letter, is c; null if there is none.
+const Escape *find_escape(char Escape::*key, char c)
+{
+    const auto *found = std::find_if(std::begin(escapes), std::end(escapes),
+                                     [=](const Escape &escape) { return escape.*key == c; });
+    return found != std::end(escapes) ? found : nullptr;
+}
+
+constexpr IntT work_size = 256;
+
+} // namespace
+
+StringT VdeQuireToDbText(const char *text)
+{
+    char work[work_size];
+    IntT length = 0;
+    // The last character may still be an escape, which leaves room for the terminator alone.
+    for (; text != nullptr && *text != '\0' && length < work_size - 2; ++text) {
+        const Escape *escape = find_escape(&Escape::code, *text);
+        if (escape != nullptr)
+            work[length++] = '\\';
+        work[length++] = escape != nullptr ? escape->letter : *text;
+    }
+    work[length] = '\0';
+    return V_StrCopyString(work);
+}
+
+StringT VdeDbTextToQuire(const char *text)
+{
+    char work[work_size];
+    IntT length = 0;
+    for (; text != nullptr && *text != '\0' && length < work_size - 1; ++text) {
+        const Escape *escape = nullptr;
+        if (*text == '\\') {
+            if (*++text == '\0')
+                break;
+            escape = find_escape(&Escape::letter, *text);
+        }
+        work[length++] = escape != nullptr ? escape->code : *text;
+    }
+    work[length] = '\0';
+    return V_StrCopyString(work);
+}

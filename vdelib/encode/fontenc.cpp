@@ -1,0 +1,151 @@
+// The font encodings, and the locale.
+
+#include "velt/vde/fontenc.h"
+
+#include "velt/vde/strings.h"
+
+#include <algorithm>
+#include <array>
+#include <initializer_list>
+#include <iterator>
+#include <locale.h>
+
+namespace
+{
+
+struct Range {
+    UCharT low = 0, high = 0; // {0, 0}: none
+};
+using Ranges = std::array<Range, 2>;
+
+struct Encoding {
+    const char *name;
+    Ranges first, second;
+};
+
+constexpr Ranges ranges(std::initializer_list<Range> list)
+{
+    Ranges all{};
+    std::ranges::copy(list, all.begin());
+    return all;
+}
+
+constexpr Encoding encodings[] = {
+#define BYTES(...) ranges({__VA_ARGS__})
+#define VELT_FONT_ENCODING(id, name, first, second) {name, first, second},
+#include "fontencs.def"
+#undef VELT_FONT_ENCODING
+#undef BYTES
+};
+
+enum Index : UIntT {
+#define VELT_FONT_ENCODING(id, name, first, second) id,
+#include "fontencs.def"
+#undef VELT_FONT_ENCODING
+};
+
+// The string routines take it that no two-byte character reaches past a terminator.
+constexpr bool well_formed(const Ranges &all)
+{
+    return std::ranges::all_of(all, [](Range r) {
+        return (r.low == 0 && r.high == 0) || (r.low != 0 && r.low <= r.high);
+    });
+}
+static_assert(std::ranges::all_of(encodings, [](const Encoding &e) {
+    return well_formed(e.first) && well_formed(e.second);
+}));
+static_assert(std::size(encodings) == std::size(decltype(vdeFontEncs){}));
+
+constexpr bool contains(const Ranges &all, unsigned byte)
+{
+    return byte != 0 &&
+           std::ranges::any_of(all, [byte](Range r) { return r.low <= byte && byte <= r.high; });
+}
+
+IntT set_up(VdeFontEncT *record, Index index)
+{
+    if (record == nullptr)
+        return -1;
+    const Encoding &encoding = encodings[index];
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        record->firstByte[byte] = contains(encoding.first, byte);
+        record->secondByte[byte] = contains(encoding.second, byte);
+    }
+    record->name = const_cast<StringT>(encoding.name);
+    return 0;
+}
+
+void detect_locale()
+{
+    if (vdeLocaleIsEUC >= 0 || vdeLocaleIsCNS >= 0)
+        return;
+    vdeLocaleIsEUC = vdeLocaleIsJIS = vdeLocaleIsCNS = 0;
+
+    // The first row that the locale's name begins with decides.
+    static constexpr struct {
+        const char *prefix;
+        IntT *flag;
+    } locales[] = {
+        {"japanese", &vdeLocaleIsEUC},  {"ja_JP.EUC", &vdeLocaleIsEUC},
+        {"ja_JP.JIS", &vdeLocaleIsJIS}, {"ja_JP.SJIS", nullptr}, // the internal form itself
+        {"ja", &vdeLocaleIsEUC},        {"zh_TW", &vdeLocaleIsCNS},
+    };
+    const char *name = setlocale(LC_CTYPE, "");
+    const auto *row = std::ranges::find_if(
+        locales, [name](const auto &locale) { return V_StrPrefix(name, locale.prefix) != 0; });
+    if (row != std::end(locales) && row->flag != nullptr)
+        *row->flag = 1;
+}
+
+VdeFontEncT records[std::size(encodings)];
+
+} // namespace
+
+VdeFontEncT *vdeFontEncs[] = {
+#define VELT_FONT_ENCODING(id, name, first, second) &records[id],
+#include "fontencs.def"
+#undef VELT_FONT_ENCODING
+};
+
+#define VELT_FONT_ENCODING(id, name, first, second)                                                \
+    UIntT vde##id##EncodingId = id;                                                                \
+    IntT VdeInit##id##Encoding(VdeFontEncT *record)                                                \
+    {                                                                                              \
+        return set_up(record, id);                                                                 \
+    }
+#include "fontencs.def"
+#undef VELT_FONT_ENCODING
+
+UIntT vdeLastEncodingId = std::size(encodings) - 1;
+UIntT vdeDialogEncodingId = 0;
+
+IntT vdeLocaleIsEUC = -1;
+IntT vdeLocaleIsJIS = -1;
+IntT vdeLocaleIsCNS = -1;
+
+IntT V_FdeInitFontEncs(const char *dialogEncodingName)
+{
+#define VELT_FONT_ENCODING(id, name, first, second) VdeInit##id##Encoding(vdeFontEncs[id]);
+#include "fontencs.def"
+#undef VELT_FONT_ENCODING
+
+    // The id of an unknown name is 0 too, so it is compared with the name once more.
+    const UIntT id = V_FontEncId(dialogEncodingName);
+    if (V_StrIEqual(V_FontEncName(id), dialogEncodingName))
+        vdeDialogEncodingId = id;
+    detect_locale();
+    return static_cast<IntT>(vdeDialogEncodingId);
+}
+
+StringT V_FontEncName(UIntT id)
+{
+    return id <= vdeLastEncodingId ? vdeFontEncs[id]->name : nullptr;
+}
+
+UIntT V_FontEncId(const char *name)
+{
+    for (UIntT id = 0; id <= vdeLastEncodingId; ++id)
+        if (V_StrIEqual(vdeFontEncs[id]->name, name))
+            return id;
+    return 0;
+}

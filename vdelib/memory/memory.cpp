@@ -1,0 +1,126 @@
+#include "velt/vde/memory.h"
+
+#include "velt/vde/instance.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+void VdeFDSExit()
+{
+    if (VdeInstance != nullptr && VdeInstance->dsExitHandler != nullptr)
+        VdeInstance->dsExitHandler();
+    V_Abort();
+}
+
+void check_size(uint64_t size)
+{
+    if (size >= V_MaxBlockSize)
+        VdeFail();
+}
+
+// What the system is asked for: an empty block too has an address, so that null always means
+// failure and resizing to nothing does not release.
+size_t system_size(UIntT size)
+{
+    return std::max<size_t>(size, 1);
+}
+
+void *checked(void *block, UIntT flags)
+{
+    if (block == nullptr && (flags & V_AllocFatal) != 0)
+        VdeFDSExit();
+    return block;
+}
+
+} // namespace
+
+void *V_Alloc(UIntT size, UIntT flags)
+{
+    check_size(size);
+    return checked(std::malloc(system_size(size)), flags);
+}
+
+void *V_Calloc(UIntT count, UIntT size, UIntT flags)
+{
+    // In 64 bits, where the product cannot wrap to a size smaller than what was asked for.
+    const uint64_t total = uint64_t{count} * size;
+    check_size(total);
+    return checked(std::calloc(1, system_size(static_cast<UIntT>(total))), flags);
+}
+
+void *V_Realloc(void *pointer, UIntT size, UIntT flags)
+{
+    if (pointer == nullptr)
+        return V_Calloc(1, size, flags);
+    check_size(size);
+    return checked(std::realloc(pointer, system_size(size)), flags);
+}
+
+IntT V_Free(void *pointer)
+{
+    if (pointer == nullptr)
+        return -1;
+    std::free(pointer);
+    return 0;
+}
+
+IntT VdeFree(void **pointer)
+{
+    const IntT result = V_Free(*pointer);
+    *pointer = nullptr;
+    return result;
+}
+
+IntT V_CopyPtr(const void *from, void *to, UIntT count)
+{
+    if (from == nullptr || to == nullptr)
+        return -1;
+    check_size(count);
+    std::memmove(to, from, count);
+    return 0;
+}
+
+IntT V_CopyBytes(const void *from, void *to, UIntT count)
+{
+    return V_CopyPtr(from, to, count);
+}
+
+IntT V_ClearPtr(void *pointer, UIntT count)
+{
+    if (pointer == nullptr)
+        return -1;
+    std::memset(pointer, 0, count);
+    return 0;
+}
+
+IntT V_PtrEqual(const void *a, const void *b, UIntT count)
+{
+    if (count == 0 || a == b)
+        return 1;
+    if (a != nullptr && b != nullptr)
+        return std::memcmp(a, b, count) == 0;
+    const auto *bytes = static_cast<const UCharT *>(a != nullptr ? a : b);
+    return std::all_of(bytes, bytes + count, [](UCharT byte) { return byte == 0; });
+}
+
+void *V_DuplicatePtr(const void *pointer, UIntT size, UIntT flags)
+{
+    if (pointer == nullptr)
+        return nullptr;
+    void *copy = V_Alloc(size, flags);
+    if (copy != nullptr)
+        V_CopyPtr(pointer, copy, size);
+    return copy;
+}
+
+VdeRoutineT V_SetDSExit(VdeRoutineT handler)
+{
+    VdeInstanceInit();
+    const VdeRoutineT previous = VdeInstance->dsExitHandler;
+    VdeInstance->dsExitHandler = handler;
+    return previous;
+}

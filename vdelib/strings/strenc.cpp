@@ -1,0 +1,227 @@
+// String routines that know two-byte characters.
+
+#include "velt/vde/fontenc.h"
+#include "velt/vde/quire.h"
+#include "velt/vde/strings.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace
+{
+
+const VdeFontEncT &encoding(UIntT enc)
+{
+    return *vdeFontEncs[enc <= vdeLastEncodingId ? enc : vdeVeltRomanEncodingId];
+}
+
+UCharT byte_at(const char *s, IntT index = 0)
+{
+    return static_cast<UCharT>(s[index]);
+}
+
+enum class Case { exact, folded };
+
+struct Char {
+    IntT value; // b1 * 256 + b2 of a two-byte character
+    IntT size;  // in bytes; 0 at the end of the string
+};
+
+template <Case fold = Case::exact>
+Char char_at(const char *s, const VdeFontEncT &enc)
+{
+    const UCharT first = byte_at(s);
+    if (first == 0)
+        return {0, 0};
+    if (enc.firstByte[first] != 0 && enc.secondByte[byte_at(s, 1)] != 0)
+        return {first * 256 + byte_at(s, 1), 2};
+    return {fold == Case::folded ? VdeQToLower[first] : first, 1};
+}
+
+// Difference of the first differing characters of a and b, where `more` says whether to go on after
+// so many bytes of a.
+template <Case fold>
+IntT compare(const char *a, const char *b, UIntT enc, auto more)
+{
+    if (a == nullptr)
+        a = "";
+    if (b == nullptr)
+        b = "";
+    const VdeFontEncT &table = encoding(enc);
+    IntT done = 0;
+    for (;;) {
+        const Char ca = char_at<fold>(a, table);
+        const Char cb = char_at<fold>(b, table);
+        if (ca.value != cb.value || ca.size == 0)
+            return ca.value - cb.value;
+        a += ca.size;
+        b += cb.size;
+        done += ca.size;
+        if (!more(done))
+            return 0;
+    }
+}
+
+// At least one character, unless N is 0.
+template <Case fold>
+IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
+{
+    return N == 0 ? 0 : compare<fold>(a, b, enc, [N](IntT done) { return done < N; });
+}
+
+constexpr auto to_the_end = [](IntT) { return true; };
+
+// Whether a two-byte character occupies the bytes n - 1 and n of s.
+bool splits_char(const char *s, IntT n, UIntT enc)
+{
+    if (s == nullptr || n <= 0)
+        return false;
+    const VdeFontEncT &table = encoding(enc);
+    IntT at = 0;
+    while (at < n) {
+        const IntT size = char_at(s + at, table).size;
+        if (size == 0)
+            return false;
+        at += size;
+    }
+    return at > n;
+}
+
+// The number of bytes, at most count, that may be taken of s without splitting a character.
+IntT whole_chars(const char *s, IntT count, UIntT enc)
+{
+    return splits_char(s, count, enc) ? count - 1 : count;
+}
+
+} // namespace
+
+IntT V_StrLenEnc(const char *s, UIntT enc)
+{
+    if (s == nullptr || enc == vdeVeltRomanEncodingId)
+        return V_StrLen(s);
+    const VdeFontEncT &table = encoding(enc);
+    IntT count = 0;
+    while (const IntT size = char_at(s, table).size) {
+        s += size;
+        ++count;
+    }
+    return count;
+}
+
+IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
+{
+    if (s == nullptr || sub == nullptr)
+        return -1;
+    const VdeFontEncT &table = encoding(enc);
+    for (IntT at = 0; s[at] != '\0'; at += char_at(s + at, table).size)
+        if (V_StrPrefix(s + at, sub))
+            return at;
+    return -1;
+}
+
+StringT V_StrChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
+{
+    const char sub[] = {static_cast<char>(b1), static_cast<char>(b2), '\0'};
+    const IntT at = V_StrStrEnc(s, sub, enc);
+    return at < 0 ? nullptr : const_cast<StringT>(s + at);
+}
+
+StringT V_StrRChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
+{
+    if (b1 == 0)
+        return nullptr;
+    StringT last = nullptr;
+    while (const StringT found = V_StrChrEnc(s, b1, b2, enc)) {
+        last = found;
+        s = found + char_at(found, encoding(enc)).size;
+    }
+    return last;
+}
+
+IntT V_StrIEqualEnc(const char *a, const char *b, UIntT enc)
+{
+    return V_StrICmpEnc(a, b, enc) == 0;
+}
+
+IntT V_StrIEqualNEnc(const char *a, const char *b, IntT N, UIntT enc)
+{
+    return N < 1 || a == b || V_StrICmpNEnc(a, b, N, enc) == 0;
+}
+
+IntT V_StrIPrefixEnc(const char *s, const char *prefix, UIntT enc)
+{
+    return V_StrIEqualNEnc(s, prefix, V_StrLen(prefix), enc);
+}
+
+IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
+{
+    const IntT start = V_StrLen(s) - V_StrLen(suffix);
+    if (V_StrLen(suffix) == 0)
+        return 1;
+    return s != nullptr && start >= 0 && !splits_char(s, start, enc) &&
+           V_StrIEqualEnc(s + start, suffix, enc);
+}
+
+IntT V_StrICmpEnc(const char *a, const char *b, UIntT enc)
+{
+    return compare<Case::folded>(a, b, enc, to_the_end);
+}
+
+IntT V_StrCmpNEnc(const char *a, const char *b, IntT N, UIntT enc)
+{
+    return compare_n<Case::exact>(a, b, N, enc);
+}
+
+IntT V_StrICmpNEnc(const char *a, const char *b, IntT N, UIntT enc)
+{
+    return compare_n<Case::folded>(a, b, N, enc);
+}
+
+IntT V_StrMCmpEnc(const char *a, const char *b, UIntT enc)
+{
+    const IntT difference = V_StrICmpEnc(a, b, enc);
+    return difference != 0 ? difference : V_StrCmp(a, b);
+}
+
+IntT V_StrQsortCmpEnc(const void *pa, const void *pb, UIntT enc)
+{
+    return V_StrMCmpEnc(*static_cast<const char *const *>(pa),
+                        *static_cast<const char *const *>(pb), enc);
+}
+
+void V_StrTruncEnc(StringT s, IntT N, UIntT enc)
+{
+    V_StrTrunc(s, whole_chars(s, std::max(N, 0), enc));
+}
+
+IntT V_StrCpyNEnc(StringT dst, const char *src, IntT N, UIntT enc)
+{
+    return N <= 1 ? V_StrCpyN(dst, src, N) : V_StrCpyN(dst, src, whole_chars(src, N - 1, enc) + 1);
+}
+
+IntT V_StrCatNEnc(StringT dst, const char *src, IntT N, UIntT enc)
+{
+    if (dst == nullptr || V_StrLen(src) == 0)
+        return 0;
+    const IntT length = V_StrLen(dst);
+    if (length >= std::int64_t{N} - 1)
+        return length;
+    return V_StrCatN(dst, src, length + whole_chars(src, N - 1 - length, enc) + 1);
+}
+
+IntT V_StrNCatNEnc(StringT dst, const char *src, IntT count, IntT N, UIntT enc)
+{
+    if (dst == nullptr)
+        return 0;
+    const IntT most = std::max(N, 1) - 1;
+    if (V_StrLen(dst) > most)
+        V_StrTruncEnc(dst, most, enc);
+    count = std::min(count, most - V_StrLen(dst));
+    return V_StrNCatN(dst, src, whole_chars(src, count, enc), N);
+}
+
+IntT V_StrCatDblCharNEnc(StringT dst, UCharT b1, UCharT b2, IntT N, UIntT enc)
+{
+    const char src[] = {static_cast<char>(b1), static_cast<char>(b2), '\0'};
+    return V_StrCatNEnc(dst, src, N, enc);
+}
