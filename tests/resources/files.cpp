@@ -1,0 +1,292 @@
+// Where resource files are found, how they are read, and what damage does.
+#include "support.h"
+
+#include "velt/vde/paths.h"
+
+#include <cstring>
+#include <memory>
+
+namespace
+{
+
+struct Closer {
+    void operator()(FILE *file) const { fclose(file); }
+};
+using File = std::unique_ptr<FILE, Closer>;
+
+File stream_of(std::string_view content)
+{
+    File file(tmpfile());
+    fwrite(content.data(), 1, content.size(), file.get());
+    rewind(file.get());
+    return file;
+}
+
+// The whole of a two-string file, byte by byte.
+const std::string worked_example("\0\0\0\0"
+                                 "\0\0\0\0"
+                                 "\0\0\0\0"
+                                 "\0\0\0\0"
+                                 "\0\0\0\0"
+                                 "\0\0\0\2"
+                                 "\0\1"
+                                 "\0\0\0\x24"
+                                 "\0\7"
+                                 "\0\0\0\x2B"
+                                 "Hello!\n"
+                                 "Bye %0\n",
+                                 50);
+
+std::string place(const char *language, const char *name)
+{
+    return std::string("vqinit/") + language + "/APIArea/resources/" + name + ".sre";
+}
+
+std::string naming(const std::string &what)
+{
+    return sre({{1, what}});
+}
+
+} // namespace
+
+TEST_F(Resources, WorkedExample)
+{
+    ASSERT_EQ(load(worked_example), 0);
+    EXPECT_EQ(get(1), "Hello!");
+    char buf[20];
+    EXPECT_EQ(V_SrGetN(7, buf, 20), 0);
+    EXPECT_STREQ(buf, "Bye ???");
+    EXPECT_EQ(V_SrGetN(2, buf, 20), -1);
+    EXPECT_STREQ(buf, "???");
+    EXPECT_EQ(V_SrGetN(0x10001, buf, 20), -1); // not string 1
+}
+
+TEST_F(Resources, NothingLoaded)
+{
+    EXPECT_EQ(get(1), "???");
+    EXPECT_EQ(init("x"), -1);
+    EXPECT_EQ(get(1), "???");
+    EXPECT_EQ(init(nullptr, nullptr), -1);
+    EXPECT_EQ(load(sre({})), 0);
+    EXPECT_EQ(get(0), "???");
+}
+
+TEST_F(Resources, SearchOrder)
+{
+    setenv("HOME", "home", 1);
+    setenv("VQHOME", "vqhome", 1);
+    // In the order of the search: each found file is taken away to find the next.
+    const std::string order[] = {
+        "sub/x.sre",
+        "home/" + place("deutsch", "sub/x"),
+        "home/" + place("deutsch", "x"),
+        "vqhome/" + place("deutsch", "sub/x"),
+        "vqhome/" + place("deutsch", "x"),
+    };
+    for (const std::string &path : order)
+        write(path, naming(path));
+    write("home/" + place("dutch", "x"), naming("another language"));
+    for (const std::string &path : order) {
+        EXPECT_EQ(init("sub/x", "deutsch"), 0);
+        EXPECT_EQ(get(1), path);
+        fs::remove(path);
+    }
+    EXPECT_EQ(init("sub/x", "deutsch"), -1);
+    EXPECT_EQ(get(1), order[4]); // what was loaded stays
+
+    write(order[1], naming("home"));
+    write(order[3], naming("vqhome"));
+    unsetenv("HOME");
+    EXPECT_EQ(init("sub/x", "deutsch"), 0);
+    EXPECT_EQ(get(1), "vqhome");
+    unsetenv("VQHOME");
+    EXPECT_EQ(init("sub/x", "deutsch"), -1);
+    setenv("HOME", "home", 1);
+    EXPECT_EQ(init("sub/x", "deutsch"), 0);
+    EXPECT_EQ(get(1), "home");
+}
+
+TEST_F(Resources, OverlongPathIsPassedOver)
+{
+    setenv("VQHOME", ".", 1);
+    write(place("deutsch", "x"), naming("found"));
+    setenv("HOME", std::string(1500, 'h').c_str(), 1);
+    EXPECT_EQ(init("x", "deutsch"), 0);
+    EXPECT_EQ(get(1), "found");
+
+    // The longest path there may be, and one byte more: it is not cut to fit.
+    write(fs::path(place("deutsch", "x")).replace_extension(".sr"), naming("cut"));
+    const std::string tail = "/" + place("deutsch", "x");
+    for (const std::size_t length : {1023u, 1024u}) {
+        std::string name = ".";
+        while (name.size() + tail.size() < length)
+            name += name.size() + tail.size() + 1 == length ? "/" : "/.";
+        setenv("HOME", name.c_str(), 1);
+        unsetenv("VQHOME");
+        EXPECT_EQ(init("x", "deutsch"), length == 1023 ? 0 : -1) << length;
+    }
+}
+
+TEST_F(Resources, LanguageIsRemembered)
+{
+    write("x.sre", worked_example);
+    EXPECT_EQ(init("x", "korean"), 0);
+    EXPECT_STREQ(VdeInstance->language, "korean");
+    EXPECT_EQ(init("x", VdeInstance->language), 0);
+    EXPECT_STREQ(VdeInstance->language, "korean");
+    EXPECT_EQ(init("none", "dutch"), -1);
+    EXPECT_STREQ(VdeInstance->language, "korean");
+}
+
+TEST_F(Resources, TextForm)
+{
+    const std::pair<std::string, std::string> lines[] = {
+        {"Delete\\x20file", "Delete file"},
+        {"   lead \\x41 trail  ", "lead A trail  "},
+        {"\\x20kept", " kept"},
+        {"one\rtwo", "one"},
+        {"one\\\ntwo", "one\ntwo"},
+        {"one\\\r\\\ntwo", "one\r\ntwo"},
+        {"a\\nb\\\\x41", "a\\nb\\\\x41"},
+        {"\\X9g\\xfFz", "\x09g\xFFz"},
+        {"cut\\xgone", "cut"},
+        {"a\\x00b", "a"},
+        {"", ""},
+        {std::string(1023, 'x'), std::string(1023, 'x')},
+        {std::string(1022, 'x') + "\\y", std::string(1022, 'x') + "\\"},
+        {std::string(3000, 'y'), std::string(1023, 'y')},
+        {"last", "last"},
+    };
+    std::vector<std::pair<int, std::string>> file;
+    for (const auto &[line, text] : lines)
+        file.emplace_back(int(file.size()) - 3, line);
+    ASSERT_EQ(load(sre(file)), 0);
+    for (std::size_t i = 0; i < file.size(); ++i)
+        EXPECT_EQ(get(file[i].first), lines[i].second) << lines[i].first;
+}
+
+TEST_F(Resources, ScanOneLine)
+{
+    const File stream = stream_of("  abcdef\\xZ rest\nnext");
+    char buf[4];
+    EXPECT_EQ(VdeUiScanLabel(stream.get(), 0, '\n', sizeof buf, buf),
+              -1); // stops at the bad escape
+    EXPECT_STREQ(buf, "abc");
+    EXPECT_EQ(getc(stream.get()), 'Z');
+    EXPECT_EQ(VdeUiScanLabel(stream.get(), 0, '\n', sizeof buf, buf),
+              0); // reads on to the line end
+    EXPECT_STREQ(buf, "res");
+    EXPECT_EQ(VdeUiScanLabel(stream.get(), 0, '\n', sizeof buf, buf), -1); // no line end
+    EXPECT_STREQ(buf, "nex");
+}
+
+TEST_F(Resources, BinaryTemplates)
+{
+    struct Inner {
+        UCharT byte;
+        uint16_t number;
+    };
+    struct Outer {
+        UCharT bytes[3];
+        uint32_t number;
+        Inner inner[2];
+        uint16_t last[2];
+    } outer;
+    const VdeDrfEntryT inner[] = {
+        {VdeDrfNumbers16, offsetof(Inner, number), 1, 0, nullptr},
+        {VdeDrfBytes, offsetof(Inner, byte), 1, 0, nullptr}, // and a pad byte
+        {VdeDrfEnd, 0, 0, 0, nullptr},
+    };
+    const VdeDrfEntryT entries[] = {
+        {VdeDrfBytes, offsetof(Outer, bytes), 3, 0, nullptr},
+        {-5, offsetof(Outer, number), 1, 0, nullptr}, // after a pad byte
+        {VdeDrfNested, offsetof(Outer, inner), 2, sizeof(Inner), inner},
+        {VdeDrfNumbers16, offsetof(Outer, last), 2, 0, nullptr},
+        {VdeDrfEnd, 0, 0, 0, nullptr},
+    };
+    const std::string_view content("abc-\x01\x02\x03\x84"
+                                   "\x12\x34X-"
+                                   "\xFE\xDCY-"
+                                   "\0\1\0\2",
+                                   20);
+    const File stream = stream_of(content);
+    ASSERT_EQ(Vde_drf_read(stream.get(), entries, &outer), 0);
+    EXPECT_EQ(std::memcmp(outer.bytes, "abc", 3), 0);
+    EXPECT_EQ(outer.number, 0x01020384u);
+    EXPECT_EQ(outer.inner[0].number, 0x1234);
+    EXPECT_EQ(outer.inner[0].byte, 'X');
+    EXPECT_EQ(outer.inner[1].number, 0xFEDC);
+    EXPECT_EQ(outer.inner[1].byte, 'Y');
+    EXPECT_EQ(outer.last[1], 2);
+    EXPECT_EQ(getc(stream.get()), EOF);
+    for (std::size_t length = 0; length < content.size(); ++length)
+        EXPECT_EQ(Vde_drf_read(stream_of(content.substr(0, length)).get(), entries, &outer), -1);
+}
+
+TEST_F(Resources, DamagedHeaderOrIndexIsRefused)
+{
+    ASSERT_EQ(load(naming("before")), 0);
+    const auto header = [](unsigned long count) {
+        return std::string(20, '\0') + big_endian(count, 4) + worked_example.substr(24);
+    };
+    for (const unsigned long count : {5ul, 32767ul, 32768ul, 0x10002ul, 0x80000002ul, 0xFFFFFFFFul})
+        EXPECT_EQ(load(header(count)), -1) << count;
+    EXPECT_EQ(load(sre({{7, "a"}, {1, "b"}})), -1);
+    EXPECT_EQ(load(sre({{1, "a"}, {-1, "b"}})), -1); // ids are signed
+    EXPECT_EQ(load(""), -1);
+    fs::remove("x.sre");
+    fs::create_directory("x.sre");
+    EXPECT_EQ(init("x"), -1);
+    EXPECT_EQ(get(1), "before");
+}
+
+// Whatever is cut off or overwritten, reading stays within its buffers (a sanitizer tells), and the
+// strings are the file's or those from before.
+TEST_F(Resources, DamageSweep)
+{
+    ASSERT_EQ(load(naming("before")), 0);
+    for (std::size_t length = 0; length < worked_example.size(); ++length) {
+        const bool whole_index = length >= 36;
+        EXPECT_EQ(load(worked_example.substr(0, length)), whole_index ? 0 : -1) << length;
+        EXPECT_EQ(get(1), whole_index
+                              ? worked_example.substr(36, std::min<std::size_t>(length - 36, 6))
+                              : "before");
+    }
+    for (std::size_t at = 0; at < worked_example.size(); ++at) {
+        for (const char byte : {'\0', '\1', '\n', '\\', 'x', '\x7F', '\x80', '\xFF'}) {
+            std::string damaged = worked_example;
+            damaged[at] = byte;
+            load(damaged);
+            for (const IntT id : {1, 7, 0, -1, 32767})
+                get(id);
+        }
+    }
+    // An offset beyond the file, and the highest there is, read as empty.
+    std::string far = worked_example;
+    far.replace(26, 4, "\x7F\xFF\xFF\xFF");
+    far.replace(32, 4, "\xFF\xFF\xFF\xFF");
+    ASSERT_EQ(load(far), 0);
+    EXPECT_EQ(get(1), "");
+    EXPECT_EQ(get(7), "");
+}
+
+// As many strings as there can be, in a pool that grows many times.
+TEST_F(Resources, LargestTable)
+{
+    std::vector<std::pair<int, std::string>> lines;
+    for (int id = -100; id < 32667; ++id)
+        lines.emplace_back(id, std::to_string(id));
+    ASSERT_EQ(load(sre(lines)), 0);
+    for (const auto &[id, text] : lines)
+        ASSERT_EQ(get(id), text);
+}
+
+TEST_F(Resources, PlatformNames)
+{
+    for (const char *name : {"a/b", "", static_cast<const char *>(nullptr)}) {
+        const StringT copy = VdeInternalToPlatformFilename(name);
+        EXPECT_STREQ(copy, name != nullptr ? name : "");
+        EXPECT_NE(copy, name);
+        V_Free(copy);
+    }
+}

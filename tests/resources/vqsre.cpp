@@ -1,0 +1,306 @@
+// The tool vqsre, as its users call it.
+#include "support.h"
+
+#include "velt/vde/fontenc.h"
+#include "velt/vde/language.h"
+
+#include <fcntl.h>
+#include <iterator>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+struct Vqsre : Resources {
+    std::string out, errors;
+
+    // Runs the tool, without a shell, so that valgrind follows it; its exit status.
+    int run(const std::string &arguments, const char *output = "out")
+    {
+        std::istringstream split(arguments);
+        std::vector<std::string> words = {VQSRE};
+        words.insert(words.end(), std::istream_iterator<std::string>(split), {});
+        std::vector<char *> argv;
+        argv.reserve(words.size() + 1);
+        for (std::string &word : words)
+            argv.push_back(word.data());
+        argv.push_back(nullptr);
+
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC;
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output, flags, 0666);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "errors", flags, 0666);
+        pid_t child;
+        EXPECT_EQ(posix_spawn(&child, VQSRE, &actions, nullptr, argv.data(), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        int status;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        out = read("out");
+        errors = read("errors");
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    // What compile says about a source.
+    std::string complaint(const std::string &language, const std::string &source)
+    {
+        write(language + ".txt", source);
+        const int status = run("compile " + language + ".txt -o out.sre");
+        EXPECT_EQ(status, errors.empty() ? 0 : 1);
+        EXPECT_EQ(fs::exists("out.sre"), errors.empty());
+        fs::remove("out.sre");
+        return errors;
+    }
+};
+
+// A line that reads as these bytes, in a form of its own: every byte an escape.
+std::string escaped(const std::string &bytes)
+{
+    std::string line;
+    for (const char byte : bytes) {
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(byte));
+        line += escape;
+    }
+    return line;
+}
+
+} // namespace
+
+TEST_F(Vqsre, CompilesTheWorkedExample)
+{
+    write("usenglish.txt", "# two strings, in any order\r\n 7 : Bye %0 \r\n\n1:Hello!");
+    ASSERT_EQ(run("compile usenglish.txt -o x.sre"), 0) << errors;
+    EXPECT_EQ(out + errors, "");
+    EXPECT_EQ(read("x.sre"), sre({{1, "Hello!"}, {7, "Bye %0"}}));
+    ASSERT_EQ(run("print x.sre --language usenglish"), 0);
+    EXPECT_EQ(out, "1: Hello!\n7: Bye %0\n");
+    EXPECT_FALSE(fs::exists("x.sre.part"));
+}
+
+// The language's encoding, and that bytes which mean something to the reader survive it.
+TEST_F(Vqsre, Encodings)
+{
+    const struct {
+        const char *language, *text, *bytes;
+    } cases[] = {
+        {"deutsch", "Größe „x“ ¤†•ı",
+         "Gr\x9A\xA7"
+         "e \xE3x\xD2 \xDB\xA0\xA5\xF5"},
+        {"japanese", "ソ表能ｱa~",
+         "\x83\x5C\x95\x5C\x94\x5C\xB1"
+         "a~"},
+        {"traditionalchinese", "功許", "\xA5\x5C\xB3\x5C"},
+        {"simplifiedchinese", "从书", "\xB4\xD3\xCA\xE9"},
+        {"korean", "책에서", "\xC3\xA5\xBF\xA1\xBC\xAD"},
+        {"francais", R"(\x20 a\\b\tc\p\r\ \#\i\N\M\+\-\_\x0a\X)", nullptr}, // "\X" is no escape
+        {"francais", R"(\s a\\b\tc\p\r\ \#\i\N\M\+\-\_\x0D\s)",
+         "  a\\b\x08"
+         "c\x0A\x09\x11\x10\x12\x13\x14\x15\x04\x05\x0D "},
+    };
+    for (const auto &[language, text, bytes] : cases) {
+        write(std::string(language) + ".txt", std::string("\xEF\xBB\xBF") + "-5: " + text + "\n");
+        const std::string file = std::string(language) + ".txt";
+        if (bytes == nullptr) {
+            EXPECT_EQ(run("compile " + file + " -o x.sre"), 1);
+            continue;
+        }
+        ASSERT_EQ(run("compile " + file + " -o x.sre"), 0) << errors;
+        ASSERT_EQ(init("x"), 0);
+        EXPECT_EQ(get(-5), bytes) << language;
+        ASSERT_EQ(run("print x.sre --language " + std::string(language)), 0);
+        write(file, out);
+        const std::string compiled = read("x.sre");
+        ASSERT_EQ(run("compile " + file + " -o x.sre"), 0) << errors;
+        EXPECT_EQ(read("x.sre"), compiled);
+    }
+}
+
+// Every byte and every two-byte character of every encoding comes through print and compile,
+// whether it has a character or not.
+TEST_F(Vqsre, EveryByteSurvives)
+{
+    V_FdeInitFontEncs(nullptr);
+    for (const auto &[language, encoding] : {std::pair<const char *, UIntT>{"usenglish", 0},
+                                             {"japanese", 1},
+                                             {"korean", 2},
+                                             {"traditionalchinese", 3},
+                                             {"simplifiedchinese", 4}}) {
+        std::vector<std::pair<int, std::string>> lines;
+        std::vector<std::string> strings;
+        for (unsigned first = 1; first < 256; ++first) {
+            std::string bytes(1, static_cast<char>(first));
+            for (unsigned second = 1; second < 256; ++second)
+                if (vdeFontEncs[encoding]->firstByte[first] != 0 &&
+                    vdeFontEncs[encoding]->secondByte[second] != 0)
+                    bytes += {static_cast<char>(first), static_cast<char>(second)};
+            bytes += ' ';
+            strings.push_back(bytes);
+            lines.emplace_back(first, escaped(bytes));
+        }
+        write("x.sre", sre(lines));
+        ASSERT_EQ(run("print x.sre --language " + std::string(language)), 0) << errors;
+        write(std::string(language) + ".txt", out);
+        ASSERT_EQ(run("compile " + std::string(language) + ".txt -o x.sre"), 0) << errors;
+        ASSERT_EQ(init("x"), 0);
+        for (unsigned first = 1; first < 256; ++first)
+            EXPECT_EQ(get(static_cast<IntT>(first)), strings[first - 1]) << language << first;
+    }
+}
+
+// The codes at which the host's set has no character.
+TEST_F(Vqsre, GapsOfQuire)
+{
+    std::vector<std::pair<int, std::string>> lines;
+    for (int code = 0x80; code < 0x100; ++code)
+        lines.emplace_back(code, std::string(1, static_cast<char>(code)));
+    write("x.sre", sre(lines));
+    ASSERT_EQ(run("print x.sre --language usenglish"), 0) << errors;
+    std::string gaps;
+    std::istringstream printed(out);
+    for (std::string id, text; printed >> id >> text;)
+        if (text.starts_with("\\x"))
+            gaps += text.substr(2) + ' ';
+    EXPECT_EQ(gaps, "A1 AD B5 B6 B7 B8 B9 BA BD C3 C5 C6 CA D6 D7 F0 ");
+}
+
+TEST_F(Vqsre, TellsWhatIsWrongWithASource)
+{
+    const struct {
+        const char *language, *line, *reason;
+    } cases[] = {
+        {"dutch", "hello", "not of the form 'ID: text'"},
+        {"dutch", "1 hello", "not of the form 'ID: text'"},
+        {"dutch", "32768: x", "the id does not lie between -32768 and 32767"},
+        {"dutch", "99999999999: x", "the id does not lie between -32768 and 32767"},
+        {"dutch", "0: again", "string 0 is already in line 2"},
+        {"dutch", "1: a\tb", "a control character (U+0009); it is written as an escape"},
+        {"dutch", "1: \\q", "'\\q' is no escape"},
+        {"dutch", "1: \\é", "'\\é' is no escape"},
+        {"dutch", "1: \\x4", "\\x needs two hexadecimal digits"},
+        {"dutch", "1: \\xg0", "\\x needs two hexadecimal digits"},
+        {"dutch", "1: \\x00", "\\x00 would end the string"},
+        {"dutch", "1: a\\", "a backslash at the end of the line"},
+        {"dutch", "1: \xFF", "the line is not UTF-8"},
+        {"dutch", "1: 10 €", "Quire has no '€' (U+20AC)"},
+        {"dutch", "1: Ω", "Quire has no 'Ω' (U+03A9)"},
+        {"japanese", "1: é", "Shift-JIS has no 'é' (U+00E9)"},
+        {"japanese", "1: ¥", "Shift-JIS has no '¥' (U+00A5)"},
+        {"korean", "1: é", "KS C 5601 has no 'é' (U+00E9)"},
+        {"simplifiedchinese", "1: 從", "GB 2312 has no '從' (U+5F9E)"},
+        {"traditionalchinese", "1: 从", "Big5 has no '从' (U+4ECE)"},
+        {"dutch", "1: %{x}", "'%{x}' is no reference"},
+        {"dutch", "1: %{0", "a '%{' without its '}'"},
+    };
+    for (const auto &[language, line, reason] : cases)
+        EXPECT_EQ(complaint(language, std::string("# comment\n0: fine\n") + line + "\n"),
+                  std::string(language) + ".txt:3: " + reason + "\n");
+
+    EXPECT_EQ(complaint("dutch", "1: " + std::string(1023, 'x')), "");
+    EXPECT_EQ(complaint("dutch", "1: " + std::string(1024, 'x')),
+              "dutch.txt:1: the string has 1024 bytes in Quire; at most 1023 are read\n");
+    // It is the encoded form that counts: two bytes a character, not the three of UTF-8.
+    std::string kana;
+    for (int i = 0; i < 511; ++i)
+        kana += "あ";
+    EXPECT_EQ(complaint("japanese", "1: " + kana), "");
+    EXPECT_EQ(complaint("japanese", "1: " + kana + "あ"),
+              "japanese.txt:1: the string has 1024 bytes in Shift-JIS; at most 1023 are read\n");
+
+    // Every line is looked at.
+    EXPECT_EQ(
+        complaint("dutch", "x\n\n1: y\n1: \\q\n"),
+        "dutch.txt:1: not of the form 'ID: text'\ndutch.txt:4: string 1 is already in line 3\n");
+
+    std::string many;
+    for (int id = -1; id < 32767; ++id)
+        many += std::to_string(id) + ":\n";
+    EXPECT_EQ(complaint("dutch", many),
+              "dutch.txt:32768: the file has 32768 strings; at most 32767 are read\n");
+}
+
+TEST_F(Vqsre, ChecksLanguagesAgainstEachOther)
+{
+    write("usenglish.txt", "0: Delete %0 of %1\n1: %u %%0\n2: %{3} x\n3: plain\n");
+    write("deutsch.txt", "0: %1: %{0 the file} löschen\n1: %%0 %u\n2: %3 %3\n3: 100 %\n");
+    EXPECT_EQ(run("check usenglish.txt deutsch.txt"), 0);
+    EXPECT_EQ(out + errors, "");
+
+    write("dutch.txt", "0: \\q %0\n1: x %0\n# no string 2\n9: more\n3: x %0\n");
+    write("danish.txt", "");
+    EXPECT_EQ(run("check usenglish.txt deutsch.txt dutch.txt danish.txt"), 1);
+    EXPECT_EQ(errors, "dutch.txt:1: '\\q' is no escape\n"
+                      "dutch.txt:2: string 1 refers to %0, but to %u in usenglish.txt:2\n"
+                      "dutch.txt:5: string 2 is missing; it is in usenglish.txt:3\n"
+                      "dutch.txt:5: string 3 refers to %0, but to nothing in usenglish.txt:4\n"
+                      "dutch.txt:4: string 9 is missing in usenglish.txt\n"
+                      "danish.txt:1: string 0 is missing; it is in usenglish.txt:1\n"
+                      "danish.txt:1: string 1 is missing; it is in usenglish.txt:2\n"
+                      "danish.txt:1: string 2 is missing; it is in usenglish.txt:3\n"
+                      "danish.txt:1: string 3 is missing; it is in usenglish.txt:4\n");
+}
+
+TEST_F(Vqsre, TheLanguageComesFromThePath)
+{
+    write("korean/APIArea/resources/x.sre", sre({{0, "\xC3\xA5"}}));
+    EXPECT_EQ(run("print korean/APIArea/resources/x.sre"), 0);
+    EXPECT_EQ(out, "0: 책\n");
+    EXPECT_EQ(run("print korean/APIArea/resources/x.sre --language usenglish"), 0);
+    EXPECT_EQ(out, "0: \\xC3•\n"); // the host's set has no character there
+    write("labels.txt", "0: 책\n");
+    EXPECT_EQ(run("compile --language korean -o x.sre labels.txt"), 0);
+    EXPECT_EQ(read("x.sre"), sre({{0, "\xC3\xA5"}}));
+    EXPECT_EQ(run("compile labels.txt -o x.sre"), 2);
+    EXPECT_EQ(errors, "vqsre: labels.txt has no language in its path; give --language\n"
+                      "Try 'vqsre --help'.\n");
+}
+
+TEST_F(Vqsre, DamagedFilesAndWrongUsage)
+{
+    write("dutch.txt", "0: x\n");
+    const struct {
+        std::string content, reason;
+    } files[] = {
+        {"", "the file ends inside its header"},
+        {sre({{0, "x"}}).substr(0, 29), "the file ends inside its index"},
+        {std::string(20, '\0') + "\xFF\xFF\xFF\xFF", "the header tells of more than 32767 strings"},
+        {sre({{1, "x"}, {0, "y"}}), "the index is not sorted"},
+        {sre({{3, "x\\xg"}}), "string 3 does not end properly"},
+        {sre({{3, "x"}}).substr(0, 31), "string 3 does not end properly"},
+    };
+    for (const auto &[content, reason] : files) {
+        write("dutch.sre", content);
+        EXPECT_EQ(run("print dutch.sre"), 1);
+        EXPECT_EQ(errors, "vqsre: dutch.sre: " + reason + "\n");
+    }
+
+    for (const char *arguments :
+         {"", "melt dutch.txt", "compile dutch.txt", "compile -o x",
+          "compile dutch.txt dutch.txt -o x", "compile dutch.txt -o", "print",
+          "print dutch.sre -o x", "check", "--bad", "check --language dutch dutch.txt",
+          "check other.txt", "compile dutch.txt -o x --language Dutch"}) {
+        EXPECT_EQ(run(arguments), 2) << arguments;
+        EXPECT_TRUE(errors.ends_with("Try 'vqsre --help'.\n")) << errors;
+    }
+
+    // What cannot be read or written.
+    EXPECT_EQ(run("compile missing/dutch.txt -o x"), 1);
+    EXPECT_EQ(errors, "vqsre: missing/dutch.txt: No such file or directory\n");
+    EXPECT_EQ(run("compile dutch.txt -o missing/x"), 1);
+    EXPECT_EQ(run("compile dutch.txt -o /dev/full"), 1);
+    EXPECT_EQ(errors, "vqsre: /dev/full: No space left on device\n");
+    EXPECT_TRUE(fs::is_character_file("/dev/full"));
+    ASSERT_EQ(run("compile dutch.txt -o dutch.sre"), 0);
+    EXPECT_EQ(run("print dutch.sre", "/dev/full"), 1);
+    EXPECT_EQ(errors, "vqsre: cannot write to standard output\n");
+    write("dutch.txt", "0: \\q\n");
+    EXPECT_EQ(run("compile dutch.txt -o dutch.sre"), 1);
+    EXPECT_EQ(read("dutch.sre"), sre({{0, "x"}})); // it was left alone
+
+    EXPECT_EQ(run("--help"), 0);
+    EXPECT_TRUE(out.starts_with("usage: vqsre compile"));
+    EXPECT_EQ(run("--version"), 0);
+    EXPECT_EQ(out, "vqsre " VELT_VERSION "\n");
+}

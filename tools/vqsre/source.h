@@ -1,0 +1,45 @@
+// Sources of string resource files: UTF-8 text, one string a line.
+#ifndef VELT_TOOLS_VQSRE_SOURCE_H
+#define VELT_TOOLS_VQSRE_SOURCE_H
+
+#include "charset.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+
+struct String {
+    int line = 0;                     // of the source
+    std::string bytes;                // as the client will get them
+    std::set<std::string> references; // to arguments, as "%0", and to the language, "%u"
+    bool sound = false;               // no error was found in it
+};
+
+struct Source {
+    std::string path;
+    int lines = 0;
+    std::map<int, String> strings;
+};
+
+// Where errors go: each is one line on standard error.
+class Errors
+{
+public:
+    void add(const std::string &path, int line, const std::string &reason);
+    bool any() const { return any_; }
+
+private:
+    bool any_ = false;
+};
+
+// Reads and checks one source. Throws std::system_error when it cannot be read.
+Source read_source(const std::string &path, const Charset &charset, Errors &errors);
+
+// Checks that a translation has the strings of the first source, with the same references.
+void compare_sources(const Source &first, const Source &translation, Errors &errors);
+
+// A string in the form that read_source reads.
+std::string source_text(std::string_view bytes, const Charset &charset);
+
+#endif

@@ -1,0 +1,75 @@
+// Compiled files: writing and reading.
+
+#include "sre.h"
+
+#include "file.h"
+
+#include <cstdint>
+#include <stdexcept>
+
+namespace
+{
+
+template <class T>
+void put(std::string &to, T value)
+{
+    for (int shift = 8 * (int{sizeof value} - 1); shift >= 0; shift -= 8)
+        to += static_cast<char>(value >> shift & 0xFF);
+}
+
+// The line that the library reads as these bytes. A second byte of a character may be a backslash
+// too; the library does not tell.
+std::string line_of(const std::string &bytes)
+{
+    std::string line;
+    for (const char byte : bytes) {
+        const auto c = static_cast<unsigned char>(byte);
+        const bool skipped = c == ' ' && line.empty();
+        if (c >= 0x20 && c != 0x7F && c != '\\' && !skipped) {
+            line += byte;
+        } else {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\x%02X", c);
+            line += escape;
+        }
+    }
+    return line + '\n';
+}
+
+} // namespace
+
+std::string compile(const Source &source)
+{
+    std::string header;
+    for (int word = 1; word <= 5; ++word)
+        put(header, std::uint32_t{0});
+    put(header, static_cast<std::uint32_t>(source.strings.size()));
+
+    constexpr std::size_t entry_size = sizeof(std::int16_t) + sizeof(std::uint32_t);
+    const std::size_t start = header.size() + entry_size * source.strings.size();
+    std::string index;
+    std::string lines;
+    for (const auto &[id, string] : source.strings) {
+        put(index, static_cast<std::int16_t>(id));
+        put(index, static_cast<std::uint32_t>(start + lines.size()));
+        lines += line_of(string.bytes);
+    }
+    return header + index + lines;
+}
+
+std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
+{
+    const File file = open_file(path, "rb");
+    velt::SrIndex index;
+    if (const char *reason = velt::sr_read_index(file.get(), index))
+        throw std::runtime_error(path + ": " + reason);
+    std::vector<std::pair<int, std::string>> strings;
+    for (const VdeSrIndexT &entry : index) {
+        char text[velt::sr_text_size];
+        if (velt::sr_read_text(file.get(), entry.offset, text) != 0)
+            throw std::runtime_error(path + ": string " + std::to_string(entry.id) +
+                                     " does not end properly");
+        strings.emplace_back(entry.id, text);
+    }
+    return strings;
+}
