@@ -1,0 +1,64 @@
+// The stubs of the host's program, one a row of the procedure table.
+
+#include <cstddef>
+#include <cstring>
+#include <iterator>
+
+#include "apilib/routines.h"
+
+namespace
+{
+
+// Time limit of a call on a handle that has none of its own.
+constexpr timeval TIMEOUT = {25, 0};
+
+constexpr rpcproc_t numbers[] = {
+#define V_PROCEDURE(number, stub, argument, result) number,
+#include "velt/tables/procedures.def"
+};
+
+constexpr bool ascending()
+{
+    for (std::size_t i = 1; i < std::size(numbers); i++)
+        if (numbers[i] <= numbers[i - 1])
+            return false;
+    return true;
+}
+
+static_assert(ascending(), "a procedure number is used twice or out of order");
+static_assert(std::size(numbers) == 176);
+
+// What holds a decoded answer; a void answer still needs an address.
+template <class T>
+struct Holder {
+    T value;
+    T *address() { return &value; }
+};
+template <>
+struct Holder<void> {
+    char value;
+    void *address() { return &value; }
+};
+
+bool call(CLIENT *client, rpcproc_t number, xdrproc_t encode, void *argument, xdrproc_t decode,
+          void *result)
+{
+    if (clnt_call(client, number, encode, argument, decode, result, TIMEOUT) == RPC_SUCCESS)
+        return true;
+    // The answer may have been decoded in part.
+    xdr_free(decode, result);
+    return false;
+}
+
+} // namespace
+
+#define V_PROCEDURE(number, stub, argument, result)                                                \
+    result *stub(argument *arg, CLIENT *client)                                                    \
+    {                                                                                              \
+        static Holder<result> res;                                                                 \
+        std::memset(&res, 0, sizeof res);                                                          \
+        return call(client, number, velt::routine<argument>(), arg, velt::routine<result>(), &res) \
+                   ? res.address()                                                                 \
+                   : nullptr;                                                                      \
+    }
+#include "velt/tables/procedures.def"

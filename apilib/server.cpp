@@ -1,0 +1,58 @@
+// The program that a client serves: decodes and dispatches the host's calls. Re-entered while a
+// handler serves the host, so everything is on the stack.
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "apilib/routines.h"
+
+namespace
+{
+
+void empty_reply(SVCXPRT *transport)
+{
+    if (!svc_sendreply(transport, velt::routine<void>(), nullptr))
+        svcerr_systemerr(transport);
+}
+
+template <class Arg>
+void serve(svc_req *request, SVCXPRT *transport, void *(*handler)(Arg *, svc_req *))
+{
+    Arg argument{};
+    if (!svc_getargs(transport, velt::routine<Arg>(), reinterpret_cast<char *>(&argument))) {
+        velt::free_decoded(argument);
+        svcerr_decode(transport);
+        return;
+    }
+    if (handler(&argument, request))
+        empty_reply(transport);
+    if (!velt::free_decoded(argument)) {
+        std::fputs("unable to free arguments", stderr);
+        std::exit(1);
+    }
+}
+
+template <>
+void serve<void>(svc_req *request, SVCXPRT *transport, void *(*handler)(void *, svc_req *))
+{
+    if (handler(nullptr, request))
+        empty_reply(transport);
+}
+
+} // namespace
+
+void vq_api_prog_1(svc_req *request, SVCXPRT *transport)
+{
+    switch (request->rq_proc) {
+    case NULLPROC:
+        empty_reply(transport);
+        break;
+#define V_CALLBACK(number, handler, argument)                                                      \
+    case number:                                                                                   \
+        serve<argument>(request, transport, handler);                                              \
+        break;
+#include "velt/tables/callbacks.def"
+    default:
+        svcerr_noproc(transport);
+    }
+}

@@ -1,0 +1,8 @@
+// The request to end the service loop.
+
+#include "velt/api/session.h"
+
+void V_ApiBailOut(void)
+{
+    VA_bailout = 1;
+}

@@ -1,0 +1,259 @@
+// Start-up, connection and shutdown.
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <netdb.h>
+#include <rpc/pmap_clnt.h>
+#include <unistd.h>
+
+#include "apilib/routines.h"
+#include "apilib/unix/apislib/session.h"
+#include "velt/api.h"
+
+IntT VA_errno = 0;
+V_TimeT VA_TimeOut = {0, 0};
+IntT VA_clientno = -1;
+CLIENT *velt_client = nullptr;
+
+namespace velt
+{
+
+Session session;
+
+void un_portmap()
+{
+    if (session.myprog != 0) {
+        svc_unregister(session.myprog, session.myvers);
+        pmap_unset(session.myprog, session.myvers);
+    }
+    session.myprog = 0;
+}
+
+} // namespace velt
+
+using velt::session;
+
+namespace
+{
+
+constexpr IntT no_host_process = -223;
+
+// The codes of V_ApiConnectToSession.
+enum : IntT { no_session = -20, request_failed = -7, set_up_failed = -22 };
+
+bool strEqual(const char *a, const char *b)
+{
+    static const char emptystring[] = "";
+    return std::strcmp(a ? a : emptystring, b ? b : emptystring) == 0;
+}
+
+const char *thishost()
+{
+    static char h[256];
+    if (!h[0])
+        gethostname(h, sizeof h - 1);
+    return h;
+}
+
+int hostnameToRealAddr(const char *name, sockaddr_in *address)
+{
+    *address = {};
+    address->sin_family = AF_INET;
+    if (strEqual(name, nullptr) || strEqual(name, "localhost")) {
+        address->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        return 0;
+    }
+    address->sin_addr.s_addr = inet_addr(name);
+    if (address->sin_addr.s_addr != INADDR_NONE)
+        return 0;
+    const hostent *found = gethostbyname(name);
+    if (!found || found->h_addrtype != AF_INET)
+        return -1;
+    std::memcpy(&address->sin_addr, found->h_addr_list[0], sizeof address->sin_addr);
+    return 0;
+}
+
+// A machine's address in dotted decimal; all zero when it has none.
+StringT host_ntoa(const char *name)
+{
+    static char ha[INET_ADDRSTRLEN];
+    sockaddr_in address;
+    if (hostnameToRealAddr(name, &address) != 0)
+        address = {};
+    inet_ntop(AF_INET, &address.sin_addr, ha, sizeof ha);
+    return ha;
+}
+
+timeval get_VA_TimeOut()
+{
+    if (VA_TimeOut.seconds == 0 && VA_TimeOut.microseconds == 0)
+        VA_TimeOut.seconds = 604800;
+    return {VA_TimeOut.seconds, VA_TimeOut.microseconds};
+}
+
+const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, IntT hispid,
+                   const char *hostName)
+{
+    session.myprog = myprog;
+    session.myvers = myvers;
+    session.hisprog = hisprog;
+    session.hisvers = hisvers;
+    session.hispid = hispid;
+    velt::transport_ignore_broken_pipes();
+
+    pmap_unset(myprog, myvers);
+    session.client_transp = velt::transport_listen();
+    if (!session.client_transp)
+        return "unable to create TCP service";
+    if (!svc_register(session.client_transp, myprog, myvers, vq_api_prog_1, IPPROTO_TCP))
+        return "unable to register TCP client).";
+
+    sockaddr_in here;
+    sockaddr_in host;
+    if (hostnameToRealAddr(thishost(), &here) != 0 || hostnameToRealAddr(hostName, &host) != 0)
+        return "unable to gethostbyname";
+    if (here.sin_addr.s_addr == host.sin_addr.s_addr)
+        hostnameToRealAddr(nullptr, &host);
+    else
+        session.hispid = no_host_process;
+
+    session.client_socket = -1;
+    velt_client = velt::transport_connect(host, hisprog, hisvers, &session.client_socket);
+    if (!velt_client)
+        return "unable to create TCP client";
+    timeval limit = get_VA_TimeOut();
+    clnt_control(velt_client, CLSET_TIMEOUT, reinterpret_cast<char *>(&limit));
+
+    IntT pid = getpid();
+    return Vapivq_InitAck(&pid) ? nullptr : "unable to make initial contact";
+}
+
+// One call to the session's program over UDP; true when it succeeded.
+bool apiLocalCall(const char *hostName, UIntT program, rpcproc_t procedure, xdrproc_t encode,
+                  void *argument, xdrproc_t decode, void *result)
+{
+    sockaddr_in address;
+    if (hostnameToRealAddr(hostName, &address) != 0)
+        return false;
+    timeval limit = {VA_TimeOut.seconds, VA_TimeOut.microseconds};
+    int socket = RPC_ANYSOCK;
+    CLIENT *client = clntudp_create(&address, program, VQ_RPC_SESSION_VERSION, limit, &socket);
+    if (!client)
+        return false;
+    bool done = clnt_call(client, procedure, encode, static_cast<char *>(argument), decode,
+                          static_cast<char *>(result), limit) == RPC_SUCCESS;
+    // The handle opened the socket and closes it.
+    clnt_destroy(client);
+    return done;
+}
+
+IntT connect_to_session(const char *name, const char *hostName, UIntT program)
+{
+    if (strEqual(hostName, nullptr))
+        hostName = thishost();
+    auto nothing = velt::routine<void>();
+    if (!apiLocalCall(hostName, program, NULLPROC, nothing, nullptr, nothing, nullptr))
+        return no_session;
+
+    VqRpcApiConnectArgT request = {getpid(), host_ntoa(thishost()), const_cast<StringT>(name)};
+    VqRpcApiConnectReturnT answer = {};
+    IntT result = request_failed;
+    if (apiLocalCall(hostName, program, VQ_RPC_SESSION_CONNECT,
+                     velt::routine<VqRpcApiConnectArgT>(), &request,
+                     velt::routine<VqRpcApiConnectReturnT>(), &answer))
+        result = answer.status;
+    if (result == 0) {
+        // A session that there may be already ends here.
+        V_ApiShutDown();
+        if (hookup(static_cast<UIntT>(answer.myprog), static_cast<UIntT>(answer.myvers),
+                   static_cast<UIntT>(answer.hisprog), static_cast<UIntT>(answer.hisvers),
+                   answer.hispid, answer.hostName))
+            result = set_up_failed;
+        else
+            velt::call_fd_func();
+    }
+    velt::free_decoded(answer);
+    return result;
+}
+
+} // namespace
+
+void V_ApiErr(const char *message)
+{
+    std::fprintf(stderr, "Velt API client \"%s\": %s.\n", session.myname, message);
+}
+
+const char *V_ApiStartUp(V_FdFuncT fdFunc)
+{
+    std::setbuf(stdout, nullptr);
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_UNBLOCK, &all, nullptr);
+    V_ApiSetFdFunc(fdFunc);
+
+    const char *description = std::getenv("VQAPIX");
+    int myprog, myvers, hisprog, hisvers, hispid, number;
+    char name[sizeof session.myname];
+    if (!description || std::sscanf(description, "%d.%d %d.%d %d.%d.%255s", &myprog, &myvers,
+                                    &hisprog, &hisvers, &hispid, &number, name) != 7)
+        return "not called by a Velt product";
+    std::memcpy(session.myname, name, sizeof name);
+
+    if (number >= 0) {
+        pid_t child = fork();
+        if (child < 0)
+            return "unable to fork";
+        if (child > 0)
+            _exit(0);
+    }
+    VA_clientno = number >= 0 ? number : ~number;
+
+    const char *failure =
+        hookup(static_cast<UIntT>(myprog), static_cast<UIntT>(myvers), static_cast<UIntT>(hisprog),
+               static_cast<UIntT>(hisvers), hispid, nullptr);
+    if (!failure)
+        velt::call_fd_func();
+    return failure;
+}
+
+void V_ApiShutDown(void)
+{
+    velt::un_portmap();
+    if (session.client_transp) {
+        svc_destroy(session.client_transp);
+        session.client_transp = nullptr;
+    }
+    if (session.client_socket >= 0) {
+        close(session.client_socket);
+        session.client_socket = -1;
+    }
+    if (velt_client) {
+        clnt_destroy(velt_client);
+        velt_client = nullptr;
+    }
+    velt::transport_restore_broken_pipes();
+}
+
+IntT V_ApiRun(int, char **)
+{
+    if (const char *failure = V_ApiStartUp(nullptr)) {
+        V_ApiErr(failure);
+        V_ApiShutDown();
+        return 1;
+    }
+    while (!VA_bailout)
+        V_ApiService(nullptr);
+    V_ApiShutDown();
+    return 0;
+}
+
+IntT V_ApiConnectToSession(const char *name, const char *hostName, UIntT program)
+{
+    get_VA_TimeOut();
+    VA_bailout = 0;
+    VA_errno = connect_to_session(name, hostName, program);
+    return VA_errno;
+}

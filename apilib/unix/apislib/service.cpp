@@ -1,0 +1,244 @@
+// The service loop, the handlers of the host's calls, and the turn-taking of control.
+
+#include <csignal>
+#include <cstdlib>
+#include <sys/select.h>
+
+#include "apilib/routines.h"
+#include "apilib/unix/apislib/session.h"
+#include "velt/api.h"
+#include "velt/vde/memory.h"
+
+IntT VA_bailout = 0;
+UIntT VA_SelectMask = 0;
+
+namespace
+{
+
+constexpr int mask_bits = 32;
+constexpr timeval wait_limit = {22, 0};
+constexpr IntT filter_notification = 75;
+constexpr char nest_msg[] = "Nested API_Init/V_ApiNotify/V_ApiMessage/V_ApiCommand";
+
+// 1 while the client holds control and owes the host a hand-over.
+IntT turn_over_needed;
+// Depth of modal waits, and the result of the modal dialog that ended last.
+IntT callbacksDone;
+IntT modalRetval;
+
+V_FdFuncT fd_func;
+UIntT old_svc_fds;
+
+UIntT to_mask(const fd_set &set)
+{
+    UIntT mask = 0;
+    for (int fd = 0; fd < mask_bits; fd++)
+        if (FD_ISSET(fd, &set))
+            mask |= 1U << fd;
+    return mask;
+}
+
+fd_set to_set(UIntT mask)
+{
+    fd_set set;
+    FD_ZERO(&set);
+    for (int fd = 0; fd < mask_bits; fd++)
+        if (mask & 1U << fd)
+            FD_SET(fd, &set);
+    return set;
+}
+
+UIntT service_mask()
+{
+    return to_mask(velt::transport_descriptors());
+}
+
+// Waits on VA_SelectMask, which then holds what is ready.
+int wait_for_input()
+{
+    fd_set set = to_set(VA_SelectMask);
+    timeval limit = wait_limit;
+    int ready = select(mask_bits, &set, nullptr, nullptr, &limit);
+    VA_SelectMask = ready > 0 ? to_mask(set) : 0;
+    return ready;
+}
+
+void end_without_host()
+{
+    velt::un_portmap();
+    V_ApiEmergency();
+    std::exit(1);
+}
+
+void turn_over()
+{
+    IntT bailout = VA_bailout;
+    Vapivq_TurnOverControl(&bailout);
+    turn_over_needed = 0;
+}
+
+// What every call that leads to a callback has in common: the host gets its answer at once, the
+// client holds control while the callback runs, and hands it back.
+template <class Callback>
+void *handle(svc_req *request, Callback callback)
+{
+    svc_sendreply(request->rq_xprt, velt::routine<void>(), nullptr);
+    if (turn_over_needed) {
+        V_ApiErr(nest_msg);
+        return nullptr;
+    }
+    turn_over_needed = 1;
+    callback();
+    if (turn_over_needed)
+        turn_over();
+    return nullptr;
+}
+
+void translateFileToFile(const VqApiNotifyArgT &arg)
+{
+    V_FilterArgsT *record = VdeApiExpandFilterArgs(arg.stringArg);
+    V_ApiNotify(arg.notification, arg.objectId, reinterpret_cast<StringT>(record), arg.intArg);
+    if (record)
+        VdeApiDeallocateFilterArgs(record);
+    V_Free(record);
+}
+
+} // namespace
+
+void velt::call_fd_func()
+{
+    UIntT now = service_mask();
+    if (!fd_func || now == old_svc_fds)
+        return;
+    // The watcher may install another while it is told.
+    V_FdFuncT watcher = fd_func;
+    UIntT before = old_svc_fds;
+    old_svc_fds = now;
+    for (int fd = 0; fd < mask_bits; fd++)
+        if ((before & ~now) & 1U << fd)
+            watcher(fd, 0);
+    for (int fd = 0; fd < mask_bits; fd++)
+        if ((now & ~before) & 1U << fd)
+            watcher(fd, 1);
+}
+
+V_FdFuncT V_ApiSetFdFunc(V_FdFuncT func)
+{
+    V_FdFuncT previous = fd_func;
+    fd_func = func;
+    velt::call_fd_func();
+    return previous;
+}
+
+IntT V_ApiService(UIntT *readMask)
+{
+    UIntT service;
+    int ready;
+    do {
+        service = service_mask();
+        VA_SelectMask = service | (readMask ? *readMask : 0);
+        ready = wait_for_input();
+        if (ready <= 0 && !V_ApiVeltAlive())
+            end_without_host();
+    } while (ready == 0);
+
+    UIntT requests = VA_SelectMask & service;
+    UIntT others = VA_SelectMask & ~service;
+    if (requests)
+        velt::transport_dispatch(to_set(requests));
+    // A nested service loop has left its own there.
+    VA_SelectMask = others;
+    if (readMask)
+        *readMask = others;
+    velt::call_fd_func();
+    return ready;
+}
+
+IntT V_ApiVeltAlive(void)
+{
+    return velt::session.hispid < 1 || kill(velt::session.hispid, 0) == 0;
+}
+
+IntT V_ApiDoneCommand(void)
+{
+    if (!turn_over_needed)
+        return -1;
+    turn_over();
+    return 0;
+}
+
+IntT V_ApiTakeControl(void)
+{
+    if (turn_over_needed)
+        return -1;
+    Vapivq_TakeControl();
+    turn_over_needed = 1;
+    return 0;
+}
+
+IntT V_ApiServiceModalCallbacks(void)
+{
+    IntT saved_turn = turn_over_needed;
+    IntT saved_result = modalRetval;
+    turn_over_needed = 0;
+    modalRetval = 0;
+    IntT level = callbacksDone++;
+    // A callback may have ended the session, and then nobody ends the wait.
+    while (callbacksDone > level && velt_client)
+        V_ApiService(nullptr);
+    if (!velt_client)
+        callbacksDone = level;
+    IntT result = modalRetval;
+    turn_over_needed = saved_turn;
+    modalRetval = saved_result;
+    return result;
+}
+
+void *vq_api_init_1(VqApiInitArgT *arg, svc_req *request)
+{
+    return handle(request, [=] { V_ApiInitialize(arg->initCode); });
+}
+
+void *vq_api_command_1(VqApiCommandArgT *arg, svc_req *request)
+{
+    return handle(request, [=] { V_ApiCommand(arg->command); });
+}
+
+void *vq_api_message_1(VqApiMessageArgT *arg, svc_req *request)
+{
+    return handle(request, [=] { V_ApiMessage(arg->message, arg->objectId1, arg->objectId2); });
+}
+
+void *vq_api_notify_1(VqApiNotifyArgT *arg, svc_req *request)
+{
+    return handle(request, [=] {
+        if (arg->notification == filter_notification)
+            translateFileToFile(*arg);
+        else
+            V_ApiNotify(arg->notification, arg->objectId, arg->stringArg, arg->intArg);
+    });
+}
+
+void *vq_api_dialog_event_1(VqApiDialogEventArgT *arg, svc_req *request)
+{
+    return handle(request, [=] {
+        if (arg->dialog != 0) {
+            V_ApiDialogEvent(arg->dialog, arg->item, arg->detail);
+        } else {
+            callbacksDone--;
+            modalRetval = arg->detail;
+        }
+    });
+}
+
+void *vq_api_quit_1(void *, svc_req *)
+{
+    VA_bailout = 1;
+    return &VA_bailout;
+}
+
+void *vq4_api_notify_1(Vq4ApiNotifyArgT *, svc_req *)
+{
+    V_ApiErr("Velt process sent old-style notification");
+    return nullptr;
+}

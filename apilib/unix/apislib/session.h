@@ -1,0 +1,29 @@
+// The session's state, which its files share. One process, one session, one thread.
+#pragma once
+
+#include "apilib/unix/transport.h"
+#include "velt/wire.h"
+
+namespace velt
+{
+
+struct Session {
+    UIntT myprog = 0; // 0: not registered with the port mapper
+    UIntT myvers = 0;
+    UIntT hisprog = 0;
+    UIntT hisvers = 0;
+    IntT hispid = 0; // below 1: the host's life cannot be checked
+    char myname[256] = "???";
+    SVCXPRT *client_transp = nullptr;
+    int client_socket = -1;
+};
+
+extern Session session;
+
+// Removes the client's registration with the port mapper, once.
+void un_portmap();
+
+// Tells the descriptor watcher what has changed.
+void call_fd_func();
+
+} // namespace velt

@@ -1,0 +1,81 @@
+/* The session with the host: start-up, service loop, control, shutdown, and the callbacks.
+ *
+ * One thread. The host calls the client; while a callback runs, the client holds control and may
+ * call the host; when the callback returns, control goes back to the host.
+ */
+#ifndef VELT_API_SESSION_H
+#define VELT_API_SESSION_H
+
+#include "velt/decl.h"
+#include "velt/scalars.h"
+
+/* A time span. */
+typedef struct V_TimeT {
+    IntT seconds;
+    IntT microseconds;
+} V_TimeT;
+
+/* Told of every descriptor that the service starts (added 1) or stops (added 0) using. */
+typedef void (*V_FdFuncT)(IntT descriptor, IntT added);
+
+VELT_BEGIN_DECLS
+
+/* Status of the last remote call that failed: -1 when no answer came, else the host's status or
+ * a code of the library. A successful call leaves it alone. */
+extern IntT VA_errno;
+/* Time limit of every call to the host; set it before start-up. 0, 0 becomes seven days. */
+extern V_TimeT VA_TimeOut;
+/* Non-zero asks the service loop to end; the host is told with every hand-over of control. */
+extern IntT VA_bailout;
+/* The client's number, from the host; -1 before start-up. */
+extern IntT VA_clientno;
+/* Read mask of the last wait; afterwards, the client's own ready descriptors (0 to 31). */
+extern UIntT VA_SelectMask;
+
+/* The whole life of a client: start-up, service until VA_bailout, shutdown. Returns the exit
+ * status: 0, or 1 when start-up failed (reported through V_ApiErr). The arguments are not used. */
+IntT V_ApiRun(int argc, char **argv);
+/* Starts the session that the environment variable VQAPIX describes, with a descriptor watcher or
+ * null. Returns null, or a constant message that tells what failed. May fork: the parent exits. */
+const char *V_ApiStartUp(V_FdFuncT fdFunc);
+/* Releases everything that start-up made. Harmless when there is nothing. */
+void V_ApiShutDown(void);
+/* Joins a running session of the host: `name` is told to the host, hostName null or empty is this
+ * machine, program is the session's RPC program. Returns 0 or a code, also in VA_errno: -20 no
+ * session answers, -7 the request failed, -22 no connection, else the host's refusal. */
+IntT V_ApiConnectToSession(const char *name, const char *hostName, UIntT program);
+/* Writes one line with the client's name to standard error. */
+void V_ApiErr(const char *message);
+
+/* One wait of at most 22 s at a time, and one pass of dispatch. readMask, or null, points to a mask
+ * of the client's own descriptors (0 to 31) to wait on as well; on return, the ready ones. Returns
+ * the wait's result. Ends the process with status 1 when the host is gone. */
+IntT V_ApiService(UIntT *readMask);
+/* Installs a descriptor watcher, or null, and tells it of the present descriptors at once. Returns
+ * the previous one. */
+V_FdFuncT V_ApiSetFdFunc(V_FdFuncT func);
+/* 1 when the host's process is alive or cannot be checked, else 0. */
+IntT V_ApiVeltAlive(void);
+/* Hands control back before the callback returns: 0, or -1 when the client does not hold it. */
+IntT V_ApiDoneCommand(void);
+/* Takes control outside a callback: 0, or -1 when the client holds it. */
+IntT V_ApiTakeControl(void);
+/* Serves the host until the modal dialog just opened has ended; returns the dialog's result. */
+IntT V_ApiServiceModalCallbacks(void);
+/* Asks the service loop to end. */
+void V_ApiBailOut(void);
+
+/* The callbacks. A client defines the first two; the others have defaults that do nothing, which
+ * its own definitions replace. Strings are borrowed: copy what is to be kept. */
+void V_ApiInitialize(IntT initCode);
+void V_ApiCommand(IntT command);
+/* For notification 75, stringArg points to a V_FilterArgsT. */
+void V_ApiNotify(IntT notification, V_ObjHandleT objectId, StringT stringArg, IntT intArg);
+void V_ApiMessage(StringT message, V_ObjHandleT objectId1, V_ObjHandleT objectId2);
+void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail);
+/* The host is gone; the process ends with status 1 when this returns. */
+void V_ApiEmergency(void);
+
+VELT_END_DECLS
+
+#endif

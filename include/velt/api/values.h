@@ -1,0 +1,92 @@
+/* The value types of the interface, and the calls that allocate, copy and release them.
+ *
+ * The types stand in tables/values.def. A copy is always deep and belongs to the caller; a release
+ * leaves the structure empty (null pointers, count 0), so that a second release is harmless, and
+ * ignores a null pointer. When memory runs out an allocation or copy is empty.
+ */
+#ifndef VELT_API_VALUES_H
+#define VELT_API_VALUES_H
+
+#include <stddef.h>
+
+#include "velt/decl.h"
+#include "velt/scalars.h"
+
+#include "velt/tables/structures.h"
+#include "velt/tables/values.def"
+
+/* Arguments of a file filter, from a notification of code 75; borrowed during the callback. */
+typedef struct V_FilterArgsT {
+    StringT args[6];      /* the first six, in order; unused ones null */
+    V_StringsT extraArgs; /* the seventh and later */
+} V_FilterArgsT;
+
+VELT_BEGIN_DECLS
+
+/* For each list type, say V_StringsT:
+ *   V_StringsT V_ApiCopyStrings(const V_StringsT *list);    a new list; null counts as empty
+ *   void V_ApiDeallocateStrings(V_StringsT *list);          releases the elements and the array
+ */
+#define V_LIST(name, element, plural)                                                              \
+    name V_ApiCopy##plural(const name *list);                                                      \
+    void V_ApiDeallocate##plural(name *list);
+#include "velt/tables/values.def"
+
+/* Memory of the library, from the process heap; null when it runs out. */
+void *VapiMalloc(size_t size);
+void *VapiCalloc(size_t count, size_t size);
+void *VapiRealloc(void *pointer, size_t size);
+/* Releases memory that the library handed out; null is ignored. */
+void V_ApiFree(void *pointer);
+
+/* Bytes before the terminator; 0 for null. */
+IntT V_ApiStringLen(const char *s);
+/* A new copy; of null, a new empty string; null when memory runs out. */
+StringT V_ApiCopyString(const char *s);
+/* Releases *sp and sets it to null; a null sp is ignored. */
+void V_ApiDeallocateString(StringT *sp);
+
+/* Index of the first property with this number (0 finds named ones), or -4. */
+IntT V_ApiGetPropIndex(const V_PropValsT *list, IntT propNum);
+/* A zero-filled list of `count` properties. */
+V_PropValsT V_ApiAllocatePropVals(IntT count);
+/* Sets property propNum to a copy of the value: replaces the first entry of that number, else
+ * appends. When memory runs out the list stays as it was. */
+void V_ApiAppendVal(V_PropValsT *list, IntT propNum, const V_TypedValT *value);
+/* The same with an integer (kind 1). */
+void V_ApiAppendIntProp(V_PropValsT *list, IntT propNum, IntT value);
+/* The same with a copy of a string (kind 3). */
+void V_ApiAppendStringProp(V_PropValsT *list, IntT propNum, const char *value);
+
+V_TypedValT V_ApiCopyVal(const V_TypedValT *value);
+/* Releases what the value owns; its kind stays. */
+void V_ApiDeallocateVal(V_TypedValT *value);
+
+/* A null entry gives number 0 and the integer 0. */
+V_PropValT V_ApiCopyPropVal(const V_PropValT *entry);
+void V_ApiDeallocatePropVal(V_PropValT *entry);
+
+/* A null item gives an item of text, null. */
+TextItemT V_ApiCopyTextItem(const TextItemT *item);
+void V_ApiDeallocateTextItem(TextItemT *item);
+/* A zero-filled list of `count` items; for 0 the array still has one. */
+TextItemsT V_ApiAllocateTextItems(IntT count);
+
+V_TabT V_ApiCopyTab(const V_TabT *tab);
+void V_ApiDeallocateTab(V_TabT *tab);
+
+V_AttributeDefT V_ApiCopyAttributeDef(const V_AttributeDefT *def);
+void V_ApiDeallocateAttributeDef(V_AttributeDefT *def);
+
+V_AttributeT V_ApiCopyAttribute(const V_AttributeT *attribute);
+void V_ApiDeallocateAttribute(V_AttributeT *attribute);
+
+/* A new record of the arguments in `packed`, which byte 30 separates; null when memory runs out.
+ * Release with VdeApiDeallocateFilterArgs, then V_Free. */
+V_FilterArgsT *VdeApiExpandFilterArgs(const char *packed);
+/* Releases what the record holds, not the record. */
+void VdeApiDeallocateFilterArgs(V_FilterArgsT *record);
+
+VELT_END_DECLS
+
+#endif

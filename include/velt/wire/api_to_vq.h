@@ -1,0 +1,32 @@
+/* The host's program: records, their XDR routines, and the stubs that call its procedures. */
+#ifndef VELT_WIRE_API_TO_VQ_H
+#define VELT_WIRE_API_TO_VQ_H
+
+#include "velt/wire/values.h"
+
+#include "velt/tables/structures.h"
+
+#include "velt/tables/records.def"
+
+VELT_BEGIN_DECLS
+
+/* The connection to the host, between start-up and shutdown. */
+extern CLIENT *velt_client;
+
+#define V_RECORD(name, fields) bool_t xdr_##name(XDR *xdrs, name *value);
+#include "velt/tables/records.def"
+
+/* Each stub makes one call and returns its own static result, overwritten by its next call, or null
+ * when the call did not complete. Release what the result holds with xdr_free. */
+#define V_PROCEDURE(number, stub, argument, result) result *stub(argument *arg, CLIENT *client);
+#include "velt/tables/procedures.def"
+
+/* The control calls: the acknowledgement of start-up (the client's process id), the hand-over of
+ * control (the value of VA_bailout), the taking of control. Non-zero when the host answered. */
+IntT Vapivq_InitAck(IntT *pid);
+IntT Vapivq_TurnOverControl(IntT *bailout);
+IntT Vapivq_TakeControl(void);
+
+VELT_END_DECLS
+
+#endif

@@ -1,0 +1,18 @@
+// The allocator as the tests watch it: the linker sends every call of it here.
+#pragma once
+
+#include <cstddef>
+
+namespace heap
+{
+
+// Blocks that have been allocated and not released.
+long live();
+// The largest request since the last call.
+std::size_t largest();
+// Lets the n-th request from now on (0: the next) fail; negative: none.
+void fail_at(long n);
+// Whether that request has been made.
+bool failed();
+
+} // namespace heap

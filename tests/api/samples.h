@@ -1,0 +1,180 @@
+// Values of every type of the tables: varied ones, their bytes on the wire, and what they hold.
+#pragma once
+
+#include "apilib/coding.h"
+#include "apilib/routines.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Bytes from hexadecimal digits; blanks do not count.
+inline Bytes hex(const std::string &digits)
+{
+    Bytes bytes;
+    std::string pair;
+    for (char c : digits) {
+        if (c == ' ')
+            continue;
+        pair += c;
+        if (pair.size() == 2) {
+            bytes.push_back(static_cast<std::uint8_t>(std::stoul(pair, nullptr, 16)));
+            pair.clear();
+        }
+    }
+    return bytes;
+}
+
+inline std::string text(const Bytes &bytes)
+{
+    std::string out;
+    for (std::size_t i = 0; i < bytes.size(); i++) {
+        out += i && i % 4 == 0 ? " " : "";
+        out += "0123456789abcdef"[bytes[i] >> 4];
+        out += "0123456789abcdef"[bytes[i] & 15];
+    }
+    return out;
+}
+
+template <class T>
+Bytes encode(const T &value, std::size_t room = 1 << 16)
+{
+    Bytes bytes(room);
+    XDR xdrs;
+    xdrmem_create(&xdrs, reinterpret_cast<char *>(bytes.data()), static_cast<u_int>(room),
+                  XDR_ENCODE);
+    EXPECT_TRUE(velt::code(&xdrs, const_cast<T &>(value)));
+    bytes.resize(xdr_getpos(&xdrs));
+    return bytes;
+}
+
+// Decodes into `value`; how many bytes that took, or -1.
+template <class T>
+long decode(const Bytes &bytes, T &value)
+{
+    // A copy of exactly this size, so that a read beyond its end is seen.
+    Bytes exact(bytes);
+    XDR xdrs;
+    xdrmem_create(&xdrs, reinterpret_cast<char *>(exact.data()), static_cast<u_int>(exact.size()),
+                  XDR_DECODE);
+    return velt::code(&xdrs, value) ? static_cast<long>(xdr_getpos(&xdrs)) : -1;
+}
+
+// Fills a value: strings and lists of different lengths, every value kind, properties by number
+// and by name, optional parts present and absent, as the seed goes on.
+struct Filling {
+    unsigned seed;
+
+    bool operator()(const char *name, IntT &value)
+    {
+        std::string field = name;
+        unsigned n = seed++;
+        if (field == "valType")
+            value = static_cast<IntT>(n % 22);
+        else if (field == "dataType")
+            value = static_cast<IntT>(n % 3);
+        else if (field == "num")
+            value = n % 2 ? static_cast<IntT>(n) : 0;
+        else
+            value = static_cast<IntT>(n * 2654435761U);
+        return true;
+    }
+    bool operator()(const char *, UIntT &value)
+    {
+        value = seed++ * 2246822519U;
+        return true;
+    }
+    bool operator()(const char *, UCharT &value)
+    {
+        value = static_cast<UCharT>(seed++ * 37);
+        return true;
+    }
+    bool operator()(const char *, StringT &value)
+    {
+        value = V_ApiCopyString(std::string(seed % 7, static_cast<char>('!' + seed * 11)).c_str());
+        seed++;
+        return true;
+    }
+    template <class T>
+    bool operator()(const char *, T &value)
+    {
+        if constexpr (std::is_pointer_v<T>) {
+            value = seed++ % 3 ? static_cast<T>(VapiCalloc(1, sizeof *value)) : nullptr;
+            if (value)
+                (*this)("", *value);
+        } else if constexpr (velt::List<T>) {
+            value.len = seed++ % 4;
+            value.val = value.len ? static_cast<velt::Element<T> *>(
+                                        VapiCalloc(value.len, sizeof(velt::Element<T>)))
+                                  : nullptr;
+            for (UIntT i = 0; i < value.len; i++)
+                (*this)("", value.val[i]);
+        } else {
+            velt::fields(value, *this);
+        }
+        return true;
+    }
+};
+
+template <class T>
+T sample(unsigned seed)
+{
+    T value{};
+    Filling{seed}("", value);
+    return value;
+}
+
+// What a value holds, as text; a null string counts as empty, as it does on the wire.
+struct Telling {
+    std::string out;
+
+    template <class T>
+    bool operator()(const char *name, T &value)
+    {
+        out += *name ? std::string(name) + "=" : "";
+        if constexpr (std::is_same_v<T, StringT>) {
+            out += "\"" + std::string(value ? value : "") + "\"";
+        } else if constexpr (std::is_pointer_v<T>) {
+            out += value ? "&" : "null";
+            if (value)
+                (*this)("", *value);
+        } else if constexpr (velt::List<T>) {
+            out += "[";
+            for (UIntT i = 0; i < value.len; i++)
+                (*this)("", value.val[i]);
+            out += "]";
+        } else if constexpr (velt::Record<T>) {
+            out += "{";
+            velt::fields(value, *this);
+            out += "}";
+        } else {
+            out += std::to_string(value);
+        }
+        out += " ";
+        return true;
+    }
+};
+
+template <class T>
+std::string tell(T value)
+{
+    Telling telling;
+    telling("", value);
+    return telling.out;
+}
+
+inline StringT str(const char *s)
+{
+    return const_cast<StringT>(s);
+}
+
+template <class L, std::size_t N>
+L list(velt::Element<L> (&entries)[N])
+{
+    return {N, entries};
+}

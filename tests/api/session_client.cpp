@@ -1,0 +1,179 @@
+// A client whose behaviour a test commands: by the environment at start-up, and by the messages
+// that it gets later. What happens to it is written, a line each, to descriptor SESSION_LOG.
+
+#include "velt/api.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace
+{
+
+bool asked(const char *name)
+{
+    return std::getenv(name) != nullptr;
+}
+
+[[gnu::format(printf, 1, 2)]] void log(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vdprintf(std::atoi(std::getenv("SESSION_LOG")), format, arguments);
+    va_end(arguments);
+}
+
+void watch(IntT, IntT added)
+{
+    log("fd %s\n", added ? "added" : "removed");
+}
+
+} // namespace
+
+// The library waits for 22 seconds; here that takes 50 milliseconds.
+extern "C" int select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *limit)
+{
+    timespec shorter{limit ? limit->tv_sec : 0, limit ? limit->tv_usec * 1000 : 0};
+    if (asked("SHORT_WAIT") && shorter.tv_sec == 22)
+        shorter = {0, 50'000'000};
+    return pselect(count, read, write, except, limit ? &shorter : nullptr, nullptr);
+}
+
+extern "C" int socket(int domain, int type, int protocol) noexcept
+{
+    if (!asked("NO_SOCKET"))
+        return static_cast<int>(syscall(SYS_socket, domain, type, protocol));
+    errno = EMFILE;
+    return -1;
+}
+
+extern "C" pid_t fork() noexcept
+{
+    if (!asked("NO_FORK"))
+        return static_cast<pid_t>(syscall(SYS_fork));
+    errno = EAGAIN;
+    return -1;
+}
+
+void V_ApiInitialize(IntT code)
+{
+    log("init %d\n", code);
+}
+
+void V_ApiCommand(IntT command)
+{
+    log("command %d\n", command);
+}
+
+void V_ApiNotify(IntT notification, V_ObjHandleT object, StringT text, IntT number)
+{
+    if (notification != 75) {
+        log("notify %d %u \"%s\" %d\n", notification, object, text, number);
+        return;
+    }
+    const auto *filter = reinterpret_cast<const V_FilterArgsT *>(text);
+    std::string held;
+    for (StringT argument : filter->args)
+        held += argument ? std::string(argument) + "," : "-,";
+    for (UIntT i = 0; i < filter->extraArgs.len; i++)
+        held += std::string("+") + filter->extraArgs.val[i];
+    log("filter %u %s %d\n", object, held.c_str(), number);
+}
+
+void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail)
+{
+    log("dialog %d %d %d\n", dialog, item, detail);
+    if (dialog == 2)
+        log("modal %d\n", V_ApiServiceModalCallbacks());
+}
+
+void V_ApiMessage(StringT message, V_ObjHandleT first, V_ObjHandleT second)
+{
+    std::string order = message;
+    log("message \"%s\" %u %u\n", message, first, second);
+    if (order == "done") {
+        IntT once = V_ApiDoneCommand();
+        IntT twice = V_ApiDoneCommand();
+        log("done %d %d\n", once, twice);
+    } else if (order == "take") {
+        log("take %d\n", V_ApiTakeControl());
+    } else if (order == "service") {
+        log("service %d\n", V_ApiService(nullptr));
+    } else if (order == "modal") {
+        log("modal %d\n", V_ApiServiceModalCallbacks());
+    } else if (order == "bail") {
+        V_ApiBailOut();
+    } else if (order == "watch") {
+        log("previous %s\n", V_ApiSetFdFunc(watch) ? "some" : "none");
+    }
+}
+
+void V_ApiEmergency(void)
+{
+    log("emergency\n");
+}
+
+namespace
+{
+
+// Waits on a descriptor of its own besides the service's, and takes control when it is ready.
+int own_loop(int own)
+{
+    if (const char *failure = V_ApiStartUp(watch)) {
+        V_ApiErr(failure);
+        return 1;
+    }
+    while (!VA_bailout) {
+        UIntT mask = 1U << own;
+        V_ApiService(&mask);
+        char byte;
+        if (mask == 1U << own && VA_SelectMask == mask && read(own, &byte, 1) == 1) {
+            IntT none = V_ApiDoneCommand();
+            IntT taken = V_ApiTakeControl();
+            IntT twice = V_ApiTakeControl();
+            IntT done = V_ApiDoneCommand();
+            log("own %d %d %d %d\n", none, taken, twice, done);
+        } else if (mask) {
+            log("wrong mask %u\n", mask);
+        }
+    }
+    V_ApiShutDown();
+    V_ApiShutDown();
+    log("ended\n");
+    return 0;
+}
+
+int connect(const char *host)
+{
+    VA_TimeOut = {2, 0};
+    V_ApiSetFdFunc(watch);
+    IntT result = V_ApiConnectToSession("caller", host, 0x20000200);
+    log("connect %d %d %d\n", result, VA_errno, VA_TimeOut.seconds);
+    while (result == 0 && !VA_bailout)
+        V_ApiService(nullptr);
+    V_ApiShutDown();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    alarm(120); // whatever goes wrong, no client stays
+    int status = 0;
+    if (const char *own = std::getenv("OWN_LOOP"))
+        status = own_loop(std::atoi(own));
+    else if (const char *host = std::getenv("CONNECT"))
+        status = connect(host);
+    else
+        status = V_ApiRun(argc, argv);
+    log("exit %d number %d timeout %d\n", status, VA_clientno, VA_TimeOut.seconds);
+    return status;
+}

@@ -1,0 +1,565 @@
+// Clients as processes, started, called and left by a host of plain sockets: start-up and its
+// failures, control and its hand-overs, modal waits, the watch on the host's life, connecting to a
+// session that runs.
+
+#include "api/raw_host.h"
+
+#include "host/place.h"
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <fcntl.h>
+#include <map>
+#include <poll.h>
+#include <rpc/pmap_clnt.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr rpcprog_t client_program = 0x20000101;
+constexpr rpcvers_t client_version = 3;
+constexpr int own_descriptor = 20;
+constexpr int log_descriptor = 21;
+
+std::string identity(pid_t host, const std::string &rest)
+{
+    return std::to_string(client_program) + "." + std::to_string(client_version) + " " +
+           std::to_string(host_program) + "." + std::to_string(host_version) + " " +
+           std::to_string(host) + "." + rest;
+}
+
+using Environment = std::map<std::string, std::string>;
+
+class ClientProcess
+{
+public:
+    explicit ClientProcess(Environment environment)
+    {
+        int out[2], err[2], own[2];
+        for (int *ends : {out, err, own})
+            EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        environment["SESSION_LOG"] = std::to_string(log_descriptor);
+        id = fork();
+        if (id == 0) {
+            unsetenv("VQAPIX");
+            for (auto &[name, value] : environment)
+                setenv(name.c_str(), value.c_str(), 1);
+            dup2(err[1], STDERR_FILENO);
+            dup2(own[0], own_descriptor);
+            dup2(out[1], log_descriptor);
+            execl(SESSION_CLIENT, SESSION_CLIENT, nullptr);
+            _exit(127);
+        }
+        close(out[1]);
+        close(err[1]);
+        close(own[0]);
+        log = out[0];
+        errors = err[0];
+        own_end = own[1];
+    }
+    ~ClientProcess()
+    {
+        if (id > 0) {
+            kill(id, SIGKILL);
+            waitpid(id, nullptr, 0);
+        }
+        for (int fd : {log, errors, own_end})
+            close(fd);
+    }
+    ClientProcess(const ClientProcess &) = delete;
+    ClientProcess &operator=(const ClientProcess &) = delete;
+
+    // The next line of the client's log or error stream; empty at the end, or when none comes.
+    std::string line() { return line_of(log); }
+    std::string error() { return line_of(errors); }
+    int exit_status()
+    {
+        int status = -1;
+        EXPECT_EQ(waitpid(id, &status, 0), id);
+        id = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    int own_end;
+
+private:
+    static std::string line_of(int fd)
+    {
+        std::string line;
+        char byte;
+        for (;;) {
+            pollfd wait{fd, POLLIN, 0};
+            if (poll(&wait, 1, 20000) != 1)
+                return line + " (and no more)";
+            if (read(fd, &byte, 1) != 1 || byte == '\n')
+                return line;
+            line += byte;
+        }
+    }
+
+    pid_t id;
+    int log;
+    int errors;
+};
+
+// The host's connection to a client's service, as plain bytes.
+class Caller
+{
+public:
+    Caller()
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port =
+            htons(pmap_getport(&address, client_program, client_version, IPPROTO_TCP));
+        connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(connect(connection, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    }
+    ~Caller() { close(connection); }
+    Caller(const Caller &) = delete;
+    Caller &operator=(const Caller &) = delete;
+
+    void send(UIntT procedure, const std::string &arguments)
+    {
+        Bytes record = words({++last, 0, 2, client_program, client_version, procedure, 0, 0, 0, 0});
+        Bytes body = hex(arguments);
+        record.insert(record.end(), body.begin(), body.end());
+        EXPECT_TRUE(write_record(connection, record));
+    }
+    // The accept status of the reply to the last call; -1 for none within `limit` milliseconds.
+    int status(int limit = 20000)
+    {
+        pollfd wait{connection, POLLIN, 0};
+        if (poll(&wait, 1, limit) != 1)
+            return -1;
+        std::optional<Bytes> reply = read_record(connection);
+        if (!reply || reply->size() != 24 || word_at(*reply, 0) != last || word_at(*reply, 4) != 1)
+            return -2;
+        return static_cast<int>(word_at(*reply, 20));
+    }
+    int call(UIntT procedure, const std::string &arguments)
+    {
+        send(procedure, arguments);
+        return status();
+    }
+    int message(const std::string &message)
+    {
+        std::string padded = message + std::string((4 - message.size() % 4) % 4, '\0');
+        return call(4, text(words({static_cast<UIntT>(message.size())})) +
+                           text(Bytes(padded.begin(), padded.end())) + "00000007 00000008");
+    }
+
+    int connection;
+
+private:
+    UIntT last = 100;
+};
+
+class Session : public testing::Test
+{
+protected:
+    // What the host got next: the procedure, and its argument where there is one.
+    std::string host_call()
+    {
+        std::optional<HostCall> call = host->next();
+        if (!call)
+            return "none";
+        return std::to_string(call->procedure) +
+               (call->arguments.empty() ? "" : " " + std::to_string(word_at(call->arguments, 0)));
+    }
+    // Starts a client and waits for its acknowledgement.
+    void start(Environment environment = {})
+    {
+        if (!environment.count("VQAPIX"))
+            environment["VQAPIX"] = identity(getpid(), "-4.tester");
+        client.emplace(std::move(environment));
+        std::optional<HostCall> call = host->next();
+        ASSERT_TRUE(call);
+        ASSERT_EQ(call->procedure, 1000U);
+        process = static_cast<pid_t>(word_at(call->arguments, 0));
+        caller.emplace();
+    }
+    void quit()
+    {
+        EXPECT_EQ(caller->call(1, ""), 0);
+        EXPECT_EQ(client->line(), "exit 0 number 3 timeout 604800");
+        EXPECT_EQ(client->exit_status(), 0);
+        EXPECT_EQ(client->error(), "");
+        EXPECT_TRUE(host->idle());
+    }
+    // A client that fails to start.
+    static void expect_failure(const Environment &environment, const std::string &name,
+                               const std::string &message)
+    {
+        ClientProcess failing(environment);
+        EXPECT_EQ(failing.error(), "Velt API client \"" + name + "\": " + message + ".");
+        EXPECT_EQ(failing.error(), "");
+        EXPECT_EQ(failing.exit_status(), 1);
+    }
+
+    std::optional<RawHost> host{std::in_place};
+    std::optional<ClientProcess> client;
+    std::optional<Caller> caller;
+    pid_t process = 0;
+};
+
+TEST_F(Session, StartUpFailures)
+{
+    expect_failure({}, "???", "not called by a Velt product");
+    expect_failure({{"VQAPIX", "1.1 2.1 3.4"}}, "???", "not called by a Velt product");
+    Environment sound{{"VQAPIX", identity(getpid(), "-1.tester")}};
+    Environment other = sound;
+    other["NO_SOCKET"] = "";
+    expect_failure(other, "tester", "unable to create TCP service");
+    other = {{"VQAPIX", identity(getpid(), "0.tester")}, {"NO_FORK", ""}};
+    expect_failure(other, "tester", "unable to fork");
+
+    host->answer([](const HostCall &) { return HostReply{{}, {}, 3}; });
+    expect_failure(sound, "tester", "unable to make initial contact");
+    EXPECT_EQ(host->next()->procedure, 1000U);
+    host.reset();
+    expect_failure(sound, "tester", "unable to create TCP client");
+    // Nothing stays registered.
+    EXPECT_TRUE(velt::host::registered_programs().empty());
+
+    char before[256];
+    gethostname(before, sizeof before);
+    sethostname("nowhere.invalid", 15);
+    expect_failure(sound, "tester", "unable to gethostbyname");
+    sethostname(before, std::strlen(before));
+}
+
+TEST_F(Session, StartUpWithoutAPortMapper)
+{
+    host.reset();
+    pid_t child = fork();
+    if (child == 0) {
+        {
+            velt::host::HelperProcess mapper = velt::host::enter_private_place();
+        }
+        expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}}, "tester",
+                       "unable to register TCP client).");
+        std::fflush(nullptr);
+        _exit(HasFailure());
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Session, ForksUnlessTheNumberIsNegative)
+{
+    start({{"VQAPIX", identity(getpid(), "3.my client")}});
+    EXPECT_EQ(client->exit_status(), 0); // the parent, at once
+    EXPECT_NE(process, 0);
+    EXPECT_EQ(kill(process, 0), 0);
+    // The name ends at white space.
+    caller->send(5, "00000001 00000002 00000000");
+    EXPECT_EQ(client->error(), "Velt API client \"my\": Velt process sent old-style notification.");
+    EXPECT_EQ(caller->call(1, ""), 0);
+    EXPECT_EQ(client->line(), "exit 0 number 3 timeout 604800");
+
+    start({{"VQAPIX", identity(getpid(), "-4." + std::string(300, 'n'))}});
+    caller->send(5, "00000001 00000002 00000000");
+    EXPECT_EQ(client->error(), "Velt API client \"" + std::string(255, 'n') +
+                                   "\": Velt process sent old-style notification.");
+    quit();
+}
+
+TEST_F(Session, CallbacksHandControlBack)
+{
+    start();
+    EXPECT_EQ(caller->call(2, "00000001"), 0);
+    EXPECT_EQ(client->line(), "init 1");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(3, "fffffffe"), 0);
+    EXPECT_EQ(client->line(), "command -2");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->message("hello"), 0);
+    EXPECT_EQ(client->line(), "message \"hello\" 7 8");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(7, "00000009 00000002 00000000 ffffffff"), 0);
+    EXPECT_EQ(client->line(), "notify 9 2 \"\" -1");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(7, "0000004b 00000002 00000005 611e621e 63000000 00000004"), 0);
+    EXPECT_EQ(client->line(), "filter 2 a,b,c,-,-,-, 4");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(7, "0000004b 00000002 0000000d 611e621e 631e641e 651e661e 67000000"
+                              "00000004"),
+              0);
+    EXPECT_EQ(client->line(), "filter 2 a,b,c,d,e,f,+g 4");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(6, "00000001 00000002 fffffffd"), 0);
+    EXPECT_EQ(client->line(), "dialog 1 2 -3");
+    EXPECT_EQ(host_call(), "1002 0");
+    // The end of a modal wait that there is not.
+    EXPECT_EQ(caller->call(6, "00000000 00000000 00000005"), 0);
+    EXPECT_EQ(host_call(), "1002 0");
+    quit();
+}
+
+TEST_F(Session, ControlIsHandedOverOnce)
+{
+    start();
+    EXPECT_EQ(caller->message("done"), 0);
+    EXPECT_EQ(client->line(), "message \"done\" 7 8");
+    EXPECT_EQ(client->line(), "done 0 -1");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->message("take"), 0);
+    EXPECT_EQ(client->line(), "message \"take\" 7 8");
+    EXPECT_EQ(client->line(), "take -1");
+    EXPECT_EQ(host_call(), "1002 0");
+    // Every call was one hand-over; a bail-out goes with the last.
+    EXPECT_TRUE(host->idle());
+    EXPECT_EQ(caller->message("bail"), 0);
+    EXPECT_EQ(client->line(), "message \"bail\" 7 8");
+    EXPECT_EQ(host_call(), "1002 1");
+    EXPECT_EQ(client->line(), "exit 0 number 3 timeout 604800");
+    EXPECT_EQ(client->exit_status(), 0);
+    EXPECT_TRUE(host->idle());
+}
+
+TEST_F(Session, NestedCallbacksAreDropped)
+{
+    start();
+    EXPECT_EQ(caller->message("service"), 0);
+    EXPECT_EQ(client->line(), "message \"service\" 7 8");
+    EXPECT_EQ(caller->call(3, "00000001"), 0); // answered
+    EXPECT_EQ(client->error(), "Velt API client \"tester\": Nested "
+                               "API_Init/V_ApiNotify/V_ApiMessage/V_ApiCommand.");
+    EXPECT_EQ(client->line(), "service 1");
+    EXPECT_EQ(host_call(), "1002 0"); // of the outer one
+    quit();
+}
+
+TEST_F(Session, ModalWaitsNest)
+{
+    start();
+    EXPECT_EQ(caller->message("modal"), 0);
+    EXPECT_EQ(client->line(), "message \"modal\" 7 8");
+    EXPECT_EQ(caller->call(3, "00000001"), 0);
+    EXPECT_EQ(client->line(), "command 1");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(6, "00000002 00000000 00000000"), 0);
+    EXPECT_EQ(client->line(), "dialog 2 0 0"); // which opens another
+    EXPECT_EQ(caller->call(6, "00000000 00000000 0000000b"), 0);
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(client->line(), "modal 11"); // the inner one
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(6, "00000000 00000000 00000016"), 0);
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(client->line(), "modal 22");
+    EXPECT_EQ(host_call(), "1002 0");
+    quit();
+}
+
+TEST_F(Session, OddCallsAreAnsweredAndTheSessionGoesOn)
+{
+    start();
+    EXPECT_EQ(caller->call(0, ""), 0);
+    EXPECT_EQ(caller->call(8, ""), 3);         // no such procedure
+    EXPECT_EQ(caller->call(3, ""), 4);         // no argument
+    EXPECT_EQ(caller->call(4, "ffffffff"), 4); // a length that is a lie
+    EXPECT_EQ(caller->call(4, "00000002 61620000 00000001"), 4);
+    caller->send(5, "00000001 00000002 00000000");
+    EXPECT_EQ(client->error(),
+              "Velt API client \"tester\": Velt process sent old-style notification.");
+    EXPECT_EQ(caller->status(100), -1); // no reply
+    {
+        // A record that stops half way.
+        Caller broken;
+        Bytes half = hex("80000064 00000001 00000000");
+        EXPECT_EQ(write(broken.connection, half.data(), half.size()), 12);
+    }
+    EXPECT_EQ(caller->call(3, "00000004"), 0);
+    EXPECT_EQ(client->line(), "command 4");
+    EXPECT_EQ(host_call(), "1002 0");
+    quit();
+}
+
+TEST_F(Session, WatchesItsDescriptorsAndWaitsOnItsOwn)
+{
+    start({{"OWN_LOOP", std::to_string(own_descriptor)}, {"SHORT_WAIT", ""}});
+    EXPECT_EQ(client->line(), "fd added"); // the service
+    EXPECT_EQ(caller->call(0, ""), 0);
+    EXPECT_EQ(client->line(), "fd added"); // this connection
+    EXPECT_EQ(write(client->own_end, "x", 1), 1);
+    EXPECT_EQ(client->line(), "own -1 0 -1 0");
+    EXPECT_EQ(host_call(), "1343");
+    EXPECT_EQ(host_call(), "1002 0");
+    {
+        Caller second;
+        EXPECT_EQ(second.call(0, ""), 0);
+        EXPECT_EQ(client->line(), "fd added");
+    }
+    EXPECT_EQ(client->line(), "fd removed");
+    EXPECT_EQ(caller->message("watch"), 0);
+    EXPECT_EQ(client->line(), "message \"watch\" 7 8");
+    EXPECT_EQ(client->line(), "previous some");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(1, ""), 0);
+    EXPECT_EQ(client->line(), "ended");
+    EXPECT_EQ(client->exit_status(), 0);
+}
+
+TEST_F(Session, AWatcherInstalledLaterHearsOfAllDescriptors)
+{
+    start();
+    EXPECT_EQ(caller->message("watch"), 0);
+    EXPECT_EQ(client->line(), "message \"watch\" 7 8");
+    EXPECT_EQ(client->line(), "fd added");
+    EXPECT_EQ(client->line(), "fd added");
+    EXPECT_EQ(client->line(), "previous none");
+    EXPECT_EQ(host_call(), "1002 0");
+    EXPECT_EQ(caller->call(1, ""), 0);
+    EXPECT_EQ(client->exit_status(), 0);
+}
+
+// A process id that is no longer in use.
+pid_t dead()
+{
+    pid_t child = fork();
+    if (child == 0)
+        execl("/bin/true", "true", nullptr);
+    waitpid(child, nullptr, 0);
+    return child;
+}
+
+TEST_F(Session, EndsWithTheHostsProcess)
+{
+    start({{"VQAPIX", identity(dead(), "-4.tester")}, {"SHORT_WAIT", ""}});
+    EXPECT_EQ(client->line(), "emergency");
+    EXPECT_EQ(client->exit_status(), 1);
+    EXPECT_EQ(client->line(), "");
+}
+
+TEST_F(Session, OutlivesAHostThatItCannotCheck)
+{
+    // Without a process id, with one that lives, or on another machine by its address.
+    char before[256];
+    gethostname(before, sizeof before);
+    for (const std::string &name : {std::string(before), std::string("127.0.0.9")})
+        for (pid_t pid : {0, getpid(), dead()}) {
+            if (name == before && pid != 0 && pid != getpid())
+                continue;
+            SCOPED_TRACE(name + " " + std::to_string(pid));
+            sethostname(name.c_str(), name.size());
+            start({{"VQAPIX", identity(pid, "-4.tester")}, {"SHORT_WAIT", ""}});
+            usleep(200'000); // several waits
+            EXPECT_EQ(caller->call(0, ""), 0);
+            quit();
+        }
+    sethostname(before, std::strlen(before));
+}
+
+// A running session: answers one ping and one request over UDP.
+class Door
+{
+public:
+    explicit Door(Bytes answer, bool answers_request = true)
+    {
+        int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        socklen_t size = sizeof address;
+        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), size), 0);
+        getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
+        EXPECT_TRUE(pmap_set(0x20000200, 1, IPPROTO_UDP, ntohs(address.sin_port)));
+        descriptor = fd;
+        thread = std::thread([=, this, answer = std::move(answer)] {
+            for (int served = 0; served < 2;) {
+                Bytes record(2000);
+                sockaddr_in from;
+                socklen_t length = sizeof from;
+                pollfd wait{fd, POLLIN, 0};
+                if (poll(&wait, 1, 10000) != 1)
+                    return;
+                ssize_t got = recvfrom(fd, record.data(), record.size(), 0,
+                                       reinterpret_cast<sockaddr *>(&from), &length);
+                record.resize(static_cast<std::size_t>(got));
+                bool ping = word_at(record, 20) == 0;
+                if (!ping)
+                    request = Bytes(record.begin() + 40, record.end());
+                served += ping ? 1 : 2;
+                UIntT status = ping || answers_request ? 0 : 5;
+                Bytes reply = words({word_at(record, 0), 1, 0, 0, 0, status});
+                if (!ping && answers_request)
+                    reply.insert(reply.end(), answer.begin(), answer.end());
+                sendto(fd, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr *>(&from),
+                       length);
+            }
+        });
+    }
+    ~Door()
+    {
+        finish();
+        close(descriptor);
+        pmap_unset(0x20000200, 1);
+    }
+    void finish()
+    {
+        if (thread.joinable())
+            thread.join();
+    }
+
+    Bytes request;
+
+private:
+    int descriptor;
+    std::thread thread;
+};
+
+Bytes accepted(rpcprog_t program)
+{
+    Bytes bytes = words({0, 0, client_program, client_version, static_cast<UIntT>(program),
+                         host_version, static_cast<UIntT>(getpid())});
+    Bytes name = hex("00000009 6c6f6361 6c686f73 74000000"); // localhost
+    bytes.insert(bytes.end(), name.begin(), name.end());
+    return bytes;
+}
+
+TEST_F(Session, ConnectsToARunningOne)
+{
+    {
+        ClientProcess alone(Environment{{"CONNECT", ""}});
+        EXPECT_EQ(alone.line(), "connect -20 -20 2");
+    }
+    {
+        ClientProcess lost(Environment{{"CONNECT", "nowhere.invalid"}});
+        EXPECT_EQ(lost.line(), "connect -20 -20 2");
+    }
+    {
+        Door door({}, false);
+        ClientProcess unheard(Environment{{"CONNECT", ""}});
+        EXPECT_EQ(unheard.line(), "connect -7 -7 2");
+    }
+    {
+        Bytes refusal = words({static_cast<UIntT>(-9), 0, 0, 0, 0, 0, 0, 0});
+        Door door(refusal);
+        ClientProcess refused(Environment{{"CONNECT", ""}});
+        EXPECT_EQ(refused.line(), "connect -9 -9 2");
+    }
+    {
+        Door door(accepted(0x20000999)); // no such host
+        ClientProcess led_astray(Environment{{"CONNECT", ""}});
+        EXPECT_EQ(led_astray.line(), "connect -22 -22 2");
+    }
+    Door door(accepted(host_program));
+    client.emplace(Environment{{"CONNECT", "localhost"}});
+    EXPECT_EQ(client->line(), "fd added");
+    EXPECT_EQ(client->line(), "connect 0 0 2");
+    EXPECT_EQ(host_call().substr(0, 4), "1000");
+    door.finish();
+    // The name, the address in dotted decimal, the process id.
+    EXPECT_EQ(text(Bytes(door.request.begin(), door.request.end() - 4)),
+              text(hex("00000006 63616c6c 65720000 00000009 3132372e 302e302e 31000000")));
+    caller.emplace();
+    EXPECT_EQ(caller->call(3, "00000001"), 0);
+    EXPECT_EQ(client->line(), "fd added");
+    EXPECT_EQ(client->line(), "command 1");
+}
+
+} // namespace

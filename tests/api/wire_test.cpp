@@ -1,0 +1,335 @@
+// The bytes of every kind of field, written by hand; damaged and hostile input; large values.
+
+#include "api/heap.h"
+#include "api/samples.h"
+
+#include <set>
+
+namespace
+{
+
+// Bytes and value are each other's encoding, in both directions.
+template <class T>
+void golden(const T &value, const std::string &digits)
+{
+    SCOPED_TRACE(digits);
+    Bytes bytes = hex(digits);
+    EXPECT_EQ(text(encode(value)), text(bytes));
+    long before = heap::live();
+    T decoded{};
+    EXPECT_EQ(decode(bytes, decoded), static_cast<long>(bytes.size()));
+    EXPECT_EQ(tell(decoded), tell(value));
+    EXPECT_TRUE(velt::free_decoded(decoded));
+    EXPECT_EQ(heap::live(), before);
+}
+
+V_TypedValT val(IntT kind)
+{
+    return {kind, {}};
+}
+
+V_TypedValT int_val(IntT kind, IntT value)
+{
+    V_TypedValT made = val(kind);
+    made.u.intVal = value;
+    return made;
+}
+
+V_TypedValT string_val(const char *s)
+{
+    V_TypedValT made = val(3);
+    made.u.stringVal = str(s);
+    return made;
+}
+
+TEST(Golden, Scalars)
+{
+    golden<IntT>(-2, "fffffffe");
+    golden<UIntT>(0x80000001, "80000001");
+    golden<UCharT>(200, "000000c8");                   // a whole unit
+    golden<StringT>(str("abc"), "00000003 61626300");  // length, bytes, padding
+    golden<StringT>(str("abcd"), "00000004 61626364"); // no padding
+    golden<StringT>(nullptr, "00000000");              // null is sent as empty
+    StringT text_of_null = nullptr;
+    decode(hex("00000000"), text_of_null);
+    EXPECT_STREQ(text_of_null, ""); // and arrives as empty, not null
+    std::free(text_of_null);
+}
+
+TEST(Golden, PropertyIdentifiers)
+{
+    golden(V_PropIdentT{5, str("unsent")}, "00000005");
+    golden(V_PropIdentT{0, str("Name")}, "00000000 00000004 4e616d65");
+    golden(V_PropIdentT{0, nullptr}, "00000000 00000000");
+    golden(V_PropIdentT{-1, nullptr}, "ffffffff");
+}
+
+TEST(Golden, FlatRecords)
+{
+    golden(V_PointT{1, -1}, "00000001 ffffffff");
+    golden(SizeT{3, 4}, "00000003 00000004");
+    golden(RectT{1, 2, 3, 4}, "00000001 00000002 00000003 00000004");
+    golden(V_FontT{1, 2, 3, 4}, "00000001 00000002 00000003 00000004");
+    golden(V_CombinedFontT{4, 3, 2, 1}, "00000004 00000003 00000002 00000001");
+    golden(V_ElementCatalogEntryT{9, -9}, "00000009 fffffff7");
+    golden(V_TextRangeT{{1, 2}, {3, 4}}, "00000001 00000002 00000003 00000004");
+    golden(V_ElementRangeT{{1, 2, 3}, {4, 5, 6}},
+           "00000001 00000002 00000003 00000004 00000005 00000006");
+    // position, alignment, leader, decimal character
+    golden(V_TabT{65536, 2, str(" ."), ','}, "00010000 00000002 00000002 202e0000 0000002c");
+}
+
+TEST(Golden, RecordsWithLists)
+{
+    StringT one[] = {str("x")};
+    StringT two[] = {str("ab"), nullptr};
+    golden(V_AttributeDefT{str("n"), 1, 2, 3, list<V_StringsT>(one), {}, nullptr, str("q")},
+           "00000001 6e000000 00000001 00000002 00000003" // name, three integers
+           "00000001 00000001 78000000"                   // one string
+           "00000000"                                     // none
+           "00000000 00000001 71000000");                 // two strings
+    golden(V_AttributeT{str("n"), list<V_StringsT>(two), 1, 255},
+           "00000001 6e000000 00000002 00000002 61620000 00000000 00000001 000000ff");
+    golden(TextItemDataT{1, {str("t")}}, "00000001 00000001 74000000");
+    TextItemUnionT number;
+    number.value = 7;
+    golden(TextItemDataT{2, number}, "00000002 00000007");
+    golden(TextItemT{12, 1, {str("t")}}, "0000000c 00000001 00000001 74000000");
+    golden(TextItemT{12, 0, number}, "0000000c 00000000 00000007");
+}
+
+TEST(Golden, Lists)
+{
+    UCharT octets[] = {1, 2, 255};
+    golden(list<V_UBytesT>(octets), "00000003 00000001 00000002 000000ff"); // 16 bytes
+    IntT ints[] = {-1, 2};
+    golden(list<V_IntsT>(ints), "00000002 ffffffff 00000002");
+    V_PointT points[] = {{1, 2}, {3, 4}};
+    golden(list<V_PointsT>(points), "00000002 00000001 00000002 00000003 00000004");
+    V_FontT fonts[] = {{1, 2, 3, 4}};
+    golden(list<V_FontsT>(fonts), "00000001 00000001 00000002 00000003 00000004");
+    V_PropValsT none{};
+    golden(none, "00000000");
+    EXPECT_EQ(none.val, nullptr);
+    // Without its array a list of entries cannot be sent.
+    V_IntsT broken{2, nullptr};
+    char room[64];
+    XDR xdrs;
+    xdrmem_create(&xdrs, room, sizeof room, XDR_ENCODE);
+    EXPECT_FALSE(xdr_V_IntsT(&xdrs, &broken));
+}
+
+TEST(Golden, ValueKinds)
+{
+    for (IntT kind : {0, 1, 2, 4, 11, 16, 20, 25, -1})
+        golden(int_val(kind, -5), text(encode(kind)) + "fffffffb");
+    golden(string_val("ab"), "00000003 00000002 61620000");
+    golden(string_val(nullptr), "00000003 00000000");
+
+    V_TypedValT v = val(5);
+    MetricT metrics[] = {7};
+    v.u.metricsVal = list<V_MetricsT>(metrics);
+    golden(v, "00000005 00000001 00000007");
+    v = val(6);
+    StringT strings[] = {str("s")};
+    v.u.stringsVal = list<V_StringsT>(strings);
+    golden(v, "00000006 00000001 00000001 73000000");
+    v = val(7);
+    V_PointT points[] = {{1, 2}};
+    v.u.pointsVal = list<V_PointsT>(points);
+    golden(v, "00000007 00000001 00000001 00000002");
+    v = val(8);
+    V_TabT tabs[] = {{1, 2, nullptr, 3}};
+    v.u.tabsVal = list<V_TabsT>(tabs);
+    golden(v, "00000008 00000001 00000001 00000002 00000000 00000003");
+    v = val(9);
+    v.u.textLocVal = {1, 2};
+    golden(v, "00000009 00000001 00000002");
+    v = val(10);
+    v.u.textRangeVal = {{1, 2}, {3, 4}};
+    golden(v, "0000000a 00000001 00000002 00000003 00000004");
+    v = val(12);
+    V_ElementCatalogEntryT entries[] = {{8, 9}};
+    v.u.catalogVal = list<V_ElementCatalogEntriesT>(entries);
+    golden(v, "0000000c 00000001 00000008 00000009");
+    v = val(13);
+    v.u.intsVal = {1, metrics};
+    golden(v, "0000000d 00000001 00000007");
+    v = val(14);
+    UCharT octets[] = {8, 9};
+    v.u.ubytesVal = list<V_UBytesT>(octets);
+    golden(v, "0000000e 00000002 00000008 00000009");
+    v = val(15);
+    UIntT uints[] = {0xffffffff};
+    v.u.uintsVal = list<V_UIntsT>(uints);
+    golden(v, "0000000f 00000001 ffffffff");
+    v = val(17);
+    V_AttributeDefT defs[] = {{nullptr, 1, 2, 3, {}, {}, nullptr, nullptr}};
+    v.u.attrDefsVal = list<V_AttributeDefsT>(defs);
+    golden(v, "00000011 00000001 00000000 00000001 00000002 00000003"
+              "00000000 00000000 00000000 00000000");
+    v = val(18);
+    V_AttributeT attributes[] = {{nullptr, {}, 4, 5}};
+    v.u.attrsVal = list<V_AttributesT>(attributes);
+    golden(v, "00000012 00000001 00000000 00000000 00000004 00000005");
+    v = val(19);
+    golden(v, "00000013 00000000"); // absent
+    V_ElementRangeT range{{1, 2, 3}, {4, 5, 6}};
+    v.u.elemRangeVal = &range;
+    golden(v, "00000013 00000001 00000001 00000002 00000003 00000004 00000005 00000006");
+
+    golden(V_PropValT{{0, str("Name")}, string_val("ab")},
+           "00000000 00000004 4e616d65 00000003 00000002 61620000");
+}
+
+TEST(Golden, Records)
+{
+    V_PropValT property{{7, nullptr}, int_val(1, 9)};
+    V_PropValsT params{1, &property};
+    // status, id, absent
+    golden(ApiVqOpenRetT{0, 5, nullptr}, "00000000 00000005 00000000");
+    // status, id, present, count, number, kind, value
+    golden(ApiVqOpenRetT{-3, 5, &params},
+           "fffffffd 00000005 00000001 00000001 00000007 00000001 00000009");
+    golden(ApiVqSetIntArgT{1, 2, {5, str("unsent")}, 6}, "00000001 00000002 00000005 00000006");
+    golden(ApiVqImportArgT{str("f"), 3, {4, 5}, params},
+           "00000001 66000000 00000003 00000004 00000005 00000001 00000007 00000001 00000009");
+    golden(ApiVqCompareArgT{1, 2, 3, str("a"), nullptr, str("c"), 4},
+           "00000001 00000002 00000003 00000001 61000000 00000000 00000001 63000000 00000004");
+    golden(ApiVqSetTextPropArgT{1, {{2, 3}, {4, 5}}, {0, nullptr}, property},
+           "00000001 00000002 00000003 00000004 00000005" // document, range
+           "00000000 00000000"                            // the separate identifier, empty
+           "00000007 00000001 00000009");
+    golden(ApiVqDefineAndAddCommandArgT{1, 2, str("n"), str("l"), nullptr},
+           "00000001 00000002 00000001 6e000000 00000001 6c000000 00000000");
+    golden(ApiVqNewElementInHierarchyArgT{1, 2, {3, 4, 5}},
+           "00000001 00000002 00000003 00000004 00000005");
+    golden(ApiVqShowHyphenationRetT{str("s"), -6}, "00000001 73000000 fffffffa"); // status second
+    StringT one[] = {str("w")};
+    golden(ApiVqThesaurusRetT{list<V_StringsT>(one), {}, {}, {}, 8}, // status last
+           "00000001 00000001 77000000 00000000 00000000 00000000 00000008");
+    MetricT m[] = {1, 2, 3, 4, 5};
+    golden(
+        ApiVqChangeColorPaletteArgT{
+            10, {1, m}, 20, {1, m + 1}, 30, {1, m + 2}, 40, {1, m + 3}, {1, m + 4}, 50},
+        "0000000a 00000001 00000001 00000014 00000001 00000002"
+        "0000001e 00000001 00000003 00000028 00000001 00000004"
+        "00000001 00000005 00000032"); // four pairs, one more list, a last id
+}
+
+TEST(Golden, CallsOfTheHost)
+{
+    golden(VqApiInitArgT{1}, "00000001");
+    golden(VqApiCommandArgT{-2}, "fffffffe");
+    golden(VqApiNotifyArgT{75, 2, str("s"), 4}, "0000004b 00000002 00000001 73000000 00000004");
+    golden(Vq4ApiNotifyArgT{75, 2, str("s")}, "0000004b 00000002 00000001 73000000");
+    golden(VqApiMessageArgT{str("m"), 1, 2}, "00000001 6d000000 00000001 00000002");
+    golden(VqApiDialogEventArgT{0, 1, 2}, "00000000 00000001 00000002");
+    // In memory process, address, name; on the wire the other way round.
+    golden(VqRpcApiConnectArgT{42, str("1.2"), str("n")},
+           "00000001 6e000000 00000003 312e3200 0000002a");
+    golden(VqRpcApiConnectReturnT{0, 1, 2, 3, 4, 5, 6, str("h")},
+           "00000000 00000001 00000002 00000003 00000004 00000005 00000006 00000001 68000000");
+}
+
+TEST(Procedures, NumbersFormTheseRuns)
+{
+    constexpr unsigned runs[][2] = {{1000, 1055}, {1058, 1093}, {1098, 1106}, {1108, 1109},
+                                    {1111, 1113}, {1200, 1205}, {1250, 1258}, {1266, 1269},
+                                    {1285, 1287}, {1298, 1305}, {1310, 1310}, {1315, 1318},
+                                    {1340, 1344}, {1360, 1361}, {1370, 1381}, {1400, 1415}};
+    std::set<unsigned> expected;
+    for (auto [first, last] : runs)
+        for (unsigned number = first; number <= last; number++)
+            expected.insert(number);
+    std::set<unsigned> table;
+#define V_PROCEDURE(number, stub, argument, result) table.insert(number);
+#include "velt/tables/procedures.def"
+    EXPECT_EQ(table, expected);
+    EXPECT_EQ(table.size(), 176U);
+}
+
+// One type, as the damage test drives it.
+struct Type {
+    const char *name;
+    Bytes (*sample)(unsigned seed);
+    // Decodes and frees; how many bytes the decoder took, or -1.
+    long (*decode)(const Bytes &bytes);
+};
+
+template <class T>
+Type type(const char *name)
+{
+    return {name,
+            [](unsigned seed) {
+                T value = ::sample<T>(seed);
+                Bytes bytes = encode(value);
+                velt::free_decoded(value);
+                return bytes;
+            },
+            [](const Bytes &bytes) {
+                T value{};
+                long taken = ::decode(bytes, value);
+                velt::free_decoded(value);
+                return taken;
+            }};
+}
+
+// Every prefix fails, and what it left behind can be freed; so can what damage leaves behind.
+void damage(const Type &type, const Bytes &bytes)
+{
+    long before = heap::live();
+    EXPECT_EQ(type.decode(bytes), static_cast<long>(bytes.size()));
+    for (auto end = bytes.begin(); end != bytes.end(); end++)
+        EXPECT_EQ(type.decode(Bytes(bytes.begin(), end)), -1) << end - bytes.begin();
+    // A count, length, flag or kind gone wrong.
+    for (std::size_t word = 0; word + 4 <= bytes.size(); word += 4)
+        for (const char *wrong : {"ffffffff", "40000000", "00000007", "00000013"}) {
+            Bytes damaged = bytes;
+            std::ranges::copy(hex(wrong), damaged.begin() + static_cast<long>(word));
+            type.decode(damaged);
+        }
+    EXPECT_EQ(heap::live(), before);
+}
+
+TEST(Damage, LeavesNothingBehindAndTakesNoMemory)
+{
+    const Type types[] = {
+#define V_RECORD(name, fields) type<name>(#name),
+#define V_LIST(name, element, plural) type<name>(#name),
+#include "velt/tables/all_records.def"
+        type<VqRpcApiConnectArgT>("VqRpcApiConnectArgT")};
+    heap::largest();
+    for (const Type &each : types)
+        for (unsigned seed = 0; seed < 24; seed++) {
+            SCOPED_TRACE(std::string(each.name) + " " + std::to_string(seed));
+            damage(each, each.sample(seed));
+        }
+    EXPECT_LT(heap::largest(), 1U << 20);
+}
+
+TEST(Large, StringsAndListsOfEightMegabytes)
+{
+    constexpr UIntT size = 8 << 20;
+    std::string long_text(size, 'x');
+    long_text.back() = 'y';
+    ApiVqGetStringRetT string{0, long_text.data()};
+    Bytes bytes = encode(string, size + 100);
+    EXPECT_EQ(bytes.size(), size + 8U);
+    ApiVqGetStringRetT back{};
+    EXPECT_EQ(decode(bytes, back), static_cast<long>(bytes.size()));
+    EXPECT_TRUE(long_text == back.result);
+    velt::free_decoded(back);
+
+    std::vector<MetricT> numbers(size / 4);
+    for (UIntT i = 0; i < numbers.size(); i++)
+        numbers[i] = static_cast<MetricT>(i * 2654435761U);
+    V_MetricsT metrics{size / 4, numbers.data()};
+    bytes = encode(metrics, size + 100);
+    V_MetricsT metrics_back{};
+    EXPECT_EQ(decode(bytes, metrics_back), size + 4L);
+    EXPECT_TRUE(std::equal(numbers.begin(), numbers.end(), metrics_back.val));
+    velt::free_decoded(metrics_back);
+}
+
+} // namespace
