@@ -1,0 +1,38 @@
+// A file descriptor that is closed with its owner.
+#ifndef VELT_HOST_DESCRIPTOR_H
+#define VELT_HOST_DESCRIPTOR_H
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace velt::host
+{
+
+class Descriptor
+{
+public:
+    Descriptor() = default;
+    explicit Descriptor(int fd) : fd_(fd) {}
+    Descriptor(Descriptor &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Descriptor &operator=(Descriptor &&other) noexcept
+    {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~Descriptor()
+    {
+        if (fd_ >= 0)
+            close(fd_);
+    }
+
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+
+private:
+    int fd_ = -1;
+};
+
+} // namespace velt::host
+
+#endif

@@ -1,0 +1,311 @@
+// vqhost: the reference host as a program.
+
+#include <getopt.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <editline/readline.h>
+
+#include "host/book.h"
+#include "host/commands.h"
+#include "host/place.h"
+
+namespace
+{
+
+using namespace velt::host;
+
+constexpr const char *usage_text =
+    R"(usage: vqhost run BOOK.json [OPTIONS] [COMMANDS...]
+
+Opens a book, runs clients on it, and carries out commands, one to an argument.
+Without commands it reads them from the terminal or the standard input.
+
+  --client PATH        start this client; once more for another
+  --init CODE          the code with which clients are initialised at first (1)
+  --trace[=text|json]  print every call, decoded, on the standard error
+  --script FILE        read commands from FILE; - is the standard input
+  --private            make a private place with a port mapper of its own
+  --system             use the machine's port mapper
+                       (without either: the machine's if it answers)
+  --time-limit SECONDS how long a client may take to start or to hand back control (30)
+  --help, --version
+
+Exit status: 0 done, 1 an expectation or a client failed, 2 usage or book file,
+3 the port mapper or the private place failed.
+
+Commands:
+)";
+
+struct Arguments {
+    std::string book;
+    std::vector<Startable> clients;
+    IntT init_code = 1;
+    enum { untraced, text, json } trace = untraced;
+    std::string script;
+    std::optional<bool> private_place;
+    std::chrono::milliseconds time_limit = std::chrono::seconds(30);
+    std::vector<std::string> commands;
+};
+
+[[noreturn]] void misuse(const std::string &text)
+{
+    throw CommandError(misused, text + "; vqhost --help tells more");
+}
+
+double number(const char *option, const char *text, double least, double most)
+{
+    char *end = nullptr;
+    const double value = std::strtod(text, &end);
+    if (end == text || *end != '\0' || !(value >= least && value <= most))
+        misuse(std::string(option) + " " + text + ": not a number in range");
+    return value;
+}
+
+Arguments parse(int argc, char **argv)
+{
+    enum Option { client = 1, init, trace, script, own_place, system_wide, time_limit };
+    static const option options[] = {
+        {"client", required_argument, nullptr, client},
+        {"init", required_argument, nullptr, init},
+        {"trace", optional_argument, nullptr, trace},
+        {"script", required_argument, nullptr, script},
+        {"private", no_argument, nullptr, own_place},
+        {"system", no_argument, nullptr, system_wide},
+        {"time-limit", required_argument, nullptr, time_limit},
+        {},
+    };
+    Arguments arguments;
+    opterr = 0;
+    for (int found = 0; (found = getopt_long(argc, argv, "", options, nullptr)) != -1;) {
+        switch (found) {
+        case client:
+            arguments.clients.push_back({static_cast<int>(arguments.clients.size()) + 1, optarg});
+            break;
+        case init: {
+            const double code = number("--init", optarg, -2147483648.0, 2147483647.0);
+            if (code != std::floor(code))
+                misuse(std::string("--init ") + optarg + ": not a whole number");
+            arguments.init_code = static_cast<IntT>(code);
+            break;
+        }
+        case trace:
+            if (!optarg || std::string(optarg) == "text")
+                arguments.trace = Arguments::text;
+            else if (std::string(optarg) == "json")
+                arguments.trace = Arguments::json;
+            else
+                misuse(std::string("--trace=") + optarg + ": text or json");
+            break;
+        case script:
+            arguments.script = optarg;
+            break;
+        case own_place:
+        case system_wide:
+            if (arguments.private_place && *arguments.private_place != (found == own_place))
+                misuse("--private and --system exclude each other");
+            arguments.private_place = found == own_place;
+            break;
+        case time_limit:
+            arguments.time_limit = std::chrono::milliseconds(
+                std::lround(1000 * number("--time-limit", optarg, 0.1, 86400)));
+            break;
+        default:
+            misuse(std::string(argv[optind - 1]) + ": unknown option, or its value is missing");
+        }
+    }
+    if (optind == argc)
+        misuse("run needs a book file");
+    arguments.book = argv[optind];
+    arguments.commands.assign(argv + optind + 1, argv + argc);
+    if (!arguments.script.empty() && !arguments.commands.empty())
+        misuse("commands come from --script or from arguments, not from both");
+    return arguments;
+}
+
+bool coloured(int descriptor)
+{
+    const char *no_colour = std::getenv("NO_COLOR");
+    return isatty(descriptor) && !(no_colour && *no_colour);
+}
+
+// The prompt. The line editor calls functions without arguments of ours.
+
+Commands *prompted;
+Host *served;
+
+char *next_completion(const char *line, int state)
+{
+    static std::vector<std::string> found;
+    static std::size_t at;
+    if (state == 0) {
+        found = prompted->completions(line);
+        at = 0;
+    }
+    return at < found.size() ? strdup(found[at++].c_str()) : nullptr;
+}
+
+char **complete(const char *line, int, int)
+{
+    rl_attempted_completion_over = 1;
+    return rl_completion_matches(line, next_completion);
+}
+
+// While a person thinks, clients are served.
+int serve_meanwhile()
+{
+    served->serve(std::chrono::milliseconds(20));
+    return 0;
+}
+
+void prompt(Commands &commands, Host *host)
+{
+    prompted = &commands;
+    served = host;
+    static char whole_line[] = "\n";
+    rl_readline_name = const_cast<char *>("vqhost");
+    rl_basic_word_break_characters = whole_line;
+    rl_completer_word_break_characters = whole_line;
+    rl_completion_append_character = 0;
+    rl_attempted_completion_function = complete;
+    if (host)
+        rl_event_hook = serve_meanwhile;
+    using_history();
+    std::cout << "help lists the commands; quit ends." << std::endl;
+    for (;;) {
+        const std::unique_ptr<char, void (*)(void *)> line(readline("vqhost> "), std::free);
+        if (!line) {
+            std::cout << std::endl;
+            return;
+        }
+        if (*line)
+            add_history(line.get());
+        try {
+            if (!commands.run(line.get()))
+                return;
+        } catch (const CommandError &error) {
+            std::cerr << error.what() << std::endl;
+        }
+    }
+}
+
+IntT ask_person()
+{
+    std::cout << "  answer (a number) [0]: " << std::flush;
+    std::string line;
+    std::getline(std::cin, line);
+    return static_cast<IntT>(std::strtol(line.c_str(), nullptr, 10));
+}
+
+void carry_out(Commands &commands, const Arguments &arguments, Host *host)
+{
+    if (!arguments.commands.empty()) {
+        for (const std::string &command : arguments.commands)
+            if (!commands.run(command))
+                return;
+    } else if (!arguments.script.empty() && arguments.script != "-") {
+        std::ifstream script(arguments.script);
+        if (!script)
+            throw CommandError(misused, arguments.script + ": cannot read the script: " +
+                                            std::generic_category().message(errno));
+        commands.run_script(script, arguments.script);
+    } else if (arguments.script.empty() && isatty(STDIN_FILENO)) {
+        prompt(commands, host);
+    } else {
+        commands.run_script(std::cin, "standard input");
+    }
+}
+
+int run(int argc, char **argv)
+{
+    const Arguments arguments = parse(argc, argv);
+    Model model;
+    const UIntT book = load_book(arguments.book, model);
+    PrintingDesk desk(std::cout, std::cerr);
+    const bool interactive =
+        arguments.commands.empty() && arguments.script.empty() && isatty(STDIN_FILENO);
+    if (interactive)
+        desk.ask = ask_person;
+
+    std::optional<HelperProcess> mapper;
+    std::unique_ptr<Host> host;
+    if (!arguments.clients.empty()) {
+        if (arguments.private_place.value_or(false) ||
+            (!arguments.private_place && !rpcbind_answers()))
+            mapper.emplace(enter_private_place());
+        Options options;
+        options.start_limit = options.turn_limit = arguments.time_limit;
+        if (arguments.trace == Arguments::text)
+            options.trace = [colour = coloured(STDERR_FILENO)](const TraceEvent &event) {
+                std::cerr << trace_text(event, colour) << std::endl;
+            };
+        else if (arguments.trace == Arguments::json)
+            options.trace = [](const TraceEvent &event) {
+                std::cerr << trace_json(event) << std::endl;
+            };
+        try {
+            host = std::make_unique<Host>(std::move(options), model, desk);
+        } catch (const HostError &error) {
+            throw PlaceError(error.what());
+        }
+    }
+
+    Commands commands({.model = model,
+                       .desk = desk,
+                       .host = host.get(),
+                       .clients = arguments.clients,
+                       .book = book,
+                       .book_path = arguments.book,
+                       .out = std::cout,
+                       .colour = coloured(STDOUT_FILENO)});
+    try {
+        for (const Startable &client : arguments.clients)
+            commands.start(client, arguments.init_code);
+    } catch (const HostError &error) {
+        throw CommandError(failed, error.what());
+    }
+    carry_out(commands, arguments, host.get());
+    if (host)
+        host->end();
+    return done;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const std::string verb = argc > 1 ? argv[1] : "";
+    if (verb == "--version") {
+        std::cout << "vqhost " VQHOST_VERSION "\n";
+        return done;
+    }
+    if (verb == "--help" || (argc > 2 && verb == "run" && argv[2] == std::string("--help"))) {
+        std::cout << usage_text << Commands::help();
+        return done;
+    }
+    try {
+        if (verb != "run")
+            misuse(verb.empty() ? "what to do?" : verb + ": unknown; only run is known");
+        return run(argc - 1, argv + 1);
+    } catch (const CommandError &error) {
+        std::cerr << "vqhost: " << error.what() << std::endl;
+        return error.code;
+    } catch (const BookError &error) {
+        std::cerr << "vqhost: " << error.what() << std::endl;
+        return misused;
+    } catch (const PlaceError &error) {
+        std::cerr << "vqhost: " << error.what() << std::endl;
+        return no_place;
+    } catch (const std::exception &error) {
+        std::cerr << "vqhost: " << error.what() << std::endl;
+        return failed;
+    }
+}

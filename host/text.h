@@ -1,0 +1,28 @@
+// Texts between a person's UTF-8 and the encoding of the session's language, in which clients send
+// and get them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tools/vqsre/charset.h"
+
+namespace velt::host
+{
+
+class SessionText
+{
+public:
+    explicit SessionText(IntT language) : charset_(language) {}
+
+    // Bytes that encode nothing are shown as U+FFFD.
+    std::string to_utf8(std::string_view bytes) const;
+    // Throws std::runtime_error when the text is not UTF-8, or has a character that the encoding
+    // lacks.
+    std::string from_utf8(std::string_view text) const;
+
+private:
+    Charset charset_;
+};
+
+} // namespace velt::host

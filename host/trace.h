@@ -1,0 +1,80 @@
+// What goes between host and clients, decoded for reading.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include <nlohmann/json.hpp>
+
+#include "apilib/fields.h"
+
+namespace velt::host
+{
+
+using Json = nlohmann::ordered_json;
+
+enum class Direction {
+    to_host,     // a client's call, told when it has been answered
+    to_client,   // a call of the host, told when it is sent
+    from_client, // how that call ended
+};
+
+struct TraceEvent {
+    std::chrono::system_clock::time_point time;
+    int client;
+    Direction direction;
+    std::string_view procedure;
+    unsigned number;
+    std::size_t depth;   // how many calls of the host the client is in
+    Json arguments = {}; // null for void; strings hold the bytes that travelled
+    Json result = {};
+    std::string outcome = {}; // empty while a call of the host is under way
+    std::optional<std::chrono::nanoseconds> duration = {};
+};
+
+using TraceSink = std::function<void(const TraceEvent &)>;
+
+// One line, without its end, in the manner of strace; what is long is shortened.
+std::string trace_text(const TraceEvent &event, bool colour);
+
+// One JSON object on one line, complete. A byte of a string is the character of that number.
+std::string trace_json(const TraceEvent &event);
+
+// The parts of which JSON is made, compiled once rather than in every record.
+Json json_number(std::int64_t value);
+Json json_string(const char *value);
+void json_append(Json &list, Json element);
+void json_add(Json &record, const char *name, Json field);
+
+// A value as JSON, its fields in wire order and by name.
+template <class T>
+Json to_json(T &value)
+{
+    if constexpr (std::is_same_v<T, StringT>) {
+        return json_string(value);
+    } else if constexpr (std::is_pointer_v<T>) {
+        return value ? to_json(*value) : Json();
+    } else if constexpr (List<T>) {
+        Json list = Json::array();
+        for (UIntT i = 0; value.val && i < value.len; i++)
+            json_append(list, to_json(value.val[i]));
+        return list;
+    } else if constexpr (Record<T>) {
+        Json record = Json::object();
+        fields(value, [&record](const char *name, auto &field) {
+            json_add(record, name, to_json(field));
+            return true;
+        });
+        return record;
+    } else {
+        return json_number(value);
+    }
+}
+
+} // namespace velt::host

@@ -1,0 +1,377 @@
+// The host against real client processes, in a private place.
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "host/host.h"
+#include "host/place.h"
+#include "velt/api.h"
+
+namespace velt::host
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+using Lines = std::vector<std::string>;
+
+struct TestDesk : Desk {
+    Lines reports;
+
+    IntT alert(int, const std::string &, IntT) override { return 0; }
+    void report(const std::string &line) override { reports.push_back(line); }
+
+    bool reported(const std::string &part) const
+    {
+        for (const std::string &line : reports)
+            if (line.find(part) != std::string::npos)
+                return true;
+        return false;
+    }
+};
+
+class ServerTest : public testing::Test
+{
+protected:
+    ServerTest()
+    {
+        host.on<procedure::api_vq_alert_1>(
+            [this](Client &, const ApiVqAlertArgT &alert, IntT &answer) {
+                told.emplace_back(alert.str1);
+                answer = 0;
+            });
+    }
+    ~ServerTest() override
+    {
+        unsetenv("VQTEST");
+        host.end();
+        EXPECT_TRUE(registered_programs().empty());
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), 0) << "only the port mapper is left";
+        EXPECT_TRUE(no_process_in_groups());
+    }
+
+    Client &start(const char *script, bool detach = false, std::optional<IntT> code = {})
+    {
+        setenv("VQTEST", script, 1);
+        Client &client = host.start(TEST_CLIENT, code, next, "tester", detach);
+        groups.push_back(client.process->group());
+        next++;
+        return client;
+    }
+
+    bool no_process_in_groups() const
+    {
+        for (pid_t group : groups)
+            if (kill(-group, 0) == 0)
+                return false;
+        return true;
+    }
+
+    static Options options()
+    {
+        Options made;
+        made.start_limit = 5s;
+        made.turn_limit = 5s;
+        made.exit_limit = 5s;
+        return made;
+    }
+
+    Model model;
+    TestDesk desk;
+    Host host{options(), model, desk};
+    Lines told, text, json; // outlive the host's last call
+    std::vector<pid_t> groups;
+    int next = 3;
+};
+
+TEST_F(ServerTest, EachCallReachesItsCallbackAndControlComesBack)
+{
+    for (bool detach : {false, true}) {
+        told.clear();
+        Client &client = start("", detach, 1);
+        EXPECT_EQ(client.caller.number, detach ? 4 : 3);
+        EXPECT_EQ(client.pid != client.process->group(), detach);
+        EXPECT_TRUE(host.command(client, -2));
+        EXPECT_TRUE(host.notify(client, 33, 4000000000, "string", -5));
+        EXPECT_TRUE(host.message(client, "text", 7, 8));
+        EXPECT_TRUE(host.dialog_event(client, 9, 10, 11));
+        EXPECT_TRUE(host.old_notify(client, 1, 2, "old"));
+        EXPECT_TRUE(host.command(client, 3));
+        EXPECT_EQ(told, (Lines{"init 1", "command -2", "notify 33 4000000000 string -5",
+                               "message text 7 8", "dialog event 9 10 11", "command 3"}));
+        const Outcome quit = host.quit(client);
+        EXPECT_TRUE(quit) << quit.text;
+        EXPECT_FALSE(host.running(client));
+        EXPECT_EQ(client.exit_status, 0);
+        EXPECT_EQ(registered_programs().size(), 2U) << "the host's own";
+    }
+    EXPECT_TRUE(desk.reports.empty()) << desk.reports[0];
+}
+
+TEST_F(ServerTest, ClientLearnsWhoItIs)
+{
+    Client &client = start("who am I");
+    EXPECT_EQ(client.caller.directory + "host_test_client", TEST_CLIENT);
+    EXPECT_TRUE(host.command(client, 1));
+    EXPECT_EQ(told, (Lines{"command 1", "3 tester /somewhere"}));
+}
+
+TEST_F(ServerTest, ClientCallsAnother)
+{
+    host.start(TEST_CLIENT, {}, 20, "callee");
+    Client &client = start("call client");
+    EXPECT_TRUE(host.command(client, 1));
+    EXPECT_EQ(told, (Lines{"command 1", "message hello 0 0", "answer 5",
+                           "errno " + std::to_string(no_such_object)}));
+}
+
+TEST_F(ServerTest, LongTextTravels)
+{
+    Client &client = start("");
+    std::size_t length = 0;
+    host.on<procedure::api_vq_return_value_1>(
+        [&](Client &, const IntT &value, IntT &) { length = static_cast<std::size_t>(value); });
+    EXPECT_TRUE(host.message(client, std::string(8 << 20, 'x'), 1, 2));
+    EXPECT_EQ(length, std::size_t{8} << 20);
+}
+
+TEST_F(ServerTest, BailingOutAndDisconnectingEndTheClientUnreproached)
+{
+    for (const char *script : {"bail out", "disconnect"}) {
+        Client &client = start(script);
+        const Outcome outcome = host.command(client, 1);
+        EXPECT_TRUE(outcome) << outcome.text;
+        EXPECT_TRUE(outcome.bailout);
+        EXPECT_TRUE(host.wait_for_exit(client, 5s));
+        EXPECT_EQ(client.exit_status, 0);
+        EXPECT_EQ(host.command(client, 2).kind, Outcome::died);
+        ASSERT_EQ(desk.reports.size(), 1U) << desk.reports[0];
+        EXPECT_TRUE(desk.reported("the client has ended"));
+        desk.reports.clear();
+    }
+}
+
+TEST_F(ServerTest, DeathInACallbackIsReportedAndTheSessionGoesOn)
+{
+    Client &other = start("");
+    Client &exits = start("exit");
+    const Outcome exited = host.command(exits, 1);
+    EXPECT_EQ(exited.kind, Outcome::died);
+    EXPECT_EQ(exited.text,
+              "client 4 (tester): exited with status 3 while it held control in vq_api_command_1");
+    EXPECT_EQ(desk.reports, Lines{exited.text});
+
+    Client &crashes = start("crash", true);
+    EXPECT_EQ(host.command(crashes, 1).kind, Outcome::died);
+    EXPECT_TRUE(desk.reported("client 5 (tester): was killed by signal 9"));
+    EXPECT_EQ(registered_programs().size(), 3U) << "the host's own and the first client's";
+    EXPECT_TRUE(host.command(other, 1));
+}
+
+TEST_F(ServerTest, LateHandOver)
+{
+    host.options().turn_limit = 100ms;
+    Client &slow = start("slow");
+    EXPECT_EQ(host.command(slow, 1).kind, Outcome::late);
+    EXPECT_TRUE(desk.reported("client 3 (tester): has not handed control back within 100 ms"));
+    const Outcome again = host.command(slow, 2);
+    EXPECT_EQ(again.kind, Outcome::busy) << again.text;
+    host.serve(500ms);
+    EXPECT_TRUE(desk.reported("handed control back late"));
+    desk.reports.clear();
+    host.options().turn_limit = 5s;
+    EXPECT_TRUE(host.command(slow, 3));
+    EXPECT_TRUE(desk.reports.empty());
+}
+
+TEST_F(ServerTest, ClientThatHangsIsKilledAtTheEnd)
+{
+    host.options().turn_limit = host.options().exit_limit = 100ms;
+    for (bool detach : {false, true})
+        EXPECT_EQ(host.command(start("hang", detach), 1).kind, Outcome::late);
+    host.end();
+    EXPECT_TRUE(desk.reported("client 4 (tester): is killed"));
+    EXPECT_TRUE(no_process_in_groups());
+}
+
+TEST_F(ServerTest, ClientThatDoesNotComeUp)
+{
+    const auto failure = [this](const char *script, bool detach) -> std::string {
+        try {
+            start(script, detach);
+        } catch (const HostError &error) {
+            return error.what();
+        }
+        return "started";
+    };
+    const std::string client = "client 3 (tester): ";
+    EXPECT_EQ(failure("exit at once", false),
+              client + "exited with status 9 before it acknowledged");
+    host.options().start_limit = 200ms;
+    EXPECT_EQ(failure("never acknowledge", true), client + "has not acknowledged within 200 ms");
+    EXPECT_TRUE(host.clients().empty());
+    EXPECT_THROW(host.start("/nonexistent", {}, 1, "name"), HostError);
+    EXPECT_THROW(host.start(TEST_CLIENT, {}, 1, "two words"), HostError);
+    EXPECT_EQ(registered_programs().size(), 2U);
+}
+
+TEST_F(ServerTest, BreachesOfTurnTakingAreReported)
+{
+    const std::vector<std::pair<const char *, Lines>> cases = {
+        {"done twice", {"handed control back without holding it"}},
+        {"call after done", {"called api_vq_alert_1 while the host holds control"}},
+        {"take twice", {"took control, which it holds already"}},
+    };
+    for (const auto &[script, expected] : cases) {
+        desk.reports.clear();
+        Client &client = start(script);
+        EXPECT_TRUE(host.command(client, 1));
+        host.serve(100ms);
+        Lines lines;
+        for (const std::string &line : expected)
+            lines.push_back(client.title() + ": " + line);
+        EXPECT_EQ(desk.reports, lines) << script;
+        EXPECT_TRUE(host.message(client, "goes on", 0, 0)) << script;
+    }
+}
+
+TEST_F(ServerTest, ModalWaitNests)
+{
+    Client &client = start("modal");
+    host.on<procedure::api_vq_modal_dialog_1>(
+        [this](Client &caller, const ApiVqDoDialogArgT &dialog, IntT &answer) {
+            told.push_back("dialog " + std::to_string(dialog.int1));
+            answer = 0;
+            // The client waits for this very answer.
+            EXPECT_EQ(host.dialog_event(caller, 5, 1, 2).kind, Outcome::queued);
+            if (told.size() < 4)
+                host.command(caller, 2);
+            host.dialog_event(caller, 0, 0, told.size() < 4 ? 41 : 42);
+        });
+    const Outcome outcome = host.command(client, 1);
+    EXPECT_TRUE(outcome) << outcome.text;
+    EXPECT_TRUE(client.turns.empty());
+    EXPECT_EQ(told, (Lines{"command 1", "dialog 5", "dialog event 5 1 2", "command 2", "dialog 5",
+                           "result 41", "dialog event 5 1 2", "result 42"}));
+    EXPECT_TRUE(desk.reports.empty()) << desk.reports[0];
+}
+
+TEST_F(ServerTest, ModalDialogWithoutAModelEndsItsWait)
+{
+    Client &client = start("modal");
+    EXPECT_TRUE(host.command(client, 1));
+    EXPECT_EQ(told.back(), "result " + std::to_string(not_supported));
+}
+
+TEST_F(ServerTest, WhatIsNotUnderstoodIsRefusedAndTheSessionGoesOn)
+{
+    Client &client = start("bad calls");
+    EXPECT_TRUE(host.command(client, 1));
+    EXPECT_EQ(told.back(),
+              std::to_string(RPC_CANTDECODEARGS) + " " + std::to_string(RPC_PROCUNAVAIL));
+    EXPECT_TRUE(desk.reported("api_vq_get_string_1 has arguments that do not decode"));
+    EXPECT_TRUE(desk.reported("called procedure 4711, which is unknown"));
+    EXPECT_TRUE(host.command(client, 2));
+}
+
+TEST_F(ServerTest, ReplyThatIsDropped)
+{
+    Client &client = start("give up waiting");
+    host.options().on_call = [](rpcproc_t number, Client &) {
+        return number == procedure::api_vq_alert_1::number ? Reaction::drop : Reaction::answer;
+    };
+    const Outcome outcome = host.command(client, 1);
+    EXPECT_TRUE(outcome) << outcome.text;
+    EXPECT_TRUE(told.empty());
+    host.options().on_call = nullptr;
+    EXPECT_TRUE(host.command(client, 2));
+    EXPECT_EQ(told, Lines{"command 2"});
+}
+
+TEST_F(ServerTest, ProcessIsTakenInOverUdp)
+{
+    const auto visit = [this] {
+        setenv("VQTEST", "", 1);
+        const pid_t pid = fork();
+        if (pid == 0) {
+            setenv("VQTEST_SESSION", std::to_string(host.session_program()).c_str(), 1);
+            execl(TEST_CLIENT, TEST_CLIENT, nullptr);
+            _exit(127);
+        }
+        return pid;
+    };
+    const auto status_of = [](pid_t pid) {
+        int status = 0;
+        waitpid(pid, &status, 0);
+        return WEXITSTATUS(status);
+    };
+
+    host.options().connect_refusal = -17;
+    const pid_t refused = visit();
+    host.serve(500ms);
+    EXPECT_EQ(status_of(refused), 117);
+    EXPECT_TRUE(desk.reported("(visitor) was not taken in: status -17"));
+    EXPECT_TRUE(host.clients().empty());
+
+    host.options().connect_refusal = 0;
+    const pid_t pid = visit();
+    for (int i = 0; i < 100 && (host.clients().empty() || !host.clients().front().handle); i++)
+        host.serve(50ms);
+    ASSERT_FALSE(host.clients().empty());
+    Client &client = host.clients().front();
+    EXPECT_EQ(client.pid, pid);
+    EXPECT_EQ(client.caller.name, "visitor");
+    EXPECT_TRUE(host.command(client, 12));
+    EXPECT_EQ(told, Lines{"command 12"});
+    EXPECT_TRUE(host.quit(client));
+    EXPECT_EQ(status_of(pid), 0);
+}
+
+TEST_F(ServerTest, TraceShowsBothDirections)
+{
+    host.options().trace = [&](const TraceEvent &event) {
+        TraceEvent shown = event;
+        if (shown.duration)
+            shown.duration = 213us;
+        text.push_back(trace_text(shown, false));
+        json.push_back(trace_json(shown));
+    };
+    Client &client = start("");
+    text.clear();
+    json.clear();
+    host.notify(client, 1, 2, "a\"\n\xE9", 3);
+    EXPECT_EQ(
+        text,
+        (Lines{
+            R"([client 3] -> vq_api_notify_1(notification=1, objectId=2, stringArg="a\"\n\xe9", intArg=3))",
+            R"([client 3]       api_vq_alert_1(str1="notify 1 2 a\"\n\xe9 3", int2=0) = 0 <0.000213>)",
+            R"([client 3]       api_vq_over_1(0) = void <0.000213>)",
+            R"([client 3] <- vq_api_notify_1: handed control back <0.000213>)",
+        }));
+    ASSERT_EQ(json.size(), 4U);
+    const Json alert = Json::parse(json[1]);
+    EXPECT_EQ(alert["procedure"], "api_vq_alert_1");
+    EXPECT_EQ(alert["number"], 1008);
+    EXPECT_EQ(alert["depth"], 1);
+    EXPECT_EQ(alert["arguments"]["str1"], "notify 1 2 a\"\n\u00E9 3");
+    EXPECT_EQ(alert["outcome"], "answered");
+}
+
+} // namespace
+} // namespace velt::host
+
+int main(int argc, char **argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    std::optional<velt::host::HelperProcess> mapper;
+    if (!GTEST_FLAG_GET(list_tests))
+        mapper.emplace(velt::host::enter_private_place());
+    return RUN_ALL_TESTS();
+}

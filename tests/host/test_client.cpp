@@ -1,0 +1,159 @@
+// A client that does in its callbacks what the variable VQTEST says, and tells the host of each
+// callback by an alert.
+
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+#include "velt/api.h"
+#include "velt/wire.h"
+
+namespace
+{
+
+bool wanted(const char *what)
+{
+    const char *script = std::getenv("VQTEST");
+    return script && std::strcmp(script, what) == 0;
+}
+
+[[gnu::format(printf, 1, 2)]] void tell(const char *form, ...)
+{
+    char text[256];
+    va_list values;
+    va_start(values, form);
+    std::vsnprintf(text, sizeof text, form, values);
+    va_end(values);
+    V_ApiAlert(text, 0);
+}
+
+bool_t nothing_coded(XDR *, ...)
+{
+    return TRUE;
+}
+
+IntT modal_dialog()
+{
+    ApiVqDoDialogArgT dialog = {5, 6};
+    api_vq_modal_dialog_1(&dialog, velt_client);
+    return V_ApiServiceModalCallbacks();
+}
+
+void act()
+{
+    if (wanted("exit"))
+        _exit(3);
+    if (wanted("crash"))
+        raise(SIGKILL);
+    if (wanted("hang"))
+        for (;;)
+            pause();
+    if (wanted("slow"))
+        usleep(400'000);
+    if (wanted("bail out"))
+        V_ApiBailOut();
+    if (wanted("done twice")) {
+        V_ApiDoneCommand();
+        IntT bailout = 0;
+        Vapivq_TurnOverControl(&bailout);
+    }
+    if (wanted("call after done")) {
+        V_ApiDoneCommand();
+        tell("without control");
+        tell("again");
+    }
+    if (wanted("take twice"))
+        Vapivq_TakeControl();
+    if (wanted("who am I")) {
+        StringT name = V_ApiClientName();
+        V_ApiSetClientDir("/somewhere");
+        StringT directory = V_ApiClientDir();
+        tell("%d %s %s", V_ApiClientNumber(), name, directory);
+        V_ApiDeallocateString(&name);
+        V_ApiDeallocateString(&directory);
+    }
+    if (wanted("call client")) {
+        IntT value = V_ApiCallClient("callee", "hello");
+        tell("answer %d", value);
+        VA_errno = 0;
+        V_ApiCallClient("nobody", "hello");
+        tell("errno %d", VA_errno);
+    }
+    if (wanted("not supported")) {
+        V_ApiDefineMenu("a", "b");
+        tell("errno %d", VA_errno);
+    }
+    if (wanted("bad calls")) {
+        IntT nothing = 0;
+        const timeval limit = {5, 0};
+        const auto raw = [&](rpcproc_t number) {
+            auto *body = reinterpret_cast<caddr_t>(&nothing);
+            return clnt_call(velt_client, number, nothing_coded, body, nothing_coded, body, limit);
+        };
+        const int garbage = raw(1070);
+        const int unknown = raw(4711);
+        tell("%d %d", garbage, unknown);
+    }
+    if (wanted("modal")) {
+        IntT result = modal_dialog();
+        tell("result %d", result);
+    }
+    if (wanted("disconnect"))
+        V_ApiDisconnectFromSession();
+}
+
+} // namespace
+
+void V_ApiInitialize(IntT initCode)
+{
+    tell("init %d", initCode);
+    act();
+}
+
+void V_ApiCommand(IntT command)
+{
+    tell("command %d", command);
+    act();
+}
+
+void V_ApiNotify(IntT notification, V_ObjHandleT objectId, StringT stringArg, IntT intArg)
+{
+    tell("notify %d %u %s %d", notification, objectId, stringArg, intArg);
+}
+
+void V_ApiMessage(StringT message, V_ObjHandleT objectId1, V_ObjHandleT objectId2)
+{
+    tell("message %s %u %u", message, objectId1, objectId2);
+    IntT length = static_cast<IntT>(std::strlen(message));
+    api_vq_return_value_1(&length, velt_client);
+}
+
+void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail)
+{
+    tell("dialog event %d %d %d", dialog, item, detail);
+}
+
+int main(int argc, char **argv)
+{
+    if (wanted("exit at once"))
+        return 9;
+    if (wanted("never acknowledge"))
+        for (;;)
+            pause();
+    if (wanted("give up waiting"))
+        VA_TimeOut = {0, 100'000};
+    if (const char *program = std::getenv("VQTEST_SESSION")) {
+        IntT result = V_ApiConnectToSession("visitor", nullptr,
+                                            static_cast<UIntT>(std::strtoul(program, nullptr, 10)));
+        if (result != 0)
+            return 100 - result;
+        while (!VA_bailout)
+            V_ApiService(nullptr);
+        V_ApiShutDown();
+        return 0;
+    }
+    return V_ApiRun(argc, argv);
+}

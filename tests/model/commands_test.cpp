@@ -1,0 +1,141 @@
+// The command language without clients; with clients it is tested through the program.
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "host/book.h"
+#include "host/commands.h"
+
+namespace velt::host
+{
+namespace
+{
+
+using Words = std::vector<std::string>;
+
+TEST(Parser, WordsAndLists)
+{
+    EXPECT_EQ(split_words("  a  \"b c\"d \"\" "), (Words{"a", "b cd", ""}));
+    EXPECT_EQ(split_words(R"("a\"b" c\d)"), (Words{"a\"b", "c\\d"}));
+    EXPECT_EQ(split_words(""), Words{});
+    EXPECT_EQ(split_list(" A a , \"B, b\",C"), (Words{"A a", "B, b", "C"}));
+    EXPECT_EQ(split_list("a,,b"), (Words{"a", "", "b"}));
+    EXPECT_EQ(split_list("\" a \" , b"), (Words{" a ", "b"}));
+    EXPECT_THROW(split_words("a \"b"), CommandError);
+}
+
+class CommandsTest : public testing::Test
+{
+protected:
+    Model model;
+    std::ostringstream out, errors;
+    PrintingDesk desk{out, errors};
+    UIntT book = read_book(R"({"title": "T", "language": "japanese", "selected": "One",
+        "components": [{"name": "One"}, {"name": "Two, too"}, {"name": "三"}]})",
+                           "book", model);
+    UIntT command = model.define_command(1, 1, "Go", "\x83\x65\x83\x58\x83\x67", "");
+    Commands commands{{model, desk, nullptr, {}, book, "book", out, false}};
+
+    CommandsTest() { model.add_to_menu(model.menu(book_context_menu), command); }
+
+    // The exit code and the message of a line that fails.
+    std::pair<ExitCode, std::string> error(const std::string &line)
+    {
+        try {
+            commands.run(line);
+            return {done, ""};
+        } catch (const CommandError &error) {
+            return {error.code, error.what()};
+        }
+    }
+};
+
+TEST_F(CommandsTest, ShowPrintsTheWindow)
+{
+    commands.run("show");
+    EXPECT_EQ(out.str(), "T\n>  1  One\n   2  Two, too\n   3  三\nContext menu:\n  テスト\n");
+}
+
+TEST_F(CommandsTest, SelectAndExpect)
+{
+    for (const char *line :
+         {"expect selected One", "select 三", "expect selected \"三\"", "select 2",
+          "expect selected Two, too", "select none", "expect selected none",
+          "expect order One, \"Two, too\", 三", "expect menu テスト", "", "  # a remark"})
+        EXPECT_EQ(error(line).first, done) << line;
+    EXPECT_EQ(error("expect order One, Two, too, 三").first, failed) << "a comma in a name";
+    EXPECT_EQ(error("expect order One").second,
+              "expected order: One\n  but it is: One, Two, too, 三");
+    EXPECT_EQ(error("expect menu none").first, failed);
+    EXPECT_EQ(error("expect selected One").first, failed);
+    EXPECT_EQ(error("select Four").first, failed);
+    EXPECT_EQ(error("select 4").first, failed);
+}
+
+TEST_F(CommandsTest, Mistakes)
+{
+    for (const char *line : {"fly",
+                             "show me",
+                             "select",
+                             "choose",
+                             "expect",
+                             "expect order",
+                             "expect weather fine",
+                             "notify",
+                             "notify x",
+                             "notify 99999999999",
+                             "notify 1 2 3 4 5",
+                             "message",
+                             "dialog 1",
+                             "answer",
+                             "answer x",
+                             "start --init",
+                             "start 3",
+                             "wait",
+                             "wait \"1",
+                             "help me"})
+        EXPECT_EQ(error(line).first, misused) << line;
+    for (const char *line : {"start", "wait 1", "notify 1", "message hello", "dialog 1 2",
+                             "clients", "choose Nothing", "choose Go"})
+        EXPECT_EQ(error(line).first, failed) << line;
+    EXPECT_NE(error("choose Nothing").second.find("there are: テスト"), std::string::npos);
+}
+
+TEST_F(CommandsTest, AlertsAreAnsweredInOrder)
+{
+    commands.run("answer 5 -6");
+    EXPECT_EQ(desk.alert(1, "\x83\x65?", 2), 5);
+    EXPECT_EQ(desk.alert(1, "second", 2), -6);
+    EXPECT_EQ(desk.alert(1, "third", 2), 0);
+    EXPECT_EQ(error("expect alert テ").first, done);
+    EXPECT_EQ(error("expect alert テ").first, failed) << "expected once only";
+    EXPECT_EQ(error("expect alert third").first, done);
+    EXPECT_EQ(error("expect alert").first, failed) << "no more alerts";
+}
+
+TEST_F(CommandsTest, Scripts)
+{
+    std::istringstream good("select 2\n# remark\nquit\nfly\n");
+    commands.run_script(good, "good");
+    EXPECT_EQ(error("expect selected Two, too").first, done);
+    std::istringstream bad("show\nfly\nselect 1\n");
+    try {
+        commands.run_script(bad, "bad");
+        FAIL();
+    } catch (const CommandError &failure) {
+        EXPECT_EQ(std::string(failure.what()).rfind("bad:2: unknown command", 0), 0u);
+    }
+    EXPECT_EQ(error("expect selected Two, too").first, done) << "the rest is left out";
+}
+
+TEST_F(CommandsTest, Completions)
+{
+    EXPECT_EQ(commands.completions("se"), (Words{"select"}));
+    EXPECT_EQ(commands.completions("select T"), (Words{"select Two, too"}));
+    EXPECT_EQ(commands.completions("choose "), (Words{"choose テスト"}));
+    EXPECT_EQ(commands.completions("x"), Words{});
+}
+
+} // namespace
+} // namespace velt::host

@@ -1,0 +1,3 @@
+velt_test(model_test SOURCES model/model_test.cpp LINK vqhost-lib)
+velt_test(book_test SOURCES model/book_test.cpp LINK vqhost-lib)
+velt_test(commands_test SOURCES model/commands_test.cpp LINK vqhost-lib)

@@ -1,0 +1,4 @@
+velt_test(portmap_test
+  SOURCES portmap/in_place.cpp portmap/mapper_test.cpp portmap/hostile_test.cpp
+          portmap/place_test.cpp
+  LINK vqhost-lib)
