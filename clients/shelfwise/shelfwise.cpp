@@ -1,0 +1,118 @@
+// Shelfwise: three commands in the context menu of a book window. Delete the component on which the
+// menu was opened, move it up, move it down.
+//
+// Started with code 1 it defines the commands and ends. Started with any other code it waits for
+// them. It keeps nothing between commands: each reads what it needs from the host.
+
+#include "velt/api.h"
+#include "velt/vde.h"
+
+namespace
+{
+
+// The host's object model, as far as it is used here.
+enum : IntT {
+    menu_type = 55,
+    session_active_book = 52,
+    session_language = 577,
+    session_dialog_encoding = 598,
+    book_selected_component = 493,
+    component_before = 526,
+    component_after = 527,
+    component_moved = 529,
+};
+
+enum : IntT { delete_file = 1, move_file_up = 2, move_file_down = 3 };
+
+struct Command {
+    IntT number;
+    const char *name;
+    IntT label; // string resource
+};
+
+constexpr Command commands[] = {
+    {delete_file, "BookDeleteFile", 0},
+    {move_file_up, "BookMoveFileUp", 1},
+    {move_file_down, "BookMoveFileDown", 2},
+};
+
+// What a command acts on; component 0 when there is nothing.
+struct Selection {
+    V_ObjHandleT book;
+    V_ObjHandleT component;
+};
+
+Selection selection()
+{
+    V_ObjHandleT book = V_ApiGetId(0, 0, session_active_book);
+    return {book, book ? V_ApiGetId(0, book, book_selected_component) : 0};
+}
+
+int clientInit()
+{
+    V_FdeInit();
+    StringT encoding = V_ApiGetString(0, 0, session_dialog_encoding);
+    V_FdeInitFontEncs(encoding);
+    V_Free(encoding);
+    const char *language = V_LanguageString(V_ApiGetInt(0, 0, session_language));
+    if (V_SrInit("shelfwise", language) == 0)
+        return 0;
+    V_ApiAlert("Cannot find string resource file. Please check that Shelfwise is correctly "
+               "installed, and try again.",
+               2);
+    return 1;
+}
+
+IntT deleteBookComponent()
+{
+    auto [book, component] = selection();
+    return component ? V_ApiDelete(book, component) : 0;
+}
+
+IntT moveBookComponent(bool up)
+{
+    auto [book, component] = selection();
+    if (!component)
+        return 0;
+    // To stand after its successor is to move down, before its predecessor to move up.
+    IntT neighbour = up ? component_before : component_after;
+    IntT place = up ? component_after : component_before;
+    if (V_ObjHandleT other = V_ApiGetId(book, component, neighbour))
+        V_ApiSetId(book, component, place, other);
+    V_ApiSetInt(book, component, component_moved, 1);
+    return 0;
+}
+
+} // namespace
+
+void V_ApiInitialize(IntT initCode)
+{
+    if (initCode != 1)
+        return;
+    if (clientInit() != 0) {
+        V_ApiBailOut();
+        return;
+    }
+    V_ObjHandleT menu = V_ApiGetNamedObject(0, menu_type, "!BookContextMenu");
+    for (const Command &command : commands) {
+        char label[256] = "";
+        V_SrGetN(command.label, label, sizeof label);
+        V_ApiDefineAndAddCommand(command.number, menu, command.name, label, "");
+    }
+    V_ApiBailOut();
+}
+
+void V_ApiCommand(IntT command)
+{
+    switch (command) {
+    case delete_file:
+        deleteBookComponent();
+        break;
+    case move_file_up:
+        moveBookComponent(true);
+        break;
+    case move_file_down:
+        moveBookComponent(false);
+        break;
+    }
+}
