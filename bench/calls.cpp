@@ -1,0 +1,226 @@
+#include "bench/calls.h"
+
+#include <arpa/inet.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+
+#include "apilib/routines.h"
+#include "bench/compare.h"
+#include "bench/service.h"
+#include "velt/api.h"
+
+// This process is a client too.
+void V_ApiInitialize(IntT) {}
+
+void V_ApiCommand(IntT) {}
+
+namespace velt::bench
+{
+namespace
+{
+
+// Programs of the host that is a process of its own, of the host that this process is, and of their
+// clients.
+constexpr rpcprog_t far_host = 0x20100000;
+constexpr rpcprog_t far_client = far_host + 1;
+constexpr rpcprog_t near_host = far_host + 2;
+constexpr rpcprog_t near_client = far_host + 3;
+
+constexpr timeval limit = {10, 0};
+constexpr std::size_t calls_in_block = 200;
+
+void require(bool done, const char *what)
+{
+    if (!done)
+        throw std::runtime_error(what);
+}
+
+// The client side of a session with a host that is a process of its own.
+class Session
+{
+public:
+    explicit Session(pid_t host)
+    {
+        setenv("VQAPIX", description(far_client, far_host, host).c_str(), 1);
+        // Until the service is registered there is nothing to connect to.
+        const char *failure = V_ApiStartUp(nullptr);
+        for (int tries = 0; failure && tries < 100; tries++) {
+            V_ApiShutDown();
+            usleep(10000);
+            failure = V_ApiStartUp(nullptr);
+        }
+        if (failure)
+            throw std::runtime_error(failure);
+    }
+    ~Session() { V_ApiShutDown(); }
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+};
+
+void get_int(benchmark::State &state, pid_t host)
+try {
+    const Session session(host);
+    constexpr rpcproc_t number = number_of("api_vq_get_int_1");
+    ApiVqGetPropArgT argument = {1, 2, {3, nullptr}};
+    compare(
+        state,
+        [&] {
+            return timed(calls_in_block, [&](std::size_t) {
+                ApiVqGetIntRetT result = {};
+                require(clnt_call(velt_client, number,
+                                  reinterpret_cast<xdrproc_t>(xdr_ApiVqGetPropArgT), &argument,
+                                  reinterpret_cast<xdrproc_t>(xdr_ApiVqGetIntRetT), &result,
+                                  limit) == RPC_SUCCESS &&
+                            result.result == 42,
+                        "a bare call failed");
+            });
+        },
+        [] {
+            return timed(calls_in_block, [](std::size_t) {
+                require(V_ApiGetInt(1, 2, 3) == 42, "V_ApiGetInt failed");
+            });
+        });
+    state.counters[counter::goal] = 1.05;
+} catch (const std::exception &error) {
+    state.SkipWithError(error.what());
+}
+
+// A process, which does not outlive this object.
+class Process
+{
+public:
+    Process(const char *path, const char *variable) : id_(fork())
+    {
+        require(id_ >= 0, "cannot fork");
+        if (id_ == 0) {
+            setenv("VQAPIX", variable, 1);
+            execl(path, path, nullptr);
+            _exit(127);
+        }
+    }
+    ~Process()
+    {
+        if (id_ > 0) {
+            kill(id_, SIGKILL);
+            waitpid(id_, nullptr, 0);
+        }
+    }
+    Process(const Process &) = delete;
+    Process &operator=(const Process &) = delete;
+
+    void wait_for_success()
+    {
+        int status = 0;
+        require(waitpid(id_, &status, 0) == id_, "cannot wait for a process");
+        id_ = -1;
+        require(WIFEXITED(status) && WEXITSTATUS(status) == 0, "a process failed");
+    }
+
+private:
+    pid_t id_;
+};
+
+// A client of this process, which is its host.
+class HostedClient
+{
+public:
+    HostedClient()
+        : process_(VELT_BENCH_CLIENT, description(near_client, near_host, getpid()).c_str())
+    {
+        serve_one(&Served::acknowledgements);
+    }
+
+    void connect()
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        int socket = RPC_ANYSOCK;
+        handle_.reset(clnttcp_create(&address, near_client, 1, &socket, 0, 0));
+        require(handle_ != nullptr, "cannot connect to the client");
+    }
+
+    template <class Argument>
+    void call(rpcproc_t procedure, Argument *argument)
+    {
+        require(clnt_call(handle_.get(), procedure, routine<Argument>(), argument, routine<void>(),
+                          nullptr, limit) == RPC_SUCCESS,
+                "the client does not answer");
+    }
+
+    void quit()
+    {
+        constexpr rpcproc_t quit_procedure = 1;
+        call<void>(quit_procedure, nullptr);
+        process_.wait_for_success();
+    }
+
+private:
+    struct Destroy {
+        void operator()(CLIENT *client) const { clnt_destroy(client); }
+    };
+
+    Process process_;
+    std::unique_ptr<CLIENT, Destroy> handle_;
+};
+
+void callbacks(benchmark::State &state)
+try {
+    HostedClient client;
+    client.connect();
+    char text[] = "";
+    VqApiNotifyArgT argument = {1, 2, text, 3};
+    compare(
+        state,
+        [&] {
+            return timed(calls_in_block,
+                         [&](std::size_t) { client.call<void>(NULLPROC, nullptr); });
+        },
+        [&] {
+            constexpr rpcproc_t notify_procedure = 7;
+            return timed(calls_in_block, [&](std::size_t) {
+                client.call(notify_procedure, &argument);
+                serve_one(&Served::hand_overs);
+            });
+        });
+    state.counters[counter::as_rate] = 1;
+    client.quit();
+} catch (const std::exception &error) {
+    state.SkipWithError(error.what());
+}
+
+void start_up(benchmark::State &state)
+{
+    compare(
+        state,
+        [] { return timed(1, [](std::size_t) { Process("/bin/true", "").wait_for_success(); }); },
+        [] {
+            std::unique_ptr<HostedClient> client;
+            const double seconds =
+                timed(1, [&](std::size_t) { client = std::make_unique<HostedClient>(); });
+            client->connect();
+            client->quit();
+            return seconds;
+        });
+}
+
+} // namespace
+
+host::HelperProcess register_calls()
+{
+    VA_TimeOut.seconds = static_cast<IntT>(limit.tv_sec);
+    // Before this process has a service, of which the other would inherit half.
+    host::HelperProcess host({}, [] { open_service(far_host), serve_forever(); });
+    open_service(near_host);
+    benchmark::RegisterBenchmark("V_ApiGetInt / bare call", get_int, host.id())->Iterations(201);
+    benchmark::RegisterBenchmark("callback with hand-over / bare call", callbacks)->Iterations(51);
+    benchmark::RegisterBenchmark("start of a client / of \"true\"", start_up)->Iterations(51);
+    return host;
+}
+
+} // namespace velt::bench

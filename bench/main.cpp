@@ -1,0 +1,25 @@
+// Measures what this system adds to the RPC library that carries it, and prints one table.
+
+#include <exception>
+#include <iostream>
+
+#include "bench/calls.h"
+#include "bench/lists.h"
+#include "bench/table.h"
+#include "host/place.h"
+
+int main(int argc, char **argv)
+try {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 2;
+    const auto port_mapper = velt::host::enter_private_place();
+    const auto host = velt::bench::register_calls();
+    velt::bench::register_lists();
+    velt::bench::Table table;
+    benchmark::RunSpecifiedBenchmarks(&table);
+    return table.failed() ? 1 : 0;
+} catch (const std::exception &error) {
+    std::cerr << "velt-bench: " << error.what() << '\n';
+    return 1;
+}

@@ -1,0 +1,100 @@
+#include "bench/service.h"
+
+#include <poll.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <vector>
+
+#include "apilib/routines.h"
+#include "apilib/unix/transport.h"
+
+namespace velt::bench
+{
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto patience = std::chrono::seconds(10);
+
+Served served;
+
+template <class Argument, class Result>
+void answer(SVCXPRT *transport, Result result)
+{
+    Argument argument{};
+    if (!svc_getargs(transport, routine<Argument>(), reinterpret_cast<char *>(&argument)))
+        svcerr_decode(transport);
+    else
+        svc_sendreply(transport, routine<Result>(), reinterpret_cast<char *>(&result));
+    free_decoded(argument);
+}
+
+template <class Argument>
+void acknowledge(SVCXPRT *transport, std::size_t &count)
+{
+    Argument argument{};
+    if (!svc_getargs(transport, routine<Argument>(), reinterpret_cast<char *>(&argument))) {
+        svcerr_decode(transport);
+        return;
+    }
+    svc_sendreply(transport, routine<void>(), nullptr);
+    count++;
+}
+
+void dispatch(svc_req *request, SVCXPRT *transport)
+{
+    switch (request->rq_proc) {
+    case number_of("api_vq_init_ack_5_1"):
+        return acknowledge<IntT>(transport, served.acknowledgements);
+    case number_of("api_vq_over_1"):
+        return acknowledge<IntT>(transport, served.hand_overs);
+    case number_of("api_vq_get_int_1"):
+        return answer<ApiVqGetPropArgT>(transport, ApiVqGetIntRetT{0, 42});
+    default:
+        return svcerr_noproc(transport);
+    }
+}
+
+bool wait_and_dispatch(Clock::duration limit)
+{
+    const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(limit).count();
+    std::vector<pollfd> descriptors(svc_pollfd, svc_pollfd + svc_max_pollfd);
+    const int ready = poll(descriptors.data(), descriptors.size(), static_cast<int>(wait));
+    if (ready > 0)
+        svc_getreq_poll(descriptors.data(), ready);
+    return ready > 0;
+}
+
+} // namespace
+
+void open_service(rpcprog_t program)
+{
+    SVCXPRT *transport = transport_listen();
+    if (!transport || !svc_register(transport, program, 1, dispatch, IPPROTO_TCP))
+        throw std::runtime_error("cannot register the service with the port mapper");
+}
+
+void serve_forever()
+{
+    for (;;)
+        wait_and_dispatch(patience);
+}
+
+void serve_one(std::size_t Served::*kind)
+{
+    const std::size_t before = served.*kind;
+    const auto give_up = Clock::now() + patience;
+    while (served.*kind == before)
+        if (Clock::now() > give_up || !wait_and_dispatch(patience))
+            throw std::runtime_error("the client does not call");
+}
+
+std::string description(rpcprog_t client, rpcprog_t host, pid_t host_process)
+{
+    return std::to_string(client) + ".1 " + std::to_string(host) + ".1 " +
+           std::to_string(host_process) + ".-1.bench";
+}
+
+} // namespace velt::bench

@@ -1,0 +1,74 @@
+#include "bench/table.h"
+
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <string>
+
+#include "bench/compare.h"
+
+namespace velt::bench
+{
+namespace
+{
+
+std::string print(const char *format, double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, format, value);
+    return text;
+}
+
+std::string time_or_rate(double seconds, bool as_rate)
+{
+    if (as_rate)
+        return print("%.0f/s", 1 / seconds);
+    if (seconds < 1e-6)
+        return print("%.1f ns", seconds * 1e9);
+    if (seconds < 1e-3)
+        return print("%.2f us", seconds * 1e6);
+    return print("%.2f ms", seconds * 1e3);
+}
+
+void print_line(const std::string &name, const std::string &baseline, const std::string &ours,
+                const std::string &ratio, const std::string &goal, const std::string &verdict)
+{
+    std::printf("| %-41s | %10s | %10s | %6s | %7s | %-6s |\n", name.c_str(), baseline.c_str(),
+                ours.c_str(), ratio.c_str(), goal.c_str(), verdict.c_str());
+    std::fflush(stdout);
+}
+
+} // namespace
+
+bool Table::ReportContext(const Context &)
+{
+    print_line("measured", "baseline", "ours", "ratio", "goal", "result");
+    print_line(std::string(41, '-'), "---------:", "---------:", "-----:", "------:", "------");
+    return true;
+}
+
+void Table::ReportRuns(const std::vector<Run> &runs)
+{
+    for (const Run &run : runs) {
+        const std::string &name = run.run_name.function_name;
+        if (run.error_occurred) {
+            std::cerr << name << ": " << run.error_message << '\n';
+            failed_ = true;
+            continue;
+        }
+        const auto &counters = run.counters;
+        const bool as_rate = counters.count(counter::as_rate) != 0;
+        // What is printed is what is judged.
+        const double ratio = std::round(counters.at(counter::ratio) * 100) / 100;
+        const auto goal = counters.find(counter::goal);
+        const bool has_goal = goal != counters.end();
+        print_line(name, time_or_rate(counters.at(counter::baseline), as_rate),
+                   time_or_rate(counters.at(counter::ours), as_rate), print("%.2f", ratio),
+                   has_goal ? print("<= %.2f", goal->second) : "",
+                   !has_goal               ? ""
+                   : ratio <= goal->second ? "met"
+                                           : "missed");
+    }
+}
+
+} // namespace velt::bench
