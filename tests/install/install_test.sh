@@ -1,0 +1,130 @@
+#!/usr/bin/env bash
+# Installs a build tree and uses it as a client's author would.
+set -euo pipefail
+shopt -s extglob
+
+build=$1
+source=$2
+cxx=$3
+cc=$4
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() {
+    echo "FAIL: $*" >&2
+    exit 1
+}
+
+# A tree that has been moved since must do as well.
+cmake --install "$build" --prefix "$work/first" >"$work/log" || fail "$(cat "$work/log")"
+mv "$work/first" "$work/tree"
+tree=$work/tree
+libdir=$(dirname "$(find "$tree" -name libvelt-api.so)")
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+
+echo "== What is there"
+for file in bin/shelfwise bin/vqhost bin/vqsre share/man/man1/{shelfwise,vqhost,vqsre}.1 \
+    include/velt/tables/procedures.def \
+    share/velt/vqinit/usenglish/APIArea/resources/shelfwise.sre; do
+    [[ -f $tree/$file ]] || fail "$file is not installed"
+done
+[[ ! -e $tree/bin/vqcalls ]] || fail "vqcalls is installed"
+for lib in velt-api velt-vde; do
+    soname=$(readelf -d "$libdir/lib$lib.so" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
+    [[ $soname == "lib$lib.so."+([0-9]) ]] || fail "lib$lib.so has the name '$soname'"
+    [[ -e $libdir/$soname ]] || fail "$soname is not installed"
+    [[ -f $libdir/lib$lib.a ]] || fail "lib$lib.a is not installed"
+done
+
+echo "== Headers: each alone, as C11 and as C++20"
+strict=(-Wall -Wextra -Wpedantic -Werror -fsyntax-only)
+rpc=$(pkg-config --cflags-only-I libtirpc | sed 's/-I/-isystem /g')
+while read -r header; do
+    # Only the wire shows the RPC library's types.
+    flags=("-I$tree/include")
+    # shellcheck disable=SC2206
+    [[ $header != velt/wire* ]] || flags+=($rpc)
+    printf "#include <%s>\nextern int one;\n" "$header" >"$work/one.c"
+    "$cc" -std=c11 "${strict[@]}" "${flags[@]}" "$work/one.c" || fail "$header as C11"
+    "$cxx" -std=c++20 "${strict[@]}" "${flags[@]}" -x c++ "$work/one.c" || fail "$header as C++20"
+done < <(cd "$tree/include" && find velt -name '*.h' ! -path 'velt/tables/*' | sort)
+
+echo "== Symbols"
+# C names by their prefix; C++ names only when everything in them is of namespace velt.
+ours='^(V_|VA_|oldV_|Vapi|Vde|vde|xdr_|api_|old_api_|vq_|vq4_)|^velt_client$|^main$|^_ZN?K?4velt|^_Z[A-Z]+N?K?4velt'
+for lib in "$libdir"/libvelt-{api,vde}.{so,a}; do
+    dynamic=()
+    [[ $lib != *.so ]] || dynamic=(-D)
+    nm "${dynamic[@]}" "$lib" >"$work/symbols"
+    [[ $(grep -c ' T ' "$work/symbols") -gt 20 ]] || fail "$lib has hardly a symbol"
+    # Weak ones are instantiations that the linker merges; in a shared library none may be left.
+    kinds='BCDGRST'
+    [[ $lib != *.so ]] || kinds+='VWu'
+    alien=$(awk -v kinds="[$kinds]" 'NF == 3 && $2 ~ "^" kinds "$" { print $3 }' "$work/symbols" |
+        grep -Ev "$ours" || true)
+    [[ -z $alien ]] || fail "$lib shows:"$'\n'"$alien"
+    runtime=$(awk '$1 == "U" { print $2 }' "$work/symbols" |
+        grep -E '^(_Zn|_Zd|_ZS|_ZNS|_ZNKS|_ZT|__cxa_|__gxx_)' | grep -v '^__cxa_finalize' || true)
+    [[ -z $runtime ]] || fail "$lib needs of the C++ run-time library:"$'\n'"$runtime"
+done
+
+echo "== What the shared libraries need"
+needed=$(readelf -d "$libdir"/libvelt-{api,vde}.so | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | sort -u |
+    grep -Ev '^(libc|libtirpc|libvelt-vde)\.so' || true)
+[[ -z $needed ]] || fail "the libraries need $needed"
+for callback in V_ApiInitialize V_ApiCommand; do
+    [[ $(nm -D "$libdir/libvelt-api.so" | awk -v name=$callback '$NF == name { print $1 }') == U ]] ||
+        fail "$callback has a default"
+done
+
+# A started client that has no host says so.
+no_host() {
+    local status=0 message
+    message=$(env -u VQAPIX "$1" 2>&1) || status=$?
+    [[ $status == 1 && $message == "Velt API client "* ]] || fail "$1: status $status, '$message'"
+}
+
+echo "== The example by CMake, as C++"
+cmake -S "$source/examples/hello" -B "$work/hello" -DCMAKE_PREFIX_PATH="$tree" \
+    -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror" \
+    >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+cmake --build "$work/hello" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+no_host "$work/hello/hello"
+no_host "$work/hello/hello-static"
+grep -q "$tree/lib" < <(ldd "$work/hello/hello") || fail "hello does not use the shared library"
+! grep -q velt < <(ldd "$work/hello/hello-static") || fail "hello-static uses a shared library"
+
+echo "== The example, and own definitions, by pkg-config, as C"
+cflags=$(pkg-config --cflags velt-api velt-vde | sed "s#-I/usr#-isystem /usr#g")
+libs=$(pkg-config --libs velt-api velt-vde)
+export LD_LIBRARY_PATH=$libdir
+for program in "$source/examples/hello/hello.c" "$source/tests/install/replaced.c"; do
+    for linkage in shared static; do
+        [[ $linkage == shared ]] || libs=$(sed -E 's/-l(velt-[a-z]+)/-l:lib\1.a/g' <<<"$libs")
+        output=$work/$(basename "$program" .c)-$linkage
+        # shellcheck disable=SC2086
+        "$cc" -std=c11 -Wall -Wextra -Wpedantic -Werror $cflags "$program" $libs -o "$output" ||
+            fail "$program, $linkage"
+        if [[ $program == *hello.c ]]; then
+            no_host "$output"
+        else
+            "$output" || fail "the client's own definitions do not win, $linkage: $?"
+        fi
+    done
+    libs=$(pkg-config --libs velt-api velt-vde)
+done
+
+echo "== The example with the installed host"
+for hello in "$work"/hello/hello{,-static} "$work"/hello-{shared,static}; do
+    name=$(basename "$hello")
+    "$tree/bin/vqhost" run "$source/examples/alice.json" --private --client "$hello" \
+        "choose Say Hello" "expect alert Hello from $name, client 1." >"$work/log" 2>&1 ||
+        fail "$name with vqhost: $(cat "$work/log")"
+done
+
+echo "== The programs tell their version"
+version=$(pkg-config --modversion velt-api)
+for program in vqhost vqsre; do
+    [[ $("$tree/bin/$program" --version) == *"$version"* ]] || fail "$program --version"
+done
+echo "ok"
