@@ -232,7 +232,7 @@ std::string Commands::help()
 }
 
 Commands::Commands(Surroundings surroundings)
-    : s_(std::move(surroundings)), text_(s_.model.language())
+    : s_(std::move(surroundings)), text_(s_.model.language()), saved_(write_book(s_.model, s_.book))
 {
     s_.desk.text = &text_;
 }
@@ -587,7 +587,14 @@ void Commands::save(std::string_view rest)
 {
     const std::string path = rest.empty() ? s_.book_path : whole(rest);
     save_book(path, s_.model, s_.book);
+    if (rest.empty())
+        saved_ = write_book(s_.model, s_.book);
     s_.out << "saved " << path << std::endl;
+}
+
+bool Commands::unsaved() const
+{
+    return write_book(s_.model, s_.book) != saved_;
 }
 
 std::vector<std::string> Commands::completions(std::string_view line) const

@@ -92,6 +92,9 @@ public:
     // its work.
     void start(const Startable &client, IntT code);
 
+    // Whether the book has changed since it was loaded or saved.
+    bool unsaved() const;
+
     // What may follow in a line, for completion: whole lines that begin with `line`.
     std::vector<std::string> completions(std::string_view line) const;
     static std::string help();
@@ -127,6 +130,7 @@ private:
 
     Surroundings s_;
     SessionText text_;
+    std::string saved_; // the book as its file has it
 };
 
 } // namespace velt::host

@@ -333,6 +333,7 @@ bool Host::wait_for_exit(Client &client, milliseconds limit)
 
 void Host::end()
 {
+    options_.interrupted = nullptr;
     for (Client &client : clients_) {
         quit(client);
         if (client.running && client.process) {

@@ -37,6 +37,8 @@ struct Options {
     TraceSink trace; // nothing is decoded for an empty one
     // Asked before each call of a client; a call that is dropped gets no reply.
     std::function<Reaction(rpcproc_t number, Client &client)> on_call;
+    // Asked at every wait; true ends it with HostError, until the host is told to end.
+    std::function<bool()> interrupted;
     // The status for processes that ask to be taken in; 0 takes them in.
     IntT connect_refusal = 0;
 };

@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -137,6 +139,18 @@ bool coloured(int descriptor)
     return isatty(descriptor) && !(no_colour && *no_colour);
 }
 
+// Ctrl-C and its like end the host in order: its clients with it, and its registrations.
+volatile std::sig_atomic_t stop_signal;
+
+void watch_signals()
+{
+    struct sigaction action {
+    };
+    action.sa_handler = [](int number) { stop_signal = number; };
+    for (int number : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(number, &action, nullptr);
+}
+
 // The prompt. The line editor calls functions without arguments of ours.
 
 Commands *prompted;
@@ -162,7 +176,18 @@ char **complete(const char *line, int, int)
 // While a person thinks, clients are served.
 int serve_meanwhile()
 {
-    served->serve(std::chrono::milliseconds(20));
+    try {
+        served->serve(std::chrono::milliseconds(20));
+    } catch (const std::exception &error) {
+        std::cerr << error.what() << std::endl;
+    }
+    if (stop_signal) {
+        // The line editor is no place to throw through.
+        rl_deprep_terminal();
+        std::cerr << "\nvqhost: interrupted" << std::endl;
+        served->end();
+        std::_Exit(failed);
+    }
     return 0;
 }
 
@@ -180,29 +205,48 @@ void prompt(Commands &commands, Host *host)
         rl_event_hook = serve_meanwhile;
     using_history();
     std::cout << "help lists the commands; quit ends." << std::endl;
+    bool warned = false;
+    const auto may_end = [&] {
+        if (warned || !commands.unsaved())
+            return true;
+        std::cerr << "The book has changed: save it, or quit again to lose the changes."
+                  << std::endl;
+        warned = true;
+        return false;
+    };
     for (;;) {
         const std::unique_ptr<char, void (*)(void *)> line(readline("vqhost> "), std::free);
         if (!line) {
             std::cout << std::endl;
-            return;
+            if (may_end())
+                return;
+            continue;
         }
         if (*line)
             add_history(line.get());
         try {
-            if (!commands.run(line.get()))
+            if (!commands.run(line.get()) && may_end())
                 return;
-        } catch (const CommandError &error) {
+        } catch (const std::exception &error) {
             std::cerr << error.what() << std::endl;
+            if (stop_signal)
+                return;
         }
     }
 }
 
 IntT ask_person()
 {
-    std::cout << "  answer (a number) [0]: " << std::flush;
-    std::string line;
-    std::getline(std::cin, line);
-    return static_cast<IntT>(std::strtol(line.c_str(), nullptr, 10));
+    for (;;) {
+        std::cout << "  answer (a number) [0]: " << std::flush;
+        std::string line;
+        if (!std::getline(std::cin, line) || line.empty())
+            return 0;
+        char *end;
+        const long answer = std::strtol(line.c_str(), &end, 10);
+        if (*end == '\0' && answer == static_cast<IntT>(answer))
+            return static_cast<IntT>(answer);
+    }
 }
 
 void carry_out(Commands &commands, const Arguments &arguments, Host *host)
@@ -224,6 +268,16 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host)
     }
 }
 
+// A private place hides what lies below /run.
+void check_reachable(const std::string &path)
+{
+    std::error_code error;
+    const auto absolute = std::filesystem::weakly_canonical(path, error).string();
+    if (absolute.starts_with("/run/"))
+        throw PlaceError(path + " lies below /run, which a private place hides: copy it elsewhere, "
+                                "or use --system with rpcbind running");
+}
+
 int run(int argc, char **argv)
 {
     const Arguments arguments = parse(argc, argv);
@@ -239,9 +293,16 @@ int run(int argc, char **argv)
     std::unique_ptr<Host> host;
     if (!arguments.clients.empty()) {
         if (arguments.private_place.value_or(false) ||
-            (!arguments.private_place && !rpcbind_answers()))
+            (!arguments.private_place && !rpcbind_answers())) {
+            check_reachable(arguments.book);
+            check_reachable(arguments.script);
+            for (const Startable &client : arguments.clients)
+                check_reachable(client.path);
             mapper.emplace(enter_private_place());
+        }
         Options options;
+        watch_signals();
+        options.interrupted = [] { return stop_signal != 0; };
         options.start_limit = options.turn_limit = arguments.time_limit;
         if (arguments.trace == Arguments::text)
             options.trace = [colour = coloured(STDERR_FILENO)](const TraceEvent &event) {
@@ -275,6 +336,13 @@ int run(int argc, char **argv)
     carry_out(commands, arguments, host.get());
     if (host)
         host->end();
+    if (stop_signal)
+        throw HostError("interrupted");
+    std::cout.flush();
+    if (!std::cout) {
+        std::cerr << "vqhost: what it printed could not be written" << std::endl;
+        return failed;
+    }
     return done;
 }
 

@@ -97,6 +97,8 @@ Host::Clock::duration Host::wait_and_dispatch(Clock::duration limit)
     const auto time = std::chrono::ceil<milliseconds>(limit).count();
     const int ready = poll(waits.data(), waits.size(), static_cast<int>(time));
     const auto waited = Clock::now() - began;
+    if (options_.interrupted && options_.interrupted())
+        throw HostError("interrupted");
 
     // An answer that has served in its turn may have taken what was ready here.
     for (std::size_t i = 0; ready > 0 && i < waits.size() && waits_ == this_wait; i++) {
