@@ -4,6 +4,24 @@
 
 namespace velt::host
 {
+namespace
+{
+
+// A byte that is no character goes through UTF-8 as one of these private ones, which no encoding
+// has, and back, so that a book that is saved and loaded keeps it.
+constexpr char32_t stray_bytes = 0x10F000;
+
+char32_t stray(unsigned char byte)
+{
+    return byte < 0x80 ? byte : stray_bytes + byte;
+}
+
+bool is_stray(char32_t character)
+{
+    return character >= stray_bytes + 0x80 && character <= stray_bytes + 0xFF;
+}
+
+} // namespace
 
 std::string SessionText::to_utf8(std::string_view bytes) const
 {
@@ -12,10 +30,9 @@ std::string SessionText::to_utf8(std::string_view bytes) const
         const auto [taken, character] = charset_.decode(bytes);
         if (character != 0)
             text += ::to_utf8(character);
-        else if (static_cast<unsigned char>(taken[0]) < 0x80)
-            text += taken;
         else
-            text += "\uFFFD";
+            for (const char byte : taken)
+                text += ::to_utf8(stray(static_cast<unsigned char>(byte)));
         bytes.remove_prefix(taken.size());
     }
     return text;
@@ -31,8 +48,9 @@ std::string SessionText::from_utf8(std::string_view text) const
         throw std::runtime_error("a text is not UTF-8");
     }
     for (char32_t character : characters) {
-        const std::string encoded = character < 0x80 ? std::string(1, static_cast<char>(character))
-                                                     : charset_.encode(character);
+        const std::string encoded = character < 0x80 || is_stray(character)
+                                        ? std::string(1, static_cast<char>(character & 0xFF))
+                                        : charset_.encode(character);
         if (encoded.empty())
             throw std::runtime_error("\"" + ::to_utf8(character) + "\" does not exist in " +
                                      charset_.name() + ", the encoding of the book's language");

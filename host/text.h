@@ -15,7 +15,7 @@ class SessionText
 public:
     explicit SessionText(IntT language) : charset_(language) {}
 
-    // Bytes that encode nothing are shown as U+FFFD.
+    // Bytes that encode nothing become private characters, and from_utf8 brings them back.
     std::string to_utf8(std::string_view bytes) const;
     // Throws std::runtime_error when the text is not UTF-8, or has a character that the encoding
     // lacks.

@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/book.h"
+#include "host/text.h"
 
 namespace velt::host
 {
@@ -83,6 +84,26 @@ TEST(Book, RoundTripOfEveryKindAndOfQuireNames)
     const std::string written = write_book(first, book);
     EXPECT_EQ(write_book(second, read_book(written, "again", second)), written);
     EXPECT_EQ(nlohmann::json::parse(written), nlohmann::json::parse(text));
+}
+
+// Whatever a client writes into a name survives being saved and loaded, character or not; where two
+// codes are one character, it may come back as the other.
+TEST(Book, EveryPairOfBytesComesBackFromUtf8)
+{
+    for (IntT language : {1, 18, 19, 20, 21}) {
+        const SessionText text(language);
+        for (int first = 1; first < 256; first++) {
+            for (int second = 1; second < 256; second++) {
+                const std::string bytes{static_cast<char>(first), static_cast<char>(second), 'x'};
+                const std::string back = text.from_utf8(text.to_utf8(bytes));
+                ASSERT_EQ(text.to_utf8(back), text.to_utf8(bytes))
+                    << language << " " << first << " " << second;
+                if (language == 1) {
+                    ASSERT_EQ(back, bytes);
+                }
+            }
+        }
+    }
 }
 
 TEST(Book, MistakesNameTheirLine)

@@ -129,7 +129,9 @@ Charset::Charset(IntT language)
         bytes_.emplace(character, bytes);
     };
     for (unsigned first = 0x80; first < 256; ++first) {
-        enter({static_cast<char>(first)});
+        // The first byte of two is no character, whatever the converter makes of it.
+        if (!leads_[first])
+            enter({static_cast<char>(first)});
         for (unsigned second = 0; leads_[first] && second < 256; ++second)
             if (trails_[second])
                 enter({static_cast<char>(first), static_cast<char>(second)});

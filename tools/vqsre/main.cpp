@@ -110,6 +110,9 @@ void run_compile(const Options &options, Errors &errors)
     if (options.words.size() != 2 || options.output.empty())
         throw UsageError("compile takes one source, and -o with the file to write");
     const std::string &path = options.words[1];
+    std::error_code neither_exists;
+    if (std::filesystem::equivalent(path, options.output, neither_exists))
+        throw UsageError("-o names the source itself");
     const Charset charset(language_of(options, path));
     const Source source = read_source(path, charset, errors);
     if (!errors.any())
