@@ -101,7 +101,7 @@ book three.json usenglish
 "$vqhost" run three.json --private "${with[@]}" --init 2 "wait 60" >out 2>err &
 host=$!
 for ((i = 0; i < 100; i++)); do
-    client=$(pgrep -P "$host" -f "$shelfwise" || true)
+    client=$(pgrep -P "$host" -x "$(basename "$shelfwise")" || true)
     [[ -z $client ]] || break
     sleep 0.1
 done
