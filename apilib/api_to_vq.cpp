@@ -40,10 +40,11 @@ struct Holder<void> {
     void *address() { return &value; }
 };
 
-bool call(CLIENT *client, rpcproc_t number, xdrproc_t encode, void *argument, xdrproc_t decode,
-          void *result)
+bool call(CLIENT *client, rpcproc_t number, xdrproc_t encode, const void *argument,
+          xdrproc_t decode, void *result)
 {
-    if (clnt_call(client, number, encode, argument, decode, result, TIMEOUT) == RPC_SUCCESS)
+    if (clnt_call(client, number, encode, const_cast<void *>(argument), decode, result, TIMEOUT) ==
+        RPC_SUCCESS)
         return true;
     // The answer may have been decoded in part.
     xdr_free(decode, result);
@@ -53,7 +54,7 @@ bool call(CLIENT *client, rpcproc_t number, xdrproc_t encode, void *argument, xd
 } // namespace
 
 #define V_PROCEDURE(number, stub, argument, result)                                                \
-    result *stub(argument *arg, CLIENT *client)                                                    \
+    result *stub(const argument *arg, CLIENT *client)                                              \
     {                                                                                              \
         static Holder<result> res;                                                                 \
         std::memset(&res, 0, sizeof res);                                                          \

@@ -7,19 +7,19 @@ namespace
 
 // The session may have been shut down while a callback ran.
 template <class Arg>
-IntT answered(void *(*stub)(Arg *, CLIENT *), Arg *arg)
+IntT answered(void *(*stub)(const Arg *, CLIENT *), const Arg *arg)
 {
     return velt_client && stub(arg, velt_client);
 }
 
 } // namespace
 
-IntT Vapivq_InitAck(IntT *pid)
+IntT Vapivq_InitAck(const IntT *pid)
 {
     return answered(api_vq_init_ack_5_1, pid);
 }
 
-IntT Vapivq_TurnOverControl(IntT *bailout)
+IntT Vapivq_TurnOverControl(const IntT *bailout)
 {
     return answered(api_vq_over_1, bailout);
 }

@@ -10,7 +10,7 @@ namespace velt
 {
 
 template <class Arg, class Ret>
-using Stub = Ret *(*)(Arg *, CLIENT *);
+using Stub = Ret *(*)(const Arg *, CLIENT *);
 
 // What a call passes: the argument record, or 0 to a procedure without an argument, which is still
 // handed an address.

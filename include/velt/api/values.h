@@ -32,9 +32,11 @@ VELT_BEGIN_DECLS
     void V_ApiDeallocate##plural(name *list);
 #include "velt/tables/values.def"
 
-/* Memory of the library, from the process heap; null when it runs out. */
+/* Memory from the process heap; null when it runs out. */
 void *VapiMalloc(size_t size);
+/* The same, zero-filled. */
 void *VapiCalloc(size_t count, size_t size);
+/* Resizes; a null pointer allocates, and on failure the old block stays. */
 void *VapiRealloc(void *pointer, size_t size);
 /* Releases memory that the library handed out; null is ignored. */
 void V_ApiFree(void *pointer);
@@ -58,27 +60,36 @@ void V_ApiAppendIntProp(V_PropValsT *list, IntT propNum, IntT value);
 /* The same with a copy of a string (kind 3). */
 void V_ApiAppendStringProp(V_PropValsT *list, IntT propNum, const char *value);
 
+/* A copy of a value; null gives zero. */
 V_TypedValT V_ApiCopyVal(const V_TypedValT *value);
 /* Releases what the value owns; its kind stays. */
 void V_ApiDeallocateVal(V_TypedValT *value);
 
-/* A null entry gives number 0 and the integer 0. */
+/* A copy of a property; null gives number 0 and the integer 0. */
 V_PropValT V_ApiCopyPropVal(const V_PropValT *entry);
+/* Releases the name and the value. */
 void V_ApiDeallocatePropVal(V_PropValT *entry);
 
-/* A null item gives an item of text, null. */
+/* A copy of an item; null gives an item of text, null. */
 TextItemT V_ApiCopyTextItem(const TextItemT *item);
+/* Releases the text of an item of text. */
 void V_ApiDeallocateTextItem(TextItemT *item);
 /* A zero-filled list of `count` items; for 0 the array still has one. */
 TextItemsT V_ApiAllocateTextItems(IntT count);
 
+/* A copy of a tab stop with its leader. */
 V_TabT V_ApiCopyTab(const V_TabT *tab);
+/* Releases the leader. */
 void V_ApiDeallocateTab(V_TabT *tab);
 
+/* A copy of an attribute definition. */
 V_AttributeDefT V_ApiCopyAttributeDef(const V_AttributeDefT *def);
+/* Releases its strings and lists. */
 void V_ApiDeallocateAttributeDef(V_AttributeDefT *def);
 
+/* A copy of an attribute. */
 V_AttributeT V_ApiCopyAttribute(const V_AttributeT *attribute);
+/* Releases its name and values. */
 void V_ApiDeallocateAttribute(V_AttributeT *attribute);
 
 /* A new record of the arguments in `packed`, which byte 30 separates; null when memory runs out.

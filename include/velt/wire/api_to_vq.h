@@ -13,18 +13,20 @@ VELT_BEGIN_DECLS
 /* The connection to the host, between start-up and shutdown. */
 extern CLIENT *velt_client;
 
+/* For each record of the program: its XDR routine, as in values.h. */
 #define V_RECORD(name, fields) bool_t xdr_##name(XDR *xdrs, name *value);
 #include "velt/tables/records.def"
 
 /* Each stub makes one call and returns its own static result, overwritten by its next call, or null
  * when the call did not complete. Release what the result holds with xdr_free. */
-#define V_PROCEDURE(number, stub, argument, result) result *stub(argument *arg, CLIENT *client);
+#define V_PROCEDURE(number, stub, argument, result)                                                \
+    result *stub(const argument *arg, CLIENT *client);
 #include "velt/tables/procedures.def"
 
 /* The control calls: the acknowledgement of start-up (the client's process id), the hand-over of
  * control (the value of VA_bailout), the taking of control. Non-zero when the host answered. */
-IntT Vapivq_InitAck(IntT *pid);
-IntT Vapivq_TurnOverControl(IntT *bailout);
+IntT Vapivq_InitAck(const IntT *pid);
+IntT Vapivq_TurnOverControl(const IntT *bailout);
 IntT Vapivq_TakeControl(void);
 
 VELT_END_DECLS

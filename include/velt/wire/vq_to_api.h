@@ -10,6 +10,7 @@
 
 VELT_BEGIN_DECLS
 
+/* For each record of the program: its XDR routine, as in values.h. */
 #define V_RECORD(name, fields) bool_t xdr_##name(XDR *xdrs, name *value);
 #include "velt/tables/callbacks.def"
 
