@@ -28,71 +28,6 @@ namespace
     throw CommandError(misused, text);
 }
 
-constexpr std::string_view blanks = " \t\r\n";
-
-std::string_view trimmed(std::string_view text)
-{
-    const auto first = text.find_first_not_of(blanks);
-    if (first == text.npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-// Splits at separators outside quotes. Empty pieces count only where a separator makes them.
-template <class IsSeparator>
-std::vector<std::string> split(std::string_view text, IsSeparator is_separator, bool keep_blanks)
-{
-    std::vector<std::string> pieces;
-    std::string piece;
-    bool begun = false, quoted = false;
-    std::size_t quoted_to = 0;
-    const auto end_piece = [&] {
-        if (!begun)
-            return;
-        if (keep_blanks) {
-            const auto last = piece.find_last_not_of(blanks);
-            piece.resize(std::max(quoted_to, last == piece.npos ? 0 : last + 1));
-        }
-        pieces.push_back(std::exchange(piece, {}));
-        begun = false;
-        quoted_to = 0;
-    };
-    for (std::size_t i = 0; i < text.size(); i++) {
-        const char c = text[i];
-        if (c == '"') {
-            quoted = !quoted;
-            begun = true;
-            quoted_to = piece.size();
-        } else if (quoted && c == '\\' && i + 1 < text.size()) {
-            piece += text[++i];
-        } else if (!quoted && is_separator(c)) {
-            begun = begun || keep_blanks;
-            end_piece();
-        } else if (keep_blanks && !begun && blanks.find(c) != blanks.npos) {
-            continue;
-        } else {
-            piece += c;
-            begun = true;
-        }
-    }
-    if (quoted)
-        misuse("a quote is not closed: " + std::string(text));
-    end_piece();
-    return pieces;
-}
-
-// The rest of a line as one text, of which quotes around it are no part.
-std::string whole(std::string_view rest)
-{
-    rest = trimmed(rest);
-    if (rest.starts_with('"')) {
-        const auto words = split_words(rest);
-        if (words.size() == 1)
-            return words[0];
-    }
-    return std::string(rest);
-}
-
 template <class T>
 T number(std::string_view text)
 {
@@ -128,39 +63,6 @@ struct Words {
 };
 
 } // namespace
-
-std::vector<std::string> split_words(std::string_view line)
-{
-    return split(
-        line, [](char c) { return blanks.find(c) != blanks.npos; }, false);
-}
-
-std::vector<std::string> split_list(std::string_view text)
-{
-    return split(
-        text, [](char c) { return c == ','; }, true);
-}
-
-IntT PrintingDesk::alert(int client, const std::string &message, IntT type)
-{
-    const std::string shown = text ? text->to_utf8(message) : message;
-    out_ << "alert of client " << client << ", type " << type << ": " << shown << std::endl;
-    alerts.push_back(shown);
-    IntT answer = 0;
-    if (!answers.empty()) {
-        answer = answers.front();
-        answers.pop_front();
-    } else if (ask) {
-        return ask();
-    }
-    out_ << "  answered with " << answer << std::endl;
-    return answer;
-}
-
-void PrintingDesk::report(const std::string &line)
-{
-    errors_ << "vqhost: " << line << std::endl;
-}
 
 struct CommandTable {
     std::string_view name, arguments, summary;

@@ -1,63 +1,20 @@
 // The command language: what a person, a script or the program's arguments tell the host to do.
 #pragma once
 
-#include <deque>
-#include <functional>
 #include <istream>
-#include <map>
 #include <ostream>
-#include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "host/desk.h"
 #include "host/host.h"
 #include "host/model.h"
+#include "host/printing_desk.h"
 #include "host/text.h"
+#include "host/words.h"
 
 namespace velt::host
 {
-
-// Exit codes of the program.
-enum ExitCode { done = 0, failed = 1, misused = 2, no_place = 3 };
-
-class CommandError : public std::runtime_error
-{
-public:
-    CommandError(ExitCode exit_code, const std::string &text)
-        : std::runtime_error(text), code(exit_code)
-    {
-    }
-    ExitCode code;
-};
-
-// Words are separated by white space; double quotes hold a word together, and in them a backslash
-// keeps the next character. Throws CommandError for a quote that is not closed.
-std::vector<std::string> split_words(std::string_view line);
-// The same with commas as separators; white space around an entry does not count.
-std::vector<std::string> split_list(std::string_view text);
-
-// A desk that prints. Alerts are answered from a queue, else by a person, else with 0.
-class PrintingDesk : public Desk
-{
-public:
-    PrintingDesk(std::ostream &out, std::ostream &errors) : out_(out), errors_(errors) {}
-
-    IntT alert(int client, const std::string &message, IntT type) override;
-    void report(const std::string &line) override;
-
-    const SessionText *text = nullptr; // for what clients send
-    std::deque<IntT> answers;
-    std::function<IntT()> ask; // a person, when there is one
-    // What the script has not expected yet.
-    std::deque<std::string> alerts;
-
-private:
-    std::ostream &out_;
-    std::ostream &errors_;
-};
 
 // A client that the host may start, by its number.
 struct Startable {

@@ -193,7 +193,7 @@ private:
         total += out(sink, bytes, static_cast<IntT>(length));
     }
 
-    // The specification, "*" expanded; null when there is no memory for it.
+    // The text of a conversion, "*" expanded; null when there is no memory for it.
     const char *copyformat(const char *text, size_t length, va_list *arguments)
     {
         const auto wild = static_cast<size_t>(std::count(text, text + length, '*'));
