@@ -85,7 +85,7 @@ no_host() {
 }
 
 echo "== The example by CMake, as C++"
-cmake -S "$source/examples/hello" -B "$work/hello" -DCMAKE_PREFIX_PATH="$tree" \
+cmake -G Ninja -S "$source/examples/hello" -B "$work/hello" -DCMAKE_PREFIX_PATH="$tree" \
     -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror" \
     >"$work/log" 2>&1 || fail "$(cat "$work/log")"
 cmake --build "$work/hello" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
