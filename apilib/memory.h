@@ -22,6 +22,13 @@ struct Owning {
     }
 };
 
+template <class T>
+void api_free(T *&pointer)
+{
+    V_ApiFree(static_cast<void *>(pointer));
+    pointer = nullptr;
+}
+
 // Releases everything that the value owns and leaves it empty.
 template <class T>
 void release(T &value);
@@ -106,13 +113,12 @@ void release(T &value)
     } else if constexpr (std::is_pointer_v<T>) {
         if (value)
             release(*value);
-        V_ApiFree(static_cast<void *>(value));
-        value = nullptr;
+        api_free(value);
     } else if constexpr (List<T>) {
         for (UIntT i = 0; value.val && i < value.len; i++)
             release(value.val[i]);
-        V_ApiFree(static_cast<void *>(value.val));
-        value = {};
+        api_free(value.val);
+        value.len = 0;
     } else if constexpr (Record<T>) {
         fields(value, Releasing{});
     }

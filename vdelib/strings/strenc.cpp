@@ -72,7 +72,7 @@ IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 constexpr auto to_the_end = [](IntT) { return true; };
 
 // Whether a two-byte character occupies the bytes n - 1 and n of s.
-bool splits_char(const char *s, IntT n, UIntT enc)
+bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
 {
     if (s == nullptr || n <= 0)
         return false;
@@ -90,7 +90,7 @@ bool splits_char(const char *s, IntT n, UIntT enc)
 // The number of bytes, at most count, that may be taken of s without splitting a character.
 IntT whole_chars(const char *s, IntT count, UIntT enc)
 {
-    return splits_char(s, count, enc) ? count - 1 : count;
+    return IsSplittingDBChar(s, count, enc) ? count - 1 : count;
 }
 
 } // namespace
@@ -158,7 +158,7 @@ IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
     const IntT start = V_StrLen(s) - V_StrLen(suffix);
     if (V_StrLen(suffix) == 0)
         return 1;
-    return s != nullptr && start >= 0 && !splits_char(s, start, enc) &&
+    return s != nullptr && start >= 0 && !IsSplittingDBChar(s, start, enc) &&
            V_StrIEqualEnc(s + start, suffix, enc);
 }
 

@@ -65,7 +65,7 @@ private:
 };
 
 // Copies src into limit bytes; what is too long loses its middle.
-void str_middle_truncate(StringT dst, const char *src, IntT limit)
+void StrMiddleTruncate(StringT dst, const char *src, IntT limit)
 {
     constexpr const char *dots = "...";
     if (V_StrLen(src) < limit || limit < 6) {
@@ -93,7 +93,7 @@ public:
     // Keeps room for the rest of the template.
     void insert(const char *text, const char *rest)
     {
-        str_middle_truncate(at_, text, room_ - V_StrLen(rest) - 1);
+        StrMiddleTruncate(at_, text, room_ - V_StrLen(rest) - 1);
         advance();
     }
     void insert_string(IntT id)

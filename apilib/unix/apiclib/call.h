@@ -4,6 +4,7 @@
 
 #include "apilib/memory.h"
 #include "apilib/routines.h"
+#include "apilib/unix/apiclib/release.h"
 #include "velt/api.h"
 
 namespace velt
@@ -42,7 +43,7 @@ public:
     ~Answer()
     {
         if (ret)
-            free_decoded(*ret);
+            api_xdrfree(routine<Ret>(), ret);
     }
     Answer(const Answer &) = delete;
     Answer &operator=(const Answer &) = delete;
