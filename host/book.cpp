@@ -206,6 +206,22 @@ void read_component(const JsonNode &node, const SessionText &session, Model &mod
     read_properties(node, session, model, book, id);
 }
 
+// By name, or by position from 1: not every component has a name.
+UIntT selected_id(const JsonNode &node, const SessionText &session, const Model &model, UIntT book)
+{
+    if (node.value.is_string()) {
+        if (const Object *found = model.find(book, object_type::component, text_in(node, session)))
+            return found->id;
+        throw JsonError(node.line, "no component has this name");
+    }
+    const auto &members = model.object(0, book).members;
+    IntT position = 0;
+    decode(position, node, session);
+    if (position < 1 || static_cast<std::size_t>(position) > members.size())
+        throw JsonError(node.line, "no component has this number");
+    return members[static_cast<std::size_t>(position - 1)];
+}
+
 UIntT read_nodes(const JsonNode &root, Model &model)
 {
     need_object(root,
@@ -225,6 +241,7 @@ UIntT read_nodes(const JsonNode &root, Model &model)
     if (!title)
         throw JsonError(root.line, "a book needs a \"title\"");
     const UIntT book = model.create(0, object_type::book, text_in(*title, session));
+    model.at(book).stays = true;
     model.activate(book);
     read_properties(root, session, model, 0, book);
 
@@ -236,10 +253,7 @@ UIntT read_nodes(const JsonNode &root, Model &model)
         read_component(each, session, model, book);
 
     if (const JsonNode *selected = member(root, "selected")) {
-        const Object *found = model.find(book, object_type::component, text_in(*selected, session));
-        if (!found)
-            throw JsonError(selected->line, "no component has this name");
-        model.select(book, found->id);
+        model.select(book, selected_id(*selected, session, model, book));
     }
     return book;
 }
@@ -326,7 +340,7 @@ void replace_file(const std::filesystem::path &path, std::string_view text)
     };
     const bool exists = stat(path.c_str(), &old) == 0;
     if (exists && !S_ISREG(old.st_mode))
-        throw std::system_error(EINVAL, std::generic_category(), "not a plain file");
+        throw BookError(path.string() + ": cannot save the book: it is not a plain file");
 
     const auto folder = path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
     std::string name = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
@@ -367,9 +381,14 @@ UIntT load_book(const std::string &path, Model &model)
     const auto cannot = [&] {
         return BookError(path + ": cannot read the book: " + failure().code().message());
     };
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file)
+    // Nobody is waited for who may write to a pipe.
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {
+    };
+    if (!file || fstat(file.get(), &status) != 0)
         throw cannot();
+    if (S_ISFIFO(status.st_mode))
+        throw BookError(path + ": cannot read the book: it is a pipe, not a file");
     std::string text;
     char buffer[4096];
     ssize_t got = 0;
@@ -388,8 +407,14 @@ std::string write_book(const Model &model, UIntT book)
     Json root = {{"title", session.to_utf8(object.name)},
                  {"language", V_LanguageString(model.language())},
                  {"dialogEncoding", session.to_utf8(model.dialog_encoding())}};
-    if (const UIntT selected = model.selected(book))
-        root["selected"] = session.to_utf8(model.at(selected).name);
+    if (const UIntT selected = model.selected(book)) {
+        const std::string &name = model.at(selected).name;
+        if (!name.empty())
+            root["selected"] = session.to_utf8(name);
+        else
+            root["selected"] =
+                1 + (std::ranges::find(object.members, selected) - object.members.begin());
+    }
     write_properties(object, session, root);
     root["components"] = Json::array();
     for (UIntT id : object.members) {

@@ -17,6 +17,9 @@
 namespace velt::host
 {
 
+// Of the host's programs and of those of its clients.
+inline constexpr UIntT service_version = 1;
+
 // A peer that does not read must not stop the host.
 inline constexpr timeval send_limit{5, 0};
 
@@ -35,7 +38,7 @@ struct Turn {
 struct Client {
     Caller caller;
     UIntT program = 0; // its own service
-    UIntT version = 1;
+    UIntT version = service_version;
     pid_t pid = 0;                          // told by its acknowledgement
     std::unique_ptr<ClientProcess> process; // null for one that asked to be taken in
 

@@ -8,6 +8,7 @@
 #include <iomanip>
 
 #include "host/book.h"
+#include "host/place.h"
 
 namespace velt::host
 {
@@ -293,8 +294,9 @@ const Startable &Commands::startable(int client) const
 
 void Commands::check(const Outcome &outcome, Client &client)
 {
+    // The host has reported why.
     if (outcome.kind != Outcome::queued && !outcome)
-        fail(outcome.text);
+        fail(client.title() + " failed");
     if (outcome.bailout)
         host().wait_for_exit(client, host().options().exit_limit);
 }
@@ -338,9 +340,9 @@ void Commands::choose(std::string_view rest)
     };
     const auto found = std::ranges::find_if(items, is_it);
     if (found == items.end()) {
-        std::vector<std::string> labels;
-        for (const Object *item : items)
-            labels.push_back(label(*item));
+        std::vector<std::string> labels(items.size());
+        std::ranges::transform(items, labels.begin(),
+                               [&](const Object *item) { return label(*item); });
         fail("no menu item \"" + name + "\"; there are: " + joined(labels));
     }
     const int client_number = (*found)->client;
@@ -488,6 +490,12 @@ void Commands::expect(std::string_view rest)
 void Commands::save(std::string_view rest)
 {
     const std::string path = rest.empty() ? s_.book_path : whole(rest);
+    try {
+        if (s_.private_place)
+            check_reachable(path);
+    } catch (const PlaceError &error) {
+        fail(error.what());
+    }
     save_book(path, s_.model, s_.book);
     if (rest.empty())
         saved_ = write_book(s_.model, s_.book);

@@ -36,6 +36,7 @@ public:
         std::vector<Startable> clients;
         UIntT book;
         std::string book_path;
+        bool private_place; // in which not every file is to be seen
         std::ostream &out;
         bool colour;
     };
@@ -80,7 +81,7 @@ private:
     std::vector<const Object *> menu_items() const;
     void collect(UIntT menu, std::vector<const Object *> &items) const;
     void show_menu(UIntT menu, int depth);
-    std::string shown(const std::string &bytes) const { return text_.to_utf8(bytes); }
+    std::string shown(const std::string &bytes) const { return printable(text_.to_utf8(bytes)); }
     std::string sent(const std::string &text) const;
     std::string label(const Object &item) const;
     std::vector<std::string> order() const;

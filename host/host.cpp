@@ -28,8 +28,6 @@ using std::chrono::milliseconds;
 constexpr UIntT transient_programs = 0x40000000;
 constexpr UIntT programs_per_process = 128;
 
-constexpr UIntT service_version = 1;
-
 std::string_view callback_name(unsigned number)
 {
     switch (number) {
@@ -135,7 +133,6 @@ Client &Host::add_client(int number, const std::string &name)
     Client client;
     client.caller = {number, name, {}};
     client.program = free_program();
-    client.version = service_version;
     return clients_.emplace_back(std::move(client));
 }
 
@@ -317,13 +314,17 @@ Outcome Host::quit(Client &client)
         return {};
     client.leaving = true;
     IntT nothing = 0;
+    constexpr unsigned number = Number_vq_api_quit_1::value;
+    const Turn turn{.procedure = callback_name(number), .number = number, .since = Clock::now()};
     if (client.handle)
-        if (Outcome sent = send(client, Number_vq_api_quit_1::value, nothing); !sent)
+        if (Outcome sent = send(client, number, nothing); !sent)
             return sent;
     if (!wait_for_exit(client, options_.exit_limit))
         return wrong(Outcome::late, client,
                      "has not ended within " + show(options_.exit_limit) + " of vq_api_quit_1");
-    return {Outcome::handed_back, client.title() + ": " + describe_exit(client.exit_status), true};
+    const std::string how = describe_exit(client.exit_status);
+    trace_return(client, turn, how);
+    return {Outcome::handed_back, client.title() + ": " + how, true};
 }
 
 bool Host::wait_for_exit(Client &client, milliseconds limit)

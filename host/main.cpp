@@ -13,6 +13,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 #include <editline/readline.h>
 
@@ -39,13 +40,25 @@ Without commands it reads them from the terminal or the standard input.
   --system             use the machine's port mapper
                        (without either: the machine's if it answers)
   --time-limit SECONDS how long a client may take to start or to hand back control (30)
-  --help, --version
+  -h, --help, --version
 
 Exit status: 0 done, 1 an expectation or a client failed, 2 usage or book file,
 3 the port mapper or the private place failed.
 
 Commands:
 )";
+
+int tell_help()
+{
+    std::cout << usage_text << Commands::help();
+    return done;
+}
+
+int tell_version()
+{
+    std::cout << "vqhost " VQHOST_VERSION "\n";
+    return done;
+}
 
 struct Arguments {
     std::string book;
@@ -56,6 +69,7 @@ struct Arguments {
     std::optional<bool> private_place;
     std::chrono::milliseconds time_limit = std::chrono::seconds(30);
     std::vector<std::string> commands;
+    int (*tell)() = nullptr; // what is asked for instead of a run
 };
 
 [[noreturn]] void misuse(const std::string &text)
@@ -63,18 +77,41 @@ struct Arguments {
     throw CommandError(misused, text + "; vqhost --help tells more");
 }
 
-double number(const char *option, const char *text, double least, double most)
+double number(const char *option, const std::string &text, double least, double most)
 {
     char *end = nullptr;
-    const double value = std::strtod(text, &end);
-    if (end == text || *end != '\0' || !(value >= least && value <= most))
+    const double value = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !(value >= least && value <= most))
         misuse(std::string(option) + " " + text + ": not a number in range");
     return value;
 }
 
+// A program by its name alone is looked for as a shell does.
+std::string find_program(const std::string &name)
+{
+    const char *path = std::getenv("PATH");
+    if (name.find('/') != name.npos || !path)
+        return name;
+    std::istringstream folders(path);
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (const std::string found = folder + "/" + name; access(found.c_str(), X_OK) == 0)
+            return found;
+    return name;
+}
+
 Arguments parse(int argc, char **argv)
 {
-    enum Option { client = 1, init, trace, script, own_place, system_wide, time_limit };
+    enum Option {
+        client = 1,
+        init,
+        trace,
+        script,
+        own_place,
+        system_wide,
+        time_limit,
+        help,
+        version
+    };
     static const option options[] = {
         {"client", required_argument, nullptr, client},
         {"init", required_argument, nullptr, init},
@@ -83,32 +120,36 @@ Arguments parse(int argc, char **argv)
         {"private", no_argument, nullptr, own_place},
         {"system", no_argument, nullptr, system_wide},
         {"time-limit", required_argument, nullptr, time_limit},
+        {"help", no_argument, nullptr, help},
+        {"version", no_argument, nullptr, version},
         {},
     };
     Arguments arguments;
     opterr = 0;
-    for (int found = 0; (found = getopt_long(argc, argv, "", options, nullptr)) != -1;) {
+    for (int found = 0; (found = getopt_long(argc, argv, ":h", options, nullptr)) != -1;) {
+        const std::string value = optarg ? optarg : "";
         switch (found) {
         case client:
-            arguments.clients.push_back({static_cast<int>(arguments.clients.size()) + 1, optarg});
+            arguments.clients.push_back(
+                {static_cast<int>(arguments.clients.size()) + 1, find_program(value)});
             break;
         case init: {
-            const double code = number("--init", optarg, -2147483648.0, 2147483647.0);
+            const double code = number("--init", value, -2147483648.0, 2147483647.0);
             if (code != std::floor(code))
-                misuse(std::string("--init ") + optarg + ": not a whole number");
+                misuse("--init " + value + ": not a whole number");
             arguments.init_code = static_cast<IntT>(code);
             break;
         }
         case trace:
-            if (!optarg || std::string(optarg) == "text")
+            if (value.empty() || value == "text")
                 arguments.trace = Arguments::text;
-            else if (std::string(optarg) == "json")
+            else if (value == "json")
                 arguments.trace = Arguments::json;
             else
-                misuse(std::string("--trace=") + optarg + ": text or json");
+                misuse("--trace=" + value + ": text or json");
             break;
         case script:
-            arguments.script = optarg;
+            arguments.script = value;
             break;
         case own_place:
         case system_wide:
@@ -118,10 +159,19 @@ Arguments parse(int argc, char **argv)
             break;
         case time_limit:
             arguments.time_limit = std::chrono::milliseconds(
-                std::lround(1000 * number("--time-limit", optarg, 0.1, 86400)));
+                std::lround(1000 * number("--time-limit", value, 0.1, 86400)));
             break;
+        case help:
+        case 'h':
+            arguments.tell = tell_help;
+            return arguments;
+        case version:
+            arguments.tell = tell_version;
+            return arguments;
+        case ':':
+            misuse(std::string(argv[optind - 1]) + ": its value is missing");
         default:
-            misuse(std::string(argv[optind - 1]) + ": unknown option, or its value is missing");
+            misuse(std::string(argv[optind - 1]) + ": unknown option");
         }
     }
     if (optind == argc)
@@ -156,8 +206,9 @@ void watch_signals()
 Commands *prompted;
 Host *served;
 
+// The line editor is no place to throw through: what cannot be listed is not.
 char *next_completion(const char *line, int state)
-{
+try {
     static std::vector<std::string> found;
     static std::size_t at;
     if (state == 0) {
@@ -165,6 +216,8 @@ char *next_completion(const char *line, int state)
         at = 0;
     }
     return at < found.size() ? strdup(found[at++].c_str()) : nullptr;
+} catch (const std::exception &) {
+    return nullptr;
 }
 
 char **complete(const char *line, int, int)
@@ -182,7 +235,6 @@ int serve_meanwhile()
         std::cerr << error.what() << std::endl;
     }
     if (stop_signal) {
-        // The line editor is no place to throw through.
         rl_deprep_terminal();
         std::cerr << "\nvqhost: interrupted" << std::endl;
         served->end();
@@ -237,16 +289,22 @@ void prompt(Commands &commands, Host *host)
 
 IntT ask_person()
 {
-    for (;;) {
+    while (!stop_signal) {
         std::cout << "  answer (a number) [0]: " << std::flush;
         std::string line;
-        if (!std::getline(std::cin, line) || line.empty())
+        if (!std::getline(std::cin, line)) {
+            // An end here is the answer to this question, not to the next.
+            std::cin.clear();
+            std::clearerr(stdin);
+        }
+        if (line.empty())
             return 0;
         char *end;
         const long answer = std::strtol(line.c_str(), &end, 10);
         if (*end == '\0' && answer == static_cast<IntT>(answer))
             return static_cast<IntT>(answer);
     }
+    return 0;
 }
 
 void carry_out(Commands &commands, const Arguments &arguments, Host *host)
@@ -268,19 +326,22 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host)
     }
 }
 
-// A private place hides what lies below /run.
-void check_reachable(const std::string &path)
+// Clients of an installed host find the resources that are installed with it.
+void default_home()
 {
     std::error_code error;
-    const auto absolute = std::filesystem::weakly_canonical(path, error).string();
-    if (absolute.starts_with("/run/"))
-        throw PlaceError(path + " lies below /run, which a private place hides: copy it elsewhere, "
-                                "or use --system with rpcbind running");
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto home = program.parent_path().parent_path() / "share" / "velt";
+    if (!error && std::filesystem::is_directory(home / "vqinit", error))
+        setenv("VQHOME", home.c_str(), 0);
 }
 
 int run(int argc, char **argv)
 {
     const Arguments arguments = parse(argc, argv);
+    if (arguments.tell)
+        return arguments.tell();
+    default_home();
     Model model;
     const UIntT book = load_book(arguments.book, model);
     PrintingDesk desk(std::cout, std::cerr);
@@ -325,13 +386,18 @@ int run(int argc, char **argv)
                        .clients = arguments.clients,
                        .book = book,
                        .book_path = arguments.book,
+                       .private_place = mapper.has_value(),
                        .out = std::cout,
                        .colour = coloured(STDOUT_FILENO)});
-    try {
-        for (const Startable &client : arguments.clients)
+    for (const Startable &client : arguments.clients) {
+        try {
             commands.start(client, arguments.init_code);
-    } catch (const HostError &error) {
-        throw CommandError(failed, error.what());
+        } catch (const std::exception &error) {
+            // A person is told and goes on: start is one of the commands.
+            if (!interactive || stop_signal)
+                throw CommandError(failed, error.what());
+            std::cerr << error.what() << std::endl;
+        }
     }
     carry_out(commands, arguments, host.get());
     if (host)
@@ -351,14 +417,10 @@ int run(int argc, char **argv)
 int main(int argc, char **argv)
 {
     const std::string verb = argc > 1 ? argv[1] : "";
-    if (verb == "--version") {
-        std::cout << "vqhost " VQHOST_VERSION "\n";
-        return done;
-    }
-    if (verb == "--help" || (argc > 2 && verb == "run" && argv[2] == std::string("--help"))) {
-        std::cout << usage_text << Commands::help();
-        return done;
-    }
+    if (verb == "--version")
+        return tell_version();
+    if (verb == "--help" || verb == "-h")
+        return tell_help();
     try {
         if (verb != "run")
             misuse(verb.empty() ? "what to do?" : verb + ": unknown; only run is known");

@@ -92,13 +92,6 @@ bool addressed_alone(IntT type)
            type == object_type::menu || type == object_type::command;
 }
 
-bool built_in(const Object &object)
-{
-    return object.type == object_type::session ||
-           (object.type == object_type::menu &&
-            (object.name == book_context_menu || object.name == menu_bar));
-}
-
 } // namespace
 
 const char *Refusal::what() const noexcept
@@ -154,12 +147,13 @@ PropertyKey::PropertyKey(const V_PropIdentT &ident)
 
 Model::Model()
 {
-    objects_.emplace(0, Object{.document = 0, .id = 0, .type = object_type::session, .name = {}});
+    objects_.emplace(
+        0, Object{.document = 0, .id = 0, .type = object_type::session, .name = {}, .stays = true});
     activate(0);
     set_language(0);
     set_dialog_encoding("");
-    define_menu(0, book_context_menu, "");
-    define_menu(0, menu_bar, "");
+    for (const char *menu : {book_context_menu, menu_bar})
+        at(define_menu(0, menu, "")).stays = true;
 }
 
 void Model::check_document(UIntT doc) const
@@ -253,7 +247,7 @@ UIntT Model::create_in(UIntT doc, IntT type, UIntT parent)
 void Model::remove(UIntT doc, UIntT id)
 {
     const Object &gone = object(doc, id);
-    check(!built_in(gone), not_permitted);
+    check(!gone.stays, not_permitted);
     std::set<UIntT> all{id};
     // What an object contains was created after it, so that one pass finds what is inside that.
     for (const auto &[each_id, each] : objects_)

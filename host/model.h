@@ -73,7 +73,7 @@ struct PropertyKey {
     explicit PropertyKey(IntT property_number) : number(property_number) {}
     explicit PropertyKey(std::string property_name) : name(std::move(property_name)) {}
     explicit PropertyKey(const V_PropIdentT &ident);
-    auto operator<=>(const PropertyKey &) const = default;
+    auto operator<=>(const PropertyKey &) const = default; // NOLINT(modernize-use-nullptr)
 };
 
 struct Object {
@@ -81,6 +81,7 @@ struct Object {
     UIntT id;
     IntT type;
     std::string name;
+    bool stays = false;              // no client may delete it
     UIntT parent = 0;                // for one created in another
     std::vector<UIntT> members = {}; // a book's components, a menu's items, in order
     std::map<PropertyKey, Value> properties = {};

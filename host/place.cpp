@@ -202,6 +202,15 @@ bool_t decode_programs(XDR *in, std::vector<RegisteredProgram> *programs)
 
 } // namespace
 
+void check_reachable(const std::string &path)
+{
+    std::error_code error;
+    const auto absolute = std::filesystem::weakly_canonical(path, error).string();
+    if (absolute.starts_with("/run/"))
+        throw PlaceError(path + " lies below /run, which a private place hides: take another "
+                                "place, or use --system with rpcbind running");
+}
+
 bool rpcbind_answers()
 {
     // Ports are looked up over UDP, so this is the way that has to work.

@@ -31,6 +31,9 @@ struct PlaceOptions {
     std::string rpcbind_program;
 };
 
+// Throws PlaceError for a file that a private place hides.
+void check_reachable(const std::string &path);
+
 // Whether the port mapper of the machine, or of the place, answers; takes a second at most.
 bool rpcbind_answers();
 

@@ -5,7 +5,7 @@ namespace velt::host
 
 IntT PrintingDesk::alert(int client, const std::string &message, IntT type)
 {
-    const std::string shown = text ? text->to_utf8(message) : message;
+    const std::string shown = printable(text ? text->to_utf8(message) : message);
     out_ << "alert of client " << client << ", type " << type << ": " << shown << std::endl;
     alerts.push_back(shown);
     IntT answer = 0;

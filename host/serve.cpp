@@ -15,6 +15,7 @@
 #include "apilib/routines.h"
 #include "apilib/unix/transport.h"
 #include "host/host.h"
+#include "host/text.h"
 #include "velt/api.h"
 
 namespace velt::host
@@ -283,9 +284,7 @@ void Host::acknowledge(int connection, IntT pid)
 void Host::take_in(const VqRpcApiConnectArgT &wish, VqRpcApiConnectReturnT &reply)
 {
     reply.status = options_.connect_refusal;
-    std::string name = wish.name;
-    std::ranges::replace_if(
-        name, [](unsigned char c) { return c < 32 || c == 127; }, '?');
+    const std::string name = printable(wish.name);
     if (reply.status == ok && wish.pid <= 0)
         reply.status = bad_value;
     if (reply.status != ok) {
@@ -310,7 +309,7 @@ void Host::take_in(const VqRpcApiConnectArgT &wish, VqRpcApiConnectReturnT &repl
     reply.myprog = static_cast<IntT>(client->program);
     reply.myvers = static_cast<IntT>(client->version);
     reply.hisprog = static_cast<IntT>(program_);
-    reply.hisvers = static_cast<IntT>(client->version);
+    reply.hisvers = static_cast<IntT>(service_version);
     reply.hispid = getpid();
     reply.hostName = V_ApiCopyString(machine.data());
 }

@@ -10,6 +10,9 @@
 namespace velt::host
 {
 
+// On one line, and without what would command a terminal.
+std::string printable(std::string text);
+
 class SessionText
 {
 public:

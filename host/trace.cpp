@@ -126,7 +126,7 @@ constexpr const char *dim = "2", *bold = "1", *green = "32", *red = "31", *cyan 
 bool went_well(const TraceEvent &event)
 {
     return event.outcome.empty() || event.outcome == "answered" ||
-           event.outcome == "handed control back";
+           event.outcome == "handed control back" || event.outcome == "exited with status 0";
 }
 
 std::string seconds(std::chrono::nanoseconds duration)

@@ -1,2 +1,2 @@
 add_test(NAME calls_page_test
-  COMMAND vqcalls ${PROJECT_SOURCE_DIR} --check ${PROJECT_SOURCE_DIR}/docs/calls.md)
+  COMMAND ${launcher} $<TARGET_FILE:vqcalls> ${PROJECT_SOURCE_DIR} --check ${PROJECT_SOURCE_DIR}/docs/calls.md)

@@ -51,7 +51,7 @@ done < <(cd "$tree/include" && find velt -name '*.h' ! -path 'velt/tables/*' | s
 
 echo "== Symbols"
 # C names by their prefix; C++ names only when everything in them is of namespace velt.
-ours='^(V_|VA_|oldV_|Vapi|Vde|vde|xdr_|api_|old_api_|vq_|vq4_)|^velt_client$|^main$|^_ZN?K?4velt|^_Z[A-Z]+N?K?4velt'
+ours='^(V_|VA_|oldV_|Vapi|Vde|vde|xdr_|api_vq_|old_api_vq_|api_(set_)?client_[a-z]+_1$|vq_api_|vq4_api_)|^velt_client$|^main$|^_ZN?K?4velt|^_Z[A-Z]+N?K?4velt'
 for lib in "$libdir"/libvelt-{api,vde}.{so,a}; do
     dynamic=()
     [[ $lib != *.so ]] || dynamic=(-D)

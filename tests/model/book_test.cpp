@@ -83,6 +83,12 @@ TEST(Book, RoundTripOfEveryKindAndOfQuireNames)
     EXPECT_EQ(first.properties(book, two).size(), 15u + 3);
     const std::string written = write_book(first, book);
     EXPECT_EQ(write_book(second, read_book(written, "again", second)), written);
+
+    // A selection without a name is kept by its position.
+    first.at(two).name.clear();
+    Model third;
+    const UIntT again = read_book(write_book(first, book), "unnamed", third);
+    EXPECT_EQ(third.selected(again), third.at(again).members.at(1));
     EXPECT_EQ(nlohmann::json::parse(written), nlohmann::json::parse(text));
 }
 
@@ -120,6 +126,7 @@ TEST(Book, MistakesNameTheirLine)
         {"{\"title\": \"a\",\n\"components\": [{\"name\": \"x\"},\n{\"name\": \"x\"}]}",
          "book:3: two components"},
         {"{\"title\": \"a\",\"components\": [],\n\"selected\": \"x\"}", "book:2: no component"},
+        {"{\"title\": \"a\",\"components\": [],\n\"selected\": 1}", "book:2: no component"},
         {"{\n\"title\": \"\u4E2D\"}", "book:2: \"\u4E2D\" does not exist in Quire"},
         {"{\"title\": \"a\\u0000b\"}", "character 0"},
         {"[]", "book:1: an object"},

@@ -35,7 +35,7 @@ protected:
         "components": [{"name": "One"}, {"name": "Two, too"}, {"name": "三"}]})",
                            "book", model);
     UIntT command = model.define_command(1, 1, "Go", "\x83\x65\x83\x58\x83\x67", "");
-    Commands commands{{model, desk, nullptr, {}, book, "book", out, false}};
+    Commands commands{{model, desk, nullptr, {}, book, "book", true, out, false}};
 
     CommandsTest() { model.add_to_menu(model.menu(book_context_menu), command); }
 
@@ -50,6 +50,26 @@ protected:
         }
     }
 };
+
+// Names come from clients: none may command the terminal, nor break the window's lines.
+TEST_F(CommandsTest, WhatWouldCommandATerminalIsNotShown)
+{
+    model.at(model.object(0, book).members.at(0)).name = "a\033[2J\nb\x7f";
+    commands.run("show");
+    EXPECT_EQ(out.str(), "T\n>  1  a?[2J?b?\n   2  Two, too\n   3  三\nContext menu:\n  テスト\n");
+    EXPECT_EQ(error("select a?[2J?b?").first, done);
+    EXPECT_EQ(printable("\xc2\x9b"
+                        "1m\xc2\xa0"),
+              "?1m\xc2\xa0");
+}
+
+// A private place would lose the file, and a client the book.
+TEST_F(CommandsTest, TheBookIsKept)
+{
+    EXPECT_EQ(error("save /run/book.json").first, failed);
+    EXPECT_THROW(model.remove(0, book), Refusal);
+    EXPECT_FALSE(commands.unsaved());
+}
 
 TEST_F(CommandsTest, ShowPrintsTheWindow)
 {

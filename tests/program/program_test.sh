@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Shelfwise on vqhost, and vqhost as a program: VQHOST SHELFWISE VQHOME.
+# Shelfwise on vqhost, and vqhost as a program: VQHOST SHELFWISE VQHOME SOURCES. LAUNCHER has the words
+# before a command to be tested.
 set -euo pipefail
 
-vqhost=$1
+read -ra vqhost <<<"${LAUNCHER-} $1"
 shelfwise=$2
 export VQHOME=$3
 unset HOME
@@ -32,7 +33,7 @@ run() { # EXIT-CODE ARGUMENTS...
     local wanted=$1 code=0
     shift
     book three.json usenglish
-    "$vqhost" run three.json --private "$@" >out 2>err </dev/null || code=$?
+    "${vqhost[@]}" run three.json --private "$@" >out 2>err </dev/null || code=$?
     [[ $code == "$wanted" ]] || fail "vqhost $* ended with $code, not $wanted: $(cat out err)"
 }
 
@@ -64,7 +65,7 @@ wrote err "propIdent={num=529}, newVal=1) = 0"
 # Labels in the session's language; without resources one alert and no commands.
 book german.json deutsch
 labels=$(sed -n 's/^[0-2]: *//p' "$4/deutsch.txt" | paste -sd,)
-"$vqhost" run german.json --private "${with[@]}" "expect menu $labels" >out 2>err ||
+"${vqhost[@]}" run german.json --private "${with[@]}" "expect menu $labels" >out 2>err ||
     fail "German labels: $(cat out err)"
 alert="Cannot find string resource file. Please check that Shelfwise is correctly installed, and \
 try again."
@@ -72,7 +73,7 @@ VQHOME=$work run 0 "${with[@]}" "expect alert $alert" "expect menu none" "expect
 
 # What is saved is loaded again.
 run 0 "${with[@]}" "$delete" save
-"$vqhost" run three.json "expect order a,c" >out 2>err || fail "saved and loaded: $(cat out err)"
+"${vqhost[@]}" run three.json "expect order a,c" >out 2>err || fail "saved and loaded: $(cat out err)"
 
 # A script from a file and from standard input; the line of an error.
 printf '# comment\n%s\nexpect order b,a,c\n' "$up" >script
@@ -90,18 +91,22 @@ wrote err '"procedure":"api_vq_set_id_1"'
 run 1 "expect selected a"
 run 1 "${with[@]}" "choose Nothing"
 run 2 --no-such-option
+run 2 --script
+wrote err "--script: its value is missing"
+run 0 --help
 run 2 "no such command"
 run 1 --client "$work/none"
+PATH=$(dirname "$shelfwise"):$PATH run 0 --client shelfwise
 printf '{\n  "components": [\n' >bad.json
-"$vqhost" run bad.json show >out 2>err && fail "a bad book was taken"
+"${vqhost[@]}" run bad.json show >out 2>err && fail "a bad book was taken"
 wrote err "bad.json:2: "
 
 # An interrupt ends the clients too.
 book three.json usenglish
-"$vqhost" run three.json --private "${with[@]}" --init 2 "wait 60" >out 2>err &
+"${vqhost[@]}" run three.json --private "${with[@]}" --init 2 "wait 60" >out 2>err &
 host=$!
-for ((i = 0; i < 100; i++)); do
-    client=$(pgrep -P "$host" -x "$(basename "$shelfwise")" || true)
+for ((i = 0; i < 300; i++)); do
+    client=$(pgrep -P "$host" -f 'shelfwise$' || true)
     [[ -z $client ]] || break
     sleep 0.1
 done

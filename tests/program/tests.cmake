@@ -2,5 +2,6 @@ get_target_property(vqhome shelfwise-resources VELT_VQHOME)
 add_test(NAME program_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/program_test.sh
   $<TARGET_FILE:vqhost> $<TARGET_FILE:shelfwise> ${vqhome}
   ${PROJECT_SOURCE_DIR}/clients/shelfwise/resources)
-set_tests_properties(program_test PROPERTIES TIMEOUT 300
-  ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/lsan.supp:print_suppressions=0")
+list(JOIN launcher " " words)
+set_tests_properties(program_test PROPERTIES TIMEOUT ${limit}
+  ENVIRONMENT "LAUNCHER=${words};LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/lsan.supp:print_suppressions=0")

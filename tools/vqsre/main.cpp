@@ -63,7 +63,7 @@ Options parse_options(int argc, char **argv)
     };
     Options options;
     int c;
-    while ((c = getopt_long(argc, argv, "o:", long_options, nullptr)) != -1) {
+    while ((c = getopt_long(argc, argv, ":o:h", long_options, nullptr)) != -1) {
         switch (c) {
         case 'o':
             options.output = optarg;
@@ -72,13 +72,16 @@ Options parse_options(int argc, char **argv)
             options.language = optarg;
             break;
         case opt_help:
+        case 'h':
             std::cout << help;
             std::exit(EXIT_SUCCESS);
         case opt_version:
             std::cout << "vqsre " VELT_VERSION "\n";
             std::exit(EXIT_SUCCESS);
+        case ':':
+            throw UsageError(std::string(argv[optind - 1]) + ": its value is missing");
         default:
-            throw UsageError(""); // getopt_long has told what is wrong
+            throw UsageError(std::string(argv[optind - 1]) + ": unknown option");
         }
     }
     options.words.assign(argv + optind, argv + argc);
