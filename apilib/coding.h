@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "apilib/fields.h"
+#include "apilib/whole_record.h"
 
 namespace velt
 {
@@ -182,7 +183,8 @@ bool decode_list(XDR *xdrs, T &list)
     using E = Element<T>;
     UIntT count;
     list.len = 0;
-    if (!code(xdrs, count))
+    // No element is shorter than a word.
+    if (!code(xdrs, count) || !may_hold(xdrs, std::uint64_t{4} * count))
         return false;
     std::size_t room = 0;
     while (list.len < count) {

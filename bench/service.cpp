@@ -1,13 +1,10 @@
 #include "bench/service.h"
 
-#include <poll.h>
-
 #include <chrono>
 #include <stdexcept>
-#include <vector>
 
 #include "apilib/routines.h"
-#include "apilib/unix/transport.h"
+#include "apilib/unix/transport/transport.h"
 
 namespace velt::bench
 {
@@ -60,19 +57,17 @@ void dispatch(svc_req *request, SVCXPRT *transport)
 bool wait_and_dispatch(Clock::duration limit)
 {
     const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(limit).count();
-    std::vector<pollfd> descriptors(svc_pollfd, svc_pollfd + svc_max_pollfd);
-    const int ready = poll(descriptors.data(), descriptors.size(), static_cast<int>(wait));
-    if (ready > 0)
-        svc_getreq_poll(descriptors.data(), ready);
-    return ready > 0;
+    const bool ready = transport_wait(nullptr, static_cast<int>(wait)) > 0;
+    transport_dispatch();
+    return ready;
 }
 
 } // namespace
 
 void open_service(rpcprog_t program)
 {
-    SVCXPRT *transport = transport_listen();
-    if (!transport || !svc_register(transport, program, 1, dispatch, IPPROTO_TCP))
+    SVCXPRT *transport = transport_listen({dispatch, nullptr, nullptr, nullptr});
+    if (!transport || !transport_register(transport, program, 1))
         throw std::runtime_error("cannot register the service with the port mapper");
 }
 

@@ -20,8 +20,8 @@ namespace velt::host
 // Of the host's programs and of those of its clients.
 inline constexpr UIntT service_version = 1;
 
-// A peer that does not read must not stop the host.
-inline constexpr timeval send_limit{5, 0};
+// For the connection to a client that has acknowledged.
+inline constexpr timeval connect_limit{5, 0};
 
 // A stretch in which the client holds control: the host has called it, or it took control.
 struct Turn {
@@ -34,6 +34,8 @@ struct Turn {
     bool late = false;
     std::size_t id = 0;
 };
+
+class Host;
 
 struct Client {
     Caller caller;
@@ -53,8 +55,7 @@ struct Client {
     int connection = -1;
     // On which the host calls it.
     CLIENT *handle = nullptr;
-    int socket = -1;
-    std::string replies; // read in part
+    Host *host = nullptr;
 
     std::vector<Turn> turns;
     std::size_t turns_begun = 0;

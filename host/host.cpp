@@ -2,8 +2,8 @@
 
 #include "host/host.h"
 
+#include <poll.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 #include "apilib/fields.h"
 #include "apilib/memory.h"
 #include "apilib/routines.h"
-#include "apilib/unix/transport.h"
+#include "apilib/unix/transport/transport.h"
 #include "host/place.h"
 #include "host/server.h"
 
@@ -50,6 +50,11 @@ std::string show(milliseconds time)
     return std::to_string(time.count()) + " ms";
 }
 
+bool register_datagrams(SVCXPRT *service, rpcprog_t program, rpcvers_t version)
+{
+    return svc_register(service, program, version, serve_connect, IPPROTO_UDP);
+}
+
 char *borrowed(const std::string &text)
 {
     return const_cast<char *>(text.c_str());
@@ -62,18 +67,19 @@ Host::Host(Options options, Model &model, Desk &desk)
 {
     // The end of a client that has detached itself is seen too.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    transport_ignore_broken_pipes();
-    service_ = transport_listen();
+    service_ = transport_listen({serve_call, heard, connection_closed, this});
     session_service_ = svcudp_create(RPC_ANYSOCK);
     try {
-        program_ = register_service(service_, serve_call, IPPROTO_TCP);
-        session_program_ = register_service(session_service_, serve_connect, IPPROTO_UDP);
+        program_ = register_service(service_, "TCP", transport_register);
+        session_program_ = register_service(session_service_, "UDP", register_datagrams);
     } catch (...) {
         end();
         throw;
     }
-    // Connections take this over from the socket that they come in on.
-    setsockopt(service_->xp_fd, SOL_SOCKET, SO_SNDTIMEO, &send_limit, sizeof send_limit);
+    transport_watch(session_service_->xp_fd, [](int descriptor) {
+        pollfd ready{descriptor, POLLIN, POLLIN};
+        svc_getreq_poll(&ready, 1);
+    });
 }
 
 Host::~Host()
@@ -85,14 +91,14 @@ Host::~Host()
     }
 }
 
-UIntT Host::register_service(SVCXPRT *service, void (*dispatch)(svc_req *, SVCXPRT *), int protocol)
+UIntT Host::register_service(SVCXPRT *service, const char *kind,
+                             bool (*enter)(SVCXPRT *, rpcprog_t, rpcvers_t))
 {
-    const char *kind = protocol == IPPROTO_TCP ? "TCP" : "UDP";
     if (!service)
         throw HostError(std::string("cannot create the host's ") + kind +
                         " service: no socket on the loopback interface");
     const UIntT program = free_program();
-    if (!svc_register(service, program, service_version, dispatch, protocol))
+    if (!enter(service, program, service_version))
         throw HostError("cannot register program " + std::to_string(program) +
                         " with the port mapper: start rpcbind, or use a private place");
     served_programs()[program] = this;
@@ -348,17 +354,20 @@ void Host::end()
     }
     const auto remove = [](SVCXPRT *&service, UIntT program) {
         if (program != 0) {
-            svc_unregister(program, service_version);
+            pmap_unset(program, service_version);
             served_programs().erase(program);
         }
         if (service)
             svc_destroy(service);
         service = nullptr;
     };
+    if (session_service_) {
+        transport_unwatch(session_service_->xp_fd);
+        svc_unregister(session_program_, service_version);
+    }
     remove(service_, program_);
     remove(session_service_, session_program_);
     program_ = session_program_ = 0;
-    transport_restore_broken_pipes();
 }
 
 } // namespace velt::host

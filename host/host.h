@@ -136,7 +136,8 @@ private:
     };
 
     UIntT free_program();
-    UIntT register_service(SVCXPRT *service, void (*dispatch)(svc_req *, SVCXPRT *), int protocol);
+    UIntT register_service(SVCXPRT *service, const char *kind,
+                           bool (*enter)(SVCXPRT *, rpcprog_t, rpcvers_t));
     Client &add_client(int number, const std::string &name);
     [[noreturn]] void give_up(Client &client, const std::string &reason);
 
@@ -152,9 +153,9 @@ private:
     bool serve_until(const std::function<bool()> &done, std::chrono::milliseconds limit);
     // Returns how long it has waited.
     Clock::duration wait_and_dispatch(Clock::duration limit);
-    void dispatch_on(int descriptor);
-    void read_replies(Client &client);
-    void take_reply(Client &client, std::string &record);
+    static void heard(void *host, const char *what);
+    static void connection_closed(void *host, SVCXPRT *connection);
+    static void replied(void *client, const rpc_err &error);
     void connect(Client &client);
     void disconnect(Client &client);
     void look_after(Client &client);
@@ -177,8 +178,7 @@ private:
     std::list<Client> clients_;
     std::map<rpcproc_t, std::function<void(Client &, void *, void *)>> scripted_;
     std::deque<Action> actions_;
-    std::vector<int> answering_; // connections whose call is being answered
-    std::size_t waits_ = 0;      // how often the host has waited
+    int answering_ = 0; // calls of clients
     SVCXPRT *service_ = nullptr;
     SVCXPRT *session_service_ = nullptr;
     UIntT program_ = 0;

@@ -199,6 +199,8 @@ void watch_signals()
     action.sa_handler = [](int number) { stop_signal = number; };
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         sigaction(number, &action, nullptr);
+    // Output that nobody reads is an error like others, and not the end of the clients.
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 // The prompt. The line editor calls functions without arguments of ours.

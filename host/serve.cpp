@@ -1,19 +1,14 @@
 // The host waits, serves, and keeps the clients' turns.
 
-#include <poll.h>
-#include <sys/select.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <vector>
 
-#include "apilib/routines.h"
-#include "apilib/unix/transport.h"
+#include "apilib/unix/transport/transport.h"
 #include "host/host.h"
 #include "host/text.h"
 #include "velt/api.h"
@@ -27,14 +22,6 @@ using std::chrono::milliseconds;
 
 // The end of a process shows on no descriptor.
 constexpr milliseconds look_interval(10);
-
-constexpr std::size_t longest_reply = 4096;
-
-bool awaited(int descriptor)
-{
-    const fd_set set = transport_descriptors();
-    return descriptor < FD_SETSIZE && FD_ISSET(descriptor, &set);
-}
 
 } // namespace
 
@@ -67,7 +54,7 @@ void Host::run_actions()
     const auto ready = [](const Action &action) {
         return !action.client || !action.client->running || !action.client->holds_control();
     };
-    while (answering_.empty()) {
+    while (answering_ == 0) {
         const auto first = std::ranges::find_if(actions_, ready);
         if (first == actions_.end())
             return;
@@ -84,108 +71,57 @@ void Host::after_reply(std::function<void()> action)
 
 Host::Clock::duration Host::wait_and_dispatch(Clock::duration limit)
 {
-    std::vector<pollfd> waits;
-    for (int fd = 0; fd < FD_SETSIZE; fd++)
-        if (awaited(fd) && std::ranges::find(answering_, fd) == answering_.end())
-            waits.push_back({fd, POLLIN, 0});
-    const std::size_t services = waits.size();
-    for (const Client &client : clients_)
-        if (client.socket >= 0)
-            waits.push_back({client.socket, POLLIN, 0});
-
-    const std::size_t this_wait = ++waits_;
     const auto began = Clock::now();
-    const auto time = std::chrono::ceil<milliseconds>(limit).count();
-    const int ready = poll(waits.data(), waits.size(), static_cast<int>(time));
+    transport_wait(nullptr, static_cast<int>(std::chrono::ceil<milliseconds>(limit).count()));
     const auto waited = Clock::now() - began;
     if (options_.interrupted && options_.interrupted())
         throw HostError("interrupted");
-
-    // An answer that has served in its turn may have taken what was ready here.
-    for (std::size_t i = 0; ready > 0 && i < waits.size() && waits_ == this_wait; i++) {
-        if (waits[i].revents == 0)
-            continue;
-        if (i < services) {
-            dispatch_on(waits[i].fd);
-            continue;
-        }
-        for (Client &client : clients_)
-            if (client.socket == waits[i].fd)
-                read_replies(client);
-    }
+    transport_dispatch();
     return waited;
 }
 
-void Host::dispatch_on(int descriptor)
-{
-    // What was dispatched before may have closed it.
-    if (!awaited(descriptor))
+// What the transport tells. No exception may leave: it is between these and the host.
+
+void Host::heard(void *host, const char *what)
+try {
+    static_cast<Host *>(host)->desk_.report(what);
+} catch (const std::exception &) {
+    return;
+}
+
+void Host::connection_closed(void *context, SVCXPRT *connection)
+try {
+    Host &host = *static_cast<Host *>(context);
+    Client *client = host.on_connection(connection->xp_fd);
+    if (!client)
         return;
-    fd_set one;
-    FD_ZERO(&one);
-    FD_SET(descriptor, &one);
-    transport_dispatch(one);
-    if (awaited(descriptor))
-        return;
-    if (Client *client = on_connection(descriptor)) {
-        client->connection = -1;
-        if (!client->process)
-            gone(*client);
-    }
+    client->connection = -1;
+    if (!client->process)
+        host.gone(*client);
+} catch (const std::exception &) {
+    return;
 }
 
 // The client answers each call of the host with an empty reply; they come in order.
-void Host::read_replies(Client &client)
-{
-    std::array<char, 4096> block;
-    const ssize_t got = recv(client.socket, block.data(), block.size(), MSG_DONTWAIT);
-    if (got < 0 && (errno == EAGAIN || errno == EINTR))
-        return;
-    if (got <= 0) {
-        disconnect(client);
-        return;
-    }
-    client.replies.append(block.data(), static_cast<std::size_t>(got));
-    while (client.replies.size() >= 4) {
-        uint32_t mark;
-        std::memcpy(&mark, client.replies.data(), 4);
-        mark = ntohl(mark);
-        const std::size_t length = mark & 0x7FFFFFFF;
-        if (!(mark & 0x80000000) || length > longest_reply) {
-            report(client, "sent a reply that is none; it is called no more");
-            disconnect(client);
-            return;
-        }
-        if (client.replies.size() < 4 + length)
-            return;
-        std::string record = client.replies.substr(4, length);
-        client.replies.erase(0, 4 + length);
-        take_reply(client, record);
-    }
-}
-
-void Host::take_reply(Client &client, std::string &record)
-{
-    rpc_msg message{};
-    message.rm_reply.rp_acpt.ar_results.proc = routine<void>();
-    XDR xdrs;
-    xdrmem_create(&xdrs, record.data(), static_cast<u_int>(record.size()), XDR_DECODE);
-    rpc_err error{};
-    if (xdr_replymsg(&xdrs, &message))
-        _seterr_reply(&message, &error);
-    else
-        error.re_status = RPC_CANTDECODERES;
-    xdr_destroy(&xdrs);
-    if (message.rm_reply.rp_stat == MSG_ACCEPTED && message.acpted_rply.ar_verf.oa_base) {
-        xdrs = {};
-        xdrs.x_op = XDR_FREE;
-        xdr_opaque_auth(&xdrs, &message.acpted_rply.ar_verf);
+void Host::replied(void *context, const rpc_err &error)
+try {
+    Client &client = *static_cast<Client *>(context);
+    Host &host = *client.host;
+    if (error.re_status == RPC_CANTRECV || error.re_status == RPC_TIMEDOUT ||
+        error.re_status == RPC_CANTDECODERES) {
+        if (error.re_status != RPC_CANTRECV)
+            host.report(client, error.re_status == RPC_TIMEDOUT
+                                    ? "does not take what it is sent; it is called no more"
+                                    : "sent a reply that is none; it is called no more");
+        return host.disconnect(client);
     }
     if (error.re_status == RPC_SUCCESS || client.turns.empty())
         return;
     client.refusal = clnt_sperrno(error.re_status);
-    trace_return(client, client.turns.back(), client.refusal);
+    host.trace_return(client, client.turns.back(), client.refusal);
     client.turns.pop_back();
+} catch (const std::exception &) {
+    return;
 }
 
 void Host::connect(Client &client)
@@ -194,13 +130,11 @@ void Host::connect(Client &client)
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    client.handle = transport_connect(address, client.program, client.version, &client.socket);
-    if (!client.handle) {
-        report(client, clnt_spcreateerror("its service cannot be reached"));
-        client.socket = -1;
-        return;
-    }
-    setsockopt(client.socket, SOL_SOCKET, SO_SNDTIMEO, &send_limit, sizeof send_limit);
+    client.handle = transport_connect(address, client.program, client.version, connect_limit);
+    if (!client.handle)
+        return report(client, clnt_spcreateerror("its service cannot be reached"));
+    client.host = this;
+    transport_on_reply(client.handle, replied, &client);
 }
 
 void Host::disconnect(Client &client)
@@ -208,10 +142,6 @@ void Host::disconnect(Client &client)
     if (client.handle)
         clnt_destroy(client.handle);
     client.handle = nullptr;
-    if (client.socket >= 0)
-        close(client.socket);
-    client.socket = -1;
-    client.replies.clear();
 }
 
 void Host::look_after(Client &client)

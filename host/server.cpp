@@ -77,13 +77,13 @@ public:
         : host_(host), client_(client), request_(request), transport_(transport)
     {
         client_.being_answered = true;
-        host_.answering_.push_back(transport->xp_fd);
+        host_.answering_++;
     }
     Dispatch(const Dispatch &) = delete;
     Dispatch &operator=(const Dispatch &) = delete;
     ~Dispatch()
     {
-        host_.answering_.pop_back();
+        host_.answering_--;
         client_.being_answered = false;
     }
 

@@ -34,7 +34,7 @@ bool encode_string(XDR *xdrs, const char *text)
 bool decode_string(XDR *xdrs, StringT &value)
 {
     UIntT size;
-    if (!velt::code(xdrs, size))
+    if (!velt::code(xdrs, size) || !velt::may_hold(xdrs, size))
         return false;
     if (const auto *words = in_buffer(xdrs, 0, size)) {
         auto *whole = static_cast<StringT>(VapiRealloc(value, size + std::size_t{1}));

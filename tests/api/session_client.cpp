@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <poll.h>
 #include <string>
-#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -38,12 +38,12 @@ void watch(IntT, IntT added)
 } // namespace
 
 // The library waits for 22 seconds; here that takes 50 milliseconds.
-extern "C" int select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *limit)
+extern "C" int poll(pollfd *descriptors, nfds_t count, int limit)
 {
-    timespec shorter{limit ? limit->tv_sec : 0, limit ? limit->tv_usec * 1000 : 0};
-    if (asked("SHORT_WAIT") && shorter.tv_sec == 22)
-        shorter = {0, 50'000'000};
-    return pselect(count, read, write, except, limit ? &shorter : nullptr, nullptr);
+    const timespec time{limit / 1000, limit % 1000 * 1'000'000L};
+    const timespec shorter{0, 50'000'000};
+    const bool is_long = limit > 10'000 && asked("SHORT_WAIT");
+    return ppoll(descriptors, count, is_long ? &shorter : limit < 0 ? nullptr : &time, nullptr);
 }
 
 extern "C" int socket(int domain, int type, int protocol) noexcept

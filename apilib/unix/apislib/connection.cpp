@@ -25,10 +25,8 @@ Session session;
 
 void un_portmap()
 {
-    if (session.myprog != 0) {
-        svc_unregister(session.myprog, session.myvers);
+    if (session.myprog != 0)
         pmap_unset(session.myprog, session.myvers);
-    }
     session.myprog = 0;
 }
 
@@ -56,6 +54,18 @@ const char *thishost()
     if (!h[0])
         gethostname(h, sizeof h - 1);
     return h;
+}
+
+// Others of a machine's addresses, once its first one is known.
+void allow_machine(const char *name, in_addr_t first)
+{
+    velt::transport_allow(session.client_transp, first);
+    const hostent *found = gethostbyname(name);
+    for (int i = 1; found && found->h_addrtype == AF_INET && found->h_addr_list[i - 1]; i++) {
+        in_addr_t address;
+        std::memcpy(&address, found->h_addr_list[i - 1], sizeof address);
+        velt::transport_allow(session.client_transp, address);
+    }
 }
 
 int hostnameToRealAddr(const char *name, sockaddr_in *address)
@@ -87,6 +97,11 @@ StringT host_ntoa(const char *name)
     return ha;
 }
 
+void report_stranger(void *, const char *what)
+{
+    V_ApiErr(what);
+}
+
 timeval get_VA_TimeOut()
 {
     if (VA_TimeOut.seconds == 0 && VA_TimeOut.microseconds == 0)
@@ -102,29 +117,34 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
     session.hisprog = hisprog;
     session.hisvers = hisvers;
     session.hispid = hispid;
-    velt::transport_ignore_broken_pipes();
 
     pmap_unset(myprog, myvers);
-    session.client_transp = velt::transport_listen();
+    session.client_transp =
+        velt::transport_listen({vq_api_prog_1, report_stranger, nullptr, nullptr});
     if (!session.client_transp)
         return "unable to create TCP service";
-    if (!svc_register(session.client_transp, myprog, myvers, vq_api_prog_1, IPPROTO_TCP))
+    if (!velt::transport_register(session.client_transp, myprog, myvers))
         return "unable to register TCP client).";
 
     sockaddr_in here;
     sockaddr_in host;
     if (hostnameToRealAddr(thishost(), &here) != 0 || hostnameToRealAddr(hostName, &host) != 0)
         return "unable to gethostbyname";
-    if (here.sin_addr.s_addr == host.sin_addr.s_addr)
+    if (here.sin_addr.s_addr == host.sin_addr.s_addr) {
         hostnameToRealAddr(nullptr, &host);
-    else
+    } else {
         session.hispid = no_host_process;
+        if (hostName)
+            allow_machine(hostName, host.sin_addr.s_addr);
+    }
 
     session.client_socket = -1;
-    velt_client = velt::transport_connect(host, hisprog, hisvers, &session.client_socket);
+    timeval limit = get_VA_TimeOut();
+    velt_client = velt::transport_connect(host, hisprog, hisvers, limit);
     if (!velt_client)
         return "unable to create TCP client";
-    timeval limit = get_VA_TimeOut();
+    clnt_control(velt_client, CLGET_FD, reinterpret_cast<char *>(&session.client_socket));
+    clnt_control(velt_client, CLSET_FD_NCLOSE, nullptr);
     clnt_control(velt_client, CLSET_TIMEOUT, reinterpret_cast<char *>(&limit));
 
     IntT pid = getpid();
@@ -234,7 +254,6 @@ void V_ApiShutDown(void)
         clnt_destroy(velt_client);
         velt_client = nullptr;
     }
-    velt::transport_restore_broken_pipes();
 }
 
 IntT V_ApiRun(int, char **)

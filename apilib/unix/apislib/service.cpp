@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <sys/select.h>
 
 #include "apilib/routines.h"
 #include "apilib/unix/apislib/session.h"
@@ -16,7 +15,7 @@ namespace
 {
 
 constexpr int mask_bits = 32;
-constexpr timeval wait_limit = {22, 0};
+constexpr int wait_limit = 22000; // milliseconds
 constexpr IntT filter_notification = 75;
 constexpr char nest_msg[] = "Nested API_Init/V_ApiNotify/V_ApiMessage/V_ApiCommand";
 
@@ -28,40 +27,6 @@ IntT modalRetval;
 
 V_FdFuncT fd_func;
 UIntT old_svc_fds;
-
-UIntT to_mask(const fd_set &set)
-{
-    UIntT mask = 0;
-    for (int fd = 0; fd < mask_bits; fd++)
-        if (FD_ISSET(fd, &set))
-            mask |= 1U << fd;
-    return mask;
-}
-
-fd_set to_set(UIntT mask)
-{
-    fd_set set;
-    FD_ZERO(&set);
-    for (int fd = 0; fd < mask_bits; fd++)
-        if (mask & 1U << fd)
-            FD_SET(fd, &set);
-    return set;
-}
-
-UIntT service_mask()
-{
-    return to_mask(velt::transport_descriptors());
-}
-
-// Waits on VA_SelectMask, which then holds what is ready.
-int wait_for_input()
-{
-    fd_set set = to_set(VA_SelectMask);
-    timeval limit = wait_limit;
-    int ready = select(mask_bits, &set, nullptr, nullptr, &limit);
-    VA_SelectMask = ready > 0 ? to_mask(set) : 0;
-    return ready;
-}
 
 void end_without_host()
 {
@@ -107,7 +72,7 @@ void translateFileToFile(const VqApiNotifyArgT &arg)
 
 void velt::call_fd_func()
 {
-    UIntT now = service_mask();
+    UIntT now = transport_mask();
     if (!fd_func || now == old_svc_fds)
         return;
     // The watcher may install another while it is told.
@@ -132,20 +97,20 @@ V_FdFuncT V_ApiSetFdFunc(V_FdFuncT func)
 
 IntT V_ApiService(UIntT *readMask)
 {
-    UIntT service;
+    UIntT others;
     int ready;
     do {
-        service = service_mask();
-        VA_SelectMask = service | (readMask ? *readMask : 0);
-        ready = wait_for_input();
+        const UIntT service = velt::transport_mask();
+        const UIntT given = readMask ? *readMask : 0;
+        VA_SelectMask = service | given;
+        others = given & ~service;
+        ready = velt::transport_wait(&others, wait_limit);
         if (ready <= 0 && !V_ApiVeltAlive())
             end_without_host();
     } while (ready == 0);
 
-    UIntT requests = VA_SelectMask & service;
-    UIntT others = VA_SelectMask & ~service;
-    if (requests)
-        velt::transport_dispatch(to_set(requests));
+    if (ready > 0)
+        velt::transport_dispatch();
     // A nested service loop has left its own there.
     VA_SelectMask = others;
     if (readMask)

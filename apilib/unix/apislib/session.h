@@ -1,7 +1,7 @@
 // The session's state, which its files share. One process, one session, one thread.
 #pragma once
 
-#include "apilib/unix/transport.h"
+#include "apilib/unix/transport/transport.h"
 #include "velt/wire.h"
 
 namespace velt

@@ -18,6 +18,12 @@ typedef struct V_TimeT {
 /* Told of every descriptor that the service starts (added 1) or stops (added 0) using. */
 typedef void (*V_FdFuncT)(IntT descriptor, IntT added);
 
+/* What the library bounds; the rows of limits.def. */
+typedef struct V_LimitsT {
+#define V_LIMIT(name, value, meaning) UIntT name;
+#include "velt/tables/limits.def"
+} V_LimitsT;
+
 VELT_BEGIN_DECLS
 
 /* Status of the last remote call that failed: -1 when no answer came, else the host's status or
@@ -25,6 +31,8 @@ VELT_BEGIN_DECLS
 extern IntT VA_errno;
 /* Time limit of every call to the host; set it before start-up. 0, 0 becomes seven days. */
 extern V_TimeT VA_TimeOut;
+/* The limits, with their defaults until the client sets others, before start-up. */
+extern V_LimitsT VA_Limits;
 /* Non-zero asks the service loop to end; the host is told with every hand-over of control. */
 extern IntT VA_bailout;
 /* The client's number, from the host; -1 before start-up. */

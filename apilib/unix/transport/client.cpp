@@ -1,0 +1,363 @@
+// The handle on which calls are made.
+
+#include <rpc/rpc.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <new>
+#include <poll.h>
+#include <rpc/pmap_prot.h>
+#include <sys/socket.h>
+#include <type_traits>
+#include <unistd.h>
+
+#include "apilib/routines.h"
+#include "apilib/unix/transport/connection.h"
+#include "velt/api.h"
+
+namespace velt
+{
+namespace
+{
+
+struct Caller : Connection {
+    CLIENT handle{};
+    sockaddr_in address;
+    std::uint32_t program;
+    std::uint32_t version;
+    std::uint32_t id;
+    rpc_err error{};
+    bool limit_set = false;
+    timeval limit{};
+    bool close_descriptor = true;
+    bool dead = false; // a record is cut off in one direction or the other
+    void (*replied)(void *, const rpc_err &) = nullptr;
+    void *context = nullptr;
+
+    Caller(int fd, const sockaddr_in &peer, rpcprog_t prog, rpcvers_t vers)
+        : Connection(calling, fd), address(peer), program(static_cast<std::uint32_t>(prog)),
+          version(static_cast<std::uint32_t>(vers)), id(static_cast<std::uint32_t>(now()))
+    {
+    }
+
+    clnt_stat fail(clnt_stat status, int system_error = 0)
+    {
+        error = {};
+        error.re_status = status;
+        error.re_errno = system_error;
+        return status;
+    }
+    clnt_stat lose(clnt_stat status, int system_error)
+    {
+        dead = true;
+        return fail(status, system_error);
+    }
+    clnt_stat send(rpcproc_t procedure, xdrproc_t encode, void *argument, Time until);
+    clnt_stat receive(xdrproc_t decode, void *result, Time until);
+};
+
+Caller &caller(CLIENT *client)
+{
+    return *static_cast<Caller *>(client->cl_private);
+}
+
+// Has the head of an answer decoded, and, with an authenticator, its results.
+void read_reply(const Message &record, AUTH *auth, xdrproc_t decode, void *result, rpc_err *error)
+{
+    XDR xdrs;
+    record.open(xdrs);
+    rpc_msg message{};
+    message.acpted_rply.ar_results.proc = routine<void>();
+    *error = {};
+    if (xdr_replymsg(&xdrs, &message))
+        _seterr_reply(&message, error);
+    else
+        error->re_status = RPC_CANTDECODERES;
+    if (error->re_status == RPC_SUCCESS && auth) {
+        if (!AUTH_VALIDATE(auth, &message.acpted_rply.ar_verf)) {
+            error->re_status = RPC_AUTHERROR;
+            error->re_why = AUTH_INVALIDRESP;
+        } else if (decode && !AUTH_UNWRAP(auth, &xdrs, decode, static_cast<char *>(result))) {
+            error->re_status = RPC_CANTDECODERES;
+        }
+    }
+    if (message.rm_reply.rp_stat == MSG_ACCEPTED && message.acpted_rply.ar_verf.oa_base) {
+        XDR freeing{};
+        freeing.x_op = XDR_FREE;
+        xdr_opaque_auth(&freeing, &message.acpted_rply.ar_verf);
+    }
+    xdr_destroy(&xdrs);
+}
+
+clnt_stat Caller::send(rpcproc_t procedure, xdrproc_t encode, void *argument, Time until)
+{
+    RecordWriter writer(descriptor, chunk, replied ? &out : nullptr, until);
+    id++;
+    long head[] = {static_cast<long>(id),
+                   CALL,
+                   RPC_MSG_VERSION,
+                   static_cast<long>(program),
+                   static_cast<long>(version),
+                   static_cast<long>(procedure)};
+    bool encoded = true;
+    for (const long &word : head)
+        encoded = encoded && XDR_PUTLONG(writer.xdrs(), &word);
+    encoded = encoded && AUTH_MARSHALL(handle.cl_auth, writer.xdrs()) &&
+              AUTH_WRAP(handle.cl_auth, writer.xdrs(), encode, static_cast<char *>(argument));
+    if (encoded && writer.finish())
+        return RPC_SUCCESS;
+    const int failure = writer.error();
+    const clnt_stat status = failure == 0 || failure == EMSGSIZE ? RPC_CANTENCODEARGS
+                             : failure == ETIMEDOUT              ? RPC_TIMEDOUT
+                                                                 : RPC_CANTSEND;
+    return writer.begun() || status == RPC_CANTSEND ? lose(status, failure) : fail(status, failure);
+}
+
+clnt_stat Caller::receive(xdrproc_t decode, void *result, Time until)
+{
+    for (;;) {
+        while (!in.has_record()) {
+            if (!wait_until(descriptor, POLLIN, until))
+                return fail(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_CANTRECV, errno);
+            const auto status = in.read(descriptor);
+            if (status == RecordReader::closed)
+                return lose(RPC_CANTRECV, ECONNRESET);
+            if (status == RecordReader::broken)
+                return lose(RPC_CANTRECV, errno);
+        }
+        Message record = in.take();
+        // An answer to a call that was given up is not this one's.
+        const bool ours = record.id() == id;
+        if (ours)
+            read_reply(record, handle.cl_auth, decode, result, &error);
+        in.give_back(std::move(record));
+        if (ours)
+            return error.re_status;
+    }
+}
+
+clnt_stat call(CLIENT *client, rpcproc_t procedure, xdrproc_t encode, void *argument,
+               xdrproc_t decode, void *result, timeval given)
+{
+    Caller &to = caller(client);
+    if (to.dead)
+        return to.fail(RPC_CANTSEND, EPIPE);
+    const timeval limit = to.limit_set ? to.limit : given;
+    const bool wait = limit.tv_sec != 0 || limit.tv_usec != 0;
+    const Time deadline = after(limit);
+    for (int refreshes = 2;; refreshes--) {
+        if (const clnt_stat sent = to.send(procedure, encode, argument, deadline);
+            sent != RPC_SUCCESS)
+            return sent;
+        if (!wait)
+            return decode ? to.fail(RPC_TIMEDOUT) : to.fail(RPC_SUCCESS);
+        const clnt_stat status = to.receive(decode, result, deadline);
+        if (status != RPC_AUTHERROR || refreshes == 0 || !AUTH_REFRESH(client->cl_auth, nullptr))
+            return status;
+    }
+}
+
+void abort_call(CLIENT *) {}
+
+void get_error(CLIENT *client, rpc_err *error)
+{
+    *error = caller(client).error;
+}
+
+bool_t free_results(CLIENT *, xdrproc_t decode, void *result)
+{
+    XDR xdrs{};
+    xdrs.x_op = XDR_FREE;
+    return (*decode)(&xdrs, result);
+}
+
+void destroy(CLIENT *client)
+{
+    Caller &to = caller(client);
+    if (to.replied)
+        unlink(to);
+    if (to.close_descriptor)
+        close(to.descriptor);
+    unmake(&to);
+}
+
+bool_t control(CLIENT *client, u_int request, void *info)
+{
+    Caller &to = caller(client);
+    auto *number = static_cast<std::uint32_t *>(info);
+    switch (request) {
+    case CLSET_TIMEOUT:
+        to.limit = *static_cast<timeval *>(info);
+        to.limit_set = true;
+        return TRUE;
+    case CLGET_TIMEOUT:
+        *static_cast<timeval *>(info) = to.limit;
+        return TRUE;
+    case CLGET_SERVER_ADDR:
+        *static_cast<sockaddr_in *>(info) = to.address;
+        return TRUE;
+    case CLGET_FD:
+        *static_cast<int *>(info) = to.descriptor;
+        return TRUE;
+    case CLSET_FD_CLOSE:
+    case CLSET_FD_NCLOSE:
+        to.close_descriptor = request == CLSET_FD_CLOSE;
+        return TRUE;
+    case CLGET_XID:
+        *number = to.id;
+        return TRUE;
+    case CLSET_XID:
+        to.id = *number - 1;
+        return TRUE;
+    case CLGET_VERS:
+        *number = to.version;
+        return TRUE;
+    case CLSET_VERS:
+        to.version = *number;
+        return TRUE;
+    case CLGET_PROG:
+        *number = to.program;
+        return TRUE;
+    case CLSET_PROG:
+        to.program = *number;
+        return TRUE;
+    default:
+        return FALSE;
+    }
+}
+
+std::remove_pointer_t<decltype(CLIENT::cl_ops)> operations = {call,         abort_call, get_error,
+                                                              free_results, destroy,    control};
+
+CLIENT *no_client(clnt_stat status, int system_error)
+{
+    rpc_createerr.cf_stat = status;
+    rpc_createerr.cf_error.re_errno = system_error;
+    return nullptr;
+}
+
+int open_connection(const sockaddr_in &address, Time deadline)
+{
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
+    if (fd < 0)
+        return -1;
+    const auto *to = reinterpret_cast<const sockaddr *>(&address);
+    int error = connect(fd, to, sizeof address) == 0 ? 0 : errno;
+    if (error == EINPROGRESS || error == EINTR) {
+        socklen_t size = sizeof error;
+        if (!wait_until(fd, POLLOUT, deadline))
+            error = errno;
+        else if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0)
+            error = errno;
+    }
+    if (error) {
+        close(fd);
+        errno = error;
+        return -1;
+    }
+    // The last segment of a record must not wait for an acknowledgement.
+    const int on = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return fd;
+}
+
+CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t version, Time deadline)
+{
+    const int fd = open_connection(address, deadline);
+    if (fd < 0)
+        return no_client(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_SYSTEMERROR, errno);
+    auto *made = make<Caller>(fd, address, program, version);
+    if (!made) {
+        close(fd);
+        return no_client(RPC_SYSTEMERROR, ENOMEM);
+    }
+    made->handle.cl_auth = authnone_create();
+    made->handle.cl_ops = &operations;
+    made->handle.cl_private = made;
+    return &made->handle;
+}
+
+timeval left_until(Time deadline)
+{
+    const Time left = deadline - now();
+    // 0 would not wait for the answer at all.
+    const Time time = left > 1000 ? left / 1000 : 1;
+    return {time / 1'000'000, time % 1'000'000};
+}
+
+// The port of a program by its machine's port mapper; 0 with rpc_createerr set.
+in_port_t look_up(sockaddr_in address, rpcprog_t program, rpcvers_t version, Time deadline)
+{
+    address.sin_port = htons(PMAPPORT);
+    CLIENT *mapper = connect_to(address, PMAPPROG, PMAPVERS, deadline);
+    if (!mapper)
+        return 0;
+    pmap wanted = {program, version, IPPROTO_TCP, 0};
+    u_short port = 0;
+    const clnt_stat status =
+        clnt_call(mapper, PMAPPROC_GETPORT, reinterpret_cast<xdrproc_t>(xdr_pmap), &wanted,
+                  reinterpret_cast<xdrproc_t>(xdr_u_short), &port, left_until(deadline));
+    if (status != RPC_SUCCESS) {
+        no_client(RPC_PMAPFAILURE, 0);
+        clnt_geterr(mapper, &rpc_createerr.cf_error);
+    } else if (port == 0) {
+        no_client(RPC_PROGNOTREGISTERED, 0);
+    }
+    clnt_destroy(mapper);
+    return port;
+}
+
+} // namespace
+
+void serve_replies(Connection &connection)
+{
+    auto &from = static_cast<Caller &>(connection);
+    auto status = RecordReader::broken;
+    if (from.out.send(from.descriptor))
+        status = from.in.has_record() ? RecordReader::whole : from.in.read(from.descriptor);
+    if (status == RecordReader::more)
+        return from.pace();
+    if (status == RecordReader::whole) {
+        Message record = from.in.take();
+        read_reply(record, nullptr, nullptr, nullptr, &from.error);
+        from.in.give_back(std::move(record));
+        from.pace();
+    } else {
+        from.lose(RPC_CANTRECV, status == RecordReader::closed ? ECONNRESET : errno);
+        unlink(from);
+    }
+    // The last thing here: the handle may be destroyed now.
+    from.replied(from.context, from.error);
+}
+
+void give_up_replies(Connection &connection)
+{
+    auto &from = static_cast<Caller &>(connection);
+    from.lose(RPC_TIMEDOUT, ETIMEDOUT);
+    unlink(from);
+    from.replied(from.context, from.error);
+}
+
+CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t version, timeval limit)
+{
+    const Time deadline = std::min(after(limit), after_seconds(VA_Limits.connectSeconds));
+    if (address.sin_port == 0)
+        address.sin_port = htons(look_up(address, program, version, deadline));
+    return address.sin_port ? connect_to(address, program, version, deadline) : nullptr;
+}
+
+void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc_err &error),
+                        void *context)
+{
+    Caller &to = caller(client);
+    if (!to.replied)
+        link(to);
+    to.replied = replied;
+    to.context = context;
+}
+
+} // namespace velt

@@ -1,0 +1,304 @@
+#include "apilib/unix/transport/record.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <ctime>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "apilib/whole_record.h"
+#include "velt/api.h"
+
+namespace velt
+{
+namespace
+{
+
+constexpr std::size_t mark_size = 4;
+constexpr std::uint32_t last_fragment = 0x80000000;
+
+constexpr std::size_t first_size = 8192;
+// Memory that a connection keeps from one record to the next.
+constexpr std::size_t kept_size = 2 << 20;
+// The first bytes of a long record are on their way while the rest is encoded.
+constexpr std::size_t chunk_size = 32768;
+
+void put_mark(char *to, std::size_t size, bool last)
+{
+    const std::uint32_t mark = htonl(static_cast<std::uint32_t>(size) | (last ? last_fragment : 0));
+    std::memcpy(to, &mark, mark_size);
+}
+
+void advance(msghdr &message, std::size_t sent)
+{
+    for (; message.msg_iovlen && sent >= message.msg_iov->iov_len; message.msg_iovlen--)
+        sent -= message.msg_iov++->iov_len;
+    if (message.msg_iovlen) {
+        message.msg_iov->iov_base = static_cast<char *>(message.msg_iov->iov_base) + sent;
+        message.msg_iov->iov_len -= sent;
+    }
+}
+
+bool would_block()
+{
+    return errno == EAGAIN || errno == EWOULDBLOCK;
+}
+
+} // namespace
+
+Time now()
+{
+    timespec time;
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return Time{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+Time after(timeval span)
+{
+    constexpr Time most = never / 2'000'000'000;
+    return now() + std::clamp<Time>(span.tv_sec, 0, most) * 1'000'000'000 +
+           std::max<Time>(span.tv_usec, 0) * 1000;
+}
+
+bool wait_until(int descriptor, short events, Time deadline)
+{
+    for (;;) {
+        const Time left = deadline - now();
+        // Up, so that the wait is never cut short.
+        const Time time = left > 0 ? std::min<Time>((left + 999'999) / 1'000'000, INT_MAX) : 0;
+        pollfd wait = {descriptor, events, 0};
+        const int ready = poll(&wait, 1, static_cast<int>(time));
+        if (ready > 0)
+            return true;
+        if (ready < 0 && errno != EINTR)
+            return false;
+        if (left <= 0) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+    }
+}
+
+std::uint32_t Message::id() const
+{
+    std::uint32_t word = 0;
+    if (size >= sizeof word)
+        std::memcpy(&word, block.data() + mark_size, sizeof word);
+    return ntohl(word);
+}
+
+void Message::open(XDR &xdrs) const
+{
+    xdrmem_create(&xdrs, block.data() + mark_size, static_cast<u_int>(size), XDR_DECODE);
+    mark_whole_record(&xdrs);
+}
+
+RecordReader::Status RecordReader::read(int descriptor)
+{
+    // No more than what has come is believed to come.
+    if (end_ == block_.size() && !block_.grow(std::max(first_size, 2 * end_)))
+        return broken;
+    const ssize_t got = recv(descriptor, block_.data() + end_, block_.size() - end_, 0);
+    if (got == 0)
+        return closed;
+    if (got < 0)
+        return would_block() || errno == EINTR ? more : broken;
+    end_ += static_cast<std::size_t>(got);
+    return assemble();
+}
+
+RecordReader::Status RecordReader::assemble()
+{
+    char *data = block_.data();
+    while (!has_record()) {
+        if (left_ == 0) {
+            if (end_ - scanned_ < mark_size)
+                return more;
+            std::uint32_t mark;
+            std::memcpy(&mark, data + scanned_, mark_size);
+            mark = ntohl(mark);
+            scanned_ += mark_size;
+            left_ = mark & ~last_fragment;
+            last_ = (mark & last_fragment) != 0;
+            if (left_ > VA_Limits.recordIn || size_ > VA_Limits.recordIn - left_)
+                return broken;
+            continue;
+        }
+        const std::size_t take = std::min(left_, end_ - scanned_);
+        if (take == 0) {
+            // The marks of earlier fragments leave a gap; what comes next may follow at once.
+            end_ = scanned_ = mark_size + size_;
+            return more;
+        }
+        if (scanned_ != mark_size + size_)
+            std::memmove(data + mark_size + size_, data + scanned_, take);
+        scanned_ += take;
+        size_ += take;
+        left_ -= take;
+    }
+    return whole;
+}
+
+Message RecordReader::take()
+{
+    Message record{std::move(block_), size_};
+    const std::size_t rest = end_ - scanned_;
+    const std::size_t from = scanned_;
+    end_ = scanned_ = size_ = 0;
+    last_ = false;
+    if (rest != 0 && block_.grow(std::max(first_size, rest))) {
+        std::memcpy(block_.data(), record.block.data() + from, rest);
+        end_ = rest;
+        assemble();
+    }
+    return record;
+}
+
+void RecordReader::give_back(Message record)
+{
+    if (!block_.data() && record.block.size() <= kept_size)
+        block_ = std::move(record.block);
+}
+
+ssize_t Outgoing::add(const iovec &bytes)
+{
+    if (bytes.iov_len > VA_Limits.recordOut || end_ > VA_Limits.recordOut - bytes.iov_len ||
+        !block_.grow(end_ + bytes.iov_len > block_.size()
+                         ? std::max(2 * block_.size(), end_ + bytes.iov_len)
+                         : 0)) {
+        errno = ENOBUFS;
+        return -1;
+    }
+    std::memcpy(block_.data() + end_, bytes.iov_base, bytes.iov_len);
+    end_ += bytes.iov_len;
+    return static_cast<ssize_t>(bytes.iov_len);
+}
+
+bool Outgoing::send(int descriptor)
+{
+    while (!empty()) {
+        const ssize_t sent =
+            ::send(descriptor, block_.data() + begin_, end_ - begin_, MSG_NOSIGNAL);
+        if (sent < 0 && errno != EINTR)
+            return would_block();
+        begin_ += static_cast<std::size_t>(std::max<ssize_t>(sent, 0));
+    }
+    begin_ = end_ = 0;
+    if (block_.size() > kept_size)
+        block_ = Block();
+    return true;
+}
+
+// The operations of the stream, as the RPC library's routines call them.
+struct WriterOperations {
+    static RecordWriter &writer(XDR *xdrs) { return *static_cast<RecordWriter *>(xdrs->x_private); }
+
+    static bool_t getlong(XDR *, long *) { return FALSE; }
+    static bool_t putlong(XDR *xdrs, const long *value)
+    {
+        char *to = writer(xdrs).room(4);
+        if (!to)
+            return FALSE;
+        const std::uint32_t word = htonl(static_cast<std::uint32_t>(*value));
+        std::memcpy(to, &word, 4);
+        return TRUE;
+    }
+    static bool_t getbytes(XDR *, char *, u_int) { return FALSE; }
+    static bool_t putbytes(XDR *xdrs, const char *bytes, u_int size)
+    {
+        return writer(xdrs).put(bytes, size);
+    }
+    static u_int getpostn(XDR *xdrs)
+    {
+        return static_cast<u_int>(writer(xdrs).sent_ + writer(xdrs).used_);
+    }
+    static bool_t setpostn(XDR *, u_int) { return FALSE; }
+    static int32_t *in_line(XDR *xdrs, u_int size)
+    {
+        // Words lie on whole words; what follows a fragment of odd size goes one by one.
+        RecordWriter &to = writer(xdrs);
+        return size <= chunk_size && to.used_ % 4 == 0 ? reinterpret_cast<int32_t *>(to.room(size))
+                                                       : nullptr;
+    }
+    static void destroy(XDR *) {}
+    static bool_t control(XDR *, int, void *) { return FALSE; }
+
+    static constexpr XDR::xdr_ops table = {getlong,  putlong, getbytes, putbytes, getpostn,
+                                           setpostn, in_line, destroy,  control};
+};
+
+RecordWriter::RecordWriter(int descriptor, Block &chunk, Outgoing *queue, Time deadline)
+    : descriptor_(descriptor), chunk_(chunk), queue_(queue), deadline_(deadline), used_(0)
+{
+    xdrs_.x_op = XDR_ENCODE;
+    xdrs_.x_ops = &WriterOperations::table;
+    xdrs_.x_private = this;
+    if (!chunk_.grow(mark_size + chunk_size))
+        error_ = ENOMEM;
+}
+
+char *RecordWriter::room(std::size_t size)
+{
+    if (error_ || (used_ + size > chunk_size && !flush(false, nullptr, 0)))
+        return nullptr;
+    char *at = chunk_.data() + mark_size + used_;
+    used_ += size;
+    return at;
+}
+
+bool RecordWriter::put(const char *bytes, std::size_t size)
+{
+    // Long strings go out from where they are.
+    if (size > chunk_size / 2)
+        return !error_ && flush(false, bytes, size);
+    char *to = room(size);
+    if (to)
+        std::memcpy(to, bytes, size);
+    return to != nullptr;
+}
+
+// Sends what is in the chunk, and more bytes behind it, as one fragment.
+bool RecordWriter::flush(bool last, const char *more, std::size_t size)
+{
+    const std::size_t fragment = used_ + size;
+    if (fragment > VA_Limits.recordOut || sent_ > VA_Limits.recordOut - fragment) {
+        error_ = EMSGSIZE;
+        return false;
+    }
+    put_mark(chunk_.data(), fragment, last);
+    iovec parts[] = {{chunk_.data(), mark_size + used_}, {const_cast<char *>(more), size}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = size ? 2 : 1;
+    sent_ += fragment;
+    used_ = 0;
+    while (message.msg_iovlen) {
+        ssize_t sent = -1;
+        if (!queue_ || queue_->empty())
+            sent = sendmsg(descriptor_, &message, MSG_NOSIGNAL);
+        if (queue_ && (!queue_->empty() || (sent < 0 && would_block())))
+            sent = queue_->add(*message.msg_iov);
+        if (sent >= 0) {
+            begun_ = true;
+            advance(message, static_cast<std::size_t>(sent));
+        } else if (would_block() ? !wait_until(descriptor_, POLLOUT, deadline_) : errno != EINTR) {
+            error_ = errno;
+            return false;
+        }
+    }
+    return true;
+}
+
+bool RecordWriter::finish()
+{
+    if (error_ || !flush(true, nullptr, 0)) {
+        errno = error_;
+        return false;
+    }
+    return true;
+}
+
+} // namespace velt

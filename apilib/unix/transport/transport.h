@@ -1,0 +1,54 @@
+// How records travel: connections that never wait for a peer beyond a limit, a CLIENT and an
+// SVCXPRT on them, and the one wait for all of them. The client library uses it in both directions,
+// and the host too. One thread.
+#pragma once
+
+#include <netinet/in.h>
+#include <rpc/rpc.h>
+
+#include "velt/scalars.h"
+
+namespace velt
+{
+
+// Who answers on a service, and who hears of what befalls it. All but `dispatch` may be null.
+struct Service {
+    void (*dispatch)(svc_req *, SVCXPRT *);
+    void (*report)(void *context, const char *what); // one line, of a peer that is turned away
+    void (*closed)(void *context, SVCXPRT *connection);
+    void *context;
+};
+
+// A TCP service on a port of the system's choosing; null on failure. svc_destroy ends it with all
+// its connections.
+SVCXPRT *transport_listen(const Service &service);
+// What the service answers to, told to the port mapper.
+bool transport_register(SVCXPRT *service, rpcprog_t program, rpcvers_t version);
+// Lets a machine speak to the service. This one may always, by the processes of root and of the
+// user's own.
+void transport_allow(SVCXPRT *service, in_addr_t machine);
+
+// A handle for a program at an address, whose port mapper is asked for the port when it is 0. The
+// limit is one for all of it. Null on failure, with rpc_createerr set. clnt_control with
+// CLSET_FD_NCLOSE leaves the socket to the caller.
+CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t version, timeval limit);
+// From now on calls with a time limit of 0 are sent without waiting for anything, and what becomes
+// of them is told in their order as they are served in transport_dispatch. An error other than one
+// of the call's own ends the connection.
+void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc_err &error),
+                        void *context);
+
+// Descriptors of others that are waited for too.
+void transport_watch(int descriptor, void (*ready)(int descriptor));
+void transport_unwatch(int descriptor);
+
+// The descriptors of the services, those below 32.
+UIntT transport_mask();
+// Waits for all descriptors, and for those of `others` that are given, which is left with those of
+// them that are ready. Returns the number of ready descriptors; 0 when the time is over; -1 with
+// errno when interrupted.
+int transport_wait(UIntT *others, int milliseconds);
+// Serves what the last wait has found.
+void transport_dispatch();
+
+} // namespace velt

@@ -1,0 +1,233 @@
+// The one wait for every descriptor, and the turns of those that are ready.
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <new>
+#include <poll.h>
+
+#include "apilib/unix/transport/connection.h"
+#include "velt/api.h"
+
+V_LimitsT VA_Limits = {
+#define V_LIMIT(name, value, meaning) value,
+#include "velt/tables/limits.def"
+};
+
+namespace velt
+{
+
+Waiter *waiters;
+
+namespace
+{
+
+constexpr int mask_bits = 32;
+
+struct Foreign : Waiter {
+    void (*act)(int);
+
+    Foreign(int fd, void (*then)(int)) : Waiter(foreign, fd), act(then) {}
+};
+
+// The descriptors of one wait.
+struct Poll {
+    Block block;
+    std::size_t count = 0;
+
+    pollfd *entries() const { return reinterpret_cast<pollfd *>(block.data()); }
+    // Its place, or -1 when there is no memory.
+    int add(int descriptor, short events)
+    {
+        if (!block.grow(count < block.size() / sizeof(pollfd) ? 0
+                                                              : (2 * count + 64) * sizeof(pollfd)))
+            return -1;
+        entries()[count] = {descriptor, events, 0};
+        return static_cast<int>(count++);
+    }
+};
+
+// Used anew by every wait: what it finds goes into the waiters. Never released.
+Poll *polled;
+
+// What to wait for; 0 for nothing now. `ready` is set for what need not be waited for.
+short interest(Waiter &waiter, Time time, Time &nearest)
+{
+    switch (waiter.kind) {
+    case Waiter::listener: {
+        const Time rest = static_cast<Listener &>(waiter).rests_until;
+        if (rest <= time)
+            return POLLIN;
+        nearest = std::min(nearest, rest);
+        return 0;
+    }
+    case Waiter::foreign:
+        return POLLIN;
+    case Waiter::serving:
+    case Waiter::calling:
+        break;
+    }
+    auto &connection = static_cast<Connection &>(waiter);
+    const bool calling = waiter.kind == Waiter::calling;
+    if (!connection.out.empty())
+        return static_cast<short>(calling ? POLLIN | POLLOUT : POLLOUT);
+    if (!calling && !can_read(connection))
+        return 0;
+    waiter.ready = connection.in.has_record();
+    return POLLIN;
+}
+
+// Drops what has not got on in its time.
+void drop_late(Time time)
+{
+    for (Waiter *each = waiters; each;) {
+        Waiter *next = each->next;
+        if (each->deadline <= time) {
+            auto &connection = static_cast<Connection &>(*each);
+            if (each->kind == Waiter::calling)
+                give_up_replies(connection);
+            else if (connection.out.empty() && !can_read(connection))
+                // Its own call is being answered meanwhile.
+                each->deadline = never;
+            else
+                drop(connection);
+            // Who is told may have ended others.
+            next = waiters;
+        }
+        each = next;
+    }
+}
+
+} // namespace
+
+void link(Waiter &waiter)
+{
+    waiter.next = waiters;
+    waiters = &waiter;
+}
+
+void unlink(Waiter &waiter)
+{
+    for (Waiter **each = &waiters; *each; each = &(*each)->next) {
+        if (*each == &waiter) {
+            *each = waiter.next;
+            return;
+        }
+    }
+}
+
+void Connection::pace()
+{
+    if (out.empty() && (in.at_rest() || in.has_record()))
+        deadline = never;
+    else if (deadline == never)
+        deadline = after_seconds(VA_Limits.recordSeconds);
+}
+
+void transport_watch(int descriptor, void (*ready)(int descriptor))
+{
+    if (auto *made = make<Foreign>(descriptor, ready))
+        link(*made);
+}
+
+void transport_unwatch(int descriptor)
+{
+    for (Waiter *each = waiters; each; each = each->next) {
+        if (each->kind == Waiter::foreign && each->descriptor == descriptor) {
+            unlink(*each);
+            return unmake(static_cast<Foreign *>(each));
+        }
+    }
+}
+
+UIntT transport_mask()
+{
+    UIntT mask = 0;
+    for (const Waiter *each = waiters; each; each = each->next)
+        if ((each->kind == Waiter::listener || each->kind == Waiter::serving) &&
+            each->descriptor < mask_bits)
+            mask |= 1U << each->descriptor;
+    return mask;
+}
+
+int transport_wait(UIntT *others, int milliseconds)
+{
+    const UIntT wanted = others ? *others : 0;
+    if (others)
+        *others = 0;
+    const Time end = now() + Time{milliseconds} * 1'000'000;
+    if (!polled && !(polled = make<Poll>()))
+        return -1;
+    for (;;) {
+        const Time time = now();
+        drop_late(time);
+        Time nearest = end;
+        int ready = 0;
+        polled->count = 0;
+        for (Waiter *each = waiters; each; each = each->next) {
+            each->ready = false;
+            const short events = interest(*each, time, nearest);
+            each->slot = events && !each->ready ? polled->add(each->descriptor, events) : -1;
+            ready += each->ready;
+            nearest = std::min(nearest, each->deadline);
+        }
+        const std::size_t ours = polled->count;
+        for (int fd = 0; fd < mask_bits; fd++)
+            if (wanted & 1U << fd)
+                polled->add(fd, POLLIN);
+
+        const Time left = ready ? 0 : std::max<Time>(nearest - time, 0);
+        const int found =
+            poll(polled->entries(), polled->count,
+                 static_cast<int>(std::min<Time>((left + 999'999) / 1'000'000, INT_MAX)));
+        if (found < 0)
+            return -1;
+        if (found + ready == 0) {
+            if (nearest == end)
+                return 0;
+            continue; // something else has had its time
+        }
+        for (Waiter *each = waiters; each; each = each->next)
+            if (each->slot >= 0)
+                each->ready = polled->entries()[each->slot].revents != 0;
+        for (std::size_t i = ours; i < polled->count; i++) {
+            const pollfd &entry = polled->entries()[i];
+            if (entry.revents & POLLNVAL) {
+                errno = EBADF;
+                return -1;
+            }
+            if (entry.revents)
+                *others |= 1U << entry.fd;
+        }
+        return found + ready;
+    }
+}
+
+void transport_dispatch()
+{
+    for (Waiter *each = waiters; each;) {
+        if (!each->ready) {
+            each = each->next;
+            continue;
+        }
+        each->ready = false;
+        switch (each->kind) {
+        case Waiter::listener:
+            accept_on(static_cast<Listener &>(*each));
+            break;
+        case Waiter::serving:
+            serve_calls(static_cast<Connection &>(*each));
+            break;
+        case Waiter::calling:
+            serve_replies(static_cast<Connection &>(*each));
+            break;
+        case Waiter::foreign:
+            static_cast<Foreign &>(*each).act(each->descriptor);
+            break;
+        }
+        // Whoever was served may have changed the list.
+        each = waiters;
+    }
+}
+
+} // namespace velt
