@@ -4,3 +4,9 @@ velt_test(vdelib_core SOURCES
   LINK velt-vde-static)
 # The library's allocations go through failing_heap.cpp.
 target_link_options(vdelib_core PRIVATE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
+
+velt_test(vdelib_encconv SOURCES
+  vdelib/failing_heap.cpp vdelib/encconv_builder.cpp vdelib/encconv_names.cpp
+  vdelib/encconv_asian.cpp vdelib/encconv_unicode.cpp
+  LINK velt-vde-static ${CMAKE_DL_LIBS})
+target_link_options(vdelib_encconv PRIVATE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)

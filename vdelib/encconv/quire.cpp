@@ -2,14 +2,14 @@
 
 #include "velt/vde/quire.h"
 
+#include "vdelib/encconv/bytemaps.h"
+
 #include <array>
 
 namespace
 {
 
-template <class Entry>
-using Table = std::array<Entry, 256>;
-using ByteTable = Table<UCharT>;
+using velt::ByteTable;
 
 // Not for compile time: a table whose text is wrong calls it, and so does not compile.
 [[maybe_unused]] void malformed_table() {}
@@ -121,8 +121,38 @@ consteval ByteTable make_ascii_to_upper()
 
 constexpr ByteTable ascii_to_upper = make_ascii_to_upper();
 
+} // namespace
+
+namespace velt
+{
+
 #define QUIRE_MAP(name, base, entries) constexpr ByteTable name = byte_map(base, entries);
 #include "vdelib/encconv/quire_maps.def"
+
+} // namespace velt
+
+namespace
+{
+
+using namespace velt;
+
+// Mac has Quire's codes from 0x20 on.
+consteval ByteTable mac_to_quire()
+{
+    ByteTable map = xident_map;
+    for (unsigned ch = 0; ch < 0x20; ++ch)
+        map[ch] = xatoq_map[ch] != 0 ? xatoq_map[ch] : '?';
+    return map;
+}
+
+// 0x80 too goes through the ASCII map, and so loses its accent.
+consteval ByteTable quire_to_mac()
+{
+    ByteTable map = xident_map;
+    for (unsigned ch = 0; ch <= 0x80; ++ch)
+        map[ch] = xqtoa_map[ch];
+    return map;
+}
 
 consteval ByteTable inverse_case(const ByteTable &to_upper)
 {
@@ -162,7 +192,7 @@ consteval ByteTable hex_values()
 
 constexpr ByteTable xHexAtoD = hex_values();
 
-using PropertyTable = Table<uint16_t>;
+using PropertyTable = std::array<uint16_t, 256>;
 
 consteval void set_property(PropertyTable &table, unsigned bit, unsigned others, const char *codes)
 {
@@ -202,6 +232,9 @@ UCharT low_byte(IntT ch)
 }
 
 } // namespace
+
+constexpr ByteTable velt::xmactoq_map = mac_to_quire();
+constexpr ByteTable velt::xqtomac_map = quire_to_mac();
 
 const UCharT *VdeIdentMap = xident_map.data();
 const UCharT *VdeQToUpper = xqto_upper.data();
@@ -249,17 +282,12 @@ IntT VdeAnsiToQuire(IntT ch)
 
 IntT VdeMacToQuire(IntT ch)
 {
-    const UCharT code = low_byte(ch);
-    const UCharT mapped = code < 0x20 ? xatoq_map[code] : code;
-    return mapped != 0 ? mapped : '?';
+    return xmactoq_map[low_byte(ch)];
 }
 
-// 0x80 too goes through the ASCII map, and so loses its accent; the codes above are the same in
-// both.
 IntT VdeQuireToMac(IntT ch)
 {
-    const UCharT code = low_byte(ch);
-    return code <= 0x80 ? xqtoa_map[code] : code;
+    return xqtomac_map[low_byte(ch)];
 }
 
 IntT VdeQuireToQuire(IntT ch)

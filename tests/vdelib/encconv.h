@@ -1,0 +1,58 @@
+#pragma once
+
+#include "vdelib/support.h"
+
+#include <iconv.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+using Converter = IntT (*)(VdeClT *cl, const char *src, IntT srcLen);
+
+// What a converter makes of the text, which lies in a block of just its size; none when it fails.
+inline std::optional<std::string> converted(const std::function<IntT(VdeClT *, char *, IntT)> &run,
+                                            const std::string &text)
+{
+    VdeClT cl;
+    VdeClInit(&cl, 256);
+    const Owned<> block{static_cast<char *>(V_DuplicatePtr(text.data(), UIntT(text.size()), 0))};
+    const IntT result = run(&cl, block.get(), static_cast<IntT>(text.size()));
+    const Owned<UCharT> buffer{cl.buf};
+    EXPECT_EQ(cl.size, (cl.len + 255) / 256 * 256);
+    EXPECT_TRUE(cl.buf == nullptr || cl.buf[cl.len] == 0);
+    if (result != 0)
+        return std::nullopt;
+    return std::string(cl.buf, cl.buf + cl.len);
+}
+
+// What the C library makes of the text; none when it cannot convert all of it.
+inline std::optional<std::string> iconved(const char *from, const char *to, std::string text)
+{
+    const iconv_t cd = iconv_open(to, from);
+    EXPECT_NE(cd, iconv_t(-1)) << from << ' ' << to;
+    std::string result(text.size() * 8 + 16, '\0');
+    char *in = text.data();
+    char *out = result.data();
+    size_t in_left = text.size();
+    size_t out_left = result.size();
+    const bool done = iconv(cd, &in, &in_left, &out, &out_left) == 0 &&
+                      iconv(cd, nullptr, nullptr, &out, &out_left) == 0;
+    iconv_close(cd);
+    if (!done)
+        return std::nullopt;
+    result.resize(result.size() - out_left);
+    return result;
+}
+
+inline std::string bytes(std::initializer_list<int> codes)
+{
+    return {codes.begin(), codes.end()};
+}
+
+// Calls for each two-byte string.
+inline void for_each_pair(const std::function<void(const std::string &)> &visit)
+{
+    for (int code = 0; code < 0x10000; ++code)
+        visit(bytes({code >> 8, code & 0xFF}));
+}

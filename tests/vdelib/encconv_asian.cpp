@@ -1,0 +1,312 @@
+#include "vdelib/encconv.h"
+
+#include <map>
+#include <random>
+#include <set>
+#include <vector>
+
+namespace
+{
+
+using Result = std::optional<std::string>;
+
+bool multibyte(const std::string &text)
+{
+    return static_cast<UCharT>(text[0]) >= 0x80;
+}
+
+// JIS text as the C library ends its kanji, with the set of ISO 646 instead of ours.
+Result in_ascii(Result jis)
+{
+    for (size_t at; jis && (at = jis->find("\x1B(J")) != std::string::npos;)
+        (*jis)[at + 2] = 'B';
+    return jis;
+}
+
+TEST(Japanese, EveryCodeIsThatOfTheCLibrary)
+{
+    int count = 0;
+    const auto same = [&count](Converter run, const char *from, const char *to, auto form) {
+        count = 0;
+        for_each_pair([&](const std::string &text) {
+            const Result expected = multibyte(text) ? iconved(from, to, text) : std::nullopt;
+            if (!expected)
+                return;
+            ++count;
+            EXPECT_EQ(form(converted(run, text)), *expected) << from << ' ' << to << ' ' << text;
+        });
+    };
+    const auto as_is = [](const Result &result) { return result; };
+    same(VdeShiftJisToEuc, "SJIS", "EUC-JP", as_is);
+    EXPECT_GT(count, 6879); // and pairs of single bytes
+    same(VdeEucToShiftJis, "EUC-JP", "SJIS", as_is);
+    EXPECT_GT(count, 6879);
+    same(VdeShiftJisToJis, "SJIS", "ISO-2022-JP", in_ascii);
+    EXPECT_EQ(count, 6879);
+    same(VdeEucToJis, "EUC-JP", "ISO-2022-JP", in_ascii);
+    EXPECT_EQ(count, 6879);
+}
+
+TEST(Japanese, BackIsTheSame)
+{
+    std::string euc;
+    for_each_pair([&](const std::string &text) {
+        if (UCharT(text[0]) >= 0xA1 && UCharT(text[1]) >= 0xA1 && text.find('\xFF') > 1) {
+            euc += text;
+            if (euc.size() % 14 == 0)
+                euc += "ab 12\n";
+        }
+    });
+    const std::string sjis = converted(VdeEucToShiftJis, euc).value();
+    const std::string jis = converted(VdeEucToJis, euc).value();
+    EXPECT_EQ(converted(VdeShiftJisToEuc, sjis), euc);
+    EXPECT_EQ(converted(VdeShiftJisToJis, sjis), jis);
+    EXPECT_EQ(converted(VdeJisToEuc, jis), euc);
+    EXPECT_EQ(converted(VdeJisToShiftJis, jis), sjis);
+    for (int c1 = 0x21; c1 <= 0x7E; ++c1) {
+        for (int c2 = 0x21; c2 <= 0x7E; ++c2) {
+            IntT b1 = c1, b2 = c2;
+            Vdejis2sjis(&b1, &b2);
+            EXPECT_EQ(bytes({b1, b2}), converted(VdeEucToShiftJis, bytes({c1 | 0x80, c2 | 0x80})));
+            Vdesjis2jis(&b1, &b2);
+            EXPECT_EQ(std::pair(b1, b2), std::pair(c1, c2));
+        }
+    }
+}
+
+TEST(Japanese, KatakanaBecomeFullWidth)
+{
+    for (int ch = 0xA1; ch <= 0xDF; ++ch) {
+        EXPECT_EQ(converted(VdeShiftJisToEuc, bytes({ch})), bytes({0x8E, ch}));
+        EXPECT_EQ(converted(VdeEucToShiftJis, bytes({0x8E, ch})), bytes({ch}));
+        for (const int mark : {0x41, 0xDE, 0xDF}) {
+            const std::string text = bytes({ch, mark});
+            const Result jis = converted(VdeShiftJisToJis, text);
+            const std::string euc =
+                mark == 0x41 ? bytes({0x8E, ch, mark}) : bytes({0x8E, ch, 0x8E, mark});
+            EXPECT_EQ(converted(VdeEucToJis, euc), jis);
+            // A character that has one code with its mark follows its own in the character set.
+            const std::string alone = converted(VdeShiftJisToJis, bytes({ch})).value();
+            const std::string behind = mark == 0x41   ? "A"
+                                       : mark == 0xDE ? "!+"
+                                                      : "!,"; // the marks' own codes
+            std::string apart = alone.substr(0, 5) + "\x1B(J" + behind;
+            if (mark != 0x41)
+                apart = alone.substr(0, 5) + behind + "\x1B(J";
+            std::string combined = alone;
+            combined[4] = char(combined[4] + mark - 0xDD);
+            const std::string voiced =
+                "\xB6\xB7\xB8\xB9\xBA\xBB\xBC\xBD\xBE\xBF\xC0\xC1\xC2\xC3\xC4"
+                "\xCA\xCB\xCC\xCD\xCE";
+            const size_t at = voiced.find(char(ch));
+            if (ch == 0xB3 && mark == 0xDE)
+                EXPECT_EQ(jis, "\x1B$B%t\x1B(J");
+            else if (at < (mark == 0xDE ? 20 : 0) || (mark == 0xDF && at >= 15 && at < 20))
+                EXPECT_EQ(jis, combined) << ch;
+            else
+                EXPECT_EQ(jis, apart) << ch << ' ' << mark;
+        }
+    }
+    const std::map<std::string, std::string> texts = {
+        {"\xB6\xDE", "\x1B$B%,\x1B(J"},
+        {"\xB1\xDE", "\x1B$B%\"!+\x1B(J"},
+        {"\xB6"
+         "A",
+         "\x1B$B%+\x1B(JA"},
+        {"A\x88\x9F"
+         "B",
+         "A\x1B$B0!\x1B(JB"},
+        {"\x88\x9F\n\x88\x9F", "\x1B$B0!\x1B(J\n\x1B$B0!\x1B(J"},
+        {"\x88\x9F\x88\xFD\x88\x20", "\x1B$B0!\x88\xFD\x88\x20\x1B(J"},
+    };
+    for (const auto &[sjis, jis] : texts)
+        EXPECT_EQ(converted(VdeShiftJisToJis, sjis), jis);
+}
+
+TEST(Japanese, OneKatakanaByItself)
+{
+    IntT index = 1, c1 = 0xB6, c2 = 0;
+    EXPECT_EQ(Vdehan2zen("\xB6\xDE", &index, &c1, &c2, VdeHanShiftJis), 0xB6);
+    EXPECT_EQ((std::vector{c1, c2, index}), (std::vector{0x83, 0x4B, 2}));
+    index = 2, c1 = 0xCA;
+    EXPECT_EQ(Vdehan2zen("\x8E\xCA\x8E\xDF", &index, &c1, &c2, VdeHanEuc), 0xCA);
+    EXPECT_EQ((std::vector{c1, c2, index}), (std::vector{0x83, 0x70, 4}));
+    index = 1, c1 = 'A', c2 = 7;
+    EXPECT_EQ(Vdehan2zen("A\x8E\xDE", &index, &c1, &c2, VdeHanEuc), 'A');
+    EXPECT_EQ((std::vector{c1, c2, index}), (std::vector{65, 7, 1}));
+    index = 1, c1 = 0xB6;
+    Vdehan2zen("\xB6", &index, &c1, &c2, VdeHanEuc);
+    EXPECT_EQ((std::vector{c1, c2, index}), (std::vector{0x83, 0x4A, 1}));
+}
+
+TEST(Japanese, EscapesAndLineEndsOfJis)
+{
+    const std::map<std::string, Result> texts = {
+        {"a\x1B$@0!\x1B(Bb", "a\xB0\xA1"
+                             "b"},
+        {"\x1B$B0!\n0!", "\xB0\xA1\n0!"},
+        {"\x1B$B0!\r0!", "\xB0\xA1\r0!"},
+        {"\x1B$B0", std::nullopt},
+        {"\x1Bx\x1B\x1B", "x"},
+        {"\x1B$", "$"},
+        {"\x1B$B\x1B(J~\t", "~\t"},
+        {"\x1B$B", ""},
+    };
+    for (const auto &[jis, euc] : texts)
+        EXPECT_EQ(converted(VdeJisToEuc, jis), euc) << jis;
+    EXPECT_EQ(converted(VdeJisToShiftJis, "a\t\x0C\x01z"), bytes({'a', 8, '\n', 0, 'z'}));
+    EXPECT_EQ(converted(VdeEucToShiftJis, "a\t\x80\xFFz\xB0 \x8E "),
+              bytes({'a', 8, 0, 0, 'z', 0xB0, ' ', 0x8E, ' '}));
+}
+
+// Codes of Big5 whose character the C library places elsewhere: symbols that look alike, characters
+// that CNS has only beyond its second plane, two that both sets have twice, and two swapped.
+const std::set<std::string> elsewhere = [] {
+    std::set<std::string> codes;
+    for (const int code :
+         {0xA155, 0xA156, 0xA157, 0xA158, 0xA1AB, 0xA1AC, 0xA1E1, 0xA1E2, 0xA2CC, 0xA2CE,
+          0xC255, 0xD6CC, 0xDADF, 0xF9D6, 0xF9D7, 0xF9D8, 0xF9D9, 0xF9DA, 0xF9DB, 0xF9DC,
+          0xF9E9, 0xF9EA, 0xF9EB, 0xF9F9, 0xF9FA, 0xF9FB, 0xF9FC, 0xF9FD})
+        codes.insert(bytes({code >> 8, code & 0xFF}));
+    return codes;
+}();
+
+TEST(Chinese, Big5CodesAreThoseOfTheCLibrary)
+{
+    std::map<std::string, std::string> back;
+    for_each_pair([&](const std::string &big5) {
+        if (!multibyte(big5))
+            return;
+        const std::string cns = converted(VdeBig52CNSEUC, big5).value();
+        const Result expected = iconved("BIG5", "EUC-TW", big5);
+        if (expected && !elsewhere.contains(big5)) {
+            EXPECT_EQ(cns, *expected);
+        }
+        if (cns != "\xA1\xA1" && big5 != "\xC9\x4A" && big5 != "\xDD\xFC") {
+            EXPECT_TRUE(back.emplace(cns, big5).second) << "two codes of one character";
+        }
+    });
+    // The codes from A3CE on, symbols of control characters, have no way back.
+    EXPECT_EQ(back.size(), 13477u);
+    for (const auto &[cns, big5] : back) {
+        const bool no_way = big5 >= "\xA3\xCE" && big5 <= "\xA3\xE0";
+        EXPECT_EQ(converted(VdeCNSEUC2Big5, cns), no_way ? "\xA1\x40" : big5);
+    }
+}
+
+TEST(Chinese, CnsCodesHaveTheirHanziOrTheSpace)
+{
+    const std::string space = bytes({0xA1, 0x40});
+    int second = 0;
+    for_each_pair([&](const std::string &pair) {
+        const std::string cns = bytes({0x8E, 0xA2}) + pair;
+        const std::string big5 = converted(VdeCNSEUC2Big5, cns).value();
+        const Result expected = iconved("EUC-TW", "BIG5", cns);
+        if (expected && !elsewhere.contains(*expected)) {
+            EXPECT_EQ(big5, *expected);
+        }
+        second += big5 != space;
+        EXPECT_EQ(converted(VdeCNSEUC2Big5, bytes({0x8E, 0xA1}) + pair), space);
+        EXPECT_EQ(converted(VdeCNSEUC2Big5, bytes({0x8E, 0xB0}) + pair), big5);
+    });
+    EXPECT_EQ(second, 7650);
+    EXPECT_EQ(converted(VdeCNSEUC2Big5, bytes({0xC4, 0xA1})), bytes({0xA4, 0x40}));
+    EXPECT_EQ(converted(VdeBig52CNSEUC, bytes({0xC9, 0x40})), bytes({0x8E, 0xA2, 0xA1, 0xA1}));
+    EXPECT_EQ(converted(VdeBig52CNSEUC, bytes({0xC7, 0x40, 'a', 0xA4})), "\xA1\xA1"
+                                                                         "a\xA4");
+    EXPECT_EQ(converted(VdeCNSEUC2Big5, bytes({'a', 0x8E, 0xA2, 0xA1})), "a" + space);
+}
+
+TEST(Chinese, HzAndBack)
+{
+    std::string gb;
+    for_each_pair([&](const std::string &text) {
+        // A first byte FE is "~" in 7 bits.
+        if (UCharT(text[0]) >= 0xA1 && text[0] < '\xFE' && UCharT(text[1]) >= 0xA1 &&
+            text[1] != '\xFF')
+            gb += text + (gb.size() % 7 == 0 ? "a~{}\n" : "");
+    });
+    const std::string hz = converted(VdeGb8ToHz, gb).value();
+    EXPECT_EQ(converted(VdeHzToGb8, hz), gb);
+    for (const char ch : hz)
+        ASSERT_EQ(ch & 0x80, 0);
+    const std::map<std::string, Result> texts = {
+        {"~{0!~}a", "\xB0\xA1"
+                    "a"},
+        {"~~", "~"},
+        {"~", ""},
+        {"~{0!~x0!", "\xB0\xA1x0!"},
+        {"~{0!\n0!", "\xB0\xA1\n0!"},
+        {"~{0!~~0!", "\xB0\xA1~\xB0\xA1"},
+        {"~{0", std::nullopt},
+        {"\x90~", "\x90"},
+    };
+    for (const auto &[text, result] : texts)
+        EXPECT_EQ(converted(VdeHzToGb8, text), result) << text;
+    EXPECT_EQ(converted(VdeGb8ToHz, "\xB0\xA1"
+                                    "a~"),
+              "~{0!~}a~~");
+    EXPECT_EQ(converted(VdeGb8ToHz, "\xB0\xA1\xB0 \xB0\xA1\r"), "~{0!\xB0 0!~}\r");
+    EXPECT_EQ(converted(VdeGb8ToHz, "\xB0"), std::nullopt);
+    IntT c1 = 0x30, c2 = 0x21;
+    Vdegb72gb8(&c1, &c2);
+    EXPECT_EQ(bytes({c1, c2}), "\xB0\xA1");
+    for (const auto &[from, to] : std::map<IntT, IntT>{{0x7F, 0x60}, {0x80, 0x60}, {0x9F, 0x21}}) {
+        IntT second = from;
+        Vdegb8_2_big5(0xB0, &second);
+        EXPECT_EQ(second, to);
+    }
+}
+
+TEST(Asian, TextOfAnyLengthIsItsCharacters)
+{
+    struct Case {
+        Converter run;
+        std::vector<std::string> characters;
+    };
+    const std::vector<std::string> ascii = {"a", "~", "\x7F", "\n", "words and words"};
+    const Case cases[] = {
+        {VdeShiftJisToEuc, {"\x88\x9F", "\xB6", "\xA0", "\x88\xFD", "\xEF\xFC"}},
+        {VdeEucToShiftJis, {"\xB0\xA1", "\x8E\xB6", "\xFF", "\xB0 ", "\xFE\xFE"}},
+        {VdeBig52CNSEUC, {"\xA4\x40", "\xC9\x40", "\x80\x20", "\xA1\xB0"}},
+        {VdeCNSEUC2Big5, {"\xC4\xA1", "\x8E\xA2\xA1\xA1", "\x80", "\xA1\xFE"}},
+    };
+    std::mt19937 random(1); // NOLINT: the same texts every time
+    for (const Case &each : cases) {
+        std::vector<std::string> characters = each.characters;
+        characters.insert(characters.end(), ascii.begin(), ascii.end());
+        std::string text;
+        std::string expected;
+        while (text.size() < 40000) {
+            const std::string &character = characters[random() % characters.size()];
+            text += character;
+            expected += converted(each.run, character).value();
+        }
+        EXPECT_EQ(converted(each.run, text), expected);
+    }
+}
+
+TEST(Asian, NothingIsReadBehindTheText)
+{
+    // The blocks are as long as the texts, which the sanitizers and valgrind watch.
+    for (const Converter run :
+         {VdeJisToShiftJis, VdeJisToEuc, VdeShiftJisToJis, VdeShiftJisToEuc, VdeEucToJis,
+          VdeEucToShiftJis, VdeCNSEUC2Big5, VdeBig52CNSEUC, VdeGb8ToHz, VdeHzToGb8}) {
+        EXPECT_EQ(run(nullptr, "a", 1), 0);
+        for (const char *before : {"", "\x1B$B", "~{", "\x8E", "\x8E\xA2", "\xB6", "\x8E\xB6"}) {
+            for (int ch = 0; ch < 256; ++ch) {
+                converted(run, before + bytes({ch}));
+                converted(run, before + bytes({ch, 0x8E}));
+            }
+        }
+        std::mt19937 random(2); // NOLINT: the same texts every time
+        for (int i = 0; i < 3000; ++i) {
+            std::string text(random() % 40, '\0');
+            for (char &ch : text)
+                ch = static_cast<char>(random());
+            converted(run, text);
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,256 @@
+#include "vdelib/encconv.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+namespace
+{
+
+// What a text becomes in UTF-8; none when nothing comes out.
+std::optional<std::string> utf8(const std::string &text, UIntT enc)
+{
+    const auto result =
+        converted([enc](auto... args) { return vdeTranslateToUnicode(args..., enc); }, text);
+    // The code points are those of the same text.
+    const Owned<UIntT> points{VdeTextEncStringToLString(text.c_str(), enc)};
+    if (points != nullptr && text.find('\0') == std::string::npos) {
+        std::u32string expected;
+        for (const UIntT *point = points.get(); *point != 0; ++point)
+            expected += static_cast<char32_t>(*point);
+        const std::string raw(reinterpret_cast<const char *>(expected.data()), expected.size() * 4);
+        EXPECT_EQ(iconved("UCS-4LE", "UTF-8", raw), result) << text;
+    }
+    return *result == "" ? std::nullopt : result;
+}
+
+TEST(Unicode, SingleBytesAreThoseOfTheCLibrary)
+{
+    const std::string holes = "\xA1\xAD\xB5\xB6\xB7\xB8\xB9\xBA\xBD\xC3\xC5\xC6\xCA\xD6\xD7\xF0";
+    for (int ch = 1; ch < 256; ++ch) {
+        const std::string text = bytes({ch});
+        const auto latin1 = ch == 0x7F ? std::nullopt : iconved("ISO-8859-1", "UTF-8", text);
+        EXPECT_EQ(utf8(text, 1), latin1) << ch;
+        if (ch < 0x20 || ch == 0x7F)
+            continue;
+        auto quire = iconved("MACINTOSH", "UTF-8", text);
+        if (holes.find(text) != std::string::npos)
+            quire = std::nullopt;
+        else if (ch == 0xDB)
+            quire = "\u00A4";
+        EXPECT_EQ(utf8(text, 0), quire) << ch;
+    }
+    const std::string controls = "\x04\x08\x09\x0A\x0B\x0C\x10\x11\x12\x13\x14\x15\x1F\x7F";
+    const std::string converted = "\t\u2028\u2029\u2029\u2007\u00A0\u2009\u2002\u2003\u2011";
+    EXPECT_EQ(utf8(controls, 0), converted);
+    for (const UIntT font : {13U, 14U})
+        EXPECT_EQ(utf8(controls, font), converted);
+    EXPECT_EQ(utf8(controls.substr(0, 13), 15), converted);
+}
+
+TEST(Unicode, FontsHaveTheirCharacters)
+{
+    EXPECT_EQ(utf8("Aa!\" \xA0\xA1\x80\xFF", 13), "\u0391\u03B1!\u2200 \u20AC\u03D2");
+    EXPECT_EQ(utf8("!Aa\xA1\x80\x8E\xA0", 14), "\u2701\u2721\u2741\u2761\uF8D7");
+    EXPECT_EQ(utf8(" !Aa\x80\xA0\xA1\xF0\xFF", 15),
+              "\uF020\uF021\uF041\uF05D\uF081\uF0A7\uF06E\uF0ED");
+    // Where the codes go on as Unicode does.
+    for (int ch = 0x21; ch < 0x7E; ++ch) {
+        EXPECT_TRUE(VdeZapfDingbatsToUnicodeConversionTable[ch] == ch + 0x26E0 ||
+                    VdeZapfDingbatsToUnicodeConversionTable[ch] < 0x2701 ||
+                    std::string("*+,").find(char(ch)) != std::string::npos)
+            << ch;
+    }
+    std::vector<bool> seen(0x10000);
+    for (int ch = 0x20; ch < 0xFF; ++ch) {
+        const unsigned point = VdeWingdingsToUnicodeConversionTable[ch];
+        EXPECT_TRUE(point >= 0xF020 && point <= 0xF0FF && !seen[point]) << ch;
+        seen[point] = true;
+    }
+}
+
+TEST(Unicode, LongTextIsThatOfItsCharacters)
+{
+    std::string text, expected;
+    for (int i = 0; text.size() < 100000; ++i) {
+        const std::string piece = std::string(size_t(i % 23), 'a') + bytes({i * 7 % 255 + 1});
+        text += piece;
+        expected += utf8(piece, 0).value_or("");
+    }
+    EXPECT_EQ(utf8(text, 0), expected);
+    const Owned<UIntT> dropped{VdeTextEncStringToLString("\x04", 0)};
+    ASSERT_NE(dropped, nullptr);
+    EXPECT_EQ(dropped.get()[0], 0u);
+    EXPECT_EQ(VdeTextEncStringToLString("", 0), nullptr);
+    {
+        const FailingHeap heap;
+        EXPECT_EQ(VdeTextEncStringToLString("a", 0), nullptr);
+    }
+    for (const UIntT enc : {2U, 5U, 6U, 7U, 16U, 99U})
+        EXPECT_EQ(VdeTextEncStringToLString("a", enc), nullptr);
+}
+
+class TableFiles : public testing::Test
+{
+protected:
+    TableFiles()
+    {
+        char name[] = "/tmp/ucod.XXXXXX";
+        dir = mkdtemp(name);
+        std::filesystem::create_directory(dir / "unicode");
+    }
+    ~TableFiles() override { std::filesystem::remove_all(dir); }
+
+    void write(const std::string &name, const std::string &contents) const
+    {
+        std::ofstream{dir / "unicode" / (name + ".UCOD")} << contents;
+    }
+
+    // The table of an encoding as the C library has it; its first bytes are these.
+    static std::string table(const char *encoding, int first, int last)
+    {
+        std::string file = bytes({first, last});
+        for (int row = first - 1; row <= last; ++row) {
+            const std::string lead = row < first ? "" : bytes({row});
+            file += bytes({1, 0xFE});
+            for (int trail = 1; trail <= 0xFE; ++trail) {
+                // A pair of single bytes is none.
+                const auto point = iconved(encoding, "UCS-2BE", lead + bytes({trail}));
+                file += point && point->size() == 2 ? *point : "\xFF\xFF";
+            }
+        }
+        return file;
+    }
+
+    std::filesystem::path dir;
+};
+
+struct Encoding {
+    UIntT enc;
+    const char *name, *file;
+    int first, last;
+};
+
+constexpr Encoding encodings[] = {
+    {6, "SJIS", "JISX0208.ShiftJIS", 0x81, 0xFC},
+    {12, "EUC-KR", "KSC5601-1992", 0xA1, 0xFE},
+    {8, "BIG5", "BIG5", 0xA1, 0xFE},
+    {10, "EUC-CN", "GB2312-80.EUC", 0x81, 0xFE},
+};
+
+// One test, since the tables stay for as long as the process lives.
+TEST_F(TableFiles, GiveTheEastAsianCharacters)
+{
+    const std::string kanji = "\x88\x9F";
+    EXPECT_EQ(utf8(kanji, 6), std::nullopt);
+    const Owned<> none{V_StrConvertEnc(kanji.c_str(), 6, 16)};
+    EXPECT_EQ(none, nullptr);
+
+    // Damaged in every way, the table is refused.
+    const std::string good = bytes({0x81, 0x81, 0, 0, 0x40, 0x41, 0x30, 0, 0x30, 1});
+    std::vector<std::string> bad = {
+        good + "x",
+        bytes({0x81, 0x7F, 0, 0}),
+        bytes({0x81, 0x82}) + good.substr(2),
+        bytes({0x81, 0x81, 0x40, 0x41, 0x30, 0, 0x30, 1, 0x40, 0xFE, 0x30, 0}),
+    };
+    for (size_t size = 0; size < good.size(); ++size)
+        bad.push_back(good.substr(0, size));
+    write("BIG5", good);
+    for (const std::string &file : bad) {
+        write("JISX0208.ShiftJIS", file);
+        V_FdeInitUnicode(dir.c_str());
+        EXPECT_EQ(VdeTextEncStringToLString("\x81\x40", 6), nullptr);
+        write("BIG5", file); // whose table is there, and stays
+        EXPECT_EQ(utf8("\xA1\x40 \x81", 8), std::nullopt);
+    }
+    write("BIG5", bytes({0xA1, 0xA1, 0x20, 0x21, 0, ' ', 0, 'x', 0x40, 0x41, 0x30, 0, 0x30, 1}));
+    for (int i = 0; i < 2; ++i) {
+        V_FdeInitUnicode(dir.c_str());
+        EXPECT_EQ(utf8("\xA1\x40\xA1\x41!!\n ?\xA1", 8), "\u3000\u3001xx\u2029 ");
+        write("BIG5", "");
+    }
+
+    write("JISX0208.ShiftJIS", good);
+    for (int successes = 0; successes < 2; ++successes) { // the file, the table
+        const FailingHeap heap{successes};
+        V_FdeInitUnicode(dir.c_str());
+        EXPECT_EQ(VdeTextEncStringToLString("\x81\x40", 6), nullptr) << successes;
+    }
+    std::filesystem::remove(dir / "unicode" / "JISX0208.ShiftJIS.UCOD");
+    V_FdeInitUnicode(dir.c_str());
+    V_FdeInitUnicode(nullptr);
+    for (const Encoding &each : encodings)
+        write(each.file, table(each.name, each.first, each.last));
+    V_FdeInitUnicode((dir.string() + "/").c_str());
+    for (const Encoding &each : encodings) {
+        int count = 0;
+        for_each_pair([&](const std::string &text) {
+            if (UCharT(text[0]) < 0x80 || UCharT(text[1]) < 0x20)
+                return;
+            if (const auto expected = iconved(each.name, "UTF-8", text)) {
+                EXPECT_EQ(utf8(text, each.enc), expected) << each.name << ' ' << text;
+                ++count;
+            }
+        });
+        EXPECT_GT(count, 6000) << each.name;
+        for (int ch = 0x20; ch < 0x7F; ++ch) {
+            for (const char *around : {"", "some words of ASCII "}) {
+                const std::string text = around + bytes({ch}) + around;
+                EXPECT_EQ(utf8(text, each.enc), iconved(each.name, "UTF-8", text)) << each.name;
+            }
+        }
+        EXPECT_EQ(utf8("\t\n\x08\x11", each.enc), "\u2028\u2029\t\u00A0");
+    }
+}
+
+TEST_F(TableFiles, AreReadWhole)
+{
+    write("some", "contents");
+    for (const std::string &path : {dir.string(), dir.string() + "/"}) {
+        const Owned<UCharT> block{VdeGetPackedUnicodeInfo("some", path.c_str())};
+        ASSERT_NE(block, nullptr);
+        EXPECT_EQ(std::string(block.get(), block.get() + 8), "contents");
+    }
+    EXPECT_EQ(VdeGetPackedUnicodeInfo("some", ""), nullptr);
+    EXPECT_EQ(VdeGetPackedUnicodeInfo("some", nullptr), nullptr);
+    EXPECT_EQ(VdeGetPackedUnicodeInfo("other", dir.c_str()), nullptr);
+    std::filesystem::create_directory(dir / "unicode" / "folder.UCOD");
+    EXPECT_EQ(VdeGetPackedUnicodeInfo("folder", dir.c_str()), nullptr);
+    const std::string far = dir.string() + std::string(300, '/');
+    EXPECT_EQ(VdeGetPackedUnicodeInfo("some", far.c_str()), nullptr);
+}
+
+TEST(UnicodeClasses, SafeInAscii)
+{
+    for (UIntT ch = 0; ch < 0x20000; ++ch)
+        EXPECT_EQ(V_LCharIsSafeForAscii(ch), ch >= ' ' && ch < '~' && ch != '\\') << ch;
+}
+
+TEST(UnicodeClasses, NamesAreThoseOfXml)
+{
+    for (const UIntT ch : {0x5FU, 0x2EU, 0x3AU, 0x10000U, 0x1004EU, 0xFFFFFFFFU})
+        EXPECT_EQ(V_LCharIsSafeForName(ch, 0) + V_LCharIsSafeForName(ch, 1), 0) << ch;
+    EXPECT_EQ(V_LCharIsSafeForName('-', 0), 1);
+    EXPECT_EQ(V_LCharIsSafeForName('-', 1), 0);
+    EXPECT_EQ(V_LCharIsSafeForName(0x4E00, 1), 1);
+    void *library = dlopen("libxml2.so.2", RTLD_LAZY);
+    ASSERT_NE(library, nullptr) << "libxml2 is needed to compare with";
+    using Class = int (*)(unsigned);
+    const auto in_class = [library](const char *name, unsigned ch) {
+        return reinterpret_cast<Class>(dlsym(library, name))(ch) != 0;
+    };
+    for (UIntT ch = 0; ch < 0x10000; ++ch) {
+        const bool first = in_class("xmlIsBaseChar", ch) || in_class("xmlIsIdeographic", ch);
+        const bool name = first || in_class("xmlIsDigit", ch) || in_class("xmlIsCombining", ch) ||
+                          in_class("xmlIsExtender", ch) || ch == '-';
+        EXPECT_EQ(V_LCharIsSafeForName(ch, 1), first) << std::hex << ch;
+        EXPECT_EQ(V_LCharIsSafeForName(ch, 0), name) << std::hex << ch;
+    }
+    dlclose(library);
+}
+
+} // namespace

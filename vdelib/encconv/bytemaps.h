@@ -1,0 +1,19 @@
+// The maps of the Quire character set that are used on whole texts.
+
+#pragma once
+
+#include "velt/scalars.h"
+
+#include <array>
+
+namespace velt
+{
+
+using ByteTable = std::array<UCharT, 256>;
+
+// 0 where there is no equivalent.
+extern const ByteTable xqtoa_map, xatoq_map;     // ASCII
+extern const ByteTable xqtoiso_map, xisotoq_map; // ISO Latin-1
+extern const ByteTable xqtomac_map, xmactoq_map; // Mac
+
+} // namespace velt

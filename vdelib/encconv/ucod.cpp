@@ -1,0 +1,132 @@
+// Reads the table files of the East Asian encodings.
+//
+// A file begins with the lowest and the highest first byte of two-byte characters. The rows follow:
+// one for single bytes, numbered before the lowest first byte, and one for each first byte. A row
+// is its lowest and highest byte, and the code points of these and those between, each of two
+// bytes, the higher first. Where the lowest is not below the highest, nothing follows.
+
+#include "vdelib/encconv/unicode.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/strings.h"
+
+#include <cstdio>
+#include <memory>
+#include <span>
+
+namespace
+{
+
+using namespace velt;
+
+struct Release {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+    void operator()(void *block) const { V_Free(block); }
+};
+
+template <class T>
+using Owned = std::unique_ptr<T, Release>;
+
+struct Bytes {
+    Owned<UCharT> block;
+    size_t size = 0;
+};
+
+Bytes read_whole(std::FILE *file)
+{
+    if (std::fseek(file, 0, SEEK_END) != 0)
+        return {};
+    const long size = std::ftell(file);
+    if (size < 0 || size >= V_MaxBlockSize || std::fseek(file, 0, SEEK_SET) != 0)
+        return {};
+    Bytes bytes{Owned<UCharT>{static_cast<UCharT *>(V_Alloc(static_cast<UIntT>(size), 0))},
+                static_cast<size_t>(size)};
+    if (bytes.block != nullptr && std::fread(bytes.block.get(), 1, bytes.size, file) != bytes.size)
+        return {};
+    return bytes;
+}
+
+Bytes read_packed(const char *base_name, const char *dir)
+{
+    if (V_StrLen(dir) == 0)
+        return {};
+    const UIntT enc = vdeDialogEncodingId;
+    const char *const parts[] = {dir, V_StrISuffixEnc(dir, "/", enc) ? "" : "/", "unicode/",
+                                 base_name, ".UCOD"};
+    char path[256] = "";
+    IntT length = 0;
+    for (const char *part : parts) {
+        V_StrCatNEnc(path, part, sizeof path, enc);
+        length += V_StrLen(part);
+    }
+    if (V_StrLen(path) != length)
+        return {}; // a name cut short is another file's
+    const Owned<std::FILE> file{std::fopen(path, "r")};
+    return file != nullptr ? read_whole(file.get()) : Bytes{};
+}
+
+// Hands the rows to `visit`, with their numbers; false when the file does not consist of them.
+bool for_each_row(std::span<const UCharT> file, auto visit)
+{
+    if (file.size() < 2)
+        return false;
+    const unsigned first_lead = file[0];
+    const unsigned last_lead = file[1];
+    const unsigned first_row = first_lead > 0 ? first_lead - 1 : 0;
+    if (last_lead < first_row)
+        return false;
+    file = file.subspan(2);
+    for (unsigned row = first_row; row <= last_lead; ++row) {
+        if (file.size() < 2)
+            return false;
+        const UCharT lo = file[0];
+        const UCharT hi = file[1];
+        file = file.subspan(2);
+        if (lo >= hi)
+            continue;
+        const size_t size = 2 * (size_t{hi} - lo + 1);
+        if (file.size() < size)
+            return false;
+        visit(row < first_lead ? 0 : row, row < first_lead, lo, file.first(size));
+        file = file.subspan(size);
+    }
+    return file.empty();
+}
+
+} // namespace
+
+UCharT *VdeGetPackedUnicodeInfo(const char *baseName, const char *dir)
+{
+    return read_packed(baseName, dir).block.release();
+}
+
+EastAsianTable *velt::load_table(const char *base_name, const char *dir)
+{
+    const Bytes bytes = read_packed(base_name, dir);
+    if (bytes.block == nullptr)
+        return nullptr;
+    const std::span<const UCharT> file{bytes.block.get(), bytes.size};
+    size_t count = 1;
+    if (!for_each_row(file, [&count](auto...) { ++count; }))
+        return nullptr;
+    auto *table = static_cast<EastAsianTable *>(
+        V_Calloc(1, static_cast<UIntT>(sizeof(EastAsianTable) + count * sizeof(CodePoints)), 0));
+    if (table == nullptr)
+        return nullptr;
+
+    auto *next = reinterpret_cast<CodePoints *>(table + 1);
+    const auto new_row = [&next] {
+        next->fill(VdeNoCodePoint);
+        return next++;
+    };
+    std::ranges::fill(table->rows, new_row());
+    for_each_row(file, [&](unsigned row, bool single, UCharT lo, std::span<const UCharT> codes) {
+        CodePoints *const points = new_row();
+        for (size_t i = 0; i < codes.size(); i += 2)
+            (*points)[lo + i / 2] = static_cast<CodePoint>(codes[i] * 256 + codes[i + 1]);
+        if (single)
+            std::copy_n(VdeVeltRomanToUnicodeConversionTable, 0x20, points->begin());
+        table->rows[row] = points;
+    });
+    table->run = identical_ascii(table->rows[0]->data());
+    return table;
+}
