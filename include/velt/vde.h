@@ -3,9 +3,11 @@
 #define VELT_VDE_H
 
 #include "velt/vde/builder.h"
+#include "velt/vde/channel.h"
 #include "velt/vde/chinese.h"
 #include "velt/vde/encodings.h"
 #include "velt/vde/failure.h"
+#include "velt/vde/files.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/formatted.h"
 #include "velt/vde/instance.h"

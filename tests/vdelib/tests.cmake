@@ -5,6 +5,11 @@ velt_test(vdelib_core SOURCES
 # The library's allocations go through failing_heap.cpp.
 target_link_options(vdelib_core PRIVATE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
 
+velt_test(vdelib_files SOURCES
+  vdelib/failing_heap.cpp vdelib/paths.cpp vdelib/channel.cpp
+  LINK velt-vde-static)
+target_link_options(vdelib_files PRIVATE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
+
 velt_test(vdelib_encconv SOURCES
   vdelib/failing_heap.cpp vdelib/encconv_builder.cpp vdelib/encconv_names.cpp
   vdelib/encconv_asian.cpp vdelib/encconv_unicode.cpp

@@ -1,12 +1,46 @@
 // File names in the internal form and in the platform's.
 
-#include "velt/vde/paths.h"
+#include "names.h"
 
+#include "velt/vde/encodings.h"
 #include "velt/vde/strings.h"
 
-// The internal form and the platform's are the same bytes, except that under a Japanese or a
-// Traditional Chinese locale the internal form of a name outside ASCII is Shift-JIS or Big5.
+#include <algorithm>
+#include <iterator>
+
+namespace
+{
+
+// The text encodings of names where they differ, each under the flag of a locale.
+struct NameEncodings {
+    const IntT *locale;
+    UIntT internal, platform;
+};
+
+constexpr NameEncodings differing[] = {
+    {&vdeLocaleIsEUC, VdeEncShiftJis, VdeEncJapaneseEuc},
+    {&vdeLocaleIsJIS, VdeEncShiftJis, VdeEncJis},
+    {&vdeLocaleIsCNS, VdeEncBig5, VdeEncCnsEuc},
+};
+
+StringT converted(const char *name, UIntT NameEncodings::*from, UIntT NameEncodings::*to)
+{
+    if (name == nullptr || *name == '\0')
+        return V_StrNew(0);
+    const auto *row = std::ranges::find_if(
+        differing, [](const NameEncodings &encodings) { return *encodings.locale > 0; });
+    return row != std::end(differing) ? V_StrConvertEnc(name, row->*from, row->*to)
+                                      : V_StrCopyString(name);
+}
+
+} // namespace
+
 StringT VdeInternalToPlatformFilename(const char *name)
 {
-    return name != nullptr ? V_StrCopyString(name) : V_StrNew(0);
+    return converted(name, &NameEncodings::internal, &NameEncodings::platform);
+}
+
+StringT VdePlatformToInternalFilename(const char *name)
+{
+    return converted(name, &NameEncodings::platform, &NameEncodings::internal);
 }

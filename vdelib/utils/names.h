@@ -1,0 +1,52 @@
+// What the routines for names share.
+#ifndef VELT_VDELIB_NAMES_H
+#define VELT_VDELIB_NAMES_H
+
+#include "velt/vde/fontenc.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/paths.h"
+
+#include <memory>
+
+namespace velt
+{
+
+struct NameFree {
+    void operator()(char *name) const { V_Free(name); }
+};
+using OwnedName = std::unique_ptr<char, NameFree>;
+
+using NameBuffer = char[V_FileNameSize];
+
+inline bool is_file_path(const V_FilePathT *path)
+{
+    return path != nullptr && path->magic == V_FilePathMagic;
+}
+
+// The internal name of a record; null if it is none.
+inline const char *name_of(const V_FilePathT *path)
+{
+    return is_file_path(path) ? path->name : nullptr;
+}
+
+// Bytes of the character of the dialogs' encoding at s, which is not at the end of the text.
+inline IntT dialog_char_size(const char *s)
+{
+    const UIntT id = vdeDialogEncodingId;
+    const VdeFontEncT &enc = *vdeFontEncs[id <= vdeLastEncodingId ? id : vdeVeltRomanEncodingId];
+    const bool pair = s[1] != '\0' && enc.firstByte[static_cast<UCharT>(s[0])] != 0 &&
+                      enc.secondByte[static_cast<UCharT>(s[1])] != 0;
+    return pair ? 2 : 1;
+}
+
+inline bool is_ascii_letter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// New platform form of the working directory; null on failure.
+OwnedName working_directory();
+
+} // namespace velt
+
+#endif

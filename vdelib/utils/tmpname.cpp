@@ -1,0 +1,95 @@
+// Names for temporary files.
+
+#include "velt/vde/files.h"
+
+#include "names.h"
+
+#include "velt/vde/formatted.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/strings.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+// What a name adds to its directory: a counter in hexadecimal, and what nobody can foresee in the
+// place of the X.
+constexpr char name_template[] = "%s/V%x.XXXXXX";
+constexpr UIntT suffix_size = 6;
+constexpr UIntT room = 22; // bytes beside the directory: counter, suffix, terminator and the rest
+
+bool usable(const char *platform)
+{
+    const velt::OwnedName name(platform != nullptr ? VdePlatformToInternalFilename(platform)
+                                                   : nullptr);
+    return VdeOperationOk(name.get(), V_FileTypeDirectory, V_AccessWrite) != 0;
+}
+
+// Platform name, chosen once; null if there is none.
+const char *directory()
+{
+    static StringT chosen = nullptr;
+    if (chosen != nullptr)
+        return chosen;
+    const char *candidates[] = {std::getenv("TMPDIR"), "/tmp", "/usr/tmp", std::getenv("HOME")};
+    for (const char *candidate : candidates)
+        if (usable(candidate))
+            return chosen = V_StrCopyString(candidate); // the environment may change
+    return chosen = velt::working_directory().release();
+}
+
+bool fill_suffix(char *suffix)
+{
+    static constexpr char letters[] =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    uint64_t random;
+    if (getrandom(&random, sizeof random, 0) != sizeof random)
+        return false;
+    for (UIntT i = 0; i < suffix_size; ++i) {
+        suffix[i] = letters[random % (sizeof letters - 1)];
+        random /= sizeof letters - 1;
+    }
+    return true;
+}
+
+// Whether the end of a name could be filled in so that no file has it.
+bool make_unique(char *name)
+{
+    constexpr int tries = 100; // with billions of suffixes, the second is one too many already
+    char *const suffix = name + std::strlen(name) - suffix_size;
+    for (int i = 0; i < tries; ++i) {
+        struct stat status;
+        if (!fill_suffix(suffix))
+            return false;
+        if (lstat(name, &status) != 0)
+            return errno == ENOENT;
+    }
+    return false;
+}
+
+} // namespace
+
+velt::OwnedName velt::working_directory()
+{
+    char name[PATH_MAX];
+    return OwnedName(V_StrCopyString(getcwd(name, sizeof name)));
+}
+
+StringT VdeMakeTmpFileName()
+{
+    static UIntT counter = 0;
+    const char *dir = directory();
+    if (dir == nullptr)
+        return nullptr;
+    const auto size = static_cast<UIntT>(V_StrLen(dir)) + room;
+    const velt::OwnedName name(static_cast<char *>(V_Alloc(size, V_AllocFatal)));
+    V_Sprintf(name.get(), name_template, dir, ++counter);
+    return make_unique(name.get()) ? VdePlatformToInternalFilename(name.get()) : nullptr;
+}
