@@ -6,6 +6,7 @@
 #include "bench/calls.h"
 #include "bench/lists.h"
 #include "bench/table.h"
+#include "bench/transport.h"
 #include "host/place.h"
 
 int main(int argc, char **argv)
@@ -15,6 +16,7 @@ try {
         return 2;
     const auto port_mapper = velt::host::enter_private_place();
     const auto host = velt::bench::register_calls();
+    velt::bench::register_transport();
     velt::bench::register_lists();
     velt::bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);

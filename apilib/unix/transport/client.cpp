@@ -33,6 +33,7 @@ struct Caller : Connection {
     rpc_err error{};
     bool limit_set = false;
     timeval limit{};
+    Time patience = 0; // of a read that waits
     bool close_descriptor = true;
     bool dead = false; // a record is cut off in one direction or the other
     void (*replied)(void *, const rpc_err &) = nullptr;
@@ -57,7 +58,8 @@ struct Caller : Connection {
         return fail(status, system_error);
     }
     clnt_stat send(rpcproc_t procedure, xdrproc_t encode, void *argument, Time until);
-    clnt_stat receive(xdrproc_t decode, void *result, Time until);
+    bool read_may_wait(Time whole, Time until);
+    clnt_stat receive(xdrproc_t decode, void *result, Time whole, Time until);
 };
 
 Caller &caller(CLIENT *client)
@@ -117,13 +119,31 @@ clnt_stat Caller::send(rpcproc_t procedure, xdrproc_t encode, void *argument, Ti
     return writer.begun() || status == RPC_CANTSEND ? lose(status, failure) : fail(status, failure);
 }
 
-clnt_stat Caller::receive(xdrproc_t decode, void *result, Time until)
+// The first read of an answer waits by itself, which saves the call that waits: the socket knows
+// the time limit of calls, as long as hardly anything of it is over.
+bool Caller::read_may_wait(Time whole, Time until)
 {
+    if (until - now() < whole - whole / 64)
+        return false;
+    if (patience != whole) {
+        const Time time = whole / 1000;
+        const timeval wait = {time / 1'000'000, std::max<Time>(time % 1'000'000, 1)};
+        if (setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait) != 0)
+            return false;
+        patience = whole;
+    }
+    return true;
+}
+
+clnt_stat Caller::receive(xdrproc_t decode, void *result, Time whole, Time until)
+{
+    bool waits = in.at_rest() && read_may_wait(whole, until);
     for (;;) {
         while (!in.has_record()) {
-            if (!wait_until(descriptor, POLLIN, until))
+            if (!waits && !wait_until(descriptor, POLLIN, until))
                 return fail(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_CANTRECV, errno);
-            const auto status = in.read(descriptor);
+            const auto status = in.read(descriptor, waits ? 0 : MSG_DONTWAIT);
+            waits = false;
             if (status == RecordReader::closed)
                 return lose(RPC_CANTRECV, ECONNRESET);
             if (status == RecordReader::broken)
@@ -148,14 +168,15 @@ clnt_stat call(CLIENT *client, rpcproc_t procedure, xdrproc_t encode, void *argu
         return to.fail(RPC_CANTSEND, EPIPE);
     const timeval limit = to.limit_set ? to.limit : given;
     const bool wait = limit.tv_sec != 0 || limit.tv_usec != 0;
-    const Time deadline = after(limit);
+    const Time began = now();
+    const Time deadline = after(limit, began);
     for (int refreshes = 2;; refreshes--) {
         if (const clnt_stat sent = to.send(procedure, encode, argument, deadline);
             sent != RPC_SUCCESS)
             return sent;
         if (!wait)
             return decode ? to.fail(RPC_TIMEDOUT) : to.fail(RPC_SUCCESS);
-        const clnt_stat status = to.receive(decode, result, deadline);
+        const clnt_stat status = to.receive(decode, result, deadline - began, deadline);
         if (status != RPC_AUTHERROR || refreshes == 0 || !AUTH_REFRESH(client->cl_auth, nullptr))
             return status;
     }
@@ -262,6 +283,8 @@ int open_connection(const sockaddr_in &address, Time deadline)
     // The last segment of a record must not wait for an acknowledgement.
     const int on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    // From here on only a read that says so waits.
+    fcntl(fd, F_SETFL, 0);
     return fd;
 }
 

@@ -1,10 +1,13 @@
-// Whose process is at the other end of a connection. The kernel lists every TCP socket of this
-// machine with its owner: a peer that stands there is on this machine.
+// Whose process is at the other end of a connection. The kernel knows every TCP socket of this
+// machine with its owner: a peer that it knows is on this machine.
 
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <linux/inet_diag.h>
+#include <linux/netlink.h>
+#include <linux/sock_diag.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,6 +17,50 @@ namespace velt
 {
 namespace
 {
+
+Speaker by_owner(unsigned owner, unsigned long inode)
+{
+    // A socket that its process has closed is said to be root's.
+    if (inode == 0)
+        return Speaker::gone;
+    return owner == 0 || owner == geteuid() ? Speaker::trusted : Speaker::stranger;
+}
+
+// Asks for the socket that is at `local` and connected to `remote`.
+Speaker ask_kernel(int kernel, const sockaddr_in &local, const sockaddr_in &remote)
+{
+    struct {
+        nlmsghdr header;
+        inet_diag_req_v2 request;
+    } question{};
+    question.header.nlmsg_len = sizeof question;
+    question.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+    question.header.nlmsg_flags = NLM_F_REQUEST;
+    question.request.sdiag_family = AF_INET;
+    question.request.sdiag_protocol = IPPROTO_TCP;
+    question.request.idiag_states = ~0U;
+    inet_diag_sockid &id = question.request.id;
+    id.idiag_sport = local.sin_port;
+    id.idiag_dport = remote.sin_port;
+    id.idiag_src[0] = local.sin_addr.s_addr;
+    id.idiag_dst[0] = remote.sin_addr.s_addr;
+    id.idiag_cookie[0] = id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
+
+    alignas(nlmsghdr) char answer[1024];
+    if (send(kernel, &question, sizeof question, 0) != sizeof question)
+        return Speaker::unknown;
+    const ssize_t got = recv(kernel, answer, sizeof answer, 0);
+    const auto *header = reinterpret_cast<const nlmsghdr *>(answer);
+    if (got < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(inet_diag_msg))) ||
+        header->nlmsg_type != SOCK_DIAG_BY_FAMILY)
+        return Speaker::elsewhere;
+    inet_diag_msg found;
+    std::memcpy(&found, answer + NLMSG_HDRLEN, sizeof found);
+    // Where there is none, a socket that listens there may be named.
+    if (found.id.idiag_dport != remote.sin_port)
+        return Speaker::elsewhere;
+    return by_owner(found.idiag_uid, found.idiag_inode);
+}
 
 // Looks for the peer's socket in a table, whose lines name both ends as in `ends`.
 Speaker find_owner(const char *table, const char *ends)
@@ -30,13 +77,42 @@ Speaker find_owner(const char *table, const char *ends)
         if (!at ||
             std::sscanf(at + std::strlen(ends), " %*s %*s %*s %*s %u %*s %lu", &owner, &inode) != 2)
             continue;
-        // A socket that its process has closed is said to be root's.
-        found = inode == 0                         ? Speaker::gone
-                : owner == 0 || owner == geteuid() ? Speaker::trusted
-                                                   : Speaker::stranger;
+        found = by_owner(owner, inode);
         break;
     }
     std::fclose(file);
+    return found;
+}
+
+// The same where the kernel is built to be read only.
+Speaker read_tables(const sockaddr_in &local, const sockaddr_in &remote)
+{
+    char ends[160];
+    std::snprintf(ends, sizeof ends, " %08X:%04X %08X:%04X", local.sin_addr.s_addr,
+                  ntohs(local.sin_port), remote.sin_addr.s_addr, ntohs(remote.sin_port));
+    const Speaker found = find_owner("/proc/net/tcp", ends);
+    if (found != Speaker::elsewhere)
+        return found;
+    // A process may reach an address of version 4 through a socket of version 6.
+    const unsigned mapped = htonl(0xFFFF);
+    std::snprintf(ends, sizeof ends, " 0000000000000000%08X%08X:%04X 0000000000000000%08X%08X:%04X",
+                  mapped, local.sin_addr.s_addr, ntohs(local.sin_port), mapped,
+                  remote.sin_addr.s_addr, ntohs(remote.sin_port));
+    const Speaker six = find_owner("/proc/net/tcp6", ends);
+    // A system without version 6 has no such table.
+    return six == Speaker::unknown && errno == ENOENT ? Speaker::elsewhere : six;
+}
+
+Speaker find_speaker(const sockaddr_in &here, const sockaddr_in &peer)
+{
+    const int kernel = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
+    if (kernel < 0 && (errno == EMFILE || errno == ENFILE))
+        return Speaker::unknown;
+    // A kernel that answers at all knows our own end.
+    const bool answers = kernel >= 0 && ask_kernel(kernel, here, peer) == Speaker::trusted;
+    const Speaker found = answers ? ask_kernel(kernel, peer, here) : read_tables(peer, here);
+    if (kernel >= 0)
+        close(kernel);
     return found;
 }
 
@@ -47,24 +123,12 @@ Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machi
 {
     sockaddr_in here{};
     socklen_t size = sizeof here;
+    // The peer has broken the connection off, and the kernel has forgotten both ends.
+    if (getpeername(descriptor, reinterpret_cast<sockaddr *>(&here), &size) != 0)
+        return Speaker::gone;
     if (getsockname(descriptor, reinterpret_cast<sockaddr *>(&here), &size) != 0)
         return Speaker::unknown;
-    char ends[160];
-    std::snprintf(ends, sizeof ends, " %08X:%04X %08X:%04X", peer.sin_addr.s_addr,
-                  ntohs(peer.sin_port), here.sin_addr.s_addr, ntohs(here.sin_port));
-    Speaker found = find_owner("/proc/net/tcp", ends);
-    if (found == Speaker::elsewhere) {
-        // A process may reach an address of version 4 through a socket of version 6.
-        const unsigned mapped = htonl(0xFFFF);
-        std::snprintf(ends, sizeof ends,
-                      " 0000000000000000%08X%08X:%04X 0000000000000000%08X%08X:%04X", mapped,
-                      peer.sin_addr.s_addr, ntohs(peer.sin_port), mapped, here.sin_addr.s_addr,
-                      ntohs(here.sin_port));
-        found = find_owner("/proc/net/tcp6", ends);
-        // A system without version 6 has no such table.
-        if (found == Speaker::unknown && errno == ENOENT)
-            found = Speaker::elsewhere;
-    }
+    const Speaker found = find_speaker(here, peer);
     // Only now: a machine that was named may be this one.
     if (found == Speaker::elsewhere)
         for (std::size_t i = 0; i < count; i++)

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <ctime>
 #include <poll.h>
-#include <sys/socket.h>
 
 #include "apilib/whole_record.h"
 #include "velt/api.h"
@@ -56,10 +55,10 @@ Time now()
     return Time{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-Time after(timeval span)
+Time after(timeval span, Time from)
 {
     constexpr Time most = never / 2'000'000'000;
-    return now() + std::clamp<Time>(span.tv_sec, 0, most) * 1'000'000'000 +
+    return from + std::clamp<Time>(span.tv_sec, 0, most) * 1'000'000'000 +
            std::max<Time>(span.tv_usec, 0) * 1000;
 }
 
@@ -96,12 +95,12 @@ void Message::open(XDR &xdrs) const
     mark_whole_record(&xdrs);
 }
 
-RecordReader::Status RecordReader::read(int descriptor)
+RecordReader::Status RecordReader::read(int descriptor, int flags)
 {
     // No more than what has come is believed to come.
     if (end_ == block_.size() && !block_.grow(std::max(first_size, 2 * end_)))
         return broken;
-    const ssize_t got = recv(descriptor, block_.data() + end_, block_.size() - end_, 0);
+    const ssize_t got = recv(descriptor, block_.data() + end_, block_.size() - end_, flags);
     if (got == 0)
         return closed;
     if (got < 0)
@@ -181,7 +180,7 @@ bool Outgoing::send(int descriptor)
 {
     while (!empty()) {
         const ssize_t sent =
-            ::send(descriptor, block_.data() + begin_, end_ - begin_, MSG_NOSIGNAL);
+            ::send(descriptor, block_.data() + begin_, end_ - begin_, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0 && errno != EINTR)
             return would_block();
         begin_ += static_cast<std::size_t>(std::max<ssize_t>(sent, 0));
@@ -278,7 +277,10 @@ bool RecordWriter::flush(bool last, const char *more, std::size_t size)
     while (message.msg_iovlen) {
         ssize_t sent = -1;
         if (!queue_ || queue_->empty())
-            sent = sendmsg(descriptor_, &message, MSG_NOSIGNAL);
+            sent = message.msg_iovlen == 1
+                       ? send(descriptor_, message.msg_iov->iov_base, message.msg_iov->iov_len,
+                              MSG_NOSIGNAL | MSG_DONTWAIT)
+                       : sendmsg(descriptor_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (queue_ && (!queue_->empty() || (sent < 0 && would_block())))
             sent = queue_->add(*message.msg_iov);
         if (sent >= 0) {

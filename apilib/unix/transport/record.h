@@ -1,10 +1,11 @@
-// Records of the RPC record-marking standard on a socket that does not block.
+// Records of the RPC record-marking standard on a socket, without blocking.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <rpc/rpc.h>
+#include <sys/socket.h>
 #include <sys/uio.h>
 #include <utility>
 
@@ -15,7 +16,7 @@ namespace velt
 using Time = std::int64_t;
 constexpr Time never = INT64_MAX;
 Time now();
-Time after(timeval span);
+Time after(timeval span, Time from = now());
 inline Time after_seconds(std::uint32_t seconds)
 {
     return now() + Time{seconds} * 1'000'000'000;
@@ -76,9 +77,9 @@ class RecordReader
 public:
     enum Status { more, whole, closed, broken };
 
-    // Reads once what there is. `closed`: the peer has ended the connection; `broken`: an error of
-    // the system, or a record above the limit.
-    Status read(int descriptor);
+    // Reads once what there is, or with flags of 0 waits for it as the socket says. `closed`: the
+    // peer has ended the connection; `broken`: an error of the system, or a record above the limit.
+    Status read(int descriptor, int flags = MSG_DONTWAIT);
     bool has_record() const { return last_ && left_ == 0; }
     // Between two records, with nothing of the next one read.
     bool at_rest() const { return end_ == 0; }

@@ -298,7 +298,7 @@ void accept_on(Listener &to)
         return;
     }
     if (speaker != Speaker::trusted)
-        refusal = speaker == Speaker::unknown     ? "whose it is cannot be told from /proc/net/tcp"
+        refusal = speaker == Speaker::unknown     ? "the system does not tell whose it is"
                   : speaker == Speaker::elsewhere ? "only the host's machine may speak here"
                                                   : "only root and the same user may speak here";
     else if (!is_room() && !spare_one())

@@ -1,0 +1,291 @@
+#include "transport/service_process.h"
+
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <vector>
+
+#include "apilib/routines.h"
+#include "apilib/unix/transport/transport.h"
+#include "velt/api.h"
+
+namespace velt::test
+{
+namespace
+{
+
+int reported;
+int still_wanted = -1; // a pipe of which the test closes the other end
+bool over;
+
+template <class T>
+void reply(SVCXPRT *transport, T value)
+{
+    svc_sendreply(transport, routine<T>(), reinterpret_cast<char *>(&value));
+}
+
+template <class T, class Answer>
+void answer(SVCXPRT *transport, Answer make)
+{
+    T value{};
+    if (svc_getargs(transport, routine<T>(), reinterpret_cast<char *>(&value)))
+        reply(transport, make(value));
+    else
+        svcerr_decode(transport);
+    free_decoded(value);
+}
+
+void serve_once(int limit)
+{
+    if (!stock()) {
+        transport_wait(nullptr, limit);
+        return transport_dispatch();
+    }
+    std::vector<pollfd> entries(svc_pollfd, svc_pollfd + svc_max_pollfd);
+    entries.push_back({still_wanted, POLLIN, 0});
+    const int ready = poll(entries.data(), entries.size(), limit);
+    over |= entries.back().revents != 0;
+    entries.pop_back();
+    if (ready > 0)
+        svc_getreq_poll(entries.data(), ready);
+}
+
+void dispatch(svc_req *request, SVCXPRT *transport)
+{
+    switch (request->rq_proc) {
+    case NULLPROC:
+        svc_sendreply(transport, routine<void>(), nullptr);
+        break;
+    case echo:
+        answer<StringT>(transport, [](StringT text) { return text; });
+        break;
+    case count:
+        answer<V_IntsT>(transport, [](const V_IntsT &list) { return list.len; });
+        break;
+    case nest:
+        for (const auto until = Clock::now() + milliseconds(500); Clock::now() < until;)
+            serve_once(20);
+        svc_sendreply(transport, routine<void>(), nullptr);
+        break;
+    case reports:
+        reply(transport, IntT{reported});
+        break;
+    case descriptor:
+        reply(transport, IntT{transport->xp_fd});
+        break;
+    default:
+        svcerr_noproc(transport);
+    }
+}
+
+[[noreturn]] void serve(int tell, int alive)
+{
+    SVCXPRT *service;
+    still_wanted = alive;
+    if (stock()) {
+        service = svctcp_create(RPC_ANYSOCK, 0, 0);
+        svc_register(service, program, 1, dispatch, 0);
+    } else {
+        service = transport_listen(
+            {dispatch, [](void *, const char *) { reported++; }, nullptr, nullptr});
+        // No port mapper is needed: the test knows the port.
+        transport_register(service, program, 1);
+        transport_watch(alive, [](int) { over = true; });
+    }
+    const in_port_t port = service->xp_port;
+    if (write(tell, &port, sizeof port) != sizeof port)
+        _exit(1);
+    close(tell);
+    while (!over)
+        serve_once(1000);
+    if (!stock()) {
+        transport_unwatch(alive);
+        svc_destroy(service);
+    }
+    std::exit(0);
+}
+
+} // namespace
+
+bool stock()
+{
+    return std::getenv("VELT_STOCK") != nullptr;
+}
+
+ServiceProcess::ServiceProcess(const std::function<void()> &before)
+{
+    int tell[2], alive[2];
+    if (pipe(tell) != 0 || pipe(alive) != 0)
+        throw std::runtime_error("no pipe");
+    id_ = fork();
+    if (id_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        close(tell[0]);
+        close(alive[1]);
+        if (before)
+            before();
+        serve(tell[1], alive[0]);
+    }
+    close(tell[1]);
+    close(alive[0]);
+    alive_ = alive[1];
+    if (read(tell[0], &port_, sizeof port_) != sizeof port_)
+        throw std::runtime_error("the service does not start");
+    close(tell[0]);
+}
+
+ServiceProcess::~ServiceProcess()
+{
+    if (alive_ >= 0)
+        close(alive_);
+    if (id_ > 0) {
+        kill(id_, SIGKILL);
+        waitpid(id_, nullptr, 0);
+    }
+}
+
+int ServiceProcess::end()
+{
+    close(alive_);
+    alive_ = -1;
+    int status = -1;
+    waitpid(id_, &status, 0);
+    id_ = 0;
+    return status;
+}
+
+long ServiceProcess::status(const std::string &field) const
+{
+    std::ifstream file("/proc/" + std::to_string(id_) + "/status");
+    for (std::string line; std::getline(file, line);)
+        if (line.starts_with(field + ":"))
+            return std::stol(line.substr(field.size() + 1));
+    throw std::runtime_error("no " + field);
+}
+
+long ServiceProcess::ticks() const
+{
+    std::ifstream file("/proc/" + std::to_string(id_) + "/stat");
+    std::string field;
+    long user = 0, system = 0;
+    for (int i = 0; i < 13; i++)
+        file >> field;
+    file >> user >> system;
+    return user + system;
+}
+
+sockaddr_in at(in_port_t port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+Peer::Peer(in_port_t port) : descriptor_(socket(AF_INET, SOCK_STREAM, 0))
+{
+    const sockaddr_in address = at(port);
+    if (connect(descriptor_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+        throw std::runtime_error("no connection");
+}
+
+Peer::~Peer()
+{
+    if (descriptor_ >= 0)
+        close(descriptor_);
+}
+
+bool Peer::send(const std::string &bytes)
+{
+    return ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(bytes.size());
+}
+
+std::string Peer::receive(std::size_t size, milliseconds limit)
+{
+    std::string bytes;
+    const auto end = Clock::now() + limit;
+    while (bytes.size() < size) {
+        const auto left = std::chrono::duration_cast<milliseconds>(end - Clock::now()).count();
+        pollfd wait{descriptor_, POLLIN, 0};
+        char block[4096];
+        ssize_t got = 0;
+        if (left <= 0 || poll(&wait, 1, static_cast<int>(left)) <= 0 ||
+            (got = recv(descriptor_, block, std::min(sizeof block, size - bytes.size()), 0)) <= 0)
+            break;
+        bytes.append(block, static_cast<std::size_t>(got));
+    }
+    return bytes;
+}
+
+bool Peer::closed(milliseconds limit)
+{
+    pollfd wait{descriptor_, POLLIN, 0};
+    char byte;
+    return poll(&wait, 1, static_cast<int>(limit.count())) > 0 &&
+           recv(descriptor_, &byte, 1, MSG_PEEK) <= 0;
+}
+
+std::string words(std::initializer_list<UIntT> values)
+{
+    std::string bytes;
+    for (UIntT value : values)
+        for (int shift = 24; shift >= 0; shift -= 8)
+            bytes.push_back(static_cast<char>(value >> shift));
+    return bytes;
+}
+
+std::string fragment(const std::string &bytes, bool last)
+{
+    return words({static_cast<UIntT>(bytes.size()) | (last ? 0x80000000 : 0)}) + bytes;
+}
+
+std::string head(rpcproc_t procedure, UIntT id)
+{
+    return words({id, 0, 2, program, 1, static_cast<UIntT>(procedure), 0, 0, 0, 0});
+}
+
+Client stock_client(in_port_t port)
+{
+    sockaddr_in address = at(port);
+    int socket = RPC_ANYSOCK;
+    return Client(clnttcp_create(&address, program, 1, &socket, 0, 0));
+}
+
+Client our_client(in_port_t port, timeval limit)
+{
+    return Client(transport_connect(at(port), program, 1, limit));
+}
+
+clnt_stat call_echo(CLIENT *client, const std::string &text, std::string *answer, timeval limit)
+{
+    auto *argument = const_cast<StringT>(text.c_str());
+    StringT result = nullptr;
+    const clnt_stat status =
+        clnt_call(client, echo, routine<StringT>(), reinterpret_cast<char *>(&argument),
+                  routine<StringT>(), reinterpret_cast<char *>(&result), limit);
+    if (answer && result)
+        *answer = result;
+    V_ApiFree(result);
+    return status;
+}
+
+milliseconds ping(CLIENT *client)
+{
+    const auto began = Clock::now();
+    const clnt_stat status = clnt_call(client, NULLPROC, routine<void>(), nullptr, routine<void>(),
+                                       nullptr, (timeval{10, 0}));
+    if (status != RPC_SUCCESS)
+        throw std::runtime_error(clnt_sperrno(status));
+    return std::chrono::duration_cast<milliseconds>(Clock::now() - began);
+}
+
+} // namespace velt::test

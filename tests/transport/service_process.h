@@ -1,0 +1,100 @@
+// A service in a process of its own, and raw peers for it.
+#pragma once
+
+#include <netinet/in.h>
+#include <rpc/rpc.h>
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <string>
+
+#include "velt/wire.h"
+
+namespace velt::test
+{
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr rpcprog_t program = 0x20000077;
+
+// What the service answers besides the null procedure.
+enum Procedure : rpcproc_t {
+    echo = 1,      // a string
+    count = 2,     // the number of integers in a list
+    nest = 3,      // serves others for half a second, then replies
+    reports = 4,   // how many peers were turned away with a report
+    descriptor = 5 // the number of the connection's descriptor
+};
+
+// With VELT_STOCK in the environment the service runs on the RPC library's own transport, to show
+// what that does.
+bool stock();
+
+class ServiceProcess
+{
+public:
+    explicit ServiceProcess(const std::function<void()> &before = nullptr);
+    ServiceProcess(const ServiceProcess &) = delete;
+    ServiceProcess &operator=(const ServiceProcess &) = delete;
+    ~ServiceProcess();
+
+    in_port_t port() const { return port_; }
+    pid_t id() const { return id_; }
+    // Ends it in order and returns its exit status.
+    int end();
+    // From /proc, in kilobytes or in clock ticks.
+    long status(const std::string &field) const;
+    long ticks() const;
+
+private:
+    pid_t id_;
+    in_port_t port_ = 0;
+    int alive_ = -1; // closed, the service ends
+};
+
+sockaddr_in at(in_port_t port);
+
+// A socket that sends and receives bytes as a test says.
+class Peer
+{
+public:
+    explicit Peer(in_port_t port);
+    explicit Peer(int descriptor) : descriptor_(descriptor) {}
+    Peer(Peer &&other) noexcept : descriptor_(other.descriptor_) { other.descriptor_ = -1; }
+    Peer(const Peer &) = delete;
+    ~Peer();
+
+    int descriptor() const { return descriptor_; }
+    bool send(const std::string &bytes);
+    // Up to `size` bytes; fewer at the end of the connection or when the time is over.
+    std::string receive(std::size_t size, milliseconds limit = milliseconds(2000));
+    bool closed(milliseconds limit = milliseconds(2000));
+
+private:
+    int descriptor_;
+};
+
+std::string words(std::initializer_list<UIntT> values);
+// One fragment with its mark.
+std::string fragment(const std::string &bytes, bool last = true);
+// The head of a call, as far as its arguments.
+std::string head(rpcproc_t procedure, UIntT id = 7);
+
+struct DestroyClient {
+    void operator()(CLIENT *client) const { clnt_destroy(client); }
+};
+using Client = std::unique_ptr<CLIENT, DestroyClient>;
+
+// A handle of the RPC library, and one of ours.
+Client stock_client(in_port_t port);
+Client our_client(in_port_t port, timeval limit = {5, 0});
+clnt_stat call_echo(CLIENT *client, const std::string &text, std::string *answer,
+                    timeval limit = {10, 0});
+// How long a null call takes.
+milliseconds ping(CLIENT *client);
+
+} // namespace velt::test

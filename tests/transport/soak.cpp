@@ -1,0 +1,83 @@
+// Calls and callbacks by the hundred thousand, nested ones among them: neither memory nor
+// descriptors may grow. SOAK_CALLS and SOAK_CALLBACKS say how many.
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "host/host.h"
+#include "host/place.h"
+#include "velt/api.h"
+
+namespace velt::host
+{
+namespace
+{
+
+struct QuietDesk : Desk {
+    IntT alert(int, const std::string &, IntT) override { return 0; }
+    void report(const std::string &line) override { ADD_FAILURE() << line; }
+};
+
+IntT number(const char *variable, IntT otherwise)
+{
+    const char *text = std::getenv(variable);
+    return text ? std::atoi(text) : otherwise;
+}
+
+long resident_pages(pid_t process)
+{
+    std::ifstream file("/proc/" + std::to_string(process) + "/statm");
+    long all = 0, resident = 0;
+    file >> all >> resident;
+    return resident;
+}
+
+int descriptors(pid_t process)
+{
+    int count = 0;
+    DIR *folder = opendir(("/proc/" + std::to_string(process) + "/fd").c_str());
+    while (folder && readdir(folder))
+        count++;
+    if (folder)
+        closedir(folder);
+    return count;
+}
+
+// The client makes `calls` calls in a callback, and shows a modal dialog, during which the host
+// calls it back, in every tenth.
+TEST(Soak, NothingGrows)
+{
+    const auto mapper = enter_private_place();
+    Model model;
+    QuietDesk desk;
+    Host host({}, model, desk);
+    Client &client = host.start(SOAK_CLIENT, 1, 1, "soak");
+
+    const IntT calls = number("SOAK_CALLS", 1'000'000);
+    const IntT callbacks = number("SOAK_CALLBACKS", 100'000);
+    const auto round = [&](IntT of_calls, IntT of_callbacks) {
+        ASSERT_TRUE(host.command(client, of_calls));
+        for (IntT i = 0; i < of_callbacks; i += 2) {
+            // Within each a second one comes, in a modal wait.
+            ASSERT_TRUE(host.notify(client, 1, 0, "", 0));
+        }
+    };
+    round(calls / 10, callbacks / 10);
+    const long own_before = resident_pages(getpid()), before = resident_pages(client.pid);
+    const int own_open = descriptors(getpid()), open = descriptors(client.pid);
+    round(calls - calls / 10, callbacks - callbacks / 10);
+    EXPECT_LE(resident_pages(client.pid) - before, 64);
+    EXPECT_LE(resident_pages(getpid()) - own_before, 256);
+    EXPECT_EQ(descriptors(client.pid), open);
+    EXPECT_EQ(descriptors(getpid()), own_open);
+    host.end();
+}
+
+} // namespace
+} // namespace velt::host

@@ -1,0 +1,83 @@
+// The system calls of one remote call, counted from outside: no more than are needed.
+
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <string>
+
+#include "apilib/routines.h"
+#include "transport/service_process.h"
+
+using namespace velt::test;
+
+namespace
+{
+
+// What the call of an integer makes, between two signals that mark it.
+[[noreturn]] void make_call(in_port_t port)
+{
+    const Client client = our_client(port);
+    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    // The first allocates what later ones use again.
+    for (int i = 0; i < 2; i++) {
+        if (call_echo(client.get(), "a", nullptr) != RPC_SUCCESS)
+            _exit(1);
+        kill(getpid(), SIGSTOP);
+    }
+    _exit(0);
+}
+
+// "write read" and the like for every call between the first and the second stop.
+std::string calls_of(pid_t process)
+{
+    std::string calls;
+    int status = 0;
+    waitpid(process, &status, 0);
+    ptrace(PTRACE_SETOPTIONS, process, nullptr, PTRACE_O_TRACESYSGOOD);
+    for (bool entering = false;;) {
+        ptrace(PTRACE_SYSCALL, process, nullptr, nullptr);
+        waitpid(process, &status, 0);
+        if (!WIFSTOPPED(status) || WSTOPSIG(status) == SIGSTOP)
+            return calls;
+        if (WSTOPSIG(status) != (SIGTRAP | 0x80))
+            continue;
+        __ptrace_syscall_info info{};
+        ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info);
+        entering = info.op == PTRACE_SYSCALL_INFO_ENTRY;
+        if (!entering || info.entry.nr == SYS_kill || info.entry.nr == SYS_getpid)
+            continue;
+        switch (info.entry.nr) {
+        case SYS_sendto:
+        case SYS_sendmsg:
+            calls += "write ";
+            break;
+        case SYS_recvfrom:
+            calls += "read ";
+            break;
+        case SYS_poll:
+            calls += "poll ";
+            break;
+        default:
+            calls += std::to_string(info.entry.nr) + " ";
+        }
+    }
+}
+
+} // namespace
+
+int main()
+{
+    const ServiceProcess service;
+    const pid_t caller = fork();
+    if (caller == 0)
+        make_call(service.port());
+    const std::string calls = calls_of(caller);
+    kill(caller, SIGKILL);
+    waitpid(caller, nullptr, 0);
+    std::printf("a remote call makes the system calls: %s\n", calls.c_str());
+    return calls == "write read " || calls == "write poll read " ? 0 : 1;
+}

@@ -1,0 +1,392 @@
+// What a peer does to a service and to a caller, and what they may not suffer from it. Run with
+// VELT_STOCK=1 the service is on the RPC library's transport, and most of these fail.
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+#include <vector>
+
+#include "apilib/routines.h"
+#include "transport/service_process.h"
+#include "velt/api.h"
+
+namespace velt::test
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr milliseconds at_once = 50ms;
+
+std::string null_reply(UIntT id = 7)
+{
+    return fragment(words({id, 1, 0, 0, 0, 0}));
+}
+
+// Others are served while one peer stops half way, drips, does not read or is not one at all.
+
+TEST(Service, ABadPeerHoldsUpNobody)
+{
+    ServiceProcess service;
+    const Client other = stock_client(service.port());
+    ASSERT_TRUE(other);
+    Peer stops(service.port()), drips(service.port()), deaf(service.port());
+    ASSERT_TRUE(stops.send("\x80"));
+    const std::string call = fragment(head(NULLPROC));
+    // Answers that it never reads, until the service takes no more of its calls.
+    const std::string large = fragment(head(echo) + words({100000}) + std::string(100000, 'a'));
+    fcntl(deaf.descriptor(), F_SETFL, O_NONBLOCK);
+    for (int i = 0; i < 500; i++)
+        deaf.send(large);
+    for (const char byte : call) {
+        ASSERT_TRUE(drips.send(std::string(1, byte)));
+        EXPECT_LT(ping(other.get()), at_once);
+    }
+    EXPECT_EQ(drips.receive(28), null_reply());
+    EXPECT_EQ(service.end(), 0);
+}
+
+TEST(Service, TakesRecordsInAnyCut)
+{
+    ServiceProcess service;
+    const std::string call = head(echo) + words({5}) + std::string("abcde\0\0\0", 8);
+    const std::string reply =
+        fragment(words({7, 1, 0, 0, 0, 0, 5}) + std::string("abcde\0\0\0", 8));
+    Peer peer(service.port());
+    std::string tiny, empty;
+    for (std::size_t i = 0; i < call.size(); i++)
+        tiny += fragment(call.substr(i, 1), i + 1 == call.size());
+    for (int i = 0; i < 1000; i++)
+        empty += fragment("", false);
+    for (const std::string &form :
+         {fragment(call), fragment(call.substr(0, 13), false) + fragment(call.substr(13)), tiny,
+          empty + fragment(call)}) {
+        ASSERT_TRUE(peer.send(form));
+        EXPECT_EQ(peer.receive(reply.size()), reply);
+    }
+    // Several at once, the last in part.
+    ASSERT_TRUE(peer.send(fragment(call) + fragment(head(NULLPROC, 8)) + tiny.substr(0, 50)));
+    EXPECT_EQ(peer.receive(reply.size() + 28), reply + null_reply(8));
+    ASSERT_TRUE(peer.send(tiny.substr(50)));
+    EXPECT_EQ(peer.receive(reply.size()), reply);
+    EXPECT_EQ(service.end(), 0);
+}
+
+TEST(Service, EndsConnectionsThatCannotGoOn)
+{
+    VA_Limits.recordSeconds = 1;
+    ServiceProcess service;
+    VA_Limits.recordSeconds = 30;
+    Peer too_long(service.port()), no_call(service.port()), slow(service.port());
+    ASSERT_TRUE(too_long.send(words({0x84000001})));
+    ASSERT_TRUE(no_call.send(fragment("GET / HTTP/1.0\r\n\r\n")));
+    ASSERT_TRUE(slow.send(fragment("ab", false)));
+    EXPECT_TRUE(too_long.closed(200ms));
+    EXPECT_TRUE(no_call.closed(200ms));
+    EXPECT_FALSE(slow.closed(500ms));
+    EXPECT_TRUE(slow.closed(1500ms));
+    EXPECT_EQ(service.end(), 0);
+}
+
+TEST(Service, ALengthIsNotBelieved)
+{
+    ServiceProcess service;
+    Peer peer(service.port());
+    ASSERT_TRUE(peer.send(fragment(head(NULLPROC))));
+    EXPECT_EQ(peer.receive(28), null_reply());
+    const long before = service.status("VmPeak");
+    for (rpcproc_t procedure : {echo, count})
+        for (UIntT length : {0x10000000u, 0x3FFFFFFFu, 0x40000000u, 0xFFFFFFFFu}) {
+            ASSERT_TRUE(peer.send(fragment(head(procedure) + words({length, 0}))));
+            EXPECT_EQ(peer.receive(28), fragment(words({7, 1, 0, 0, 0, 4})));
+        }
+    EXPECT_LT(service.status("VmPeak") - before, 1024);
+    EXPECT_EQ(service.end(), 0);
+}
+
+// Idle connections cost neither the descriptors of others nor the processor.
+TEST(Service, IdlePeersAreNoneTheLess)
+{
+    ServiceProcess service([] {
+        const rlimit few{64, 64};
+        setrlimit(RLIMIT_NOFILE, &few);
+        VA_Limits.idleConnections = VA_Limits.connections = 1000;
+    });
+    const Client known = stock_client(service.port());
+    ASSERT_TRUE(known);
+    ASSERT_EQ(call_echo(known.get(), "a", nullptr), RPC_SUCCESS);
+    std::vector<std::unique_ptr<Peer>> idle;
+    for (int i = 0; i < 90; i++)
+        idle.push_back(std::make_unique<Peer>(service.port()));
+    const Client late = stock_client(service.port());
+    ASSERT_TRUE(late);
+    EXPECT_LT(ping(late.get()), at_once);
+    EXPECT_LT(ping(known.get()), at_once);
+    const long before = service.ticks();
+    std::this_thread::sleep_for(500ms);
+    EXPECT_LE(service.ticks() - before, 2);
+    EXPECT_EQ(service.end(), 0);
+}
+
+TEST(Service, KeepsSoManyIdleConnections)
+{
+    ServiceProcess service([] { VA_Limits.idleConnections = 4; });
+    std::vector<std::unique_ptr<Peer>> idle;
+    for (int i = 0; i < 6; i++)
+        idle.push_back(std::make_unique<Peer>(service.port()));
+    EXPECT_TRUE(idle[0]->closed());
+    EXPECT_TRUE(idle[1]->closed());
+    EXPECT_FALSE(idle[2]->closed(100ms));
+    EXPECT_EQ(service.end(), 0);
+}
+
+TEST(Service, DescriptorsMayBeHigh)
+{
+    ServiceProcess service([] {
+        const rlimit many{4096, 4096};
+        setrlimit(RLIMIT_NOFILE, &many);
+        while (dup(STDERR_FILENO) < 1100)
+            ;
+    });
+    Peer peer(service.port());
+    ASSERT_TRUE(peer.send(fragment(head(descriptor))));
+    const std::string reply = peer.receive(32);
+    ASSERT_EQ(reply.size(), 32u);
+    EXPECT_EQ(reply.substr(0, 28), fragment(words({7, 1, 0, 0, 0, 0, 0})).substr(0, 28));
+    EXPECT_NE(reply.substr(28), words({0}));
+    EXPECT_EQ(service.end(), 0);
+}
+
+// The connection is released when nothing runs on it any more; sanitizers and valgrind see whether.
+TEST(Service, APeerMayCloseWhileItsCallServesOthers)
+{
+    ServiceProcess service;
+    const Client other = stock_client(service.port());
+    ASSERT_TRUE(other);
+    for (int round = 0; round < 2; round++) {
+        auto peer = std::make_unique<Peer>(service.port());
+        ASSERT_TRUE(peer->send(fragment(head(nest)) + fragment(head(nest, 8))));
+        std::this_thread::sleep_for(50ms);
+        peer.reset();
+        EXPECT_LT(ping(other.get()), at_once);
+        std::this_thread::sleep_for(600ms);
+    }
+    EXPECT_LT(ping(other.get()), at_once);
+    EXPECT_EQ(service.end(), 0);
+}
+
+TEST(Service, AClosedConnectionIsNoSignal)
+{
+    ServiceProcess service([] { std::signal(SIGPIPE, SIG_DFL); });
+    for (int i = 0; i < 20; i++) {
+        Peer peer(service.port());
+        const linger reset{1, 0};
+        setsockopt(peer.descriptor(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        ASSERT_TRUE(peer.send(fragment(head(NULLPROC)) + fragment(head(echo) + words({0}))));
+    }
+    const Client other = stock_client(service.port());
+    ASSERT_TRUE(other);
+    EXPECT_LT(ping(other.get()), at_once);
+    EXPECT_EQ(service.end(), 0);
+}
+
+// Only root and the user's own processes may speak; the tests run as root to see it.
+TEST(Service, AnotherUserIsTurnedAwayAndReportedOnce)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to become another user";
+    ServiceProcess service([] {
+        if (setuid(1234) != 0)
+            _exit(1);
+    });
+    for (int i = 0; i < 2; i++) {
+        const pid_t stranger = fork();
+        if (stranger == 0) {
+            if (setuid(65534) != 0)
+                _exit(2);
+            Peer peer(service.port());
+            peer.send(fragment(head(NULLPROC)));
+            _exit(peer.closed() ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(stranger, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    Peer root(service.port());
+    ASSERT_TRUE(root.send(fragment(head(reports))));
+    EXPECT_EQ(root.receive(32), fragment(words({7, 1, 0, 0, 0, 0, 1})));
+    EXPECT_EQ(service.end(), 0);
+}
+
+// A call of 1 second ends then, whatever the peer does.
+
+// A peer of a caller: does what it is told with the connection, then waits for its end.
+class Answering
+{
+public:
+    explicit Answering(const std::function<void(Peer &)> &act, bool accept_it = true)
+    {
+        listener_ = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address = at(0);
+        socklen_t size = sizeof address;
+        bind(listener_, reinterpret_cast<sockaddr *>(&address), size);
+        listen(listener_, 0);
+        getsockname(listener_, reinterpret_cast<sockaddr *>(&address), &size);
+        port_ = ntohs(address.sin_port);
+        if (accept_it)
+            thread_ = std::thread([this, act] {
+                Peer peer(accept(listener_, nullptr, nullptr));
+                act(peer);
+                while (!over_)
+                    std::this_thread::sleep_for(5ms);
+            });
+    }
+    ~Answering()
+    {
+        over_ = true;
+        if (thread_.joinable())
+            thread_.join();
+        close(listener_);
+    }
+    in_port_t port() const { return port_; }
+    bool over() const { return over_; }
+
+private:
+    int listener_;
+    in_port_t port_;
+    std::atomic<bool> over_ = false;
+    std::thread thread_;
+};
+
+template <class F>
+void takes_a_second(F act)
+{
+    const auto began = Clock::now();
+    act();
+    const auto took = Clock::now() - began;
+    EXPECT_GE(took, 900ms);
+    EXPECT_LE(took, 1100ms);
+}
+
+TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
+{
+    std::atomic<bool> over = false;
+    Answering drips([&over](Peer &peer) {
+        for (int i = 0; i < 300 && !over; i++) {
+            peer.send(fragment("", false).substr(static_cast<std::size_t>(i % 4), 1));
+            std::this_thread::sleep_for(20ms);
+        }
+    });
+    Answering deaf([](Peer &) {});
+    Answering full([](Peer &) {}, false);
+
+    Client client = our_client(drips.port());
+    ASSERT_TRUE(client);
+    takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT); });
+    over = true;
+
+    client = our_client(deaf.port());
+    ASSERT_TRUE(client);
+    timeval second{1, 0};
+    ASSERT_TRUE(clnt_control(client.get(), CLSET_TIMEOUT, reinterpret_cast<char *>(&second)));
+    takes_a_second([&] {
+        EXPECT_EQ(call_echo(client.get(), std::string(20'000'000, 'a'), nullptr), RPC_TIMEDOUT);
+    });
+    EXPECT_EQ(call_echo(client.get(), "a", nullptr), RPC_CANTSEND);
+
+    // Nobody accepts, so that the kernel soon answers no more.
+    std::vector<std::unique_ptr<Peer>> queue;
+    queue.push_back(std::make_unique<Peer>(full.port()));
+    std::vector<Client> more;
+    takes_a_second([&] {
+        while (Client made = our_client(full.port(), {1, 0}))
+            more.push_back(std::move(made));
+        EXPECT_EQ(rpc_createerr.cf_stat, RPC_TIMEDOUT);
+    });
+}
+
+TEST(Caller, ALateAnswerIsNotTheNextCalls)
+{
+    Answering late([](Peer &peer) {
+        const std::string first = peer.receive(44 + 8), id = first.substr(4, 4);
+        std::this_thread::sleep_for(300ms);
+        const auto reply = [](const std::string &to, const char *text) {
+            return fragment(to + words({1, 0, 0, 0, 0, 4}) + text);
+        };
+        peer.send(reply(id, "old!"));
+        const std::string second = peer.receive(44 + 8);
+        peer.send(reply(second.substr(4, 4), "new!"));
+    });
+    const Client client = our_client(late.port());
+    ASSERT_TRUE(client);
+    std::string answer;
+    EXPECT_EQ(call_echo(client.get(), "abc", &answer, {0, 100'000}), RPC_TIMEDOUT);
+    EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_SUCCESS);
+    EXPECT_EQ(answer, "new!");
+}
+
+TEST(Caller, AClosedConnectionIsAnErrorAndNoSignal)
+{
+    std::signal(SIGPIPE, SIG_DFL);
+    Answering closes([](Peer &peer) { Peer gone(std::move(peer)); });
+    const Client client = our_client(closes.port());
+    ASSERT_TRUE(client);
+    std::this_thread::sleep_for(50ms);
+    for (int i = 0; i < 3; i++)
+        EXPECT_NE(call_echo(client.get(), std::string(100'000, 'a'), nullptr), RPC_SUCCESS);
+}
+
+volatile std::sig_atomic_t alarms;
+
+TEST(Caller, SignalsComeDuringACall)
+{
+    struct sigaction action {
+    };
+    action.sa_handler = [](int) { alarms = alarms + 1; };
+    sigaction(SIGALRM, &action, nullptr);
+    Answering deaf([](Peer &) {});
+    const Client client = our_client(deaf.port());
+    ASSERT_TRUE(client);
+    alarms = 0;
+    const itimerval timer{{0, 100'000}, {0, 100'000}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+    takes_a_second([&] {
+        EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT);
+        EXPECT_GE(alarms, 8);
+    });
+    const itimerval off{};
+    setitimer(ITIMER_REAL, &off, nullptr);
+}
+
+// With the RPC library at the other end, in both directions.
+TEST(Interoperation, SmallAndLargeCalls)
+{
+    ServiceProcess ours;
+    const Client theirs = stock_client(ours.port());
+    setenv("VELT_STOCK", "", 0);
+    ServiceProcess stock_service;
+    unsetenv("VELT_STOCK");
+    const Client our = our_client(stock_service.port());
+    ASSERT_TRUE(theirs && our);
+    for (CLIENT *client : {theirs.get(), our.get()})
+        for (std::size_t size : {0u, 1u, 4u, 16380u, 32720u, 32768u, 100'000u, 8'000'000u}) {
+            std::string text(size, 'a'), answer;
+            for (std::size_t i = 0; i < size; i += 97)
+                text[i] = static_cast<char>('b' + i % 23);
+            ASSERT_EQ(call_echo(client, text, &answer), RPC_SUCCESS) << size;
+            ASSERT_TRUE(answer == text) << size;
+        }
+}
+
+} // namespace
+} // namespace velt::test
