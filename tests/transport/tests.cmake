@@ -14,3 +14,7 @@ target_link_libraries(soak_client PRIVATE velt_options velt-api-static velt-vde-
 velt_test(soak_test SOURCES transport/soak.cpp LINK vqhost-lib)
 target_compile_definitions(soak_test PRIVATE SOAK_CLIENT="$<TARGET_FILE:soak_client>")
 add_dependencies(soak_test soak_client)
+
+add_test(NAME capture_test
+  COMMAND ${CMAKE_CURRENT_LIST_DIR}/capture_test.sh $<TARGET_FILE:transport_test>)
+set_tests_properties(capture_test PROPERTIES TIMEOUT 120 SKIP_RETURN_CODE 77)
