@@ -25,7 +25,6 @@ namespace
 {
 
 struct Caller : Connection {
-    CLIENT handle{};
     sockaddr_in address;
     std::uint32_t program;
     std::uint32_t version;
@@ -57,9 +56,9 @@ struct Caller : Connection {
         dead = true;
         return fail(status, system_error);
     }
-    clnt_stat send(rpcproc_t procedure, xdrproc_t encode, void *argument, Time until);
+    clnt_stat send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *argument, Time until);
     bool read_may_wait(Time whole, Time until);
-    clnt_stat receive(xdrproc_t decode, void *result, Time whole, Time until);
+    clnt_stat receive(AUTH *auth, xdrproc_t decode, void *result, Time whole, Time until);
 };
 
 Caller &caller(CLIENT *client)
@@ -95,7 +94,8 @@ void read_reply(const Message &record, AUTH *auth, xdrproc_t decode, void *resul
     xdr_destroy(&xdrs);
 }
 
-clnt_stat Caller::send(rpcproc_t procedure, xdrproc_t encode, void *argument, Time until)
+clnt_stat Caller::send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *argument,
+                       Time until)
 {
     RecordWriter writer(descriptor, chunk, replied ? &out : nullptr, until);
     id++;
@@ -108,8 +108,8 @@ clnt_stat Caller::send(rpcproc_t procedure, xdrproc_t encode, void *argument, Ti
     bool encoded = true;
     for (const long &word : head)
         encoded = encoded && XDR_PUTLONG(writer.xdrs(), &word);
-    encoded = encoded && AUTH_MARSHALL(handle.cl_auth, writer.xdrs()) &&
-              AUTH_WRAP(handle.cl_auth, writer.xdrs(), encode, static_cast<char *>(argument));
+    encoded = encoded && AUTH_MARSHALL(auth, writer.xdrs()) &&
+              AUTH_WRAP(auth, writer.xdrs(), encode, static_cast<char *>(argument));
     if (encoded && writer.finish())
         return RPC_SUCCESS;
     const int failure = writer.error();
@@ -135,7 +135,7 @@ bool Caller::read_may_wait(Time whole, Time until)
     return true;
 }
 
-clnt_stat Caller::receive(xdrproc_t decode, void *result, Time whole, Time until)
+clnt_stat Caller::receive(AUTH *auth, xdrproc_t decode, void *result, Time whole, Time until)
 {
     bool waits = in.at_rest() && read_may_wait(whole, until);
     for (;;) {
@@ -153,7 +153,7 @@ clnt_stat Caller::receive(xdrproc_t decode, void *result, Time whole, Time until
         // An answer to a call that was given up is not this one's.
         const bool ours = record.id() == id;
         if (ours)
-            read_reply(record, handle.cl_auth, decode, result, &error);
+            read_reply(record, auth, decode, result, &error);
         in.give_back(std::move(record));
         if (ours)
             return error.re_status;
@@ -171,12 +171,13 @@ clnt_stat call(CLIENT *client, rpcproc_t procedure, xdrproc_t encode, void *argu
     const Time began = now();
     const Time deadline = after(limit, began);
     for (int refreshes = 2;; refreshes--) {
-        if (const clnt_stat sent = to.send(procedure, encode, argument, deadline);
+        if (const clnt_stat sent = to.send(client->cl_auth, procedure, encode, argument, deadline);
             sent != RPC_SUCCESS)
             return sent;
         if (!wait)
             return decode ? to.fail(RPC_TIMEDOUT) : to.fail(RPC_SUCCESS);
-        const clnt_stat status = to.receive(decode, result, deadline - began, deadline);
+        const clnt_stat status =
+            to.receive(client->cl_auth, decode, result, deadline - began, deadline);
         if (status != RPC_AUTHERROR || refreshes == 0 || !AUTH_REFRESH(client->cl_auth, nullptr))
             return status;
     }
@@ -204,6 +205,7 @@ void destroy(CLIENT *client)
     if (to.close_descriptor)
         close(to.descriptor);
     unmake(&to);
+    unmake(client);
 }
 
 bool_t control(CLIENT *client, u_int request, void *info)
@@ -294,14 +296,17 @@ CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t vers
     if (fd < 0)
         return no_client(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_SYSTEMERROR, errno);
     auto *made = make<Caller>(fd, address, program, version);
-    if (!made) {
+    auto *handle = make<CLIENT>();
+    if (!made || !handle) {
+        std::free(made);
+        std::free(handle);
         close(fd);
         return no_client(RPC_SYSTEMERROR, ENOMEM);
     }
-    made->handle.cl_auth = authnone_create();
-    made->handle.cl_ops = &operations;
-    made->handle.cl_private = made;
-    return &made->handle;
+    handle->cl_auth = authnone_create();
+    handle->cl_ops = &operations;
+    handle->cl_private = made;
+    return handle;
 }
 
 timeval left_until(Time deadline)
