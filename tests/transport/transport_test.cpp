@@ -114,6 +114,29 @@ TEST(Service, ALengthIsNotBelieved)
     EXPECT_EQ(service.end(), 0);
 }
 
+// Bytes without end are no record, and nothing is kept of them.
+TEST(Service, AFloodGrowsNothingAndHoldsUpNobody)
+{
+    ServiceProcess service;
+    const Client other = stock_client(service.port());
+    ASSERT_TRUE(other);
+    ASSERT_LT(ping(other.get()), at_once);
+    const long before = service.status("VmPeak");
+    std::string calls;
+    while (calls.size() < 2'000'000)
+        calls += fragment(head(NULLPROC));
+    for (const std::string &flood : {std::string(8192, '\0'), calls}) {
+        Peer peer(service.port());
+        fcntl(peer.descriptor(), F_SETFL, O_NONBLOCK);
+        for (const auto end = Clock::now() + 300ms; Clock::now() < end;) {
+            peer.send(flood);
+            EXPECT_LT(ping(other.get()), at_once);
+        }
+    }
+    EXPECT_LT(service.status("VmPeak") - before, 4096);
+    EXPECT_EQ(service.end(), 0);
+}
+
 // Idle connections cost neither the descriptors of others nor the processor.
 TEST(Service, IdlePeersAreNoneTheLess)
 {
@@ -287,13 +310,24 @@ TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
             std::this_thread::sleep_for(20ms);
         }
     });
+    Answering floods([&over](Peer &peer) {
+        std::string stale;
+        while (stale.size() < 100'000)
+            stale += null_reply(1);
+        while (!over && peer.send(stale))
+            ;
+    });
     Answering deaf([](Peer &) {});
     Answering full([](Peer &) {}, false);
 
     Client client = our_client(drips.port());
     ASSERT_TRUE(client);
     takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT); });
+    client = our_client(floods.port());
+    ASSERT_TRUE(client);
+    takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT); });
     over = true;
+    client.reset();
 
     client = our_client(deaf.port());
     ASSERT_TRUE(client);

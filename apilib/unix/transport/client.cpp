@@ -110,8 +110,11 @@ clnt_stat Caller::send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *
         encoded = encoded && XDR_PUTLONG(writer.xdrs(), &word);
     encoded = encoded && AUTH_MARSHALL(auth, writer.xdrs()) &&
               AUTH_WRAP(auth, writer.xdrs(), encode, static_cast<char *>(argument));
-    if (encoded && writer.finish())
+    if (encoded && writer.finish()) {
+        if (replied)
+            pace();
         return RPC_SUCCESS;
+    }
     const int failure = writer.error();
     const clnt_stat status = failure == 0 || failure == EMSGSIZE ? RPC_CANTENCODEARGS
                              : failure == ETIMEDOUT              ? RPC_TIMEDOUT
@@ -142,6 +145,9 @@ clnt_stat Caller::receive(AUTH *auth, xdrproc_t decode, void *result, Time whole
         while (!in.has_record()) {
             if (!waits && !wait_until(descriptor, POLLIN, until))
                 return fail(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_CANTRECV, errno);
+            // A peer that sends without end has no more time than one that sends nothing.
+            if (!waits && now() >= until)
+                return fail(RPC_TIMEDOUT, ETIMEDOUT);
             const auto status = in.read(descriptor, waits ? 0 : MSG_DONTWAIT);
             waits = false;
             if (status == RecordReader::closed)

@@ -13,9 +13,10 @@ struct Waiter {
 
     Kind kind;
     int descriptor;
-    bool ready = false;    // since the last wait
-    int slot = -1;         // in that wait
-    Time deadline = never; // until which it must have got on
+    bool ready = false;     // since the last wait
+    int slot = -1;          // in that wait
+    Time deadline = never;  // until which it must have got on
+    bool last_turn = false; // given when that is over
     Waiter *next = nullptr;
 
     Waiter(Kind of, int fd) : kind(of), descriptor(fd) {}

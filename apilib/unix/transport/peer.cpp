@@ -116,6 +116,21 @@ Speaker find_speaker(const sockaddr_in &here, const sockaddr_in &peer)
     return found;
 }
 
+// Whether an address is this machine's: then a socket can have it.
+bool is_ours(in_addr address)
+{
+    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in at{};
+    at.sin_family = AF_INET;
+    at.sin_addr = address;
+    // Without a socket to try it with, nobody is trusted by an address.
+    const bool ours =
+        probe < 0 || bind(probe, reinterpret_cast<const sockaddr *>(&at), sizeof at) == 0;
+    if (probe >= 0)
+        close(probe);
+    return ours;
+}
+
 } // namespace
 
 Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines,
@@ -129,6 +144,8 @@ Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machi
     if (getsockname(descriptor, reinterpret_cast<sockaddr *>(&here), &size) != 0)
         return Speaker::unknown;
     const Speaker found = find_speaker(here, peer);
+    if (found == Speaker::elsewhere && is_ours(peer.sin_addr))
+        return Speaker::gone;
     // Only now: a machine that was named may be this one.
     if (found == Speaker::elsewhere)
         for (std::size_t i = 0; i < count; i++)

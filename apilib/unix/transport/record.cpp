@@ -98,9 +98,12 @@ void Message::open(XDR &xdrs) const
 RecordReader::Status RecordReader::read(int descriptor, int flags)
 {
     // No more than what has come is believed to come.
-    if (end_ == block_.size() && !block_.grow(std::max(first_size, 2 * end_)))
+    if (failed_ || (end_ == block_.size() && !block_.grow(std::max(first_size, 2 * end_))))
         return broken;
-    const ssize_t got = recv(descriptor, block_.data() + end_, block_.size() - end_, flags);
+    // Between records no more than a few: what is behind one is moved when that is taken.
+    const std::size_t most =
+        size_ == 0 ? std::min(block_.size() - end_, first_size) : block_.size() - end_;
+    const ssize_t got = recv(descriptor, block_.data() + end_, most, flags);
     if (got == 0)
         return closed;
     if (got < 0)
@@ -114,22 +117,25 @@ RecordReader::Status RecordReader::assemble()
     char *data = block_.data();
     while (!has_record()) {
         if (left_ == 0) {
-            if (end_ - scanned_ < mark_size)
+            if (end_ - scanned_ < mark_size) {
+                close_gap();
                 return more;
+            }
             std::uint32_t mark;
             std::memcpy(&mark, data + scanned_, mark_size);
             mark = ntohl(mark);
-            scanned_ += mark_size;
-            left_ = mark & ~last_fragment;
-            last_ = (mark & last_fragment) != 0;
-            if (left_ > VA_Limits.recordIn || size_ > VA_Limits.recordIn - left_)
+            const std::size_t length = mark & ~last_fragment;
+            // The mark stays: whoever asks again gets the same answer.
+            if (length > VA_Limits.recordIn || size_ > VA_Limits.recordIn - length)
                 return broken;
+            scanned_ += mark_size;
+            left_ = length;
+            last_ = (mark & last_fragment) != 0;
             continue;
         }
         const std::size_t take = std::min(left_, end_ - scanned_);
         if (take == 0) {
-            // The marks of earlier fragments leave a gap; what comes next may follow at once.
-            end_ = scanned_ = mark_size + size_;
+            close_gap();
             return more;
         }
         if (scanned_ != mark_size + size_)
@@ -141,6 +147,16 @@ RecordReader::Status RecordReader::assemble()
     return whole;
 }
 
+// The marks of earlier fragments, the empty ones too, leave a gap before what is not yet looked at.
+void RecordReader::close_gap()
+{
+    // Nothing of a record, its first mark included, has been taken in.
+    const std::size_t to = size_ == 0 && left_ == 0 ? 0 : mark_size + size_;
+    std::memmove(block_.data() + to, block_.data() + scanned_, end_ - scanned_);
+    end_ -= scanned_ - to;
+    scanned_ = to;
+}
+
 Message RecordReader::take()
 {
     Message record{std::move(block_), size_};
@@ -148,10 +164,13 @@ Message RecordReader::take()
     const std::size_t from = scanned_;
     end_ = scanned_ = size_ = 0;
     last_ = false;
-    if (rest != 0 && block_.grow(std::max(first_size, rest))) {
-        std::memcpy(block_.data(), record.block.data() + from, rest);
-        end_ = rest;
-        assemble();
+    if (rest != 0) {
+        failed_ = !block_.grow(std::max(first_size, rest));
+        if (!failed_) {
+            std::memcpy(block_.data(), record.block.data() + from, rest);
+            end_ = rest;
+            failed_ = assemble() == broken;
+        }
     }
     return record;
 }

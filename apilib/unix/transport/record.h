@@ -90,12 +90,14 @@ public:
 
 private:
     Status assemble();
+    void close_gap();
 
     Block block_;         // a mark, the record's bytes so far, then what is not yet looked at
     std::size_t end_ = 0; // of all that was read
     std::size_t scanned_ = 0;
     std::size_t size_ = 0; // of the record so far
     std::size_t left_ = 0; // of the present fragment
+    bool failed_ = false;  // what followed a record that was taken is broken
     bool last_ = false;    // it is the last one
 };
 

@@ -21,6 +21,8 @@ namespace
 using Operations = std::remove_pointer_t<decltype(SVCXPRT::xp_ops)>;
 using MoreOperations = std::remove_pointer_t<decltype(SVCXPRT::xp_ops2)>;
 
+constexpr Time longest_turn = 5'000'000;
+
 // How long accepting rests when the process has no descriptor left.
 constexpr Time breather = 100'000'000;
 
@@ -183,10 +185,12 @@ bool spare_one()
 {
     Served *found = nullptr;
     // New ones stand in front.
-    each_served([&found](Served &connection) {
-        if (!connection.has_called && connection.depth == 0)
-            found = &connection;
-    });
+    for (bool at_rest : {true, false})
+        each_served([&found, at_rest](Served &connection) {
+            const bool rests = connection.in.at_rest() && connection.out.empty();
+            if (!connection.has_called && connection.depth == 0 && (rests || (!at_rest && !found)))
+                found = &connection;
+        });
     if (found)
         end(*found);
     return found != nullptr;
@@ -285,7 +289,8 @@ void accept_on(Listener &to)
     const int fd = accept4(to.descriptor, reinterpret_cast<sockaddr *>(&peer), &size,
                            SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) {
-        if (out_of_descriptors() && !spare_one())
+        const bool passing = errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
+        if (!passing && !(out_of_descriptors() && spare_one()))
             to.rests_until = now() + breather;
         return;
     }
@@ -322,8 +327,9 @@ void serve_calls(Connection &connection)
         const auto status = on.in.read(on.descriptor);
         goes = status != RecordReader::closed && status != RecordReader::broken;
     }
-    // No more than what one read has brought: others wait too.
-    while (goes && can_read(on) && on.in.has_record())
+    // No more than what one read has brought, and not for long: others wait too.
+    const Time turn = now() + longest_turn;
+    while (goes && can_read(on) && on.in.has_record() && now() < turn)
         goes = answer(on);
     on.depth--;
     if (!goes || on.dead)

@@ -77,14 +77,19 @@ short interest(Waiter &waiter, Time time, Time &nearest)
     return POLLIN;
 }
 
-// Drops what has not got on in its time.
+// Drops what has not got on in its time, although it had a turn since that was over: this process
+// may have been busy with something else.
 void drop_late(Time time)
 {
     for (Waiter *each = waiters; each;) {
         Waiter *next = each->next;
         if (each->deadline <= time) {
             auto &connection = static_cast<Connection &>(*each);
-            if (each->kind == Waiter::calling)
+            pollfd ready{each->descriptor, connection.out.empty() ? short{POLLIN} : short{POLLOUT},
+                         0};
+            if (!each->last_turn && poll(&ready, 1, 0) > 0)
+                each->last_turn = true;
+            else if (each->kind == Waiter::calling)
                 give_up_replies(connection);
             else if (connection.out.empty() && !can_read(connection))
                 // Its own call is being answered meanwhile.
@@ -118,10 +123,12 @@ void unlink(Waiter &waiter)
 
 void Connection::pace()
 {
-    if (out.empty() && (in.at_rest() || in.has_record()))
+    if (out.empty() && (in.at_rest() || in.has_record())) {
         deadline = never;
-    else if (deadline == never)
+        last_turn = false;
+    } else if (deadline == never) {
         deadline = after_seconds(VA_Limits.recordSeconds);
+    }
 }
 
 void transport_watch(int descriptor, void (*ready)(int descriptor))
