@@ -1,0 +1,96 @@
+// What a client serves: connections on which anything may come, in any pieces, up to its handlers.
+
+#include "apilib/unix/transport/connection.h"
+#include "fuzz/input.h"
+#include "velt/api.h"
+#include "velt/wire.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr std::uint32_t program = 0x20000001;
+
+velt::Listener &service()
+{
+    static velt::Listener &made = [&]() -> velt::Listener & {
+        SVCXPRT *handle = velt::transport_listen({vq_api_prog_1, nullptr, nullptr, nullptr});
+        require(handle != nullptr, "a service can listen");
+        auto &listener = *static_cast<velt::Listener *>(handle->xp_p1);
+        listener.program = program; // without a port mapper
+        listener.version = 1;
+        return listener;
+    }();
+    return made;
+}
+
+std::string words(std::initializer_list<std::uint32_t> values)
+{
+    std::string text;
+    for (const std::uint32_t value : values)
+        for (int shift = 24; shift >= 0; shift -= 8)
+            text += static_cast<char>(value >> shift);
+    return text;
+}
+
+// Calls with arguments of any bytes, and bytes between them that are just sent.
+std::string stream_of(Input input)
+{
+    std::string stream;
+    while (!input.empty()) {
+        const std::uint8_t kind = input.byte();
+        const std::string_view bytes = input.take(input.byte());
+        if ((kind & 0x80) == 0) {
+            const std::string head = words({1, CALL, 2, program, 1, kind & 15U, 0, 0, 0, 0});
+            stream += words({0x80000000 | static_cast<std::uint32_t>(head.size() + bytes.size())});
+            stream += head;
+        }
+        stream += bytes;
+    }
+    return stream;
+}
+
+void serve()
+{
+    while (velt::transport_wait(nullptr, 0) > 0)
+        velt::transport_dispatch();
+}
+
+} // namespace
+
+// The callbacks that every client has; the library has the others.
+void V_ApiInitialize(IntT) {}
+void V_ApiCommand(IntT) {}
+
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const velt::Listener &listener = service();
+    Input input(data, size);
+    Cuts cuts(input);
+    const std::string bytes = stream_of(input);
+
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(listener.handle.xp_port);
+    const int peer = socket(AF_INET, SOCK_STREAM, 0);
+    require(connect(peer, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0,
+            "the service can be reached");
+    serve();
+    std::string_view stream = bytes;
+    while (!stream.empty()) {
+        const std::string_view piece = cuts.next(stream);
+        if (send(peer, piece.data(), piece.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0)
+            break; // the service has ended the connection
+        serve();
+    }
+    // Without the pause in which the port would stay taken.
+    const linger at_once{1, 0};
+    setsockopt(peer, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    close(peer);
+    serve();
+    require(velt::waiters == &listener && listener.next == nullptr, "the connection is released");
+    return 0;
+}

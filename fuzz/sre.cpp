@@ -1,0 +1,27 @@
+// String resource files: whatever is in one, each string that it gives can be fetched.
+
+#include "fuzz/input.h"
+#include "velt/vde/instance.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/resources.h"
+
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    static const Place place;
+    Input input(data, size);
+    const std::string file = place.write("text.sre", input.rest());
+    const std::string name = file.substr(0, file.size() - 4);
+    if (V_SrInit(name.c_str(), "usenglish") != 0)
+        return 0;
+    const VdeInstanceT &loaded = *VdeInstance;
+    for (IntT i = 0; i < std::min(loaded.srCount, 100); i++) {
+        require(i == 0 || loaded.srIndex[i - 1].id <= loaded.srIndex[i].id, "the index is sorted");
+        const std::unique_ptr<char[]> text(new char[16]);
+        require(V_SrGetN(loaded.srIndex[i].id, text.get(), 16) == 0,
+                "a string of the index is there");
+    }
+    VdeFree(reinterpret_cast<void **>(&VdeInstance->srIndex));
+    VdeFree(reinterpret_cast<void **>(&VdeInstance->srPool));
+    VdeInstance->srCount = 0;
+    return 0;
+}

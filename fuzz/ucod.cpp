@@ -1,0 +1,31 @@
+// Table files of the East Asian encodings.
+
+#include "fuzz/input.h"
+#include "vdelib/encconv/unicode.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/memory.h"
+
+#include <numeric>
+
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    static const Place place;
+    [[maybe_unused]] static const IntT once = V_FdeInitFontEncs(nullptr);
+    Input input(data, size);
+    const std::string_view content = input.rest();
+    place.write("unicode/x.UCOD", content);
+
+    UCharT *packed = VdeGetPackedUnicodeInfo("x", place.path());
+    require(packed == nullptr ||
+                std::equal(content.begin(), content.end(), reinterpret_cast<const char *>(packed)),
+            "a file is read as it is");
+    V_Free(packed);
+    velt::EastAsianTable *table = velt::load_table("x", place.path());
+    if (table == nullptr)
+        return 0;
+    volatile unsigned sum = 0;
+    for (const velt::CodePoints *row : table->rows)
+        sum = std::accumulate(row->begin(), row->end(), unsigned{sum});
+    V_Free(table);
+    return 0;
+}
