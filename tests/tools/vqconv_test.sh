@@ -1,0 +1,114 @@
+#!/usr/bin/env bash
+# vqconv as a program, beside iconv: VQCONV HOME SOURCES. LAUNCHER has the words before a command.
+set -euo pipefail
+
+read -ra vqconv <<<"${LAUNCHER-} $1"
+home=$2
+sources=$3
+unset VQHOME
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+failures=0
+fail() {
+    echo "FAIL: $*" >&2
+    failures=$((failures + 1))
+}
+
+# Runs vqconv; the exit code and what it wrote on each stream are kept.
+run() { # EXIT-CODE ARGUMENTS...
+    local wanted=$1 code=0
+    shift
+    "${vqconv[@]}" "$@" >out 2>err || code=$?
+    [[ $code == "$wanted" ]] || fail "vqconv $* ended with $code, not $wanted: $(head -c 500 err)"
+}
+
+wrote() { # STREAM TEXT
+    grep -qF -- "$2" "$1" || fail "no \"$2\" in what vqconv wrote: $(head -c 500 "$1")"
+}
+
+# Texts of several blocks, with characters across every block's end; iconv says what they become.
+while read -r from charset to other text; do
+    for ((i = 0; i < 6000; i++)); do
+        printf '%s %d\n' "$text" "$i"
+    done | iconv -f UTF-8 -t "$charset" >text
+    iconv -f "$charset" -t "$other" text >expected
+    run 0 --plain "$from" "$to" text
+    cmp out expected || fail "$from to $to is not as iconv has it"
+done <<END
+Shift_JIS SHIFT_JIS UTF-8 UTF-8 吾輩は猫である。名前はまだ無い。ソ表
+Shift_JIS SHIFT_JIS EUC-JP EUC-JP 吾輩は猫である。ﾈｺ
+EUC-JP EUC-JP shift-jis SHIFT_JIS 吾輩は猫である。ﾈｺ
+JIS7 ISO-2022-JP eucjp EUC-JP 吾輩は猫である。名前は
+Big5 BIG5 UTF-8 UTF-8 道可道，非常道。許功蓋
+Big5 BIG5 EUC-TW EUC-TW 道可道非常道
+EUC-TW EUC-TW Big5 BIG5 道可道非常道
+EUC-CN EUC-CN utf8 UTF-8 道可道，非常道。
+EUC-KR EUC-KR UTF-8 UTF-8 나라의 말이 중국과 달라
+ISO-8859-1 ISO-8859-1 UTF-8 UTF-8 Où ça, déjà?
+0 MACINTOSH 1 ISO-8859-1 Où ça, déjà?
+END
+
+# Where something does not convert: the offset, within a text of several blocks too.
+{ head -c 200000 /dev/zero | tr '\0' a; printf '\x88\x9f\xf0\x40b\x88'; } >bad
+run 1 Shift_JIS EUC-JP bad
+wrote err "bad: byte 200002: F0 40: no equivalent in Japanese EUC"
+[[ $(tail -c 3 out | xxd -p) == 61b0a1 ]] || fail "what came before is not written"
+run 0 -c Shift_JIS EUC-JP bad
+wrote err "3 bytes left out, first byte 200002"
+[[ $(tail -c 4 out | xxd -p) == 61b0a162 ]] || fail "-c left out something else"
+printf 'a\x81 ' >bad
+run 1 Shift_JIS EUC-JP bad
+wrote err "bad: byte 1: 81: no character of Shift-JIS"
+printf 'ab\xa4' | run 1 -f EUC-JP -t JIS7
+wrote err "standard input: byte 2: A4: the text ends inside a character"
+
+# -o replaces a file, the input too, when all went well, and not before.
+printf '\xe9t\xe9' >text
+run 0 -f ISO-8859-1 -t UTF-8 -o text text
+[[ $(cat text) == été ]] || fail "-o with the input itself: $(cat text)"
+run 1 Shift_JIS EUC-JP -o text bad
+[[ $(cat text) == été && ! -e text.part ]] || fail "-o after an error: $(cat text)"
+# shellcheck disable=SC2094
+run 0 UTF-8 UTF-8 text - text <text
+[[ $(cat out) == étéétéété ]] || fail "three files: $(cat out)"
+
+# The tables: beside the program as above, or where one is told.
+mkdir none none/unicode
+VQHOME=$work/none run 1 Shift_JIS UTF-8 text
+wrote err none/unicode/JISX0208.ShiftJIS.UCOD
+VQHOME=$work/none run 0 --vqhome "$home" Shift_JIS UTF-8 /dev/null
+head -c 100 "$home/unicode/JISX0208.ShiftJIS.UCOD" >none/unicode/JISX0208.ShiftJIS.UCOD
+run 1 --vqhome none Shift_JIS UTF-8 text
+
+# Long work is told of on a terminal alone.
+head -c 40000000 /dev/zero | tr '\0' a >large
+run 0 ASCII Quire large
+[[ ! -s err ]] || fail "progress where there is no terminal: $(cat err)"
+if [[ -z ${LAUNCHER-} ]]; then
+    script -qec "'${vqconv[0]}' ASCII Quire large -o /dev/null" /dev/null >shown </dev/null
+    wrote shown "MB of 40, "
+fi
+
+# The manual has the tables of the program.
+run 0 --markdown
+sed -n '/<!-- vqconv --markdown -->/,/<!-- end -->/p' "$sources/docs/encodings.md" | sed '1d;$d' |
+    diff - out || fail "docs/encodings.md is not what vqconv --markdown says"
+
+run 0 --help
+run 0 --version
+run 0 -l
+run 1 ASCII Quire no-such-file
+wrote err no-such-file
+run 2 ASCII
+run 2 latin1 Quire
+run 2 17 Quire
+run 2 ASCII ISO-8859-1
+wrote err "ASCII does not convert to ISO Latin-1"
+run 2 -o
+if [[ -w /dev/full ]]; then
+    "${vqconv[@]}" ASCII Quire large >/dev/full 2>err && fail "a full disk goes unnoticed"
+fi
+
+[[ $failures == 0 ]] || exit 1

@@ -1,0 +1,68 @@
+// The characters of a text to be converted: where each ends, and whether the library converts it.
+#ifndef VELT_TOOLS_VQCONV_CHARACTERS_H
+#define VELT_TOOLS_VQCONV_CHARACTERS_H
+
+#include "velt/scalars.h"
+
+#include <array>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct Character {
+    enum Kind {
+        good,
+        shift,     // an escape sequence, or what else only changes the state
+        lost,      // has no equivalent
+        malformed, // is no character of the encoding
+        cut        // the text ends inside of it
+    };
+    std::size_t size;
+    Kind kind;
+};
+
+// What stands around two-byte characters; empty strings in an encoding without.
+struct Escapes {
+    std::string_view open, close;
+};
+Escapes escapes_of(UIntT encoding);
+
+class Characters
+{
+public:
+    Characters(UIntT from, UIntT to);
+
+    // The character that nonempty text begins with, in the state that those before left.
+    Character next(std::string_view text);
+
+    // What has to stand before text in this state when it is converted by itself.
+    std::string_view state() const;
+    // Begins another text.
+    void reset() { two_byte_ = false; }
+
+    // Whether the library has an equivalent for a character, less escape sequences.
+    bool converts(std::string_view code);
+    // Text converted that has no zero bytes; none of it may be lost.
+    std::string convert(std::string_view state, std::string_view text) const;
+    // Whether a character that converts is itself again when the other converts it.
+    bool comes_back(std::string_view code, const Characters &reverse) const;
+
+    // Calls for each code of the encoding but the zero byte and what changes the state.
+    void for_each_code(const std::function<void(const std::string &)> &visit);
+
+private:
+    Character split(std::string_view text);
+    Character split_jis(std::string_view text);
+    Character split_hz(std::string_view text);
+    bool try_code(std::string_view code) const;
+
+    UIntT from_, to_;
+    bool two_byte_ = false; // in the two-byte part of JIS or HZ text
+    std::array<UCharT, 256> leads_{}, trails_{};
+
+    enum Verdict : UCharT { untried, yes, no };
+    std::vector<Verdict> verdicts_; // of the codes tried, by length and last two bytes
+};
+
+#endif

@@ -1,0 +1,316 @@
+// vqconv: converts text from one of the library's encodings to another.
+
+#include "encodings.h"
+#include "stream.h"
+
+#include "tools/vqsre/file.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <getopt.h>
+#include <iostream>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+constexpr int exit_errors = 1;
+constexpr int exit_usage = 2;
+
+constexpr const char *help = R"(usage: vqconv [OPTIONS] FROM TO [FILE...]
+       vqconv [OPTIONS] -f FROM -t TO [FILE...]
+       vqconv -l
+
+Converts text from one encoding to another: the files one after the other, or the
+standard input, which - stands for too. Encodings go by their names or numbers.
+
+  -f, --from-code FROM  the encoding of the text
+  -t, --to-code TO      the encoding to convert to
+  -l, --list            show the encodings, their names, and what they convert to
+  -o, --output FILE     write to FILE, which is replaced when all is converted
+  -c                    leave out what cannot be converted
+  -p, --plain           keep tabs and line ends as they are; else they are those of
+                        the encodings, of which some have the host's
+  --vqhome DIRECTORY    where unicode/ has the tables of the East Asian encodings
+                        (VQHOME, else beside the program)
+  --markdown            show what -l shows, and more, as tables of the manual
+  --help                show this text
+  --version             show the version
+
+Exit status: 0 all went well, 1 something cannot be converted, read or written, 2 wrong
+usage.
+)";
+
+struct UsageError : std::runtime_error {
+    using runtime_error::runtime_error;
+};
+
+struct Options {
+    std::string from, to, output, vqhome;
+    bool plain = false, skip = false, list = false, markdown = false;
+    std::vector<std::string> files;
+};
+
+Options parse_options(int argc, char **argv)
+{
+    enum { opt_vqhome = 256, opt_markdown, opt_version };
+    static constexpr option long_options[] = {
+        {"from-code", required_argument, nullptr, 'f'},
+        {"to-code", required_argument, nullptr, 't'},
+        {"list", no_argument, nullptr, 'l'},
+        {"output", required_argument, nullptr, 'o'},
+        {"plain", no_argument, nullptr, 'p'},
+        {"vqhome", required_argument, nullptr, opt_vqhome},
+        {"markdown", no_argument, nullptr, opt_markdown},
+        {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, opt_version},
+        {nullptr, 0, nullptr, 0},
+    };
+    Options options;
+    opterr = 0;
+    int c;
+    while ((c = getopt_long(argc, argv, ":f:t:lo:cph", long_options, nullptr)) != -1) {
+        switch (c) {
+        case 'f':
+            options.from = optarg;
+            break;
+        case 't':
+            options.to = optarg;
+            break;
+        case 'l':
+            options.list = true;
+            break;
+        case 'o':
+            options.output = optarg;
+            break;
+        case 'c':
+            options.skip = true;
+            break;
+        case 'p':
+            options.plain = true;
+            break;
+        case opt_vqhome:
+            options.vqhome = optarg;
+            break;
+        case opt_markdown:
+            options.markdown = true;
+            break;
+        case 'h':
+            std::cout << help;
+            std::exit(EXIT_SUCCESS);
+        case opt_version:
+            std::cout << "vqconv " VELT_VERSION "\n";
+            std::exit(EXIT_SUCCESS);
+        case ':':
+            throw UsageError(std::string(argv[optind - 1]) + ": its value is missing");
+        default:
+            throw UsageError(std::string(argv[optind - 1]) + ": unknown option");
+        }
+    }
+    for (std::string *encoding : {&options.from, &options.to})
+        if (encoding->empty() && optind < argc)
+            *encoding = argv[optind++];
+    options.files.assign(argv + optind, argv + argc);
+    return options;
+}
+
+[[noreturn]] void fail(const std::string &path)
+{
+    throw std::system_error(errno, std::generic_category(), path);
+}
+
+// Where the result goes. A file is replaced by commit(); until then, the old one stays.
+class Output
+{
+public:
+    explicit Output(const std::string &path)
+        : name_(path.empty() ? "standard output" : path), path_(path)
+    {
+        if (path.empty())
+            return;
+        const auto status = fs::status(path);
+        if (!fs::exists(status) || fs::is_regular_file(status))
+            unfinished_ = path + ".part";
+        file_ = open_file(unfinished_.empty() ? path : unfinished_, "wb");
+    }
+    Output(const Output &) = delete;
+    Output &operator=(const Output &) = delete;
+    ~Output()
+    {
+        std::error_code ignored;
+        if (!unfinished_.empty())
+            fs::remove(unfinished_, ignored);
+    }
+
+    void write(std::string_view bytes)
+    {
+        if (std::fwrite(bytes.data(), 1, bytes.size(), stream()) != bytes.size())
+            fail(name_);
+    }
+
+    void flush()
+    {
+        if (std::fflush(stream()) != 0)
+            fail(name_);
+    }
+
+    void commit()
+    {
+        flush();
+        if (file_ != nullptr && std::fclose(file_.release()) != 0)
+            fail(name_);
+        if (!unfinished_.empty())
+            fs::rename(unfinished_, path_);
+        unfinished_.clear();
+    }
+
+private:
+    std::FILE *stream() const { return file_ != nullptr ? file_.get() : stdout; }
+
+    std::string name_, path_, unfinished_;
+    File file_;
+};
+
+// Tells on a terminal how far the work is, if there is much of it.
+class Progress
+{
+public:
+    Progress() = default;
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+    ~Progress()
+    {
+        if (shown_)
+            std::cerr << "\r\033[K";
+    }
+
+    void begin(const std::string &path)
+    {
+        std::error_code unknown;
+        name_ = path;
+        done_ = 0;
+        size_ = fs::is_regular_file(path, unknown) ? fs::file_size(path, unknown) : 0;
+    }
+
+    void add(std::size_t bytes)
+    {
+        done_ += bytes;
+        const auto now = std::chrono::steady_clock::now();
+        if (!terminal_ || done_ < much || now < next_)
+            return;
+        next_ = now + std::chrono::milliseconds(200);
+        std::cerr << '\r' << name_ << ": " << done_ / megabyte << " MB";
+        if (size_ >= done_)
+            std::cerr << " of " << size_ / megabyte << ", " << 100 * done_ / size_ << '%';
+        std::cerr << "\033[K" << std::flush;
+        shown_ = true;
+    }
+
+private:
+    static constexpr std::uintmax_t megabyte = 1000000;
+    static constexpr std::uintmax_t much = 16 * megabyte;
+
+    bool terminal_ = isatty(STDERR_FILENO) != 0;
+    bool shown_ = false;
+    std::string name_;
+    std::uintmax_t done_ = 0, size_ = 0;
+    std::chrono::steady_clock::time_point next_{};
+};
+
+void convert_file(const std::string &path, Stream &stream, Progress &progress)
+{
+    const bool standard = path == "-";
+    const std::string name = standard ? "standard input" : path;
+    const File opened = standard ? nullptr : open_file(path, "rb");
+    std::FILE *const file = standard ? stdin : opened.get();
+    std::vector<char> block(1 << 16);
+    progress.begin(name);
+    try {
+        // As much as there is: what comes through a pipe does not wait for a whole block.
+        ssize_t count;
+        while ((count = read(fileno(file), block.data(), block.size())) != 0) {
+            if (count < 0 && errno == EINTR)
+                continue;
+            if (count < 0)
+                fail(name);
+            stream.feed({block.data(), static_cast<std::size_t>(count)});
+            progress.add(static_cast<std::size_t>(count));
+        }
+        stream.finish();
+    } catch (const Unconvertible &error) {
+        throw std::runtime_error(name + ": " + error.what() +
+                                 "; -c leaves out what cannot be converted");
+    }
+}
+
+UIntT encoding(const std::string &word)
+{
+    const auto id = encoding_of(word);
+    if (!id)
+        throw UsageError(word.empty() ? "give the encodings to convert from and to"
+                                      : "there is no encoding '" + word + "'; -l lists them");
+    return *id;
+}
+
+void show(const std::string &text)
+{
+    std::cout << text;
+    if (!std::cout.flush())
+        throw std::runtime_error("cannot write to standard output");
+}
+
+void run(Options options)
+{
+    if (options.list)
+        return show(encoding_list());
+    if (options.markdown)
+        return show(encoding_markdown(options.vqhome));
+    const StreamOptions what{.from = encoding(options.from),
+                             .to = encoding(options.to),
+                             .plain = options.plain,
+                             .skip = options.skip};
+    if (!converts(what.from, what.to))
+        throw UsageError(encoding_title(what.from) + " does not convert to " +
+                         encoding_title(what.to) + "; -l lists what does");
+    if (takes_table(what.from, what.to))
+        load_tables(options.vqhome, what.from);
+    if (options.files.empty())
+        options.files.emplace_back("-");
+
+    Output output(options.output);
+    Stream stream(what, [&output](std::string_view bytes) { output.write(bytes); });
+    try {
+        Progress progress;
+        for (const std::string &path : options.files)
+            convert_file(path, stream, progress);
+    } catch (...) {
+        output.flush();
+        throw;
+    }
+    output.commit();
+    if (stream.skipped_bytes() > 0)
+        std::cerr << "vqconv: " << stream.skipped_bytes() << " bytes left out, first "
+                  << stream.first_skipped() << '\n';
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        run(parse_options(argc, argv));
+        return EXIT_SUCCESS;
+    } catch (const UsageError &error) {
+        std::cerr << "vqconv: " << error.what() << "\nTry 'vqconv --help'.\n";
+        return exit_usage;
+    } catch (const std::exception &error) {
+        std::cerr << "vqconv: " << error.what() << '\n';
+        return exit_errors;
+    }
+}

@@ -1,0 +1,143 @@
+// vqucod: makes, prints and checks the Unicode tables of the East Asian encodings.
+
+#include "ucod.h"
+
+#include "tools/vqsre/file.h"
+
+#include <filesystem>
+#include <getopt.h>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+
+namespace
+{
+
+constexpr int exit_errors = 1;
+constexpr int exit_usage = 2;
+
+constexpr const char *help = R"(usage: vqucod make DIRECTORY
+       vqucod print FILE.UCOD
+       vqucod check FILE.UCOD...
+
+Makes the tables of the East Asian encodings from the system's iconv, prints one as
+text, or checks some. A line of text is a code, its code point and the character:
+
+  0x8140  0x3000  # (the character)
+
+The library finds the tables in the directory unicode/ of the one that it is given.
+
+  --help     show this text
+  --version  show the version
+
+Exit status: 0 all went well, 1 errors in a file, 2 wrong usage.
+)";
+
+struct UsageError : std::runtime_error {
+    using runtime_error::runtime_error;
+};
+
+std::vector<std::string> parse_words(int argc, char **argv)
+{
+    enum { opt_version = 256 };
+    static constexpr option long_options[] = {
+        {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, opt_version},
+        {nullptr, 0, nullptr, 0},
+    };
+    opterr = 0;
+    int c;
+    while ((c = getopt_long(argc, argv, "h", long_options, nullptr)) != -1) {
+        switch (c) {
+        case 'h':
+            std::cout << help;
+            std::exit(EXIT_SUCCESS);
+        case opt_version:
+            std::cout << "vqucod " VELT_VERSION "\n";
+            std::exit(EXIT_SUCCESS);
+        default:
+            throw UsageError(std::string(argv[optind - 1]) + ": unknown option");
+        }
+    }
+    return {argv + optind, argv + argc};
+}
+
+using Files = std::vector<std::string>;
+
+Ucod read_ucod(const std::string &path)
+{
+    const std::string file = read_file(path);
+    try {
+        return unpack_ucod(file);
+    } catch (const std::runtime_error &error) {
+        throw std::runtime_error(path + ": no table: " + error.what());
+    }
+}
+
+bool make(const Files &files)
+{
+    if (files.size() != 1)
+        throw UsageError("make takes one directory");
+    std::filesystem::create_directories(files[0]);
+    for (const UIntT encoding : ucod_encodings())
+        write_file(files[0] + "/" + ucod_name(encoding), pack_ucod(make_ucod(encoding)));
+    return true;
+}
+
+bool print(const Files &files)
+{
+    if (files.size() != 1)
+        throw UsageError("print takes one file");
+    std::cout << ucod_text(read_ucod(files[0]));
+    if (!std::cout.flush())
+        throw std::runtime_error("cannot write to standard output");
+    return true;
+}
+
+bool check(const Files &files)
+{
+    if (files.empty())
+        throw UsageError("check takes files");
+    bool sound = true;
+    for (const std::string &path : files) {
+        try {
+            const std::string name = std::filesystem::path(path).filename();
+            for (const std::string &fault : ucod_faults(read_ucod(path), name)) {
+                std::cerr << path << ": " << fault << '\n';
+                sound = false;
+            }
+        } catch (const std::runtime_error &error) {
+            std::cerr << "vqucod: " << error.what() << '\n';
+            sound = false;
+        }
+    }
+    return sound;
+}
+
+bool run(std::vector<std::string> words)
+{
+    static const std::map<std::string, bool (*)(const Files &)> commands = {
+        {"make", make}, {"print", print}, {"check", check}};
+    if (words.empty())
+        throw UsageError("no command is given");
+    const auto command = commands.find(words.front());
+    if (command == commands.end())
+        throw UsageError("there is no command '" + words.front() + "'");
+    words.erase(words.begin());
+    return command->second(words);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        return run(parse_words(argc, argv)) ? EXIT_SUCCESS : exit_errors;
+    } catch (const UsageError &error) {
+        std::cerr << "vqucod: " << error.what() << "\nTry 'vqucod --help'.\n";
+        return exit_usage;
+    } catch (const std::exception &error) {
+        std::cerr << "vqucod: " << error.what() << '\n';
+        return exit_errors;
+    }
+}
