@@ -23,8 +23,9 @@ libdir=$(dirname "$(find "$tree" -name libvelt-api.so)")
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 
 echo "== What is there"
-for file in bin/shelfwise bin/vqhost bin/vqsre share/man/man1/{shelfwise,vqhost,vqsre}.1 \
+for file in bin/{shelfwise,vqconv,vqhost,vqsre,vqucod} share/man/man1/{shelfwise,vqconv,vqhost,vqsre,vqucod}.1 \
     include/velt/tables/procedures.def \
+    share/velt/unicode/{BIG5,GB2312-80.EUC,JISX0208.ShiftJIS,KSC5601-1992}.UCOD \
     share/velt/vqinit/usenglish/APIArea/resources/shelfwise.sre; do
     [[ -f $tree/$file ]] || fail "$file is not installed"
 done
@@ -67,6 +68,10 @@ for lib in "$libdir"/libvelt-{api,vde}.{so,a}; do
         grep -E '^(_Zn|_Zd|_ZS|_ZNS|_ZNKS|_ZT|__cxa_|__gxx_)' | grep -v '^__cxa_finalize' || true)
     [[ -z $runtime ]] || fail "$lib needs of the C++ run-time library:"$'\n'"$runtime"
 done
+
+# Every name of the support library is a promise: none may go, and none may come, by accident.
+nm -D --defined-only "$libdir/libvelt-vde.so" | awk '{ print $3 }' | LC_ALL=C sort |
+    diff "$source/tests/install/velt-vde.symbols" - || fail "the names of libvelt-vde.so changed"
 
 echo "== What the shared libraries need"
 needed=$(readelf -d "$libdir"/libvelt-{api,vde}.so | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | sort -u |
