@@ -15,6 +15,7 @@ trap 'rm -rf "$work"' EXIT
 ip link set lo up
 tshark -q -i lo -f tcp -w "$work/capture" 2>"$work/log" &
 capture=$!
+trap 'kill "$capture" 2>/dev/null; rm -rf "$work"' EXIT
 for ((i = 0; i < 100; i++)); do
     [[ ! -s $work/capture ]] || break
     sleep 0.1
@@ -24,6 +25,7 @@ done
 sleep 1
 kill -INT "$capture"
 wait "$capture" || true
+trap 'rm -rf "$work"' EXIT
 
 frames() { # FILTER
     tshark -r "$work/capture" -o rpc.dissect_unknown_programs:TRUE -Y "$1" 2>>"$work/log"
