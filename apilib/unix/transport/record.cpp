@@ -22,23 +22,14 @@ constexpr std::uint32_t last_fragment = 0x80000000;
 constexpr std::size_t first_size = 8192;
 // Memory that a connection keeps from one record to the next.
 constexpr std::size_t kept_size = 2 << 20;
-// The first bytes of a long record are on their way while the rest is encoded.
-constexpr std::size_t chunk_size = 32768;
+// The first bytes of a long record are on their way while the rest is encoded. With its mark a
+// chunk fits into one segment of the loopback device; and no number of whole pages, see Block.
+constexpr std::size_t chunk_size = 63 << 10;
 
 void put_mark(char *to, std::size_t size, bool last)
 {
     const std::uint32_t mark = htonl(static_cast<std::uint32_t>(size) | (last ? last_fragment : 0));
     std::memcpy(to, &mark, mark_size);
-}
-
-void advance(msghdr &message, std::size_t sent)
-{
-    for (; message.msg_iovlen && sent >= message.msg_iov->iov_len; message.msg_iovlen--)
-        sent -= message.msg_iov++->iov_len;
-    if (message.msg_iovlen) {
-        message.msg_iov->iov_base = static_cast<char *>(message.msg_iov->iov_base) + sent;
-        message.msg_iov->iov_len -= sent;
-    }
 }
 
 bool would_block()
@@ -97,19 +88,25 @@ void Message::open(XDR &xdrs) const
 
 RecordReader::Status RecordReader::read(int descriptor, int flags)
 {
-    // No more than what has come is believed to come.
-    if (failed_ || (end_ == block_.size() && !block_.grow(std::max(first_size, 2 * end_))))
-        return broken;
-    // Between records no more than a few: what is behind one is moved when that is taken.
-    const std::size_t most =
-        size_ == 0 ? std::min(block_.size() - end_, first_size) : block_.size() - end_;
-    const ssize_t got = recv(descriptor, block_.data() + end_, most, flags);
-    if (got == 0)
-        return closed;
-    if (got < 0)
-        return would_block() || errno == EINTR ? more : broken;
-    end_ += static_cast<std::size_t>(got);
-    return assemble();
+    for (int reads = 0;; reads++) {
+        // No more than what has come is believed to come.
+        if (failed_ || (end_ == block_.size() && !block_.grow(std::max(first_size, 2 * end_))))
+            return broken;
+        // Between records no more than a few: what is behind one is moved when that is taken.
+        const std::size_t most =
+            size_ == 0 ? std::min(block_.size() - end_, first_size) : block_.size() - end_;
+        const ssize_t got = recv(descriptor, block_.data() + end_, most, flags);
+        if (got == 0)
+            return closed;
+        if (got < 0)
+            return would_block() || errno == EINTR ? more : broken;
+        end_ += static_cast<std::size_t>(got);
+        const Status status = assemble();
+        // There is more, as it seems, but others have their turns too.
+        if (status != more || static_cast<std::size_t>(got) < most || reads == 1)
+            return status;
+        flags = MSG_DONTWAIT;
+    }
 }
 
 RecordReader::Status RecordReader::assemble()
@@ -181,18 +178,16 @@ void RecordReader::give_back(Message record)
         block_ = std::move(record.block);
 }
 
-ssize_t Outgoing::add(const iovec &bytes)
+ssize_t Outgoing::add(const char *bytes, std::size_t size)
 {
-    if (bytes.iov_len > VA_Limits.recordOut || end_ > VA_Limits.recordOut - bytes.iov_len ||
-        !block_.grow(end_ + bytes.iov_len > block_.size()
-                         ? std::max(2 * block_.size(), end_ + bytes.iov_len)
-                         : 0)) {
+    if (size > VA_Limits.recordOut || end_ > VA_Limits.recordOut - size ||
+        !block_.grow(end_ + size > block_.size() ? std::max(2 * block_.size(), end_ + size) : 0)) {
         errno = ENOBUFS;
         return -1;
     }
-    std::memcpy(block_.data() + end_, bytes.iov_base, bytes.iov_len);
-    end_ += bytes.iov_len;
-    return static_cast<ssize_t>(bytes.iov_len);
+    std::memcpy(block_.data() + end_, bytes, size);
+    end_ += size;
+    return static_cast<ssize_t>(size);
 }
 
 bool Outgoing::send(int descriptor)
@@ -258,9 +253,18 @@ RecordWriter::RecordWriter(int descriptor, Block &chunk, Outgoing *queue, Time d
         error_ = ENOMEM;
 }
 
+// Whether so much more is allowed; before any of it is on its way.
+bool RecordWriter::may_add(std::size_t size)
+{
+    const std::size_t limit = VA_Limits.recordOut;
+    if (!error_ && (size > limit || sent_ + used_ > limit - size))
+        error_ = EMSGSIZE;
+    return error_ == 0;
+}
+
 char *RecordWriter::room(std::size_t size)
 {
-    if (error_ || (used_ + size > chunk_size && !flush(false, nullptr, 0)))
+    if (!may_add(size) || (used_ + size > chunk_size && !flush(false)))
         return nullptr;
     char *at = chunk_.data() + mark_size + used_;
     used_ += size;
@@ -269,42 +273,38 @@ char *RecordWriter::room(std::size_t size)
 
 bool RecordWriter::put(const char *bytes, std::size_t size)
 {
-    // Long strings go out from where they are.
-    if (size > chunk_size / 2)
-        return !error_ && flush(false, bytes, size);
-    char *to = room(size);
-    if (to)
-        std::memcpy(to, bytes, size);
-    return to != nullptr;
+    if (!may_add(size))
+        return false;
+    while (size > 0) {
+        if (used_ == chunk_size && !flush(false))
+            return false;
+        const std::size_t part = std::min(size, chunk_size - used_);
+        std::memcpy(chunk_.data() + mark_size + used_, bytes, part);
+        used_ += part;
+        bytes += part;
+        size -= part;
+    }
+    return true;
 }
 
-// Sends what is in the chunk, and more bytes behind it, as one fragment.
-bool RecordWriter::flush(bool last, const char *more, std::size_t size)
+// Sends what is in the chunk as one fragment.
+bool RecordWriter::flush(bool last)
 {
-    const std::size_t fragment = used_ + size;
-    if (fragment > VA_Limits.recordOut || sent_ > VA_Limits.recordOut - fragment) {
-        error_ = EMSGSIZE;
-        return false;
-    }
-    put_mark(chunk_.data(), fragment, last);
-    iovec parts[] = {{chunk_.data(), mark_size + used_}, {const_cast<char *>(more), size}};
-    msghdr message{};
-    message.msg_iov = parts;
-    message.msg_iovlen = size ? 2 : 1;
-    sent_ += fragment;
+    put_mark(chunk_.data(), used_, last);
+    const char *from = chunk_.data();
+    std::size_t left = mark_size + used_;
+    sent_ += used_;
     used_ = 0;
-    while (message.msg_iovlen) {
+    while (left > 0) {
         ssize_t sent = -1;
         if (!queue_ || queue_->empty())
-            sent = message.msg_iovlen == 1
-                       ? send(descriptor_, message.msg_iov->iov_base, message.msg_iov->iov_len,
-                              MSG_NOSIGNAL | MSG_DONTWAIT)
-                       : sendmsg(descriptor_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+            sent = send(descriptor_, from, left, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (queue_ && (!queue_->empty() || (sent < 0 && would_block())))
-            sent = queue_->add(*message.msg_iov);
+            sent = queue_->add(from, left);
         if (sent >= 0) {
             begun_ = true;
-            advance(message, static_cast<std::size_t>(sent));
+            from += sent;
+            left -= static_cast<std::size_t>(sent);
         } else if (would_block() ? !wait_until(descriptor_, POLLOUT, deadline_) : errno != EINTR) {
             error_ = errno;
             return false;
@@ -315,7 +315,7 @@ bool RecordWriter::flush(bool last, const char *more, std::size_t size)
 
 bool RecordWriter::finish()
 {
-    if (error_ || !flush(true, nullptr, 0)) {
+    if (error_ || !flush(true)) {
         errno = error_;
         return false;
     }
