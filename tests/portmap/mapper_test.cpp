@@ -1,5 +1,7 @@
 // What holds with our port mapper as with the real rpcbind, in the words of the RPC library.
+#include "apilib/unix/transport/transport.h"
 #include "portmap/in_place.h"
+#include "transport/service_process.h"
 
 #include <gtest/gtest.h>
 
@@ -49,6 +51,32 @@ void answer_null(svc_req *request, SVCXPRT *transport)
         svc_sendreply(transport, nothing, nullptr);
     else
         svcerr_noproc(transport);
+}
+
+// Each looks the other up with the port mapper; the tool of the RPC library does so, too.
+TEST_P(Mapper, our_transport_and_the_rpc_librarys_find_each_other)
+{
+    using namespace velt::test;
+    run([] {
+        const auto found = [](CLIENT *client) {
+            std::string answer;
+            EXPECT_TRUE(client && call_echo(client, "found", &answer) == RPC_SUCCESS);
+            EXPECT_EQ(answer, "found");
+        };
+        {
+            const ServiceProcess ours;
+            found(stock_client(0).get());
+            const std::string ask = "rpcinfo -T tcp 127.0.0.1 " +
+                                    std::to_string(velt::test::program) +
+                                    " 1 | grep -q 'ready and waiting'";
+            EXPECT_EQ(std::system(("PATH=$PATH:/usr/sbin; " + ask).c_str()), 0);
+        }
+        pmap_unset(velt::test::program, 1);
+        setenv("VELT_STOCK", "", 0);
+        const ServiceProcess theirs;
+        unsetenv("VELT_STOCK");
+        found(our_client(0).get());
+    });
 }
 
 TEST_P(Mapper, a_registered_service_is_found_and_called_until_it_is_unregistered)

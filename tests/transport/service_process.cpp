@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,7 +11,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
-#include <vector>
 
 #include "apilib/routines.h"
 #include "apilib/unix/transport/transport.h"
@@ -31,11 +31,23 @@ void reply(SVCXPRT *transport, T value)
     svc_sendreply(transport, routine<T>(), reinterpret_cast<char *>(&value));
 }
 
+bool_t stock_string(XDR *xdrs, StringT *text)
+{
+    return xdr_string(xdrs, text, ~0U);
+}
+
+bool_t stock_integers(XDR *xdrs, V_IntsT *list)
+{
+    return xdr_array(xdrs, reinterpret_cast<char **>(&list->val), &list->len, ~0U,
+                     sizeof *list->val, reinterpret_cast<xdrproc_t>(xdr_int));
+}
+
 template <class T, class Answer>
-void answer(SVCXPRT *transport, Answer make)
+void answer(SVCXPRT *transport, bool_t (*stock_routine)(XDR *, T *), Answer make)
 {
     T value{};
-    if (svc_getargs(transport, routine<T>(), reinterpret_cast<char *>(&value)))
+    const auto decode = stock() ? reinterpret_cast<xdrproc_t>(stock_routine) : routine<T>();
+    if (svc_getargs(transport, decode, reinterpret_cast<char *>(&value)))
         reply(transport, make(value));
     else
         svcerr_decode(transport);
@@ -48,13 +60,14 @@ void serve_once(int limit)
         transport_wait(nullptr, limit);
         return transport_dispatch();
     }
-    std::vector<pollfd> entries(svc_pollfd, svc_pollfd + svc_max_pollfd);
-    entries.push_back({still_wanted, POLLIN, 0});
-    const int ready = poll(entries.data(), entries.size(), limit);
-    over |= entries.back().revents != 0;
-    entries.pop_back();
-    if (ready > 0)
-        svc_getreq_poll(entries.data(), ready);
+    fd_set ready = svc_fdset;
+    FD_SET(still_wanted, &ready);
+    timeval time{limit / 1000, limit % 1000 * 1000};
+    if (select(FD_SETSIZE, &ready, nullptr, nullptr, &time) <= 0)
+        return;
+    over |= FD_ISSET(still_wanted, &ready) != 0;
+    FD_CLR(still_wanted, &ready);
+    svc_getreqset(&ready);
 }
 
 void dispatch(svc_req *request, SVCXPRT *transport)
@@ -64,10 +77,10 @@ void dispatch(svc_req *request, SVCXPRT *transport)
         svc_sendreply(transport, routine<void>(), nullptr);
         break;
     case echo:
-        answer<StringT>(transport, [](StringT text) { return text; });
+        answer<StringT>(transport, stock_string, [](StringT text) { return text; });
         break;
     case count:
-        answer<V_IntsT>(transport, [](const V_IntsT &list) { return list.len; });
+        answer<V_IntsT>(transport, stock_integers, [](const V_IntsT &list) { return list.len; });
         break;
     case nest:
         for (const auto until = Clock::now() + milliseconds(500); Clock::now() < until;)
@@ -91,11 +104,11 @@ void dispatch(svc_req *request, SVCXPRT *transport)
     still_wanted = alive;
     if (stock()) {
         service = svctcp_create(RPC_ANYSOCK, 0, 0);
-        svc_register(service, program, 1, dispatch, 0);
+        svc_register(service, program, 1, dispatch, IPPROTO_TCP);
     } else {
         service = transport_listen(
             {dispatch, [](void *, const char *) { reported++; }, nullptr, nullptr});
-        // No port mapper is needed: the test knows the port.
+        // Most tests need no port mapper: they know the port.
         transport_register(service, program, 1);
         transport_watch(alive, [](int) { over = true; });
     }
@@ -262,6 +275,8 @@ Client stock_client(in_port_t port)
 
 Client our_client(in_port_t port, timeval limit)
 {
+    if (stock())
+        return stock_client(port);
     return Client(transport_connect(at(port), program, 1, limit));
 }
 

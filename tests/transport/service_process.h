@@ -30,8 +30,8 @@ enum Procedure : rpcproc_t {
     descriptor = 5 // the number of the connection's descriptor
 };
 
-// With VELT_STOCK in the environment the service runs on the RPC library's own transport, to show
-// what that does.
+// With VELT_STOCK in the environment services and callers are the RPC library's own, to show what
+// that does.
 bool stock();
 
 class ServiceProcess
