@@ -328,9 +328,11 @@ void serve_calls(Connection &connection)
         goes = status != RecordReader::closed && status != RecordReader::broken;
     }
     // No more than what one read has brought, and not for long: others wait too.
-    const Time turn = now() + longest_turn;
-    while (goes && can_read(on) && on.in.has_record() && now() < turn)
+    for (Time turn = 0; goes && can_read(on) && on.in.has_record() && (!turn || now() < turn);) {
         goes = answer(on);
+        if (!turn && on.in.has_record())
+            turn = now() + longest_turn;
+    }
     on.depth--;
     if (!goes || on.dead)
         end(on);

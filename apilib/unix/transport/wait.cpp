@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <fcntl.h>
 #include <new>
 #include <poll.h>
+#include <pthread.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
 
 #include "apilib/unix/transport/connection.h"
 #include "velt/api.h"
@@ -46,6 +50,53 @@ struct Poll {
         return static_cast<int>(count++);
     }
 };
+
+// Ends a wait in time by a descriptor. A time limit of poll's own has the system set up a timer and
+// take it down again with every wait, and nearly all waits end long before.
+class Alarm
+{
+public:
+    // The descriptor, which will be readable at that time or before; -1 when there is none.
+    int set(Time time, Time present)
+    {
+        if (descriptor_ < 0 && !open())
+            return -1;
+        if (set_for_ <= present || set_for_ > time) {
+            itimerspec at{};
+            at.it_value = {time / 1'000'000'000, time % 1'000'000'000};
+            if (timerfd_settime(descriptor_, TFD_TIMER_ABSTIME, &at, nullptr) != 0)
+                return -1;
+            set_for_ = time;
+        }
+        return descriptor_;
+    }
+
+private:
+    bool open()
+    {
+        // A child process that goes on with the service must not set its parent's.
+        static const int at_fork = pthread_atfork(nullptr, nullptr, [] { forget(); });
+        const int low = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+        // Those that masks can name are few.
+        descriptor_ = low < 0 || at_fork != 0 ? -1 : fcntl(low, F_DUPFD_CLOEXEC, mask_bits);
+        if (low >= 0)
+            close(low);
+        return descriptor_ >= 0;
+    }
+    static void forget();
+
+    int descriptor_ = -1;
+    Time set_for_ = 0;
+};
+
+Alarm alarm_clock;
+
+void Alarm::forget()
+{
+    if (alarm_clock.descriptor_ >= 0)
+        close(alarm_clock.descriptor_);
+    alarm_clock = Alarm();
+}
 
 // Used anew by every wait: what it finds goes into the waiters. Never released.
 Poll *polled;
@@ -162,11 +213,10 @@ int transport_wait(UIntT *others, int milliseconds)
     const UIntT wanted = others ? *others : 0;
     if (others)
         *others = 0;
-    const Time end = now() + Time{milliseconds} * 1'000'000;
     if (!polled && !(polled = make<Poll>()))
         return -1;
-    for (;;) {
-        const Time time = now();
+    Time time = now();
+    for (const Time end = time + Time{milliseconds} * 1'000'000;; time = now()) {
         drop_late(time);
         Time nearest = end;
         int ready = 0;
@@ -183,21 +233,26 @@ int transport_wait(UIntT *others, int milliseconds)
             if (wanted & 1U << fd)
                 polled->add(fd, POLLIN);
 
+        const std::size_t theirs = polled->count;
         const Time left = ready ? 0 : std::max<Time>(nearest - time, 0);
-        const int found =
-            poll(polled->entries(), polled->count,
-                 static_cast<int>(std::min<Time>((left + 999'999) / 1'000'000, INT_MAX)));
+        auto limit = static_cast<int>(std::min<Time>((left + 999'999) / 1'000'000, INT_MAX));
+        if (const int fd = limit ? alarm_clock.set(nearest, time) : -1;
+            fd >= 0 && polled->add(fd, POLLIN) >= 0)
+            limit = -1;
+        int found = poll(polled->entries(), polled->count, limit);
         if (found < 0)
             return -1;
+        if (polled->count > theirs && polled->entries()[theirs].revents)
+            found--;
         if (found + ready == 0) {
-            if (nearest == end)
+            if (now() >= end)
                 return 0;
             continue; // something else has had its time
         }
         for (Waiter *each = waiters; each; each = each->next)
             if (each->slot >= 0)
                 each->ready = polled->entries()[each->slot].revents != 0;
-        for (std::size_t i = ours; i < polled->count; i++) {
+        for (std::size_t i = ours; i < theirs; i++) {
             const pollfd &entry = polled->entries()[i];
             if (entry.revents & POLLNVAL) {
                 errno = EBADF;
