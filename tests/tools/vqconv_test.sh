@@ -1,32 +1,11 @@
 #!/usr/bin/env bash
-# vqconv as a program, beside iconv: VQCONV HOME SOURCES. LAUNCHER has the words before a command.
-set -euo pipefail
+# vqconv as a program, beside iconv: VQCONV HOME SOURCES.
 
-read -ra vqconv <<<"${LAUNCHER-} $1"
 home=$2
 sources=$3
 unset VQHOME
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-
-failures=0
-fail() {
-    echo "FAIL: $*" >&2
-    failures=$((failures + 1))
-}
-
-# Runs vqconv; the exit code and what it wrote on each stream are kept.
-run() { # EXIT-CODE ARGUMENTS...
-    local wanted=$1 code=0
-    shift
-    "${vqconv[@]}" "$@" >out 2>err || code=$?
-    [[ $code == "$wanted" ]] || fail "vqconv $* ended with $code, not $wanted: $(head -c 500 err)"
-}
-
-wrote() { # STREAM TEXT
-    grep -qF -- "$2" "$1" || fail "no \"$2\" in what vqconv wrote: $(head -c 500 "$1")"
-}
+# shellcheck source=tests/program.sh
+source "$(dirname "$0")/../program.sh" "$1"
 
 # Texts of several blocks, with characters across every block's end; iconv says what they become.
 while read -r from charset to other text; do
@@ -87,7 +66,7 @@ head -c 40000000 /dev/zero | tr '\0' a >large
 run 0 ASCII Quire large
 [[ ! -s err ]] || fail "progress where there is no terminal: $(cat err)"
 if [[ -z ${LAUNCHER-} ]]; then
-    script -qec "'${vqconv[0]}' ASCII Quire large -o /dev/null" /dev/null >shown </dev/null
+    script -qec "'${program[0]}' ASCII Quire large -o /dev/null" /dev/null >shown </dev/null
     wrote shown "MB of 40, "
 fi
 
@@ -108,7 +87,7 @@ run 2 ASCII ISO-8859-1
 wrote err "ASCII does not convert to ISO Latin-1"
 run 2 -o
 if [[ -w /dev/full ]]; then
-    "${vqconv[@]}" ASCII Quire large >/dev/full 2>err && fail "a full disk goes unnoticed"
+    "${program[@]}" ASCII Quire large >/dev/full 2>err && fail "a full disk goes unnoticed"
 fi
 
-[[ $failures == 0 ]] || exit 1
+finish

@@ -1,30 +1,9 @@
 #!/usr/bin/env bash
-# The Unicode tables, and vqucod as a program: VQUCOD HOME. LAUNCHER has the words before a command.
-set -euo pipefail
+# The Unicode tables, and vqucod as a program: VQUCOD HOME.
 
-read -ra vqucod <<<"${LAUNCHER-} $1"
 tables=$2/unicode
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-
-failures=0
-fail() {
-    echo "FAIL: $*" >&2
-    failures=$((failures + 1))
-}
-
-# Runs vqucod; the exit code and what it wrote on each stream are kept.
-run() { # EXIT-CODE ARGUMENTS...
-    local wanted=$1 code=0
-    shift
-    "${vqucod[@]}" "$@" >out 2>err || code=$?
-    [[ $code == "$wanted" ]] || fail "vqucod $* ended with $code, not $wanted: $(cat out err)"
-}
-
-wrote() { # STREAM TEXT
-    grep -qF -- "$2" "$1" || fail "no \"$2\" in what vqucod wrote: $(head -c 500 "$1")"
-}
+# shellcheck source=tests/program.sh
+source "$(dirname "$0")/../program.sh" "$1"
 
 # What make writes is what the build has, and sound.
 run 0 make new
@@ -61,4 +40,4 @@ run 2
 run 2 compile x
 run 2 check --no-such-option
 
-[[ $failures == 0 ]] || exit 1
+finish
