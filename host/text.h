@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/vqsre/charset.h"
+#include "tools/common/charset.h"
 
 namespace velt::host
 {

@@ -3,13 +3,13 @@
 #include "encodings.h"
 #include "stream.h"
 
-#include "tools/vqsre/file.h"
+#include "tools/common/file.h"
+#include "tools/common/program.h"
 
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <getopt.h>
 #include <iostream>
 #include <system_error>
 #include <unistd.h>
@@ -20,10 +20,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-constexpr int exit_errors = 1;
-constexpr int exit_usage = 2;
-
-constexpr const char *help = R"(usage: vqconv [OPTIONS] FROM TO [FILE...]
+constexpr Program program = {"vqconv", R"(usage: vqconv [OPTIONS] FROM TO [FILE...]
        vqconv [OPTIONS] -f FROM -t TO [FILE...]
        vqconv -l
 
@@ -45,11 +42,7 @@ standard input, which - stands for too. Encodings go by their names or numbers.
 
 Exit status: 0 all went well, 1 something cannot be converted, read or written, 2 wrong
 usage.
-)";
-
-struct UsageError : std::runtime_error {
-    using runtime_error::runtime_error;
-};
+)"};
 
 struct Options {
     std::string from, to, output, vqhome;
@@ -57,66 +50,24 @@ struct Options {
     std::vector<std::string> files;
 };
 
-Options parse_options(int argc, char **argv)
+Options parse(int argc, char **argv)
 {
-    enum { opt_vqhome = 256, opt_markdown, opt_version };
-    static constexpr option long_options[] = {
-        {"from-code", required_argument, nullptr, 'f'},
-        {"to-code", required_argument, nullptr, 't'},
-        {"list", no_argument, nullptr, 'l'},
-        {"output", required_argument, nullptr, 'o'},
-        {"plain", no_argument, nullptr, 'p'},
-        {"vqhome", required_argument, nullptr, opt_vqhome},
-        {"markdown", no_argument, nullptr, opt_markdown},
-        {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, opt_version},
-        {nullptr, 0, nullptr, 0},
-    };
     Options options;
-    opterr = 0;
-    int c;
-    while ((c = getopt_long(argc, argv, ":f:t:lo:cph", long_options, nullptr)) != -1) {
-        switch (c) {
-        case 'f':
-            options.from = optarg;
-            break;
-        case 't':
-            options.to = optarg;
-            break;
-        case 'l':
-            options.list = true;
-            break;
-        case 'o':
-            options.output = optarg;
-            break;
-        case 'c':
-            options.skip = true;
-            break;
-        case 'p':
-            options.plain = true;
-            break;
-        case opt_vqhome:
-            options.vqhome = optarg;
-            break;
-        case opt_markdown:
-            options.markdown = true;
-            break;
-        case 'h':
-            std::cout << help;
-            std::exit(EXIT_SUCCESS);
-        case opt_version:
-            std::cout << "vqconv " VELT_VERSION "\n";
-            std::exit(EXIT_SUCCESS);
-        case ':':
-            throw UsageError(std::string(argv[optind - 1]) + ": its value is missing");
-        default:
-            throw UsageError(std::string(argv[optind - 1]) + ": unknown option");
+    options.files = parse_options(program, argc, argv,
+                                  {{'f', "from-code", &options.from},
+                                   {'t', "to-code", &options.to},
+                                   {'o', "output", &options.output},
+                                   {0, "vqhome", &options.vqhome},
+                                   {'l', "list", nullptr, &options.list},
+                                   {'c', nullptr, nullptr, &options.skip},
+                                   {'p', "plain", nullptr, &options.plain},
+                                   {0, "markdown", nullptr, &options.markdown}});
+    for (std::string *encoding : {&options.from, &options.to}) {
+        if (encoding->empty() && !options.files.empty()) {
+            *encoding = options.files.front();
+            options.files.erase(options.files.begin());
         }
     }
-    for (std::string *encoding : {&options.from, &options.to})
-        if (encoding->empty() && optind < argc)
-            *encoding = argv[optind++];
-    options.files.assign(argv + optind, argv + argc);
     return options;
 }
 
@@ -258,13 +209,6 @@ UIntT encoding(const std::string &word)
     return *id;
 }
 
-void show(const std::string &text)
-{
-    std::cout << text;
-    if (!std::cout.flush())
-        throw std::runtime_error("cannot write to standard output");
-}
-
 void run(Options options)
 {
     if (options.list)
@@ -303,14 +247,8 @@ void run(Options options)
 
 int main(int argc, char **argv)
 {
-    try {
-        run(parse_options(argc, argv));
-        return EXIT_SUCCESS;
-    } catch (const UsageError &error) {
-        std::cerr << "vqconv: " << error.what() << "\nTry 'vqconv --help'.\n";
-        return exit_usage;
-    } catch (const std::exception &error) {
-        std::cerr << "vqconv: " << error.what() << '\n';
-        return exit_errors;
-    }
+    return run_program(program, [=] {
+        run(parse(argc, argv));
+        return true;
+    });
 }

@@ -1,12 +1,12 @@
 // vqsre: compiles, prints and checks string resource files.
 
-#include "file.h"
 #include "sre.h"
+#include "tools/common/file.h"
+#include "tools/common/program.h"
 
 #include "velt/vde/language.h"
 
 #include <filesystem>
-#include <getopt.h>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -17,10 +17,8 @@ namespace
 
 namespace fs = std::filesystem;
 
-constexpr int exit_errors = 1;
-constexpr int exit_usage = 2;
-
-constexpr const char *help = R"(usage: vqsre compile SOURCE.txt -o OUT.sre [--language NAME]
+constexpr Program program = {"vqsre",
+                             R"(usage: vqsre compile SOURCE.txt -o OUT.sre [--language NAME]
        vqsre print FILE.sre [--language NAME]
        vqsre check SOURCE.txt...
 
@@ -40,53 +38,13 @@ encodings, and the escapes in a text.
   --version        show the version
 
 Exit status: 0 all went well, 1 errors in a file, 2 wrong usage.
-)";
-
-struct UsageError : std::runtime_error {
-    using runtime_error::runtime_error;
-};
+)"};
 
 struct Options {
     std::string output;
     std::string language;
     std::vector<std::string> words; // the command and its files
 };
-
-Options parse_options(int argc, char **argv)
-{
-    enum { opt_language = 256, opt_help, opt_version };
-    static constexpr option long_options[] = {
-        {"language", required_argument, nullptr, opt_language},
-        {"help", no_argument, nullptr, opt_help},
-        {"version", no_argument, nullptr, opt_version},
-        {nullptr, 0, nullptr, 0},
-    };
-    Options options;
-    int c;
-    while ((c = getopt_long(argc, argv, ":o:h", long_options, nullptr)) != -1) {
-        switch (c) {
-        case 'o':
-            options.output = optarg;
-            break;
-        case opt_language:
-            options.language = optarg;
-            break;
-        case opt_help:
-        case 'h':
-            std::cout << help;
-            std::exit(EXIT_SUCCESS);
-        case opt_version:
-            std::cout << "vqsre " VELT_VERSION "\n";
-            std::exit(EXIT_SUCCESS);
-        case ':':
-            throw UsageError(std::string(argv[optind - 1]) + ": its value is missing");
-        default:
-            throw UsageError(std::string(argv[optind - 1]) + ": unknown option");
-        }
-    }
-    options.words.assign(argv + optind, argv + argc);
-    return options;
-}
 
 // The language given, or the last of the path's names that is one.
 IntT language_of(const Options &options, const std::string &path)
@@ -100,12 +58,6 @@ IntT language_of(const Options &options, const std::string &path)
         if (const IntT language = V_LanguageNumber(part.stem().c_str()))
             return language;
     throw UsageError(path + " has no language in its path; give --language");
-}
-
-void flush_output()
-{
-    if (!std::cout.flush())
-        throw std::runtime_error("cannot write to standard output");
 }
 
 void run_compile(const Options &options, Errors &errors)
@@ -128,9 +80,10 @@ void run_print(const Options &options, Errors &)
         throw UsageError("print takes one compiled file");
     const std::string &path = options.words[1];
     const Charset charset(language_of(options, path));
+    std::string text;
     for (const auto &[id, bytes] : read_sre(path))
-        std::cout << id << ": " << source_text(bytes, charset) << '\n';
-    flush_output();
+        text += std::to_string(id) + ": " + source_text(bytes, charset) + '\n';
+    show(text);
 }
 
 void run_check(const Options &options, Errors &errors)
@@ -167,17 +120,13 @@ void run(const Options &options, Errors &errors)
 
 int main(int argc, char **argv)
 {
-    try {
+    return run_program(program, [=] {
+        Options options;
+        options.words =
+            parse_options(program, argc, argv,
+                          {{'o', nullptr, &options.output}, {0, "language", &options.language}});
         Errors errors;
-        run(parse_options(argc, argv), errors);
-        return errors.any() ? exit_errors : EXIT_SUCCESS;
-    } catch (const UsageError &error) {
-        if (*error.what() != '\0')
-            std::cerr << "vqsre: " << error.what() << '\n';
-        std::cerr << "Try 'vqsre --help'.\n";
-        return exit_usage;
-    } catch (const std::exception &error) {
-        std::cerr << "vqsre: " << error.what() << '\n';
-        return exit_errors;
-    }
+        run(options, errors);
+        return !errors.any();
+    });
 }

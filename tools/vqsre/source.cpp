@@ -2,8 +2,8 @@
 
 #include "source.h"
 
-#include "file.h"
 #include "sre.h"
+#include "tools/common/file.h"
 
 #include "velt/vde/memory.h"
 #include "velt/vde/quire.h"

@@ -2,7 +2,7 @@
 #ifndef VELT_TOOLS_VQSRE_SOURCE_H
 #define VELT_TOOLS_VQSRE_SOURCE_H
 
-#include "charset.h"
+#include "tools/common/charset.h"
 
 #include <map>
 #include <set>

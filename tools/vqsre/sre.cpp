@@ -2,7 +2,7 @@
 
 #include "sre.h"
 
-#include "file.h"
+#include "tools/common/file.h"
 
 #include <cstdint>
 #include <stdexcept>

@@ -2,21 +2,17 @@
 
 #include "ucod.h"
 
-#include "tools/vqsre/file.h"
+#include "tools/common/file.h"
+#include "tools/common/program.h"
 
 #include <filesystem>
-#include <getopt.h>
 #include <iostream>
 #include <map>
-#include <stdexcept>
 
 namespace
 {
 
-constexpr int exit_errors = 1;
-constexpr int exit_usage = 2;
-
-constexpr const char *help = R"(usage: vqucod make DIRECTORY
+constexpr Program program = {"vqucod", R"(usage: vqucod make DIRECTORY
        vqucod print FILE.UCOD
        vqucod check FILE.UCOD...
 
@@ -31,36 +27,7 @@ The library finds the tables in the directory unicode/ of the one that it is giv
   --version  show the version
 
 Exit status: 0 all went well, 1 errors in a file, 2 wrong usage.
-)";
-
-struct UsageError : std::runtime_error {
-    using runtime_error::runtime_error;
-};
-
-std::vector<std::string> parse_words(int argc, char **argv)
-{
-    enum { opt_version = 256 };
-    static constexpr option long_options[] = {
-        {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, opt_version},
-        {nullptr, 0, nullptr, 0},
-    };
-    opterr = 0;
-    int c;
-    while ((c = getopt_long(argc, argv, "h", long_options, nullptr)) != -1) {
-        switch (c) {
-        case 'h':
-            std::cout << help;
-            std::exit(EXIT_SUCCESS);
-        case opt_version:
-            std::cout << "vqucod " VELT_VERSION "\n";
-            std::exit(EXIT_SUCCESS);
-        default:
-            throw UsageError(std::string(argv[optind - 1]) + ": unknown option");
-        }
-    }
-    return {argv + optind, argv + argc};
-}
+)"};
 
 using Files = std::vector<std::string>;
 
@@ -88,9 +55,7 @@ bool print(const Files &files)
 {
     if (files.size() != 1)
         throw UsageError("print takes one file");
-    std::cout << ucod_text(read_ucod(files[0]));
-    if (!std::cout.flush())
-        throw std::runtime_error("cannot write to standard output");
+    show(ucod_text(read_ucod(files[0])));
     return true;
 }
 
@@ -131,13 +96,5 @@ bool run(std::vector<std::string> words)
 
 int main(int argc, char **argv)
 {
-    try {
-        return run(parse_words(argc, argv)) ? EXIT_SUCCESS : exit_errors;
-    } catch (const UsageError &error) {
-        std::cerr << "vqucod: " << error.what() << "\nTry 'vqucod --help'.\n";
-        return exit_usage;
-    } catch (const std::exception &error) {
-        std::cerr << "vqucod: " << error.what() << '\n';
-        return exit_errors;
-    }
+    return run_program(program, [=] { return run(parse_options(program, argc, argv)); });
 }

@@ -1,6 +1,6 @@
 #include "ucod.h"
 
-#include "tools/vqsre/charset.h"
+#include "tools/common/charset.h"
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/language.h"

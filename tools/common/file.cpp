@@ -1,6 +1,6 @@
 // Whole files.
 
-#include "file.h"
+#include "tools/common/file.h"
 
 #include <cerrno>
 #include <filesystem>

@@ -1,6 +1,6 @@
 // Whole files. Every failure is a std::system_error that names the file.
-#ifndef VELT_TOOLS_VQSRE_FILE_H
-#define VELT_TOOLS_VQSRE_FILE_H
+#ifndef VELT_TOOLS_COMMON_FILE_H
+#define VELT_TOOLS_COMMON_FILE_H
 
 #include <cstdio>
 #include <memory>

@@ -1,6 +1,6 @@
 // The byte encodings, made from iconv's.
 
-#include "charset.h"
+#include "tools/common/charset.h"
 
 #include "velt/vde/fontenc.h"
 #include "velt/vde/language.h"

@@ -1,6 +1,6 @@
 // The byte encodings in which the languages' texts are kept.
-#ifndef VELT_TOOLS_VQSRE_CHARSET_H
-#define VELT_TOOLS_VQSRE_CHARSET_H
+#ifndef VELT_TOOLS_COMMON_CHARSET_H
+#define VELT_TOOLS_COMMON_CHARSET_H
 
 #include "velt/scalars.h"
 
