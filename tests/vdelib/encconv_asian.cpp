@@ -155,6 +155,14 @@ TEST(Japanese, EscapesAndLineEndsOfJis)
     for (const auto &[jis, euc] : texts)
         EXPECT_EQ(converted(VdeJisToEuc, jis), euc) << jis;
     EXPECT_EQ(converted(VdeJisToShiftJis, "a\t\x0C\x01z"), bytes({'a', 8, '\n', 0, 'z'}));
+    // What is no character goes through the same sums, each byte for itself.
+    for_each_pair([](const std::string &pair) {
+        if (pair.find_first_of("\x1B\n\r") == 0)
+            return;
+        IntT c1 = UCharT(pair[0]), c2 = UCharT(pair[1]);
+        Vdejis2sjis(&c1, &c2);
+        ASSERT_EQ(converted(VdeJisToShiftJis, "\x1B$B" + pair), bytes({c1, c2})) << pair;
+    });
     EXPECT_EQ(converted(VdeEucToShiftJis, "a\t\x80\xFFz\xB0 \x8E "),
               bytes({'a', 8, 0, 0, 'z', 0xB0, ' ', 0x8E, ' '}));
 }

@@ -53,12 +53,13 @@ constexpr void sjis_to_jis(IntT &c1, IntT &c2)
     c1 = (c1 - (c1 < 0xA0 ? 0x70 : 0xB0)) * 2 - adjust;
 }
 
-// A two-byte character, the first byte the higher.
+// A two-byte character, the first byte the higher. Of each, as a sum may leave it, the low 8 bits
+// count.
 using Code = uint16_t;
 
 constexpr Code code_of(IntT c1, IntT c2)
 {
-    return static_cast<Code>(c1 * 256 + c2);
+    return static_cast<Code>(c1 * 256 + static_cast<UCharT>(c2));
 }
 
 template <void transform(IntT &, IntT &)>
