@@ -267,6 +267,7 @@ TEST_F(Vqsre, DamagedFilesAndWrongUsage)
         {sre({{0, "x"}}).substr(0, 29), "the file ends inside its index"},
         {std::string(20, '\0') + "\xFF\xFF\xFF\xFF", "the header tells of more than 32767 strings"},
         {sre({{1, "x"}, {0, "y"}}), "the index is not sorted"},
+        {sre({{1, "x"}}).substr(0, 29) + '\xFF', "the index points behind the end of the file"},
         {sre({{3, "x\\xg"}}), "string 3 does not end properly"},
         {sre({{3, "x"}}).substr(0, 31), "string 3 does not end properly"},
     };

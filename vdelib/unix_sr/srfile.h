@@ -32,8 +32,7 @@ struct SrIndex {
 // Reads header and index. Null, or what is wrong.
 const char *sr_read_index(FILE *stream, SrIndex &index);
 
-// Reads the string at an offset. -1 when it does not end properly; text is then what there is,
-// nothing beyond the end of the file.
+// Reads the string at an offset. -1 when it does not end properly; text is then what there is.
 IntT sr_read_text(FILE *stream, UIntT offset, char (&text)[sr_text_size]);
 
 } // namespace velt

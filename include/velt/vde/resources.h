@@ -45,8 +45,8 @@ IntT VdeUiScanLabel(FILE *stream, UIntT fileFlags, IntT lineEnd, IntT size, Stri
 /* Loads the strings of the first file there is: "NAME.sre", then, in the directories that HOME and
  * VQHOME name, "vqinit/LANGUAGE/APIArea/resources/NAME.sre" with the whole name and with what
  * follows its last "/". A path of more than 1023 bytes is passed over. 0, or -1 when there is no
- * file or it is damaged: the strings loaded before stay then; otherwise they are replaced, but not
- * released. */
+ * file, it is damaged or memory runs out: the strings loaded before stay then; otherwise they are
+ * replaced, but not released. The language is that of the last file found, damaged or not. */
 IntT V_SrInit(const char *name, const char *language);
 
 /* Puts a string into the size bytes of buf, with "%0" to "%9" and "%{0}" to "%{9}" replaced by the
