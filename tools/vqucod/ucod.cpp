@@ -52,7 +52,8 @@ void append_row(std::string &file, const Ucod &table, unsigned row)
     const auto end = table.lower_bound((row + 1) * 0x100);
     std::string codes(2, '\0');
     if (begin != end) {
-        unsigned lo = begin->first & 0xFF;
+        // The row of single bytes has a place for control characters too: they are the library's.
+        unsigned lo = row == 0 ? 0 : begin->first & 0xFF;
         unsigned hi = std::prev(end)->first & 0xFF;
         // A row of one code would be one of none.
         if (lo == hi && hi < 0xFF)

@@ -121,10 +121,13 @@ EastAsianTable *velt::load_table(const char *base_name, const char *dir)
     std::ranges::fill(table->rows, new_row());
     for_each_row(file, [&](unsigned row, bool single, UCharT lo, std::span<const UCharT> codes) {
         CodePoints *const points = new_row();
-        for (size_t i = 0; i < codes.size(); i += 2)
-            (*points)[lo + i / 2] = static_cast<CodePoint>(codes[i] * 256 + codes[i + 1]);
-        if (single)
-            std::copy_n(VdeVeltRomanToUnicodeConversionTable, 0x20, points->begin());
+        for (size_t i = 0; i < codes.size(); i += 2) {
+            const size_t byte = lo + i / 2;
+            // Control characters are the host's, whatever the file says.
+            (*points)[byte] = single && byte < 0x20
+                                  ? VdeVeltRomanToUnicodeConversionTable[byte]
+                                  : static_cast<CodePoint>(codes[i] * 256 + codes[i + 1]);
+        }
         table->rows[row] = points;
     });
     table->run = identical_ascii(table->rows[0]->data());
