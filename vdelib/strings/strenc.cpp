@@ -1,5 +1,7 @@
 // String routines that know two-byte characters.
 
+#include "characters.h"
+
 #include "velt/vde/fontenc.h"
 #include "velt/vde/quire.h"
 #include "velt/vde/strings.h"
@@ -10,16 +12,8 @@
 namespace
 {
 
-const VdeFontEncT &encoding(UIntT enc)
-{
-    return *vdeFontEncs[enc <= vdeLastEncodingId ? enc : vdeVeltRomanEncodingId];
-}
-
-UCharT byte_at(const char *s, IntT index = 0)
-{
-    // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.UndefReturn): the terminator ends each scan
-    return static_cast<UCharT>(s[index]);
-}
+using velt::char_size;
+using velt::font_encoding;
 
 enum class Case { exact, folded };
 
@@ -28,15 +22,14 @@ struct Char {
     IntT size;  // in bytes; 0 at the end of the string
 };
 
-template <Case fold = Case::exact>
+template <Case fold>
 Char char_at(const char *s, const VdeFontEncT &enc)
 {
-    const UCharT first = byte_at(s);
-    if (first == 0)
-        return {0, 0};
-    if (enc.firstByte[first] != 0 && enc.secondByte[byte_at(s, 1)] != 0)
-        return {first * 256 + byte_at(s, 1), 2};
-    return {fold == Case::folded ? VdeQToLower[first] : first, 1};
+    const IntT size = char_size(s, enc);
+    const auto first = static_cast<UCharT>(s[0]);
+    if (size == 2)
+        return {first * 256 + static_cast<UCharT>(s[1]), size};
+    return {fold == Case::folded && size == 1 ? VdeQToLower[first] : first, size};
 }
 
 // Difference of the first differing characters of a and b, where `more` says whether to go on after
@@ -48,7 +41,7 @@ IntT compare(const char *a, const char *b, UIntT enc, auto more)
         a = "";
     if (b == nullptr)
         b = "";
-    const VdeFontEncT &table = encoding(enc);
+    const VdeFontEncT &table = font_encoding(enc);
     IntT done = 0;
     for (;;) {
         const Char ca = char_at<fold>(a, table);
@@ -77,10 +70,10 @@ bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
 {
     if (s == nullptr || n <= 0)
         return false;
-    const VdeFontEncT &table = encoding(enc);
+    const VdeFontEncT &table = font_encoding(enc);
     IntT at = 0;
     while (at < n) {
-        const IntT size = char_at(s + at, table).size;
+        const IntT size = char_size(s + at, table);
         if (size == 0)
             return false;
         at += size;
@@ -100,9 +93,9 @@ IntT V_StrLenEnc(const char *s, UIntT enc)
 {
     if (s == nullptr || enc == vdeVeltRomanEncodingId)
         return V_StrLen(s);
-    const VdeFontEncT &table = encoding(enc);
+    const VdeFontEncT &table = font_encoding(enc);
     IntT count = 0;
-    while (const IntT size = char_at(s, table).size) {
+    while (const IntT size = char_size(s, table)) {
         s += size;
         ++count;
     }
@@ -113,8 +106,8 @@ IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
 {
     if (s == nullptr || sub == nullptr)
         return -1;
-    const VdeFontEncT &table = encoding(enc);
-    for (IntT at = 0; s[at] != '\0'; at += char_at(s + at, table).size)
+    const VdeFontEncT &table = font_encoding(enc);
+    for (IntT at = 0; s[at] != '\0'; at += char_size(s + at, table))
         if (V_StrPrefix(s + at, sub))
             return at;
     return -1;
@@ -134,7 +127,7 @@ StringT V_StrRChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
     StringT last = nullptr;
     while (const StringT found = V_StrChrEnc(s, b1, b2, enc)) {
         last = found;
-        s = found + char_at(found, encoding(enc)).size;
+        s = found + char_size(found, font_encoding(enc));
     }
     return last;
 }

@@ -2,7 +2,7 @@
 #ifndef VELT_VDELIB_NAMES_H
 #define VELT_VDELIB_NAMES_H
 
-#include "velt/vde/fontenc.h"
+#include "vdelib/strings/characters.h"
 #include "velt/vde/memory.h"
 #include "velt/vde/paths.h"
 
@@ -29,14 +29,10 @@ inline const char *name_of(const V_FilePathT *path)
     return is_file_path(path) ? path->name : nullptr;
 }
 
-// Bytes of the character of the dialogs' encoding at s, which is not at the end of the text.
+// Bytes of the character of the dialogs' encoding that s begins with; 0 at the end of the text.
 inline IntT dialog_char_size(const char *s)
 {
-    const UIntT id = vdeDialogEncodingId;
-    const VdeFontEncT &enc = *vdeFontEncs[id <= vdeLastEncodingId ? id : vdeVeltRomanEncodingId];
-    const bool pair = s[1] != '\0' && enc.firstByte[static_cast<UCharT>(s[0])] != 0 &&
-                      enc.secondByte[static_cast<UCharT>(s[1])] != 0;
-    return pair ? 2 : 1;
+    return char_size(s, font_encoding(vdeDialogEncodingId));
 }
 
 inline bool is_ascii_letter(char c)
