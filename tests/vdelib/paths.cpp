@@ -71,10 +71,6 @@ TEST(Paths, UnixNames)
     EXPECT_EQ(shown(V_MacToFilePath("Disk:~a/../b")), "Disk:~a/../b 0");
     EXPECT_EQ(shown(V_DosToFilePath("")), "null");
     EXPECT_ABORT(VdeFilePathFree(nullptr), "");
-    for (int successes = 0; successes < 2; ++successes) {
-        const FailingHeap heap(successes);
-        EXPECT_EQ(V_UnixToFilePath("/a", nullptr), nullptr);
-    }
 }
 
 TEST(Paths, ExpansionOfUsersAndVariables)

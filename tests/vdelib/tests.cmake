@@ -6,9 +6,10 @@ velt_test(vdelib_core SOURCES
 target_link_options(vdelib_core PRIVATE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
 
 velt_test(vdelib_files SOURCES
-  vdelib/failing_heap.cpp vdelib/paths.cpp vdelib/channel.cpp
+  vdelib/failing_heap.cpp vdelib/paths.cpp vdelib/channel.cpp vdelib/exhaustion.cpp
   LINK velt-vde-static)
-target_link_options(vdelib_files PRIVATE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc)
+target_link_options(vdelib_files PRIVATE
+  -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=lstat)
 
 velt_test(vdelib_encconv SOURCES
   vdelib/failing_heap.cpp vdelib/encconv_builder.cpp vdelib/encconv_names.cpp
