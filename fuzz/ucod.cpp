@@ -5,8 +5,6 @@
 #include "velt/vde/fontenc.h"
 #include "velt/vde/memory.h"
 
-#include <numeric>
-
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     static const Place place;
@@ -20,12 +18,22 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
                 std::equal(content.begin(), content.end(), reinterpret_cast<const char *>(packed)),
             "a file is read as it is");
     V_Free(packed);
-    velt::EastAsianTable *table = velt::load_table("x", place.path());
+    VdeFontEncT font = *vdeFontEncs[vdeBIG5EncodingId];
+    char name[] = "x";
+    font.name = name;
+    velt::EastAsianTable *table = velt::load_table(font, place.path());
     if (table == nullptr)
         return 0;
     volatile unsigned sum = 0;
-    for (const velt::CodePoints *row : table->rows)
-        sum = std::accumulate(row->begin(), row->end(), unsigned{sum});
+    const auto add = [&sum](const velt::Utf8Row *row) {
+        for (const velt::Utf8 &character : *row)
+            sum = sum + velt::code_point(character);
+    };
+    add(table->single);
+    for (const velt::Utf8Row *row : table->pairs) {
+        if (row != nullptr)
+            add(row);
+    }
     V_Free(table);
     return 0;
 }

@@ -77,7 +77,9 @@ Escapes escapes_of(UIntT encoding)
                                   : Escapes{"", ""};
 }
 
-Characters::Characters(UIntT from, UIntT to) : from_(from), to_(to), verdicts_(4 * 0x10000)
+Characters::Characters(UIntT from, UIntT to)
+    : from_(from), to_(to), stateful_(from != to && !escapes_of(from).open.empty()),
+      verdicts_(4 * 0x10000)
 {
     if (!is_east_asian(from) || from == to)
         return;
@@ -186,9 +188,8 @@ Character Characters::split(std::string_view text)
 bool Characters::converts(std::string_view code)
 {
     // A single byte, two bytes, and four with the first plane or another.
-    std::size_t index = byte_at(code, code.size() - 1);
-    if (code.size() > 1)
-        index += byte_at(code, code.size() - 2) * 0x100u + 0x10000;
+    const UCharT last = byte_at(code, code.size() - 1);
+    std::size_t index = code.size() > 1 ? pair_index(byte_at(code, code.size() - 2), last) : last;
     if (code.size() > 2)
         index += byte_at(code, 1) == first_plane ? 0x10000 : 0x20000;
     Verdict &verdict = verdicts_[index];

@@ -36,6 +36,31 @@ public:
     // The character that nonempty text begins with, in the state that those before left.
     Character next(std::string_view text);
 
+    // How much of the text, from its beginning on, is of characters that were met before and
+    // convert, and where the last of them begins; a single byte that is apart ends it.
+    struct Known {
+        std::size_t size = 0, last = 0;
+    };
+    Known known(std::string_view text, const auto &is_apart) const
+    {
+        // In each state, a byte begins either single characters or pairs.
+        const bool singles = !two_byte_;
+        const bool pairs = two_byte_ || !stateful_;
+        Known known;
+        for (std::size_t at = 0; at < text.size(); at = known.size) {
+            const auto byte = static_cast<UCharT>(text[at]);
+            if (singles && verdicts_[byte] == yes && !is_apart(text[at]))
+                known.size += 1;
+            else if (pairs && at + 1 < text.size() &&
+                     verdicts_[pair_index(byte, static_cast<UCharT>(text[at + 1]))] == yes)
+                known.size += 2;
+            else
+                break;
+            known.last = at;
+        }
+        return known;
+    }
+
     // What has to stand before text in this state when it is converted by itself.
     std::string_view state() const;
     // Begins another text.
@@ -57,7 +82,13 @@ private:
     Character split_hz(std::string_view text);
     bool try_code(std::string_view code) const;
 
+    static std::size_t pair_index(UCharT first, UCharT second)
+    {
+        return 0x10000u + first * 0x100u + second;
+    }
+
     UIntT from_, to_;
+    bool stateful_;
     bool two_byte_ = false; // in the two-byte part of JIS or HZ text
     std::array<UCharT, 256> leads_{}, trails_{};
 

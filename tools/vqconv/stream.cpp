@@ -4,6 +4,7 @@
 
 #include "velt/vde/encodings.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -51,7 +52,19 @@ void Stream::convert_pending(bool final)
         state = characters_.state();
         start = next;
     };
+    // What may have to wait for the next block is not among the known.
+    constexpr std::size_t longest = 4;
+    const std::string_view certain = text.substr(0, text.size() - std::min(text.size(), longest));
     while (at < text.size()) {
+        if (at < certain.size()) {
+            const auto known =
+                characters_.known(certain.substr(at), [this](char byte) { return verbatim(byte); });
+            if (known.size > 0) {
+                last = at + known.last;
+                at += known.size;
+                continue;
+            }
+        }
         const Character character = characters_.next(text.substr(at));
         const std::string_view bytes = text.substr(at, character.size);
         const std::size_t next = at + character.size;

@@ -231,11 +231,16 @@ Code cns_entry(const auto &table, UCharT b0, UCharT b1, Code otherwise)
     return table[static_cast<size_t>(row * cns_row + column)];
 }
 
+void put(UCharT *&out, auto... bytes)
+{
+    ((*out++ = static_cast<UCharT>(bytes)), ...);
+}
+
 void put_code(UCharT *&out, Code code)
 {
     if (code > 0xFF)
-        *out++ = static_cast<UCharT>(code >> 8);
-    *out++ = static_cast<UCharT>(code);
+        put(out, code >> 8);
+    put(out, code);
 }
 
 constexpr AsciiRun ascii{0x00, 0x7F};
@@ -282,13 +287,17 @@ IntT VdeBig52CNSEUC(VdeClT *cl, const char *src, IntT srcLen)
         Code code = cns_space;
         if (within(row, 0, rows - 1) && column != no_column)
             code = big5_to_cns[static_cast<size_t>(row * big5_row + column)];
-        if (code != 0 && (code & two_bytes) == 0) {
-            *out++ = four_byte_lead;
-            *out++ = second_plane;
-            code |= two_bytes;
-        }
-        put_code(out, code);
         source.at += 2;
+        if (code == 0) {
+            put(out, 0);
+            return true;
+        }
+        // Which plane a character has, no processor can foresee: what stands before the second is
+        // always written, and kept or not.
+        out[0] = four_byte_lead;
+        out[1] = second_plane;
+        out += (~code & two_bytes) / (two_bytes / 2);
+        put(out, code >> 8, code | two_bytes);
         return true;
     });
 }

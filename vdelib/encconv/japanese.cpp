@@ -117,8 +117,15 @@ private:
     std::array<std::array<Code, 256>, 2> trails{};
 };
 
+constexpr bool is_seven_bit(UCharT byte)
+{
+    return byte >= 0x21 && byte <= 0x7E;
+}
+
+constexpr PairTable jis_to_sjis_codes{transformed<jis_to_sjis>, 0x30, 0x21};
 constexpr PairTable euc_to_sjis{sjis_of_euc, 0xB0, 0xA1};
 constexpr PairTable sjis_to_euc{euc_of_sjis, 0x88, 0x9F};
+static_assert(jis_to_sjis_codes.is(transformed<jis_to_sjis>, is_seven_bit, is_seven_bit));
 static_assert(euc_to_sjis.is(sjis_of_euc, is_euc, is_euc));
 static_assert(sjis_to_euc.is(euc_of_sjis, is_sjis_lead, is_sjis_trail));
 
@@ -284,7 +291,7 @@ IntT from_jis(VdeClT *cl, const char *src, IntT srcLen, auto write_pair, auto co
 
 IntT VdeJisToShiftJis(VdeClT *cl, const char *src, IntT srcLen)
 {
-    return from_jis<1>(cl, src, srcLen, transformed<jis_to_sjis>, copy_to_quire);
+    return from_jis<1>(cl, src, srcLen, jis_to_sjis_codes, copy_to_quire);
 }
 
 IntT VdeJisToEuc(VdeClT *cl, const char *src, IntT srcLen)

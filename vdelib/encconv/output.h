@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <type_traits>
 
 namespace velt
@@ -42,20 +43,24 @@ void make_room(VdeClT &cl, IntT n);
 class Output
 {
 public:
-    // `expected` bytes are likely to be written.
-    Output(VdeClT *builder, int64_t expected)
-        : cl(*checked(builder)), least_size(cl.size), likely(expected)
+    explicit Output(VdeClT *builder)
+        : cl(*checked(builder)), least_size(cl.size), first_length(cl.len)
     {
     }
     Output(const Output &) = delete;
     Output &operator=(const Output &) = delete;
 
     // Gives back what was taken ahead of need: the capacity is as if each byte had been appended.
+    // Of a little too much the block is not rid: the C library would take each such block from the
+    // system, empty, and give it back, which costs more than the conversion.
     ~Output()
     {
-        const int64_t size = cl.growBy > 0 ? rounded_up(cl.len, cl.growBy) : cl.size;
-        if (size < cl.size && least_size < cl.size)
-            VdeClSetSize(&cl, std::max(static_cast<IntT>(size), least_size));
+        const int64_t needed = cl.growBy > 0 ? rounded_up(cl.len, cl.growBy) : cl.size;
+        const auto size = std::max(static_cast<IntT>(needed), least_size);
+        if (size < cl.size - cl.size / little)
+            VdeClSetSize(&cl, size);
+        else if (size < cl.size)
+            cl.size = size;
     }
 
     static constexpr IntT most_room = 4096;
@@ -67,8 +72,9 @@ public:
         return direct ? cl.buf + cl.len : chunk.data();
     }
 
-    // The room was written to up to this end.
-    void wrote(const UCharT *end)
+    // The room was written to up to this end, now that so many bytes of the source are done and so
+    // many left.
+    void wrote(const UCharT *end, int64_t done, int64_t left)
     {
         if (direct) {
             cl.len = static_cast<IntT>(end - cl.buf);
@@ -76,24 +82,32 @@ public:
             return;
         }
         const auto count = static_cast<IntT>(end - chunk.data());
-        if (cl.size < int64_t{cl.len} + count)
-            grow(count);
+        if (cl.growBy > 0 && cl.size < int64_t{cl.len} + count)
+            grow(count, done, left);
         VdeClAddNChars(&cl, reinterpret_cast<const char *>(chunk.data()), count);
     }
 
 private:
-    // Doubles the capacity, as far as a block may get, so that the bytes are not moved once for
-    // every step of the builder's.
-    void grow(IntT bytes)
+    static constexpr IntT little = 16; // one part in so many
+
+    // Makes the capacity enough for these bytes and for as much as is likely to follow, so that the
+    // bytes are not moved once for every step of the builder's.
+    void grow(IntT bytes, int64_t done, int64_t left)
     {
         const int64_t most = int64_t{V_MaxBlockSize} - 1 - cl.growBy - cl.len;
-        const int64_t ahead = std::min(std::max(int64_t{cl.len}, likely), most);
-        make_room(cl, std::max(static_cast<IntT>(ahead), bytes));
+        const int64_t written = int64_t{cl.len} - first_length + bytes;
+        const int64_t following = written * left / std::max(done, int64_t{1});
+        const int64_t ahead =
+            std::max(bytes + following + following / (2 * little), int64_t{cl.len} / little);
+        // A first block is zero, which what it grows by need not be.
+        if (cl.buf == nullptr)
+            make_room(cl, 1);
+        make_room(cl, std::max(static_cast<IntT>(std::min(ahead, most)), bytes));
     }
 
     VdeClT &cl;
     IntT least_size;
-    int64_t likely;
+    IntT first_length;
     bool direct = false;
     std::array<UCharT, most_room> chunk;
 };
@@ -117,76 +131,112 @@ IntT convert(VdeClT *cl, const char *src, IntT srcLen, auto step, Finish finish 
         return 0;
     constexpr IntT spare = 16;
     constexpr IntT strip = (Output::most_room - spare) / expansion;
-    Output output{cl, srcLen};
+    Output output{cl};
     const auto *begin = reinterpret_cast<const UCharT *>(src);
     Source source{begin, begin + srcLen, begin};
+    const auto wrote = [&](const UCharT *out) {
+        output.wrote(out, source.at - begin, source.left());
+    };
     while (source.left() > 0) {
         const auto size = static_cast<IntT>(std::min(source.left(), int64_t{strip}));
         source.stop = source.at + size;
         UCharT *out = output.room(size * expansion + spare);
         do {
             if (!step(source, out)) {
-                output.wrote(out);
+                wrote(out);
                 return -1;
             }
         } while (source.at < source.stop);
-        output.wrote(out);
+        wrote(out);
     }
     if constexpr (!std::is_null_pointer_v<Finish>) {
         UCharT *out = output.room(spare);
         finish(out);
-        output.wrote(out);
+        wrote(out);
     }
     return 0;
 }
 
-// The ASCII bytes low to high but for one; runs of them are copied a word at a time.
+// The ASCII bytes low to high but for two; runs of them are copied in blocks.
 class AsciiRun
 {
 public:
-    constexpr AsciiRun(UCharT low, UCharT high, UCharT but = 0x80)
-        : below(low * ones), above((0x7Fu - high) * ones), other(but * ones)
+    constexpr AsciiRun(UCharT low, UCharT high, UCharT but = none, UCharT nor = none)
+        : lowest(low), highest(high), other(but), another(nor)
     {
     }
 
-    // Copies the bytes from the source on that belong, as far as the source is to be converted;
-    // up to seven bytes of the room behind them are overwritten.
+    // Copies the bytes from the source on that belong, as far as the source is to be converted; up
+    // to fifteen bytes of the room behind them are overwritten.
     void copy(Source &source, UCharT *&out) const
     {
-        while (source.stop - source.at >= word_size) {
-            uint64_t word;
-            std::memcpy(&word, source.at, sizeof word);
-            std::memcpy(out, &word, sizeof word);
-            if constexpr (std::endian::native == std::endian::big)
-                word = __builtin_bswap64(word);
-            const uint64_t strange = strangers(word);
-            const int copied = strange != 0 ? std::countr_zero(strange) / 8 : word_size;
-            source.at += copied;
-            out += copied;
-            if (strange != 0)
-                return;
+        const UCharT *at = source.at;
+        UCharT *to = out;
+        int copied = block_size;
+        while (copied == block_size && source.stop - at >= block_size) {
+            Block block;
+            std::memcpy(&block, at, sizeof block);
+            std::memcpy(to, &block, sizeof block);
+            copied = belonging(block);
+            at += copied;
+            to += copied;
         }
-        while (source.at < source.stop && has(*source.at))
-            *out++ = *source.at++;
+        if (copied == block_size) {
+            while (at < source.stop && has(*at))
+                *to++ = *at++;
+        }
+        source.at = at;
+        out = to;
     }
 
     // Whether the byte belongs.
-    constexpr bool has(UCharT byte) const { return byte < 0x80 && (strangers(byte) & 0x80) == 0; }
-
-private:
-    static constexpr int word_size = 8;
-    static constexpr uint64_t ones = 0x0101010101010101;
-
-    // The lowest bit set is the top bit of the first byte, from the lowest on, that does not
-    // belong; what is carried on from it makes the bits of those behind worthless.
-    constexpr uint64_t strangers(uint64_t word) const
+    constexpr bool has(UCharT byte) const
     {
-        const uint64_t differs = word ^ other;
-        return (word | (word - below) | (word + above) | ((differs - ones) & ~differs)) &
-               0x80 * ones;
+        return byte >= lowest && byte <= highest && byte != other && byte != another;
     }
 
-    uint64_t below, above, other;
+private:
+    // The compiler makes what the processor has of such vectors. A byte that does not belong has
+    // all bits set in the result of a comparison.
+    static constexpr int block_size = 16;
+    using Block = signed char __attribute__((vector_size(block_size)));
+    using Halves = uint64_t __attribute__((vector_size(block_size)));
+
+    static constexpr UCharT none = 0x80;
+
+    // The number of bytes before the first that does not belong. As signed numbers, bytes from 0x80
+    // on are below all others.
+    int belonging(Block block) const
+    {
+        const auto signed_of = [](UCharT byte) { return static_cast<signed char>(byte); };
+        const auto strange =
+            reinterpret_cast<Halves>((block < signed_of(lowest)) | (block > signed_of(highest)) |
+                                     (block == signed_of(other)) | (block == signed_of(another)));
+        return strange[0] != 0 ? leading(strange[0]) : 8 + leading(strange[1]);
+    }
+
+    static int leading(uint64_t strange)
+    {
+        const int zeros = std::endian::native == std::endian::little ? std::countr_zero(strange)
+                                                                     : std::countl_zero(strange);
+        return zeros / 8;
+    }
+
+    UCharT lowest, highest, other, another;
 };
+
+// The printable ASCII that stands for itself: from the space on, but for two characters, up to the
+// third that does not.
+template <class Code>
+constexpr AsciiRun identical_ascii(const Code *codes)
+{
+    UCharT others[] = {0x7F, 0x7F, 0x7F};
+    size_t found = 0;
+    for (UCharT byte = 0x20; byte < 0x7F && found < std::size(others); ++byte) {
+        if (codes[byte] != byte)
+            others[found++] = byte;
+    }
+    return {0x20, static_cast<UCharT>(others[2] - 1), others[0], others[1]};
+}
 
 } // namespace velt

@@ -16,15 +16,31 @@ namespace
 
 using namespace velt;
 
-// Through a table of bytes.
+// Through a table of bytes, a word at a time where it is not a run.
 template <const auto &map>
 IntT bytes_through(VdeClT *cl, const char *src, IntT srcLen)
 {
     const UCharT *const table = &map[0];
-    return convert<1>(cl, src, srcLen, [table](Source &source, UCharT *&out) {
-        out = std::transform(source.at, source.stop, out,
-                             [table](UCharT byte) { return table[byte]; });
-        source.at = source.stop;
+    const AsciiRun identical = identical_ascii(table);
+    return convert<1>(cl, src, srcLen, [table, identical](Source &source, UCharT *&out) {
+        identical.copy(source, out);
+        const UCharT *at = source.at;
+        UCharT *to = out;
+        constexpr int word_size = 8;
+        while (source.stop - at >= word_size && !identical.has(*at)) {
+            uint64_t word;
+            uint64_t mapped = 0;
+            std::memcpy(&word, at, sizeof word);
+            for (int shift = 0; shift < 64; shift += 8)
+                mapped |= uint64_t{table[word >> shift & 0xFF]} << shift;
+            std::memcpy(to, &mapped, sizeof mapped);
+            at += word_size;
+            to += word_size;
+        }
+        while (at < source.stop && !identical.has(*at))
+            *to++ = table[*at++];
+        source.at = at;
+        out = to;
         return true;
     });
 }
@@ -55,6 +71,9 @@ static_assert(std::ranges::all_of(conversions, [](const Conversion &row) {
            }) == 1;
 }));
 
+// A string of which a step that is too much does not matter, and moving it would.
+constexpr IntT large = 65536;
+
 // 0, or nonzero when there is no conversion or it failed.
 IntT dispatch(VdeClT *cl, const char *src, IntT srcLen, UIntT from, UIntT to)
 {
@@ -79,6 +98,9 @@ StringT V_StrConvertEnc(const char *text, UIntT fromEnc, UIntT toEnc)
     VdeClT cl;
     VdeClInit(&cl, 256);
     const bool failed = dispatch(&cl, text, V_StrLen(text), fromEnc, toEnc) != 0;
-    VdeClSetSize(&cl, failed ? 0 : cl.len);
+    if (failed)
+        VdeClSetSize(&cl, 0);
+    else if (cl.len < large)
+        VdeClSetSize(&cl, cl.len);
     return reinterpret_cast<StringT>(cl.buf);
 }

@@ -99,37 +99,54 @@ UCharT *VdeGetPackedUnicodeInfo(const char *baseName, const char *dir)
     return read_packed(baseName, dir).block.release();
 }
 
-EastAsianTable *velt::load_table(const char *base_name, const char *dir)
+EastAsianTable *velt::load_table(const VdeFontEncT &font, const char *dir)
 {
-    const Bytes bytes = read_packed(base_name, dir);
+    const Bytes bytes = read_packed(font.name, dir);
     if (bytes.block == nullptr)
         return nullptr;
     const std::span<const UCharT> file{bytes.block.get(), bytes.size};
-    size_t count = 1;
+    size_t count = 2; // those for what the file lacks
     if (!for_each_row(file, [&count](auto...) { ++count; }))
         return nullptr;
     auto *table = static_cast<EastAsianTable *>(
-        V_Calloc(1, static_cast<UIntT>(sizeof(EastAsianTable) + count * sizeof(CodePoints)), 0));
+        V_Calloc(1, static_cast<UIntT>(sizeof(EastAsianTable) + count * sizeof(Utf8Row)), 0));
     if (table == nullptr)
         return nullptr;
 
-    auto *next = reinterpret_cast<CodePoints *>(table + 1);
-    const auto new_row = [&next] {
-        next->fill(VdeNoCodePoint);
-        return next++;
+    auto *next = reinterpret_cast<Utf8Row *>(table + 1);
+    const auto new_row = [&next] { return next++; };
+    const auto new_pairs = [&] {
+        Utf8Row *const row = new_row();
+        for (size_t byte = 0; byte < row->size(); ++byte) {
+            if (font.secondByte[byte] == 0)
+                (*row)[byte] = EastAsianTable::no_pair;
+        }
+        return row;
     };
-    std::ranges::fill(table->rows, new_row());
+    table->single = new_row();
+    const Utf8Row *const no_pairs = new_pairs();
+    for (size_t byte = 0; byte < std::size(table->pairs); ++byte)
+        table->pairs[byte] = font.firstByte[byte] != 0 ? no_pairs : nullptr;
+
     for_each_row(file, [&](unsigned row, bool single, UCharT lo, std::span<const UCharT> codes) {
-        CodePoints *const points = new_row();
+        Utf8Row *const characters = row == 0 ? new_row() : new_pairs();
         for (size_t i = 0; i < codes.size(); i += 2) {
             const size_t byte = lo + i / 2;
             // Control characters are the host's, whatever the file says.
-            (*points)[byte] = single && byte < 0x20
-                                  ? VdeVeltRomanToUnicodeConversionTable[byte]
-                                  : static_cast<CodePoint>(codes[i] * 256 + codes[i + 1]);
+            const CodePoint point = single && byte < 0x20
+                                        ? VdeVeltRomanToUnicodeConversionTable[byte]
+                                        : static_cast<CodePoint>(codes[i] * 256 + codes[i + 1]);
+            if (Utf8 &character = (*characters)[byte];
+                character.size != EastAsianTable::no_pair.size)
+                character = in_utf8(point);
         }
-        table->rows[row] = points;
+        if (row == 0)
+            table->single = characters;
+        else if (font.firstByte[row] != 0)
+            table->pairs[row] = characters;
     });
-    table->run = identical_ascii(table->rows[0]->data());
+    CodePoints codes;
+    std::ranges::transform(*table->single, codes.begin(), code_point);
+    table->run = identical_ascii(codes.data());
     return table;
 }

@@ -62,54 +62,23 @@ constexpr bool is_code_point(CodePoint code)
     return code != VdeNoCodePoint;
 }
 
-// Writes a code point as UTF-8.
-constexpr void put_utf8(UCharT *&out, CodePoint code)
+consteval Utf8Row all_in_utf8(const CodePoints &codes)
 {
-    const auto low_bits = [code](int shift) {
-        return static_cast<UCharT>(0x80 | (code >> shift & 0x3F));
-    };
-    if (code < 0x80) {
-        *out++ = static_cast<UCharT>(code);
-    } else if (code < 0x800) {
-        *out++ = static_cast<UCharT>(0xC0 | code >> 6);
-        *out++ = low_bits(0);
-    } else {
-        *out++ = static_cast<UCharT>(0xE0 | code >> 12);
-        *out++ = low_bits(6);
-        *out++ = low_bits(0);
-    }
-}
-
-constexpr IntT most_utf8 = 3;
-
-// What a byte becomes; the bytes behind the size are of no account.
-struct Utf8 {
-    UCharT bytes[most_utf8];
-    UCharT size;
-};
-
-consteval std::array<Utf8, 256> in_utf8(const CodePoints &codes)
-{
-    std::array<Utf8, 256> all{};
-    for (size_t byte = 0; byte < all.size(); ++byte) {
-        UCharT *end = all[byte].bytes;
-        if (is_code_point(codes[byte]))
-            put_utf8(end, codes[byte]);
-        all[byte].size = static_cast<UCharT>(end - all[byte].bytes);
-    }
+    Utf8Row all{};
+    std::ranges::transform(codes, all.begin(), in_utf8);
     return all;
 }
 
 struct SingleByteTable {
     UIntT enc;
     const CodePoints &codes;
-    std::array<Utf8, 256> utf8;
+    Utf8Row utf8;
     AsciiRun run;
 };
 
 consteval SingleByteTable single_byte(UIntT enc, const CodePoints &codes)
 {
-    return {enc, codes, in_utf8(codes), identical_ascii(codes.data())};
+    return {enc, codes, all_in_utf8(codes), identical_ascii(codes.data())};
 }
 
 constexpr SingleByteTable single_byte_tables[] = {
@@ -132,43 +101,45 @@ Slot AsianToUnicodeTable[] = {
     {VdeEncGbEuc, nullptr},
 };
 
-// Takes characters of single-byte text.
-struct SingleBytes {
-    const CodePoints &codes;
+// Take the characters of text one by one.
 
-    CodePoint next(const UCharT *&at, const UCharT *) const { return codes[*at++]; }
+struct SingleBytes {
+    const SingleByteTable &table;
+    AsciiRun run = table.run;
+
+    const Utf8 &next(const UCharT *&at, const UCharT *) const { return table.utf8[*at++]; }
 };
 
-// Takes characters of East Asian text.
 struct EastAsian {
     const EastAsianTable &table;
-    const VdeFontEncT &font;
+    AsciiRun run = table.run;
 
-    CodePoint next(const UCharT *&at, const UCharT *end) const
+    const Utf8 &next(const UCharT *&at, const UCharT *end) const
     {
         const UCharT first = *at++;
-        if (font.firstByte[first] == 0 || at == end || font.secondByte[*at] == 0)
-            return (*table.rows[0])[first];
-        return (*table.rows[first])[*at++];
+        const Utf8Row *const pairs = table.pairs[first];
+        if (pairs != nullptr && at < end) {
+            const Utf8 &character = (*pairs)[*at];
+            if (character.size != EastAsianTable::no_pair.size) {
+                ++at;
+                return character;
+            }
+        }
+        return (*table.single)[first];
     }
 };
 
-// Calls the one for the encoding with what takes its characters; false when there is no table.
-bool with_table(UIntT enc, auto single, auto east_asian)
+// Calls `use` with what takes the characters of the encoding; not when there is no table.
+void with_table(UIntT enc, auto use)
 {
     for (const SingleByteTable &table : single_byte_tables) {
-        if (table.enc == enc) {
-            single(table);
-            return true;
-        }
+        if (table.enc == enc)
+            return use(SingleBytes{table});
     }
     for (const Slot &slot : AsianToUnicodeTable) {
-        if (slot.enc == enc && slot.table != nullptr) {
-            east_asian(EastAsian{*slot.table, *vdeFontEncs[V_TextEncToFontEnc(enc)]});
-            return true;
-        }
+        if (slot.enc == enc && slot.table != nullptr)
+            return use(EastAsian{*slot.table});
     }
-    return false;
 }
 
 } // namespace
@@ -193,8 +164,7 @@ void V_FdeInitUnicode(const char *dir)
     if (V_FontEncName(vdeVeltRomanEncodingId) == nullptr)
         V_FdeInitFontEncs(nullptr);
     for (Slot &slot : AsianToUnicodeTable) {
-        // The files are named as the font encodings are.
-        EastAsianTable *table = load_table(V_FontEncName(V_TextEncToFontEnc(slot.enc)), dir);
+        EastAsianTable *table = load_table(*vdeFontEncs[V_TextEncToFontEnc(slot.enc)], dir);
         if (table == nullptr)
             continue;
         V_Free(slot.table);
@@ -209,7 +179,7 @@ UIntT *VdeTextEncStringToLString(const char *text, UIntT enc)
     if (length == 0 || length >= V_MaxBlockSize / IntT{sizeof(UIntT)} - 1)
         return nullptr;
     UIntT *lstring = nullptr;
-    const auto collect = [&](const auto &characters) {
+    with_table(enc, [&](const auto &characters) {
         lstring = static_cast<UIntT *>(
             V_Alloc((static_cast<UIntT>(length) + 1) * UIntT{sizeof(UIntT)}, 0));
         if (lstring == nullptr)
@@ -217,41 +187,32 @@ UIntT *VdeTextEncStringToLString(const char *text, UIntT enc)
         UIntT *out = lstring;
         const auto *at = reinterpret_cast<const UCharT *>(text);
         for (const UCharT *const end = at + length; at < end;) {
-            const CodePoint code = characters.next(at, end);
+            const CodePoint code = code_point(characters.next(at, end));
             if (is_code_point(code))
                 *out++ = code;
         }
         *out = 0;
-    };
-    with_table(
-        enc, [&](const SingleByteTable &table) { collect(SingleBytes{table.codes}); }, collect);
+    });
     return lstring;
 }
 
 IntT vdeTranslateToUnicode(VdeClT *cl, const char *src, IntT srcLen, UIntT enc)
 {
-    const auto single = [=](const SingleByteTable &table) {
-        convert<most_utf8>(cl, src, srcLen, [&table](Source &source, UCharT *&out) {
-            table.run.copy(source, out);
-            while (source.at < source.stop && !table.run.has(*source.at)) {
-                const Utf8 &utf8 = table.utf8[*source.at++];
-                std::memcpy(out, &utf8, sizeof utf8);
-                out += utf8.size;
+    with_table(enc, [=](const auto &characters) {
+        convert<most_utf8>(cl, src, srcLen, [characters](Source &source, UCharT *&out) {
+            characters.run.copy(source, out);
+            const UCharT *at = source.at;
+            UCharT *to = out;
+            // Behind the run up to the next character that may begin another.
+            for (UCharT size = 0; size != 1 && at < source.stop;) {
+                const Utf8 &character = characters.next(at, source.end);
+                size = character.size;
+                character.put(to);
             }
+            source.at = at;
+            out = to;
             return true;
         });
-    };
-    const auto east_asian = [=](const EastAsian &characters) {
-        convert<most_utf8>(cl, src, srcLen, [&characters](Source &source, UCharT *&out) {
-            characters.table.run.copy(source, out);
-            while (source.at < source.stop && !characters.table.run.has(*source.at)) {
-                const CodePoint code = characters.next(source.at, source.end);
-                if (is_code_point(code))
-                    put_utf8(out, code);
-            }
-            return true;
-        });
-    };
-    with_table(enc, single, east_asian);
+    });
     return 0;
 }

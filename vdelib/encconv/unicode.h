@@ -3,6 +3,7 @@
 #pragma once
 
 #include "vdelib/encconv/output.h"
+#include "velt/vde/fontenc.h"
 #include "velt/vde/unicode.h"
 
 namespace velt
@@ -11,29 +12,69 @@ namespace velt
 using CodePoint = uint16_t; // VdeNoCodePoint where there is no character
 using CodePoints = std::array<CodePoint, 256>;
 
-// The printable ASCII that stands for itself: from the space on, but for one character, up to the
-// second that does not.
-constexpr AsciiRun identical_ascii(const CodePoint *codes)
-{
-    UCharT others[] = {0x7F, 0x7F};
-    unsigned found = 0;
-    for (UCharT byte = 0x20; byte < 0x7F && found < 2; ++byte) {
-        if (codes[byte] != byte)
-            others[found++] = byte;
+inline constexpr IntT most_utf8 = 3;
+
+// A character as UTF-8; the bytes behind the size are of no account. Without a code point there are
+// none.
+struct Utf8 {
+    UCharT bytes[most_utf8];
+    UCharT size;
+
+    // Writes all of it, of which the size counts.
+    void put(UCharT *&out) const
+    {
+        std::memcpy(out, this, sizeof *this);
+        out += size;
     }
-    return {0x20, static_cast<UCharT>(others[1] - 1), others[0]};
+};
+
+// Codes that begin with the same byte, by their last bytes.
+using Utf8Row = std::array<Utf8, 256>;
+
+constexpr Utf8 in_utf8(CodePoint code)
+{
+    const auto low_bits = [code](int shift) {
+        return static_cast<UCharT>(0x80 | (code >> shift & 0x3F));
+    };
+    if (code == VdeNoCodePoint)
+        return {};
+    if (code < 0x80)
+        return {{static_cast<UCharT>(code)}, 1};
+    if (code < 0x800)
+        return {{static_cast<UCharT>(0xC0 | code >> 6), low_bits(0)}, 2};
+    return {{static_cast<UCharT>(0xE0 | code >> 12), low_bits(6), low_bits(0)}, 3};
+}
+
+constexpr CodePoint code_point(const Utf8 &utf8)
+{
+    const auto bits = [&utf8](int byte, unsigned mask) { return utf8.bytes[byte] & mask; };
+    switch (utf8.size) {
+    case 0:
+        return VdeNoCodePoint;
+    case 1:
+        return utf8.bytes[0];
+    case 2:
+        return static_cast<CodePoint>(bits(0, 0x1F) << 6 | bits(1, 0x3F));
+    default:
+        return static_cast<CodePoint>(bits(0, 0x0F) << 12 | bits(1, 0x3F) << 6 | bits(2, 0x3F));
+    }
 }
 
 // The table of an East Asian encoding: a row for the bytes that are single, and one for each first
-// byte of two-byte characters. The rows stand behind it in its block; those that the file lacks are
-// one row, without characters.
+// byte of two-byte characters, null for other bytes. The rows stand behind it in its block; those
+// that the file lacks are one row, without characters.
 struct EastAsianTable {
     AsciiRun run;
-    const CodePoints *rows[256]; // by first byte; single bytes have row 0
+    const Utf8Row *single;
+    const Utf8Row *pairs[256];
+
+    // In a row of pairs, what the last byte cannot end: the first is a single byte then.
+    static constexpr Utf8 no_pair{{}, 0xFF};
 };
 
-// New table of a file; V_Free it. Null when the file is missing or damaged, and when memory runs
-// out.
-EastAsianTable *load_table(const char *base_name, const char *dir);
+// New table of the file that is named as the font encoding is, whose tests say what two-byte
+// characters begin and end with; V_Free it. Null when the file is missing or damaged, and when
+// memory runs out.
+EastAsianTable *load_table(const VdeFontEncT &font, const char *dir);
 
 } // namespace velt
