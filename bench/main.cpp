@@ -4,7 +4,9 @@
 #include <iostream>
 
 #include "bench/calls.h"
+#include "bench/encodings.h"
 #include "bench/lists.h"
+#include "bench/strings.h"
 #include "bench/table.h"
 #include "bench/transport.h"
 #include "host/place.h"
@@ -18,6 +20,8 @@ try {
     const auto host = velt::bench::register_calls();
     velt::bench::register_transport();
     velt::bench::register_lists();
+    velt::bench::register_encodings();
+    velt::bench::register_strings();
     velt::bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);
     return table.failed() ? 1 : 0;

@@ -50,7 +50,9 @@ bool Table::ReportContext(const Context &)
 void Table::ReportRuns(const std::vector<Run> &runs)
 {
     for (const Run &run : runs) {
-        const std::string &name = run.run_name.function_name;
+        std::string name = run.run_name.function_name;
+        if (!run.report_label.empty())
+            name += " / " + run.report_label;
         if (run.error_occurred) {
             std::cerr << name << ": " << run.error_message << '\n';
             failed_ = true;

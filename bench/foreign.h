@@ -1,0 +1,66 @@
+// The converters of others: the C library's iconv, and ICU's. What they take is opened and
+// allocated once.
+#pragma once
+
+#include <iconv.h>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include <unicode/ucnv.h>
+
+namespace velt::bench
+{
+
+class Foreign
+{
+public:
+    virtual ~Foreign() = default;
+    // The converted text, valid until the next call; null when something has no equivalent, or the
+    // result is larger than what there is room for.
+    virtual const std::string_view *convert(std::string_view text) = 0;
+
+    std::string checked(std::string_view text);
+
+protected:
+    explicit Foreign(std::size_t most) : buffer_(most) {}
+
+    const std::string_view *result(const char *end)
+    {
+        result_ = {buffer_.data(), static_cast<std::size_t>(end - buffer_.data())};
+        return &result_;
+    }
+
+    std::vector<char> buffer_;
+
+private:
+    std::string_view result_;
+};
+
+class Iconv : public Foreign
+{
+public:
+    Iconv(const std::string &from, const std::string &to, std::size_t most);
+    const std::string_view *convert(std::string_view text) override;
+
+private:
+    std::unique_ptr<std::remove_pointer_t<iconv_t>, decltype(&iconv_close)> descriptor_;
+};
+
+class Icu : public Foreign
+{
+public:
+    Icu(const std::string &from, const std::string &to, std::size_t most);
+    const std::string_view *convert(std::string_view text) override;
+
+private:
+    using Converter = std::unique_ptr<UConverter, decltype(&ucnv_close)>;
+    static Converter open(const std::string &name);
+
+    Converter from_, to_;
+    std::vector<UChar> pivot_;
+};
+
+} // namespace velt::bench
