@@ -87,6 +87,10 @@ void dispatch(svc_req *request, SVCXPRT *transport)
             serve_once(20);
         svc_sendreply(transport, routine<void>(), nullptr);
         break;
+    case pause:
+        usleep(1'500'000);
+        svc_sendreply(transport, routine<void>(), nullptr);
+        break;
     case reports:
         reply(transport, IntT{reported});
         break;

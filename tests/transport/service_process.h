@@ -23,11 +23,12 @@ constexpr rpcprog_t program = 0x20000077;
 
 // What the service answers besides the null procedure.
 enum Procedure : rpcproc_t {
-    echo = 1,      // a string
-    count = 2,     // the number of integers in a list
-    nest = 3,      // serves others for half a second, then replies
-    reports = 4,   // how many peers were turned away with a report
-    descriptor = 5 // the number of the connection's descriptor
+    echo = 1,       // a string
+    count = 2,      // the number of integers in a list
+    nest = 3,       // serves others for half a second, then replies
+    reports = 4,    // how many peers were turned away with a report
+    descriptor = 5, // the number of the connection's descriptor
+    pause = 6,      // serves nobody for a second and a half, then replies
 };
 
 // With VELT_STOCK in the environment services and callers are the RPC library's own, to show what

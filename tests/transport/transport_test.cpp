@@ -1,6 +1,6 @@
 // What a peer does to a service and to a caller, and what they may not suffer from it. Run with
-// VELT_STOCK=1 both are the RPC library's own: then all but the interoperation and the late answer
-// fail.
+// VELT_STOCK=1 both are the RPC library's own: then all but the interoperation, what is late and
+// the record reader's fail.
 
 #include <gtest/gtest.h>
 
@@ -96,6 +96,24 @@ TEST(Service, EndsConnectionsThatCannotGoOn)
     EXPECT_TRUE(no_call.closed(200ms));
     EXPECT_FALSE(slow.closed(500ms));
     EXPECT_TRUE(slow.closed(1500ms));
+    EXPECT_EQ(service.end(), 0);
+}
+
+// What came while the service was busy with something else is served, however late.
+TEST(Service, ItsOwnPauseMakesNoPeerLate)
+{
+    VA_Limits.recordSeconds = 1;
+    ServiceProcess service;
+    VA_Limits.recordSeconds = 30;
+    Peer peer(service.port()), other(service.port());
+    const std::string call = fragment(head(NULLPROC));
+    ASSERT_TRUE(peer.send(call.substr(0, 20)));
+    std::this_thread::sleep_for(50ms);
+    ASSERT_TRUE(other.send(fragment(head(pause))));
+    std::this_thread::sleep_for(50ms);
+    ASSERT_TRUE(peer.send(call.substr(20)));
+    EXPECT_EQ(peer.receive(28), null_reply());
+    EXPECT_EQ(other.receive(28), null_reply());
     EXPECT_EQ(service.end(), 0);
 }
 

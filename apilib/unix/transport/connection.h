@@ -16,7 +16,7 @@ struct Waiter {
     bool ready = false;     // since the last wait
     int slot = -1;          // in that wait
     Time deadline = never;  // until which it must have got on
-    bool last_turn = false; // given when that is over
+    bool late_turn = false; // it had one when that was over
     Waiter *next = nullptr;
 
     Waiter(Kind of, int fd) : kind(of), descriptor(fd) {}

@@ -136,19 +136,20 @@ void drop_late(Time time)
         Waiter *next = each->next;
         if (each->deadline <= time) {
             auto &connection = static_cast<Connection &>(*each);
-            pollfd ready{each->descriptor, connection.out.empty() ? short{POLLIN} : short{POLLOUT},
-                         0};
-            if (!each->last_turn && poll(&ready, 1, 0) > 0)
-                each->last_turn = true;
-            else if (each->kind == Waiter::calling)
-                give_up_replies(connection);
-            else if (connection.out.empty() && !can_read(connection))
+            const bool calling = each->kind == Waiter::calling;
+            const bool sends = !connection.out.empty();
+            pollfd ready{each->descriptor, sends ? short{POLLOUT} : short{POLLIN}, 0};
+            if (!calling && !sends && !can_read(connection)) {
                 // Its own call is being answered meanwhile.
                 each->deadline = never;
-            else
-                drop(connection);
-            // Who is told may have ended others.
-            next = waiters;
+            } else if (each->late_turn || poll(&ready, 1, 0) <= 0) {
+                if (calling)
+                    give_up_replies(connection);
+                else
+                    drop(connection);
+                // Who is told may have ended others.
+                next = waiters;
+            }
         }
         each = next;
     }
@@ -176,9 +177,9 @@ void Connection::pace()
 {
     if (out.empty() && (in.at_rest() || in.has_record())) {
         deadline = never;
-        last_turn = false;
     } else if (deadline == never) {
         deadline = after_seconds(VA_Limits.recordSeconds);
+        late_turn = false;
     }
 }
 
@@ -273,6 +274,7 @@ void transport_dispatch()
             continue;
         }
         each->ready = false;
+        each->late_turn = each->deadline != never && each->deadline <= now();
         switch (each->kind) {
         case Waiter::listener:
             accept_on(static_cast<Listener &>(*each));
