@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "apilib/routines.h"
+#include "apilib/unix/transport/record.h"
 #include "transport/service_process.h"
 #include "velt/api.h"
 
@@ -154,6 +156,22 @@ TEST(Service, AFloodGrowsNothingAndHoldsUpNobody)
     }
     EXPECT_LT(service.status("VmPeak") - before, 65536);
     EXPECT_EQ(service.end(), 0);
+}
+
+// What follows a record is moved when that is taken, so that much of it would cost without end.
+TEST(Service, ReadsLittleBehindARecord)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    Peer from(ends[0]), to(ends[1]);
+    constexpr int behind = 30'000;
+    ASSERT_TRUE(from.send(fragment(std::string(100'000, 'a')) + std::string(behind, '\0')));
+    RecordReader reader;
+    while (!reader.has_record())
+        ASSERT_LE(reader.read(to.descriptor()), RecordReader::whole);
+    int left = 0;
+    ASSERT_EQ(ioctl(to.descriptor(), FIONREAD, &left), 0);
+    EXPECT_GE(left, behind - 8192);
 }
 
 // Idle connections cost neither the descriptors of others nor the processor.

@@ -92,9 +92,9 @@ RecordReader::Status RecordReader::read(int descriptor, int flags)
         // No more than what has come is believed to come.
         if (failed_ || (end_ == block_.size() && !block_.grow(std::max(first_size, 2 * end_))))
             return broken;
-        // Between records no more than a few: what is behind one is moved when that is taken.
-        const std::size_t most =
-            size_ == 0 ? std::min(block_.size() - end_, first_size) : block_.size() - end_;
+        // Behind a fragment no more than a few: what is behind a record is moved when that is
+        // taken.
+        const std::size_t most = std::min(block_.size() - end_, left_ + first_size);
         const ssize_t got = recv(descriptor, block_.data() + end_, most, flags);
         if (got == 0)
             return closed;
