@@ -200,14 +200,18 @@ TEST(Service, IdlePeersAreNoneTheLess)
 
 TEST(Service, KeepsSoManyIdleConnections)
 {
-    ServiceProcess service([] { VA_Limits.idleConnections = 4; });
-    std::vector<std::unique_ptr<Peer>> idle;
-    for (int i = 0; i < 6; i++)
-        idle.push_back(std::make_unique<Peer>(service.port()));
-    EXPECT_TRUE(idle[0]->closed());
-    EXPECT_TRUE(idle[1]->closed());
-    EXPECT_FALSE(idle[2]->closed(100ms));
-    EXPECT_EQ(service.end(), 0);
+    for (const char *begun : {"", "\x80"}) {
+        ServiceProcess service([] { VA_Limits.idleConnections = 4; });
+        std::vector<std::unique_ptr<Peer>> idle;
+        for (int i = 0; i < 6; i++) {
+            idle.push_back(std::make_unique<Peer>(service.port()));
+            ASSERT_TRUE(idle.back()->send(begun));
+        }
+        EXPECT_TRUE(idle[0]->closed());
+        EXPECT_TRUE(idle[1]->closed());
+        EXPECT_FALSE(idle[2]->closed(100ms));
+        EXPECT_EQ(service.end(), 0);
+    }
 }
 
 TEST(Service, DescriptorsMayBeHigh)

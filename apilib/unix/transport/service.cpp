@@ -185,12 +185,14 @@ bool spare_one()
 {
     Served *found = nullptr;
     // New ones stand in front.
-    for (bool at_rest : {true, false})
-        each_served([&found, at_rest](Served &connection) {
-            const bool rests = connection.in.at_rest() && connection.out.empty();
-            if (!connection.has_called && connection.depth == 0 && (rests || (!at_rest && !found)))
-                found = &connection;
-        });
+    bool found_rests = false;
+    each_served([&](Served &connection) {
+        const bool rests = connection.in.at_rest() && connection.out.empty();
+        if (!connection.has_called && connection.depth == 0 && rests >= found_rests) {
+            found = &connection;
+            found_rests = rests;
+        }
+    });
     if (found)
         end(*found);
     return found != nullptr;
