@@ -65,11 +65,13 @@ public:
             itimerspec at{};
             at.it_value = {time / 1'000'000'000, time % 1'000'000'000};
             if (timerfd_settime(descriptor_, TFD_TIMER_ABSTIME, &at, nullptr) != 0)
-                return -1;
+                return descriptor_ = -1;
             set_for_ = time;
         }
         return descriptor_;
     }
+    // It has been found readable. Whether it has gone off or is open no more: it is set anew.
+    void gone_off() { set_for_ = 0; }
 
 private:
     bool open()
@@ -243,8 +245,10 @@ int transport_wait(UIntT *others, int milliseconds)
         int found = poll(polled->entries(), polled->count, limit);
         if (found < 0)
             return -1;
-        if (polled->count > theirs && polled->entries()[theirs].revents)
+        if (polled->count > theirs && polled->entries()[theirs].revents) {
+            alarm_clock.gone_off();
             found--;
+        }
         if (found + ready == 0) {
             if (now() >= end)
                 return 0;
@@ -256,6 +260,7 @@ int transport_wait(UIntT *others, int milliseconds)
         for (std::size_t i = ours; i < theirs; i++) {
             const pollfd &entry = polled->entries()[i];
             if (entry.revents & POLLNVAL) {
+                *others = 0;
                 errno = EBADF;
                 return -1;
             }
