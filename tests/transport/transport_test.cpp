@@ -108,14 +108,20 @@ TEST(Service, ItsOwnPauseMakesNoPeerLate)
     ServiceProcess service;
     VA_Limits.recordSeconds = 30;
     Peer peer(service.port()), other(service.port());
-    const std::string call = fragment(head(NULLPROC));
+    const std::string text = words({1'000'000}) + std::string(1'000'000, 'a');
+    const std::string call = fragment(head(echo) + text);
     ASSERT_TRUE(peer.send(call.substr(0, 20)));
     std::this_thread::sleep_for(50ms);
-    ASSERT_TRUE(other.send(fragment(head(pause))));
+    // It waits for its own turn, too.
+    ASSERT_TRUE(other.send(fragment(head(pause)) + call.substr(0, 20)));
     std::this_thread::sleep_for(50ms);
-    ASSERT_TRUE(peer.send(call.substr(20)));
-    EXPECT_EQ(peer.receive(28), null_reply());
+    std::thread rest([&] { peer.send(call.substr(20)); });
     EXPECT_EQ(other.receive(28), null_reply());
+    std::this_thread::sleep_for(50ms);
+    EXPECT_TRUE(other.send(call.substr(20)));
+    for (Peer *each : {&peer, &other})
+        EXPECT_TRUE(each->receive(28).ends_with(null_reply().substr(4)));
+    rest.join();
     EXPECT_EQ(service.end(), 0);
 }
 

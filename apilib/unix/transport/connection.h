@@ -16,7 +16,7 @@ struct Waiter {
     bool ready = false;     // since the last wait
     int slot = -1;          // in that wait
     Time deadline = never;  // until which it must have got on
-    bool late_turn = false; // it had one when that was over
+    bool late_turn = false; // when that was over, it had one, and a second more
     Waiter *next = nullptr;
 
     Waiter(Kind of, int fd) : kind(of), descriptor(fd) {}

@@ -254,6 +254,8 @@ bool answer(Served &on)
         on.call = &call;
         dispatch(on, message);
         on.call = call.outer;
+        // While its call was served nothing of it was read.
+        on.deadline = never;
     }
     xdr_destroy(&call.arguments);
     on.in.give_back(std::move(record));

@@ -279,7 +279,10 @@ void transport_dispatch()
             continue;
         }
         each->ready = false;
-        each->late_turn = each->deadline != never && each->deadline <= now();
+        if (each->deadline != never && !each->late_turn && each->deadline <= now()) {
+            each->late_turn = true;
+            each->deadline = after_seconds(1);
+        }
         switch (each->kind) {
         case Waiter::listener:
             accept_on(static_cast<Listener &>(*each));
