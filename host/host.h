@@ -154,6 +154,7 @@ private:
     // Returns how long it has waited.
     Clock::duration wait_and_dispatch(Clock::duration limit);
     static void heard(void *host, const char *what);
+    void turn_away_sender();
     static void connection_closed(void *host, SVCXPRT *connection);
     static void replied(void *client, const rpc_err &error);
     void connect(Client &client);
@@ -179,6 +180,7 @@ private:
     std::map<rpcproc_t, std::function<void(Client &, void *, void *)>> scripted_;
     std::deque<Action> actions_;
     int answering_ = 0; // calls of clients
+    bool sender_reported_ = false;
     SVCXPRT *service_ = nullptr;
     SVCXPRT *session_service_ = nullptr;
     UIntT program_ = 0;

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <utility>
 #include <vector>
 
 #include "apilib/unix/transport/transport.h"
@@ -87,6 +88,13 @@ try {
     static_cast<Host *>(host)->desk_.report(what);
 } catch (const std::exception &) {
     return;
+}
+
+void Host::turn_away_sender()
+{
+    if (!std::exchange(sender_reported_, true))
+        desk_.report(
+            "turned away a datagram: only root and the same user may ask for a connection");
 }
 
 void Host::connection_closed(void *context, SVCXPRT *connection)

@@ -13,6 +13,7 @@
 #include "apilib/fields.h"
 #include "apilib/memory.h"
 #include "apilib/routines.h"
+#include "apilib/unix/transport/transport.h"
 #include "host/answers.h"
 #include "host/host.h"
 #include "velt/api.h"
@@ -372,6 +373,8 @@ try {
     const auto found = served_programs().find(request->rq_prog);
     if (found == served_programs().end()) {
         svcerr_noprog(transport);
+    } else if (!transport_trusts(*static_cast<sockaddr_in *>(svc_getrpccaller(transport)->buf))) {
+        found->second->turn_away_sender();
     } else if (request->rq_proc == NULLPROC) {
         svc_sendreply(transport, routine<void>(), nullptr);
     } else if (request->rq_proc != VQ_RPC_SESSION_CONNECT) {

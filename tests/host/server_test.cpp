@@ -298,10 +298,12 @@ TEST_F(ServerTest, ReplyThatIsDropped)
 
 TEST_F(ServerTest, ProcessIsTakenInOverUdp)
 {
-    const auto visit = [this] {
-        setenv("VQTEST", "", 1);
+    const auto visit = [this](const char *how = "", uid_t user = 0) {
+        setenv("VQTEST", how, 1);
         const pid_t pid = fork();
         if (pid == 0) {
+            if (user != 0 && setuid(user) != 0)
+                _exit(126);
             setenv("VQTEST_SESSION", std::to_string(host.session_program()).c_str(), 1);
             execl(TEST_CLIENT, TEST_CLIENT, nullptr);
             _exit(127);
@@ -313,6 +315,14 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
         waitpid(pid, &status, 0);
         return WEXITSTATUS(status);
     };
+
+    if (geteuid() == 0) {
+        const pid_t stranger = visit("give up waiting", 65534);
+        for (int i = 0; i < 20 && !desk.reported("turned away a datagram"); i++)
+            host.serve(50ms);
+        EXPECT_EQ(status_of(stranger), 120);
+        EXPECT_TRUE(desk.reported("turned away a datagram"));
+    }
 
     host.options().connect_refusal = -17;
     const pid_t refused = visit();

@@ -131,7 +131,41 @@ bool is_ours(in_addr address)
     return ours;
 }
 
+// Counts the sockets for datagrams in a table that can have sent from an address: those that may
+// speak, and the others. More than one process may have the same.
+void count_senders(const char *table, const sockaddr_in &sender, int &trusted, int &others)
+{
+    std::FILE *file = std::fopen(table, "re");
+    if (!file)
+        return;
+    // Addresses of version 6 end with one of version 4; all zero is any.
+    char address[9];
+    std::snprintf(address, sizeof address, "%08X", sender.sin_addr.s_addr);
+    char line[512];
+    while (std::fgets(line, sizeof line, file)) {
+        char host[33];
+        unsigned port, owner;
+        unsigned long inode;
+        if (std::sscanf(line, " %*[^:]: %32[^:]:%x %*s %*s %*s %*s %*s %u %*s %lu", host, &port,
+                        &owner, &inode) != 4 ||
+            port != ntohs(sender.sin_port) || std::strlen(host) < 8)
+            continue;
+        const char *tail = host + std::strlen(host) - 8;
+        if (std::strcmp(tail, address) == 0 || std::strcmp(tail, "00000000") == 0)
+            (by_owner(owner, inode) == Speaker::trusted ? trusted : others)++;
+    }
+    std::fclose(file);
+}
+
 } // namespace
+
+bool transport_trusts(const sockaddr_in &sender)
+{
+    int trusted = 0, others = 0;
+    count_senders("/proc/net/udp", sender, trusted, others);
+    count_senders("/proc/net/udp6", sender, trusted, others);
+    return trusted > 0 && others == 0 && is_ours(sender.sin_addr);
+}
 
 Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines,
                  std::size_t count)

@@ -11,7 +11,8 @@
 namespace velt
 {
 
-// Who answers on a service, and who hears of what befalls it. All but `dispatch` may be null.
+// Who answers on a service, and who hears of what befalls it. All but `dispatch` may be null, and
+// none but `dispatch` may serve others or end the service.
 struct Service {
     void (*dispatch)(svc_req *, SVCXPRT *);
     void (*report)(void *context, const char *what); // one line, of a peer that is turned away
@@ -37,6 +38,9 @@ CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t vers
 // of the call's own ends the connection.
 void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc_err &error),
                         void *context);
+
+// Whether a datagram comes from a process of root or of the user's own on this machine.
+bool transport_trusts(const sockaddr_in &sender);
 
 // Descriptors of others that are waited for too.
 void transport_watch(int descriptor, void (*ready)(int descriptor));
