@@ -60,7 +60,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         for (; reader.has_record(); count++) {
             velt::Message record = reader.take();
             require(count < expected.size() &&
-                        expected[count] == std::string_view(record.block.data() + 4, record.size),
+                        expected[count] == std::string_view(record.bytes(), record.size),
                     "a record is what its marks delimit");
             reader.give_back(std::move(record));
         }

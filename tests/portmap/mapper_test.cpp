@@ -59,9 +59,11 @@ TEST_P(Mapper, our_transport_and_the_rpc_librarys_find_each_other)
     using namespace velt::test;
     run([] {
         const auto found = [](CLIENT *client) {
-            std::string answer;
-            EXPECT_TRUE(client && call_echo(client, "found", &answer) == RPC_SUCCESS);
-            EXPECT_EQ(answer, "found");
+            for (const std::string &text : {std::string("found"), std::string(8'000'000, 'a')}) {
+                std::string answer;
+                EXPECT_TRUE(client && call_echo(client, text, &answer) == RPC_SUCCESS);
+                EXPECT_TRUE(answer == text);
+            }
         };
         {
             const ServiceProcess ours;

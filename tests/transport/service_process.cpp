@@ -102,7 +102,7 @@ void dispatch(svc_req *request, SVCXPRT *transport)
     }
 }
 
-[[noreturn]] void serve(int tell, int alive)
+[[noreturn]] void serve(int tell, int alive, in_addr_t allowed)
 {
     SVCXPRT *service;
     still_wanted = alive;
@@ -114,6 +114,7 @@ void dispatch(svc_req *request, SVCXPRT *transport)
             {dispatch, [](void *, const char *) { reported++; }, nullptr, nullptr});
         // Most tests need no port mapper: they know the port.
         transport_register(service, program, 1);
+        transport_allow(service, allowed);
         transport_watch(alive, [](int) { over = true; });
     }
     const in_port_t port = service->xp_port;
@@ -136,7 +137,7 @@ bool stock()
     return std::getenv("VELT_STOCK") != nullptr;
 }
 
-ServiceProcess::ServiceProcess(const std::function<void()> &before)
+ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t allowed)
 {
     int tell[2], alive[2];
     if (pipe(tell) != 0 || pipe(alive) != 0)
@@ -148,7 +149,7 @@ ServiceProcess::ServiceProcess(const std::function<void()> &before)
         close(alive[1]);
         if (before)
             before();
-        serve(tell[1], alive[0]);
+        serve(tell[1], alive[0], allowed);
     }
     close(tell[1]);
     close(alive[0]);
@@ -207,10 +208,14 @@ sockaddr_in at(in_port_t port)
     return address;
 }
 
-Peer::Peer(in_port_t port) : descriptor_(socket(AF_INET, SOCK_STREAM, 0))
+Peer::Peer(in_port_t port, in_addr_t to, in_addr_t from)
+    : descriptor_(socket(AF_INET, SOCK_STREAM, 0))
 {
-    const sockaddr_in address = at(port);
-    if (connect(descriptor_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+    sockaddr_in own = at(0), peer = at(port);
+    own.sin_addr.s_addr = from;
+    peer.sin_addr.s_addr = to;
+    if (bind(descriptor_, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 ||
+        connect(descriptor_, reinterpret_cast<const sockaddr *>(&peer), sizeof peer) != 0)
         throw std::runtime_error("no connection");
 }
 
@@ -270,11 +275,11 @@ std::string head(rpcproc_t procedure, UIntT id)
     return words({id, 0, 2, program, 1, static_cast<UIntT>(procedure), 0, 0, 0, 0});
 }
 
-Client stock_client(in_port_t port)
+Client stock_client(in_port_t port, u_int buffer)
 {
     sockaddr_in address = at(port);
     int socket = RPC_ANYSOCK;
-    return Client(clnttcp_create(&address, program, 1, &socket, 0, 0));
+    return Client(clnttcp_create(&address, program, 1, &socket, buffer, buffer));
 }
 
 Client our_client(in_port_t port, timeval limit)

@@ -38,7 +38,8 @@ bool stock();
 class ServiceProcess
 {
 public:
-    explicit ServiceProcess(const std::function<void()> &before = nullptr);
+    // `allowed` is another machine that may speak to it.
+    explicit ServiceProcess(const std::function<void()> &before = nullptr, in_addr_t allowed = 0);
     ServiceProcess(const ServiceProcess &) = delete;
     ServiceProcess &operator=(const ServiceProcess &) = delete;
     ~ServiceProcess();
@@ -63,7 +64,8 @@ sockaddr_in at(in_port_t port);
 class Peer
 {
 public:
-    explicit Peer(in_port_t port);
+    explicit Peer(in_port_t port, in_addr_t to = htonl(INADDR_LOOPBACK),
+                  in_addr_t from = INADDR_ANY);
     explicit Peer(int descriptor) : descriptor_(descriptor) {}
     Peer(Peer &&other) noexcept : descriptor_(other.descriptor_) { other.descriptor_ = -1; }
     Peer(const Peer &) = delete;
@@ -91,7 +93,7 @@ struct DestroyClient {
 using Client = std::unique_ptr<CLIENT, DestroyClient>;
 
 // A handle of the RPC library, and one of ours.
-Client stock_client(in_port_t port);
+Client stock_client(in_port_t port, u_int buffer = 0);
 Client our_client(in_port_t port, timeval limit = {5, 0});
 clnt_stat call_echo(CLIENT *client, const std::string &text, std::string *answer,
                     timeval limit = {10, 0});

@@ -4,8 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
 #include <fcntl.h>
-#include <sys/ioctl.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -14,6 +15,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <ctime>
 #include <thread>
 #include <vector>
 
@@ -164,20 +166,26 @@ TEST(Service, AFloodGrowsNothingAndHoldsUpNobody)
     EXPECT_EQ(service.end(), 0);
 }
 
-// What follows a record is moved when that is taken, so that much of it would cost without end.
-TEST(Service, ReadsLittleBehindARecord)
+// Many small records that come behind a long one cost no more than their bytes.
+TEST(Service, WhatComesBehindARecordIsNotMovedAgainAndAgain)
 {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
     Peer from(ends[0]), to(ends[1]);
-    constexpr int behind = 30'000;
-    ASSERT_TRUE(from.send(fragment(std::string(100'000, 'a')) + std::string(behind, '\0')));
+    constexpr std::size_t count = 500'000;
+    std::string small;
+    while (small.size() < 8 * count)
+        small += fragment("abcd");
+    std::thread sends([&] { from.send(fragment(std::string(8'000'000, 'a')) + small); });
     RecordReader reader;
-    while (!reader.has_record())
-        ASSERT_LE(reader.read(to.descriptor()), RecordReader::whole);
-    int left = 0;
-    ASSERT_EQ(ioctl(to.descriptor(), FIONREAD, &left), 0);
-    EXPECT_GE(left, behind - 8192);
+    const std::clock_t began = std::clock();
+    for (std::size_t taken = 0; taken <= count;) {
+        ASSERT_LE(reader.read(to.descriptor(), 0), RecordReader::whole);
+        for (; reader.has_record(); taken++)
+            reader.give_back(reader.take());
+    }
+    sends.join();
+    EXPECT_LT(std::clock() - began, 2 * CLOCKS_PER_SEC);
 }
 
 // Idle connections cost neither the descriptors of others nor the processor.
@@ -301,6 +309,67 @@ TEST(Service, AnotherUserIsTurnedAwayAndReportedOnce)
     EXPECT_EQ(service.end(), 0);
 }
 
+void shell(const std::string &command)
+{
+    if (std::system(command.c_str()) != 0)
+        throw std::runtime_error(command);
+}
+
+// Two networks with a cable between them: the service's, at 10.9.0.1, and that of a process which
+// speaks to it as 10.9.0.2, the host's machine, and as 10.9.0.3.
+void speak_from_two_machines()
+{
+    const auto require = [](bool done) {
+        if (!done)
+            throw std::runtime_error("no networks");
+    };
+    int ready[2], port_known[2];
+    in_port_t port = 0;
+    require(unshare(CLONE_NEWNET) == 0 && pipe(ready) == 0 && pipe(port_known) == 0);
+    const pid_t other = fork();
+    if (other == 0) {
+        require(unshare(CLONE_NEWNET) == 0 && write(ready[1], &port, sizeof port) > 0 &&
+                read(port_known[0], &port, sizeof port) > 0);
+        shell("ip addr add 10.9.0.2/24 dev far && ip addr add 10.9.0.3/24 dev far && "
+              "ip link set far up");
+        const auto heard_as = [port](const char *machine) {
+            Peer peer(port, inet_addr("10.9.0.1"), inet_addr(machine));
+            peer.send(fragment(head(NULLPROC)));
+            return peer.receive(28) == null_reply();
+        };
+        EXPECT_TRUE(heard_as("10.9.0.2"));
+        EXPECT_FALSE(heard_as("10.9.0.3"));
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    require(read(ready[0], &port, sizeof port) > 0);
+    shell("ip link set lo up && ip link add near type veth peer name far && "
+          "ip addr add 10.9.0.1/24 dev near && ip link set near up && ip link set far netns " +
+          std::to_string(other));
+    ServiceProcess service(nullptr, inet_addr("10.9.0.2"));
+    port = service.port();
+    require(write(port_known[1], &port, sizeof port) > 0);
+    int status = -1;
+    waitpid(other, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(service.end(), 0);
+}
+
+TEST(Service, OfOtherMachinesOnlyTheHostsMaySpeak)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to have networks of its own";
+    if (std::system("unshare --net ip link add near type veth peer name far") != 0)
+        GTEST_SKIP() << "the kernel has no cables between networks";
+    const pid_t child = fork();
+    if (child == 0) {
+        speak_from_two_machines();
+        _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
 // A call of 1 second ends then, whatever the peer does.
 
 // A peer of a caller: does what it is told with the connection, then waits for its end.
@@ -355,6 +424,19 @@ void takes_a_second(F act)
     EXPECT_LE(took, 1100ms);
 }
 
+// To a port on which nobody accepts, so that the kernel soon answers no more.
+void connecting_takes_a_second()
+{
+    Answering full([](Peer &) {}, false);
+    const Peer first(full.port());
+    std::vector<Client> more;
+    takes_a_second([&] {
+        while (Client made = our_client(full.port(), {1, 0}))
+            more.push_back(std::move(made));
+        EXPECT_EQ(rpc_createerr.cf_stat, RPC_TIMEDOUT);
+    });
+}
+
 TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
 {
     std::atomic<bool> over = false;
@@ -372,7 +454,6 @@ TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
             ;
     });
     Answering deaf([](Peer &) {});
-    Answering full([](Peer &) {}, false);
 
     Client client = our_client(drips.port());
     ASSERT_TRUE(client);
@@ -392,26 +473,19 @@ TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
     });
     EXPECT_EQ(call_echo(client.get(), "a", nullptr), RPC_CANTSEND);
 
-    // Nobody accepts, so that the kernel soon answers no more.
-    std::vector<std::unique_ptr<Peer>> queue;
-    queue.push_back(std::make_unique<Peer>(full.port()));
-    std::vector<Client> more;
-    takes_a_second([&] {
-        while (Client made = our_client(full.port(), {1, 0}))
-            more.push_back(std::move(made));
-        EXPECT_EQ(rpc_createerr.cf_stat, RPC_TIMEDOUT);
-    });
+    connecting_takes_a_second();
 }
 
 // What is refused is refused before any of it is sent, and the connection is as good as before.
-TEST(Caller, ATooLongArgumentIsRefused)
+TEST(Caller, ATooLongArgumentOrAnswerIsRefused)
 {
-    ServiceProcess service;
+    ServiceProcess service([] { VA_Limits.recordOut = 500'000; });
     const Client client = our_client(service.port());
     ASSERT_TRUE(client);
     VA_Limits.recordOut = 1'000'000;
     EXPECT_EQ(call_echo(client.get(), std::string(1'000'000, 'a'), nullptr), RPC_CANTENCODEARGS);
-    EXPECT_EQ(call_echo(client.get(), std::string(900'000, 'a'), nullptr), RPC_SUCCESS);
+    EXPECT_EQ(call_echo(client.get(), std::string(600'000, 'a'), nullptr), RPC_SYSTEMERROR);
+    EXPECT_EQ(call_echo(client.get(), std::string(400'000, 'a'), nullptr), RPC_SUCCESS);
     VA_Limits = {
 #define V_LIMIT(name, value, meaning) value,
 #include "velt/tables/limits.def"
@@ -451,7 +525,7 @@ TEST(Caller, AClosedConnectionIsAnErrorAndNoSignal)
 
 volatile std::sig_atomic_t alarms;
 
-TEST(Caller, SignalsComeDuringACall)
+TEST(Caller, SignalsComeDuringACallAndWhileConnecting)
 {
     struct sigaction action {
     };
@@ -467,6 +541,9 @@ TEST(Caller, SignalsComeDuringACall)
         EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT);
         EXPECT_GE(alarms, 8);
     });
+    alarms = 0;
+    connecting_takes_a_second();
+    EXPECT_GE(alarms, 8);
     const itimerval off{};
     setitimer(ITIMER_REAL, &off, nullptr);
 }
@@ -494,6 +571,16 @@ void echo_sizes(std::initializer_list<std::size_t> sizes)
 TEST(Interoperation, SmallCalls)
 {
     echo_sizes({0, 1, 4, 1000});
+}
+
+TEST(Interoperation, ManyFragments)
+{
+    ServiceProcess ours;
+    const Client theirs = stock_client(ours.port(), 100);
+    ASSERT_TRUE(theirs);
+    std::string answer;
+    EXPECT_EQ(call_echo(theirs.get(), std::string(100'000, 'a'), &answer), RPC_SUCCESS);
+    EXPECT_EQ(answer.size(), 100'000u);
 }
 
 TEST(Interoperation, LargeCalls)

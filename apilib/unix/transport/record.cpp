@@ -76,25 +76,36 @@ std::uint32_t Message::id() const
 {
     std::uint32_t word = 0;
     if (size >= sizeof word)
-        std::memcpy(&word, block.data() + mark_size, sizeof word);
+        std::memcpy(&word, bytes(), sizeof word);
     return ntohl(word);
 }
 
 void Message::open(XDR &xdrs) const
 {
-    xdrmem_create(&xdrs, block.data() + mark_size, static_cast<u_int>(size), XDR_DECODE);
+    xdrmem_create(&xdrs, bytes(), static_cast<u_int>(size), XDR_DECODE);
     mark_whole_record(&xdrs);
+}
+
+// No more than what has come is believed to come.
+bool RecordReader::make_room()
+{
+    if (end_ < block_.size())
+        return true;
+    if (begin_ == 0)
+        return block_.grow(std::max(first_size, 2 * end_));
+    std::memmove(block_.data(), block_.data() + begin_, end_ - begin_);
+    scanned_ -= begin_;
+    end_ -= begin_;
+    begin_ = 0;
+    return true;
 }
 
 RecordReader::Status RecordReader::read(int descriptor, int flags)
 {
     for (int reads = 0;; reads++) {
-        // No more than what has come is believed to come.
-        if (failed_ || (end_ == block_.size() && !block_.grow(std::max(first_size, 2 * end_))))
+        if (failed_ || !make_room())
             return broken;
-        // Behind a fragment no more than a few: what is behind a record is moved when that is
-        // taken.
-        const std::size_t most = std::min(block_.size() - end_, left_ + first_size);
+        const std::size_t most = block_.size() - end_;
         const ssize_t got = recv(descriptor, block_.data() + end_, most, flags);
         if (got == 0)
             return closed;
@@ -135,8 +146,9 @@ RecordReader::Status RecordReader::assemble()
             close_gap();
             return more;
         }
-        if (scanned_ != mark_size + size_)
-            std::memmove(data + mark_size + size_, data + scanned_, take);
+        const std::size_t to = begin_ + mark_size + size_;
+        if (scanned_ != to)
+            std::memmove(data + to, data + scanned_, take);
         scanned_ += take;
         size_ += take;
         left_ -= take;
@@ -148,27 +160,39 @@ RecordReader::Status RecordReader::assemble()
 void RecordReader::close_gap()
 {
     // Nothing of a record, its first mark included, has been taken in.
-    const std::size_t to = size_ == 0 && left_ == 0 ? 0 : mark_size + size_;
+    const std::size_t to = begin_ + (size_ == 0 && left_ == 0 ? 0 : mark_size + size_);
     std::memmove(block_.data() + to, block_.data() + scanned_, end_ - scanned_);
     end_ -= scanned_ - to;
     scanned_ = to;
 }
 
+// Of the record and what follows it the smaller part is copied, so that many records in one block
+// cost no more than their bytes.
 Message RecordReader::take()
 {
-    Message record{std::move(block_), size_};
+    Message record;
     const std::size_t rest = end_ - scanned_;
-    const std::size_t from = scanned_;
-    end_ = scanned_ = size_ = 0;
-    last_ = false;
-    if (rest != 0) {
-        failed_ = !block_.grow(std::max(first_size, rest));
-        if (!failed_) {
-            std::memcpy(block_.data(), record.block.data() + from, rest);
-            end_ = rest;
-            failed_ = assemble() == broken;
-        }
+    if (size_ < rest) {
+        failed_ = !record.block.grow(std::max<std::size_t>(size_, 1));
+        if (!failed_)
+            std::memcpy(record.bytes(), block_.data() + begin_ + mark_size, size_);
+        record.size = failed_ ? 0 : size_;
+        begin_ = scanned_;
+    } else {
+        record.block = std::move(block_);
+        record.begin = begin_ + mark_size;
+        record.size = size_;
+        failed_ = rest != 0 && !block_.grow(std::max(first_size, rest));
+        end_ = failed_ ? 0 : rest;
+        if (end_ != 0)
+            std::memcpy(block_.data(), record.block.data() + scanned_, rest);
+        begin_ = 0;
     }
+    scanned_ = begin_;
+    size_ = 0;
+    last_ = false;
+    if (end_ != begin_ && !failed_)
+        failed_ = assemble() == broken;
     return record;
 }
 
@@ -180,13 +204,20 @@ void RecordReader::give_back(Message record)
 
 ssize_t Outgoing::add(const char *bytes, std::size_t size)
 {
-    if (size > VA_Limits.recordOut || end_ > VA_Limits.recordOut - size ||
-        !block_.grow(end_ + size > block_.size() ? std::max(2 * block_.size(), end_ + size) : 0)) {
+    // What has gone makes room; not for less than it costs.
+    if (begin_ != 0 && begin_ >= end_ - begin_) {
+        std::memmove(block_.data(), block_.data() + begin_, end_ - begin_);
+        end_ -= begin_;
+        begin_ = 0;
+    }
+    const std::size_t end = end_ + size;
+    if (end > VA_Limits.recordOut ||
+        !block_.grow(end > block_.size() ? std::max(2 * block_.size(), end) : 0)) {
         errno = ENOBUFS;
         return -1;
     }
     std::memcpy(block_.data() + end_, bytes, size);
-    end_ += size;
+    end_ = end;
     return static_cast<ssize_t>(size);
 }
 

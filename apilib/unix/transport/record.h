@@ -66,8 +66,10 @@ private:
 // A record that was read, with the memory that it lies in.
 struct Message {
     Block block;
+    std::size_t begin = 0;
     std::size_t size = 0;
 
+    char *bytes() const { return block.data() + begin; }
     // Its first word, which tells a call and its answer from others; 0 in one that is too short.
     std::uint32_t id() const;
     // A stream of the whole record, of which decoders may know that nothing follows.
@@ -85,18 +87,20 @@ public:
     Status read(int descriptor, int flags = MSG_DONTWAIT);
     bool has_record() const { return last_ && left_ == 0; }
     // Between two records, with nothing of the next one read.
-    bool at_rest() const { return end_ == 0; }
+    bool at_rest() const { return end_ == begin_; }
     // The record; what follows it stays for the next.
     Message take();
     // The memory of a record that is done with, for the next one.
     void give_back(Message record);
 
 private:
+    bool make_room();
     Status assemble();
     void close_gap();
 
-    Block block_;         // a mark, the record's bytes so far, then what is not yet looked at
-    std::size_t end_ = 0; // of all that was read
+    Block block_;           // a mark, the record's bytes so far, then what is not yet looked at
+    std::size_t begin_ = 0; // of the mark
+    std::size_t end_ = 0;   // of all that was read
     std::size_t scanned_ = 0;
     std::size_t size_ = 0; // of the record so far
     std::size_t left_ = 0; // of the present fragment

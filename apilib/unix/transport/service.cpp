@@ -116,9 +116,12 @@ bool_t reply(SVCXPRT *transport, rpc_msg *message)
         to.pace();
         return TRUE;
     }
-    // Of an answer that is out in part the rest cannot be taken back.
+    // An answer that is out in part cannot be taken back. Instead of one that is too long or does
+    // not encode the peer hears that there is none.
     if (writer.begun())
         end(to);
+    else if (message->rm_reply.rp_stat == MSG_ACCEPTED && message->acpted_rply.ar_stat == SUCCESS)
+        svcerr_systemerr(transport);
     return FALSE;
 }
 
