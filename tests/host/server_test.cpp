@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -302,10 +303,13 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
         setenv("VQTEST", how, 1);
         const pid_t pid = fork();
         if (pid == 0) {
+            // The other user may not be able to reach the file.
+            const int program = open(TEST_CLIENT, O_RDONLY | O_CLOEXEC);
             if (user != 0 && setuid(user) != 0)
                 _exit(126);
             setenv("VQTEST_SESSION", std::to_string(host.session_program()).c_str(), 1);
-            execl(TEST_CLIENT, TEST_CLIENT, nullptr);
+            char *const arguments[] = {const_cast<char *>(TEST_CLIENT), nullptr};
+            fexecve(program, arguments, environ);
             _exit(127);
         }
         return pid;
