@@ -1,6 +1,7 @@
 #include "api/raw_host.h"
 
 #include "host/place.h"
+#include "transport/service_process.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -8,37 +9,6 @@
 #include <rpc/pmap_clnt.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-namespace
-{
-
-bool read_all(int fd, std::uint8_t *to, std::size_t size)
-{
-    while (size) {
-        ssize_t got = read(fd, to, size);
-        if (got <= 0)
-            return false;
-        to += got;
-        size -= static_cast<std::size_t>(got);
-    }
-    return true;
-}
-
-bool write_all(int fd, const Bytes &bytes)
-{
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        ssize_t sent = send(fd, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
-        if (sent <= 0)
-            return false;
-        done += static_cast<std::size_t>(sent);
-    }
-    return true;
-}
-
-constexpr UIntT last_fragment = 0x80000000;
-
-} // namespace
 
 Bytes words(std::initializer_list<UIntT> values)
 {
@@ -57,11 +27,23 @@ UIntT word_at(const Bytes &bytes, std::size_t offset)
     return value;
 }
 
-bool write_record(int connection, const Bytes &record)
+namespace
+{
+
+constexpr UIntT last_fragment = 0x80000000;
+
+// The connections block, so that each call does all or fails.
+bool read_all(int fd, std::uint8_t *to, std::size_t size)
+{
+    return size == 0 || recv(fd, to, size, MSG_WAITALL) == static_cast<ssize_t>(size);
+}
+
+bool write_record(int fd, const Bytes &record)
 {
     Bytes marked = words({last_fragment | static_cast<UIntT>(record.size())});
     marked.insert(marked.end(), record.begin(), record.end());
-    return write_all(connection, marked);
+    return send(fd, marked.data(), marked.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(marked.size());
 }
 
 std::optional<Bytes> read_record(int connection)
@@ -81,11 +63,11 @@ std::optional<Bytes> read_record(int connection)
     }
 }
 
+} // namespace
+
 RawHost::RawHost()
 {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in address = velt::test::at(0);
     socklen_t size = sizeof address;
     listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     EXPECT_EQ(bind(listener_, reinterpret_cast<sockaddr *>(&address), size), 0);

@@ -58,7 +58,3 @@ private:
 // Big-endian words.
 Bytes words(std::initializer_list<UIntT> values);
 UIntT word_at(const Bytes &bytes, std::size_t offset);
-// One record, with its mark, to a connection; false when the peer is gone.
-bool write_record(int connection, const Bytes &record);
-// One whole record; nothing when the peer is gone.
-std::optional<Bytes> read_record(int connection);

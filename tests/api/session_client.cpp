@@ -117,8 +117,6 @@ void V_ApiNotify(IntT notification, V_ObjHandleT object, StringT text, IntT numb
 void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail)
 {
     log("dialog %d %d %d\n", dialog, item, detail);
-    if (dialog == 2)
-        log("modal %d\n", V_ApiServiceModalCallbacks());
 }
 
 void V_ApiMessage(StringT message, V_ObjHandleT first, V_ObjHandleT second)
@@ -133,8 +131,6 @@ void V_ApiMessage(StringT message, V_ObjHandleT first, V_ObjHandleT second)
         log("take %d\n", V_ApiTakeControl());
     } else if (order == "service") {
         log("service %d\n", V_ApiService(nullptr));
-    } else if (order == "modal") {
-        log("modal %d\n", V_ApiServiceModalCallbacks());
     } else if (order == "bail") {
         V_ApiBailOut();
     } else if (order == "watch") {

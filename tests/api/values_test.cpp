@@ -211,26 +211,19 @@ TEST(PropertyLists, StayAsTheyWereWithoutMemory)
 
 TEST(FilterArguments, AreUnpackedInOrder)
 {
-    struct {
-        std::string packed;
-        std::vector<std::string> arguments;
-    } cases[] = {{"", {""}},
-                 {"a\x1e"
-                  "b\x1e"
-                  "c",
-                  {"a", "b", "c"}},
-                 {"a\x1e\x1e", {"a", "", ""}},
-                 {"1\x1e"
-                  "2\x1e"
-                  "3\x1e"
-                  "4\x1e"
-                  "5\x1e"
-                  "6\x1e"
-                  "7",
-                  {"1", "2", "3", "4", "5", "6", "7"}},
-                 {std::string(45, '\x1e'), std::vector<std::string>(46, "")}};
+    const std::string separator = "\x1e";
+    const std::vector<std::string> cases[] = {
+        {""},
+        {"a", "b", "c"},
+        {"a", "", ""},
+        {"1", "2", "3", "4", "5", "6", "7"},
+        std::vector<std::string>(46),
+    };
     long before = heap::live();
-    for (auto &[packed, arguments] : cases) {
+    for (const std::vector<std::string> &arguments : cases) {
+        std::string packed = arguments[0];
+        for (std::size_t i = 1; i < arguments.size(); i++)
+            packed += separator + arguments[i];
         V_FilterArgsT *record = VdeApiExpandFilterArgs(packed.c_str());
         ASSERT_NE(record, nullptr);
         ASSERT_EQ(record->extraArgs.len, arguments.size() > 6 ? arguments.size() - 6 : 0);
