@@ -108,8 +108,7 @@ TEST_F(ServerTest, EachCallReachesItsCallbackAndControlComesBack)
         EXPECT_TRUE(host.command(client, 3));
         EXPECT_EQ(told, (Lines{"init 1", "command -2", "notify 33 4000000000 string -5",
                                "message text 7 8", "dialog event 9 10 11", "command 3"}));
-        const Outcome quit = host.quit(client);
-        EXPECT_TRUE(quit) << quit.text;
+        EXPECT_TRUE(host.quit(client));
         EXPECT_FALSE(host.running(client));
         EXPECT_EQ(client.exit_status, 0);
         EXPECT_EQ(registered_programs().size(), 2U) << "the host's own";
@@ -149,8 +148,7 @@ TEST_F(ServerTest, BailingOutAndDisconnectingEndTheClientUnreproached)
     for (const char *script : {"bail out", "disconnect"}) {
         Client &client = start(script);
         const Outcome outcome = host.command(client, 1);
-        EXPECT_TRUE(outcome) << outcome.text;
-        EXPECT_TRUE(outcome.bailout);
+        EXPECT_TRUE(outcome && outcome.bailout) << outcome.text;
         EXPECT_TRUE(host.wait_for_exit(client, 5s));
         EXPECT_EQ(client.exit_status, 0);
         EXPECT_EQ(host.command(client, 2).kind, Outcome::died);
@@ -183,8 +181,7 @@ TEST_F(ServerTest, LateHandOver)
     Client &slow = start("slow");
     EXPECT_EQ(host.command(slow, 1).kind, Outcome::late);
     EXPECT_TRUE(desk.reported("client 3 (tester): has not handed control back within 100 ms"));
-    const Outcome again = host.command(slow, 2);
-    EXPECT_EQ(again.kind, Outcome::busy) << again.text;
+    EXPECT_EQ(host.command(slow, 2).kind, Outcome::busy);
     host.serve(500ms);
     EXPECT_TRUE(desk.reported("handed control back late"));
     desk.reports.clear();
@@ -226,20 +223,17 @@ TEST_F(ServerTest, ClientThatDoesNotComeUp)
 
 TEST_F(ServerTest, BreachesOfTurnTakingAreReported)
 {
-    const std::vector<std::pair<const char *, Lines>> cases = {
-        {"done twice", {"handed control back without holding it"}},
-        {"call after done", {"called api_vq_alert_1 while the host holds control"}},
-        {"take twice", {"took control, which it holds already"}},
+    const std::pair<const char *, const char *> cases[] = {
+        {"done twice", "handed control back without holding it"},
+        {"call after done", "called api_vq_alert_1 while the host holds control"},
+        {"take twice", "took control, which it holds already"},
     };
-    for (const auto &[script, expected] : cases) {
+    for (const auto &[script, breach] : cases) {
         desk.reports.clear();
         Client &client = start(script);
         EXPECT_TRUE(host.command(client, 1));
         host.serve(100ms);
-        Lines lines;
-        for (const std::string &line : expected)
-            lines.push_back(client.title() + ": " + line);
-        EXPECT_EQ(desk.reports, lines) << script;
+        EXPECT_EQ(desk.reports, Lines{client.title() + ": " + breach}) << script;
         EXPECT_TRUE(host.message(client, "goes on", 0, 0)) << script;
     }
 }
@@ -257,8 +251,7 @@ TEST_F(ServerTest, ModalWaitNests)
                 host.command(caller, 2);
             host.dialog_event(caller, 0, 0, told.size() < 4 ? 41 : 42);
         });
-    const Outcome outcome = host.command(client, 1);
-    EXPECT_TRUE(outcome) << outcome.text;
+    EXPECT_TRUE(host.command(client, 1));
     EXPECT_TRUE(client.turns.empty());
     EXPECT_EQ(told, (Lines{"command 1", "dialog 5", "dialog event 5 1 2", "command 2", "dialog 5",
                            "result 41", "dialog event 5 1 2", "result 42"}));
@@ -289,8 +282,7 @@ TEST_F(ServerTest, ReplyThatIsDropped)
     host.options().on_call = [](rpcproc_t number, Client &) {
         return number == procedure::api_vq_alert_1::number ? Reaction::drop : Reaction::answer;
     };
-    const Outcome outcome = host.command(client, 1);
-    EXPECT_TRUE(outcome) << outcome.text;
+    EXPECT_TRUE(host.command(client, 1));
     EXPECT_TRUE(told.empty());
     host.options().on_call = nullptr;
     EXPECT_TRUE(host.command(client, 2));
@@ -319,6 +311,10 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
         waitpid(pid, &status, 0);
         return WEXITSTATUS(status);
     };
+    const auto serve_until = [this](auto done) {
+        for (int i = 0; i < 100 && !done(); i++)
+            host.serve(50ms);
+    };
 
     if (geteuid() == 0) {
         const pid_t stranger = visit("give up waiting", 65534);
@@ -330,16 +326,13 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
 
     host.options().connect_refusal = -17;
     const pid_t refused = visit();
-    for (int i = 0; i < 100 && !desk.reported("was not taken in"); i++)
-        host.serve(50ms);
+    serve_until([&] { return desk.reported("(visitor) was not taken in: status -17"); });
     EXPECT_EQ(status_of(refused), 117);
-    EXPECT_TRUE(desk.reported("(visitor) was not taken in: status -17"));
     EXPECT_TRUE(host.clients().empty());
 
     host.options().connect_refusal = 0;
     const pid_t pid = visit();
-    for (int i = 0; i < 100 && (host.clients().empty() || !host.clients().front().handle); i++)
-        host.serve(50ms);
+    serve_until([&] { return !host.clients().empty() && host.clients().front().handle; });
     ASSERT_FALSE(host.clients().empty());
     Client &client = host.clients().front();
     EXPECT_EQ(client.pid, pid);

@@ -35,13 +35,6 @@ bool_t nothing_coded(XDR *, ...)
     return TRUE;
 }
 
-IntT modal_dialog()
-{
-    ApiVqDoDialogArgT dialog = {5, 6};
-    api_vq_modal_dialog_1(&dialog, velt_client);
-    return V_ApiServiceModalCallbacks();
-}
-
 void act()
 {
     if (wanted("exit"))
@@ -82,10 +75,6 @@ void act()
         V_ApiCallClient("nobody", "hello");
         tell("errno %d", VA_errno);
     }
-    if (wanted("not supported")) {
-        V_ApiDefineMenu("a", "b");
-        tell("errno %d", VA_errno);
-    }
     if (wanted("bad calls")) {
         IntT nothing = 0;
         const timeval limit = {5, 0};
@@ -98,8 +87,9 @@ void act()
         tell("%d %d", garbage, unknown);
     }
     if (wanted("modal")) {
-        IntT result = modal_dialog();
-        tell("result %d", result);
+        ApiVqDoDialogArgT dialog = {5, 6};
+        api_vq_modal_dialog_1(&dialog, velt_client);
+        tell("result %d", V_ApiServiceModalCallbacks());
     }
     if (wanted("disconnect"))
         V_ApiDisconnectFromSession();
