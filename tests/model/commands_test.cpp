@@ -71,12 +71,6 @@ TEST_F(CommandsTest, TheBookIsKept)
     EXPECT_FALSE(commands.unsaved());
 }
 
-TEST_F(CommandsTest, ShowPrintsTheWindow)
-{
-    commands.run("show");
-    EXPECT_EQ(out.str(), "T\n>  1  One\n   2  Two, too\n   3  三\nContext menu:\n  テスト\n");
-}
-
 TEST_F(CommandsTest, SelectAndExpect)
 {
     for (const char *line :

@@ -1,10 +1,8 @@
 // The model through the answers that clients get.
 
-#include <gtest/gtest.h>
+#include "api/samples.h"
 
 #include <algorithm>
-#include <string>
-#include <vector>
 
 #include "apilib/memory.h"
 #include "host/answers.h"
@@ -21,14 +19,24 @@ struct SilentDesk : Desk {
     void report(const std::string &) override {}
 };
 
-// A result that is released as the server does.
+// The answer to a call, released as the server does.
 template <class Procedure>
 struct Answered {
     typename Procedure::Result value{};
-    Answered() = default;
+    Answered(Context &context, const typename Procedure::Argument &argument)
+    {
+        answer(Procedure{}, context, argument, value);
+    }
     Answered(const Answered &) = delete;
     ~Answered() { velt::release(value); }
+    auto *operator->() { return &value; }
 };
+
+// The identifier of a property by its number.
+V_PropIdentT key(IntT number)
+{
+    return {number, nullptr};
+}
 
 class ModelTest : public testing::Test
 {
@@ -56,16 +64,22 @@ protected:
         answer(procedure, context, argument, result);
         return result;
     }
+    // The object that a call makes or finds, or its status, which is negative.
+    template <class Procedure>
+    IntT object(Procedure, const typename Procedure::Argument &argument)
+    {
+        Answered<Procedure> made(context, argument);
+        return made->status == ok ? static_cast<IntT>(made->objId) : made->status;
+    }
     UIntT id(UIntT doc, UIntT obj, IntT number)
     {
-        ApiVqGetIdRetT result{};
-        answer(api_vq_get_id_1{}, context, {doc, obj, {number, nullptr}}, result);
-        EXPECT_EQ(result.status, ok) << "property " << number;
-        return result.result;
+        Answered<api_vq_get_id_1> got(context, {doc, obj, key(number)});
+        EXPECT_EQ(got->status, ok) << "property " << number;
+        return got->result;
     }
-    IntT set_id(UIntT obj, IntT number, UIntT value)
+    IntT set_id(UIntT doc, UIntT obj, IntT number, UIntT value)
     {
-        return status(api_vq_set_id_1{}, {book, obj, {number, nullptr}, value});
+        return status(api_vq_set_id_1{}, {doc, obj, key(number), value});
     }
     // What clients read must agree with the reference in both directions.
     void check_order()
@@ -91,9 +105,9 @@ TEST_F(ModelTest, EveryMoveInBothDirections)
                 const IntT number =
                     direction ? property::previous_component : property::next_component;
                 if (from == to) {
-                    EXPECT_EQ(set_id(moved, number, neighbour), bad_value);
+                    EXPECT_EQ(set_id(book, moved, number, neighbour), bad_value);
                 } else {
-                    EXPECT_EQ(set_id(moved, number, neighbour), ok);
+                    EXPECT_EQ(set_id(book, moved, number, neighbour), ok);
                     reference.erase(reference.begin() + static_cast<std::ptrdiff_t>(from));
                     reference.insert(std::ranges::find(reference, neighbour) + direction, moved);
                 }
@@ -107,10 +121,9 @@ TEST_F(ModelTest, MovesThatCannotBe)
     const UIntT other = model.create(0, object_type::book, "Other");
     const UIntT stranger = model.create(other, object_type::component, "stranger");
     for (UIntT value : {0u, book, stranger, 4711u})
-        EXPECT_EQ(set_id(reference[0], property::next_component, value), bad_value);
-    EXPECT_EQ(
-        status(api_vq_set_int_1{}, {book, reference[0], {property::next_component, nullptr}, 1}),
-        wrong_kind);
+        EXPECT_EQ(set_id(book, reference[0], property::next_component, value), bad_value);
+    EXPECT_EQ(status(api_vq_set_int_1{}, {book, reference[0], key(property::next_component), 1}),
+              wrong_kind);
     check_order();
 }
 
@@ -145,146 +158,83 @@ TEST_F(ModelTest, PropertiesWithABehaviour)
     make_book(2);
     const UIntT other = model.create(0, object_type::book, "Other");
     EXPECT_EQ(id(0, 0, property::active_book), book);
-    EXPECT_EQ(status(api_vq_set_id_1{}, {0, 0, {property::active_book, nullptr}, other}), ok);
+    EXPECT_EQ(set_id(0, 0, property::active_book, other), ok);
     EXPECT_EQ(id(0, 0, property::active_book), other);
-    EXPECT_EQ(status(api_vq_set_id_1{}, {0, 0, {property::active_book, nullptr}, reference[0]}),
-              bad_value);
-    EXPECT_EQ(status(api_vq_set_id_1{},
-                     {0, other, {property::selected_component, nullptr}, reference[0]}),
-              bad_value);
-    EXPECT_EQ(status(api_vq_set_int_1{}, {0, 0, {property::language, nullptr}, 3}), not_permitted);
-    EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, reference[0], {property::moved, nullptr}}),
+    EXPECT_EQ(set_id(0, 0, property::active_book, reference[0]), bad_value);
+    EXPECT_EQ(set_id(0, other, property::selected_component, reference[0]), bad_value);
+    EXPECT_EQ(status(api_vq_set_int_1{}, {0, 0, key(property::language), 3}), not_permitted);
+    EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, reference[0], key(property::moved)}),
               not_permitted);
 
     model.set_dialog_encoding("VeltRoman");
-    Answered<api_vq_get_string_1> encoding;
-    answer(api_vq_get_string_1{}, context, {0, 0, {property::dialog_encoding, nullptr}},
-           encoding.value);
-    EXPECT_STREQ(encoding.value.result, "VeltRoman");
+    Answered<api_vq_get_string_1> encoding(context, {0, 0, key(property::dialog_encoding)});
+    EXPECT_STREQ(encoding->result, "VeltRoman");
 
-    Answered<api_vq_get_props_1> all;
-    answer(api_vq_get_props_1{}, context, {book, reference[0]}, all.value);
-    ASSERT_EQ(all.value.status, ok);
-    ASSERT_EQ(all.value.params.len, 3u);
-    EXPECT_EQ(all.value.params.val[1].propIdent.num, property::next_component);
-    EXPECT_EQ(all.value.params.val[1].propVal.u.intVal, static_cast<IntT>(reference[1]));
+    Answered<api_vq_get_props_1> all(context, {book, reference[0]});
+    ASSERT_EQ(all->status, ok);
+    ASSERT_EQ(all->params.len, 3u);
+    EXPECT_EQ(all->params.val[1].propIdent.num, property::next_component);
+    EXPECT_EQ(all->params.val[1].propVal.u.intVal, static_cast<IntT>(reference[1]));
 }
 
-char *chars(const char *text)
+// Values of every kind, each with its lists and options empty and not.
+class Samples
 {
-    return const_cast<char *>(text);
-}
-
-// One value of every kind, borrowed.
-std::vector<V_TypedValT> samples()
-{
-    static StringT strings[] = {chars("a"), chars("")};
-    static IntT ints[] = {1, -2, 3};
-    static UIntT uints[] = {0xFFFFFFFF, 2};
-    static UCharT bytes[] = {0, 255};
-    static V_PointT points[] = {{1, 2}};
-    static V_TabT tabs[] = {{5, 1, chars("."), ','}};
-    static V_ElementCatalogEntryT catalog[] = {{7, 8}};
-    static V_AttributeDefT definitions[] = {
-        {chars("n"), 1, 2, 3, {2, strings}, {0, nullptr}, chars("s"), chars("t")}};
-    static V_AttributeT attributes[] = {{chars("n"), {2, strings}, 1, 2}};
-    static V_ElementRangeT range = {{1, 2, 3}, {4, 5, 6}};
-
-    std::vector<V_TypedValT> all(20);
-    for (IntT i = 1; i < 20; i++) {
-        all[static_cast<std::size_t>(i)].valType = i;
-        all[static_cast<std::size_t>(i)].u.intVal = 1000 + i;
-    }
-    all[kind::string].u.stringVal = chars("text");
-    all[kind::metrics].u.metricsVal = {3, ints};
-    all[kind::strings].u.stringsVal = {2, strings};
-    all[kind::points].u.pointsVal = {1, points};
-    all[kind::tabs].u.tabsVal = {1, tabs};
-    all[kind::text_location].u.textLocVal = {3, 4};
-    all[kind::text_range].u.textRangeVal = {{3, 4}, {5, 6}};
-    all[kind::element_catalog].u.catalogVal = {1, catalog};
-    all[kind::integers].u.intsVal = {3, ints};
-    all[kind::bytes].u.ubytesVal = {2, bytes};
-    all[kind::unsigned_integers].u.uintsVal = {2, uints};
-    all[kind::attribute_definitions].u.attrDefsVal = {1, definitions};
-    all[kind::attributes].u.attrsVal = {1, attributes};
-    all[kind::element_range].u.elemRangeVal = &range;
-    all.erase(all.begin());
-    return all;
-}
-
-// Leaves of a value, one after the other, by a walk of its own.
-struct Flatten {
-    std::string &out;
-    template <class T>
-    bool operator()(const char *, T &field) const
+public:
+    Samples()
     {
-        if constexpr (std::is_same_v<T, StringT>) {
-            out += field ? field : "(null)";
-        } else if constexpr (std::is_pointer_v<T>) {
-            out += field ? "&" : "null";
-            if (field)
-                fields(*field, *this);
-        } else if constexpr (List<T>) {
-            out += std::to_string(field.len) + "[";
-            for (UIntT i = 0; i < field.len; i++)
-                (*this)("", field.val[i]);
-        } else if constexpr (Record<T>) {
-            fields(field, *this);
-        } else {
-            out += std::to_string(field);
-        }
-        out += ";";
-        return true;
+        for (IntT kind = 1; kind < 20; kind++)
+            for (unsigned seed : {0U, 22U})
+                values.push_back(sample<V_TypedValT>(static_cast<unsigned>(kind) + seed));
+        for (V_TypedValT &value : values)
+            if (value.valType == kind::id)
+                value.u.intVal &= 0x7FFFFFFF; // a signed value, read as an unsigned one
     }
+    ~Samples()
+    {
+        for (V_TypedValT &value : values)
+            velt::release(value);
+    }
+    auto begin() const { return values.begin(); }
+    auto end() const { return values.end(); }
+
+private:
+    std::vector<V_TypedValT> values;
 };
 
-std::string flat(V_TypedValT value)
+V_TypedValT integer(IntT value)
 {
-    std::string text;
-    Flatten{text}("", value);
-    return text;
+    V_TypedValT made{kind::integer, {}};
+    made.u.intVal = value;
+    return made;
 }
 
 TEST_F(ModelTest, EveryKindByNumberAndByName)
 {
     make_book(1);
     const UIntT component = reference[0];
-    for (const V_PropIdentT named : {V_PropIdentT{100, nullptr}, V_PropIdentT{0, chars("k")}})
-        for (const V_TypedValT &sample : samples()) {
-            V_PropIdentT key = named;
-            const std::string name = "k" + std::to_string(sample.valType);
-            if (key.num != 0)
-                key.num += sample.valType;
-            else
-                key.name = chars(name.c_str());
-            EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, key, sample}), ok);
-            Answered<api_vq_get_val_1> got;
-            answer(api_vq_get_val_1{}, context, {book, component, key}, got.value);
-            EXPECT_EQ(got.value.status, ok);
-            EXPECT_EQ(flat(got.value.typedVal), flat(sample));
+    for (const V_PropIdentT name : {key(100), V_PropIdentT{0, str("k")}}) {
+        for (const V_TypedValT &value : Samples()) {
+            EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, name, value}), ok);
+            Answered<api_vq_get_val_1> got(context, {book, component, name});
+            EXPECT_EQ(got->status, ok);
+            EXPECT_EQ(tell(got->typedVal), tell(value));
 
             // The kind stays; the value of another is refused and changes nothing.
-            V_TypedValT other = samples()[sample.valType == 1 ? 1 : 0];
-            EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, key, other}), wrong_kind);
-            Answered<api_vq_get_prop_1> kept;
-            answer(api_vq_get_prop_1{}, context, {book, component, key}, kept.value);
-            EXPECT_EQ(flat(kept.value.propVal.propVal), flat(sample));
-            EXPECT_EQ(kept.value.propVal.propIdent.num, key.num);
-            if (key.num == 0) {
-                EXPECT_EQ(kept.value.propVal.propIdent.name, name);
-            }
+            V_TypedValT other = integer(3);
+            other.valType += value.valType == kind::integer;
+            EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, name, other}), wrong_kind);
+            Answered<api_vq_get_prop_1> kept(context, {book, component, name});
+            EXPECT_EQ(tell(kept->propVal), tell(V_PropValT{name, value}));
 
-            EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, component, key}), ok);
-            EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, component, key}), no_such_property);
+            EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, component, name}), ok);
+            EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, component, name}), no_such_property);
         }
-    for (IntT unknown : {0, 20, -1}) {
-        V_TypedValT value{};
-        value.valType = unknown;
-        EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, {100, nullptr}, value}), wrong_kind);
     }
-    const V_TypedValT one = samples()[0];
-    EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, {0, nullptr}, one}), no_such_property);
+    for (IntT unknown : {0, 20, -1})
+        EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, key(100), {unknown, {}}}),
+                  wrong_kind);
+    EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, key(0), integer(1)}), no_such_property);
 }
 
 // Each pair of typed calls reads what it wrote, and only the calls of that kind do.
@@ -292,46 +242,37 @@ TEST_F(ModelTest, EveryTypedGetterAgainstEveryKind)
 {
     make_book(1);
     const UIntT component = reference[0];
-    for (const V_TypedValT &sample : samples())
-        ASSERT_EQ(
-            status(api_vq_set_val_1{}, {book, component, {100 + sample.valType, nullptr}, sample}),
-            ok);
-    for (IntT each = 1; each < 20; each++) {
-        const ApiVqGetPropArgT argument{book, component, {100 + each, nullptr}};
+    for (const V_TypedValT &value : Samples()) {
+        const V_PropIdentT name = key(100 + value.valType);
+        ASSERT_EQ(status(api_vq_set_val_1{}, {book, component, name, value}), ok);
+        const bool absent = value.valType == kind::element_range && !value.u.elemRangeVal;
 #define V_GETTER(stub, kind_name, member, field)                                                   \
     {                                                                                              \
-        Answered<stub> got;                                                                        \
-        answer(stub{}, context, argument, got.value);                                              \
-        EXPECT_EQ(got.value.status, each == kind::kind_name ? ok : wrong_kind) << #stub << each;   \
-        if (each == kind::kind_name) {                                                             \
-            std::string is;                                                                        \
-            Flatten{is}("", got.value.field);                                                      \
-            EXPECT_NE(flat(samples()[static_cast<std::size_t>(each) - 1]).find(is), is.npos)       \
-                << #stub;                                                                          \
+        Answered<stub> got(context, {book, component, name});                                      \
+        const bool fits = value.valType == kind::kind_name;                                        \
+        EXPECT_EQ(got->status, fits ? ok : wrong_kind) << #stub << value.valType;                  \
+        if (fits && !absent) {                                                                     \
+            EXPECT_NE(tell(value).find(tell(got->field)), std::string::npos) << #stub;             \
         }                                                                                          \
     }
 #include "host/answers.def"
-        ApiVqGetIntRetT missing{};
-        answer(api_vq_get_int_1{}, context, {book, component, {9999, nullptr}}, missing);
-        EXPECT_EQ(missing.status, no_such_property);
     }
+    Answered<api_vq_get_int_1> missing(context, {book, component, key(9999)});
+    EXPECT_EQ(missing->status, no_such_property);
     V_ElementRangeT range{{9, 8, 7}, {6, 5, 4}};
-    EXPECT_EQ(status(api_vq_set_element_range_1{}, {book, component, {119, nullptr}, range}), ok);
-    ApiVqGetElementRangeRetT got{};
-    answer(api_vq_get_element_range_1{}, context, {book, component, {119, nullptr}}, got);
-    EXPECT_EQ(got.elemRange.beg.parentId, 9u);
-    EXPECT_EQ(got.elemRange.end.offset, 4);
-    EXPECT_EQ(status(api_vq_set_metric_1{}, {book, component, {102, nullptr}, -5}), ok);
-    EXPECT_EQ(status(api_vq_set_metric_1{}, {book, component, {101, nullptr}, -5}), wrong_kind);
+    EXPECT_EQ(status(api_vq_set_element_range_1{}, {book, component, key(119), range}), ok);
+    Answered<api_vq_get_element_range_1> got(context, {book, component, key(119)});
+    EXPECT_EQ(tell(got->elemRange), tell(range));
+    EXPECT_EQ(status(api_vq_set_metric_1{}, {book, component, key(102), -5}), ok);
+    EXPECT_EQ(status(api_vq_set_metric_1{}, {book, component, key(101), -5}), wrong_kind);
 }
 
 TEST_F(ModelTest, ListsOfPropertiesStopAtARefusal)
 {
     make_book(1);
-    V_PropValT list[3]{};
-    list[0] = {{200, nullptr}, samples()[0]};
-    list[1] = {{property::next_component, nullptr}, samples()[0]};
-    list[2] = {{201, nullptr}, samples()[0]};
+    V_PropValT list[] = {{key(200), integer(1001)},
+                         {key(property::next_component), integer(1)},
+                         {key(201), integer(1)}};
     EXPECT_EQ(status(api_vq_set_props_1{}, {book, reference[0], {3, list}}), wrong_kind);
     EXPECT_EQ(model.get(book, reference[0], PropertyKey(200)).get().u.intVal, 1001);
     EXPECT_THROW(model.get(book, reference[0], PropertyKey(201)), Refusal);
@@ -341,91 +282,81 @@ TEST_F(ModelTest, ListsOfPropertiesStopAtARefusal)
 TEST_F(ModelTest, ObjectsAreFoundAndMade)
 {
     make_book(2);
-    const auto make = [&](auto procedure, auto... arguments) {
-        ApiVqObjRetT made{};
-        answer(procedure, context, {arguments...}, made);
-        return made.status == ok ? static_cast<IntT>(made.objId) : made.status;
-    };
-    const IntT third =
-        make(api_vq_new_named_object_1{}, book, object_type::component, chars("third"));
+    constexpr IntT component = object_type::component;
+    const IntT third = object(api_vq_new_named_object_1{}, {book, component, str("third")});
     ASSERT_GT(third, 0);
-    reference.push_back(static_cast<UIntT>(third));
-    const IntT first = make(api_vq_new_series_object_1{}, book, object_type::component, 0u);
-    reference.insert(reference.begin(), static_cast<UIntT>(first));
-    const IntT second =
-        make(api_vq_new_series_object_1{}, book, object_type::component, reference[0]);
-    reference.insert(reference.begin() + 1, static_cast<UIntT>(second));
+    const auto third_id = static_cast<UIntT>(third);
+    reference.push_back(third_id);
+    for (std::ptrdiff_t i : {0, 1}) // first, then behind that one
+        reference.insert(reference.begin() + i,
+                         static_cast<UIntT>(object(api_vq_new_series_object_1{},
+                                                   {book, component, i ? reference[0] : 0})));
     check_order();
 
-    EXPECT_EQ(make(api_vq_new_named_object_1{}, book, object_type::component, chars("third")),
+    EXPECT_EQ(object(api_vq_new_named_object_1{}, {book, component, str("third")}), bad_value);
+    EXPECT_EQ(object(api_vq_new_named_object_1{}, {0, component, str("x")}), no_such_document);
+    EXPECT_EQ(object(api_vq_new_named_object_1{}, {book, object_type::session, str("x")}),
               bad_value);
-    EXPECT_EQ(make(api_vq_get_named_object_1{}, book, object_type::component, chars("third")),
-              third);
-    EXPECT_EQ(make(api_vq_get_named_object_1{}, book, 77, chars("third")), no_such_object);
-    EXPECT_EQ(make(api_vq_get_named_object_1{}, 888u, 77, chars("third")), no_such_document);
-    EXPECT_EQ(make(api_vq_get_unique_object_1{}, book, object_type::component, third), third);
-    EXPECT_EQ(make(api_vq_get_unique_object_1{}, book, 77, third), no_such_object);
-    EXPECT_EQ(make(api_vq_new_named_object_1{}, 0u, object_type::component, chars("x")),
-              no_such_document);
-    EXPECT_EQ(make(api_vq_new_named_object_1{}, book, object_type::session, chars("x")), bad_value);
+    EXPECT_EQ(object(api_vq_get_named_object_1{}, {book, component, str("third")}), third);
+    EXPECT_EQ(object(api_vq_get_named_object_1{}, {book, 77, str("third")}), no_such_object);
+    EXPECT_EQ(object(api_vq_get_named_object_1{}, {888, 77, str("third")}), no_such_document);
+    EXPECT_EQ(object(api_vq_get_unique_object_1{}, {book, component, third}), third);
+    EXPECT_EQ(object(api_vq_get_unique_object_1{}, {book, 77, third}), no_such_object);
 
     // What is inside goes with it.
-    const IntT frame = make(api_vq_new_graphic_object_1{}, book, 77, static_cast<UIntT>(third));
-    const IntT inner = make(api_vq_new_sub_object_1{}, book, static_cast<UIntT>(frame), 78);
+    const auto frame =
+        static_cast<UIntT>(object(api_vq_new_graphic_object_1{}, {book, 77, third_id}));
+    const IntT inner = object(api_vq_new_sub_object_1{}, {book, frame, 78});
     ASSERT_GT(inner, 0);
-    EXPECT_EQ(status(api_vq_delete_1{}, {book, static_cast<UIntT>(third)}), ok);
+    EXPECT_EQ(status(api_vq_delete_1{}, {book, third_id}), ok);
     EXPECT_EQ(status(api_vq_object_valid_1{}, {book, static_cast<UIntT>(inner)}), no_such_object);
 }
 
 TEST_F(ModelTest, MenusAndCommands)
 {
-    ApiVqObjRetT menu{};
-    answer(api_vq_get_named_object_1{}, context, {0, 55, chars("!BookContextMenu")}, menu);
-    ASSERT_EQ(menu.status, ok);
+    const UIntT menu = model.menu(book_context_menu);
+    EXPECT_EQ(object(api_vq_get_named_object_1{}, {0, 55, str("!BookContextMenu")}),
+              static_cast<IntT>(menu));
 
-    ApiVqObjRetT command{}, again{}, other{};
-    answer(api_vq_define_and_add_command_1{}, context,
-           {1, menu.objId, chars("Go"), chars("Go there"), chars("!x")}, command);
-    answer(api_vq_define_and_add_command_1{}, context,
-           {5, menu.objId, chars("Go"), chars("Gehen"), chars("")}, again);
-    EXPECT_EQ(again.objId, command.objId);
-    EXPECT_EQ(model.at(command.objId).label, "Gehen");
-    EXPECT_EQ(model.at(command.objId).command, 5);
-    EXPECT_EQ(model.at(menu.objId).members, std::vector<UIntT>{command.objId});
+    const IntT command =
+        object(api_vq_define_and_add_command_1{}, {1, menu, str("Go"), str("Go there"), str("!x")});
+    EXPECT_EQ(
+        object(api_vq_define_and_add_command_1{}, {5, menu, str("Go"), str("Gehen"), str("")}),
+        command);
+    const auto command_id = static_cast<UIntT>(command);
+    EXPECT_EQ(model.at(command_id).label, "Gehen");
+    EXPECT_EQ(model.at(command_id).command, 5);
+    EXPECT_EQ(model.at(menu).members, std::vector<UIntT>{command_id});
     caller.number = 2;
-    answer(api_vq_define_command_1{}, context, {1, chars("Go"), chars("Go"), chars("!g")}, other);
-    EXPECT_NE(other.objId, command.objId);
-    EXPECT_EQ(model.at(other.objId).client, 2);
-    EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {chars("!g")}), 1);
-    EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {chars("")}), 0);
+    const auto other =
+        static_cast<UIntT>(object(api_vq_define_command_1{}, {1, str("Go"), str("Go"), str("!g")}));
+    EXPECT_NE(other, command_id);
+    EXPECT_EQ(model.at(other).client, 2);
+    EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {str("!g")}), 1);
+    EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {str("")}), 0);
 
     // Refused before anything is defined.
     const std::size_t before = model.objects().size();
-    ApiVqObjRetT refused{};
-    answer(api_vq_define_and_add_command_1{}, context,
-           {1, other.objId, chars("New"), chars("New"), chars("")}, refused);
-    EXPECT_EQ(refused.status, wrong_kind);
-    answer(api_vq_define_and_add_menu_1{}, context, {4711, chars("M"), chars("M")}, refused);
-    EXPECT_EQ(refused.status, no_such_object);
+    EXPECT_EQ(
+        object(api_vq_define_and_add_command_1{}, {1, other, str("New"), str("New"), str("")}),
+        wrong_kind);
+    EXPECT_EQ(object(api_vq_define_and_add_menu_1{}, {4711, str("M"), str("M")}), no_such_object);
     EXPECT_EQ(model.objects().size(), before);
 
-    EXPECT_EQ(status(api_vq_add_menu_1{}, {chars("!MenuBar"), chars("Tools"), chars("Tools")}), ok);
-    EXPECT_EQ(status(api_vq_menu_exists_1{}, {chars("Tools")}), 1);
-    EXPECT_EQ(status(api_vq_menu_exists_1{}, {chars("None")}), 0);
+    EXPECT_EQ(status(api_vq_add_menu_1{}, {str("!MenuBar"), str("Tools"), str("Tools")}), ok);
+    EXPECT_EQ(status(api_vq_menu_exists_1{}, {str("Tools")}), 1);
+    EXPECT_EQ(status(api_vq_menu_exists_1{}, {str("None")}), 0);
     const UIntT tools = model.menu("Tools"), bar = model.menu(menu_bar);
-    EXPECT_EQ(status(api_vq_add_command_to_menu_1{}, {tools, other.objId}), ok);
+    EXPECT_EQ(status(api_vq_add_command_to_menu_1{}, {tools, other}), ok);
     EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {tools, bar}), bad_value) << "no end";
     EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {tools, tools}), bad_value);
-    EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {bar, other.objId}), wrong_kind);
-    ApiVqObjRetT item{};
-    answer(api_vq_menu_item_in_menu_1{}, context, {bar, other.objId, 0}, item);
-    EXPECT_EQ(item.status, no_such_object);
-    answer(api_vq_menu_item_in_menu_1{}, context, {bar, other.objId, 1}, item);
-    EXPECT_EQ(item.objId, other.objId);
-    EXPECT_EQ(status(api_vq_remove_menu_1{}, {chars("!MenuBar"), chars("Tools")}), ok);
-    EXPECT_EQ(status(api_vq_remove_menu_1{}, {chars("!MenuBar"), chars("Tools")}), no_such_object);
-    EXPECT_EQ(status(api_vq_delete_1{}, {0, command.objId}), ok);
-    EXPECT_TRUE(model.at(menu.objId).members.empty());
+    EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {bar, other}), wrong_kind);
+    EXPECT_EQ(object(api_vq_menu_item_in_menu_1{}, {bar, other, 0}), no_such_object);
+    EXPECT_EQ(object(api_vq_menu_item_in_menu_1{}, {bar, other, 1}), static_cast<IntT>(other));
+    EXPECT_EQ(status(api_vq_remove_menu_1{}, {str("!MenuBar"), str("Tools")}), ok);
+    EXPECT_EQ(status(api_vq_remove_menu_1{}, {str("!MenuBar"), str("Tools")}), no_such_object);
+    EXPECT_EQ(status(api_vq_delete_1{}, {0, command_id}), ok);
+    EXPECT_TRUE(model.at(menu).members.empty());
 }
 
 TEST_F(ModelTest, NotificationsAndAlerts)
@@ -435,7 +366,7 @@ TEST_F(ModelTest, NotificationsAndAlerts)
     EXPECT_FALSE(model.subscribed(2, 7));
     EXPECT_EQ(status(api_vq_notification_1{}, {7, 0}), ok);
     EXPECT_FALSE(model.subscribed(1, 7));
-    EXPECT_EQ(status(api_vq_alert_1{}, {chars("Sure?"), 2}), 42);
+    EXPECT_EQ(status(api_vq_alert_1{}, {str("Sure?"), 2}), 42);
 }
 
 } // namespace
