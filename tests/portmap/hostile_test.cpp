@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <rpc/rpcb_prot.h>
@@ -13,6 +12,7 @@
 
 #include <array>
 #include <chrono>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -22,14 +22,15 @@ namespace
 {
 
 using namespace std::chrono_literals;
-using Bytes = std::vector<char>;
+using velt::test::fragment;
+using velt::test::Peer;
+using velt::test::words;
 
-constexpr unsigned last_fragment = 0x80000000U;
 constexpr unsigned port = 40000;
 
-Bytes call_bytes(unsigned mapper_version, unsigned procedure, unsigned xid = 1)
+std::string call_bytes(unsigned mapper_version, unsigned procedure, unsigned xid = 1)
 {
-    Bytes bytes(512);
+    std::string bytes(512, '\0');
     XDR out{};
     xdrmem_create(&out, bytes.data(), static_cast<u_int>(bytes.size()), XDR_ENCODE);
     rpc_msg message{};
@@ -49,47 +50,15 @@ Bytes call_bytes(unsigned mapper_version, unsigned procedure, unsigned xid = 1)
     return bytes;
 }
 
-void append_fragment(Bytes &stream, unsigned header, std::span<const char> body)
+Peer peer(Over over)
 {
-    const unsigned word = htonl(header);
-    const auto *chars = reinterpret_cast<const char *>(&word);
-    stream.insert(stream.end(), chars, chars + sizeof word);
-    stream.insert(stream.end(), body.begin(), body.end());
+    return Peer(connect_to_mapper(over));
 }
 
-Bytes record(std::span<const char> body)
+// The next answer is that to an empty call.
+void expect_answer(Peer &peer, unsigned xid)
 {
-    Bytes stream;
-    append_fragment(stream, last_fragment | static_cast<unsigned>(body.size()), body);
-    return stream;
-}
-
-bool send_all(int fd, std::span<const char> bytes)
-{
-    return send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
-}
-
-// The words of the next answer on a stream: its header, its xid, ... ; none when it was closed.
-std::vector<unsigned> receive_words(int fd, std::size_t count)
-{
-    std::vector<unsigned> words(count);
-    const timeval limit{5, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    const ssize_t n = recv(fd, words.data(), count * sizeof(unsigned), MSG_WAITALL);
-    EXPECT_GE(n, -1);
-    if (n != static_cast<ssize_t>(count * sizeof(unsigned)))
-        return {};
-    for (unsigned &word : words)
-        word = ntohl(word);
-    return words;
-}
-
-bool closed_within(int fd, std::chrono::milliseconds limit)
-{
-    pollfd watched{fd, POLLIN, 0};
-    char byte;
-    return poll(&watched, 1, static_cast<int>(limit.count())) == 1 &&
-           recv(fd, &byte, 1, MSG_DONTWAIT) <= 0 && errno != EAGAIN;
+    EXPECT_EQ(peer.receive(28, 5s), fragment(words({xid, REPLY, MSG_ACCEPTED, 0, 0, SUCCESS})));
 }
 
 void expect_service()
@@ -105,17 +74,15 @@ void expect_service()
 TEST(Hostile, silent_peers_beyond_the_bound_are_closed_and_keep_nobody_out)
 {
     in_place({}, [] {
-        const Bytes whole = record(call_bytes(PMAPVERS, PMAPPROC_NULL));
-        std::vector<int> peers;
+        const std::string whole = fragment(call_bytes(PMAPVERS, PMAPPROC_NULL));
+        std::vector<Peer> peers;
         for (std::size_t i = 0; i < 3 * port_mapper_connections; ++i) {
-            peers.push_back(connect_to_mapper(i % 2 ? Over::tcp : Over::local));
-            ASSERT_TRUE(send_all(peers.back(), std::span(whole).first(i % whole.size())));
+            peers.push_back(peer(i % 2 ? Over::tcp : Over::local));
+            ASSERT_TRUE(peers.back().send(whole.substr(0, i % whole.size())));
         }
         expect_service();
-        EXPECT_TRUE(closed_within(peers.front(), 1s)) << "it was silent longest";
-        EXPECT_FALSE(closed_within(peers.back(), 100ms));
-        for (const int fd : peers)
-            close(fd);
+        EXPECT_TRUE(peers.front().closed(1s)) << "it was silent longest";
+        EXPECT_FALSE(peers.back().closed(100ms));
     });
 }
 
@@ -124,63 +91,45 @@ TEST(Hostile, half_a_record_is_given_up_in_time_however_slowly_it_grows)
     PlaceOptions options;
     options.patience = 400ms;
     in_place(options, [] {
-        const Bytes whole = record(call_bytes(PMAPVERS, PMAPPROC_NULL));
-        const int slow = connect_to_mapper(Over::tcp);
-        const int quick = connect_to_mapper(Over::tcp);
-        ASSERT_TRUE(send_all(slow, whole));
-        EXPECT_FALSE(receive_words(slow, 7).empty());
+        const std::string whole = fragment(call_bytes(PMAPVERS, PMAPPROC_NULL));
+        Peer slow = peer(Over::tcp);
+        Peer quick = peer(Over::tcp);
+        ASSERT_TRUE(slow.send(whole));
+        expect_answer(slow, 1);
         const auto start = std::chrono::steady_clock::now();
-        for (std::size_t i = 0; i + 1 < whole.size() && !closed_within(slow, 50ms); ++i) {
-            send_all(slow, std::span(whole).subspan(i, 1));
-            send_all(quick, whole);
-            EXPECT_FALSE(receive_words(quick, 7).empty());
+        for (std::size_t i = 0; i + 1 < whole.size() && !slow.closed(50ms); ++i) {
+            slow.send(whole.substr(i, 1));
+            quick.send(whole);
+            expect_answer(quick, 1);
         }
         const auto taken = std::chrono::steady_clock::now() - start;
         EXPECT_GT(taken, 200ms);
         EXPECT_LT(taken, 5s);
-        close(slow);
-        close(quick);
     });
 }
 
 TEST(Hostile, records_come_in_any_pieces_but_not_of_any_length)
 {
     in_place({}, [] {
-        const Bytes body = call_bytes(PMAPVERS, PMAPPROC_NULL, 77);
-        const int fd = connect_to_mapper(Over::tcp);
-        Bytes pieces;
-        for (std::size_t i = 0; i < body.size(); ++i) {
-            append_fragment(pieces, 0, {});
-            append_fragment(pieces, 1, std::span(body).subspan(i, 1));
-        }
-        append_fragment(pieces, last_fragment, {});
-        for (unsigned xid = 78; xid < 80; ++xid) {
-            const Bytes next = record(call_bytes(PMAPVERS, PMAPPROC_NULL, xid));
-            pieces.insert(pieces.end(), next.begin(), next.end());
-        }
-        ASSERT_TRUE(send_all(fd, pieces));
-        for (unsigned xid = 77; xid < 80; ++xid) {
-            const auto words = receive_words(fd, 7);
-            ASSERT_EQ(words.size(), 7U);
-            EXPECT_EQ(words[0], last_fragment | 24U);
-            EXPECT_EQ(words[1], xid);
-        }
+        Peer first = peer(Over::tcp);
+        std::string pieces;
+        for (const char byte : call_bytes(PMAPVERS, PMAPPROC_NULL, 77))
+            pieces += fragment("", false) + fragment({byte}, false);
+        pieces += fragment("");
+        for (unsigned xid : {78, 79})
+            pieces += fragment(call_bytes(PMAPVERS, PMAPPROC_NULL, xid));
+        ASSERT_TRUE(first.send(pieces));
+        for (unsigned xid : {77, 78, 79})
+            expect_answer(first, xid);
 
-        Bytes announced;
-        append_fragment(announced, last_fragment | 0x7FFFFFFFU, {});
-        ASSERT_TRUE(send_all(fd, announced));
-        EXPECT_TRUE(closed_within(fd, 1s));
-        close(fd);
+        ASSERT_TRUE(first.send(words({0xFFFFFFFF}))); // the mark of a very long one
+        EXPECT_TRUE(first.closed(1s));
 
         // Not too long in any fragment, but in all.
-        const int second = connect_to_mapper(Over::tcp);
-        Bytes fragments;
-        const Bytes part(30000);
-        for (int i = 0; i < 3; ++i)
-            append_fragment(fragments, static_cast<unsigned>(part.size()), part);
-        send_all(second, fragments);
-        EXPECT_TRUE(closed_within(second, 1s));
-        close(second);
+        Peer second = peer(Over::tcp);
+        const std::string part = fragment(std::string(30000, '\0'), false);
+        second.send(part + part + part);
+        EXPECT_TRUE(second.closed(1s));
         expect_service();
     });
 }
@@ -188,7 +137,7 @@ TEST(Hostile, records_come_in_any_pieces_but_not_of_any_length)
 TEST(Hostile, answers_that_are_not_read_stop_only_their_own_connection)
 {
     in_place({}, [] {
-        const Bytes call = record(call_bytes(RPCBVERS4, RPCBPROC_DUMP));
+        const std::string call = fragment(call_bytes(RPCBVERS4, RPCBPROC_DUMP));
         const int fd = connect_to_mapper(Over::local);
         fcntl(fd, F_SETFL, O_NONBLOCK);
         std::size_t sent = 0;
@@ -249,10 +198,10 @@ TEST(Hostile, damaged_calls_do_no_harm)
         HelperProcess mapper = enter_private_place();
         std::mt19937 random(20240607);
         const auto below = [&](unsigned limit) { return static_cast<unsigned>(random() % limit); };
-        const int udp = connect_to_mapper(Over::udp);
-        int stream = connect_to_mapper(Over::tcp);
+        Peer udp = peer(Over::udp);
+        std::optional<Peer> stream(peer(Over::tcp));
         for (int round = 0; round < 3000; ++round) {
-            Bytes bytes = call_bytes(2 + below(3), below(13));
+            std::string bytes = call_bytes(2 + below(3), below(13));
             for (unsigned damage = below(4); damage > 0; --damage) {
                 // Mostly in the words that hold lengths and small numbers.
                 const std::size_t at = below(static_cast<unsigned>(bytes.size()));
@@ -260,18 +209,14 @@ TEST(Hostile, damaged_calls_do_no_harm)
             }
             if (below(4) == 0)
                 bytes.resize(below(static_cast<unsigned>(bytes.size())));
-            send(udp, bytes.data(), bytes.size(), MSG_DONTWAIT);
-            if (!send_all(stream, record(bytes)) || closed_within(stream, 0ms)) {
-                close(stream);
-                stream = connect_to_mapper(below(2) ? Over::tcp : Over::local);
-            }
+            udp.send(bytes);
+            if (!stream->send(fragment(bytes)) || stream->closed(0ms))
+                stream.emplace(peer(below(2) ? Over::tcp : Over::local));
             std::array<char, 4096> sink;
-            while (recv(stream, sink.data(), sink.size(), MSG_DONTWAIT) > 0 ||
-                   recv(udp, sink.data(), sink.size(), MSG_DONTWAIT) > 0)
-                ;
+            for (const Peer *each : {&udp, &*stream})
+                while (recv(each->descriptor(), sink.data(), sink.size(), MSG_DONTWAIT) > 0)
+                    ;
         }
-        close(udp);
-        close(stream);
         EXPECT_TRUE(mapper.running());
         EXPECT_TRUE(rpcbind_answers());
         EXPECT_TRUE(pmap_set(program + 2, version, IPPROTO_TCP, port));

@@ -60,18 +60,9 @@ void become_nobody()
     ASSERT_EQ(prctl(PR_SET_DUMPABLE, 1), 0);
 }
 
-sockaddr_in loopback(in_port_t port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 int connect_to_mapper(Over over)
 {
-    const sockaddr_in inet = loopback();
+    const sockaddr_in inet = velt::test::at(PMAPPORT);
     sockaddr_un local{};
     local.sun_family = AF_UNIX;
     std::strcpy(local.sun_path, _PATH_RPCBINDSOCK);
@@ -86,7 +77,7 @@ int connect_to_mapper(Over over)
 
 Client mapper_client(Over over, rpcvers_t mapper_version, rpcprog_t mapper_program)
 {
-    sockaddr_in address = loopback();
+    sockaddr_in address = velt::test::at(PMAPPORT);
     if (over == Over::udp) {
         int fd = RPC_ANYSOCK;
         return Client(clntudp_create(&address, mapper_program, mapper_version, timeval{1, 0}, &fd));
@@ -100,7 +91,7 @@ Client mapper_client(Over over, rpcvers_t mapper_version, rpcprog_t mapper_progr
 
 unsigned port_of(rpcprog_t number, unsigned protocol, rpcvers_t at_version)
 {
-    sockaddr_in address = loopback();
+    sockaddr_in address = velt::test::at(PMAPPORT);
     return pmap_getport(&address, number, at_version, protocol);
 }
 

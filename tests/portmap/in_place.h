@@ -3,6 +3,7 @@
 #define VELT_TESTS_PORTMAP_IN_PLACE_H
 
 #include "host/place.h"
+#include "transport/service_process.h"
 
 #include <rpc/rpc.h>
 
@@ -12,7 +13,6 @@
 #include <sys/types.h>
 
 #include <functional>
-#include <memory>
 #include <string>
 
 namespace velt::host::test
@@ -42,13 +42,8 @@ void become_nobody();
 
 enum class Over { local, tcp, udp };
 
-struct DestroyClient {
-    void operator()(CLIENT *client) const { clnt_destroy(client); }
-};
-using Client = std::unique_ptr<CLIENT, DestroyClient>;
+using velt::test::Client;
 
-// An unconnected address of the port mapper or, with another port, of a service.
-sockaddr_in loopback(in_port_t port = PMAPPORT);
 // A connection to the port mapper; the descriptor is the caller's.
 int connect_to_mapper(Over over);
 // A client of the port mapper at one of its versions.

@@ -45,14 +45,6 @@ std::string mapper_name(const testing::TestParamInfo<const char *> &mapper)
 
 INSTANTIATE_TEST_SUITE_P(, Mapper, testing::Values("", real_rpcbind), mapper_name);
 
-void answer_null(svc_req *request, SVCXPRT *transport)
-{
-    if (request->rq_proc == NULLPROC)
-        svc_sendreply(transport, nothing, nullptr);
-    else
-        svcerr_noproc(transport);
-}
-
 // Each looks the other up with the port mapper; the tool of the RPC library does so, too.
 TEST_P(Mapper, our_transport_and_the_rpc_librarys_find_each_other)
 {
@@ -81,48 +73,6 @@ TEST_P(Mapper, our_transport_and_the_rpc_librarys_find_each_other)
     });
 }
 
-TEST_P(Mapper, a_registered_service_is_found_and_called_until_it_is_unregistered)
-{
-    run([] {
-        SVCXPRT *tcp = svctcp_create(RPC_ANYSOCK, 0, 0);
-        SVCXPRT *udp = svcudp_create(RPC_ANYSOCK);
-        ASSERT_TRUE(tcp && udp);
-        EXPECT_TRUE(svc_register(tcp, program, version, answer_null, IPPROTO_TCP));
-        EXPECT_EQ(port_of(program, IPPROTO_TCP), tcp->xp_port);
-        EXPECT_EQ(port_of(program, IPPROTO_UDP), 0);
-        EXPECT_TRUE(svc_register(udp, program, version, answer_null, IPPROTO_UDP));
-        EXPECT_EQ(registered_programs(), (Programs{{program, version, IPPROTO_TCP, tcp->xp_port},
-                                                   {program, version, IPPROTO_UDP, udp->xp_port}}));
-
-        const pid_t server = fork();
-        if (server == 0) {
-            svc_run();
-            _exit(1);
-        }
-        sockaddr_in address = loopback(0);
-        int fd = RPC_ANYSOCK;
-        const Client by_tcp(clnttcp_create(&address, program, version, &fd, 0, 0));
-        ASSERT_TRUE(by_tcp) << clnt_spcreateerror("tcp");
-        EXPECT_EQ(call(by_tcp.get(), NULLPROC), RPC_SUCCESS);
-        address = loopback(0);
-        fd = RPC_ANYSOCK;
-        const Client by_udp(clntudp_create(&address, program, version, timeval{1, 0}, &fd));
-        ASSERT_TRUE(by_udp) << clnt_spcreateerror("udp");
-        EXPECT_EQ(call(by_udp.get(), NULLPROC), RPC_SUCCESS);
-        kill(server, SIGKILL);
-
-        svc_unregister(program, version);
-        EXPECT_EQ(port_of(program, IPPROTO_TCP), 0);
-        EXPECT_EQ(registered_programs(), Programs{});
-        address = loopback(0);
-        fd = RPC_ANYSOCK;
-        EXPECT_FALSE(Client(clnttcp_create(&address, program, version, &fd, 0, 0)));
-        EXPECT_EQ(rpc_createerr.cf_stat, RPC_PROGNOTREGISTERED);
-        svc_destroy(tcp);
-        svc_destroy(udp);
-    });
-}
-
 TEST_P(Mapper, a_registration_stays_until_it_is_removed)
 {
     run([] {
@@ -131,6 +81,7 @@ TEST_P(Mapper, a_registration_stays_until_it_is_removed)
         EXPECT_FALSE(pmap_set(program, version, IPPROTO_TCP, 40001));
         EXPECT_TRUE(pmap_set(program, version + 1, IPPROTO_TCP, 40002));
         EXPECT_EQ(port_of(program, IPPROTO_TCP), 40000);
+        EXPECT_EQ(port_of(program, IPPROTO_UDP), 0);
         EXPECT_EQ(port_of(program, IPPROTO_TCP, version + 1), 40002);
         EXPECT_NE(port_of(program, IPPROTO_TCP, version + 9), 0) << "that of another version";
         EXPECT_TRUE(pmap_unset(program, version));
@@ -284,33 +235,6 @@ TEST_P(Mapper, ends_with_the_process_that_started_it)
     waitpid(doomed, nullptr, 0);
     close(report[0]);
     close(report[1]);
-}
-
-TEST_P(Mapper, two_places_do_not_see_each_other)
-{
-    int there[2];
-    int done[2];
-    ASSERT_EQ(pipe(there) | pipe(done), 0);
-    char byte = 0;
-    {
-        const Child other([&] {
-            const HelperProcess mapper = enter_private_place(options_);
-            EXPECT_TRUE(pmap_set(program, version, IPPROTO_TCP, 40000));
-            EXPECT_EQ(write(there[1], "", 1), 1);
-            EXPECT_EQ(read(done[0], &byte, 1), 1);
-            EXPECT_EQ(registered_programs(), (Programs{{program, version, IPPROTO_TCP, 40000}}));
-        });
-        // Now only the child can write there, and a child that has failed ends the wait.
-        close(there[1]);
-        ASSERT_EQ(read(there[0], &byte, 1), 1);
-        run([] {
-            EXPECT_EQ(port_of(program, IPPROTO_TCP), 0);
-            EXPECT_TRUE(pmap_set(program, version, IPPROTO_TCP, 40001));
-        });
-        EXPECT_EQ(write(done[1], "", 1), 1);
-    }
-    for (const int fd : {there[0], done[0], done[1]})
-        close(fd);
 }
 
 } // namespace

@@ -141,7 +141,7 @@ TEST(Place, a_missing_and_a_silent_port_mapper_are_told_from_an_answering_one_wi
         EXPECT_FALSE(rpcbind_answers());
         EXPECT_THROW(registered_programs(), PlaceError);
 
-        const sockaddr_in address = loopback();
+        const sockaddr_in address = velt::test::at(PMAPPORT);
         const auto *generic = reinterpret_cast<const sockaddr *>(&address);
         const int datagrams = socket(AF_INET, SOCK_DGRAM, 0);
         const int stream = socket(AF_INET, SOCK_STREAM, 0);
