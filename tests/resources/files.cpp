@@ -53,12 +53,9 @@ TEST_F(Resources, WorkedExample)
 {
     ASSERT_EQ(load(worked_example), 0);
     EXPECT_EQ(get(1), "Hello!");
-    char buf[20];
-    EXPECT_EQ(V_SrGetN(7, buf, 20), 0);
-    EXPECT_STREQ(buf, "Bye ???");
-    EXPECT_EQ(V_SrGetN(2, buf, 20), -1);
-    EXPECT_STREQ(buf, "???");
-    EXPECT_EQ(V_SrGetN(0x10001, buf, 20), -1); // not string 1
+    EXPECT_EQ(get(7), "Bye ???");
+    EXPECT_EQ(get(2), "???");
+    EXPECT_EQ(get(0x10001), "???"); // not string 1
 }
 
 TEST_F(Resources, NothingLoaded)
