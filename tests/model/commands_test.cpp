@@ -89,30 +89,17 @@ TEST_F(CommandsTest, SelectAndExpect)
 
 TEST_F(CommandsTest, Mistakes)
 {
-    for (const char *line : {"fly",
-                             "show me",
-                             "select",
-                             "choose",
-                             "expect",
-                             "expect order",
-                             "expect weather fine",
-                             "notify",
-                             "notify x",
-                             "notify 99999999999",
-                             "notify 1 2 3 4 5",
-                             "message",
-                             "dialog 1",
-                             "answer",
-                             "answer x",
-                             "start --init",
-                             "start 3",
-                             "wait",
-                             "wait \"1",
-                             "help me"})
-        EXPECT_EQ(error(line).first, misused) << line;
-    for (const char *line : {"start", "wait 1", "notify 1", "message hello", "dialog 1 2",
-                             "clients", "choose Nothing", "choose Go"})
-        EXPECT_EQ(error(line).first, failed) << line;
+    const std::pair<ExitCode, std::vector<const char *>> mistakes[] = {
+        {misused, {"fly", "show me", "select", "choose", "message", "wait", "wait \"1", "help me"}},
+        {misused, {"expect", "expect order", "expect weather fine", "start --init", "start 3"}},
+        {misused, {"notify", "notify x", "notify 99999999999", "notify 1 2 3 4 5", "dialog 1"}},
+        {misused, {"answer", "answer x"}},
+        {failed, {"start", "wait 1", "notify 1", "message hello", "dialog 1 2"}},
+        {failed, {"clients", "choose Nothing", "choose Go"}},
+    };
+    for (const auto &[code, lines] : mistakes)
+        for (const char *line : lines)
+            EXPECT_EQ(error(line).first, code) << line;
     EXPECT_NE(error("choose Nothing").second.find("there are: テスト"), std::string::npos);
 }
 

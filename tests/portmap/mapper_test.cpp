@@ -1,5 +1,4 @@
 // What holds with our port mapper as with the real rpcbind, in the words of the RPC library.
-#include "apilib/unix/transport/transport.h"
 #include "portmap/in_place.h"
 #include "transport/service_process.h"
 
