@@ -3,5 +3,4 @@ add_test(NAME program_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/program_test.sh
   $<TARGET_FILE:vqhost> $<TARGET_FILE:shelfwise> ${vqhome}
   ${PROJECT_SOURCE_DIR}/clients/shelfwise/resources)
 list(JOIN launcher " " words)
-set_tests_properties(program_test PROPERTIES TIMEOUT ${limit}
-  ENVIRONMENT "LAUNCHER=${words};LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/lsan.supp:print_suppressions=0")
+set_tests_properties(program_test PROPERTIES TIMEOUT ${limit} ENVIRONMENT "LAUNCHER=${words}")
