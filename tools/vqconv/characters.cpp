@@ -102,6 +102,19 @@ Character Characters::next(std::string_view text)
     return character;
 }
 
+// What changes no state, but that a line's end leaves the two-byte part.
+Character Characters::split_seven_bit(std::string_view text)
+{
+    const UCharT byte = byte_at(text, 0);
+    if (byte == '\n' || byte == '\r')
+        two_byte_ = false;
+    if (!two_byte_)
+        return {1, Character::good};
+    if (!is_seven_bit(byte))
+        return {1, Character::malformed};
+    return of_size(text, 2, [](UCharT second, std::size_t) { return is_seven_bit(second); });
+}
+
 Character Characters::split_jis(std::string_view text)
 {
     const UCharT byte = byte_at(text, 0);
@@ -116,13 +129,7 @@ Character Characters::split_jis(std::string_view text)
         const bool known = sets.find(text[2]) != sets.npos;
         return {3, known ? Character::shift : Character::malformed};
     }
-    if (byte == '\n' || byte == '\r')
-        two_byte_ = false;
-    if (!two_byte_)
-        return {1, Character::good};
-    if (!is_seven_bit(byte))
-        return {1, Character::malformed};
-    return of_size(text, 2, [](UCharT second, std::size_t) { return is_seven_bit(second); });
+    return split_seven_bit(text);
 }
 
 Character Characters::split_hz(std::string_view text)
@@ -146,13 +153,7 @@ Character Characters::split_hz(std::string_view text)
             return {1, Character::malformed};
         }
     }
-    if (byte == '\n' || byte == '\r')
-        two_byte_ = false;
-    if (!two_byte_)
-        return {1, Character::good};
-    if (!is_seven_bit(byte))
-        return {1, Character::malformed};
-    return of_size(text, 2, [](UCharT second, std::size_t) { return is_seven_bit(second); });
+    return split_seven_bit(text);
 }
 
 Character Characters::split(std::string_view text)

@@ -78,6 +78,7 @@ public:
 
 private:
     Character split(std::string_view text);
+    Character split_seven_bit(std::string_view text);
     Character split_jis(std::string_view text);
     Character split_hz(std::string_view text);
     bool try_code(std::string_view code) const;

@@ -231,11 +231,6 @@ Code cns_entry(const auto &table, UCharT b0, UCharT b1, Code otherwise)
     return table[static_cast<size_t>(row * cns_row + column)];
 }
 
-void put(UCharT *&out, auto... bytes)
-{
-    ((*out++ = static_cast<UCharT>(bytes)), ...);
-}
-
 void put_code(UCharT *&out, Code code)
 {
     if (code > 0xFF)

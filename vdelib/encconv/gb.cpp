@@ -21,11 +21,6 @@ constexpr bool is_line_end(UCharT byte)
 constexpr UCharT top_bit = 0x80;
 constexpr AsciiRun plain{0x00, 0x7F, '~'};
 
-void put(UCharT *&out, auto... bytes)
-{
-    ((*out++ = static_cast<UCharT>(bytes)), ...);
-}
-
 } // namespace
 
 IntT VdeGb8ToHz(VdeClT *cl, const char *src, IntT srcLen)

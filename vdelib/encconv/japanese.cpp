@@ -134,6 +134,16 @@ constexpr Code jis_of_sjis(UCharT c1, UCharT c2)
     return static_cast<Code>(sjis_to_euc(c1, c2) - both_high);
 }
 
+constexpr Code sjis_of_jis(UCharT c1, UCharT c2)
+{
+    return jis_to_sjis_codes(c1, c2);
+}
+
+constexpr Code euc_of_jis(UCharT c1, UCharT c2)
+{
+    return static_cast<Code>(code_of(c1, c2) ^ both_high);
+}
+
 constexpr UCharT high_byte(Code code)
 {
     return static_cast<UCharT>(code >> 8);
@@ -142,12 +152,6 @@ constexpr UCharT high_byte(Code code)
 constexpr UCharT low_byte(Code code)
 {
     return static_cast<UCharT>(code);
-}
-
-void put(UCharT *&out, UCharT first, auto... others)
-{
-    *out++ = first;
-    ((*out++ = static_cast<UCharT>(others)), ...);
 }
 
 void put_code(UCharT *&out, Code code)
@@ -219,6 +223,13 @@ public:
         put_code(out, code);
     }
 
+    // A katakana byte that the source has just moved past.
+    void katakana(UCharT *&out, UCharT byte, Source &source, IntT mode)
+    {
+        const Code code = full_width(byte, source.at, source.end, mode);
+        pair(out, jis_of_sjis(high_byte(code), low_byte(code)));
+    }
+
     // Before anything but pairs.
     void leave_kanji(UCharT *&out)
     {
@@ -232,14 +243,27 @@ private:
 };
 
 constexpr AsciiRun ascii{0x00, 0x7F};
+constexpr AsciiRun no_escape{0x00, 0x7F, escape};
+constexpr AsciiRun printable{0x20, 0x7E};
 
-// Single bytes, from where there is at least one; a run of them if they are ASCII.
+constexpr UCharT as_it_is(UCharT byte)
+{
+    return byte;
+}
+
+UCharT in_quire(UCharT byte)
+{
+    return xatoq_map[byte];
+}
+
+// Single bytes, from where there is at least one: those of the run, or else one as `other` has it.
+template <const AsciiRun &run, UCharT other(UCharT) = as_it_is>
 void copy_bytes(Source &source, UCharT *&out)
 {
-    if (*source.at < 0x80)
-        ascii.copy(source, out);
+    if (run.has(*source.at))
+        run.copy(source, out);
     else
-        *out++ = *source.at++;
+        *out++ = other(*source.at++);
 }
 
 // The two bytes from the source on as they are.
@@ -249,22 +273,13 @@ void copy_pair(Source &source, UCharT *&out)
     source.at += 2;
 }
 
-constexpr AsciiRun printable{0x20, 0x7E};
-
-void copy_to_quire(Source &source, UCharT *&out)
-{
-    if (printable.has(*source.at))
-        printable.copy(source, out);
-    else
-        *out++ = xatoq_map[*source.at++];
-}
-
-// From JIS: pairs and single bytes are written as the caller says.
-template <IntT expansion>
-IntT from_jis(VdeClT *cl, const char *src, IntT srcLen, auto write_pair, auto copy_singles)
+// From JIS: what a pair becomes, and how single bytes are copied. Known when this is compiled, both
+// become part of the loop.
+template <Code of_pair(UCharT, UCharT), void copy_singles(Source &, UCharT *&)>
+IntT from_jis(VdeClT *cl, const char *src, IntT srcLen)
 {
     bool kanji = false;
-    return convert<expansion>(cl, src, srcLen, [=](Source &source, UCharT *&out) mutable {
+    return convert<1>(cl, src, srcLen, [kanji](Source &source, UCharT *&out) mutable {
         const UCharT byte = *source.at;
         if (byte == escape) {
             const bool whole = source.left() >= 3;
@@ -278,7 +293,7 @@ IntT from_jis(VdeClT *cl, const char *src, IntT srcLen, auto write_pair, auto co
         } else if (kanji) {
             if (source.left() < 2)
                 return false;
-            put_code(out, write_pair(source.at[0], source.at[1]));
+            put_code(out, of_pair(source.at[0], source.at[1]));
             source.at += 2;
         } else {
             copy_singles(source, out);
@@ -287,54 +302,49 @@ IntT from_jis(VdeClT *cl, const char *src, IntT srcLen, auto write_pair, auto co
     });
 }
 
+// To JIS: a step gets what writes it, too.
+IntT to_jis(VdeClT *cl, const char *src, IntT srcLen, auto step)
+{
+    JisWriter jis;
+    return convert<5>(
+        cl, src, srcLen, [&](Source &source, UCharT *&out) { return step(jis, source, out); },
+        [&](UCharT *&out) { jis.leave_kanji(out); });
+}
+
 } // namespace
 
 IntT VdeJisToShiftJis(VdeClT *cl, const char *src, IntT srcLen)
 {
-    return from_jis<1>(cl, src, srcLen, jis_to_sjis_codes, copy_to_quire);
+    return from_jis<sjis_of_jis, copy_bytes<printable, in_quire>>(cl, src, srcLen);
 }
 
 IntT VdeJisToEuc(VdeClT *cl, const char *src, IntT srcLen)
 {
-    static constexpr AsciiRun no_escape{0x00, 0x7F, escape};
-    return from_jis<1>(
-        cl, src, srcLen,
-        [](UCharT c1, UCharT c2) { return static_cast<Code>(code_of(c1, c2) ^ both_high); },
-        [](Source &source, UCharT *&out) {
-            if (no_escape.has(*source.at))
-                no_escape.copy(source, out);
-            else
-                *out++ = *source.at++;
-        });
+    return from_jis<euc_of_jis, copy_bytes<no_escape>>(cl, src, srcLen);
 }
 
 IntT VdeShiftJisToJis(VdeClT *cl, const char *src, IntT srcLen)
 {
-    JisWriter jis;
-    return convert<5>(
-        cl, src, srcLen,
-        [&jis](Source &source, UCharT *&out) {
-            const UCharT byte = *source.at;
-            if (is_sjis_lead(byte)) {
-                if (source.left() < 2)
-                    return false;
-                if (is_sjis_trail(source.at[1])) {
-                    jis.pair(out, jis_of_sjis(byte, source.at[1]));
-                    source.at += 2;
-                } else {
-                    copy_pair(source, out);
-                }
-            } else if (is_katakana(byte)) {
-                ++source.at;
-                const Code code = full_width(byte, source.at, source.end, VdeHanShiftJis);
-                jis.pair(out, jis_of_sjis(high_byte(code), low_byte(code)));
+    return to_jis(cl, src, srcLen, [](JisWriter &jis, Source &source, UCharT *&out) {
+        const UCharT byte = *source.at;
+        if (is_sjis_lead(byte)) {
+            if (source.left() < 2)
+                return false;
+            if (is_sjis_trail(source.at[1])) {
+                jis.pair(out, jis_of_sjis(byte, source.at[1]));
+                source.at += 2;
             } else {
-                jis.leave_kanji(out);
-                copy_bytes(source, out);
+                copy_pair(source, out);
             }
-            return true;
-        },
-        [&jis](UCharT *&out) { jis.leave_kanji(out); });
+        } else if (is_katakana(byte)) {
+            ++source.at;
+            jis.katakana(out, byte, source, VdeHanShiftJis);
+        } else {
+            jis.leave_kanji(out);
+            copy_bytes<ascii>(source, out);
+        }
+        return true;
+    });
 }
 
 IntT VdeShiftJisToEuc(VdeClT *cl, const char *src, IntT srcLen)
@@ -351,7 +361,7 @@ IntT VdeShiftJisToEuc(VdeClT *cl, const char *src, IntT srcLen)
             put(out, single_shift, byte);
             ++source.at;
         } else {
-            copy_bytes(source, out);
+            copy_bytes<ascii>(source, out);
         }
         return true;
     });
@@ -359,32 +369,27 @@ IntT VdeShiftJisToEuc(VdeClT *cl, const char *src, IntT srcLen)
 
 IntT VdeEucToJis(VdeClT *cl, const char *src, IntT srcLen)
 {
-    JisWriter jis;
-    return convert<5>(
-        cl, src, srcLen,
-        [&jis](Source &source, UCharT *&out) {
-            const UCharT byte = *source.at;
-            if (!is_euc(byte) && byte != single_shift) {
-                jis.leave_kanji(out);
-                copy_bytes(source, out);
-                return true;
-            }
-            if (source.left() < 2)
-                return false;
-            const UCharT second = source.at[1];
-            if (byte != single_shift && is_euc(second)) {
-                jis.pair(out, static_cast<Code>(code_of(byte, second) - both_high));
-                source.at += 2;
-            } else if (byte == single_shift && is_katakana(second)) {
-                source.at += 2;
-                const Code code = full_width(second, source.at, source.end, VdeHanEuc);
-                jis.pair(out, jis_of_sjis(high_byte(code), low_byte(code)));
-            } else {
-                copy_pair(source, out);
-            }
+    return to_jis(cl, src, srcLen, [](JisWriter &jis, Source &source, UCharT *&out) {
+        const UCharT byte = *source.at;
+        if (!is_euc(byte) && byte != single_shift) {
+            jis.leave_kanji(out);
+            copy_bytes<ascii>(source, out);
             return true;
-        },
-        [&jis](UCharT *&out) { jis.leave_kanji(out); });
+        }
+        if (source.left() < 2)
+            return false;
+        const UCharT second = source.at[1];
+        if (byte != single_shift && is_euc(second)) {
+            jis.pair(out, static_cast<Code>(code_of(byte, second) - both_high));
+            source.at += 2;
+        } else if (byte == single_shift && is_katakana(second)) {
+            source.at += 2;
+            jis.katakana(out, second, source, VdeHanEuc);
+        } else {
+            copy_pair(source, out);
+        }
+        return true;
+    });
 }
 
 IntT VdeEucToShiftJis(VdeClT *cl, const char *src, IntT srcLen)
@@ -392,7 +397,7 @@ IntT VdeEucToShiftJis(VdeClT *cl, const char *src, IntT srcLen)
     return convert<1>(cl, src, srcLen, [](Source &source, UCharT *&out) {
         const UCharT byte = *source.at;
         if (!is_euc(byte) && byte != single_shift) {
-            copy_to_quire(source, out);
+            copy_bytes<printable, in_quire>(source, out);
             return true;
         }
         if (source.left() < 2)

@@ -51,8 +51,8 @@ public:
     Output &operator=(const Output &) = delete;
 
     // Gives back what was taken ahead of need: the capacity is as if each byte had been appended.
-    // Of a little too much the block is not rid: the C library would take each such block from the
-    // system, empty, and give it back, which costs more than the conversion.
+    // The block keeps what is only a little too much: were it shrunk, the C library would take a
+    // new one from the system for every text, which costs more than the conversion.
     ~Output()
     {
         const int64_t needed = cl.growBy > 0 ? rounded_up(cl.len, cl.growBy) : cl.size;
@@ -90,8 +90,10 @@ public:
 private:
     static constexpr IntT little = 16; // one part in so many
 
-    // Makes the capacity enough for these bytes and for as much as is likely to follow, so that the
-    // bytes are not moved once for every step of the builder's.
+    // Makes the capacity enough for these bytes and for as much as is likely to follow, and a
+    // little more, so that the bytes are not moved once for every step of the builder's. Where the
+    // estimate falls short again and again, each block is still that part larger than the one
+    // before.
     void grow(IntT bytes, int64_t done, int64_t left)
     {
         const int64_t most = int64_t{V_MaxBlockSize} - 1 - cl.growBy - cl.len;
@@ -111,6 +113,12 @@ private:
     bool direct = false;
     std::array<UCharT, most_room> chunk;
 };
+
+// Writes these bytes.
+void put(UCharT *&out, auto... bytes)
+{
+    ((*out++ = static_cast<UCharT>(bytes)), ...);
+}
 
 // A place in the source.
 struct Source {

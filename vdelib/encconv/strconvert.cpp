@@ -16,12 +16,17 @@ namespace
 
 using namespace velt;
 
+// No byte.
+constexpr AsciiRun no_run{1, 0};
+
 // Through a table of bytes, a word at a time where it is not a run.
 template <const auto &map>
 IntT bytes_through(VdeClT *cl, const char *src, IntT srcLen)
 {
     const UCharT *const table = &map[0];
-    const AsciiRun identical = identical_ascii(table);
+    // A short text is mapped sooner than the table is looked through for what it leaves alone.
+    constexpr IntT short_text = 128;
+    const AsciiRun identical = srcLen < short_text ? no_run : identical_ascii(table);
     return convert<1>(cl, src, srcLen, [table, identical](Source &source, UCharT *&out) {
         identical.copy(source, out);
         const UCharT *at = source.at;

@@ -101,7 +101,8 @@ Slot AsianToUnicodeTable[] = {
     {VdeEncGbEuc, nullptr},
 };
 
-// Take the characters of text one by one.
+// Take the characters of text one by one. The run is a copy: a byte that is written might change
+// what is only referred to, for all that the compiler knows, and it would load the run each time.
 
 struct SingleBytes {
     const SingleByteTable &table;
