@@ -323,10 +323,11 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
                 setuid(65534) == 0
                     ? clntudp_create(&address, host.session_program(), 1, {1, 0}, &socket)
                     : nullptr;
-            _exit(client && clnt_call(client, NULLPROC, nothing, nullptr, nothing, nullptr,
-                                      (timeval{1, 0})) == RPC_TIMEDOUT
-                      ? 0
-                      : 1);
+            const bool unheard = client && clnt_call(client, NULLPROC, nothing, nullptr, nothing,
+                                                     nullptr, (timeval{1, 0})) == RPC_TIMEDOUT;
+            if (client)
+                clnt_destroy(client);
+            _exit(unheard ? 0 : 1);
         }
         for (int i = 0; i < 20 && !desk.reported("turned away a datagram"); i++)
             host.serve(50ms);

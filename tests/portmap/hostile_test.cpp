@@ -116,10 +116,10 @@ TEST(Hostile, records_come_in_any_pieces_but_not_of_any_length)
         for (const char byte : call_bytes(PMAPVERS, PMAPPROC_NULL, 77))
             pieces += fragment("", false) + fragment({byte}, false);
         pieces += fragment("");
-        for (unsigned xid : {78, 79})
+        for (unsigned xid : {78U, 79U})
             pieces += fragment(call_bytes(PMAPVERS, PMAPPROC_NULL, xid));
         ASSERT_TRUE(first.send(pieces));
-        for (unsigned xid : {77, 78, 79})
+        for (unsigned xid : {77U, 78U, 79U})
             expect_answer(first, xid);
 
         ASSERT_TRUE(first.send(words({0xFFFFFFFF}))); // the mark of a very long one
