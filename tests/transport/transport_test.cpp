@@ -482,14 +482,12 @@ TEST(Caller, ATooLongArgumentOrAnswerIsRefused)
     ServiceProcess service([] { VA_Limits.recordOut = 500'000; });
     const Client client = our_client(service.port());
     ASSERT_TRUE(client);
+    const V_LimitsT before = VA_Limits;
     VA_Limits.recordOut = 1'000'000;
     EXPECT_EQ(call_echo(client.get(), std::string(1'000'000, 'a'), nullptr), RPC_CANTENCODEARGS);
     EXPECT_EQ(call_echo(client.get(), std::string(600'000, 'a'), nullptr), RPC_SYSTEMERROR);
     EXPECT_EQ(call_echo(client.get(), std::string(400'000, 'a'), nullptr), RPC_SUCCESS);
-    VA_Limits = {
-#define V_LIMIT(name, value, meaning) value,
-#include "velt/tables/limits.def"
-    };
+    VA_Limits = before;
 }
 
 TEST(Caller, ALateAnswerIsNotTheNextCalls)

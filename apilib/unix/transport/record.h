@@ -82,8 +82,9 @@ class RecordReader
 public:
     enum Status { more, whole, closed, broken };
 
-    // Reads once what there is, or with flags of 0 waits for it as the socket says. `closed`: the
-    // peer has ended the connection; `broken`: an error of the system, or a record above the limit.
+    // Reads what there is, once and once more if that filled the room; with flags of 0 waits for it
+    // first, as the socket says. `closed`: the peer has ended the connection; `broken`: an error of
+    // the system, or a record above the limit.
     Status read(int descriptor, int flags = MSG_DONTWAIT);
     bool has_record() const { return last_ && left_ == 0; }
     // Between two records, with nothing of the next one read.
