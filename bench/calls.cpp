@@ -1,6 +1,7 @@
 #include "bench/calls.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,10 +9,14 @@
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "apilib/routines.h"
+#include "apilib/unix/transport/transport.h"
 #include "bench/compare.h"
 #include "bench/service.h"
+#include "host/portmap.h"
 #include "velt/api.h"
 
 // This process is a client too.
@@ -47,14 +52,7 @@ public:
     explicit Session(pid_t host)
     {
         setenv("VQAPIX", description(far_client, far_host, host).c_str(), 1);
-        // Until the service is registered there is nothing to connect to.
-        const char *failure = V_ApiStartUp(nullptr);
-        for (int tries = 0; failure && tries < 100; tries++) {
-            V_ApiShutDown();
-            usleep(10000);
-            failure = V_ApiStartUp(nullptr);
-        }
-        if (failure)
+        if (const char *failure = V_ApiStartUp(nullptr))
             throw std::runtime_error(failure);
     }
     ~Session() { V_ApiShutDown(); }
@@ -94,12 +92,13 @@ try {
 class Process
 {
 public:
-    Process(const char *path, const char *variable) : id_(fork())
+    explicit Process(std::vector<const char *> words, int output = -1) : id_(fork())
     {
         require(id_ >= 0, "cannot fork");
         if (id_ == 0) {
-            setenv("VQAPIX", variable, 1);
-            execl(path, path, nullptr);
+            dup2(output, STDOUT_FILENO);
+            words.push_back(nullptr);
+            execv(words[0], const_cast<char **>(words.data()));
             _exit(127);
         }
     }
@@ -129,17 +128,14 @@ private:
 class HostedClient
 {
 public:
-    HostedClient()
-        : process_(VELT_BENCH_CLIENT, description(near_client, near_host, getpid()).c_str())
-    {
-        serve_one(&Served::acknowledgements);
-    }
+    HostedClient() : process_({VELT_BENCH_CLIENT}) { serve_one(&Served::acknowledgements); }
 
     void connect()
     {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(mapper_find(address, near_client, 1, IPPROTO_TCP, limit));
         int socket = RPC_ANYSOCK;
         handle_.reset(clnttcp_create(&address, near_client, 1, &socket, 0, 0));
         require(handle_ != nullptr, "cannot connect to the client");
@@ -169,8 +165,14 @@ private:
     std::unique_ptr<CLIENT, Destroy> handle_;
 };
 
+void describe_near_client()
+{
+    setenv("VQAPIX", description(near_client, near_host, getpid()).c_str(), 1);
+}
+
 void callbacks(benchmark::State &state)
 try {
+    describe_near_client();
     HostedClient client;
     client.connect();
     char text[] = "";
@@ -194,32 +196,70 @@ try {
     state.SkipWithError(error.what());
 }
 
+double start_true()
+{
+    return timed(1, [](std::size_t) { Process({"/bin/true"}).wait_for_success(); });
+}
+
 void start_up(benchmark::State &state)
 {
-    compare(
-        state,
-        [] { return timed(1, [](std::size_t) { Process("/bin/true", "").wait_for_success(); }); },
-        [] {
-            std::unique_ptr<HostedClient> client;
-            const double seconds =
-                timed(1, [&](std::size_t) { client = std::make_unique<HostedClient>(); });
-            client->connect();
-            client->quit();
-            return seconds;
+    describe_near_client();
+    compare(state, start_true, [] {
+        std::unique_ptr<HostedClient> client;
+        const double seconds =
+            timed(1, [&](std::size_t) { client = std::make_unique<HostedClient>(); });
+        client->connect();
+        client->quit();
+        return seconds;
+    });
+}
+
+// The client tells of its first callback on the output that it shares with its host.
+void first_callback(benchmark::State &state)
+try {
+    setenv("VELT_BENCH_TELL", "", 1);
+    compare(state, start_true, [] {
+        int ends[2];
+        require(pipe2(ends, O_CLOEXEC) == 0, "no pipe");
+        std::unique_ptr<Process> host;
+        const double seconds = timed(1, [&](std::size_t) {
+            host = std::make_unique<Process>(std::vector{VELT_BENCH_VQHOST, "run", VELT_BENCH_BOOK,
+                                                         "--client",
+                                                         VELT_BENCH_CLIENT, "quit"},
+                                             ends[1]);
+            close(ends[1]);
+            char byte;
+            require(read(ends[0], &byte, 1) == 1, "no callback");
         });
+        host->wait_for_success();
+        close(ends[0]);
+        return seconds;
+    });
+    unsetenv("VELT_BENCH_TELL");
+} catch (const std::exception &error) {
+    state.SkipWithError(error.what());
 }
 
 } // namespace
 
-host::HelperProcess register_calls()
+std::unique_ptr<Server> register_calls()
 {
     VA_TimeOut.seconds = static_cast<IntT>(limit.tv_sec);
     // Before this process has a service, of which the other would inherit half.
-    host::HelperProcess host({}, [] { open_service(far_host), serve_forever(); });
-    open_service(near_host);
-    benchmark::RegisterBenchmark("V_ApiGetInt / bare call", get_int, host.id())->Iterations(201);
+    auto host = std::make_unique<Server>([](const std::function<void(in_port_t)> &tell) {
+        host::SessionPortMapper mapper;
+        mapper.set({far_host, 1, IPPROTO_TCP, open_service(far_host)});
+        tell(static_cast<in_port_t>(std::stoi(mapper.name())));
+        serve_forever();
+    });
+    setenv("VQPMAP", std::to_string(ntohs(host->address().sin_port)).c_str(), 1);
+    require(mapper_set(near_host, 1, IPPROTO_TCP, open_service(near_host)),
+            "cannot register with the port mapper");
+    benchmark::RegisterBenchmark("V_ApiGetInt / bare call", get_int, host->id())->Iterations(201);
     benchmark::RegisterBenchmark("callback with hand-over / bare call", callbacks)->Iterations(51);
     benchmark::RegisterBenchmark("start of a client / of \"true\"", start_up)->Iterations(51);
+    benchmark::RegisterBenchmark("vqhost to first callback / \"true\"", first_callback)
+        ->Iterations(51);
     return host;
 }
 

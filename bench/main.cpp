@@ -9,14 +9,12 @@
 #include "bench/strings.h"
 #include "bench/table.h"
 #include "bench/transport.h"
-#include "host/place.h"
 
 int main(int argc, char **argv)
 try {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 2;
-    const auto port_mapper = velt::host::enter_private_place();
     const auto host = velt::bench::register_calls();
     velt::bench::register_transport();
     velt::bench::register_lists();

@@ -1,6 +1,12 @@
 #include "bench/service.h"
 
+#include <arpa/inet.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
+#include <csignal>
 #include <stdexcept>
 
 #include "apilib/routines.h"
@@ -64,11 +70,42 @@ bool wait_and_dispatch(Clock::duration limit)
 
 } // namespace
 
-void open_service(rpcprog_t program)
+in_port_t open_service(rpcprog_t program)
 {
     SVCXPRT *transport = transport_listen({dispatch, nullptr, nullptr, nullptr});
-    if (!transport || !transport_register(transport, program, 1))
-        throw std::runtime_error("cannot register the service with the port mapper");
+    if (!transport)
+        throw std::runtime_error("cannot open a service");
+    transport_answer(transport, program, 1);
+    return transport->xp_port;
+}
+
+Server::Server(void (*serve)(const std::function<void(in_port_t)> &))
+{
+    int ends[2];
+    if (pipe(ends) != 0 || (id_ = fork()) < 0)
+        throw std::runtime_error("cannot start a server");
+    if (id_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        serve([&ends](in_port_t port) {
+            if (write(ends[1], &port, sizeof port) < 0)
+                _exit(1);
+        });
+        _exit(0);
+    }
+    close(ends[1]);
+    in_port_t port = 0;
+    if (read(ends[0], &port, sizeof port) != sizeof port)
+        throw std::runtime_error("a server does not start");
+    close(ends[0]);
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address_.sin_port = htons(port);
+}
+
+Server::~Server()
+{
+    kill(id_, SIGKILL);
+    waitpid(id_, nullptr, 0);
 }
 
 void serve_forever()

@@ -2,10 +2,12 @@
 // control and the reading of an integer property, in the one thread that there is.
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include <netinet/in.h>
 #include <rpc/rpc.h>
 #include <sys/types.h>
 
@@ -18,8 +20,8 @@ struct Served {
     std::size_t hand_overs = 0;
 };
 
-// Registers the service of this process, which can have one. Throws std::runtime_error.
-void open_service(rpcprog_t program);
+// The service of this process, which can have one; its port. Throws std::runtime_error.
+in_port_t open_service(rpcprog_t program);
 [[noreturn]] void serve_forever();
 // Serves until one more call of the kind has been answered. Throws when none comes.
 void serve_one(std::size_t Served::*kind);
@@ -33,6 +35,23 @@ constexpr rpcproc_t number_of(std::string_view stub)
 #include "velt/tables/procedures.def"
     throw std::logic_error("no such stub");
 }
+
+// A process that serves: it tells its port first. It does not outlive this object.
+class Server
+{
+public:
+    explicit Server(void (*serve)(const std::function<void(in_port_t)> &tell));
+    ~Server();
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
+
+    pid_t id() const { return id_; }
+    const sockaddr_in &address() const { return address_; }
+
+private:
+    pid_t id_;
+    sockaddr_in address_{};
+};
 
 // The start-up description for a client that does not fork.
 std::string description(rpcprog_t client, rpcprog_t host, pid_t host_process);

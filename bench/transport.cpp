@@ -64,7 +64,7 @@ void serve_ours(const std::function<void(in_port_t)> &tell)
 {
     SVCXPRT *service = transport_listen({dispatch, nullptr, nullptr, nullptr});
     // Nobody asks the port mapper.
-    transport_register(service, program, 1);
+    transport_answer(service, program, 1);
     tell(service->xp_port);
     for (;;) {
         transport_wait(nullptr, 1000);
@@ -111,46 +111,6 @@ public:
 
 private:
     cpu_set_t before_;
-};
-
-class Server
-{
-public:
-    explicit Server(void (*serve)(const std::function<void(in_port_t)> &))
-    {
-        int ends[2];
-        if (pipe(ends) != 0 || (id_ = fork()) < 0)
-            throw std::runtime_error("cannot start a server");
-        if (id_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            serve([&ends](in_port_t port) {
-                if (write(ends[1], &port, sizeof port) < 0)
-                    _exit(1);
-            });
-            _exit(0);
-        }
-        in_port_t port = 0;
-        if (read(ends[0], &port, sizeof port) != sizeof port)
-            throw std::runtime_error("a server does not start");
-        close(ends[0]);
-        close(ends[1]);
-        address_.sin_family = AF_INET;
-        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address_.sin_port = htons(port);
-    }
-    ~Server()
-    {
-        kill(id_, SIGKILL);
-        waitpid(id_, nullptr, 0);
-    }
-    Server(const Server &) = delete;
-    Server &operator=(const Server &) = delete;
-
-    const sockaddr_in &address() const { return address_; }
-
-private:
-    pid_t id_;
-    sockaddr_in address_{};
 };
 
 struct DestroyClient {

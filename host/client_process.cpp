@@ -18,7 +18,8 @@ namespace velt::host
 namespace
 {
 
-[[noreturn]] void become(const std::string &path, const std::string &identity, int failure)
+[[noreturn]] void become(const std::string &path, const std::string &identity,
+                         const std::string &port_mapper, int failure)
 {
     setpgid(0, 0);
     for (int signal = 1; signal < NSIG; ++signal)
@@ -31,6 +32,10 @@ namespace
         dup2(null, STDIN_FILENO);
     close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     setenv("VQAPIX", identity.c_str(), 1);
+    if (port_mapper.empty())
+        unsetenv("VQPMAP");
+    else
+        setenv("VQPMAP", port_mapper.c_str(), 1);
     execl(path.c_str(), path.c_str(), nullptr);
     const int error = errno;
     if (write(failure, &error, sizeof error) < 0)
@@ -40,7 +45,8 @@ namespace
 
 } // namespace
 
-ClientProcess::ClientProcess(const std::string &path, const std::string &identity)
+ClientProcess::ClientProcess(const std::string &path, const std::string &identity,
+                             const std::string &port_mapper)
 {
     std::array<int, 2> ends;
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -51,7 +57,7 @@ ClientProcess::ClientProcess(const std::string &path, const std::string &identit
     if (group_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
     if (group_ == 0)
-        become(path, identity, out.get());
+        become(path, identity, port_mapper, out.get());
     setpgid(group_, group_);
     out = Descriptor();
     int error = 0;

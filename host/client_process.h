@@ -13,9 +13,11 @@ namespace velt::host
 class ClientProcess
 {
 public:
-    // Starts `path` with VQAPIX set to `identity`, default signals, an empty standard input, and
-    // no descriptors but the standard ones. Throws std::system_error when it cannot.
-    ClientProcess(const std::string &path, const std::string &identity);
+    // Starts `path` with VQAPIX set to `identity` and VQPMAP to the port mapper, if that has a
+    // name, default signals, an empty standard input, and no descriptors but the standard ones.
+    // Throws std::system_error when it cannot.
+    ClientProcess(const std::string &path, const std::string &identity,
+                  const std::string &port_mapper);
     ClientProcess(const ClientProcess &) = delete;
     ClientProcess &operator=(const ClientProcess &) = delete;
     // Nothing of it is left.

@@ -8,7 +8,6 @@
 #include <iomanip>
 
 #include "host/book.h"
-#include "host/place.h"
 
 namespace velt::host
 {
@@ -490,12 +489,6 @@ void Commands::expect(std::string_view rest)
 void Commands::save(std::string_view rest)
 {
     const std::string path = rest.empty() ? s_.book_path : whole(rest);
-    try {
-        if (s_.private_place)
-            check_reachable(path);
-    } catch (const PlaceError &error) {
-        fail(error.what());
-    }
     save_book(path, s_.model, s_.book);
     if (rest.empty())
         saved_ = write_book(s_.model, s_.book);

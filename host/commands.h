@@ -36,7 +36,6 @@ public:
         std::vector<Startable> clients;
         UIntT book;
         std::string book_path;
-        bool private_place; // in which not every file is to be seen
         std::ostream &out;
         bool colour;
     };

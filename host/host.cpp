@@ -2,6 +2,7 @@
 
 #include "host/host.h"
 
+#include <arpa/inet.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -14,7 +15,7 @@
 #include "apilib/memory.h"
 #include "apilib/routines.h"
 #include "apilib/unix/transport/transport.h"
-#include "host/place.h"
+#include "host/descriptor.h"
 #include "host/server.h"
 
 namespace velt::host
@@ -50,9 +51,19 @@ std::string show(milliseconds time)
     return std::to_string(time.count()) + " ms";
 }
 
-bool register_datagrams(SVCXPRT *service, rpcprog_t program, rpcvers_t version)
+// On one interface, or on all.
+SVCXPRT *listen_for_datagrams(in_addr_t interface)
 {
-    return svc_register(service, program, version, serve_connect, IPPROTO_UDP);
+    Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = interface;
+    if (!fd || bind(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+        return nullptr;
+    SVCXPRT *service = svcudp_create(fd.get());
+    if (service)
+        fd.release();
+    return service;
 }
 
 char *borrowed(const std::string &text)
@@ -67,11 +78,22 @@ Host::Host(Options options, Model &model, Desk &desk)
 {
     // The end of a client that has detached itself is seen too.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    service_ = transport_listen({serve_call, heard, connection_closed, this});
-    session_service_ = svcudp_create(RPC_ANYSOCK);
+    if (!options_.port_mapper)
+        options_.port_mapper =
+            std::make_shared<SessionPortMapper>([this](const char *what) { heard(this, what); });
+    // With a port mapper of its own the session is this machine's alone.
+    const in_addr_t interface =
+        options_.port_mapper->name().empty() ? INADDR_ANY : htonl(INADDR_LOOPBACK);
+    service_ = transport_listen({serve_call, heard, connection_closed, this}, interface);
+    session_service_ = listen_for_datagrams(interface);
     try {
-        program_ = register_service(service_, "TCP", transport_register);
-        session_program_ = register_service(session_service_, "UDP", register_datagrams);
+        program_ = register_service(service_, IPPROTO_TCP);
+        transport_answer(service_, program_, service_version);
+        session_program_ = register_service(session_service_, IPPROTO_UDP);
+        // Protocol 0 is none that the RPC library would register.
+        if (!svc_register(session_service_, session_program_, service_version, serve_connect, 0))
+            throw HostError("cannot serve the session program: no memory");
+        sessions()[session_program_] = this;
     } catch (...) {
         end();
         throw;
@@ -91,36 +113,33 @@ Host::~Host()
     }
 }
 
-UIntT Host::register_service(SVCXPRT *service, const char *kind,
-                             bool (*enter)(SVCXPRT *, rpcprog_t, rpcvers_t))
+UIntT Host::register_service(const SVCXPRT *service, unsigned protocol)
 {
     if (!service)
-        throw HostError(std::string("cannot create the host's ") + kind +
-                        " service: no socket on the loopback interface");
+        throw HostError("cannot create the host's service: no socket on the loopback interface");
     const UIntT program = free_program();
-    if (!enter(service, program, service_version))
+    if (!options_.port_mapper->set({program, service_version, protocol, service->xp_port}))
         throw HostError("cannot register program " + std::to_string(program) +
-                        " with the port mapper: start rpcbind, or use a private place");
-    served_programs()[program] = this;
+                        " with the machine's port mapper: see that rpcbind runs and lets you, or "
+                        "have the host use its own");
     return program;
 }
 
 UIntT Host::free_program()
 {
     static UIntT next;
-    std::vector<RegisteredProgram> taken;
-    try {
-        taken = registered_programs();
-    } catch (const PlaceError &error) {
-        throw HostError(error.what());
-    }
     const UIntT first =
         transient_programs + (static_cast<UIntT>(getpid()) & 0x3FFFFF) * programs_per_process;
     for (UIntT tries = 0; tries < programs_per_process; tries++) {
         const UIntT program = first + next++ % programs_per_process;
-        const auto is_it = [&](const auto &each) { return each.program == program; };
-        const auto is_running_it = [&](const Client &each) { return each.running && is_it(each); };
-        if (std::ranges::none_of(taken, is_it) && std::ranges::none_of(clients_, is_running_it))
+        const auto is_registered = [&](unsigned protocol) {
+            return options_.port_mapper->find(program, service_version, protocol) != 0;
+        };
+        const auto is_running_it = [&](const Client &each) {
+            return each.running && each.program == program;
+        };
+        if (std::ranges::none_of(clients_, is_running_it) && !is_registered(IPPROTO_TCP) &&
+            !is_registered(IPPROTO_UDP))
             return program;
     }
     throw HostError("no free program number: this process has started too many clients");
@@ -164,7 +183,8 @@ Client &Host::start(const std::string &path, std::optional<IntT> init_code, int 
                                  pair(program_, service_version) + std::to_string(getpid()) + "." +
                                  std::to_string(detach ? number : ~number) + "." + name;
     try {
-        client.process = std::make_unique<ClientProcess>(path, identity);
+        client.process =
+            std::make_unique<ClientProcess>(path, identity, options_.port_mapper->name());
     } catch (const std::system_error &error) {
         give_up(client, std::string("cannot be started: ") + error.what());
     }
@@ -185,7 +205,7 @@ void Host::give_up(Client &client, const std::string &reason)
 {
     const std::string text = client.title() + ": " + reason;
     disconnect(client);
-    pmap_unset(client.program, client.version);
+    options_.port_mapper->unset(client.program, client.version);
     clients_.remove_if([&](const Client &each) { return &each == &client; });
     throw HostError(text);
 }
@@ -352,22 +372,21 @@ void Host::end()
             gone(client);
         client.process.reset();
     }
-    const auto remove = [](SVCXPRT *&service, UIntT program) {
-        if (program != 0) {
-            pmap_unset(program, service_version);
-            served_programs().erase(program);
-        }
+    const auto remove = [this](SVCXPRT *&service, UIntT &program) {
+        if (program != 0)
+            options_.port_mapper->unset(program, service_version);
         if (service)
             svc_destroy(service);
         service = nullptr;
+        program = 0;
     };
-    if (session_service_) {
+    if (session_service_)
         transport_unwatch(session_service_->xp_fd);
-        svc_unregister(session_program_, service_version);
-    }
+    // The RPC library keeps its own note of the program: to forget it, it would tell the machine's
+    // port mapper.
+    sessions().erase(session_program_);
     remove(service_, program_);
     remove(session_service_, session_program_);
-    program_ = session_program_ = 0;
 }
 
 } // namespace velt::host

@@ -7,6 +7,7 @@
 #include <functional>
 #include <list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -14,6 +15,7 @@
 
 #include "host/client.h"
 #include "host/context.h"
+#include "host/portmap.h"
 #include "host/procedures.h"
 #include "host/trace.h"
 
@@ -39,6 +41,8 @@ struct Options {
     std::function<Reaction(rpcproc_t number, Client &client)> on_call;
     // Asked at every wait; true ends it with HostError, until the host is told to end.
     std::function<bool()> interrupted;
+    // Null makes one of the session's own.
+    std::shared_ptr<PortMapper> port_mapper;
     // The status for processes that ask to be taken in; 0 takes them in.
     IntT connect_refusal = 0;
 };
@@ -136,8 +140,7 @@ private:
     };
 
     UIntT free_program();
-    UIntT register_service(SVCXPRT *service, const char *kind,
-                           bool (*enter)(SVCXPRT *, rpcprog_t, rpcvers_t));
+    UIntT register_service(const SVCXPRT *service, unsigned protocol);
     Client &add_client(int number, const std::string &name);
     [[noreturn]] void give_up(Client &client, const std::string &reason);
 

@@ -19,7 +19,6 @@
 
 #include "host/book.h"
 #include "host/commands.h"
-#include "host/place.h"
 
 namespace
 {
@@ -36,14 +35,12 @@ Without commands it reads them from the terminal or the standard input.
   --init CODE          the code with which clients are initialised at first (1)
   --trace[=text|json]  print every call, decoded, on the standard error
   --script FILE        read commands from FILE; - is the standard input
-  --private            make a private place with a port mapper of its own
-  --system             use the machine's port mapper
-                       (without either: the machine's if it answers)
+  --port-mapper WHICH  own or machine (the machine's if it answers)
   --time-limit SECONDS how long a client may take to start or to hand back control (30)
   -h, --help, --version
 
 Exit status: 0 done, 1 an expectation or a client failed, 2 usage or book file,
-3 the port mapper or the private place failed.
+3 the port mapper failed.
 
 Commands:
 )";
@@ -66,7 +63,7 @@ struct Arguments {
     IntT init_code = 1;
     enum { untraced, text, json } trace = untraced;
     std::string script;
-    std::optional<bool> private_place;
+    enum { whichever, own, machine } port_mapper = whichever;
     std::chrono::milliseconds time_limit = std::chrono::seconds(30);
     std::vector<std::string> commands;
     int (*tell)() = nullptr; // what is asked for instead of a run
@@ -101,24 +98,13 @@ std::string find_program(const std::string &name)
 
 Arguments parse(int argc, char **argv)
 {
-    enum Option {
-        client = 1,
-        init,
-        trace,
-        script,
-        own_place,
-        system_wide,
-        time_limit,
-        help,
-        version
-    };
+    enum Option { client = 1, init, trace, script, port_mapper, time_limit, help, version };
     static const option options[] = {
         {"client", required_argument, nullptr, client},
         {"init", required_argument, nullptr, init},
         {"trace", optional_argument, nullptr, trace},
         {"script", required_argument, nullptr, script},
-        {"private", no_argument, nullptr, own_place},
-        {"system", no_argument, nullptr, system_wide},
+        {"port-mapper", required_argument, nullptr, port_mapper},
         {"time-limit", required_argument, nullptr, time_limit},
         {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},
@@ -151,11 +137,13 @@ Arguments parse(int argc, char **argv)
         case script:
             arguments.script = value;
             break;
-        case own_place:
-        case system_wide:
-            if (arguments.private_place && *arguments.private_place != (found == own_place))
-                misuse("--private and --system exclude each other");
-            arguments.private_place = found == own_place;
+        case port_mapper:
+            if (value == "own")
+                arguments.port_mapper = Arguments::own;
+            else if (value == "machine")
+                arguments.port_mapper = Arguments::machine;
+            else
+                misuse("--port-mapper " + value + ": own or machine");
             break;
         case time_limit:
             arguments.time_limit = std::chrono::milliseconds(
@@ -352,18 +340,14 @@ int run(int argc, char **argv)
     if (interactive)
         desk.ask = ask_person;
 
-    std::optional<HelperProcess> mapper;
     std::unique_ptr<Host> host;
     if (!arguments.clients.empty()) {
-        if (arguments.private_place.value_or(false) ||
-            (!arguments.private_place && !rpcbind_answers())) {
-            check_reachable(arguments.book);
-            check_reachable(arguments.script);
-            for (const Startable &client : arguments.clients)
-                check_reachable(client.path);
-            mapper.emplace(enter_private_place());
-        }
         Options options;
+        // A client of another session may have started this one.
+        unsetenv("VQPMAP");
+        if (arguments.port_mapper == Arguments::machine ||
+            (arguments.port_mapper == Arguments::whichever && MachinePortMapper::answers()))
+            options.port_mapper = std::make_shared<MachinePortMapper>();
         watch_signals();
         options.interrupted = [] { return stop_signal != 0; };
         options.start_limit = options.turn_limit = arguments.time_limit;
@@ -377,8 +361,8 @@ int run(int argc, char **argv)
             };
         try {
             host = std::make_unique<Host>(std::move(options), model, desk);
-        } catch (const HostError &error) {
-            throw PlaceError(error.what());
+        } catch (const std::runtime_error &error) {
+            throw CommandError(no_mapper, error.what());
         }
     }
 
@@ -388,7 +372,6 @@ int run(int argc, char **argv)
                        .clients = arguments.clients,
                        .book = book,
                        .book_path = arguments.book,
-                       .private_place = mapper.has_value(),
                        .out = std::cout,
                        .colour = coloured(STDOUT_FILENO)});
     for (const Startable &client : arguments.clients) {
@@ -433,9 +416,6 @@ int main(int argc, char **argv)
     } catch (const BookError &error) {
         std::cerr << "vqhost: " << error.what() << std::endl;
         return misused;
-    } catch (const PlaceError &error) {
-        std::cerr << "vqhost: " << error.what() << std::endl;
-        return no_place;
     } catch (const std::exception &error) {
         std::cerr << "vqhost: " << error.what() << std::endl;
         return failed;

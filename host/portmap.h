@@ -1,31 +1,83 @@
-// A small port mapper (RPC program 100000): it answers what the RPC library asks, over the local
-// socket and over port 111 of the loopback interface, where no system service does.
-#ifndef VELT_HOST_PORTMAP_H
-#define VELT_HOST_PORTMAP_H
+// Port mappers: where the programs of a host and its clients are registered, by their numbers, and
+// found.
+#pragma once
 
-#include "host/helper_process.h"
+#include <netinet/in.h>
+#include <rpc/rpc.h>
 
-#include <chrono>
-#include <cstddef>
+#include <functional>
 #include <string>
+#include <vector>
+
+#include "velt/scalars.h"
 
 namespace velt::host
 {
 
-struct PortMapperOptions {
-    // The local socket; an old one at this path is replaced.
-    std::string socket_path;
-    // A peer must complete each of its records within this time.
-    std::chrono::milliseconds patience = std::chrono::seconds(30);
+struct Registration {
+    UIntT program;
+    UIntT version;
+    unsigned protocol; // IPPROTO_TCP or IPPROTO_UDP
+    in_port_t port;
+
+    bool operator==(const Registration &) const = default;
 };
 
-// Connections served at once; one more and the one that has been silent longest is closed.
-inline constexpr std::size_t port_mapper_connections = 64;
+class PortMapper
+{
+public:
+    virtual ~PortMapper() = default;
 
-// Starts the port mapper, which already listens when this returns and ends with the returned
-// object. Throws std::system_error, whose text names the address.
-[[nodiscard]] HelperProcess start_port_mapper(const PortMapperOptions &options);
+    // False when it cannot be told, or has another port for that program.
+    virtual bool set(const Registration &registration) = 0;
+    // Removes the program's registrations with all protocols; false when there is none.
+    virtual bool unset(UIntT program, UIntT version) = 0;
+    // The port, or that of another version; 0 with rpc_createerr set when there is none.
+    virtual in_port_t find(UIntT program, UIntT version, unsigned protocol) = 0;
+    // By what clients find it, as VQPMAP; empty for the machine's.
+    virtual std::string name() const = 0;
+};
+
+// The machine's own, on port 111.
+class MachinePortMapper : public PortMapper
+{
+public:
+    // Whether it can be used; takes a second at most.
+    static bool answers();
+
+    bool set(const Registration &registration) override;
+    bool unset(UIntT program, UIntT version) override;
+    in_port_t find(UIntT program, UIntT version, unsigned protocol) override;
+    std::string name() const override { return {}; }
+};
+
+// One that this process is while the transport is served: on a port of the loopback interface, for
+// root and the same user.
+class SessionPortMapper : public PortMapper
+{
+public:
+    using Report = std::function<void(const char *)>;
+
+    // `report` hears of who is turned away. Throws std::system_error.
+    explicit SessionPortMapper(Report report = nullptr);
+    ~SessionPortMapper() override;
+    SessionPortMapper(const SessionPortMapper &) = delete;
+    SessionPortMapper &operator=(const SessionPortMapper &) = delete;
+
+    bool set(const Registration &registration) override;
+    bool unset(UIntT program, UIntT version) override;
+    in_port_t find(UIntT program, UIntT version, unsigned protocol) override;
+    std::string name() const override { return std::to_string(service_->xp_port); }
+
+    const std::vector<Registration> &registrations() const { return registrations_; }
+
+private:
+    static void dispatch(svc_req *request, SVCXPRT *connection);
+    static void turned_away(void *mapper, const char *what);
+
+    Report report_;
+    std::vector<Registration> registrations_;
+    SVCXPRT *service_;
+};
 
 } // namespace velt::host
-
-#endif

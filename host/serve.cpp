@@ -138,7 +138,10 @@ void Host::connect(Client &client)
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    client.handle = transport_connect(address, client.program, client.version, connect_limit);
+    address.sin_port =
+        htons(options_.port_mapper->find(client.program, client.version, IPPROTO_TCP));
+    if (address.sin_port)
+        client.handle = transport_connect(address, client.program, client.version, connect_limit);
     if (!client.handle)
         return report(client, clnt_spcreateerror("its service cannot be reached"));
     client.host = this;
@@ -168,7 +171,7 @@ void Host::gone(Client &client)
     if (client.process)
         client.exit_status = client.process->status();
     disconnect(client);
-    pmap_unset(client.program, client.version);
+    options_.port_mapper->unset(client.program, client.version);
     model_.forget_subscriptions(client.caller.number);
     const std::string how = describe_exit(client.exit_status);
     const bool normal = client.leaving && client.exit_status.value_or(0) == 0;
@@ -242,8 +245,9 @@ void Host::take_in(const VqRpcApiConnectArgT &wish, VqRpcApiConnectReturnT &repl
         client = std::prev(clients_.end());
         client->pid = wish.pid;
     }
-    std::array<char, 256> machine{};
-    gethostname(machine.data(), machine.size() - 1);
+    std::array<char, 256> machine{"localhost"};
+    if (options_.port_mapper->name().empty())
+        gethostname(machine.data(), machine.size() - 1);
     reply.myprog = static_cast<IntT>(client->program);
     reply.myvers = static_cast<IntT>(client->version);
     reply.hisprog = static_cast<IntT>(program_);

@@ -352,7 +352,7 @@ try {
     host.desk_.report(std::string("a call was not answered in full: ") + error.what());
 }
 
-std::map<rpcprog_t, Host *> &served_programs()
+std::map<rpcprog_t, Host *> &sessions()
 {
     static std::map<rpcprog_t, Host *> programs;
     return programs;
@@ -360,18 +360,14 @@ std::map<rpcprog_t, Host *> &served_programs()
 
 void serve_call(svc_req *request, SVCXPRT *transport)
 {
-    const auto host = served_programs().find(request->rq_prog);
-    if (host == served_programs().end())
-        svcerr_noprog(transport);
-    else
-        Dispatch::run(*host->second, request, transport);
+    Dispatch::run(*static_cast<Host *>(transport_context(transport)), request, transport);
 }
 
 // No exception may leave here either.
 void serve_connect(svc_req *request, SVCXPRT *transport)
 try {
-    const auto found = served_programs().find(request->rq_prog);
-    if (found == served_programs().end()) {
+    const auto found = sessions().find(request->rq_prog);
+    if (found == sessions().end()) {
         svcerr_noprog(transport);
     } else if (!transport_trusts(*static_cast<sockaddr_in *>(svc_getrpccaller(transport)->buf))) {
         found->second->turn_away_sender();

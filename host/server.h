@@ -12,8 +12,8 @@ namespace velt::host
 
 class Host;
 
-// The hosts of this process by the programs that they serve.
-std::map<rpcprog_t, Host *> &served_programs();
+// The hosts of this process by their session programs.
+std::map<rpcprog_t, Host *> &sessions();
 
 // Decodes one call of a client, answers and traces it.
 void serve_call(svc_req *request, SVCXPRT *transport);

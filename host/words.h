@@ -10,7 +10,7 @@ namespace velt::host
 {
 
 // Exit codes of the program.
-enum ExitCode { done = 0, failed = 1, misused = 2, no_place = 3 };
+enum ExitCode { done = 0, failed = 1, misused = 2, no_mapper = 3 };
 
 class CommandError : public std::runtime_error
 {

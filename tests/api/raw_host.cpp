@@ -1,13 +1,12 @@
 #include "api/raw_host.h"
 
-#include "host/place.h"
 #include "transport/service_process.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <rpc/pmap_clnt.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 Bytes words(std::initializer_list<UIntT> values)
@@ -65,39 +64,30 @@ std::optional<Bytes> read_record(int connection)
 
 } // namespace
 
-RawHost::RawHost()
+RawServer::RawServer(std::vector<int> listeners, Answerer answerer)
+    : listeners_(std::move(listeners))
 {
-    sockaddr_in address = velt::test::at(0);
-    socklen_t size = sizeof address;
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(bind(listener_, reinterpret_cast<sockaddr *>(&address), size), 0);
-    EXPECT_EQ(listen(listener_, 8), 0);
-    getsockname(listener_, reinterpret_cast<sockaddr *>(&address), &size);
-    pmap_unset(host_program, host_version);
-    EXPECT_TRUE(pmap_set(host_program, host_version, IPPROTO_TCP, ntohs(address.sin_port)));
     EXPECT_EQ(pipe2(stop_, O_CLOEXEC), 0);
-    answer({});
+    answer(std::move(answerer));
     thread_ = std::thread([this] { serve(); });
 }
 
-RawHost::~RawHost()
+RawServer::~RawServer()
 {
     close(stop_[1]);
     thread_.join();
     close(stop_[0]);
-    close(listener_);
-    pmap_unset(host_program, host_version);
+    for (int listener : listeners_)
+        close(listener);
 }
 
-void RawHost::answer(Answerer answerer)
+void RawServer::answer(Answerer answerer)
 {
     std::lock_guard lock(mutex_);
-    if (!answerer)
-        answerer = [](const HostCall &) { return HostReply{}; };
     answerer_ = std::move(answerer);
 }
 
-std::optional<HostCall> RawHost::next(std::chrono::seconds limit)
+std::optional<HostCall> RawServer::next(std::chrono::seconds limit)
 {
     std::unique_lock lock(mutex_);
     if (!arrived_.wait_for(lock, limit, [this] { return !calls_.empty(); }))
@@ -107,29 +97,33 @@ std::optional<HostCall> RawHost::next(std::chrono::seconds limit)
     return call;
 }
 
-bool RawHost::idle()
+bool RawServer::idle()
 {
     std::lock_guard lock(mutex_);
     return calls_.empty();
 }
 
-void RawHost::serve()
+void RawServer::serve()
 {
-    std::vector<pollfd> waits{{stop_[0], POLLIN, 0}, {listener_, POLLIN, 0}};
+    std::vector<pollfd> waits{{stop_[0], POLLIN, 0}};
+    for (int listener : listeners_)
+        waits.push_back({listener, POLLIN, 0});
+    const std::size_t first = waits.size();
     while (poll(waits.data(), waits.size(), -1) >= 0 && !waits[0].revents) {
-        for (std::size_t i = waits.size(); i-- > 2;)
+        for (std::size_t i = waits.size(); i-- > first;)
             if (waits[i].revents && !serve_one(waits[i].fd)) {
                 close(waits[i].fd);
                 waits.erase(waits.begin() + static_cast<long>(i));
             }
-        if (waits[1].revents)
-            waits.push_back({accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
+        for (std::size_t i = 1; i < first; i++)
+            if (waits[i].revents)
+                waits.push_back({accept4(waits[i].fd, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
     }
-    for (std::size_t i = 2; i < waits.size(); i++)
+    for (std::size_t i = first; i < waits.size(); i++)
         close(waits[i].fd);
 }
 
-bool RawHost::serve_one(int connection)
+bool RawServer::serve_one(int connection)
 {
     std::optional<Bytes> record = read_record(connection);
     if (!record)
@@ -161,15 +155,146 @@ bool RawHost::serve_one(int connection)
     return write_record(connection, bytes);
 }
 
-// Every test of such a host runs in a private place.
-int main(int argc, char **argv)
+namespace
 {
-    testing::InitGoogleTest(&argc, argv);
-    try {
-        const velt::host::HelperProcess mapper = velt::host::enter_private_place();
-        return RUN_ALL_TESTS();
-    } catch (const velt::host::PlaceError &error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 1;
+
+int listen_at(const sockaddr *address, socklen_t size)
+{
+    const int listener = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(listener, address, size), 0);
+    EXPECT_EQ(listen(listener, 64), 0);
+    return listener;
+}
+
+std::pair<int, in_port_t> listen_on_loopback()
+{
+    sockaddr_in address = velt::test::at(0);
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    socklen_t size = sizeof address;
+    const int listener = listen_at(generic, size);
+    getsockname(listener, generic, &size);
+    return {listener, ntohs(address.sin_port)};
+}
+
+int listen_at_path(const std::string &path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    return listen_at(reinterpret_cast<const sockaddr *>(&address), sizeof address);
+}
+
+enum : UIntT { set_procedure = 1, unset_procedure = 2, getport_procedure = 3 };
+constexpr UIntT with_addresses = 3; // the version in which these are texts
+
+// A counted text of the argument of the newer version, and where the next one begins.
+std::string text_at(const Bytes &bytes, std::size_t &at)
+{
+    const std::size_t size = word_at(bytes, at);
+    const auto begin = bytes.begin() + static_cast<long>(at) + 4;
+    at += 4 + (size + 3) / 4 * 4;
+    return {begin, begin + static_cast<long>(size)};
+}
+
+} // namespace
+
+RawMapper::RawMapper()
+{
+    char folder[] = "/tmp/velt-mapper-XXXXXX";
+    EXPECT_NE(mkdtemp(folder), nullptr);
+    path_ = std::string(folder) + "/socket";
+    const auto [listener, port] = listen_on_loopback();
+    port_ = port;
+    server_.emplace(std::vector{listener, listen_at_path(path_)},
+                    [this](const HostCall &call) { return serve(call); });
+}
+
+RawMapper::~RawMapper()
+{
+    server_.reset();
+    unlink(path_.c_str());
+    rmdir(path_.substr(0, path_.rfind('/')).c_str());
+}
+
+HostReply RawMapper::serve(const HostCall &call)
+{
+    const UIntT program = word_at(call.arguments, 0), version = word_at(call.arguments, 4);
+    UIntT protocol = 0, port = 0;
+    if (call.version == with_addresses) {
+        std::size_t at = 8;
+        protocol = text_at(call.arguments, at) == "udp" ? IPPROTO_UDP : IPPROTO_TCP;
+        unsigned high = 0, low = 0;
+        if (std::sscanf(text_at(call.arguments, at).c_str(), "0.0.0.0.%u.%u", &high, &low) == 2)
+            port = high * 256 + low;
+    } else {
+        protocol = word_at(call.arguments, 8);
+        port = word_at(call.arguments, 12);
     }
+    UIntT result = 1;
+    if (call.procedure == set_procedure)
+        set(program, version, protocol, static_cast<in_port_t>(port));
+    else if (call.procedure == unset_procedure)
+        unset(program, version);
+    else
+        result = find(program, version, protocol);
+    return {HostReply::answer, words({result})};
+}
+
+void RawMapper::set(UIntT program, UIntT version, UIntT protocol, in_port_t port)
+{
+    std::lock_guard lock(mutex_);
+    ports_[{program, version, protocol}] = port;
+}
+
+void RawMapper::unset(UIntT program, UIntT version)
+{
+    std::lock_guard lock(mutex_);
+    std::erase_if(ports_, [=](const auto &each) {
+        return each.first[0] == program && each.first[1] == version;
+    });
+}
+
+in_port_t RawMapper::find(UIntT program, UIntT version, UIntT protocol)
+{
+    std::lock_guard lock(mutex_);
+    const auto found = ports_.find({program, version, protocol});
+    return found == ports_.end() ? 0 : found->second;
+}
+
+bool RawMapper::empty()
+{
+    std::lock_guard lock(mutex_);
+    return ports_.empty();
+}
+
+std::string RawMapper::told()
+{
+    std::string lines;
+    while (!server_->idle()) {
+        const HostCall call = *server_->next();
+        lines += std::to_string(call.version) + " " + std::to_string(call.procedure) + " " +
+                 text(call.arguments) + "\n";
+    }
+    return lines;
+}
+
+RawMapper &mapper()
+{
+    static RawMapper only;
+    static const int named = setenv("VQPMAP", std::to_string(only.port()).c_str(), 1);
+    EXPECT_EQ(named, 0);
+    return only;
+}
+
+RawHost::RawHost() : RawHost(listen_on_loopback()) {}
+
+RawHost::RawHost(std::pair<int, in_port_t> listener)
+    : RawServer({listener.first}, [](const HostCall &) { return HostReply{}; })
+{
+    mapper().set(host_program, host_version, IPPROTO_TCP, listener.second);
+}
+
+RawHost::~RawHost()
+{
+    mapper().unset(host_program, host_version);
 }

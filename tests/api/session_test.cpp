@@ -4,7 +4,6 @@
 
 #include "api/raw_host.h"
 
-#include "host/place.h"
 #include "transport/service_process.h"
 
 #include <arpa/inet.h>
@@ -12,7 +11,6 @@
 #include <fcntl.h>
 #include <map>
 #include <poll.h>
-#include <rpc/pmap_clnt.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,6 +19,7 @@ namespace
 
 constexpr rpcprog_t client_program = 0x20000101;
 constexpr rpcvers_t client_version = 3;
+constexpr rpcprog_t session_program = 0x20000200;
 constexpr int own_descriptor = 20;
 constexpr int log_descriptor = 21;
 
@@ -138,8 +137,7 @@ public:
 private:
     static in_port_t service_port()
     {
-        sockaddr_in address = velt::test::at(0);
-        return pmap_getport(&address, client_program, client_version, IPPROTO_TCP);
+        return mapper().find(client_program, client_version, IPPROTO_TCP);
     }
 
     UIntT last = 100;
@@ -223,22 +221,11 @@ protected:
     pid_t process = 0;
 };
 
-// Gives the machine another name for a while.
-class HostName
+// What a client needs to be on a machine of that name, with the machine's port mapper.
+Environment on_machine(const std::string &name)
 {
-public:
-    explicit HostName(const std::string &name)
-    {
-        gethostname(before, sizeof before);
-        sethostname(name.c_str(), name.size());
-    }
-    ~HostName() { sethostname(before, std::strlen(before)); }
-    HostName(const HostName &) = delete;
-    HostName &operator=(const HostName &) = delete;
-
-private:
-    char before[256];
-};
+    return {{"VQPMAP", ""}, {"MACHINE_MAPPER", mapper().as_machines()}, {"MACHINE_NAME", name}};
+}
 
 TEST_F(Session, StartUpFailures)
 {
@@ -255,28 +242,52 @@ TEST_F(Session, StartUpFailures)
     host.reset();
     expect_failure(sound, "unable to create TCP client");
     // Nothing stays registered.
-    EXPECT_TRUE(velt::host::registered_programs().empty());
+    EXPECT_TRUE(mapper().empty());
 
-    const HostName nowhere("nowhere.invalid");
-    expect_failure(sound, "unable to gethostbyname");
+    Environment nowhere = on_machine("nowhere.invalid");
+    nowhere.insert(*sound.begin());
+    expect_failure(nowhere, "unable to gethostbyname");
 }
 
 TEST_F(Session, StartUpWithoutAPortMapper)
 {
-    host.reset();
-    pid_t child = fork();
-    if (child == 0) {
-        {
-            velt::host::HelperProcess mapper = velt::host::enter_private_place();
-        }
-        expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}},
+    for (const char *sessions : {"1", "0", "65536", "-1", "port", "111x", ""})
+        expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}, {"VQPMAP", sessions}},
                        "unable to register TCP client).");
-        std::fflush(nullptr);
-        _exit(HasFailure());
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+}
+
+// Every call to the port mapper by its version, procedure and argument.
+TEST_F(Session, TellsThePortMapper)
+{
+    const auto number = [](UIntT value) { return " " + text(words({value})); };
+    const auto counted = [&](const std::string &what) {
+        const std::string padded = what + std::string((4 - what.size() % 4) % 4, '\0');
+        return number(static_cast<UIntT>(what.size())) +
+               (what.empty() ? "" : " " + text(Bytes(padded.begin(), padded.end())));
+    };
+    const std::string client_words = number(client_program) + number(client_version);
+    const std::string lookup =
+        "2 3" + number(host_program) + number(host_version) + number(6) + number(0) + "\n";
+    mapper().told();
+    start();
+    UIntT port = mapper().find(client_program, client_version, IPPROTO_TCP);
+    quit();
+    const std::string unset = "2 2" + client_words + number(0) + number(0) + "\n";
+    EXPECT_EQ(mapper().told(),
+              unset + "2 1" + client_words + number(6) + number(port) + "\n" + lookup + unset);
+
+    // The machine's hears the network's name, an address and the user's number.
+    start(on_machine("localhost"));
+    port = mapper().find(client_program, client_version, IPPROTO_TCP);
+    quit();
+    const std::string owner = counted(std::to_string(geteuid())) + "\n";
+    const std::string address =
+        "0.0.0.0." + std::to_string(port / 256) + "." + std::to_string(port % 256);
+    const std::string unset_both = "3 2" + client_words + counted("udp") + counted("") + owner +
+                                   "3 2" + client_words + counted("tcp") + counted("") + owner;
+    EXPECT_EQ(mapper().told(), unset_both + "3 1" + client_words + counted("tcp") +
+                                   counted(address) + owner + lookup + unset_both);
+    EXPECT_TRUE(mapper().find(client_program, client_version, IPPROTO_TCP) == 0);
 }
 
 TEST_F(Session, ForksUnlessTheNumberIsNegative)
@@ -414,8 +425,9 @@ TEST_F(Session, OutlivesAHostThatItCannotCheck)
     } hosts[] = {{"localhost", 0}, {"localhost", getpid()}, {"127.0.0.9", dead()}};
     for (const auto &[machine, pid] : hosts) {
         SCOPED_TRACE(std::string(machine) + " " + std::to_string(pid));
-        const HostName name(machine);
-        start({{"VQAPIX", identity(pid, "-4.tester")}, {"SHORT_WAIT", ""}});
+        Environment environment = on_machine(machine);
+        environment.insert({{"VQAPIX", identity(pid, "-4.tester")}, {"SHORT_WAIT", ""}});
+        start(environment);
         usleep(200'000); // several waits
         EXPECT_EQ(caller->call(0, ""), 0);
         quit();
@@ -433,7 +445,7 @@ public:
         socklen_t size = sizeof address;
         EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), size), 0);
         getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
-        EXPECT_TRUE(pmap_set(0x20000200, 1, IPPROTO_UDP, ntohs(address.sin_port)));
+        mapper().set(session_program, 1, IPPROTO_UDP, ntohs(address.sin_port));
         descriptor = fd;
         thread = std::thread([=, this, answer = std::move(answer)] {
             for (int served = 0; served < 2;) {
@@ -463,7 +475,7 @@ public:
     {
         finish();
         close(descriptor);
-        pmap_unset(0x20000200, 1);
+        mapper().unset(session_program, 1);
     }
     void finish()
     {

@@ -1,4 +1,4 @@
-// The host against real client processes, in a private place.
+// The host against real client processes.
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "host/host.h"
-#include "host/place.h"
 #include "velt/api.h"
 
 namespace velt::host
@@ -52,7 +51,7 @@ protected:
     {
         unsetenv("VQTEST");
         host.end();
-        EXPECT_TRUE(registered_programs().empty());
+        EXPECT_TRUE(mapper->registrations().empty());
         for (const Client &client : host.clients())
             EXPECT_EQ(waitpid(client.pid, nullptr, WNOHANG), -1) << "not reaped";
         EXPECT_TRUE(no_process_in_groups());
@@ -75,9 +74,10 @@ protected:
         return true;
     }
 
-    static Options options()
+    Options options()
     {
         Options made;
+        made.port_mapper = mapper;
         made.start_limit = 5s;
         made.turn_limit = 5s;
         made.exit_limit = 5s;
@@ -86,6 +86,7 @@ protected:
 
     Model model;
     TestDesk desk;
+    std::shared_ptr<SessionPortMapper> mapper = std::make_shared<SessionPortMapper>();
     Host host{options(), model, desk};
     Lines told, text, json; // outlive the host's last call
     std::vector<pid_t> groups;
@@ -110,7 +111,7 @@ TEST_F(ServerTest, EachCallReachesItsCallbackAndControlComesBack)
         EXPECT_TRUE(host.quit(client));
         EXPECT_FALSE(host.running(client));
         EXPECT_EQ(client.exit_status, 0);
-        EXPECT_EQ(registered_programs().size(), 2U) << "the host's own";
+        EXPECT_EQ(mapper->registrations().size(), 2U) << "the host's own";
     }
     EXPECT_TRUE(desk.reports.empty()) << desk.reports[0];
 }
@@ -170,7 +171,7 @@ TEST_F(ServerTest, DeathInACallbackIsReportedAndTheSessionGoesOn)
     Client &crashes = start("crash", true);
     EXPECT_EQ(host.command(crashes, 1).kind, Outcome::died);
     EXPECT_TRUE(desk.reported("client 5 (tester): was killed by signal 9"));
-    EXPECT_EQ(registered_programs().size(), 3U) << "the host's own and the first client's";
+    EXPECT_EQ(mapper->registrations().size(), 3U) << "the host's own and the first client's";
     EXPECT_TRUE(host.command(other, 1));
 }
 
@@ -217,7 +218,7 @@ TEST_F(ServerTest, ClientThatDoesNotComeUp)
     EXPECT_TRUE(host.clients().empty());
     EXPECT_THROW(host.start("/nonexistent", {}, 1, "name"), HostError);
     EXPECT_THROW(host.start(TEST_CLIENT, {}, 1, "two words"), HostError);
-    EXPECT_EQ(registered_programs().size(), 2U);
+    EXPECT_EQ(mapper->registrations().size(), 2U);
 }
 
 TEST_F(ServerTest, BreachesOfTurnTakingAreReported)
@@ -299,6 +300,7 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
         const pid_t pid = fork();
         if (pid == 0) {
             setenv("VQTEST_SESSION", std::to_string(host.session_program()).c_str(), 1);
+            setenv("VQPMAP", mapper->name().c_str(), 1);
             execl(TEST_CLIENT, TEST_CLIENT, nullptr);
             _exit(127);
         }
@@ -317,7 +319,8 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
     if (geteuid() == 0) {
         const pid_t stranger = fork();
         if (stranger == 0) {
-            sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+            const in_port_t port = mapper->find(host.session_program(), 1, IPPROTO_UDP);
+            sockaddr_in address{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
             int socket = RPC_ANYSOCK;
             CLIENT *const client =
                 setuid(65534) == 0
@@ -386,12 +389,3 @@ TEST_F(ServerTest, TraceShowsBothDirections)
 
 } // namespace
 } // namespace velt::host
-
-int main(int argc, char **argv)
-{
-    testing::InitGoogleTest(&argc, argv);
-    std::optional<velt::host::HelperProcess> mapper;
-    if (!GTEST_FLAG_GET(list_tests))
-        mapper.emplace(velt::host::enter_private_place());
-    return RUN_ALL_TESTS();
-}

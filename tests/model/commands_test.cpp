@@ -35,7 +35,7 @@ protected:
         "components": [{"name": "One"}, {"name": "Two, too"}, {"name": "三"}]})",
                            "book", model);
     UIntT command = model.define_command(1, 1, "Go", "\x83\x65\x83\x58\x83\x67", "");
-    Commands commands{{model, desk, nullptr, {}, book, "book", true, out, false}};
+    Commands commands{{model, desk, nullptr, {}, book, "book", out, false}};
 
     CommandsTest() { model.add_to_menu(model.menu(book_context_menu), command); }
 
@@ -63,10 +63,8 @@ TEST_F(CommandsTest, WhatWouldCommandATerminalIsNotShown)
               "?1m\xc2\xa0");
 }
 
-// A private place would lose the file, and a client the book.
 TEST_F(CommandsTest, TheBookIsKept)
 {
-    EXPECT_EQ(error("save /run/book.json").first, failed);
     EXPECT_THROW(model.remove(0, book), Refusal);
     EXPECT_FALSE(commands.unsaved());
 }

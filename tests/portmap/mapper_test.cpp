@@ -1,240 +1,180 @@
-// What holds with our port mapper as with the real rpcbind, in the words of the RPC library.
-#include "portmap/in_place.h"
-#include "transport/service_process.h"
+// The session's own port mapper, told and asked by the library as clients do.
+
+#include "host/portmap.h"
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netconfig.h>
-#include <poll.h>
-#include <rpc/rpcb_clnt.h>
-#include <rpc/rpcb_prot.h>
-#include <sys/socket.h>
+#include <rpc/pmap_prot.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
+#include <cstdlib>
+#include <string>
 
-namespace velt::host::test
+#include "apilib/routines.h"
+#include "apilib/unix/transport/transport.h"
+#include "transport/service_process.h"
+#include "velt/api.h"
+
+namespace velt::host
 {
 namespace
 {
 
-using Programs = std::vector<RegisteredProgram>;
+using velt::test::Client;
 
-class Mapper : public testing::TestWithParam<const char *>
+constexpr rpcprog_t program = 0x20000042;
+constexpr rpcvers_t version = 3;
+
+// A port mapper that is served in a process of its own, as long as this object lives.
+class Served
 {
-protected:
-    void SetUp() override
+public:
+    explicit Served(uid_t user = geteuid())
     {
-        options_.rpcbind_program = GetParam();
-        if (!options_.rpcbind_program.empty() && geteuid() != 0)
-            GTEST_SKIP() << "rpcbind changes its user, for which it needs root";
+        int told[2];
+        EXPECT_EQ(pipe(told), 0);
+        id_ = fork();
+        if (id_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            SessionPortMapper mapper;
+            if (user != geteuid() && setuid(user) != 0)
+                _exit(1);
+            port = static_cast<in_port_t>(std::stoi(mapper.name()));
+            if (write(told[1], &port, sizeof port) != sizeof port)
+                _exit(1);
+            for (;;) {
+                transport_wait(nullptr, -1);
+                transport_dispatch();
+            }
+        }
+        EXPECT_EQ(read(told[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
+        close(told[0]);
+        close(told[1]);
+        setenv("VQPMAP", std::to_string(port).c_str(), 1);
     }
+    ~Served()
+    {
+        kill(id_, SIGKILL);
+        waitpid(id_, nullptr, 0);
+        unsetenv("VQPMAP");
+    }
+    Served(const Served &) = delete;
+    Served &operator=(const Served &) = delete;
 
-    void run(const std::function<void()> &body) const { in_place(options_, body); }
+    in_port_t port = 0;
 
-    PlaceOptions options_;
+private:
+    pid_t id_;
 };
 
-std::string mapper_name(const testing::TestParamInfo<const char *> &mapper)
+in_port_t port_of(rpcprog_t number, unsigned protocol = IPPROTO_TCP, rpcvers_t at = version)
 {
-    return *mapper.param ? "rpcbind" : "ours";
+    return mapper_find(velt::test::at(0), number, at, protocol, {60, 0});
 }
 
-INSTANTIATE_TEST_SUITE_P(, Mapper, testing::Values("", real_rpcbind), mapper_name);
-
-// Each looks the other up with the port mapper; the tool of the RPC library does so, too.
-TEST_P(Mapper, our_transport_and_the_rpc_librarys_find_each_other)
+TEST(SessionPortMapper, ARegistrationStaysUntilItIsRemoved)
 {
-    using namespace velt::test;
-    run([] {
-        const auto found = [](CLIENT *client) {
-            for (const std::string &text : {std::string("found"), std::string(8'000'000, 'a')}) {
-                std::string answer;
-                EXPECT_TRUE(client && call_echo(client, text, &answer) == RPC_SUCCESS);
-                EXPECT_TRUE(answer == text);
-            }
-        };
-        {
-            const ServiceProcess ours;
-            found(stock_client(0).get());
-            const std::string ask = "rpcinfo -T tcp 127.0.0.1 " +
-                                    std::to_string(velt::test::program) +
-                                    " 1 | grep -q 'ready and waiting'";
-            EXPECT_EQ(std::system(("PATH=$PATH:/usr/sbin; " + ask).c_str()), 0);
-        }
-        pmap_unset(velt::test::program, 1);
-        setenv("VELT_STOCK", "", 0);
-        const ServiceProcess theirs;
-        unsetenv("VELT_STOCK");
-        found(our_client(0).get());
-    });
+    const Served mapper;
+    EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000));
+    EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000)) << "the same again";
+    EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40001));
+    EXPECT_TRUE(mapper_set(program, version, IPPROTO_UDP, 40003));
+    EXPECT_TRUE(mapper_set(program, version + 1, IPPROTO_TCP, 40002));
+    EXPECT_EQ(port_of(program), 40000);
+    EXPECT_EQ(port_of(program, IPPROTO_UDP), 40003);
+    EXPECT_EQ(port_of(program, IPPROTO_TCP, version + 1), 40002);
+    EXPECT_EQ(port_of(program, IPPROTO_UDP, version + 1), 40003) << "that of another version";
+    EXPECT_EQ(port_of(program + 1), 0);
+    EXPECT_EQ(rpc_createerr.cf_stat, RPC_PROGNOTREGISTERED);
+    EXPECT_TRUE(mapper_unset(program, version)) << "with both protocols";
+    EXPECT_FALSE(mapper_unset(program, version));
+    EXPECT_EQ(port_of(program), 40002);
+    EXPECT_EQ(port_of(program, IPPROTO_UDP), 0);
+    EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40001));
 }
 
-TEST_P(Mapper, a_registration_stays_until_it_is_removed)
+// The library asks this machine's for what is on this machine, and no other.
+TEST(SessionPortMapper, IsOfThisMachine)
 {
-    run([] {
-        EXPECT_TRUE(pmap_set(program, version, IPPROTO_TCP, 40000));
-        EXPECT_TRUE(pmap_set(program, version, IPPROTO_TCP, 40000)) << "the same again";
-        EXPECT_FALSE(pmap_set(program, version, IPPROTO_TCP, 40001));
-        EXPECT_TRUE(pmap_set(program, version + 1, IPPROTO_TCP, 40002));
-        EXPECT_EQ(port_of(program, IPPROTO_TCP), 40000);
-        EXPECT_EQ(port_of(program, IPPROTO_UDP), 0);
-        EXPECT_EQ(port_of(program, IPPROTO_TCP, version + 1), 40002);
-        EXPECT_NE(port_of(program, IPPROTO_TCP, version + 9), 0) << "that of another version";
-        EXPECT_TRUE(pmap_unset(program, version));
-        EXPECT_EQ(registered_programs(), (Programs{{program, version + 1, IPPROTO_TCP, 40002}}));
-        EXPECT_TRUE(pmap_set(program, version, IPPROTO_TCP, 40001));
-        EXPECT_EQ(port_of(program, IPPROTO_TCP), 40001);
-    });
+    const Served mapper;
+    EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000));
+    sockaddr_in elsewhere = velt::test::at(0);
+    elsewhere.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
+    EXPECT_EQ(mapper_find(elsewhere, program, version, IPPROTO_TCP, {60, 0}), 0);
+    VA_Limits.connectSeconds = 1;
+    for (const char *nowhere : {"1", "0", "65536", "-1", "port", "111x"}) {
+        setenv("VQPMAP", nowhere, 1);
+        EXPECT_TRUE(mapper_is_sessions());
+        EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40000)) << nowhere;
+        EXPECT_EQ(port_of(program), 0) << nowhere;
+    }
+    VA_Limits.connectSeconds = 60;
+    setenv("VQPMAP", "", 1);
+    EXPECT_FALSE(mapper_is_sessions());
 }
 
-TEST_P(Mapper, addresses_and_owners_are_told_by_the_newer_versions)
+TEST(SessionPortMapper, RefusesWhatItCannotServe)
 {
-    run([] {
-        ASSERT_TRUE(pmap_set(program, version, IPPROTO_TCP, 0x1234));
-        ASSERT_TRUE(pmap_set(program, version, IPPROTO_UDP, 0x4321));
-
-        netconfig *tcp = getnetconfigent("tcp");
-        netconfig *local = getnetconfigent("local");
-        sockaddr_in found{};
-        netbuf buffer{sizeof found, 0, &found};
-        ASSERT_TRUE(rpcb_getaddr(program, version, tcp, &buffer, "127.0.0.1"));
-        EXPECT_EQ(found.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
-        EXPECT_EQ(ntohs(found.sin_port), 0x1234);
-
-        // By the mapper's third version, over the local socket.
-        rpcblist *list = rpcb_getmaps(local, "localhost");
-        std::string listed;
-        for (auto *each = reinterpret_cast<rp__list *>(list); each; each = each->rpcb_next)
-            if (each->rpcb_map.r_prog == program)
-                listed += std::string(each->rpcb_map.r_netid) + " " + each->rpcb_map.r_addr + " " +
-                          each->rpcb_map.r_owner + "\n";
-        const std::string owner = geteuid() == 0 ? "superuser" : std::to_string(geteuid());
-        EXPECT_EQ(listed, "tcp 0.0.0.0.18.52 " + owner + "\nudp 0.0.0.0.67.33 " + owner + "\n");
-        xdr_free(reinterpret_cast<xdrproc_t>(xdr_rpcblist_ptr), &list);
-
-        EXPECT_TRUE(rpcb_unset(program, version, tcp));
-        EXPECT_EQ(registered_programs(), (Programs{{program, version, IPPROTO_UDP, 0x4321}}));
-        freenetconfigent(tcp);
-        freenetconfigent(local);
-    });
+    const Served mapper;
+    const auto call = [&](rpcprog_t to, rpcvers_t at, rpcproc_t procedure,
+                          pmap argument = {program, version, IPPROTO_TCP, 1}) {
+        const Client client(transport_connect(velt::test::at(mapper.port), to, at, {60, 0}));
+        u_int result = 0;
+        const auto encode =
+            argument.pm_prog == 0 ? routine<void>() : reinterpret_cast<xdrproc_t>(xdr_pmap);
+        const auto decode = procedure == NULLPROC ? routine<void>() : routine<UIntT>();
+        const clnt_stat status = clnt_call(client.get(), procedure, encode, &argument, decode,
+                                           &result, (timeval{60, 0}));
+        return status == RPC_SUCCESS ? static_cast<int>(result) : -static_cast<int>(status);
+    };
+    EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_NULL), 0);
+    EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_CALLIT), -RPC_PROCUNAVAIL);
+    EXPECT_EQ(call(PMAPPROG, PMAPVERS + 1, PMAPPROC_NULL), -RPC_PROGVERSMISMATCH);
+    EXPECT_EQ(call(PMAPPROG + 1, PMAPVERS, PMAPPROC_NULL), -RPC_PROGUNAVAIL);
+    for (u_long procedure : {PMAPPROC_SET, PMAPPROC_UNSET, PMAPPROC_GETPORT})
+        EXPECT_EQ(call(PMAPPROG, PMAPVERS, static_cast<rpcproc_t>(procedure), {}),
+                  -RPC_CANTDECODEARGS);
+    EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_SET, {program, version, IPPROTO_TCP, 0}), 0);
+    EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_SET, {program, version, IPPROTO_TCP, 65536}), 0);
+    EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_SET, {program, version, 47, 1}), 0);
+    EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_SET), 1);
 }
 
-bool_t code_rpcb(XDR *xdrs, rpcb *value)
+TEST(SessionPortMapper, KeepsSoManyRegistrations)
 {
-    return xdr_rpcb(xdrs, value);
+    SessionPortMapper mapper;
+    UIntT taken = 0;
+    while (taken < 100'000 && mapper.set({program + taken, version, IPPROTO_TCP, 1}))
+        ++taken;
+    EXPECT_GE(taken, 1000U);
+    EXPECT_LT(taken, 100'000U);
+    EXPECT_TRUE(mapper.unset(program, version));
+    EXPECT_TRUE(mapper.set({program + taken, version, IPPROTO_TCP, 1}));
 }
 
-TEST_P(Mapper, an_address_is_that_of_the_transport_asked_over)
-{
-    run([] {
-        ASSERT_TRUE(pmap_set(program, version, IPPROTO_TCP, 258));
-        ASSERT_TRUE(pmap_set(program, version, IPPROTO_UDP, 772));
-        char netid[] = "tcp";
-        char none[] = "";
-        const auto ask = [&](Over over, rpcproc_t procedure, rpcvers_t at_version) {
-            char *address = nullptr;
-            EXPECT_EQ(call(mapper_client(over, RPCBVERS4), procedure, code_rpcb,
-                           rpcb{program, at_version, netid, none, none}, xdr_wrapstring, &address),
-                      RPC_SUCCESS);
-            const std::string result = address ? address : "(null)";
-            free(address);
-            return result;
-        };
-        EXPECT_EQ(ask(Over::tcp, RPCBPROC_GETADDR, version), "127.0.0.1.1.2");
-        EXPECT_EQ(ask(Over::udp, RPCBPROC_GETADDR, version), "127.0.0.1.3.4");
-        EXPECT_EQ(ask(Over::local, RPCBPROC_GETADDR, version), "");
-        EXPECT_EQ(ask(Over::tcp, RPCBPROC_GETADDR, version + 1), "127.0.0.1.1.2");
-        EXPECT_EQ(ask(Over::tcp, RPCBPROC_GETVERSADDR, version), "127.0.0.1.1.2");
-        EXPECT_EQ(ask(Over::tcp, RPCBPROC_GETVERSADDR, version + 1), "");
-
-        rpcb_entry_list_ptr entries = nullptr;
-        EXPECT_EQ(call(mapper_client(Over::tcp, RPCBVERS4), RPCBPROC_GETADDRLIST, code_rpcb,
-                       rpcb{program, version, netid, none, none}, xdr_rpcb_entry_list_ptr,
-                       &entries),
-                  RPC_SUCCESS);
-        std::string listed;
-        for (auto *each = entries; each; each = each->rpcb_entry_next)
-            listed += std::string(each->rpcb_entry_map.r_nc_netid) + " " +
-                      each->rpcb_entry_map.r_maddr + "; ";
-        EXPECT_EQ(listed, "tcp 127.0.0.1.1.2; udp 127.0.0.1.3.4; ");
-        xdr_free(reinterpret_cast<xdrproc_t>(xdr_rpcb_entry_list_ptr), &entries);
-    });
-}
-
-TEST_P(Mapper, a_call_it_cannot_serve_is_refused_with_the_reason)
-{
-    run([] {
-        for (const Over over : {Over::local, Over::tcp, Over::udp}) {
-            const auto refusal = [&](rpcprog_t number, rpcvers_t at_version, rpcproc_t procedure) {
-                return call(mapper_client(over, at_version, number).get(), procedure);
-            };
-            EXPECT_EQ(refusal(PMAPPROG, PMAPVERS, PMAPPROC_NULL), RPC_SUCCESS);
-            EXPECT_EQ(refusal(PMAPPROG, RPCBVERS, NULLPROC), RPC_SUCCESS);
-            EXPECT_EQ(refusal(PMAPPROG, RPCBVERS4, NULLPROC), RPC_SUCCESS);
-            EXPECT_EQ(refusal(PMAPPROG, PMAPVERS, 99), RPC_PROCUNAVAIL);
-            EXPECT_EQ(refusal(PMAPPROG, RPCBVERS, RPCBPROC_GETVERSADDR), RPC_PROCUNAVAIL);
-            EXPECT_EQ(refusal(PMAPPROG, RPCBVERS4, 99), RPC_PROCUNAVAIL);
-            EXPECT_EQ(refusal(PMAPPROG, RPCBVERS4 + 1, NULLPROC), RPC_PROGVERSMISMATCH);
-            EXPECT_EQ(refusal(PMAPPROG + 1, PMAPVERS, NULLPROC), RPC_PROGUNAVAIL);
-            if (over == Over::udp)
-                continue; // where rpcbind reads on in what an earlier datagram left
-            EXPECT_EQ(refusal(PMAPPROG, PMAPVERS, PMAPPROC_GETPORT), RPC_CANTDECODEARGS);
-            EXPECT_EQ(refusal(PMAPPROG, RPCBVERS4, RPCBPROC_SET), RPC_CANTDECODEARGS);
-        }
-    });
-}
-
-TEST_P(Mapper, an_owner_is_guarded_from_other_users)
+TEST(SessionPortMapper, OfAnotherUserIsNotBelievedAndDoesNotListen)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root, to be two users";
-    run([] {
-        ASSERT_TRUE(pmap_set(program, version, IPPROTO_TCP, 40000));
-        Child([] {
-            become_nobody();
-            // Only what is left counts: rpcbind answers that it removed the rest, which is nothing.
-            pmap_unset(program, version);
-            for (const Over over : {Over::tcp, Over::udp}) {
-                bool_t done = FALSE;
-                EXPECT_EQ(call(mapper_client(over, PMAPVERS), PMAPPROC_UNSET, xdr_pmap,
-                               pmap{program, version, 0, 0}, xdr_bool, &done),
-                          RPC_SUCCESS);
-            }
-            EXPECT_TRUE(pmap_set(program + 1, version, IPPROTO_TCP, 40001));
-        });
-        EXPECT_EQ(port_of(program, IPPROTO_TCP), 40000);
-        EXPECT_EQ(port_of(program + 1, IPPROTO_TCP), 40001);
-        EXPECT_TRUE(pmap_unset(program + 1, version)) << "root may remove anyone's";
-        EXPECT_EQ(registered_programs(), (Programs{{program, version, IPPROTO_TCP, 40000}}));
-    });
-}
-
-TEST_P(Mapper, ends_with_the_process_that_started_it)
-{
-    int report[2];
-    ASSERT_EQ(pipe(report), 0);
-    const pid_t doomed = fork();
-    if (doomed == 0) {
-        const HelperProcess mapper = enter_private_place(options_);
-        const int connection = connect_to_mapper(Over::local);
-        if (fork() == 0) {
-            // Left behind in the place, this one sees the mapper's end as that of the connection.
-            pollfd watched{connection, POLLIN, 0};
-            const char ended = poll(&watched, 1, 10'000) == 1 ? 'y' : 'n';
-            _exit(write(report[1], &ended, 1) != 1);
-        }
-        raise(SIGKILL);
+    {
+        // Root may do what that user may, but is told nothing by it.
+        const Served others(1234);
+        EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40000));
+        EXPECT_EQ(port_of(program), 0);
+        EXPECT_EQ(rpc_createerr.cf_error.re_errno, EACCES);
     }
-    char ended = '?';
-    EXPECT_EQ(read(report[0], &ended, 1), 1);
-    EXPECT_EQ(ended, 'y');
-    waitpid(doomed, nullptr, 0);
-    close(report[0]);
-    close(report[1]);
+    const Served mapper;
+    const pid_t stranger = fork();
+    if (stranger == 0)
+        _exit(setuid(1234) == 0 && !mapper_set(program, version, IPPROTO_TCP, 40000) ? 0 : 1);
+    int status = -1;
+    waitpid(stranger, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(port_of(program), 0);
 }
 
 } // namespace
-} // namespace velt::host::test
+} // namespace velt::host

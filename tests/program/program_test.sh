@@ -22,7 +22,7 @@ on_fresh_book() { # EXIT-CODE ARGUMENTS...
     local wanted=$1
     shift
     book three.json usenglish
-    run "$wanted" run three.json --private "$@" </dev/null
+    run "$wanted" run three.json --port-mapper own "$@" </dev/null
 }
 
 with=(--client "$shelfwise")
@@ -49,7 +49,7 @@ wrote err "propIdent={num=529}, newVal=1) = 0"
 # Labels in the session's language; without resources one alert and no commands.
 book german.json deutsch
 labels=$(sed -n 's/^[0-2]: *//p' "$4/deutsch.txt" | paste -sd,)
-run 0 run german.json --private "${with[@]}" "expect menu $labels"
+run 0 run german.json --port-mapper own "${with[@]}" "expect menu $labels"
 alert="Cannot find string resource file. Please check that Shelfwise is correctly installed, and \
 try again."
 VQHOME=$work on_fresh_book 0 "${with[@]}" "expect alert $alert" "expect menu none" "expect running none"
@@ -86,7 +86,7 @@ wrote err "bad.json:2: "
 
 # An interrupt ends the clients too.
 book three.json usenglish
-"${program[@]}" run three.json --private "${with[@]}" --init 2 "wait 60" >out 2>err &
+"${program[@]}" run three.json --port-mapper own "${with[@]}" --init 2 "wait 60" >out 2>err &
 host=$!
 for ((i = 0; i < 300; i++)); do
     client=$(pgrep -P "$host" -f 'shelfwise$' || true)

@@ -108,12 +108,11 @@ void dispatch(svc_req *request, SVCXPRT *transport)
     still_wanted = alive;
     if (stock()) {
         service = svctcp_create(RPC_ANYSOCK, 0, 0);
-        svc_register(service, program, 1, dispatch, IPPROTO_TCP);
+        svc_register(service, program, 1, dispatch, 0);
     } else {
         service = transport_listen(
             {dispatch, [](void *, const char *) { reported++; }, nullptr, nullptr});
-        // Most tests need no port mapper: they know the port.
-        transport_register(service, program, 1);
+        transport_answer(service, program, 1);
         transport_allow(service, allowed);
         transport_watch(alive, [](int) { over = true; });
     }

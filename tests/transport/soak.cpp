@@ -11,7 +11,6 @@
 #include <string>
 
 #include "host/host.h"
-#include "host/place.h"
 #include "velt/api.h"
 
 namespace velt::host
@@ -53,7 +52,6 @@ int descriptors(pid_t process)
 // calls it back, in every tenth.
 TEST(Soak, NothingGrows)
 {
-    const auto mapper = enter_private_place();
     Model model;
     QuietDesk desk;
     Host host({}, model, desk);

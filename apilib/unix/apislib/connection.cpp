@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <netdb.h>
-#include <rpc/pmap_clnt.h>
 #include <unistd.h>
 
 #include "apilib/routines.h"
@@ -26,7 +25,7 @@ Session session;
 void un_portmap()
 {
     if (session.myprog != 0)
-        pmap_unset(session.myprog, session.myvers);
+        mapper_unset(session.myprog, session.myvers);
     session.myprog = 0;
 }
 
@@ -50,6 +49,9 @@ bool strEqual(const char *a, const char *b)
 
 const char *thishost()
 {
+    // A session with a port mapper of its own is this machine's alone, whatever its name is.
+    if (velt::mapper_is_sessions())
+        return "localhost";
     static char h[256];
     if (!h[0])
         gethostname(h, sizeof h - 1);
@@ -118,12 +120,14 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
     session.hisvers = hisvers;
     session.hispid = hispid;
 
-    pmap_unset(myprog, myvers);
+    velt::mapper_unset(myprog, myvers);
     session.client_transp =
-        velt::transport_listen({vq_api_prog_1, report_stranger, nullptr, nullptr});
+        velt::transport_listen({vq_api_prog_1, report_stranger, nullptr, nullptr},
+                               velt::mapper_is_sessions() ? htonl(INADDR_LOOPBACK) : INADDR_ANY);
     if (!session.client_transp)
         return "unable to create TCP service";
-    if (!velt::transport_register(session.client_transp, myprog, myvers))
+    velt::transport_answer(session.client_transp, myprog, myvers);
+    if (!velt::mapper_set(myprog, myvers, IPPROTO_TCP, session.client_transp->xp_port))
         return "unable to register TCP client).";
 
     sockaddr_in here;
@@ -159,6 +163,14 @@ bool apiLocalCall(const char *hostName, UIntT program, rpcproc_t procedure, xdrp
     if (hostnameToRealAddr(hostName, &address) != 0)
         return false;
     timeval limit = {VA_TimeOut.seconds, VA_TimeOut.microseconds};
+    if (velt::mapper_is_sessions()) {
+        // The RPC library would ask the machine's port mapper.
+        const in_port_t port =
+            velt::mapper_find(address, program, VQ_RPC_SESSION_VERSION, IPPROTO_UDP, limit);
+        if (port == 0)
+            return false;
+        address.sin_port = htons(port);
+    }
     int socket = RPC_ANYSOCK;
     CLIENT *client = clntudp_create(&address, program, VQ_RPC_SESSION_VERSION, limit, &socket);
     if (!client)

@@ -10,8 +10,8 @@
 #include <netinet/tcp.h>
 #include <new>
 #include <poll.h>
-#include <rpc/pmap_prot.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <type_traits>
 #include <unistd.h>
 
@@ -262,25 +262,19 @@ bool_t control(CLIENT *client, u_int request, void *info)
 std::remove_pointer_t<decltype(CLIENT::cl_ops)> operations = {call,         abort_call, get_error,
                                                               free_results, destroy,    control};
 
-CLIENT *no_client(clnt_stat status, int system_error)
+int open_connection(const sockaddr *address, socklen_t size, Time deadline, Port from)
 {
-    rpc_createerr.cf_stat = status;
-    rpc_createerr.cf_error.re_errno = system_error;
-    return nullptr;
-}
-
-int open_connection(const sockaddr_in &address, Time deadline)
-{
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
+    const int fd = socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return -1;
-    const auto *to = reinterpret_cast<const sockaddr *>(&address);
-    int error = connect(fd, to, sizeof address) == 0 ? 0 : errno;
+    if (from == Port::reserved)
+        bindresvport(fd, nullptr);
+    int error = connect(fd, address, size) == 0 ? 0 : errno;
     if (error == EINPROGRESS || error == EINTR) {
-        socklen_t size = sizeof error;
+        socklen_t length = sizeof error;
         if (!wait_until(fd, POLLOUT, deadline))
             error = errno;
-        else if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0)
+        else if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0)
             error = errno;
     }
     if (error) {
@@ -296,9 +290,8 @@ int open_connection(const sockaddr_in &address, Time deadline)
     return fd;
 }
 
-CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t version, Time deadline)
+CLIENT *make_client(int fd, const sockaddr_in &address, rpcprog_t program, rpcvers_t version)
 {
-    const int fd = open_connection(address, deadline);
     if (fd < 0)
         return no_client(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_SYSTEMERROR, errno);
     auto *made = make<Caller>(fd, address, program, version);
@@ -315,6 +308,22 @@ CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t vers
     return handle;
 }
 
+template <class Address>
+int open_connection(const Address &address, Time deadline, Port from)
+{
+    return open_connection(reinterpret_cast<const sockaddr *>(&address), sizeof address, deadline,
+                           from);
+}
+
+} // namespace
+
+CLIENT *no_client(clnt_stat status, int system_error)
+{
+    rpc_createerr.cf_stat = status;
+    rpc_createerr.cf_error.re_errno = system_error;
+    return nullptr;
+}
+
 timeval left_until(Time deadline)
 {
     const Time left = deadline - now();
@@ -323,29 +332,16 @@ timeval left_until(Time deadline)
     return {time / 1'000'000, time % 1'000'000};
 }
 
-// The port of a program by its machine's port mapper; 0 with rpc_createerr set.
-in_port_t look_up(sockaddr_in address, rpcprog_t program, rpcvers_t version, Time deadline)
+CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t version, Time deadline,
+                   Port from)
 {
-    address.sin_port = htons(PMAPPORT);
-    CLIENT *mapper = connect_to(address, PMAPPROG, PMAPVERS, deadline);
-    if (!mapper)
-        return 0;
-    pmap wanted = {program, version, IPPROTO_TCP, 0};
-    u_short port = 0;
-    const clnt_stat status =
-        clnt_call(mapper, PMAPPROC_GETPORT, reinterpret_cast<xdrproc_t>(xdr_pmap), &wanted,
-                  reinterpret_cast<xdrproc_t>(xdr_u_short), &port, left_until(deadline));
-    if (status != RPC_SUCCESS) {
-        no_client(RPC_PMAPFAILURE, 0);
-        clnt_geterr(mapper, &rpc_createerr.cf_error);
-    } else if (port == 0) {
-        no_client(RPC_PROGNOTREGISTERED, 0);
-    }
-    clnt_destroy(mapper);
-    return port;
+    return make_client(open_connection(address, deadline, from), address, program, version);
 }
 
-} // namespace
+CLIENT *connect_to(const sockaddr_un &address, rpcprog_t program, rpcvers_t version, Time deadline)
+{
+    return make_client(open_connection(address, deadline, Port::any), {}, program, version);
+}
 
 void serve_replies(Connection &connection)
 {
@@ -380,7 +376,8 @@ CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t vers
 {
     const Time deadline = std::min(after(limit), after_seconds(VA_Limits.connectSeconds));
     if (address.sin_port == 0)
-        address.sin_port = htons(look_up(address, program, version, deadline));
+        address.sin_port =
+            htons(mapper_find(address, program, version, IPPROTO_TCP, left_until(deadline)));
     return address.sin_port ? connect_to(address, program, version, deadline) : nullptr;
 }
 

@@ -1,6 +1,8 @@
 // What is waited for, and how a connection is served when its turn comes.
 #pragma once
 
+#include <sys/un.h>
+
 #include "apilib/unix/transport/record.h"
 #include "apilib/unix/transport/transport.h"
 
@@ -63,6 +65,17 @@ void drop(Connection &connection);
 // One on which calls are made without waiting: tells of their answers, or of its end.
 void serve_replies(Connection &connection);
 void give_up_replies(Connection &connection);
+
+// A handle on a new connection, from a port that only root can have, if that is asked for. Null
+// with rpc_createerr set.
+enum class Port { any, reserved };
+CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t version, Time deadline,
+                   Port from = Port::any);
+CLIENT *connect_to(const sockaddr_un &address, rpcprog_t program, rpcvers_t version, Time deadline);
+// Says in rpc_createerr why there is none.
+CLIENT *no_client(clnt_stat status, int system_error);
+// As a time limit of a call.
+timeval left_until(Time deadline);
 
 // Who is at the other end of a connection.
 enum class Speaker {

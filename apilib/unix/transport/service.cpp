@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <netinet/tcp.h>
 #include <new>
-#include <rpc/pmap_clnt.h>
 #include <sys/socket.h>
 #include <type_traits>
 #include <unistd.h>
@@ -358,11 +357,12 @@ void drop(Connection &connection)
     end(static_cast<Served &>(connection));
 }
 
-SVCXPRT *transport_listen(const Service &service)
+SVCXPRT *transport_listen(const Service &service, in_addr_t interface)
 {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    address.sin_addr.s_addr = interface;
     socklen_t size = sizeof address;
     auto *where = reinterpret_cast<sockaddr *>(&address);
     Listener *made = nullptr;
@@ -379,12 +379,16 @@ SVCXPRT *transport_listen(const Service &service)
     return &made->handle;
 }
 
-bool transport_register(SVCXPRT *service, rpcprog_t program, rpcvers_t version)
+void transport_answer(SVCXPRT *service, rpcprog_t program, rpcvers_t version)
 {
     Listener &to = listener(service);
     to.program = static_cast<std::uint32_t>(program);
     to.version = static_cast<std::uint32_t>(version);
-    return pmap_set(program, version, IPPROTO_TCP, service->xp_port);
+}
+
+void *transport_context(SVCXPRT *connection)
+{
+    return served(connection).listener->service.context;
 }
 
 void transport_allow(SVCXPRT *service, in_addr_t machine)

@@ -20,11 +20,13 @@ struct Service {
     void *context;
 };
 
-// A TCP service on a port of the system's choosing; null on failure. svc_destroy ends it with all
-// its connections.
-SVCXPRT *transport_listen(const Service &service);
-// What the service answers to, told to the port mapper.
-bool transport_register(SVCXPRT *service, rpcprog_t program, rpcvers_t version);
+// A TCP service on a port of the system's choosing, of one interface or of all; null on failure.
+// svc_destroy ends it with all its connections.
+SVCXPRT *transport_listen(const Service &service, in_addr_t interface = INADDR_ANY);
+// What the service answers to.
+void transport_answer(SVCXPRT *service, rpcprog_t program, rpcvers_t version);
+// That of the service on which a connection has come.
+void *transport_context(SVCXPRT *connection);
 // Lets a machine speak to the service. This one may always, by the processes of root and of the
 // user's own.
 void transport_allow(SVCXPRT *service, in_addr_t machine);
@@ -38,6 +40,16 @@ CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t vers
 // of the call's own ends the connection.
 void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc_err &error),
                         void *context);
+
+// The port mapper: the session's own, if the environment names one, else the machine's. The port of
+// an unknown program is 0, with rpc_createerr set.
+bool mapper_is_sessions();
+bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port_t port);
+bool mapper_unset(rpcprog_t program, rpcvers_t version);
+in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version, unsigned protocol,
+                      timeval limit);
+// Whether the machine has one, to which this user may tell something.
+bool mapper_answers(timeval limit);
 
 // Whether a datagram comes from a process of root or of the user's own on this machine.
 bool transport_trusts(const sockaddr_in &sender);

@@ -1,0 +1,190 @@
+// The port mapper, with which programs are registered and by which they are found.
+
+#include <rpc/rpc.h>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <netinet/in.h>
+#include <rpc/pmap_prot.h>
+#include <rpc/rpcb_prot.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "apilib/routines.h"
+#include "apilib/unix/transport/connection.h"
+#include "velt/api.h"
+
+namespace velt
+{
+namespace
+{
+
+// A registration that stays behind is not worth a longer wait at the end.
+constexpr std::uint32_t removal_seconds = 3;
+
+// The port of the session's own port mapper; below 0 when there is none, 0 when its name is no
+// port.
+int session_mapper()
+{
+    const char *name = std::getenv("VQPMAP");
+    if (!name || !*name)
+        return -1;
+    char *end;
+    const long port = std::strtol(name, &end, 10);
+    return *end == '\0' && port > 0 && port <= 0xFFFF ? static_cast<int>(port) : 0;
+}
+
+sockaddr_in on_loopback(int port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<in_port_t>(port));
+    return address;
+}
+
+// The session's port mapper is of root or of the same user, or another has taken its port.
+bool is_known(CLIENT *mapper, const sockaddr_in &address)
+{
+    int descriptor = -1;
+    clnt_control(mapper, CLGET_FD, reinterpret_cast<char *>(&descriptor));
+    if (identify(descriptor, address, nullptr, 0) == Speaker::trusted)
+        return true;
+    errno = EACCES;
+    return false;
+}
+
+template <class Argument, class Result>
+clnt_stat ask(CLIENT *mapper, rpcproc_t procedure, bool_t (*encode)(XDR *, Argument *),
+              Argument argument, bool_t (*decode)(XDR *, Result *), Result *result, Time deadline)
+{
+    return clnt_call(mapper, procedure, reinterpret_cast<xdrproc_t>(encode),
+                     reinterpret_cast<char *>(&argument), reinterpret_cast<xdrproc_t>(decode),
+                     reinterpret_cast<char *>(result), left_until(deadline));
+}
+
+// Has the session's port mapper change what is registered.
+bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
+{
+    const sockaddr_in address = on_loopback(session_mapper());
+    CLIENT *mapper = connect_to(address, PMAPPROG, PMAPVERS, deadline);
+    if (!mapper)
+        return false;
+    bool_t done = FALSE;
+    const bool answered =
+        ask(mapper, procedure, xdr_pmap, registration, xdr_bool, &done, deadline) == RPC_SUCCESS;
+    const bool known = answered && is_known(mapper, address);
+    clnt_destroy(mapper);
+    return known && done;
+}
+
+// The machine's learns by its own socket whose a registration is. Where that is not to be seen, it
+// believes what root says over the loopback interface.
+CLIENT *connect_to_machine(Time deadline)
+{
+    sockaddr_un local{};
+    local.sun_family = AF_UNIX;
+    std::strcpy(local.sun_path, _PATH_RPCBINDSOCK);
+    CLIENT *mapper = connect_to(local, RPCBPROG, RPCBVERS, deadline);
+    return mapper || geteuid() != 0
+               ? mapper
+               : connect_to(on_loopback(PMAPPORT), RPCBPROG, RPCBVERS, deadline, Port::reserved);
+}
+
+bool tell_machine(rpcproc_t procedure, rpcprog_t program, rpcvers_t version, unsigned protocol,
+                  char *address, Time deadline)
+{
+    CLIENT *mapper = connect_to_machine(deadline);
+    if (!mapper)
+        return false;
+    char network[4], owner[16];
+    std::snprintf(network, sizeof network, protocol == IPPROTO_UDP ? "udp" : "tcp");
+    std::snprintf(owner, sizeof owner, "%u", geteuid());
+    bool_t done = FALSE;
+    const clnt_stat status =
+        ask(mapper, procedure, xdr_rpcb, rpcb{program, version, network, address, owner}, xdr_bool,
+            &done, deadline);
+    clnt_destroy(mapper);
+    return status == RPC_SUCCESS && done;
+}
+
+bool answers(CLIENT *mapper, Time deadline)
+{
+    if (!mapper)
+        return false;
+    const clnt_stat status = clnt_call(mapper, NULLPROC, routine<void>(), nullptr, routine<void>(),
+                                       nullptr, left_until(deadline));
+    clnt_destroy(mapper);
+    return status == RPC_SUCCESS;
+}
+
+bool is_loopback(const sockaddr_in &address)
+{
+    return address.sin_addr.s_addr == htonl(INADDR_LOOPBACK);
+}
+
+} // namespace
+
+bool mapper_is_sessions()
+{
+    return session_mapper() >= 0;
+}
+
+bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port_t port)
+{
+    const Time deadline = after_seconds(VA_Limits.connectSeconds);
+    if (mapper_is_sessions())
+        return tell_session(PMAPPROC_SET, {program, version, protocol, port}, deadline);
+    char address[24];
+    std::snprintf(address, sizeof address, "0.0.0.0.%u.%u", port / 256U, port % 256U);
+    return tell_machine(RPCBPROC_SET, program, version, protocol, address, deadline);
+}
+
+bool mapper_unset(rpcprog_t program, rpcvers_t version)
+{
+    const Time deadline = after_seconds(removal_seconds);
+    if (mapper_is_sessions())
+        return tell_session(PMAPPROC_UNSET, {program, version, 0, 0}, deadline);
+    char any[] = "";
+    const bool udp = tell_machine(RPCBPROC_UNSET, program, version, IPPROTO_UDP, any, deadline);
+    const bool tcp = tell_machine(RPCBPROC_UNSET, program, version, IPPROTO_TCP, any, deadline);
+    return udp || tcp;
+}
+
+in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version, unsigned protocol,
+                      timeval limit)
+{
+    const Time deadline = std::min(after(limit), after_seconds(VA_Limits.connectSeconds));
+    const bool sessions = mapper_is_sessions() && is_loopback(machine);
+    machine.sin_port = htons(static_cast<in_port_t>(sessions ? session_mapper() : PMAPPORT));
+    CLIENT *mapper = connect_to(machine, PMAPPROG, PMAPVERS, deadline);
+    if (!mapper)
+        return 0;
+    u_short port = 0;
+    const clnt_stat status = ask(mapper, PMAPPROC_GETPORT, xdr_pmap,
+                                 pmap{program, version, protocol, 0}, xdr_u_short, &port, deadline);
+    if (status != RPC_SUCCESS) {
+        no_client(RPC_PMAPFAILURE, 0);
+        clnt_geterr(mapper, &rpc_createerr.cf_error);
+    } else if (sessions && !is_known(mapper, machine)) {
+        no_client(RPC_SYSTEMERROR, errno);
+        port = 0;
+    } else if (port == 0) {
+        no_client(RPC_PROGNOTREGISTERED, 0);
+    }
+    clnt_destroy(mapper);
+    return port;
+}
+
+bool mapper_answers(timeval limit)
+{
+    const Time deadline = after(limit);
+    return answers(connect_to_machine(deadline), deadline) &&
+           answers(connect_to(on_loopback(PMAPPORT), PMAPPROG, PMAPVERS, deadline), deadline);
+}
+
+} // namespace velt

@@ -1,0 +1,33 @@
+// The main of GoogleTest, for tests some of which a machine may refuse: each of these says why in a
+// line, and the test as a whole counts as skipped, unless one has failed.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace
+{
+
+constexpr int skipped_status = 77;
+
+class TellSkipped : public testing::EmptyTestEventListener
+{
+    void OnTestPartResult(const testing::TestPartResult &part) override
+    {
+        const testing::TestInfo *test = testing::UnitTest::GetInstance()->current_test_info();
+        if (part.skipped() && test)
+            std::printf("SKIPPED: %s.%s: %s\n", test->test_suite_name(), test->name(),
+                        part.summary());
+    }
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    const testing::UnitTest &tests = *testing::UnitTest::GetInstance();
+    testing::UnitTest::GetInstance()->listeners().Append(new TellSkipped);
+    const int status = RUN_ALL_TESTS();
+    return status == 0 && tests.skipped_test_count() > 0 ? skipped_status : status;
+}
