@@ -345,9 +345,11 @@ int run(int argc, char **argv)
         Options options;
         // A client of another session may have started this one.
         unsetenv("VQPMAP");
-        if (arguments.port_mapper == Arguments::machine ||
-            (arguments.port_mapper == Arguments::whichever && MachinePortMapper::answers()))
+        if (arguments.port_mapper != Arguments::own && MachinePortMapper::answers())
             options.port_mapper = std::make_shared<MachinePortMapper>();
+        else if (arguments.port_mapper == Arguments::machine)
+            throw CommandError(no_mapper, "the machine's port mapper does not answer: start "
+                                          "rpcbind, or leave out --port-mapper");
         watch_signals();
         options.interrupted = [] { return stop_signal != 0; };
         options.start_limit = options.turn_limit = arguments.time_limit;

@@ -12,12 +12,12 @@ constexpr int skipped_status = 77;
 
 class TellSkipped : public testing::EmptyTestEventListener
 {
-    void OnTestPartResult(const testing::TestPartResult &part) override
+    void OnTestEnd(const testing::TestInfo &test) override
     {
-        const testing::TestInfo *test = testing::UnitTest::GetInstance()->current_test_info();
-        if (part.skipped() && test)
-            std::printf("SKIPPED: %s.%s: %s\n", test->test_suite_name(), test->name(),
-                        part.summary());
+        for (int i = 0; i < test.result()->total_part_count(); i++)
+            if (const auto &part = test.result()->GetTestPartResult(i); part.skipped())
+                std::printf("SKIPPED: %s.%s: %s\n", test.test_suite_name(), test.name(),
+                            part.summary());
     }
 };
 

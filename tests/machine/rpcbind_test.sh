@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# The library and vqhost with the machine's port mapper: RPCBIND-TESTS VQHOST CLIENT BOOK. Needs root,
+# for a network and a /run of its own in which rpcbind is started.
+set -euo pipefail
+PATH=$PATH:/usr/sbin
+
+skip() {
+    echo "SKIPPED: rpcbind_test: $*"
+    exit 77
+}
+
+if [[ ${1-} != inside ]]; then
+    [[ $EUID == 0 ]] || skip "needs root, to start rpcbind"
+    command -v rpcbind >/dev/null || skip "rpcbind is not installed"
+    unshare --net --mount true 2>/dev/null || skip "the machine makes no namespaces"
+    exec unshare --net --mount "$0" inside "$@"
+fi
+tests=$2 client=$4 book=$5
+read -ra launcher <<<"${LAUNCHER-}"
+vqhost=("${launcher[@]}" "$3")
+
+ip link set lo up
+mount --make-rprivate /
+mount -t tmpfs none /run
+work=$(mktemp -d)
+rpcbind -f &
+rpcbind=$!
+trap 'kill -KILL $rpcbind; rm -rf "$work"' EXIT
+
+fail() {
+    echo "FAIL: $*" >&2
+    exit 1
+}
+
+# Waits, for a minute, until it is so.
+until_so() { # WHAT COMMAND...
+    local what=$1
+    shift
+    for ((tries = 0; tries < 600; tries++)); do
+        ! "$@" || return 0
+        sleep 0.1
+    done
+    fail "$what"
+}
+
+programs() { # NUMBER
+    [[ $(rpcinfo -p 127.0.0.1 2>/dev/null | grep -cv -e portmapper -e program) == "$1" ]]
+}
+
+until_so "rpcbind does not answer" rpcinfo -p 127.0.0.1 >/dev/null
+"${launcher[@]}" "$tests"
+
+echo "== The host and its client are registered while they run"
+mkfifo "$work/commands"
+"${vqhost[@]}" run "$book" --client "$client" <"$work/commands" &
+host=$!
+exec 3>"$work/commands"
+until_so "host, session and client are not registered" programs 3
+echo quit >&3
+wait $host || fail "vqhost ended with $?"
+programs 0 || fail "something stays registered"
+
+echo "== One that has stopped holds nobody up"
+kill -STOP $rpcbind
+"${vqhost[@]}" run "$book" --client "$client" "expect running $(basename "$client")" ||
+    fail "vqhost ended with $?"
+code=0
+"${vqhost[@]}" run "$book" --client "$client" --port-mapper machine quit 2>"$work/error" || code=$?
+{ [[ $code == 3 ]] && grep -q "start rpcbind" "$work/error"; } || fail "status $code: $(cat "$work/error")"

@@ -1,0 +1,11 @@
+# What not every machine allows; a test that it refuses says why.
+
+add_executable(rpcbind_tests machine/rpcbind_test.cpp transport/service_process.cpp main.cpp)
+target_include_directories(rpcbind_tests PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+target_link_libraries(rpcbind_tests PRIVATE velt_options velt-api-static GTest::gtest)
+add_test(NAME rpcbind_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/rpcbind_test.sh
+  $<TARGET_FILE:rpcbind_tests> $<TARGET_FILE:vqhost> $<TARGET_FILE:host_test_client>
+  ${PROJECT_SOURCE_DIR}/examples/alice.json)
+list(JOIN launcher " " words)
+set_tests_properties(rpcbind_test PROPERTIES TIMEOUT ${limit} ENVIRONMENT "LAUNCHER=${words}"
+  SKIP_RETURN_CODE 77 LABELS machine)
