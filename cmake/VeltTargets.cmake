@@ -1,8 +1,25 @@
 # How the targets of this project are made: one set of compile options for all, and one way to make
 # a library of which a client needs no C++ run-time.
 
-find_package(PkgConfig REQUIRED)
-pkg_check_modules(TIRPC REQUIRED IMPORTED_TARGET libtirpc)
+# velt_need(NAME PACKAGE [COMPONENTS names... | AS PREFIX]): a CMake package, or with AS a module of
+# pkg-config as the target PkgConfig::PREFIX. Without it the build ends, with the name of what to
+# install. A macro, since pkg_check_modules needs the variables of PkgConfig.
+macro(velt_need name package)
+  cmake_parse_arguments(NEED "" "AS" "COMPONENTS" ${ARGN})
+  if(NEED_AS)
+    pkg_check_modules(${NEED_AS} QUIET IMPORTED_TARGET ${name})
+    set(found ${${NEED_AS}_FOUND})
+  else()
+    find_package(${name} QUIET COMPONENTS ${NEED_COMPONENTS})
+    set(found ${${name}_FOUND})
+  endif()
+  if(NOT found)
+    message(FATAL_ERROR "${name} is missing: install ${package} (Debian, Ubuntu)")
+  endif()
+endmacro()
+
+velt_need(PkgConfig pkg-config)
+velt_need(libtirpc libtirpc-dev AS TIRPC)
 
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
