@@ -3,10 +3,12 @@
 set -euo pipefail
 
 if [[ ${1-} != inside ]]; then
-    command -v tshark >/dev/null || {
-        echo "SKIPPED: tshark is not installed"
+    skip() {
+        echo "SKIPPED: capture_test: $1"
         exit 77
     }
+    command -v tshark >/dev/null || skip "tshark is not installed"
+    unshare --net true 2>/dev/null || skip "needs root's right to a network of its own"
     exec unshare --net "$0" inside "$1"
 fi
 
