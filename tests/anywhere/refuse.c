@@ -1,7 +1,6 @@
 // Runs a program as a default container would: refuse [--user UID] PROGRAM [ARGUMENT...]
 // The kernel refuses namespaces, mounts and the like, root keeps a container's rights only, and
-// with
-// --user the program is an ordinary user's, with a HOME of its own in TMPDIR.
+// with --user the program is an ordinary user's, with a HOME of its own in TMPDIR.
 
 #define _GNU_SOURCE
 #include <errno.h>
@@ -71,7 +70,7 @@ static struct sock_filter filter[] = {
 };
 
 // A container's root may change owners and users, bind low ports, open raw sockets, and little
-// else.
+// more.
 static const unsigned long kept_rights = 0xa80425fb;
 
 static void require(int done, const char *what)
