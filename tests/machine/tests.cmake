@@ -1,5 +1,8 @@
 # What not every machine allows; a test that it refuses says why.
 
+velt_test(machine_test SOURCES machine/machine_test.cpp transport/service_process.cpp
+  LINK vqhost-lib LABELS machine)
+
 add_executable(rpcbind_tests machine/rpcbind_test.cpp transport/service_process.cpp main.cpp)
 target_include_directories(rpcbind_tests PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
 target_link_libraries(rpcbind_tests PRIVATE velt_options velt-api-static GTest::gtest)

@@ -1,20 +1,16 @@
 // The session's own port mapper, told and asked by the library as clients do.
 
-#include "host/portmap.h"
-
 #include <gtest/gtest.h>
 
-#include <rpc/pmap_prot.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <rpc/rpc.h>
 
-#include <csignal>
+#include <rpc/pmap_prot.h>
+
 #include <cstdlib>
 #include <string>
 
 #include "apilib/routines.h"
-#include "apilib/unix/transport/transport.h"
+#include "portmap/mapper_process.h"
 #include "transport/service_process.h"
 #include "velt/api.h"
 
@@ -24,51 +20,10 @@ namespace
 {
 
 using velt::test::Client;
+using velt::test::MapperProcess;
 
 constexpr rpcprog_t program = 0x20000042;
 constexpr rpcvers_t version = 3;
-
-// A port mapper that is served in a process of its own, as long as this object lives.
-class Served
-{
-public:
-    explicit Served(uid_t user = geteuid())
-    {
-        int told[2];
-        EXPECT_EQ(pipe(told), 0);
-        id_ = fork();
-        if (id_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            SessionPortMapper mapper;
-            if (user != geteuid() && setuid(user) != 0)
-                _exit(1);
-            port = static_cast<in_port_t>(std::stoi(mapper.name()));
-            if (write(told[1], &port, sizeof port) != sizeof port)
-                _exit(1);
-            for (;;) {
-                transport_wait(nullptr, -1);
-                transport_dispatch();
-            }
-        }
-        EXPECT_EQ(read(told[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
-        close(told[0]);
-        close(told[1]);
-        setenv("VQPMAP", std::to_string(port).c_str(), 1);
-    }
-    ~Served()
-    {
-        kill(id_, SIGKILL);
-        waitpid(id_, nullptr, 0);
-        unsetenv("VQPMAP");
-    }
-    Served(const Served &) = delete;
-    Served &operator=(const Served &) = delete;
-
-    in_port_t port = 0;
-
-private:
-    pid_t id_;
-};
 
 in_port_t port_of(rpcprog_t number, unsigned protocol = IPPROTO_TCP, rpcvers_t at = version)
 {
@@ -77,7 +32,7 @@ in_port_t port_of(rpcprog_t number, unsigned protocol = IPPROTO_TCP, rpcvers_t a
 
 TEST(SessionPortMapper, ARegistrationStaysUntilItIsRemoved)
 {
-    const Served mapper;
+    const MapperProcess mapper;
     EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000));
     EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000)) << "the same again";
     EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40001));
@@ -99,7 +54,7 @@ TEST(SessionPortMapper, ARegistrationStaysUntilItIsRemoved)
 // The library asks this machine's for what is on this machine, and no other.
 TEST(SessionPortMapper, IsOfThisMachine)
 {
-    const Served mapper;
+    const MapperProcess mapper;
     EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000));
     sockaddr_in elsewhere = velt::test::at(0);
     elsewhere.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
@@ -118,7 +73,7 @@ TEST(SessionPortMapper, IsOfThisMachine)
 
 TEST(SessionPortMapper, RefusesWhatItCannotServe)
 {
-    const Served mapper;
+    const MapperProcess mapper;
     const auto call = [&](rpcprog_t to, rpcvers_t at, rpcproc_t procedure,
                           pmap argument = {program, version, IPPROTO_TCP, 1}) {
         const Client client(transport_connect(velt::test::at(mapper.port), to, at, {60, 0}));
@@ -153,27 +108,6 @@ TEST(SessionPortMapper, KeepsSoManyRegistrations)
     EXPECT_LT(taken, 100'000U);
     EXPECT_TRUE(mapper.unset(program, version));
     EXPECT_TRUE(mapper.set({program + taken, version, IPPROTO_TCP, 1}));
-}
-
-TEST(SessionPortMapper, OfAnotherUserIsNotBelievedAndDoesNotListen)
-{
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs root, to be two users";
-    {
-        // Root may do what that user may, but is told nothing by it.
-        const Served others(1234);
-        EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40000));
-        EXPECT_EQ(port_of(program), 0);
-        EXPECT_EQ(rpc_createerr.cf_error.re_errno, EACCES);
-    }
-    const Served mapper;
-    const pid_t stranger = fork();
-    if (stranger == 0)
-        _exit(setuid(1234) == 0 && !mapper_set(program, version, IPPROTO_TCP, 40000) ? 0 : 1);
-    int status = -1;
-    waitpid(stranger, &status, 0);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(port_of(program), 0);
 }
 
 } // namespace

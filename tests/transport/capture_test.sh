@@ -2,36 +2,45 @@
 # What goes over the wire, read by tshark: TRANSPORT_TEST. Needs root, for a network of its own.
 set -euo pipefail
 
+skip() {
+    echo "SKIPPED: capture_test: $1"
+    exit 77
+}
+
 if [[ ${1-} != inside ]]; then
-    skip() {
-        echo "SKIPPED: capture_test: $1"
-        exit 77
-    }
     command -v tshark >/dev/null || skip "tshark is not installed"
     unshare --net true 2>/dev/null || skip "needs root's right to a network of its own"
     exec unshare --net "$0" inside "$1"
 fi
 
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+trap 'kill "$capture" 2>/dev/null || true; rm -rf "$work"' EXIT
 ip link set lo up
 tshark -q -i lo -f tcp -w "$work/capture" 2>"$work/log" &
 capture=$!
-trap 'kill "$capture" 2>/dev/null; rm -rf "$work"' EXIT
-for ((i = 0; i < 100; i++)); do
-    [[ ! -s $work/capture ]] || break
-    sleep 0.1
-done
-# In both directions with the RPC library, and fragments of one byte.
-"$2" --gtest_filter='Interoperation.SmallCalls:Service.TakesRecordsInAnyCut' >"$work/test"
-sleep 1
-kill -INT "$capture"
-wait "$capture" || true
-trap 'rm -rf "$work"' EXIT
 
 frames() { # FILTER
-    tshark -r "$work/capture" -o rpc.dissect_unknown_programs:TRUE -Y "$1" 2>>"$work/log"
+    tshark -r "$work/capture" -o rpc.dissect_unknown_programs:TRUE -Y "$1" 2>>"$work/log" || true
 }
+
+# Knocks at a closed port until that is in the capture: what came before is there too.
+knock() { # PORT
+    for ((tries = 0; tries < 120; tries++)); do
+        kill -0 "$capture" 2>/dev/null || skip "tshark may not capture: $(tail -n 1 "$work/log")"
+        { : >"/dev/tcp/127.0.0.1/$1"; } 2>/dev/null || true
+        [[ -z $(frames "tcp.dstport == $1") ]] || return 0
+        sleep 0.2
+    done
+    echo "FAIL: nothing is captured: $(tail -n 3 "$work/log")" >&2
+    exit 1
+}
+
+knock 1
+# In both directions with the RPC library, and fragments of one byte.
+"$2" --gtest_filter='Interoperation.SmallCalls:Service.TakesRecordsInAnyCut' >"$work/test"
+knock 2
+kill -INT "$capture"
+wait "$capture" || true
 
 failures=0
 expect() { # WHAT HAVE LEAST

@@ -25,11 +25,16 @@ constexpr rpcprog_t program = 0x20000077;
 enum Procedure : rpcproc_t {
     echo = 1,       // a string
     count = 2,      // the number of integers in a list
-    nest = 3,       // serves others for half a second, then replies
+    nest = 3,       // serves others until one of them calls unnest, then replies
     reports = 4,    // how many peers were turned away with a report
     descriptor = 5, // the number of the connection's descriptor
-    pause = 6,      // serves nobody for a second and a half, then replies
+    pause = 6,      // stops itself; when it goes on an hour has passed by its clock, and it replies
+    depth = 7,      // how many calls of nest there are
+    unnest = 8,     // ends the newest
 };
+
+// What only a hang takes.
+constexpr milliseconds ages(120'000);
 
 // With VELT_STOCK in the environment services and callers are the RPC library's own, to show what
 // that does.
@@ -48,6 +53,9 @@ public:
     pid_t id() const { return id_; }
     // Ends it in order and returns its exit status.
     int end();
+    // Until it has stopped itself, and from then on.
+    void wait_for_stop() const;
+    void go_on() const;
     // From /proc, in kilobytes or in clock ticks.
     long status(const std::string &field) const;
     long ticks() const;
@@ -74,8 +82,8 @@ public:
     int descriptor() const { return descriptor_; }
     bool send(const std::string &bytes);
     // Up to `size` bytes; fewer at the end of the connection or when the time is over.
-    std::string receive(std::size_t size, milliseconds limit = milliseconds(2000));
-    bool closed(milliseconds limit = milliseconds(2000));
+    std::string receive(std::size_t size, milliseconds limit = ages);
+    bool closed(milliseconds limit = ages);
 
 private:
     int descriptor_;
@@ -94,10 +102,10 @@ using Client = std::unique_ptr<CLIENT, DestroyClient>;
 
 // A handle of the RPC library, and one of ours.
 Client stock_client(in_port_t port, u_int buffer = 0);
-Client our_client(in_port_t port, timeval limit = {5, 0});
+Client our_client(in_port_t port, timeval limit = {60, 0});
 clnt_stat call_echo(CLIENT *client, const std::string &text, std::string *answer,
-                    timeval limit = {10, 0});
-// How long a null call takes.
-milliseconds ping(CLIENT *client);
+                    timeval limit = {120, 0});
+// Whether a null call is answered.
+bool ping(CLIENT *client);
 
 } // namespace velt::test

@@ -48,7 +48,9 @@ std::string calls_of(pid_t process)
         __ptrace_syscall_info info{};
         ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info);
         entering = info.op == PTRACE_SYSCALL_INFO_ENTRY;
-        if (!entering || info.entry.nr == SYS_kill || info.entry.nr == SYS_getpid)
+        // The clock of these tests asks the system, others do not.
+        if (!entering || info.entry.nr == SYS_kill || info.entry.nr == SYS_getpid ||
+            info.entry.nr == SYS_clock_gettime)
             continue;
         switch (info.entry.nr) {
         case SYS_sendto:

@@ -7,7 +7,7 @@ target_include_directories(syscalls_test PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_C
 target_link_libraries(syscalls_test PRIVATE velt_options velt-api-static velt-vde-static
   PkgConfig::TIRPC)
 add_test(NAME syscalls_test COMMAND syscalls_test)
-set_tests_properties(syscalls_test PROPERTIES TIMEOUT 60)
+set_tests_properties(syscalls_test PROPERTIES TIMEOUT ${limit})
 
 add_executable(soak_client transport/soak_client.cpp)
 target_link_libraries(soak_client PRIVATE velt_options velt-api-static velt-vde-static)
@@ -17,4 +17,4 @@ add_dependencies(soak_test soak_client)
 
 add_test(NAME capture_test
   COMMAND ${CMAKE_CURRENT_LIST_DIR}/capture_test.sh $<TARGET_FILE:transport_test>)
-set_tests_properties(capture_test PROPERTIES TIMEOUT 120 SKIP_RETURN_CODE 77)
+set_tests_properties(capture_test PROPERTIES TIMEOUT ${limit} SKIP_RETURN_CODE 77 LABELS machine)

@@ -1,0 +1,142 @@
+// Two users, two machines: who may speak to whom.
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "apilib/unix/transport/transport.h"
+#include "portmap/mapper_process.h"
+#include "transport/service_process.h"
+
+namespace velt::test
+{
+namespace
+{
+
+constexpr rpcprog_t other_program = program + 1;
+
+std::string null_reply()
+{
+    return fragment(words({7, 1, 0, 0, 0, 0}));
+}
+
+// Only root and the user's own processes may speak.
+TEST(Machine, AnotherUserIsTurnedAwayAndReportedOnce)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to be two users";
+    ServiceProcess service([] {
+        if (setuid(1234) != 0)
+            _exit(1);
+    });
+    for (int i = 0; i < 2; i++) {
+        const pid_t stranger = fork();
+        if (stranger == 0) {
+            if (setuid(65534) != 0)
+                _exit(2);
+            Peer peer(service.port());
+            peer.send(fragment(head(NULLPROC)));
+            _exit(peer.closed() ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(stranger, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    Peer root(service.port());
+    ASSERT_TRUE(root.send(fragment(head(reports))));
+    EXPECT_EQ(root.receive(32), fragment(words({7, 1, 0, 0, 0, 0, 1})));
+    EXPECT_EQ(service.end(), 0);
+}
+
+void shell(const std::string &command)
+{
+    if (std::system(command.c_str()) != 0)
+        throw std::runtime_error(command);
+}
+
+// Two networks with a cable between them: the service's, at 10.9.0.1, and that of a process which
+// speaks to it as 10.9.0.2, the host's machine, and as 10.9.0.3.
+void speak_from_two_machines()
+{
+    const auto require = [](bool done) {
+        if (!done)
+            throw std::runtime_error("no networks");
+    };
+    int ready[2], port_known[2];
+    in_port_t port = 0;
+    require(unshare(CLONE_NEWNET) == 0 && pipe(ready) == 0 && pipe(port_known) == 0);
+    const pid_t other = fork();
+    if (other == 0) {
+        require(unshare(CLONE_NEWNET) == 0 && write(ready[1], &port, sizeof port) > 0 &&
+                read(port_known[0], &port, sizeof port) > 0);
+        shell("ip addr add 10.9.0.2/24 dev far && ip addr add 10.9.0.3/24 dev far && "
+              "ip link set far up");
+        const auto heard_as = [port](const char *machine) {
+            Peer peer(port, inet_addr("10.9.0.1"), inet_addr(machine));
+            peer.send(fragment(head(NULLPROC)));
+            return peer.receive(28) == null_reply();
+        };
+        EXPECT_TRUE(heard_as("10.9.0.2"));
+        EXPECT_FALSE(heard_as("10.9.0.3"));
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    require(read(ready[0], &port, sizeof port) > 0);
+    shell("ip link set lo up && ip link add near type veth peer name far && "
+          "ip addr add 10.9.0.1/24 dev near && ip link set near up && ip link set far netns " +
+          std::to_string(other));
+    ServiceProcess service(nullptr, inet_addr("10.9.0.2"));
+    port = service.port();
+    require(write(port_known[1], &port, sizeof port) > 0);
+    int status = -1;
+    waitpid(other, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(service.end(), 0);
+}
+
+TEST(Machine, OfOtherMachinesOnlyTheHostsMaySpeak)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to have networks of its own";
+    if (std::system("unshare --net ip link add near type veth peer name far 2>/dev/null") != 0)
+        GTEST_SKIP() << "the machine makes no networks with a cable between them";
+    const pid_t child = fork();
+    if (child == 0) {
+        speak_from_two_machines();
+        _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Machine, APortMapperOfAnotherUserIsNotBelievedAndDoesNotListen)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to be two users";
+    const auto found = [] { return mapper_find(at(0), other_program, 1, IPPROTO_TCP, {60, 0}); };
+    {
+        // Root may do what that user may, but is told nothing by it.
+        const MapperProcess others(1234);
+        EXPECT_FALSE(mapper_set(other_program, 1, IPPROTO_TCP, 40000));
+        EXPECT_EQ(found(), 0);
+        EXPECT_EQ(rpc_createerr.cf_error.re_errno, EACCES);
+    }
+    const MapperProcess mapper;
+    const pid_t stranger = fork();
+    if (stranger == 0)
+        _exit(setuid(1234) == 0 && !mapper_set(other_program, 1, IPPROTO_TCP, 40000) ? 0 : 1);
+    int status = -1;
+    waitpid(stranger, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(found(), 0);
+}
+
+} // namespace
+} // namespace velt::test
