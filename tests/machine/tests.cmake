@@ -10,5 +10,6 @@ add_test(NAME rpcbind_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/rpcbind_test.sh
   $<TARGET_FILE:rpcbind_tests> $<TARGET_FILE:vqhost> $<TARGET_FILE:host_test_client>
   ${PROJECT_SOURCE_DIR}/examples/alice.json)
 list(JOIN launcher " " words)
-set_tests_properties(rpcbind_test PROPERTIES TIMEOUT ${limit} ENVIRONMENT "LAUNCHER=${words}"
-  SKIP_RETURN_CODE 77 LABELS machine)
+# The RPC library forgets the 16 bytes of an address whenever it registers a service.
+set_tests_properties(rpcbind_test PROPERTIES TIMEOUT ${limit}
+  ENVIRONMENT "LAUNCHER=${words};ASAN_OPTIONS=detect_leaks=0" SKIP_RETURN_CODE 77 LABELS machine)
