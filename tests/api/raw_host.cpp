@@ -1,5 +1,7 @@
 #include "api/raw_host.h"
 
+#include "apilib/unix/transport/transport.h"
+#include "portmap/mapper_process.h"
 #include "transport/service_process.h"
 
 #include <arpa/inet.h>
@@ -184,29 +186,43 @@ int listen_at_path(const std::string &path)
     return listen_at(reinterpret_cast<const sockaddr *>(&address), sizeof address);
 }
 
-enum : UIntT { set_procedure = 1, unset_procedure = 2, getport_procedure = 3 };
-constexpr UIntT with_addresses = 3; // the version in which these are texts
-
-// A counted text of the argument of the newer version, and where the next one begins.
-std::string text_at(const Bytes &bytes, std::size_t &at)
-{
-    const std::size_t size = word_at(bytes, at);
-    const auto begin = bytes.begin() + static_cast<long>(at) + 4;
-    at += 4 + (size + 3) / 4 * 4;
-    return {begin, begin + static_cast<long>(size)};
-}
-
 } // namespace
 
-RawMapper::RawMapper()
+RawHost::RawHost() : RawHost(listen_on_loopback()) {}
+
+RawHost::RawHost(std::pair<int, in_port_t> listener)
+    : RawServer({listener.first}, [](const HostCall &) { return HostReply{}; }),
+      port_(listener.second)
+{
+    EXPECT_TRUE(velt::mapper_set(host_program, host_version, IPPROTO_TCP, port_));
+}
+
+RawHost::~RawHost()
+{
+    velt::mapper_unset(host_program, host_version);
+}
+
+RawMapper::RawMapper(const RawHost &host)
 {
     char folder[] = "/tmp/velt-mapper-XXXXXX";
     EXPECT_NE(mkdtemp(folder), nullptr);
     path_ = std::string(folder) + "/socket";
     const auto [listener, port] = listen_on_loopback();
     port_ = port;
-    server_.emplace(std::vector{listener, listen_at_path(path_)},
-                    [this](const HostCall &call) { return serve(call); });
+    const auto answer = [this, known = host.port()](const HostCall &call) {
+        constexpr UIntT set = 1, get_port = 3;
+        // In the newer version the port is the end of an address in words.
+        unsigned high = 0, low = 0;
+        if (call.procedure == set && call.version == 3)
+            std::sscanf(reinterpret_cast<const char *>(&call.arguments.at(20)), "0.0.0.0.%u.%u",
+                        &high, &low);
+        else if (call.procedure == set)
+            low = word_at(call.arguments, 12);
+        if (call.procedure == set)
+            registered_ = static_cast<in_port_t>(high * 256 + low);
+        return HostReply{HostReply::answer, words({call.procedure == get_port ? known : 1U})};
+    };
+    server_.emplace(std::vector{listener, listen_at_path(path_)}, answer);
 }
 
 RawMapper::~RawMapper()
@@ -214,57 +230,6 @@ RawMapper::~RawMapper()
     server_.reset();
     unlink(path_.c_str());
     rmdir(path_.substr(0, path_.rfind('/')).c_str());
-}
-
-HostReply RawMapper::serve(const HostCall &call)
-{
-    const UIntT program = word_at(call.arguments, 0), version = word_at(call.arguments, 4);
-    UIntT protocol = 0, port = 0;
-    if (call.version == with_addresses) {
-        std::size_t at = 8;
-        protocol = text_at(call.arguments, at) == "udp" ? IPPROTO_UDP : IPPROTO_TCP;
-        unsigned high = 0, low = 0;
-        if (std::sscanf(text_at(call.arguments, at).c_str(), "0.0.0.0.%u.%u", &high, &low) == 2)
-            port = high * 256 + low;
-    } else {
-        protocol = word_at(call.arguments, 8);
-        port = word_at(call.arguments, 12);
-    }
-    UIntT result = 1;
-    if (call.procedure == set_procedure)
-        set(program, version, protocol, static_cast<in_port_t>(port));
-    else if (call.procedure == unset_procedure)
-        unset(program, version);
-    else
-        result = find(program, version, protocol);
-    return {HostReply::answer, words({result})};
-}
-
-void RawMapper::set(UIntT program, UIntT version, UIntT protocol, in_port_t port)
-{
-    std::lock_guard lock(mutex_);
-    ports_[{program, version, protocol}] = port;
-}
-
-void RawMapper::unset(UIntT program, UIntT version)
-{
-    std::lock_guard lock(mutex_);
-    std::erase_if(ports_, [=](const auto &each) {
-        return each.first[0] == program && each.first[1] == version;
-    });
-}
-
-in_port_t RawMapper::find(UIntT program, UIntT version, UIntT protocol)
-{
-    std::lock_guard lock(mutex_);
-    const auto found = ports_.find({program, version, protocol});
-    return found == ports_.end() ? 0 : found->second;
-}
-
-bool RawMapper::empty()
-{
-    std::lock_guard lock(mutex_);
-    return ports_.empty();
 }
 
 std::string RawMapper::told()
@@ -278,23 +243,16 @@ std::string RawMapper::told()
     return lines;
 }
 
-RawMapper &mapper()
+namespace
 {
-    static RawMapper only;
-    static const int named = setenv("VQPMAP", std::to_string(only.port()).c_str(), 1);
-    EXPECT_EQ(named, 0);
-    return only;
-}
 
-RawHost::RawHost() : RawHost(listen_on_loopback()) {}
+// The session's port mapper is there before any thread.
+struct WithMapper : testing::Environment {
+    void SetUp() override { mapper.emplace(); }
+    void TearDown() override { mapper.reset(); }
+    std::optional<velt::test::MapperProcess> mapper;
+};
 
-RawHost::RawHost(std::pair<int, in_port_t> listener)
-    : RawServer({listener.first}, [](const HostCall &) { return HostReply{}; })
-{
-    mapper().set(host_program, host_version, IPPROTO_TCP, listener.second);
-}
+[[maybe_unused]] const auto *const with_mapper = testing::AddGlobalTestEnvironment(new WithMapper);
 
-RawHost::~RawHost()
-{
-    mapper().unset(host_program, host_version);
-}
+} // namespace

@@ -4,12 +4,11 @@
 
 #include "api/samples.h"
 
-#include <array>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -60,49 +59,42 @@ private:
     std::thread thread_;
 };
 
-// A port mapper: the session's own at its port, and the machine's, of which clients that were built
-// for tests take it for, at its path and port too.
-class RawMapper
-{
-public:
-    RawMapper();
-    ~RawMapper();
-
-    in_port_t port() const { return port_; }
-    const std::string &path() const { return path_; }
-    // For a client that thinks that it talks to the machine's.
-    std::string as_machines() const { return path_ + ":" + std::to_string(port_); }
-
-    void set(UIntT program, UIntT version, UIntT protocol, in_port_t port);
-    void unset(UIntT program, UIntT version);
-    in_port_t find(UIntT program, UIntT version, UIntT protocol);
-    bool empty();
-    // What it was told since the last time, a line each: version, procedure, argument.
-    std::string told();
-
-private:
-    HostReply serve(const HostCall &call);
-
-    std::mutex mutex_;
-    std::map<std::array<UIntT, 3>, in_port_t> ports_; // by program, version and protocol
-    std::string path_;
-    in_port_t port_ = 0;
-    std::optional<RawServer> server_;
-};
-
-// The one that the tests of this process and their clients use; made, and named in the environment,
-// when it is needed first.
-RawMapper &mapper();
-
-// A host of plain sockets, which is registered with the port mapper.
+// A host of plain sockets, which is registered with the session's port mapper.
 class RawHost : public RawServer
 {
 public:
     RawHost();
     ~RawHost();
 
+    in_port_t port() const { return port_; }
+
 private:
     explicit RawHost(std::pair<int, in_port_t> listener);
+
+    in_port_t port_;
+};
+
+// A port mapper of plain sockets, the session's or the machine's: it says yes to whatever it is
+// told, and knows of one host alone.
+class RawMapper
+{
+public:
+    explicit RawMapper(const RawHost &host);
+    ~RawMapper();
+
+    std::string as_sessions() const { return std::to_string(port_); }
+    // For a client that takes this one for the machine's.
+    std::string as_machines() const { return path_ + ":" + as_sessions(); }
+    // The port that was registered last.
+    in_port_t registered() const { return registered_; }
+    // What it was told, a line each: version, procedure, argument.
+    std::string told();
+
+private:
+    std::string path_;
+    in_port_t port_;
+    std::atomic<in_port_t> registered_ = 0;
+    std::optional<RawServer> server_;
 };
 
 // Big-endian words.

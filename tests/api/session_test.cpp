@@ -4,6 +4,7 @@
 
 #include "api/raw_host.h"
 
+#include "apilib/unix/transport/transport.h"
 #include "transport/service_process.h"
 
 #include <arpa/inet.h>
@@ -108,6 +109,12 @@ private:
 class Caller
 {
 public:
+    explicit Caller(const RawMapper *mapper = nullptr)
+        : peer(mapper ? mapper->registered()
+                      : velt::mapper_find(velt::test::at(0), client_program, client_version,
+                                          IPPROTO_TCP, {120, 0}))
+    {
+    }
     void send(UIntT procedure, const std::string &arguments)
     {
         using velt::test::words;
@@ -132,14 +139,9 @@ public:
         return status();
     }
 
-    velt::test::Peer peer{service_port()};
+    velt::test::Peer peer;
 
 private:
-    static in_port_t service_port()
-    {
-        return mapper().find(client_program, client_version, IPPROTO_TCP);
-    }
-
     UIntT last = 100;
 };
 
@@ -182,7 +184,7 @@ protected:
                text(Bytes(padded.begin(), padded.end())) + "00000007 00000008";
     }
     // Starts a client and waits for its acknowledgement.
-    void start(Environment environment = {})
+    void start(Environment environment = {}, const RawMapper *mapper = nullptr)
     {
         if (!environment.count("VQAPIX"))
             environment["VQAPIX"] = identity(getpid(), "-4.tester");
@@ -191,7 +193,7 @@ protected:
         ASSERT_TRUE(call);
         ASSERT_EQ(call->procedure, 1000U);
         process = static_cast<pid_t>(word_at(call->arguments, 0));
-        caller.emplace();
+        caller.emplace(mapper);
     }
     void quit()
     {
@@ -222,9 +224,9 @@ protected:
 };
 
 // What a client needs to be on a machine of that name, with the machine's port mapper.
-Environment on_machine(const std::string &name)
+Environment on_machine(const std::string &name, const RawMapper &mapper)
 {
-    return {{"VQPMAP", ""}, {"MACHINE_MAPPER", mapper().as_machines()}, {"MACHINE_NAME", name}};
+    return {{"VQPMAP", ""}, {"MACHINE_MAPPER", mapper.as_machines()}, {"MACHINE_NAME", name}};
 }
 
 TEST_F(Session, StartUpFailures)
@@ -242,9 +244,11 @@ TEST_F(Session, StartUpFailures)
     host.reset();
     expect_failure(sound, "unable to create TCP client");
     // Nothing stays registered.
-    EXPECT_TRUE(mapper().empty());
+    EXPECT_FALSE(velt::mapper_unset(client_program, client_version));
 
-    Environment nowhere = on_machine("nowhere.invalid");
+    host.emplace();
+    RawMapper mapper(*host);
+    Environment nowhere = on_machine("nowhere.invalid", mapper);
     nowhere.insert(*sound.begin());
     expect_failure(nowhere, "unable to gethostbyname");
 }
@@ -265,29 +269,26 @@ TEST_F(Session, TellsThePortMapper)
         return number(static_cast<UIntT>(what.size())) +
                (what.empty() ? "" : " " + text(Bytes(padded.begin(), padded.end())));
     };
-    const std::string client_words = number(client_program) + number(client_version);
+    const std::string ours = number(client_program) + number(client_version);
     const std::string lookup =
         "2 3" + number(host_program) + number(host_version) + number(6) + number(0) + "\n";
-    mapper().told();
-    start();
-    UIntT port = mapper().find(client_program, client_version, IPPROTO_TCP);
+    const std::string unset = "2 2" + ours + number(0) + number(0) + "\n";
+    RawMapper mapper(*host);
+    start({{"VQPMAP", mapper.as_sessions()}}, &mapper);
     quit();
-    const std::string unset = "2 2" + client_words + number(0) + number(0) + "\n";
-    EXPECT_EQ(mapper().told(),
-              unset + "2 1" + client_words + number(6) + number(port) + "\n" + lookup + unset);
+    EXPECT_EQ(mapper.told(), unset + "2 1" + ours + number(6) + number(mapper.registered()) + "\n" +
+                                 lookup + unset);
 
     // The machine's hears the network's name, an address and the user's number.
-    start(on_machine("localhost"));
-    port = mapper().find(client_program, client_version, IPPROTO_TCP);
+    start(on_machine("localhost", mapper), &mapper);
     quit();
     const std::string owner = counted(std::to_string(geteuid())) + "\n";
-    const std::string address =
-        "0.0.0.0." + std::to_string(port / 256) + "." + std::to_string(port % 256);
-    const std::string unset_both = "3 2" + client_words + counted("udp") + counted("") + owner +
-                                   "3 2" + client_words + counted("tcp") + counted("") + owner;
-    EXPECT_EQ(mapper().told(), unset_both + "3 1" + client_words + counted("tcp") +
-                                   counted(address) + owner + lookup + unset_both);
-    EXPECT_TRUE(mapper().find(client_program, client_version, IPPROTO_TCP) == 0);
+    const std::string address = "0.0.0.0." + std::to_string(mapper.registered() / 256) + "." +
+                                std::to_string(mapper.registered() % 256);
+    const std::string unset_both = "3 2" + ours + counted("udp") + counted("") + owner + "3 2" +
+                                   ours + counted("tcp") + counted("") + owner;
+    EXPECT_EQ(mapper.told(), unset_both + "3 1" + ours + counted("tcp") + counted(address) + owner +
+                                 lookup + unset_both);
 }
 
 TEST_F(Session, ForksUnlessTheNumberIsNegative)
@@ -423,11 +424,12 @@ TEST_F(Session, OutlivesAHostThatItCannotCheck)
         const char *machine;
         pid_t pid;
     } hosts[] = {{"localhost", 0}, {"localhost", getpid()}, {"127.0.0.9", dead()}};
+    RawMapper mapper(*host);
     for (const auto &[machine, pid] : hosts) {
         SCOPED_TRACE(std::string(machine) + " " + std::to_string(pid));
-        Environment environment = on_machine(machine);
+        Environment environment = on_machine(machine, mapper);
         environment.insert({{"VQAPIX", identity(pid, "-4.tester")}, {"SHORT_WAIT", ""}});
-        start(environment);
+        start(environment, &mapper);
         usleep(200'000); // several waits
         EXPECT_EQ(caller->call(0, ""), 0);
         quit();
@@ -445,7 +447,7 @@ public:
         socklen_t size = sizeof address;
         EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), size), 0);
         getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
-        mapper().set(session_program, 1, IPPROTO_UDP, ntohs(address.sin_port));
+        EXPECT_TRUE(velt::mapper_set(session_program, 1, IPPROTO_UDP, ntohs(address.sin_port)));
         descriptor = fd;
         thread = std::thread([=, this, answer = std::move(answer)] {
             for (int served = 0; served < 2;) {
@@ -475,7 +477,7 @@ public:
     {
         finish();
         close(descriptor);
-        mapper().unset(session_program, 1);
+        velt::mapper_unset(session_program, 1);
     }
     void finish()
     {

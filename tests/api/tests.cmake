@@ -5,12 +5,12 @@ target_link_options(api_values_test PRIVATE
   -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free)
 
 velt_test(api_calls_test SOURCES api/calls_test.cpp api/raw_host.cpp transport/service_process.cpp
-  LINK velt-api-static)
+  LINK vqhost-lib velt-api-static)
 
 add_executable(session_client ${CMAKE_CURRENT_LIST_DIR}/session_client.cpp)
 target_link_libraries(session_client PRIVATE velt_options velt-api-static)
 velt_test(api_session_test SOURCES api/session_test.cpp api/raw_host.cpp transport/service_process.cpp
-  LINK velt-api-static)
+  LINK vqhost-lib velt-api-static)
 target_compile_definitions(api_session_test PRIVATE
   SESSION_CLIENT="$<TARGET_FILE:session_client>")
 add_dependencies(api_session_test session_client)
