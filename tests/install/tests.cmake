@@ -2,5 +2,5 @@
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize" AND NOT VELT_MEMCHECK)
   add_test(NAME install_test COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/install_test.sh
     ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR} ${CMAKE_CXX_COMPILER} ${CMAKE_C_COMPILER})
-  set_tests_properties(install_test PROPERTIES TIMEOUT 300)
+  set_tests_properties(install_test PROPERTIES TIMEOUT ${limit})
 endif()
