@@ -44,8 +44,6 @@ void act()
     if (wanted("hang"))
         for (;;)
             pause();
-    if (wanted("slow"))
-        usleep(400'000);
     if (wanted("bail out"))
         V_ApiBailOut();
     if (wanted("done twice")) {
@@ -77,7 +75,7 @@ void act()
     }
     if (wanted("bad calls")) {
         IntT nothing = 0;
-        const timeval limit = {5, 0};
+        const timeval limit = {600, 0};
         const auto raw = [&](rpcproc_t number) {
             auto *body = reinterpret_cast<caddr_t>(&nothing);
             return clnt_call(velt_client, number, nothing_coded, body, nothing_coded, body, limit);
@@ -105,7 +103,12 @@ void V_ApiInitialize(IntT initCode)
 
 void V_ApiCommand(IntT command)
 {
+    timeval limit = {0, 100'000}, former;
+    clnt_control(velt_client, CLGET_TIMEOUT, reinterpret_cast<char *>(&former));
+    if (wanted("give up waiting") && command == 1)
+        clnt_control(velt_client, CLSET_TIMEOUT, reinterpret_cast<char *>(&limit));
     tell("command %d", command);
+    clnt_control(velt_client, CLSET_TIMEOUT, reinterpret_cast<char *>(&former));
     act();
 }
 
@@ -133,8 +136,6 @@ int main(int argc, char **argv)
     if (wanted("never acknowledge"))
         for (;;)
             pause();
-    if (wanted("give up waiting"))
-        VA_TimeOut = {0, 100'000};
     if (const char *program = std::getenv("VQTEST_SESSION")) {
         IntT result = V_ApiConnectToSession("visitor", nullptr,
                                             static_cast<UIntT>(std::strtoul(program, nullptr, 10)));
