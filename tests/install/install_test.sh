@@ -122,8 +122,8 @@ done
 echo "== The example with the installed host"
 for hello in "$work"/hello/hello{,-static} "$work"/hello-{shared,static}; do
     name=$(basename "$hello")
-    "$tree/bin/vqhost" run "$source/examples/alice.json" --port-mapper own --client "$hello" \
-        "choose Say Hello" "expect alert Hello from $name, client 1." >"$work/log" 2>&1 ||
+    "$tree/bin/vqhost" run "$source/examples/alice.json" --port-mapper own \
+        --time-limit 600 --client "$hello" "choose Say Hello" "expect alert Hello from $name, client 1." >"$work/log" 2>&1 ||
         fail "$name with vqhost: $(cat "$work/log")"
 done
 

@@ -52,7 +52,7 @@ until_so "rpcbind does not answer" rpcinfo -p 127.0.0.1 >/dev/null
 
 echo "== The host and its client are registered while they run"
 mkfifo "$work/commands"
-"${vqhost[@]}" run "$book" --client "$client" <"$work/commands" &
+"${vqhost[@]}" run "$book" --time-limit 600 --client "$client" <"$work/commands" &
 host=$!
 exec 3>"$work/commands"
 until_so "host, session and client are not registered" programs 3
@@ -62,8 +62,8 @@ programs 0 || fail "something stays registered"
 
 echo "== One that has stopped holds nobody up"
 kill -STOP $rpcbind
-"${vqhost[@]}" run "$book" --client "$client" "expect running $(basename "$client")" ||
+"${vqhost[@]}" run "$book" --time-limit 600 --client "$client" "expect running $(basename "$client")" ||
     fail "vqhost ended with $?"
 code=0
-"${vqhost[@]}" run "$book" --client "$client" --port-mapper machine quit 2>"$work/error" || code=$?
+"${vqhost[@]}" run "$book" --time-limit 600 --client "$client" --port-mapper machine quit 2>"$work/error" || code=$?
 { [[ $code == 3 ]] && grep -q "start rpcbind" "$work/error"; } || fail "status $code: $(cat "$work/error")"

@@ -18,11 +18,13 @@ book() { # FILE LANGUAGE
 END
 }
 
+# Only a client that hangs takes so long.
+session=(--port-mapper own --time-limit 600)
 on_fresh_book() { # EXIT-CODE ARGUMENTS...
     local wanted=$1
     shift
     book three.json usenglish
-    run "$wanted" run three.json --port-mapper own "$@" </dev/null
+    run "$wanted" run three.json "${session[@]}" "$@" </dev/null
 }
 
 with=(--client "$shelfwise")
@@ -31,7 +33,7 @@ down="choose Move File Down"
 delete="choose Delete File from Book"
 
 # Code 1 defines the commands and ends; any other defines nothing and stays.
-on_fresh_book 0 "${with[@]}" "expect running none" \
+on_fresh_book 0 "${with[@]}" "wait exit" "expect running none" \
     "expect menu Delete File from Book,Move File Up,Move File Down"
 on_fresh_book 0 "${with[@]}" --init 2 "expect running shelfwise" "expect menu none"
 
@@ -49,10 +51,11 @@ wrote err "propIdent={num=529}, newVal=1) = 0"
 # Labels in the session's language; without resources one alert and no commands.
 book german.json deutsch
 labels=$(sed -n 's/^[0-2]: *//p' "$4/deutsch.txt" | paste -sd,)
-run 0 run german.json --port-mapper own "${with[@]}" "expect menu $labels"
+run 0 run german.json "${session[@]}" "${with[@]}" "expect menu $labels"
 alert="Cannot find string resource file. Please check that Shelfwise is correctly installed, and \
 try again."
-VQHOME=$work on_fresh_book 0 "${with[@]}" "expect alert $alert" "expect menu none" "expect running none"
+VQHOME=$work on_fresh_book 0 "${with[@]}" "expect alert $alert" "expect menu none" "wait exit" \
+    "expect running none"
 
 # What is saved is loaded again.
 on_fresh_book 0 "${with[@]}" "$delete" save
@@ -86,14 +89,12 @@ wrote err "bad.json:2: "
 
 # An interrupt ends the clients too.
 book three.json usenglish
-"${program[@]}" run three.json --port-mapper own "${with[@]}" --init 2 "wait 60" >out 2>err &
+"${program[@]}" run three.json "${session[@]}" "${with[@]}" --init 2 "wait 86400" >out 2>err &
 host=$!
-for ((i = 0; i < 300; i++)); do
-    client=$(pgrep -P "$host" -f 'shelfwise$' || true)
-    [[ -z $client ]] || break
+until client=$(pgrep -P "$host" -f 'shelfwise$'); do
+    kill -0 "$host" # it runs
     sleep 0.1
 done
-[[ -n $client ]] || fail "the client did not start"
 kill -INT "$host"
 code=0
 wait "$host" || code=$?
