@@ -244,7 +244,7 @@ TEST_F(ServerTest, BreachesOfTurnTakingAreReported)
         desk.reports.clear();
         Client &client = start(script);
         EXPECT_TRUE(host.command(client, 1));
-        serve_until([&] { return !desk.reports.empty() && told.back() == last; });
+        serve_until([&, final = last] { return !desk.reports.empty() && told.back() == final; });
         EXPECT_EQ(desk.reports, Lines{client.title() + ": " + breach}) << script;
         EXPECT_TRUE(host.message(client, "goes on", 0, 0)) << script;
     }

@@ -296,13 +296,14 @@ CLIENT *make_client(int fd, const sockaddr_in &address, rpcprog_t program, rpcve
         return no_client(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_SYSTEMERROR, errno);
     auto *made = make<Caller>(fd, address, program, version);
     auto *handle = make<CLIENT>();
-    if (!made || !handle) {
+    AUTH *nobody = authnone_create();
+    if (!made || !handle || !nobody) {
         std::free(made);
         std::free(handle);
         close(fd);
         return no_client(RPC_SYSTEMERROR, ENOMEM);
     }
-    handle->cl_auth = authnone_create();
+    handle->cl_auth = nobody;
     handle->cl_ops = &operations;
     handle->cl_private = made;
     return handle;

@@ -9,6 +9,9 @@
 namespace velt
 {
 
+// How long what lacks a descriptor or memory rests.
+constexpr Time breather = 100'000'000;
+
 // Whatever has a descriptor to be waited for.
 struct Waiter {
     enum Kind { listener, serving, calling, foreign };

@@ -35,7 +35,9 @@ int session_mapper()
         return -1;
     char *end;
     const long port = std::strtol(name, &end, 10);
-    return *end == '\0' && port > 0 && port <= 0xFFFF ? static_cast<int>(port) : 0;
+    return *name >= '0' && *name <= '9' && *end == '\0' && port > 0 && port <= 0xFFFF
+               ? static_cast<int>(port)
+               : 0;
 }
 
 sockaddr_in on_loopback(int port)

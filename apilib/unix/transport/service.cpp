@@ -22,9 +22,6 @@ using MoreOperations = std::remove_pointer_t<decltype(SVCXPRT::xp_ops2)>;
 
 constexpr Time longest_turn = 5'000'000;
 
-// How long accepting rests when the process has no descriptor left.
-constexpr Time breather = 100'000'000;
-
 // A call of the peer that is being answered. They nest when a handler serves its own peer.
 struct Call {
     XDR arguments{};

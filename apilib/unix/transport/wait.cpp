@@ -229,6 +229,9 @@ int transport_wait(UIntT *others, int milliseconds)
             const short events = interest(*each, time, nearest);
             each->slot = events && !each->ready ? polled->add(each->descriptor, events) : -1;
             ready += each->ready;
+            // Without memory to wait for it, soon again.
+            if (events && !each->ready && each->slot < 0)
+                nearest = std::min(nearest, time + breather);
             nearest = std::min(nearest, each->deadline);
         }
         const std::size_t ours = polled->count;
