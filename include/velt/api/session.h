@@ -48,8 +48,8 @@ IntT V_ApiRun(int argc, char **argv);
  *
  * A second variable, VQPMAP, may name the port on 127.0.0.1 of a port mapper of the session's own.
  * Where it is set and not empty, that one is told and asked in the place of the machine's, the
- * session is of this machine alone, whose name is then "localhost", and the client's service listens
- * on the loopback interface. */
+ * session is of this machine alone, whose name is then "localhost", and the client's service
+ * listens on the loopback interface. */
 const char *V_ApiStartUp(V_FdFuncT fdFunc);
 /* Releases everything that start-up made. Harmless when there is nothing. */
 void V_ApiShutDown(void);
