@@ -224,7 +224,8 @@ try {
         std::unique_ptr<Process> host;
         const double seconds = timed(1, [&](std::size_t) {
             host = std::make_unique<Process>(std::vector{VELT_BENCH_VQHOST, "run", VELT_BENCH_BOOK,
-                                                         "--client", VELT_BENCH_CLIENT, "quit"},
+                                                         "--port-mapper", "own", "--client",
+                                                         VELT_BENCH_CLIENT, "quit"},
                                              ends[1]);
             close(ends[1]);
             char byte;

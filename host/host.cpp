@@ -78,9 +78,13 @@ Host::Host(Options options, Model &model, Desk &desk)
 {
     // The end of a client that has detached itself is seen too.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    if (!options_.port_mapper)
-        options_.port_mapper =
-            std::make_shared<SessionPortMapper>([this](const char *what) { heard(this, what); });
+    try {
+        if (!options_.port_mapper)
+            options_.port_mapper = std::make_shared<SessionPortMapper>(
+                [this](const char *what) { heard(this, what); });
+    } catch (const std::system_error &error) {
+        throw HostError(error.what());
+    }
     // With a port mapper of its own the session is this machine's alone.
     const in_addr_t interface =
         options_.port_mapper->name().empty() ? INADDR_ANY : htonl(INADDR_LOOPBACK);
@@ -116,12 +120,13 @@ Host::~Host()
 UIntT Host::register_service(const SVCXPRT *service, unsigned protocol)
 {
     if (!service)
-        throw HostError("cannot create the host's service: no socket on the loopback interface");
+        throw HostError("cannot create the host's service: " +
+                        std::generic_category().message(errno));
     const UIntT program = free_program();
     if (!options_.port_mapper->set({program, service_version, protocol, service->xp_port}))
         throw HostError("cannot register program " + std::to_string(program) +
-                        " with the machine's port mapper: see that rpcbind runs and lets you, or "
-                        "have the host use its own");
+                        " with the port mapper: see that rpcbind runs and lets you, or take "
+                        "--port-mapper own");
     return program;
 }
 

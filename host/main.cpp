@@ -363,7 +363,7 @@ int run(int argc, char **argv)
             };
         try {
             host = std::make_unique<Host>(std::move(options), model, desk);
-        } catch (const std::runtime_error &error) {
+        } catch (const HostError &error) {
             throw CommandError(no_mapper, error.what());
         }
     }

@@ -41,10 +41,7 @@ bool MachinePortMapper::unset(UIntT program, UIntT version)
 
 in_port_t MachinePortMapper::find(UIntT program, UIntT version, unsigned protocol)
 {
-    sockaddr_in here{};
-    here.sin_family = AF_INET;
-    here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return mapper_find(here, program, version, protocol, time_to_find);
+    return mapper_find(on_loopback(), program, version, protocol, time_to_find);
 }
 
 SessionPortMapper::SessionPortMapper(Report report)

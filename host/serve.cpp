@@ -135,11 +135,8 @@ try {
 void Host::connect(Client &client)
 {
     client.connect_tried = true;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port =
-        htons(options_.port_mapper->find(client.program, client.version, IPPROTO_TCP));
+    const sockaddr_in address =
+        on_loopback(options_.port_mapper->find(client.program, client.version, IPPROTO_TCP));
     if (address.sin_port)
         client.handle = transport_connect(address, client.program, client.version, connect_limit);
     if (!client.handle)

@@ -301,38 +301,11 @@ TEST_F(ServerTest, ReplyThatIsDropped)
     EXPECT_EQ(told, Lines{"command 2"});
 }
 
-bool_t nothing(XDR *, ...)
-{
-    return TRUE;
-}
-
 int status_of(pid_t pid)
 {
     int status = 0;
     waitpid(pid, &status, 0);
     return WEXITSTATUS(status);
-}
-
-TEST_F(ServerTest, ProcessOfAnotherUserIsTurnedAway)
-{
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs root, to be two users";
-    const pid_t stranger = fork();
-    if (stranger == 0) {
-        const in_port_t port = mapper->find(host.session_program(), 1, IPPROTO_UDP);
-        sockaddr_in address{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
-        int socket = RPC_ANYSOCK;
-        CLIENT *const client = setuid(65534) == 0 ? clntudp_create(&address, host.session_program(),
-                                                                   1, {1, 0}, &socket)
-                                                  : nullptr;
-        const bool unheard = client && clnt_call(client, NULLPROC, nothing, nullptr, nothing,
-                                                 nullptr, (timeval{1, 0})) == RPC_TIMEDOUT;
-        if (client)
-            clnt_destroy(client);
-        _exit(unheard ? 0 : 1);
-    }
-    serve_until([&] { return desk.reported("turned away a datagram"); });
-    EXPECT_EQ(status_of(stranger), 0);
 }
 
 TEST_F(ServerTest, ProcessIsTakenInOverUdp)

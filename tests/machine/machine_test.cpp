@@ -8,10 +8,13 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <memory>
 #include <stdexcept>
 
 #include "apilib/unix/transport/transport.h"
+#include "host/host.h"
 #include "portmap/mapper_process.h"
 #include "transport/service_process.h"
 
@@ -136,6 +139,47 @@ TEST(Machine, APortMapperOfAnotherUserIsNotBelievedAndDoesNotListen)
     waitpid(stranger, &status, 0);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(found(), 0);
+}
+
+struct ListeningDesk : host::Desk {
+    bool reported = false;
+    IntT alert(int, const std::string &, IntT) override { return 0; }
+    void report(const std::string &line) override
+    {
+        reported |= line.starts_with("turned away a datagram");
+    }
+};
+
+TEST(Machine, ADatagramOfAnotherUserIsTurnedAway)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to be two users";
+    host::Model model;
+    ListeningDesk desk;
+    auto mapper = std::make_shared<host::SessionPortMapper>();
+    host::Options options;
+    options.port_mapper = mapper;
+    host::Host host(std::move(options), model, desk);
+    const UIntT session = host.session_program();
+    const std::string ask = fragment(words({7, 0, 2, session, 1, 0, 0, 0, 0, 0})).substr(4);
+    const pid_t stranger = fork();
+    if (stranger == 0) {
+        const sockaddr_in to = at(mapper->find(session, 1, IPPROTO_UDP));
+        if (setuid(65534) != 0)
+            _exit(1);
+        // Whose it is counts as the socket is made.
+        const int descriptor = socket(AF_INET, SOCK_DGRAM, 0);
+        connect(descriptor, reinterpret_cast<const sockaddr *>(&to), sizeof to);
+        char answer;
+        _exit(send(descriptor, ask.data(), ask.size(), 0) > 0 && recv(descriptor, &answer, 1, 0) < 0
+                  ? 0
+                  : 1);
+    }
+    while (!desk.reported)
+        host.serve(milliseconds(20));
+    EXPECT_EQ(waitpid(stranger, nullptr, WNOHANG), 0) << "it waits for an answer";
+    kill(stranger, SIGKILL);
+    waitpid(stranger, nullptr, 0);
 }
 
 } // namespace

@@ -6,8 +6,13 @@
 
 #include <rpc/pmap_prot.h>
 
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "apilib/routines.h"
 #include "portmap/mapper_process.h"
@@ -62,13 +67,13 @@ TEST(SessionPortMapper, IsOfThisMachine)
     VA_Limits.connectSeconds = 1;
     for (const char *nowhere : {"1", "0", "65536", "-1", "port", "111x"}) {
         setenv("VQPMAP", nowhere, 1);
-        EXPECT_TRUE(mapper_is_sessions());
+        EXPECT_TRUE(session_has_mapper());
         EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40000)) << nowhere;
         EXPECT_EQ(port_of(program), 0) << nowhere;
     }
     VA_Limits.connectSeconds = 60;
     setenv("VQPMAP", "", 1);
-    EXPECT_FALSE(mapper_is_sessions());
+    EXPECT_FALSE(session_has_mapper());
 }
 
 TEST(SessionPortMapper, RefusesWhatItCannotServe)
@@ -96,6 +101,47 @@ TEST(SessionPortMapper, RefusesWhatItCannotServe)
     EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_SET, {program, version, IPPROTO_TCP, 65536}), 0);
     EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_SET, {program, version, 47, 1}), 0);
     EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_SET), 1);
+}
+
+// One that answers nothing, and one that answers what nobody has asked, without end.
+TEST(SessionPortMapper, IsNotWaitedForWithoutBound)
+{
+    int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = on_loopback();
+    socklen_t size = sizeof address;
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    ASSERT_EQ(bind(listener, generic, size), 0);
+    ASSERT_EQ(listen(listener, 8), 0);
+    ASSERT_EQ(getsockname(listener, generic, &size), 0);
+    setenv("VQPMAP", std::to_string(ntohs(address.sin_port)).c_str(), 1);
+    VA_Limits.connectSeconds = 1;
+    for (const bool floods : {false, true}) {
+        std::atomic<bool> over = false;
+        std::thread peer([&] {
+            if (!floods)
+                return;
+            for (int i = 0; i < 3; i++) {
+                velt::test::Peer asking(accept(listener, nullptr, nullptr));
+                const std::string stale =
+                    velt::test::fragment(velt::test::words({7, 1, 0, 0, 0, 0, 1}));
+                while (!over && asking.send(stale))
+                    ;
+            }
+        });
+        EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40000));
+        EXPECT_FALSE(mapper_unset(program, version));
+        EXPECT_EQ(port_of(program), 0);
+        over = true;
+        peer.join();
+        // Those of the silent round stay in the queue.
+        if (!floods) {
+            for (int i = 0; i < 3; i++)
+                close(accept(listener, nullptr, nullptr));
+        }
+    }
+    VA_Limits.connectSeconds = 60;
+    close(listener);
+    unsetenv("VQPMAP");
 }
 
 TEST(SessionPortMapper, KeepsSoManyRegistrations)

@@ -24,7 +24,7 @@ namespace
     ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
     // The first allocates what later ones use again.
     for (int i = 0; i < 2; i++) {
-        if (call_echo(client.get(), "a", nullptr) != RPC_SUCCESS)
+        if (call_echo(client.get(), "a", nullptr, {3600, 0}) != RPC_SUCCESS)
             _exit(1);
         kill(getpid(), SIGSTOP);
     }

@@ -236,10 +236,14 @@ TEST(Service, KeepsSoManyIdleConnections)
 {
     for (const char *begun : {"", "\x80"}) {
         ServiceProcess service([] { VA_Limits.idleConnections = 4; });
+        const Client known = stock_client(service.port());
+        ASSERT_EQ(call_echo(known.get(), "a", nullptr), RPC_SUCCESS);
         std::vector<std::unique_ptr<Peer>> idle;
         for (int i = 0; i < 6; i++) {
             idle.push_back(std::make_unique<Peer>(service.port()));
             ASSERT_TRUE(idle.back()->send(begun));
+            // By the second call it has been read.
+            EXPECT_TRUE(ping(known.get()) && ping(known.get()));
         }
         EXPECT_TRUE(idle[0]->closed());
         EXPECT_TRUE(idle[1]->closed());
@@ -467,11 +471,11 @@ TEST(Caller, SignalsComeDuringACallAndWhileConnecting)
     setitimer(ITIMER_REAL, &timer, nullptr);
     takes_a_second([&] {
         EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT);
-        EXPECT_GE(alarms, 2);
+        EXPECT_GE(alarms, 1);
     });
     alarms = 0;
     connecting_takes_a_second();
-    EXPECT_GE(alarms, 2);
+    EXPECT_GE(alarms, 1);
     const itimerval off{};
     setitimer(ITIMER_REAL, &off, nullptr);
 }

@@ -50,7 +50,7 @@ bool strEqual(const char *a, const char *b)
 const char *thishost()
 {
     // A session with a port mapper of its own is this machine's alone, whatever its name is.
-    if (velt::mapper_is_sessions())
+    if (velt::session_has_mapper())
         return "localhost";
     static char h[256];
     if (!h[0])
@@ -70,11 +70,19 @@ void allow_machine(const char *name, in_addr_t first)
     }
 }
 
+// A session with a port mapper of its own is on this machine, also for who gives it its name.
+bool is_this_session(const char *name)
+{
+    char here[sizeof session.myname] = "";
+    return velt::session_has_mapper() && gethostname(here, sizeof here - 1) == 0 &&
+           strEqual(name, here);
+}
+
 int hostnameToRealAddr(const char *name, sockaddr_in *address)
 {
     *address = {};
     address->sin_family = AF_INET;
-    if (strEqual(name, nullptr) || strEqual(name, "localhost")) {
+    if (strEqual(name, nullptr) || strEqual(name, "localhost") || is_this_session(name)) {
         address->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         return 0;
     }
@@ -123,7 +131,7 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
     velt::mapper_unset(myprog, myvers);
     session.client_transp =
         velt::transport_listen({vq_api_prog_1, report_stranger, nullptr, nullptr},
-                               velt::mapper_is_sessions() ? htonl(INADDR_LOOPBACK) : INADDR_ANY);
+                               velt::session_has_mapper() ? htonl(INADDR_LOOPBACK) : INADDR_ANY);
     if (!session.client_transp)
         return "unable to create TCP service";
     velt::transport_answer(session.client_transp, myprog, myvers);
@@ -163,8 +171,8 @@ bool apiLocalCall(const char *hostName, UIntT program, rpcproc_t procedure, xdrp
     if (hostnameToRealAddr(hostName, &address) != 0)
         return false;
     timeval limit = {VA_TimeOut.seconds, VA_TimeOut.microseconds};
-    if (velt::mapper_is_sessions()) {
-        // The RPC library would ask the machine's port mapper.
+    if (velt::session_has_mapper()) {
+        // The RPC library knows nothing of the session's port mapper.
         const in_port_t port =
             velt::mapper_find(address, program, VQ_RPC_SESSION_VERSION, IPPROTO_UDP, limit);
         if (port == 0)

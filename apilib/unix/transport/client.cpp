@@ -267,9 +267,15 @@ int open_connection(const sockaddr *address, socklen_t size, Time deadline, Port
     const int fd = socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return -1;
+    // Who may not have such a port tries with another.
     if (from == Port::reserved)
         bindresvport(fd, nullptr);
     int error = connect(fd, address, size) == 0 ? 0 : errno;
+    // A local socket whose queue is full tells nobody when it is so no more.
+    while (error == EAGAIN && now() < deadline) {
+        poll(nullptr, 0, 10);
+        error = connect(fd, address, size) == 0 ? 0 : errno;
+    }
     if (error == EINPROGRESS || error == EINTR) {
         socklen_t length = sizeof error;
         if (!wait_until(fd, POLLOUT, deadline))

@@ -69,8 +69,8 @@ void drop(Connection &connection);
 void serve_replies(Connection &connection);
 void give_up_replies(Connection &connection);
 
-// A handle on a new connection, from a port that only root can have, if that is asked for. Null
-// with rpc_createerr set.
+// A handle on a new connection, from a port that only root can have where that is asked for and to
+// be had. Null with rpc_createerr set.
 enum class Port { any, reserved };
 CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t version, Time deadline,
                    Port from = Port::any);

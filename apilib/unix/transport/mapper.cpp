@@ -40,15 +40,6 @@ int session_mapper()
                : 0;
 }
 
-sockaddr_in on_loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    return address;
-}
-
 // The session's port mapper is of root or of the same user, or another has taken its port.
 bool is_known(CLIENT *mapper, const sockaddr_in &address)
 {
@@ -72,7 +63,7 @@ clnt_stat ask(CLIENT *mapper, rpcproc_t procedure, bool_t (*encode)(XDR *, Argum
 // Has the session's port mapper change what is registered.
 bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
 {
-    const sockaddr_in address = on_loopback(session_mapper());
+    const sockaddr_in address = on_loopback(static_cast<in_port_t>(session_mapper()));
     CLIENT *mapper = connect_to(address, PMAPPROG, PMAPVERS, deadline);
     if (!mapper)
         return false;
@@ -84,17 +75,16 @@ bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
     return known && done;
 }
 
-// The machine's learns by its own socket whose a registration is. Where that is not to be seen, it
-// believes what root says over the loopback interface.
+// The machine's learns by its own socket whose a registration is. Where that is not to be seen,
+// there is its port.
 CLIENT *connect_to_machine(Time deadline)
 {
     sockaddr_un local{};
     local.sun_family = AF_UNIX;
     std::strcpy(local.sun_path, _PATH_RPCBINDSOCK);
     CLIENT *mapper = connect_to(local, RPCBPROG, RPCBVERS, deadline);
-    return mapper || geteuid() != 0
-               ? mapper
-               : connect_to(on_loopback(PMAPPORT), RPCBPROG, RPCBVERS, deadline, Port::reserved);
+    return mapper ? mapper
+                  : connect_to(on_loopback(PMAPPORT), RPCBPROG, RPCBVERS, deadline, Port::reserved);
 }
 
 bool tell_machine(rpcproc_t procedure, rpcprog_t program, rpcvers_t version, unsigned protocol,
@@ -131,7 +121,16 @@ bool is_loopback(const sockaddr_in &address)
 
 } // namespace
 
-bool mapper_is_sessions()
+sockaddr_in on_loopback(in_port_t port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+bool session_has_mapper()
 {
     return session_mapper() >= 0;
 }
@@ -139,7 +138,7 @@ bool mapper_is_sessions()
 bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port_t port)
 {
     const Time deadline = after_seconds(VA_Limits.connectSeconds);
-    if (mapper_is_sessions())
+    if (session_has_mapper())
         return tell_session(PMAPPROC_SET, {program, version, protocol, port}, deadline);
     char address[24];
     std::snprintf(address, sizeof address, "0.0.0.0.%u.%u", port / 256U, port % 256U);
@@ -149,7 +148,7 @@ bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port
 bool mapper_unset(rpcprog_t program, rpcvers_t version)
 {
     const Time deadline = after_seconds(removal_seconds);
-    if (mapper_is_sessions())
+    if (session_has_mapper())
         return tell_session(PMAPPROC_UNSET, {program, version, 0, 0}, deadline);
     char any[] = "";
     const bool udp = tell_machine(RPCBPROC_UNSET, program, version, IPPROTO_UDP, any, deadline);
@@ -161,7 +160,7 @@ in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version,
                       timeval limit)
 {
     const Time deadline = std::min(after(limit), after_seconds(VA_Limits.connectSeconds));
-    const bool sessions = mapper_is_sessions() && is_loopback(machine);
+    const bool sessions = session_has_mapper() && is_loopback(machine);
     machine.sin_port = htons(static_cast<in_port_t>(sessions ? session_mapper() : PMAPPORT));
     CLIENT *mapper = connect_to(machine, PMAPPROG, PMAPVERS, deadline);
     if (!mapper)

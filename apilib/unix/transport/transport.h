@@ -41,9 +41,12 @@ CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t vers
 void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc_err &error),
                         void *context);
 
+// On this machine; port 0 is found by the port mapper.
+sockaddr_in on_loopback(in_port_t port = 0);
+
 // The port mapper: the session's own, if the environment names one, else the machine's. The port of
 // an unknown program is 0, with rpc_createerr set.
-bool mapper_is_sessions();
+bool session_has_mapper();
 bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port_t port);
 bool mapper_unset(rpcprog_t program, rpcvers_t version);
 in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version, unsigned protocol,
