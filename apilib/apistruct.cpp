@@ -124,16 +124,15 @@ StringT copy_bytes(const char *from, std::size_t count)
     return made;
 }
 
-// Takes the string over; releases it when the list cannot grow.
+} // namespace
+
 void addfstr(V_StringsT *list, StringT s)
 {
     constexpr UIntT step = 16;
     if (list->len % step == 0) {
         auto *grown = static_cast<StringT *>(VapiCalloc(list->len + step, sizeof(StringT)));
-        if (!grown) {
-            V_ApiFree(s);
+        if (!grown)
             return;
-        }
         if (list->val)
             std::memcpy(grown, list->val, list->len * sizeof(StringT));
         V_ApiFree(list->val);
@@ -141,8 +140,6 @@ void addfstr(V_StringsT *list, StringT s)
     }
     list->val[list->len++] = s;
 }
-
-} // namespace
 
 V_FilterArgsT *VdeApiExpandFilterArgs(const char *packed)
 {
@@ -155,10 +152,14 @@ V_FilterArgsT *VdeApiExpandFilterArgs(const char *packed)
         while (*end && *end != argument_separator)
             end++;
         StringT argument = copy_bytes(start, static_cast<std::size_t>(end - start));
-        if (slot < std::size(record->args))
+        if (slot < std::size(record->args)) {
             record->args[slot++] = argument;
-        else
+        } else {
+            UIntT before = record->extraArgs.len;
             addfstr(&record->extraArgs, argument);
+            if (record->extraArgs.len == before)
+                V_ApiFree(argument);
+        }
         if (!*end)
             return record;
         start = end;

@@ -6,10 +6,10 @@
 namespace
 {
 
-long blocks;
-std::size_t high;
-long countdown = -1;
-bool fired;
+thread_local long blocks;
+thread_local std::size_t high;
+thread_local long countdown = -1;
+thread_local bool fired;
 
 bool refused(std::size_t size)
 {

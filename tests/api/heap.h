@@ -1,4 +1,5 @@
-// The allocator as the tests watch it: the linker sends every call of it here.
+// The allocator as the tests watch it, each thread on its own: the linker sends every call of it
+// here.
 #pragma once
 
 #include <cstddef>

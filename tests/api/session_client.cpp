@@ -168,6 +168,10 @@ void V_ApiMessage(StringT message, V_ObjHandleT first, V_ObjHandleT second)
         log("take %d\n", V_ApiTakeControl());
     } else if (order == "service") {
         log("service %d\n", V_ApiService(nullptr));
+    } else if (order == "get") {
+        log("get %d\n", V_ApiGetInt(0, 0, 5));
+    } else if (order == "modal") {
+        log("modal %d\n", V_ApiModalDialog(7, 9));
     } else if (order == "bail") {
         V_ApiBailOut();
     } else if (order == "watch") {

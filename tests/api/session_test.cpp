@@ -350,6 +350,36 @@ TEST_F(Session, NestedCallbacksAreDropped)
     quit();
 }
 
+TEST_F(Session, ModalDialogsServeCallbacksTwoDeep)
+{
+    host->answer([](const HostCall &call) {
+        return HostReply{{}, call.procedure == 1064 ? words({0, 42}) : words({4})};
+    });
+    start();
+    for (int depth = 0; depth < 2; depth++) {
+        EXPECT_EQ(caller->call(4, message("modal")), 0);
+        says({"message \"modal\" 7 8"});
+        EXPECT_EQ(host_call(), "1316 7");
+        EXPECT_EQ(caller->call(4, message("get")), 0);
+        says({"message \"get\" 7 8", "get 42"});
+        EXPECT_EQ(host_call(), "1064 0");
+        EXPECT_EQ(host_call(), "1002 0");
+    }
+    // The end of a dialog is a callback of its own; then the one that opened it goes on.
+    for (const char *result : {"5", "6"}) {
+        turn(6, std::string("00000000 00000000 0000000") + result, {});
+        says({std::string("modal ") + result});
+        EXPECT_EQ(host_call(), "1002 0");
+    }
+    // Without an answer there is no dialog to wait for.
+    host->answer([](const HostCall &) { return HostReply{{}, {}, 3}; });
+    EXPECT_EQ(caller->call(4, message("modal")), 0);
+    says({"message \"modal\" 7 8", "modal 0"});
+    EXPECT_EQ(host_call(), "1316 7");
+    EXPECT_EQ(host_call(), "1002 0");
+    quit();
+}
+
 TEST_F(Session, OddCallsAreAnsweredAndTheSessionGoesOn)
 {
     start();

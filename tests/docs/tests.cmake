@@ -1,2 +1,8 @@
 add_test(NAME calls_page_test
   COMMAND ${launcher} $<TARGET_FILE:vqcalls> ${PROJECT_SOURCE_DIR} --check ${PROJECT_SOURCE_DIR}/docs/calls.md)
+
+find_program(MANDOC mandoc)
+if(MANDOC)
+  add_test(NAME calls_manual_test
+    COMMAND sh -c "! ${MANDOC} -T lint ${PROJECT_BINARY_DIR}/docs/man3/*.3 | grep .")
+endif()

@@ -29,6 +29,9 @@ for file in bin/{shelfwise,vqconv,vqhost,vqsre,vqucod} share/man/man1/{shelfwise
     share/velt/vqinit/usenglish/APIArea/resources/shelfwise.sre; do
     [[ -f $tree/$file ]] || fail "$file is not installed"
 done
+for alias in V_ApiOpen V_ApiCopyStrings VA_errno; do
+    grep -q "^.Nm $alias" "$tree/share/man/man3/$alias.3" || fail "no manual page of $alias"
+done
 [[ ! -e $tree/bin/vqcalls ]] || fail "vqcalls is installed"
 for lib in velt-api velt-vde; do
     soname=$(readelf -d "$libdir/lib$lib.so" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
@@ -52,7 +55,7 @@ done < <(cd "$tree/include" && find velt -name '*.h' ! -path 'velt/tables/*' | s
 
 echo "== Symbols"
 # C names by their prefix; C++ names only when everything in them is of namespace velt.
-ours='^(V_|VA_|oldV_|Vapi|Vde|vde|xdr_|api_vq_|old_api_vq_|api_(set_)?client_[a-z]+_1$|vq_api_|vq4_api_)|^velt_client$|^main$|^_ZN?K?4velt|^_Z[A-Z]+N?K?4velt'
+ours='^(V_|VA_|oldV_|Vapi|Vde|vde|xdr_|api_vq_|old_api_vq_|api_(set_)?client_[a-z]+_1$|api_xdrfree$|addfstr$|vq_api_|vq4_api_)|^velt_client$|^main$|^_ZN?K?4velt|^_Z[A-Z]+N?K?4velt'
 for lib in "$libdir"/libvelt-{api,vde}.{so,a}; do
     dynamic=()
     [[ $lib != *.so ]] || dynamic=(-D)

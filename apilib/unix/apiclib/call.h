@@ -4,7 +4,6 @@
 
 #include "apilib/memory.h"
 #include "apilib/routines.h"
-#include "apilib/unix/apiclib/release.h"
 #include "velt/api.h"
 
 namespace velt
@@ -24,9 +23,20 @@ inline StringT in(const char *s)
     return const_cast<StringT>(s);
 }
 
+inline V_PropIdentT by_number(IntT num)
+{
+    return {num, nullptr};
+}
+
 inline V_PropIdentT by_name(const char *name)
 {
     return {0, in(name)};
+}
+
+// Ids and text selectors travel unsigned.
+inline UIntT in(IntT selector)
+{
+    return static_cast<UIntT>(selector);
 }
 
 // An answer that is released at the end of the call, and what its status says.
@@ -112,6 +122,51 @@ Value record(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value
 {
     Answer<Ret> answer(stub, arg);
     return answer.success() ? copy((*answer).*field) : Value{};
+}
+
+// An answer after the status, handed out through a pointer: 0, or -1 with nothing handed out. The
+// host's status stays untold.
+template <class Arg, class Ret, class Value>
+IntT prompt(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value Ret::*field,
+            std::type_identity_t<Value> *out)
+{
+    Answer<Ret> answer(stub, arg);
+    if (!answer || answer.status() != 0)
+        return -1;
+    *out = copy((*answer).*field);
+    return 0;
+}
+
+// An operation that returns a list of what happened, whatever its status. The list is the
+// library's, one for each operation.
+struct Outcome {
+    IntT status;
+    V_ObjHandleT id;
+};
+
+template <class Arg, class Ret>
+Outcome return_list(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg,
+                    V_PropValsT **returned)
+{
+    static V_PropValsT sretval;
+    Answer<Ret> answer(stub, arg);
+    if (!answer)
+        return {};
+    V_ApiDeallocatePropVals(*returned);
+    sretval = V_ApiCopyPropVals(answer->retParams);
+    *returned = &sretval;
+    IntT status = answer.noted(answer->status);
+    return {status, status == 0 ? answer->docId : 0};
+}
+
+// An empty answer: whether it came.
+template <class Arg>
+bool answered(Stub<Arg, void> stub, std::type_identity_t<Argument<Arg>> arg)
+{
+    if (stub(&arg, velt_client))
+        return true;
+    VA_errno = -1;
+    return false;
 }
 
 // A bare string, without a status.

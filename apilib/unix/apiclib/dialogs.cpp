@@ -1,4 +1,4 @@
-// The host's user interface.
+// The client's own dialogs.
 
 #include "apilib/unix/apiclib/call.h"
 
@@ -6,5 +6,27 @@ using namespace velt;
 
 // clang-format off
 
-IntT V_ApiAlert(const char *message, IntT type)
-{ return plain(api_vq_alert_1, {in(message), type}); }
+V_ObjHandleT V_ApiOpenResource(IntT int1, const char *name)
+{ return scalar(api_vq_open_resource_1, {int1, in(name)}, &ApiVqObjRetT::objId); }
+
+V_ObjHandleT V_ApiDialogItemId(V_ObjHandleT dialog, IntT item)
+{ return scalar(api_vq_dialog_item_id_1, {dialog, item}, &ApiVqObjRetT::objId); }
+
+IntT V_ApiModelessDialog(IntT number, V_ObjHandleT dialog)
+{ return plain(api_vq_modeless_dialog_1, {number, dialog}, 0); }
+
+// clang-format on
+
+IntT V_ApiModalDialog(IntT number, V_ObjHandleT dialog)
+{
+    IntT result;
+    {
+        // Released before the callbacks, which may make calls of their own.
+        ApiVqDoDialogArgT arg{number, dialog};
+        Answer<IntT> answer(api_vq_modal_dialog_1, arg);
+        if (!answer)
+            return 0;
+        result = *answer;
+    }
+    return number == 0 ? result : V_ApiServiceModalCallbacks();
+}

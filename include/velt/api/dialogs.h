@@ -1,14 +1,20 @@
-/* The host's user interface on the client's behalf. Failures as in clients.h. */
+/* The client's own dialogs, which are resources of the host. Failures as in session.h. */
 #ifndef VELT_API_DIALOGS_H
 #define VELT_API_DIALOGS_H
 
-#include "velt/decl.h"
-#include "velt/scalars.h"
+#include "velt/api/values.h"
 
 VELT_BEGIN_DECLS
 
-/* Shows an alert of the host's type; returns its answer, -1 when none came. */
-IntT V_ApiAlert(const char *message, IntT type);
+/* Opens a resource, such as a dialog, by its name; returns its id. */
+V_ObjHandleT V_ApiOpenResource(IntT int1, const char *name);
+/* The id of an item of a dialog. */
+V_ObjHandleT V_ApiDialogItemId(V_ObjHandleT dialog, IntT item);
+/* Shows a modal dialog. For number 0, returns the host's answer; otherwise serves the host's
+ * callbacks until the dialog has ended, and returns its result. 0 when no answer came. */
+IntT V_ApiModalDialog(IntT number, V_ObjHandleT dialog);
+/* Shows a modeless dialog; returns the host's answer. */
+IntT V_ApiModelessDialog(IntT number, V_ObjHandleT dialog);
 
 VELT_END_DECLS
 

@@ -2,6 +2,14 @@
  *
  * One thread. The host calls the client; while a callback runs, the client holds control and may
  * call the host; when the callback returns, control goes back to the host.
+ *
+ * Failures of every remote call: no answer sets VA_errno to -1, a refusal sets it to the host's
+ * status, which is not 0. Then a call that returns a status returns that; one that returns an id, a
+ * number or a string returns 0; one that returns a record, a list or a value returns one of zeros.
+ * Where it differs, the call says so. What a call returns is the caller's to release, strings by
+ * V_ApiDeallocateString, lists and values by the release of their type; what it is passed stays the
+ * caller's. A parameter that is named by its place and type, such as int3, means what the host
+ * says.
  */
 #ifndef VELT_API_SESSION_H
 #define VELT_API_SESSION_H
@@ -77,6 +85,22 @@ IntT V_ApiTakeControl(void);
 IntT V_ApiServiceModalCallbacks(void);
 /* Asks the service loop to end. */
 void V_ApiBailOut(void);
+
+/* The client's number. */
+IntT V_ApiClientNumber(void);
+/* The client's name. */
+StringT V_ApiClientName(void);
+/* The client's directory. */
+StringT V_ApiClientDir(void);
+/* Sets the client's directory; returns the host's answer. */
+IntT V_ApiSetClientDir(const char *directory);
+/* Calls another client by name; returns the value that the host answers. */
+IntT V_ApiCallClient(const char *client, const char *str2);
+/* Asks for a notification by its code. The reference host takes 1 for yes, 0 for no longer. */
+IntT V_ApiNotification(IntT notification, IntT int2);
+/* Leaves the session for good: control goes back, the connections close, VA_bailout is set. Returns
+ * the host's answer. No remote call may follow. */
+IntT V_ApiDisconnectFromSession(void);
 
 /* The callbacks. A client defines the first two; the others have defaults that do nothing, which
  * its own definitions replace. Strings are borrowed: copy what is to be kept. */

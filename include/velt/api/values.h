@@ -23,13 +23,12 @@ typedef struct V_FilterArgsT {
 
 VELT_BEGIN_DECLS
 
-/* For each list type, say V_StringsT:
- *   V_StringsT V_ApiCopyStrings(const V_StringsT *list);    a new list; null counts as empty
- *   void V_ApiDeallocateStrings(V_StringsT *list);          releases the elements and the array
- */
-#define V_LIST(name, element, plural)                                                              \
-    name V_ApiCopy##plural(const name *list);                                                      \
-    void V_ApiDeallocate##plural(name *list);
+/* A copy of a list; null counts as empty. One for each list type: V_ApiCopyStrings, say. */
+#define V_LIST(name, element, plural) name V_ApiCopy##plural(const name *list);
+#include "velt/tables/values.def"
+
+/* Releases the elements and the array of a list. One for each list type. */
+#define V_LIST(name, element, plural) void V_ApiDeallocate##plural(name *list);
 #include "velt/tables/values.def"
 
 /* Memory from the process heap; null when it runs out. */
@@ -59,6 +58,11 @@ void V_ApiAppendVal(V_PropValsT *list, IntT propNum, const V_TypedValT *value);
 void V_ApiAppendIntProp(V_PropValsT *list, IntT propNum, IntT value);
 /* The same with a copy of a string (kind 3). */
 void V_ApiAppendStringProp(V_PropValsT *list, IntT propNum, const char *value);
+
+/* Appends a string to a list whose array, grown by 16 entries at a time, only this call has made.
+ * The list takes the string over; when memory runs out it stays as it was, and the string the
+ * caller's. */
+void addfstr(V_StringsT *list, StringT s);
 
 /* A copy of a value; null gives zero. */
 V_TypedValT V_ApiCopyVal(const V_TypedValT *value);

@@ -12,6 +12,9 @@
 #ifndef V_PROCEDURE
 #define V_PROCEDURE(number, stub, argument, result)
 #endif
+#ifndef V_STUB_ONLY
+#define V_STUB_ONLY(number, stub, argument, result) V_PROCEDURE(number, stub, argument, result)
+#endif
 #ifndef V_CALLBACK
 #define V_CALLBACK(number, handler, argument)
 #endif

@@ -12,5 +12,6 @@
 #undef V_SAME_CASE
 #undef V_OTHER_CASES
 #undef V_PROCEDURE
+#undef V_STUB_ONLY
 #undef V_CALLBACK
 #endif

@@ -18,10 +18,14 @@ extern CLIENT *velt_client;
 #include "velt/tables/records.def"
 
 /* Each stub makes one call and returns its own static result, overwritten by its next call, or null
- * when the call did not complete. Release what the result holds with xdr_free. */
+ * when the call did not complete. Release what the result holds with api_xdrfree. */
 #define V_PROCEDURE(number, stub, argument, result)                                                \
     result *stub(const argument *arg, CLIENT *client);
 #include "velt/tables/procedures.def"
+
+/* Frees, by the XDR routine of a result, what the decoder allocated inside it; the result itself
+ * stays the stub's. */
+void api_xdrfree(xdrproc_t routine, void *result);
 
 /* The control calls: the acknowledgement of start-up (the client's process id), the hand-over of
  * control (the value of VA_bailout), the taking of control. Non-zero when the host answered. */

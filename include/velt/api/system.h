@@ -1,0 +1,39 @@
+/* The host's commands, pauses, programs, progress, colours. Failures as in session.h. */
+#ifndef VELT_API_SYSTEM_H
+#define VELT_API_SYSTEM_H
+
+#include "velt/api/values.h"
+
+VELT_BEGIN_DECLS
+
+/* Runs commands of the host by their codes. */
+IntT V_ApiFcodes(IntT count, const IntT *codes);
+/* Runs a hypertext command. */
+IntT V_ApiHypertextCommand(V_ObjHandleT id1, const char *command);
+/* Lets the user change the selection. */
+IntT V_ApiUserInteractSelection(IntT int1);
+/* Has the host wait. 0, or the whole amount when no answer came. */
+IntT V_ApiSleep(IntT seconds);
+/* Has the host wait. 0, or the whole amount when no answer came. */
+IntT V_ApiUSleep(IntT microseconds);
+/* Whether the user wants to cancel. */
+IntT V_ApiUserCancel(void);
+/* Has the host run a command line. */
+IntT V_ApiSystemShell(const char *command);
+/* Has the host run a program with arguments. The pointer must not be null. */
+IntT V_ApiForkAndExec(const char *program, const V_StringsT *arguments);
+/* Hands a value to whoever called this client. */
+IntT V_ApiReturnValue(IntT value);
+/* Changes the colour palette. Pointers must not be null. */
+IntT V_ApiChangeColorPalette(V_ObjHandleT id1, const V_MetricsT *metrics2, V_ObjHandleT id3,
+                             const V_MetricsT *metrics4, V_ObjHandleT id5,
+                             const V_MetricsT *metrics6, V_ObjHandleT id7,
+                             const V_MetricsT *metrics8, const V_MetricsT *metrics9,
+                             V_ObjHandleT id10);
+/* Tells the user how far the client is (property 104 of the session). 0, or -1 on failure; VA_errno
+ * stays as it was. */
+IntT V_Progress(IntT value);
+
+VELT_END_DECLS
+
+#endif

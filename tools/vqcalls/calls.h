@@ -1,0 +1,70 @@
+// The public calls, as the headers declare them, the tables describe what goes over the wire, and
+// the sources of the call layer use both.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace velt::calls
+{
+
+struct Procedure {
+    int number;
+    std::string stub;
+    std::string argument; // as a record with its fields in wire order
+    std::string result;
+    bool has_call;
+    std::vector<std::string> users;
+};
+
+struct Parameter {
+    std::string type; // up to the name, `const char *`, say
+    std::string name;
+};
+
+struct Call {
+    std::string name;
+    std::string type; // of the result, or of a variable
+    std::vector<Parameter> parameters;
+    bool is_function;
+    std::string comment;
+    // From the sources: the stub that it calls, and what it returns for each outcome where its
+    // shape tells; else the comment does.
+    std::string stub;
+    std::string answered, refused, unanswered;
+    std::string release; // what releases the result
+};
+
+// The calls of one header.
+struct Family {
+    std::string name;
+    std::string about;  // one phrase
+    std::string common; // what holds for all of them
+    std::vector<Call> calls;
+};
+
+struct Interface {
+    std::vector<Family> families;
+    std::vector<Procedure> procedures;
+
+    const Procedure &procedure(const std::string &stub) const;
+};
+
+// Reads a source tree. Throws when a procedure that should have a call has none.
+Interface read_interface(const std::filesystem::path &root);
+
+std::string read_file(const std::filesystem::path &path);
+
+// As it stands in C, without the semicolon.
+std::string signature(const Call &call);
+
+std::string markdown(const Interface &interface);
+
+// The files of section 3 by their names: a page for each family, and for each call the page that it
+// is an alias of.
+std::map<std::string, std::string> man_pages(const Interface &interface);
+std::map<std::string, std::string> man_aliases(const Interface &interface);
+
+} // namespace velt::calls
