@@ -186,6 +186,11 @@ bool decode_list(XDR *xdrs, T &list)
     // No element is shorter than a word.
     if (!code(xdrs, count) || !may_hold(xdrs, std::uint64_t{4} * count))
         return false;
+    // Into an array that the caller gave, or else into one that grows with what comes.
+    if (list.val) {
+        list.len = count;
+        return code_elements(xdrs, list.val, count);
+    }
     std::size_t room = 0;
     while (list.len < count) {
         std::size_t step = std::max<std::size_t>(room, trusted_bytes / sizeof(E) + 1);

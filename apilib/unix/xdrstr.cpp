@@ -36,8 +36,13 @@ bool decode_string(XDR *xdrs, StringT &value)
     UIntT size;
     if (!velt::code(xdrs, size) || !velt::may_hold(xdrs, size))
         return false;
+    // Into a string that the caller gave, or else into one that grows with what comes.
+    if (value) {
+        value[size] = '\0';
+        return xdr_opaque(xdrs, value, size);
+    }
     if (const auto *words = in_buffer(xdrs, 0, size)) {
-        auto *whole = static_cast<StringT>(VapiRealloc(value, size + std::size_t{1}));
+        auto *whole = static_cast<StringT>(VapiMalloc(size + std::size_t{1}));
         if (!whole)
             return false;
         std::memcpy(whole, words, size);

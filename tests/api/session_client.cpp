@@ -43,6 +43,12 @@ void watch(IntT, IntT added)
     log("fd %s\n", added ? "added" : "removed");
 }
 
+void give_way(IntT, IntT)
+{
+    log("gives way\n");
+    V_ApiSetFdFunc(watch);
+}
+
 } // namespace
 
 // The library waits for 22 seconds; here that takes 50 milliseconds, and the clock goes on as if it
@@ -174,6 +180,8 @@ void V_ApiMessage(StringT message, V_ObjHandleT first, V_ObjHandleT second)
         log("modal %d\n", V_ApiModalDialog(7, 9));
     } else if (order == "bail") {
         V_ApiBailOut();
+    } else if (order == "give way") {
+        log("previous %s\n", V_ApiSetFdFunc(give_way) ? "some" : "none");
     } else if (order == "watch") {
         log("previous %s\n", V_ApiSetFdFunc(watch) ? "some" : "none");
     }

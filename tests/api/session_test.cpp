@@ -429,6 +429,12 @@ TEST_F(Session, AWatcherInstalledLaterHearsOfAllDescriptors)
     order("watch", {"fd added", "fd added", "previous none"});
     EXPECT_EQ(caller->call(1, ""), 0);
     EXPECT_EQ(client->exit_status(), 0);
+
+    // Installed by another that is being told, it hears of all before that hears the rest.
+    start();
+    order("give way", {"gives way", "fd added", "fd added", "gives way", "previous none"});
+    EXPECT_EQ(caller->call(1, ""), 0);
+    EXPECT_EQ(client->exit_status(), 0);
 }
 
 // A process id that is no longer in use.

@@ -54,6 +54,27 @@ TEST(Golden, Scalars)
     std::free(text_of_null);
 }
 
+TEST(Golden, IntoWhatTheCallerGives)
+{
+    char room[8] = "before";
+    StringT string = room;
+    EXPECT_EQ(decode(hex("00000003 61626300"), string), 8);
+    EXPECT_EQ(string, room);
+    EXPECT_STREQ(room, "abc");
+    StringT array[2] = {room, nullptr};
+    V_StringsT strings{0, array};
+    EXPECT_EQ(decode(hex("00000002 00000002 78790000 00000001 7a000000"), strings), 20);
+    EXPECT_EQ(strings.val, array);
+    EXPECT_EQ(array[0], room);
+    EXPECT_EQ(tell(strings), "[\"xy\" \"z\" ] ");
+    std::free(array[1]);
+    IntT numbers[2] = {7, 7};
+    V_IntsT ints{2, numbers};
+    EXPECT_EQ(decode(hex("00000001 00000009"), ints), 8);
+    EXPECT_EQ(tell(ints), "[9 ] ");
+    EXPECT_EQ(ints.val, numbers);
+}
+
 TEST(Golden, PropertyIdentifiers)
 {
     golden(V_PropIdentT{5, str("unsent")}, "00000005");

@@ -62,7 +62,8 @@ TEST(Formatted, ConversionsAreThePlatforms)
 TEST(Formatted, ALongIntegerIsAnInt)
 {
     EXPECT_EQ(formatted("%ld %lu %lx %5li|%lld", -5, -1, 255, 42, -7), "-5 4294967295 ff    42|-7");
-    EXPECT_EQ(formatted("%zu %jd %lc%ls %Lg", 1, -2, 'c', "s", 0.5), "1 -2 cs 0.5");
+    EXPECT_EQ(formatted("%zu %jd %lc%ls %Lg", 1, -2, L'c', L"s", 0.5), "1 -2 cs 0.5");
+    EXPECT_EQ(formatted("%4ls|%ls|%1$d|%1$-3s|%d", L"ab", nullptr, 5, "x", 6), "  ab||5|x  |6");
 }
 
 TEST(Formatted, StarsTakeTheirArguments)

@@ -94,6 +94,8 @@ TEST(Paths, UpNeverLeavesTheRoot)
 {
     EXPECT_EQ(expanded("../../..", "/a"), "/");
     EXPECT_EQ(expanded("../x", "/a/b/"), "/a/x");
+    EXPECT_EQ(expanded("./x/y", "/a/"), "/a//x/y"); // only the root needs no other "/"
+    EXPECT_EQ(expanded("x/y", "/"), "/x/y");
     EXPECT_EQ(expanded("../x"), "x");
 
     std::mt19937 random(1);

@@ -4,7 +4,9 @@
 
 #include "tools/common/file.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <stdexcept>
 
 namespace
@@ -63,6 +65,13 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     velt::SrIndex index;
     if (const char *reason = velt::sr_read_index(file.get(), index))
         throw std::runtime_error(path + ": " + reason);
+    // The library keeps what it can read of such a file; here it is told.
+    if (!std::ranges::is_sorted(index, {}, &VdeSrIndexT::id))
+        throw std::runtime_error(path + ": the index is not sorted");
+    // An empty string may begin where the file ends.
+    const auto end = std::filesystem::file_size(path);
+    if (std::ranges::any_of(index, [=](const VdeSrIndexT &entry) { return entry.offset > end; }))
+        throw std::runtime_error(path + ": the index points behind the end of the file");
     std::vector<std::pair<int, std::string>> strings;
     for (const VdeSrIndexT &entry : index) {
         char text[velt::sr_text_size];

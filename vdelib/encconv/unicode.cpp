@@ -1,6 +1,7 @@
 // Conversion to Unicode.
 
 #include "vdelib/encconv/unicode.h"
+#include "vdelib/encode/fontenc.h"
 
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
@@ -163,7 +164,7 @@ void V_FdeInitUnicode(const char *dir)
     if (AsianToUnicodeTable[0].table != nullptr)
         return;
     if (V_FontEncName(vdeVeltRomanEncodingId) == nullptr)
-        V_FdeInitFontEncs(nullptr);
+        set_up_font_encodings();
     for (Slot &slot : AsianToUnicodeTable) {
         EastAsianTable *table = load_table(*vdeFontEncs[V_TextEncToFontEnc(slot.enc)], dir);
         if (table == nullptr)

@@ -2,6 +2,7 @@
 
 #include "velt/vde/fontenc.h"
 
+#include "vdelib/encode/fontenc.h"
 #include "velt/vde/strings.h"
 
 #include <algorithm>
@@ -123,12 +124,16 @@ IntT vdeLocaleIsEUC = -1;
 IntT vdeLocaleIsJIS = -1;
 IntT vdeLocaleIsCNS = -1;
 
-IntT V_FdeInitFontEncs(const char *dialogEncodingName)
+void velt::set_up_font_encodings()
 {
 #define VELT_FONT_ENCODING(id, name, first, second) VdeInit##id##Encoding(vdeFontEncs[id]);
 #include "fontencs.def"
 #undef VELT_FONT_ENCODING
+}
 
+IntT V_FdeInitFontEncs(const char *dialogEncodingName)
+{
+    velt::set_up_font_encodings();
     // The id of an unknown name is 0 too, so it is compared with the name once more.
     const UIntT id = V_FontEncId(dialogEncodingName);
     if (V_StrIEqual(V_FontEncName(id), dialogEncodingName))

@@ -73,7 +73,8 @@ public:
     Conversion(const char *spec, IntT spec_length)
         : text{spec}, length{spec_length}, character{spec[spec_length - 1]}
     {
-        const char *p = spec + 1;
+        // The next argument by its position among those left is the next argument.
+        const char *p = spec + (std::strncmp(spec + 1, "1$", 2) == 0 ? 3 : 1);
         char *end = pattern;
         *end++ = '%';
         const size_t flag_count = std::strspn(p, flags);
@@ -93,7 +94,11 @@ public:
         end = std::copy_n("*.*", 3, end);
         const size_t size_letters = std::strspn(p, "hlLqjzt");
         const auto shorts = static_cast<IntT>(std::count(p, p + size_letters, 'h'));
-        if (argument_type() == Type::integer && character != 'c')
+        // Before these, "l" makes the argument a wide one rather than a longer one.
+        wide = is_one_of(character, "cs") && std::memchr(p, 'l', size_letters) != nullptr;
+        if (wide)
+            *end++ = 'l';
+        else if (argument_type() == Type::integer && character != 'c')
             end = std::fill_n(end, std::min(shorts, 2), 'h');
         *end++ = character;
         *end = '\0';
@@ -114,7 +119,7 @@ public:
         case Type::pointer:
             pointer = va_arg(*arguments, const void *);
             if (character == 's' && pointer == nullptr)
-                pointer = "";
+                pointer = wide ? static_cast<const void *>(L"") : "";
             break;
         }
     }
@@ -159,6 +164,7 @@ private:
     int length;
     char character;
     bool well_formed;
+    bool wide;
     char pattern[sizeof "%-+ #0'*.*hhd"];
     int width;
     int precision = -1;

@@ -29,7 +29,7 @@ struct SrIndex {
     VdeSrIndexT *end() const { return entries.get() + count; }
 };
 
-// Reads header and index. Null, or what is wrong.
+// Reads header and index, sound or not. Null, or why there is none.
 const char *sr_read_index(FILE *stream, SrIndex &index);
 
 // Reads the string at an offset. -1 when it does not end properly; text is then what there is.

@@ -128,13 +128,15 @@ void VdeUiExpandFileName(StringT name, const char *dir)
             drop_segment(result);
             continue;
         }
-        const IntT length = V_StrLen(result);
-        const bool slash = length > 0 && result[length - 1] != '/';
-        if (length + slash + V_StrLen(cursor.segment) >= V_FileNameSize) {
+        // A directory that ends with "/" gets another, unless it is the root.
+        const bool slash = result[0] != '\0' && V_StrEqual(result, "/") == 0;
+        if (V_StrLen(result) + slash + V_StrLen(cursor.segment) >= V_FileNameSize) {
             VdeDirCatN(result, rest, V_FileNameSize);
             break;
         }
-        VdeDirCatN(result, cursor.segment, V_FileNameSize);
+        if (slash)
+            V_StrCatCharN(result, '/', V_FileNameSize);
+        V_StrCatN(result, cursor.segment, V_FileNameSize);
     }
     V_StrCpyN(name, result, V_FileNameSize);
 }

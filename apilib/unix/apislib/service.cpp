@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <utility>
 
 #include "apilib/routines.h"
 #include "apilib/unix/apislib/session.h"
@@ -26,6 +27,7 @@ IntT callbacksDone;
 IntT modalRetval;
 
 V_FdFuncT fd_func;
+V_FdFuncT told; // the watcher that is being told
 UIntT old_svc_fds;
 
 void end_without_host()
@@ -75,23 +77,27 @@ void velt::call_fd_func()
     UIntT now = transport_mask();
     if (!fd_func || now == old_svc_fds)
         return;
-    // The watcher may install another while it is told.
+    // The watcher may install another while it is told, which then hears all of it first.
     V_FdFuncT watcher = fd_func;
+    V_FdFuncT outer = std::exchange(told, watcher);
     UIntT before = old_svc_fds;
-    old_svc_fds = now;
     for (int fd = 0; fd < mask_bits; fd++)
         if ((before & ~now) & 1U << fd)
             watcher(fd, 0);
     for (int fd = 0; fd < mask_bits; fd++)
         if ((now & ~before) & 1U << fd)
             watcher(fd, 1);
+    old_svc_fds = now;
+    told = outer;
 }
 
 V_FdFuncT V_ApiSetFdFunc(V_FdFuncT func)
 {
     V_FdFuncT previous = fd_func;
     fd_func = func;
-    velt::call_fd_func();
+    // One that installs itself while it is told hears it already.
+    if (!func || func != told)
+        velt::call_fd_func();
     return previous;
 }
 

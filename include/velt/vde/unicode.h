@@ -25,8 +25,9 @@ extern const uint16_t VdeZapfDingbatsToUnicodeConversionTable[256];
 extern const uint16_t VdeWingdingsToUnicodeConversionTable[256];
 
 /* Reads the tables of the East Asian encodings from the directory's unicode/, unless that of
- * Shift-JIS is there already; sets up the font encodings if nobody has. A file that is missing or
- * damaged gives no table, and a table there was stays. */
+ * Shift-JIS is there already; sets up the font encodings if nobody has, without a look at the
+ * locale. A file that is missing or does not hold all its rows gives no table, and a table there
+ * was stays. */
 void V_FdeInitUnicode(const char *dir);
 
 /* New block with the contents of dir/unicode/baseName.UCOD; V_Free it. Null when there is no such
