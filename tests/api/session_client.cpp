@@ -2,6 +2,7 @@
 // that it gets later. What happens to it is written, a line each, to descriptor SESSION_LOG.
 
 #include "velt/api.h"
+#include "velt/wire.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -38,9 +39,17 @@ bool asked(const char *name)
     va_end(arguments);
 }
 
-void watch(IntT, IntT added)
+UIntT watched;
+
+void watch(IntT descriptor, IntT added)
 {
+    watched ^= 1U << descriptor;
     log("fd %s\n", added ? "added" : "removed");
+}
+
+bool_t nothing(XDR *, ...)
+{
+    return TRUE;
 }
 
 void give_way(IntT, IntT)
@@ -174,6 +183,20 @@ void V_ApiMessage(StringT message, V_ObjHandleT first, V_ObjHandleT second)
         log("take %d\n", V_ApiTakeControl());
     } else if (order == "service") {
         log("service %d\n", V_ApiService(nullptr));
+    } else if (order == "mask") {
+        log("mask of %d\n", __builtin_popcount(VA_SelectMask));
+    } else if (order == "slow") {
+        usleep(10'000);
+    } else if (order == "serve") {
+        SVCXPRT *own = svcudp_create(RPC_ANYSOCK);
+        svc_register(
+            own, 0x20000300, 1,
+            [](svc_req *request, SVCXPRT *transport) {
+                log("own service %u\n", static_cast<UIntT>(request->rq_proc));
+                svc_sendreply(transport, nothing, nullptr);
+            },
+            0);
+        log("%d\n", own->xp_port);
     } else if (order == "get") {
         log("get %d\n", V_ApiGetInt(0, 0, 5));
     } else if (order == "modal") {
@@ -222,6 +245,24 @@ int own_loop(int own)
     return 0;
 }
 
+// Waits by itself for the descriptors that it is told of.
+int wait_loop()
+{
+    if (V_ApiStartUp(watch))
+        return 1;
+    while (!VA_bailout) {
+        pollfd waits[32];
+        nfds_t count = 0;
+        for (int fd = 0; fd < 32; fd++)
+            if (watched & 1U << fd)
+                waits[count++] = {fd, POLLIN, 0};
+        if (poll(waits, count, -1) > 0)
+            V_ApiService(nullptr);
+    }
+    V_ApiShutDown();
+    return 0;
+}
+
 int connect(const char *host)
 {
     VA_TimeOut = {600, 0};
@@ -242,6 +283,8 @@ int main(int argc, char **argv)
     int status = 0;
     if (const char *own = std::getenv("OWN_LOOP"))
         status = own_loop(std::atoi(own));
+    else if (asked("WAIT_LOOP"))
+        status = wait_loop();
     else if (const char *host = std::getenv("CONNECT"))
         status = connect(host);
     else

@@ -116,13 +116,17 @@ public:
                                           IPPROTO_TCP, {120, 0}))
     {
     }
-    void send(UIntT procedure, const std::string &arguments)
+    // The same call several times over goes in one segment.
+    void send(UIntT procedure, const std::string &arguments, int times = 1)
     {
         using velt::test::words;
         const Bytes body = hex(arguments);
-        const std::string call =
-            words({++last, 0, 2, client_program, client_version, procedure, 0, 0, 0, 0});
-        EXPECT_TRUE(peer.send(velt::test::fragment(call + std::string(body.begin(), body.end()))));
+        std::string calls;
+        while (times-- > 0)
+            calls += velt::test::fragment(
+                words({++last, 0, 2, client_program, client_version, procedure, 0, 0, 0, 0}) +
+                std::string(body.begin(), body.end()));
+        EXPECT_TRUE(peer.send(calls));
     }
     // The accept status of the next reply, which is to the last call; -1 for none.
     int status()
@@ -237,7 +241,9 @@ TEST_F(Session, StartUpFailures)
         expect_failure(unsound, "not called by a Velt product", "???");
     expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}, {"NO_SOCKET", ""}},
                    "unable to create TCP service");
-    expect_failure({{"VQAPIX", identity(getpid(), "0.tester")}, {"NO_FORK", ""}}, "unable to fork");
+    ClientProcess alone({{"VQAPIX", identity(getpid(), "5.tester")}, {"NO_FORK", ""}});
+    EXPECT_EQ(alone.error(), "Velt API client \"tester\": unable to fork.");
+    EXPECT_EQ(alone.line(), "exit 1 number 5 timeout 0"); // its number is known all the same
 
     host->answer([](const HostCall &) { return HostReply{{}, {}, 3}; });
     expect_failure(sound, "unable to make initial contact");
@@ -421,6 +427,39 @@ TEST_F(Session, WatchesItsDescriptorsAndWaitsOnItsOwn)
     EXPECT_EQ(caller->call(1, ""), 0);
     says({"ended"});
     EXPECT_EQ(client->exit_status(), 0);
+}
+
+TEST_F(Session, CallsThatHaveComeAreServedToWhoWaitsByItself)
+{
+    start({{"WAIT_LOOP", ""}});
+    says({"fd added"});
+    EXPECT_EQ(caller->call(0, ""), 0);
+    says({"fd added"});
+    caller->send(4, message("slow"), 4);
+    for (int i = 0; i < 4; i++) {
+        says({"message \"slow\" 7 8"});
+        EXPECT_EQ(host_call(), "1002 0");
+    }
+}
+
+TEST_F(Session, ServesWhatTheClientRegistersItself)
+{
+    start();
+    order("mask", {"mask of 1"}); // the descriptor that is ready
+    EXPECT_EQ(caller->call(4, message("serve")), 0);
+    says({"message \"serve\" 7 8"});
+    sockaddr_in address = velt::test::at(static_cast<in_port_t>(std::stoi(client->line())));
+    EXPECT_EQ(host_call(), "1002 0");
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const Bytes call = words({9, 0, 2, 0x20000300, 1, 5, 0, 0, 0, 0});
+    sendto(fd, call.data(), call.size(), 0, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    says({"own service 5"});
+    Bytes reply(24);
+    EXPECT_EQ(recv(fd, reply.data(), reply.size(), 0), 24);
+    EXPECT_EQ(text(reply), text(words({9, 1, 0, 0, 0, 0})));
+    close(fd);
+    order("hello");
+    quit();
 }
 
 TEST_F(Session, AWatcherInstalledLaterHearsOfAllDescriptors)

@@ -427,6 +427,30 @@ TEST(Caller, ATooLongArgumentOrAnswerIsRefused)
     VA_Limits = before;
 }
 
+// Of an answer above the limit, in fragments or not, all bytes are skipped, and only its call
+// fails.
+TEST(Caller, AnAnswerAboveTheLimitFailsItsOwnCall)
+{
+    const V_LimitsT before = VA_Limits;
+    VA_Limits.recordIn = 100'000;
+    Answering huge([](Peer &peer) {
+        const auto answered = [&peer] { return peer.receive(44 + 8).substr(4, 4); };
+        const std::string head = words({1, 0, 0, 0, 0, 4}), bytes(90'000, 'x');
+        peer.send(fragment(answered() + head + std::string(3'000'000, 'x')));
+        peer.send(fragment(answered() + head, false) + fragment(bytes, false) +
+                  fragment(bytes, false) + fragment("", false) + fragment(bytes));
+        peer.send(fragment(answered() + head + "last"));
+    });
+    const Client client = our_client(huge.port());
+    ASSERT_TRUE(client);
+    std::string answer;
+    EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_CANTDECODERES);
+    EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_CANTDECODERES);
+    EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_SUCCESS);
+    EXPECT_EQ(answer, "last");
+    VA_Limits = before;
+}
+
 TEST(Caller, ALateAnswerIsNotTheNextCalls)
 {
     Answering late([](Peer &peer) {

@@ -241,6 +241,7 @@ const char *V_ApiStartUp(V_FdFuncT fdFunc)
                                     &hisprog, &hisvers, &hispid, &number, name) != 7)
         return "not called by a Velt product";
     std::memcpy(session.myname, name, sizeof name);
+    VA_clientno = number >= 0 ? number : ~number;
 
     if (number >= 0) {
         pid_t child = fork();
@@ -249,7 +250,6 @@ const char *V_ApiStartUp(V_FdFuncT fdFunc)
         if (child > 0)
             _exit(0);
     }
-    VA_clientno = number >= 0 ? number : ~number;
 
     const char *failure =
         hookup(static_cast<UIntT>(myprog), static_cast<UIntT>(myvers), static_cast<UIntT>(hisprog),

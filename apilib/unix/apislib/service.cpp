@@ -30,6 +30,12 @@ V_FdFuncT fd_func;
 V_FdFuncT told; // the watcher that is being told
 UIntT old_svc_fds;
 
+// The services that the client itself has registered with the RPC library.
+UIntT foreign_services()
+{
+    return static_cast<UIntT>(svc_fdset.fds_bits[0]) & ~velt::transport_mask();
+}
+
 void end_without_host()
 {
     velt::un_portmap();
@@ -74,7 +80,7 @@ void translateFileToFile(const VqApiNotifyArgT &arg)
 
 void velt::call_fd_func()
 {
-    UIntT now = transport_mask();
+    UIntT now = transport_mask() | foreign_services();
     if (!fd_func || now == old_svc_fds)
         return;
     // The watcher may install another while it is told, which then hears all of it first.
@@ -103,20 +109,31 @@ V_FdFuncT V_ApiSetFdFunc(V_FdFuncT func)
 
 IntT V_ApiService(UIntT *readMask)
 {
+    UIntT foreign;
     UIntT others;
     int ready;
     do {
         const UIntT service = velt::transport_mask();
         const UIntT given = readMask ? *readMask : 0;
-        VA_SelectMask = service | given;
-        others = given & ~service;
+        foreign = foreign_services();
+        VA_SelectMask = service | foreign | given;
+        others = (foreign | given) & ~service;
         ready = velt::transport_wait(&others, wait_limit);
         if (ready <= 0 && !V_ApiVeltAlive())
             end_without_host();
     } while (ready == 0);
 
-    if (ready > 0)
+    VA_SelectMask = 0;
+    if (ready > 0) {
+        const UIntT called = others & foreign;
+        VA_SelectMask = velt::transport_ready() | others;
+        others &= ~foreign;
         velt::transport_dispatch();
+        // Who waits with a loop of its own hears of descriptors alone.
+        velt::transport_dispatch_rest();
+        if (called & foreign_services())
+            svc_getreq(static_cast<int>(called & foreign_services()));
+    }
     // A nested service loop has left its own there.
     VA_SelectMask = others;
     if (readMask)

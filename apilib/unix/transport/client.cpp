@@ -42,6 +42,8 @@ struct Caller : Connection {
         : Connection(calling, fd), address(peer), program(static_cast<std::uint32_t>(prog)),
           version(static_cast<std::uint32_t>(vers)), id(static_cast<std::uint32_t>(now()))
     {
+        // Such an answer fails its own call, and no other.
+        in.skip_long_records();
     }
 
     clnt_stat fail(clnt_stat status, int system_error = 0)
@@ -74,7 +76,8 @@ void read_reply(const Message &record, AUTH *auth, xdrproc_t decode, void *resul
     rpc_msg message{};
     message.acpted_rply.ar_results.proc = routine<void>();
     *error = {};
-    if (xdr_replymsg(&xdrs, &message))
+    error->re_errno = record.cut ? EMSGSIZE : 0;
+    if (!record.cut && xdr_replymsg(&xdrs, &message))
         _seterr_reply(&message, error);
     else
         error->re_status = RPC_CANTDECODERES;

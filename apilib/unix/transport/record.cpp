@@ -133,9 +133,12 @@ RecordReader::Status RecordReader::assemble()
             std::memcpy(&mark, data + scanned_, mark_size);
             mark = ntohl(mark);
             const std::size_t length = mark & ~last_fragment;
-            // The mark stays: whoever asks again gets the same answer.
-            if (length > VA_Limits.recordIn || size_ > VA_Limits.recordIn - length)
-                return broken;
+            if (length > VA_Limits.recordIn || size_ > VA_Limits.recordIn - length) {
+                // The mark stays: whoever asks again gets the same answer.
+                if (!skips_)
+                    return broken;
+                cut_ = true;
+            }
             scanned_ += mark_size;
             left_ = length;
             last_ = (mark & last_fragment) != 0;
@@ -147,10 +150,14 @@ RecordReader::Status RecordReader::assemble()
             return more;
         }
         const std::size_t to = begin_ + mark_size + size_;
+        // Of a record above the limit only the word counts by which it is told from others.
+        const std::size_t kept =
+            cut_ ? std::min(take, sizeof(std::uint32_t) - std::min(size_, sizeof(std::uint32_t)))
+                 : take;
         if (scanned_ != to)
-            std::memmove(data + to, data + scanned_, take);
+            std::memmove(data + to, data + scanned_, kept);
         scanned_ += take;
-        size_ += take;
+        size_ += kept;
         left_ -= take;
     }
     return whole;
@@ -171,6 +178,7 @@ void RecordReader::close_gap()
 Message RecordReader::take()
 {
     Message record;
+    record.cut = std::exchange(cut_, false);
     const std::size_t rest = end_ - scanned_;
     if (size_ < rest) {
         failed_ = !record.block.grow(std::max<std::size_t>(size_, 1));

@@ -68,6 +68,7 @@ struct Message {
     Block block;
     std::size_t begin = 0;
     std::size_t size = 0;
+    bool cut = false; // it was above the limit: no more than its first word is here
 
     char *bytes() const { return block.data() + begin; }
     // Its first word, which tells a call and its answer from others; 0 in one that is too short.
@@ -81,6 +82,9 @@ class RecordReader
 {
 public:
     enum Status { more, whole, closed, broken };
+
+    // A record above the limit is no error: its bytes are skipped as they come.
+    void skip_long_records() { skips_ = true; }
 
     // Reads what there is, once and once more if that filled the room; with flags of 0 waits for it
     // first, as the socket says. `closed`: the peer has ended the connection; `broken`: an error of
@@ -107,6 +111,8 @@ private:
     std::size_t left_ = 0; // of the present fragment
     bool failed_ = false;  // what followed a record that was taken is broken
     bool last_ = false;    // it is the last one
+    bool skips_ = false;
+    bool cut_ = false; // the record is above the limit
 };
 
 // Bytes that a peer has not taken yet.

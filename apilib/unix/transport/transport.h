@@ -61,13 +61,16 @@ bool transport_trusts(const sockaddr_in &sender);
 void transport_watch(int descriptor, void (*ready)(int descriptor));
 void transport_unwatch(int descriptor);
 
-// The descriptors of the services, those below 32.
+// The descriptors of the services, those below 32; of these, what the last wait has found ready.
 UIntT transport_mask();
+UIntT transport_ready();
 // Waits for all descriptors, and for those of `others` that are given, which is left with those of
 // them that are ready. Returns the number of ready descriptors; 0 when the time is over; -1 with
 // errno when interrupted.
 int transport_wait(UIntT *others, int milliseconds);
 // Serves what the last wait has found.
 void transport_dispatch();
+// Serves the calls that lie whole in memory, of which no descriptor tells.
+void transport_dispatch_rest();
 
 } // namespace velt

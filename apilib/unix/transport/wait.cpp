@@ -130,6 +130,17 @@ short interest(Waiter &waiter, Time time, Time &nearest)
     return POLLIN;
 }
 
+template <class F>
+UIntT mask_of(F counts)
+{
+    UIntT mask = 0;
+    for (const Waiter *each = waiters; each; each = each->next)
+        if ((each->kind == Waiter::listener || each->kind == Waiter::serving) &&
+            each->descriptor < mask_bits && counts(*each))
+            mask |= 1U << each->descriptor;
+    return mask;
+}
+
 // Drops what has not got on in its time, although it had a turn since that was over: this process
 // may have been busy with something else.
 void drop_late(Time time)
@@ -203,12 +214,12 @@ void transport_unwatch(int descriptor)
 
 UIntT transport_mask()
 {
-    UIntT mask = 0;
-    for (const Waiter *each = waiters; each; each = each->next)
-        if ((each->kind == Waiter::listener || each->kind == Waiter::serving) &&
-            each->descriptor < mask_bits)
-            mask |= 1U << each->descriptor;
-    return mask;
+    return mask_of([](const Waiter &) { return true; });
+}
+
+UIntT transport_ready()
+{
+    return mask_of([](const Waiter &waiter) { return waiter.ready; });
 }
 
 int transport_wait(UIntT *others, int milliseconds)
@@ -302,6 +313,20 @@ void transport_dispatch()
         }
         // Whoever was served may have changed the list.
         each = waiters;
+    }
+}
+
+void transport_dispatch_rest()
+{
+    for (Waiter *each = waiters; each;) {
+        auto *connection =
+            each->kind == Waiter::serving ? static_cast<Connection *>(each) : nullptr;
+        if (connection && connection->in.has_record() && can_read(*connection)) {
+            serve_calls(*connection);
+            each = waiters;
+        } else {
+            each = each->next;
+        }
     }
 }
 
