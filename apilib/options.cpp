@@ -17,9 +17,12 @@ struct Option {
 };
 
 constexpr Option options[] = {
-#define V_OPTION(operation, number, value) {Operation::operation, number, 1, value, nullptr},
-#define V_OPTION_STRING(operation, number, value) {Operation::operation, number, 3, 0, value},
-#define V_OPTION_RANGE(operation, number) {Operation::operation, number, 10, 0, nullptr},
+#define V_OPTION(operation, number, value)                                                         \
+    {Operation::operation, number, V_kind_integer, value, nullptr},
+#define V_OPTION_STRING(operation, number, value)                                                  \
+    {Operation::operation, number, V_kind_string, 0, value},
+#define V_OPTION_RANGE(operation, number)                                                          \
+    {Operation::operation, number, V_kind_text_range, 0, nullptr},
 #include "velt/tables/options.def"
 };
 
@@ -36,7 +39,7 @@ V_PropValsT default_list(Operation operation)
         *entry = {{option.number, nullptr}, {option.kind, {}}};
         if (option.string)
             entry->propVal.u.stringVal = V_ApiCopyString(option.string);
-        else if (option.kind == 1)
+        else if (option.kind == V_kind_integer)
             entry->propVal.u.intVal = option.integer;
         entry++;
     }
@@ -44,7 +47,6 @@ V_PropValsT default_list(Operation operation)
 }
 
 constexpr IntT status_parameter = 3;
-constexpr IntT read_out = 9;
 
 } // namespace
 
@@ -61,14 +63,14 @@ IntT V_ApiCheckStatus(const V_PropValsT *returned, IntT statusBit)
     constexpr UIntT word_bits = 32;
     IntT index = V_ApiGetPropIndex(returned, status_parameter);
     if (index < 0) {
-        VA_errno = -5;
+        VA_errno = V_error_no_status;
         return 0;
     }
     // The value is taken for a list whatever its kind; without an array it has no bits.
     const V_IntsT &words = returned->val[index].propVal.u.intsVal;
     auto bit = static_cast<UIntT>(statusBit);
     if (!words.val || bit / word_bits >= words.len) {
-        VA_errno = -4;
+        VA_errno = V_error_no_such_entry;
         return 0;
     }
     auto word = static_cast<UIntT>(words.val[bit / word_bits]);
@@ -77,8 +79,8 @@ IntT V_ApiCheckStatus(const V_PropValsT *returned, IntT statusBit)
 
 IntT V_ApiDictionaryOperation(V_ObjHandleT id1, const char *str2, IntT int3, IntT operation)
 {
-    if (operation == read_out)
-        return -43;
+    if (operation == V_dictionary_read_out)
+        return V_error_reads_out;
     V_StringsT unused;
     IntT result = V_ApiDictionary(id1, str2, int3, operation, &unused);
     V_ApiDeallocateStrings(&unused);
@@ -88,6 +90,6 @@ IntT V_ApiDictionaryOperation(V_ObjHandleT id1, const char *str2, IntT int3, Int
 V_StringsT V_ApiGetDictionaryStrings(V_ObjHandleT id1, IntT int2)
 {
     V_StringsT list;
-    V_ApiDictionary(id1, nullptr, int2, read_out, &list);
+    V_ApiDictionary(id1, nullptr, int2, V_dictionary_read_out, &list);
     return list;
 }

@@ -35,7 +35,7 @@ struct KindName {
 };
 constexpr KindName kind_names[] = {
 #define V_KIND(code, name) {code, #name},
-#include "host/kinds.def"
+#include "velt/tables/kinds.def"
 };
 
 const char *name_of_kind(IntT kind)

@@ -28,7 +28,7 @@ struct PropertyRow {
 constexpr PropertyRow rows[] = {
 #define V_PROPERTY(number, kind_name, object, name, rule, meaning)                                 \
     {number, kind::kind_name, object_type::object, Rule::rule},
-#include "host/properties.def"
+#include "velt/tables/properties.def"
 };
 
 template <class Table, class Projection = std::identity>
@@ -41,11 +41,11 @@ static_assert(ascending(rows, &PropertyRow::number));
 
 constexpr IntT kinds[] = {
 #define V_KIND(code, name) code,
-#include "host/kinds.def"
+#include "velt/tables/kinds.def"
 };
 constexpr IntT types[] = {
 #define V_OBJECT_TYPE(number, name, meaning) number,
-#include "host/object_types.def"
+#include "velt/tables/object_types.def"
 };
 static_assert(ascending(kinds) && ascending(types));
 
@@ -99,20 +99,10 @@ const char *Refusal::what() const noexcept
     switch (status_) {
     case ok:
         break;
-    case no_such_document:
-        return "no such document or book";
-    case no_such_object:
-        return "no such object";
-    case no_such_property:
-        return "no such property";
-    case wrong_kind:
-        return "wrong kind of value or object";
-    case bad_value:
-        return "value cannot be had";
-    case not_permitted:
-        return "not permitted";
-    case not_supported:
-        return "not supported";
+#define V_STATUS(code, name, meaning)                                                              \
+    case name:                                                                                     \
+        return meaning;
+#include "velt/tables/statuses.def"
     }
     return "ok";
 }

@@ -19,19 +19,19 @@ namespace velt::host
 namespace kind
 {
 #define V_KIND(code, name) inline constexpr IntT name = code;
-#include "host/kinds.def"
+#include "velt/tables/kinds.def"
 } // namespace kind
 
 namespace object_type
 {
 #define V_OBJECT_TYPE(number, name, meaning) inline constexpr IntT name = number;
-#include "host/object_types.def"
+#include "velt/tables/object_types.def"
 } // namespace object_type
 
 namespace property
 {
 #define V_PROPERTY(number, kind, object, name, rule, meaning) inline constexpr IntT name = number;
-#include "host/properties.def"
+#include "velt/tables/properties.def"
 } // namespace property
 
 // The menus that are there from the start.

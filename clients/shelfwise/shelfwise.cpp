@@ -10,18 +10,6 @@
 namespace
 {
 
-// The host's object model, as far as it is used here.
-enum : IntT {
-    menu_type = 55,
-    session_active_book = 52,
-    session_language = 577,
-    session_dialog_encoding = 598,
-    book_selected_component = 493,
-    component_before = 526,
-    component_after = 527,
-    component_moved = 529,
-};
-
 enum : IntT { delete_file = 1, move_file_up = 2, move_file_down = 3 };
 
 struct Command {
@@ -44,17 +32,17 @@ struct Selection {
 
 Selection selection()
 {
-    V_ObjHandleT book = V_ApiGetId(0, 0, session_active_book);
-    return {book, book ? V_ApiGetId(0, book, book_selected_component) : 0};
+    V_ObjHandleT book = V_ApiGetId(0, 0, V_prop_active_book);
+    return {book, book ? V_ApiGetId(0, book, V_prop_selected_component) : 0};
 }
 
 int clientInit()
 {
     V_FdeInit();
-    StringT encoding = V_ApiGetString(0, 0, session_dialog_encoding);
+    StringT encoding = V_ApiGetString(0, 0, V_prop_dialog_encoding);
     V_FdeInitFontEncs(encoding);
     V_Free(encoding);
-    const char *language = V_LanguageString(V_ApiGetInt(0, 0, session_language));
+    const char *language = V_LanguageString(V_ApiGetInt(0, 0, V_prop_language));
     if (V_SrInit("shelfwise", language) == 0)
         return 0;
     V_ApiAlert("Cannot find string resource file. Please check that Shelfwise is correctly "
@@ -75,11 +63,11 @@ IntT moveBookComponent(bool up)
     if (!component)
         return 0;
     // To stand after its successor is to move down, before its predecessor to move up.
-    IntT neighbour = up ? component_before : component_after;
-    IntT place = up ? component_after : component_before;
+    IntT neighbour = up ? V_prop_previous_component : V_prop_next_component;
+    IntT place = up ? V_prop_next_component : V_prop_previous_component;
     if (V_ObjHandleT other = V_ApiGetId(book, component, neighbour))
         V_ApiSetId(book, component, place, other);
-    V_ApiSetInt(book, component, component_moved, 1);
+    V_ApiSetInt(book, component, V_prop_moved, 1);
     return 0;
 }
 
@@ -93,7 +81,7 @@ void V_ApiInitialize(IntT initCode)
         V_ApiBailOut();
         return;
     }
-    V_ObjHandleT menu = V_ApiGetNamedObject(0, menu_type, "!BookContextMenu");
+    V_ObjHandleT menu = V_ApiGetNamedObject(0, V_type_menu, "!BookContextMenu");
     for (const Command &command : commands) {
         char label[256] = "";
         V_SrGetN(command.label, label, sizeof label);

@@ -4,12 +4,12 @@
 
 #include <velt/api.h>
 
-enum { MENU_TYPE = 55, ALERT_TYPE = 2, GREET = 1 };
+enum { ALERT_TYPE = 2, GREET = 1 };
 
 /* The host calls this once, with the code that it was told to start the client with. */
 void V_ApiInitialize(IntT initCode)
 {
-    V_ObjHandleT menu = V_ApiGetNamedObject(0, MENU_TYPE, "!BookContextMenu");
+    V_ObjHandleT menu = V_ApiGetNamedObject(0, V_type_menu, "!BookContextMenu");
 
     (void)initCode;
     if (!V_ApiDefineAndAddCommand(GREET, menu, "HelloGreet", "Say Hello", ""))

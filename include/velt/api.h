@@ -6,6 +6,7 @@
 #include "velt/api/dialogs.h"
 #include "velt/api/documents.h"
 #include "velt/api/elements.h"
+#include "velt/api/facts.h"
 #include "velt/api/fonts.h"
 #include "velt/api/menus.h"
 #include "velt/api/objects.h"

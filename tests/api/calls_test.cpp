@@ -403,6 +403,14 @@ TEST(Options, OfTheHost)
     }
 }
 
+TEST(Facts, EveryErrorHasItsLine)
+{
+    std::set<std::string> lines;
+    for (IntT error : {0, -1, -2, -3, -4, -5, -6, -7, -8, -9, -20, -22, -43, -60, 13})
+        EXPECT_TRUE(lines.insert(V_ApiErrorText(error)).second) << error;
+    EXPECT_STREQ(V_ApiVersion(), VELT_VERSION);
+}
+
 TEST(Options, TheirStatusBitByBit)
 {
     IntT status[] = {32, INT32_MIN};

@@ -108,7 +108,7 @@ std::string release_of(const std::string &type)
 std::optional<Call> parse(const std::string &declaration, const std::string &comment)
 {
     static const std::regex function("((?:const )?\\w+ \\**)(\\w+)\\((.*)\\);");
-    static const std::regex variable("extern (\\w+ \\**)(\\w+);");
+    static const std::regex variable("extern ((?:struct )?\\w+ \\**)(\\w+);");
     static const std::regex parameter("(.*[ *])(\\w+)");
     std::smatch match;
     Call call{};

@@ -142,7 +142,7 @@ IntT V_FdeInitFontEncs(const char *dialogEncodingName)
     return static_cast<IntT>(vdeDialogEncodingId);
 }
 
-StringT V_FontEncName(UIntT id)
+const char *V_FontEncName(UIntT id)
 {
     return id <= vdeLastEncodingId ? vdeFontEncs[id]->name : nullptr;
 }

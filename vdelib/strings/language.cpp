@@ -30,10 +30,9 @@ static_assert(numbered_in_order(), "language numbers run from 1 to the last with
 
 } // namespace
 
-StringT V_LanguageString(IntT number)
+const char *V_LanguageString(IntT number)
 {
-    return number >= 1 && number <= last_number ? const_cast<StringT>(languages[number - 1].name)
-                                                : nullptr;
+    return number >= 1 && number <= last_number ? languages[number - 1].name : nullptr;
 }
 
 IntT V_LanguageNumber(const char *name)

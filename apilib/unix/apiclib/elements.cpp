@@ -40,19 +40,19 @@ V_ElementLocT V_ApiTextLocToElementLoc(V_ObjHandleT doc, const V_TextLocT *loc)
 { return record(api_vq_textloc_to_elementloc_1, {doc, *loc}, &ApiVqTextLocToElementLocRetT::elemLoc); }
 
 V_ElementCatalogEntriesT V_ApiGetElementCatalog(V_ObjHandleT doc)
-{ return record(api_vq_get_element_catalog_1, {doc, doc, by_number(1488)}, &ApiVqGetElementCatalogRetT::catalog); }
+{ return record(api_vq_get_element_catalog_1, {doc, doc, by_number(V_prop_element_catalog)}, &ApiVqGetElementCatalogRetT::catalog); }
 
 V_AttributeDefsT V_ApiGetAttributeDefs(V_ObjHandleT doc, V_ObjHandleT def)
-{ return record(api_vq_get_attribute_defs_1, {doc, def, by_number(1584)}, &ApiVqGetAttributeDefsRetT::attrDefs); }
+{ return record(api_vq_get_attribute_defs_1, {doc, def, by_number(V_prop_attribute_definitions)}, &ApiVqGetAttributeDefsRetT::attrDefs); }
 
 void V_ApiSetAttributeDefs(V_ObjHandleT doc, V_ObjHandleT def, const V_AttributeDefsT *value)
-{ set(api_vq_set_attribute_defs_1, {doc, def, by_number(1584), *value}); }
+{ set(api_vq_set_attribute_defs_1, {doc, def, by_number(V_prop_attribute_definitions), *value}); }
 
 V_AttributesT V_ApiGetAttributes(V_ObjHandleT doc, V_ObjHandleT element)
-{ return record(api_vq_get_attributes_1, {doc, element, by_number(1634)}, &ApiVqGetAttributesRetT::attrs); }
+{ return record(api_vq_get_attributes_1, {doc, element, by_number(V_prop_attributes)}, &ApiVqGetAttributesRetT::attrs); }
 
 void V_ApiSetAttributes(V_ObjHandleT doc, V_ObjHandleT element, const V_AttributesT *value)
-{ set(api_vq_set_attributes_1, {doc, element, by_number(1634), *value}); }
+{ set(api_vq_set_attributes_1, {doc, element, by_number(V_prop_attributes), *value}); }
 
 IntT V_ApiDeleteUndefinedAttribute(V_ObjHandleT id1, const char *attribute, IntT int3, V_ObjHandleT id4)
 { return status(api_vq_delete_undefined_attribute_1, {id1, in(attribute), int3, id4}); }

@@ -42,7 +42,7 @@ IntT V_Progress(IntT value)
 {
     IntT before = VA_errno;
     VA_errno = 0;
-    V_ApiSetInt(0, 0, 104, value);
+    V_ApiSetInt(0, 0, V_prop_progress, value);
     IntT result = VA_errno ? -1 : 0;
     VA_errno = before;
     return result;

@@ -39,8 +39,6 @@ namespace
 constexpr IntT no_host_process = -223;
 
 // The codes of V_ApiConnectToSession.
-enum : IntT { no_session = -20, request_failed = -7, set_up_failed = -22 };
-
 bool strEqual(const char *a, const char *b)
 {
     static const char emptystring[] = "";
@@ -196,11 +194,11 @@ IntT connect_to_session(const char *name, const char *hostName, UIntT program)
         hostName = thishost();
     auto nothing = velt::routine<void>();
     if (!apiLocalCall(hostName, program, NULLPROC, nothing, nullptr, nothing, nullptr))
-        return no_session;
+        return V_error_no_session;
 
     VqRpcApiConnectArgT request = {getpid(), host_ntoa(thishost()), const_cast<StringT>(name)};
     VqRpcApiConnectReturnT answer = {};
-    IntT result = request_failed;
+    IntT result = V_error_not_joined;
     if (apiLocalCall(hostName, program, VQ_RPC_SESSION_CONNECT,
                      velt::routine<VqRpcApiConnectArgT>(), &request,
                      velt::routine<VqRpcApiConnectReturnT>(), &answer))
@@ -211,7 +209,7 @@ IntT connect_to_session(const char *name, const char *hostName, UIntT program)
         if (hookup(static_cast<UIntT>(answer.myprog), static_cast<UIntT>(answer.myvers),
                    static_cast<UIntT>(answer.hisprog), static_cast<UIntT>(answer.hisvers),
                    answer.hispid, answer.hostName))
-            result = set_up_failed;
+            result = V_error_no_connection;
         else
             velt::call_fd_func();
     }

@@ -1,8 +1,8 @@
 /* Objects of the host: finding, creating, testing, deleting.
  *
  * An object is named by two ids: the document or book that contains it, or 0, then its own; the
- * session is (0, 0). Types are numbers of the host; vqhost(1) has those that the reference
- * host knows. Failures as in session.h.
+ * session is (0, 0). Types are numbers of the host; facts.h has those that the reference host
+ * knows. Failures as in session.h.
  */
 #ifndef VELT_API_OBJECTS_H
 #define VELT_API_OBJECTS_H

@@ -32,8 +32,13 @@ typedef struct V_LimitsT {
 #include "velt/tables/limits.def"
 } V_LimitsT;
 
+/* A CLIENT of the RPC library. */
+struct __rpc_client;
+
 VELT_BEGIN_DECLS
 
+/* The connection to the host, between start-up and shutdown. */
+extern struct __rpc_client *velt_client;
 /* Status of the last remote call that failed: -1 when no answer came, else the host's status or
  * a code of the library. A successful call leaves it alone. */
 extern IntT VA_errno;

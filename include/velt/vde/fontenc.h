@@ -50,7 +50,7 @@ IntT VdeInitBIG5Encoding(VdeFontEncT *record);
 IntT VdeInitGB2312_80_EUCEncoding(VdeFontEncT *record);
 
 /* The name of an encoding; null for an id above the highest. Not to be freed. */
-StringT V_FontEncName(UIntT id);
+const char *V_FontEncName(UIntT id);
 
 /* The id of the encoding of that name, in any case; 0 if there is none. */
 UIntT V_FontEncId(const char *name);

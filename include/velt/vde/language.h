@@ -8,7 +8,7 @@
 VELT_BEGIN_DECLS
 
 /* Name of a language number; null when it is none. Constant: neither change nor free it. */
-StringT V_LanguageString(IntT number);
+const char *V_LanguageString(IntT number);
 /* Number of a language name, which must match to the letter; 0 when it is none. */
 IntT V_LanguageNumber(const char *name);
 

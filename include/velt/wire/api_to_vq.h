@@ -2,6 +2,7 @@
 #ifndef VELT_WIRE_API_TO_VQ_H
 #define VELT_WIRE_API_TO_VQ_H
 
+#include "velt/api/session.h"
 #include "velt/wire/values.h"
 
 #include "velt/tables/structures.h"
@@ -9,9 +10,6 @@
 #include "velt/tables/records.def"
 
 VELT_BEGIN_DECLS
-
-/* The connection to the host, between start-up and shutdown. */
-extern CLIENT *velt_client;
 
 /* For each record of the program: its XDR routine, as in values.h. */
 #define V_RECORD(name, fields) bool_t xdr_##name(XDR *xdrs, name *value);

@@ -1,0 +1,64 @@
+/* Numbers by their names: value kinds, object types, properties, errors; the version.
+ *
+ * Types, properties and statuses are those of the reference host, out of the tables in
+ * velt/tables/, which say what each means. The library sets its errors itself.
+ */
+#ifndef VELT_API_FACTS_H
+#define VELT_API_FACTS_H
+
+#include "velt/decl.h"
+#include "velt/scalars.h"
+
+/* The version that these headers are of; V_ApiVersion tells the library's. */
+#define VELT_VERSION "0.1.0"
+
+/* V_kind_integer, say: what V_TypedValT.valType tells. */
+enum {
+#define V_KIND(code, name) V_kind_##name = code,
+#include "velt/tables/kinds.def"
+    V_kind_unset = 0
+};
+
+/* V_type_menu, say: types of objects. */
+enum {
+#define V_OBJECT_TYPE(number, name, meaning) V_type_##name = number,
+#include "velt/tables/object_types.def"
+    V_type_none = 0
+};
+
+/* V_prop_active_book, say: numbers of properties. */
+enum {
+#define V_PROPERTY(number, kind, object, name, rule, meaning) V_prop_##name = number,
+#define V_CALL_PROPERTY(number, kind, name, meaning) V_prop_##name = number,
+#include "velt/tables/properties.def"
+    V_prop_by_name = 0
+};
+
+/* V_status_no_such_object, say: why the host refuses. */
+enum {
+#define V_STATUS(code, name, meaning) V_status_##name = code,
+#include "velt/tables/statuses.def"
+    V_status_ok = 0
+};
+
+/* V_error_no_answer, say: what the library sets itself. */
+enum {
+#define V_ERROR(code, name, meaning) V_error_##name = code,
+#include "velt/tables/errors.def"
+    V_error_none = 0
+};
+
+/* The operation on a dictionary that reads its strings out. */
+enum { V_dictionary_read_out = 9 };
+
+VELT_BEGIN_DECLS
+
+/* One line on a value of VA_errno, without its end; never null. A code that the library and the
+ * host both have means what the library says. */
+const char *V_ApiErrorText(IntT error);
+/* The version of the library, as VELT_VERSION is that of the headers. */
+const char *V_ApiVersion(void);
+
+VELT_END_DECLS
+
+#endif
