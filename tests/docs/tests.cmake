@@ -2,10 +2,11 @@ add_test(NAME calls_page_test
   COMMAND ${launcher} $<TARGET_FILE:vqcalls> ${PROJECT_SOURCE_DIR} --check ${PROJECT_SOURCE_DIR}/docs/calls.md)
 
 find_program(MANDOC mandoc)
-if(MANDOC)
-  add_test(NAME calls_manual_test
-    COMMAND sh -c "! ${MANDOC} -T lint ${PROJECT_BINARY_DIR}/docs/man3/*.3 | grep .")
+if(NOT MANDOC)
+  message(FATAL_ERROR "mandoc is missing: install mandoc (Debian, Ubuntu)")
 endif()
+add_test(NAME calls_manual_test
+  COMMAND sh -c "! ${MANDOC} -T lint ${PROJECT_BINARY_DIR}/docs/man3/*.3 | grep .")
 
 velt_test(facts_test SOURCES docs/facts_test.cpp LINK velt-api-static)
 target_compile_definitions(facts_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/vqhost.1")
