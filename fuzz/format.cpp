@@ -20,7 +20,9 @@ std::string arguments_of(std::string &format)
                          'i');
         if (format[last] != '%')
             more += format[last] == 's' ? 's' : 'i';
-        if (std::strchr("feEgGpn", format[last]) || kinds.size() + more.size() > most_arguments) {
+        const bool wide = format[last] == 's' && format.find('l', at) < last;
+        if (wide || std::strchr("feEgGpn", format[last]) ||
+            kinds.size() + more.size() > most_arguments) {
             format.erase(at);
             break;
         }
