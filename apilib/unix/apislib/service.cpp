@@ -131,8 +131,11 @@ IntT V_ApiService(UIntT *readMask)
         velt::transport_dispatch();
         // Who waits with a loop of its own hears of descriptors alone.
         velt::transport_dispatch_rest();
-        if (called & foreign_services())
-            svc_getreq(static_cast<int>(called & foreign_services()));
+        // As a set: the mask that the library takes is signed, and its last bit would name all
+        // descriptors behind it.
+        fd_set still{};
+        still.fds_bits[0] = called & foreign_services();
+        svc_getreqset(&still);
     }
     // A nested service loop has left its own there.
     VA_SelectMask = others;
