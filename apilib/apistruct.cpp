@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "apilib/memory.h"
+#include "velt/api/facts.h"
 
 namespace
 {
@@ -42,7 +43,7 @@ UIntT room(IntT count)
 V_TypedValT V_ApiCopyVal(const V_TypedValT *value) { return copy_or(value, {}); }
 void V_ApiDeallocateVal(V_TypedValT *value) { release_at(value); }
 
-V_PropValT V_ApiCopyPropVal(const V_PropValT *entry) { return copy_or(entry, {{0, nullptr}, {1, {}}}); }
+V_PropValT V_ApiCopyPropVal(const V_PropValT *entry) { return copy_or(entry, {{0, nullptr}, {V_kind_integer, {}}}); }
 void V_ApiDeallocatePropVal(V_PropValT *entry) { release_at(entry); }
 
 TextItemT V_ApiCopyTextItem(const TextItemT *item) { return copy_or(item, {0, 1, {}}); }
@@ -67,7 +68,7 @@ IntT V_ApiGetPropIndex(const V_PropValsT *list, IntT propNum)
         for (UIntT i = 0; i < list->len; i++)
             if (list->val[i].propIdent.num == propNum)
                 return static_cast<IntT>(i);
-    return -4;
+    return V_error_no_such_entry;
 }
 
 void V_ApiAppendVal(V_PropValsT *list, IntT propNum, const V_TypedValT *value)
@@ -97,14 +98,14 @@ void V_ApiAppendVal(V_PropValsT *list, IntT propNum, const V_TypedValT *value)
 
 void V_ApiAppendIntProp(V_PropValsT *list, IntT propNum, IntT value)
 {
-    V_TypedValT typed{1, {}};
+    V_TypedValT typed{V_kind_integer, {}};
     typed.u.intVal = value;
     V_ApiAppendVal(list, propNum, &typed);
 }
 
 void V_ApiAppendStringProp(V_PropValsT *list, IntT propNum, const char *value)
 {
-    V_TypedValT typed{3, {}};
+    V_TypedValT typed{V_kind_string, {}};
     typed.u.stringVal = const_cast<StringT>(value);
     V_ApiAppendVal(list, propNum, &typed);
 }

@@ -38,7 +38,6 @@ namespace
 
 constexpr IntT no_host_process = -223;
 
-// The codes of V_ApiConnectToSession.
 bool strEqual(const char *a, const char *b)
 {
     static const char emptystring[] = "";
