@@ -80,7 +80,7 @@ IntT V_ApiCheckStatus(const V_PropValsT *returned, IntT statusBit)
 IntT V_ApiDictionaryOperation(V_ObjHandleT id1, const char *str2, IntT int3, IntT operation)
 {
     if (operation == V_dictionary_read_out)
-        return V_error_reads_out;
+        return VA_errno = V_error_reads_out;
     V_StringsT unused;
     IntT result = V_ApiDictionary(id1, str2, int3, operation, &unused);
     V_ApiDeallocateStrings(&unused);

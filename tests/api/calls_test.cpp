@@ -426,6 +426,7 @@ TEST(Options, TheirStatusBitByBit)
 TEST_F(Calls, ReadOutOfADictionaryIsNoOperationOnIt)
 {
     EXPECT_EQ(V_ApiDictionaryOperation(1, "a", 2, 9), -43);
+    EXPECT_EQ(VA_errno, -43);
     EXPECT_TRUE(host.idle());
 }
 

@@ -44,7 +44,8 @@ V_PropValsT V_ApiGetSpellDefaultParams(void);
 /* Works on a dictionary. Returns the host's status, -1 when no answer came; *listOut becomes the
  * host's strings, whatever the status, for V_ApiDeallocateStrings. */
 IntT V_ApiDictionary(V_ObjHandleT id1, const char *str2, IntT int3, IntT int4, V_StringsT *listOut);
-/* The same without strings to read out: operation 9, which does, is refused with -43 unasked. */
+/* The same without strings to read out: operation 9, which does, is refused with -43, also in
+ * VA_errno, unasked. */
 IntT V_ApiDictionaryOperation(V_ObjHandleT id1, const char *str2, IntT int3, IntT operation);
 /* The strings of a dictionary, by operation 9; they are the caller's. */
 V_StringsT V_ApiGetDictionaryStrings(V_ObjHandleT id1, IntT int2);
