@@ -56,7 +56,7 @@ IntT V_ApiSimpleImportFormats(V_ObjHandleT doc, V_ObjHandleT id2, IntT int3);
 IntT V_ApiSimpleImportElementDefs(V_ObjHandleT doc, V_ObjHandleT id2, IntT int3);
 /* Generates what a book asks for. */
 IntT V_ApiSimpleGenerate(V_ObjHandleT id1, IntT int2, IntT int3);
-/* Compares two documents or books; returns two ids. */
+/* Compares two documents or books; returns two ids, both 0 on failure. */
 V_CompareRetT V_ApiCompare(V_ObjHandleT id1, V_ObjHandleT id2, IntT int3, const char *str4,
                            const char *str5, const char *str6, IntT int7);
 /* Brings cross-references up to date. */

@@ -11,9 +11,9 @@
 
 VELT_BEGIN_DECLS
 
-/* Whether the host has a menu of this name. */
+/* Whether the host has a menu of this name; -1 when no answer came. */
 IntT V_ApiMenuExists(const char *name);
-/* Whether this shortcut is taken. */
+/* Whether this shortcut is taken; -1 when no answer came. */
 IntT V_ApiShortcutExists(const char *shortcut);
 /* Adds a menu. For the reference host: the name of the menu to add to, the new menu's name, its
  * label. */

@@ -28,9 +28,9 @@ V_ObjHandleT V_ApiNewAnchoredFormattedObject(V_ObjHandleT doc, IntT type, const 
 V_ObjHandleT V_ApiNewSubObject(V_ObjHandleT doc, V_ObjHandleT parent, IntT type);
 /* Creates an object after another of its series; returns its id. */
 V_ObjHandleT V_ApiNewSeriesObject(V_ObjHandleT doc, IntT type, V_ObjHandleT previous);
-/* 1 when the object exists, else 0, with the host's status in VA_errno. */
+/* 1 when the object exists, else 0: VA_errno has the host's status, or -1 for no answer. */
 IntT V_ApiObjectValid(V_ObjHandleT doc, V_ObjHandleT obj);
-/* Deletes an object. Status. */
+/* Deletes an object. */
 IntT V_ApiDelete(V_ObjHandleT doc, V_ObjHandleT obj);
 
 VELT_END_DECLS

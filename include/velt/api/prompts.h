@@ -1,8 +1,9 @@
 /* Alerts and prompts: the host asks the user on the client's behalf.
  *
  * A prompt stores what the user answered and returns 0, or returns -1 and stores nothing; VA_errno
- * is then -1 when the host gave no answer, and as before when the user gave none. Pointers to
- * answers and lists must not be null. Failures otherwise as in session.h.
+ * is then -1 when the host gave no answer, and as before when the user gave none. A string is the
+ * caller's, for V_ApiDeallocateString. Pointers to answers and lists must not be null. Failures
+ * otherwise as in session.h.
  */
 #ifndef VELT_API_PROMPTS_H
 #define VELT_API_PROMPTS_H
@@ -11,7 +12,7 @@
 
 VELT_BEGIN_DECLS
 
-/* Shows an alert; returns the host's answer. */
+/* Shows an alert; returns the host's answer, -1 when none came. */
 IntT V_ApiAlert(const char *message, IntT int2);
 /* Asks for an integer. */
 IntT V_ApiPromptInt(IntT *answer, const char *str2, const char *str3);
@@ -29,7 +30,7 @@ IntT oldV_ApiChooseFile(StringT *answer, const char *str2, const char *str3, con
 IntT V_ApiFileScrollBox(StringT *answer, const char *str2, const char *str3);
 /* Asks for an item of a list. */
 IntT V_ApiScrollBox(IntT *answer, const char *title, const V_StringsT *items, IntT int4);
-/* Asks for an item of a list as the user types; returns the host's answer. */
+/* Asks for an item of a list as the user types; returns the host's answer, -1 on failure. */
 IntT V_ApiQuickSelect(V_ObjHandleT doc, const char *str2, const V_StringsT *items);
 /* Asks for a point. */
 V_PointT V_ApiPromptPoint(V_ObjHandleT id1, V_ObjHandleT id2, IntT int3);

@@ -91,29 +91,31 @@ IntT V_ApiServiceModalCallbacks(void);
 /* Asks the service loop to end. */
 void V_ApiBailOut(void);
 
-/* The client's number. */
+/* The client's number; -1 when no answer came. */
 IntT V_ApiClientNumber(void);
 /* The client's name. */
 StringT V_ApiClientName(void);
 /* The client's directory. */
 StringT V_ApiClientDir(void);
-/* Sets the client's directory; returns the host's answer. */
+/* Sets the client's directory; returns the host's answer, -1 when none came. */
 IntT V_ApiSetClientDir(const char *directory);
 /* Calls another client by name; returns the value that the host answers. */
 IntT V_ApiCallClient(const char *client, const char *str2);
 /* Asks for a notification by its code. The reference host takes 1 for yes, 0 for no longer. */
 IntT V_ApiNotification(IntT notification, IntT int2);
 /* Leaves the session for good: control goes back, the connections close, VA_bailout is set. Returns
- * the host's answer. No remote call may follow. */
+ * the host's answer, -1 when none came. No remote call may follow. */
 IntT V_ApiDisconnectFromSession(void);
 
 /* The callbacks. A client defines the first two; the others have defaults that do nothing, which
  * its own definitions replace. Strings are borrowed: copy what is to be kept. */
 void V_ApiInitialize(IntT initCode);
 void V_ApiCommand(IntT command);
-/* For notification 75, stringArg points to a V_FilterArgsT. */
+/* A notification that the client has asked for. For 75, stringArg points to a V_FilterArgsT. */
 void V_ApiNotify(IntT notification, V_ObjHandleT objectId, StringT stringArg, IntT intArg);
+/* A message, with two objects. */
 void V_ApiMessage(StringT message, V_ObjHandleT objectId1, V_ObjHandleT objectId2);
+/* What happened to an item of a dialog of the client's. */
 void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail);
 /* The host is gone; the process ends with status 1 when this returns. */
 void V_ApiEmergency(void);

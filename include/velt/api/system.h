@@ -16,11 +16,12 @@ IntT V_ApiUserInteractSelection(IntT int1);
 IntT V_ApiSleep(IntT seconds);
 /* Has the host wait. 0, or the whole amount when no answer came. */
 IntT V_ApiUSleep(IntT microseconds);
-/* Whether the user wants to cancel. */
+/* Whether the user wants to cancel; -1 when no answer came. */
 IntT V_ApiUserCancel(void);
-/* Has the host run a command line. */
+/* Has the host run a command line; returns the host's answer, -1 when none came. */
 IntT V_ApiSystemShell(const char *command);
-/* Has the host run a program with arguments. The pointer must not be null. */
+/* Has the host run a program with arguments; returns the host's answer, -1 when none came. The
+ * pointer must not be null. */
 IntT V_ApiForkAndExec(const char *program, const V_StringsT *arguments);
 /* Hands a value to whoever called this client. */
 IntT V_ApiReturnValue(IntT value);

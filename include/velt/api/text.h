@@ -13,7 +13,7 @@ VELT_BEGIN_DECLS
 V_TextLocT V_ApiAddText(V_ObjHandleT doc, const V_TextLocT *loc, const char *text);
 /* Deletes a range of text. */
 IntT V_ApiDeleteText(V_ObjHandleT doc, const V_TextRangeT *range);
-/* Replaces a range of text. */
+/* Replaces a range of text. 0 is success or no answer: only VA_errno tells. */
 IntT V_ApiReplaceText(V_ObjHandleT doc, const V_TextRangeT *range, const char *text);
 /* Scrolls a range of text into view. */
 IntT V_ApiScrollToText(V_ObjHandleT doc, const V_TextRangeT *range);
@@ -49,7 +49,7 @@ IntT V_ApiDictionary(V_ObjHandleT id1, const char *str2, IntT int3, IntT int4, V
 IntT V_ApiDictionaryOperation(V_ObjHandleT id1, const char *str2, IntT int3, IntT operation);
 /* The strings of a dictionary, by operation 9; they are the caller's. */
 V_StringsT V_ApiGetDictionaryStrings(V_ObjHandleT id1, IntT int2);
-/* Changes a dictionary. */
+/* Changes a dictionary. 0 is success or no answer: only VA_errno tells. */
 IntT V_ApiModifyDictionary(V_ObjHandleT id1, IntT int2, IntT int3, const char *str4);
 /* Forgets what the spelling check has learnt. */
 IntT V_ApiResetSpelling(V_ObjHandleT id1);
