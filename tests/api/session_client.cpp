@@ -185,6 +185,9 @@ void V_ApiMessage(StringT message, V_ObjHandleT first, V_ObjHandleT second)
         log("service %d\n", V_ApiService(nullptr));
     } else if (order == "mask") {
         log("mask of %d\n", __builtin_popcount(VA_SelectMask));
+    } else if (order == "hold") {
+        char byte;
+        log("let go %zd\n", read(20, &byte, 1));
     } else if (order == "slow") {
         usleep(10'000);
     } else if (order == "serve") {

@@ -451,12 +451,29 @@ TEST_F(Session, ServesWhatTheClientRegistersItself)
     sockaddr_in address = velt::test::at(static_cast<in_port_t>(std::stoi(client->line())));
     EXPECT_EQ(host_call(), "1002 0");
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const Bytes call = words({9, 0, 2, 0x20000300, 1, 5, 0, 0, 0, 0});
-    sendto(fd, call.data(), call.size(), 0, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    const auto call = [&] {
+        const Bytes bytes = words({9, 0, 2, 0x20000300, 1, 5, 0, 0, 0, 0});
+        sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr *>(&address),
+               sizeof address);
+    };
+    call();
     says({"own service 5"});
     Bytes reply(24);
     EXPECT_EQ(recv(fd, reply.data(), reply.size(), 0), 24);
     EXPECT_EQ(text(reply), text(words({9, 1, 0, 0, 0, 0})));
+
+    // Found together with the host's call, during which it is served, it is not waited for again.
+    EXPECT_EQ(caller->call(4, message("hold")), 0);
+    caller->send(4, message("modal"));
+    call();
+    host->answer([](const HostCall &) { return HostReply{{}, words({4})}; });
+    EXPECT_EQ(write(client->own_end, "x", 1), 1);
+    EXPECT_EQ(caller->status(), 0);
+    says({"message \"hold\" 7 8", "let go 1", "message \"modal\" 7 8", "own service 5"});
+    for (const char *expected : {"1002 0", "1316 7"})
+        EXPECT_EQ(host_call(), expected);
+    turn(6, "00000000 00000000 00000005", {"modal 5"});
+    EXPECT_EQ(host_call(), "1002 0");
     close(fd);
     order("hello");
     quit();

@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <poll.h>
 #include <utility>
 
 #include "apilib/routines.h"
@@ -131,11 +132,12 @@ IntT V_ApiService(UIntT *readMask)
         velt::transport_dispatch();
         // Who waits with a loop of its own hears of descriptors alone.
         velt::transport_dispatch_rest();
-        // As a set: the mask that the library takes is signed, and its last bit would name all
-        // descriptors behind it.
-        fd_set still{};
-        still.fds_bits[0] = called & foreign_services();
-        svc_getreqset(&still);
+        for (int fd = 0; fd < mask_bits; fd++) {
+            // A callback may have served it meanwhile, in a loop of its own.
+            pollfd again{fd, POLLIN, 0};
+            if (called & 1U << fd && poll(&again, 1, 0) > 0)
+                svc_getreq_poll(&again, 1);
+        }
     }
     // A nested service loop has left its own there.
     VA_SelectMask = others;
