@@ -153,6 +153,7 @@ Outcome return_list(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg
     if (!answer)
         return {};
     V_ApiDeallocatePropVals(*returned);
+    V_ApiDeallocatePropVals(&sretval); // of a caller that has not kept the pointer
     sretval = V_ApiCopyPropVals(answer->retParams);
     *returned = &sretval;
     IntT status = answer.noted(answer->status);
