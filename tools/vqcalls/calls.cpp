@@ -210,9 +210,9 @@ void tell_outcomes(Call &call, const std::string &shape, const std::string &fail
     else if (shape == "record")
         set(call.release.empty() ? "the record" : "a copy", "all zero", "all zero");
     else if (shape == "return_list" && failure == ".id")
-        set("the id", "0, and the list all the same", "0, and no list");
+        set("the id", "0, and the list all the same", "0, and the pointer as it was");
     else if (shape == "return_list")
-        set("0", "the host's status, and the list all the same", "0, and no list");
+        set("0", "the host's status, and the list all the same", "0, and the pointer as it was");
 }
 
 struct Definition {
