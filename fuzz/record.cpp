@@ -39,7 +39,7 @@ std::vector<std::string> records_of(std::string_view stream)
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     using velt::RecordReader;
-    VA_Limits.recordIn = limit;
+    V_ApiSetLimit(V_limit_record_in, limit);
     Input input(data, size);
     Cuts cuts(input);
     std::string_view stream = input.rest();

@@ -64,14 +64,14 @@ TEST(SessionPortMapper, IsOfThisMachine)
     sockaddr_in elsewhere = velt::test::at(0);
     elsewhere.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
     EXPECT_EQ(mapper_find(elsewhere, program, version, IPPROTO_TCP, {60, 0}), 0);
-    VA_Limits.connectSeconds = 1;
+    V_ApiSetLimit(V_limit_connect_seconds, 1);
     for (const char *nowhere : {"1", "0", "65536", "-1", "port", "111x"}) {
         setenv("VQPMAP", nowhere, 1);
         EXPECT_TRUE(session_has_mapper());
         EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40000)) << nowhere;
         EXPECT_EQ(port_of(program), 0) << nowhere;
     }
-    VA_Limits.connectSeconds = 60;
+    V_ApiSetLimit(V_limit_connect_seconds, 60);
     setenv("VQPMAP", "", 1);
     EXPECT_FALSE(session_has_mapper());
 }
@@ -114,7 +114,7 @@ TEST(SessionPortMapper, IsNotWaitedForWithoutBound)
     ASSERT_EQ(listen(listener, 8), 0);
     ASSERT_EQ(getsockname(listener, generic, &size), 0);
     setenv("VQPMAP", std::to_string(ntohs(address.sin_port)).c_str(), 1);
-    VA_Limits.connectSeconds = 1;
+    V_ApiSetLimit(V_limit_connect_seconds, 1);
     for (const bool floods : {false, true}) {
         std::atomic<bool> over = false;
         std::thread peer([&] {
@@ -139,7 +139,7 @@ TEST(SessionPortMapper, IsNotWaitedForWithoutBound)
                 close(accept(listener, nullptr, nullptr));
         }
     }
-    VA_Limits.connectSeconds = 60;
+    V_ApiSetLimit(V_limit_connect_seconds, 60);
     close(listener);
     unsetenv("VQPMAP");
 }

@@ -51,7 +51,7 @@ IntT call_for_int(CLIENT *client, Procedure procedure)
 
 TEST(Service, ABadPeerHoldsUpNobody)
 {
-    ServiceProcess service([] { VA_Limits.recordSeconds = 3600; });
+    ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 3600); });
     const Client other = stock_client(service.port());
     ASSERT_TRUE(other);
     Peer stops(service.port()), drips(service.port()), deaf(service.port());
@@ -98,7 +98,7 @@ TEST(Service, TakesRecordsInAnyCut)
 
 TEST(Service, EndsConnectionsThatCannotGoOn)
 {
-    ServiceProcess service([] { VA_Limits.recordSeconds = 3600; });
+    ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 3600); });
     Peer too_long(service.port()), no_call(service.port());
     ASSERT_TRUE(too_long.send(words({0x84000001})));
     ASSERT_TRUE(no_call.send(fragment("GET / HTTP/1.0\r\n\r\n")));
@@ -106,7 +106,7 @@ TEST(Service, EndsConnectionsThatCannotGoOn)
     EXPECT_TRUE(no_call.closed());
     EXPECT_EQ(service.end(), 0);
 
-    ServiceProcess strict([] { VA_Limits.recordSeconds = 1; });
+    ServiceProcess strict([] { V_ApiSetLimit(V_limit_record_seconds, 1); });
     Peer slow(strict.port());
     const auto began = Clock::now();
     ASSERT_TRUE(slow.send(fragment("ab", false)));
@@ -118,7 +118,7 @@ TEST(Service, EndsConnectionsThatCannotGoOn)
 // What came while the service was busy with something else is served, however late.
 TEST(Service, ItsOwnPauseMakesNoPeerLate)
 {
-    ServiceProcess service([] { VA_Limits.recordSeconds = 1800; });
+    ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 1800); });
     Peer peer(service.port()), other(service.port());
     const std::string call = fragment(head(echo) + words({10'000}) + std::string(10'000, 'a'));
     ASSERT_TRUE(peer.send(call.substr(0, 20)));
@@ -158,7 +158,7 @@ TEST(Service, ALengthIsNotBelieved)
 // Bytes without end are no record, and nothing is kept of them.
 TEST(Service, AFloodGrowsNothingAndHoldsUpNobody)
 {
-    ServiceProcess service([] { VA_Limits.recordSeconds = 3600; });
+    ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 3600); });
     const Client other = stock_client(service.port());
     ASSERT_TRUE(other);
     ASSERT_TRUE(ping(other.get()));
@@ -210,7 +210,8 @@ TEST(Service, IdlePeersAreNoneTheLess)
     ServiceProcess service([] {
         const rlimit few{64, 64};
         setrlimit(RLIMIT_NOFILE, &few);
-        VA_Limits.idleConnections = VA_Limits.connections = 1000;
+        V_ApiSetLimit(V_limit_idle_connections, 1000);
+        V_ApiSetLimit(V_limit_connections, 1000);
     });
     const Client known = stock_client(service.port());
     ASSERT_TRUE(known);
@@ -235,7 +236,7 @@ TEST(Service, IdlePeersAreNoneTheLess)
 TEST(Service, KeepsSoManyIdleConnections)
 {
     for (const char *begun : {"", "\x80"}) {
-        ServiceProcess service([] { VA_Limits.idleConnections = 4; });
+        ServiceProcess service([] { V_ApiSetLimit(V_limit_idle_connections, 4); });
         const Client known = stock_client(service.port());
         ASSERT_EQ(call_echo(known.get(), "a", nullptr), RPC_SUCCESS);
         std::vector<std::unique_ptr<Peer>> idle;
@@ -416,23 +417,25 @@ TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
 // What is refused is refused before any of it is sent, and the connection is as good as before.
 TEST(Caller, ATooLongArgumentOrAnswerIsRefused)
 {
-    ServiceProcess service([] { VA_Limits.recordOut = 500'000; });
+    ServiceProcess service([] { V_ApiSetLimit(V_limit_record_out, 500'000); });
     const Client client = our_client(service.port());
     ASSERT_TRUE(client);
-    const V_LimitsT before = VA_Limits;
-    VA_Limits.recordOut = 1'000'000;
+    const UIntT before = V_ApiGetLimit(V_limit_record_out);
+    V_ApiSetLimit(V_limit_record_out, 1'000'000);
     EXPECT_EQ(call_echo(client.get(), std::string(1'000'000, 'a'), nullptr), RPC_CANTENCODEARGS);
     EXPECT_EQ(call_echo(client.get(), std::string(600'000, 'a'), nullptr), RPC_SYSTEMERROR);
     EXPECT_EQ(call_echo(client.get(), std::string(400'000, 'a'), nullptr), RPC_SUCCESS);
-    VA_Limits = before;
+    V_ApiSetLimit(V_limit_record_out, before);
+    EXPECT_EQ(V_ApiSetLimit(V_limit_none, 1), -1);
+    EXPECT_EQ(V_ApiGetLimit(V_limit_none), 0U);
 }
 
 // Of an answer above the limit, in fragments or not, all bytes are skipped, and only its call
 // fails.
 TEST(Caller, AnAnswerAboveTheLimitFailsItsOwnCall)
 {
-    const V_LimitsT before = VA_Limits;
-    VA_Limits.recordIn = 100'000;
+    const UIntT before = V_ApiGetLimit(V_limit_record_in);
+    V_ApiSetLimit(V_limit_record_in, 100'000);
     Answering huge([](Peer &peer) {
         const auto answered = [&peer] { return peer.receive(44 + 8).substr(4, 4); };
         const std::string head = words({1, 0, 0, 0, 0, 4}), bytes(90'000, 'x');
@@ -448,7 +451,7 @@ TEST(Caller, AnAnswerAboveTheLimitFailsItsOwnCall)
     EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_CANTDECODERES);
     EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_SUCCESS);
     EXPECT_EQ(answer, "last");
-    VA_Limits = before;
+    V_ApiSetLimit(V_limit_record_in, before);
 }
 
 TEST(Caller, ALateAnswerIsNotTheNextCalls)

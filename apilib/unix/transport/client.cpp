@@ -17,6 +17,7 @@
 
 #include "apilib/routines.h"
 #include "apilib/unix/transport/connection.h"
+#include "apilib/unix/transport/limits.h"
 #include "velt/api.h"
 
 namespace velt
@@ -384,7 +385,7 @@ void give_up_replies(Connection &connection)
 
 CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t version, timeval limit)
 {
-    const Time deadline = std::min(after(limit), after_seconds(VA_Limits.connectSeconds));
+    const Time deadline = std::min(after(limit), after_seconds(limits.connect_seconds));
     if (address.sin_port == 0)
         address.sin_port =
             htons(mapper_find(address, program, version, IPPROTO_TCP, left_until(deadline)));

@@ -16,6 +16,7 @@
 
 #include "apilib/routines.h"
 #include "apilib/unix/transport/connection.h"
+#include "apilib/unix/transport/limits.h"
 #include "velt/api.h"
 
 namespace velt
@@ -137,7 +138,7 @@ bool session_has_mapper()
 
 bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port_t port)
 {
-    const Time deadline = after_seconds(VA_Limits.connectSeconds);
+    const Time deadline = after_seconds(limits.connect_seconds);
     if (session_has_mapper())
         return tell_session(PMAPPROC_SET, {program, version, protocol, port}, deadline);
     char address[24];
@@ -159,7 +160,7 @@ bool mapper_unset(rpcprog_t program, rpcvers_t version)
 in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version, unsigned protocol,
                       timeval limit)
 {
-    const Time deadline = std::min(after(limit), after_seconds(VA_Limits.connectSeconds));
+    const Time deadline = std::min(after(limit), after_seconds(limits.connect_seconds));
     const bool sessions = session_has_mapper() && is_loopback(machine);
     machine.sin_port = htons(static_cast<in_port_t>(sessions ? session_mapper() : PMAPPORT));
     CLIENT *mapper = connect_to(machine, PMAPPROG, PMAPVERS, deadline);

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <poll.h>
 
+#include "apilib/unix/transport/limits.h"
 #include "apilib/whole_record.h"
 #include "velt/api.h"
 
@@ -133,7 +134,7 @@ RecordReader::Status RecordReader::assemble()
             std::memcpy(&mark, data + scanned_, mark_size);
             mark = ntohl(mark);
             const std::size_t length = mark & ~last_fragment;
-            if (length > VA_Limits.recordIn || size_ > VA_Limits.recordIn - length) {
+            if (length > limits.record_in || size_ > limits.record_in - length) {
                 // The mark stays: whoever asks again gets the same answer.
                 if (!skips_)
                     return broken;
@@ -219,7 +220,7 @@ ssize_t Outgoing::add(const char *bytes, std::size_t size)
         begin_ = 0;
     }
     const std::size_t end = end_ + size;
-    if (end > VA_Limits.recordOut ||
+    if (end > limits.record_out ||
         !block_.grow(end > block_.size() ? std::max(2 * block_.size(), end) : 0)) {
         errno = ENOBUFS;
         return -1;
@@ -295,7 +296,7 @@ RecordWriter::RecordWriter(int descriptor, Block &chunk, Outgoing *queue, Time d
 // Whether so much more is allowed; before any of it is on its way.
 bool RecordWriter::may_add(std::size_t size)
 {
-    const std::size_t limit = VA_Limits.recordOut;
+    const std::size_t limit = limits.record_out;
     if (!error_ && (size > limit || sent_ + used_ > limit - size))
         error_ = EMSGSIZE;
     return error_ == 0;

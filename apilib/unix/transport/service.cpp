@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "apilib/unix/transport/connection.h"
+#include "apilib/unix/transport/limits.h"
 #include "velt/api.h"
 
 namespace velt
@@ -205,7 +206,7 @@ bool is_room()
         all++;
         idle += !connection.has_called;
     });
-    return all < VA_Limits.connections && idle < VA_Limits.idleConnections;
+    return all < limits.connections && idle < limits.idle_connections;
 }
 
 bool out_of_descriptors()

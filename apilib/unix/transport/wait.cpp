@@ -11,12 +11,8 @@
 #include <unistd.h>
 
 #include "apilib/unix/transport/connection.h"
+#include "apilib/unix/transport/limits.h"
 #include "velt/api.h"
-
-V_LimitsT VA_Limits = {
-#define V_LIMIT(name, value, meaning) value,
-#include "velt/tables/limits.def"
-};
 
 namespace velt
 {
@@ -191,7 +187,7 @@ void Connection::pace()
     if (out.empty() && (in.at_rest() || in.has_record())) {
         deadline = never;
     } else if (deadline == never) {
-        deadline = after_seconds(VA_Limits.recordSeconds);
+        deadline = after_seconds(limits.record_seconds);
         late_turn = false;
     }
 }

@@ -1,4 +1,4 @@
-/* Numbers by their names: value kinds, object types, properties, errors; the version.
+/* Numbers by their names: value kinds, object types, properties, errors, limits; the version.
  *
  * Types, properties and statuses are those of the reference host, out of the tables in
  * velt/tables/, which say what each means. The library sets its errors itself.
@@ -46,6 +46,13 @@ enum {
 #define V_ERROR(code, name, meaning) V_error_##name = code,
 #include "velt/tables/errors.def"
     V_error_none = 0
+};
+
+/* V_limit_record_in, say: what V_ApiSetLimit sets. */
+enum {
+#define V_LIMIT(number, name, value, meaning) V_limit_##name = number,
+#include "velt/tables/limits.def"
+    V_limit_none = 0
 };
 
 /* The operation on a dictionary that reads its strings out. */

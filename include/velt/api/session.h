@@ -26,12 +26,6 @@ typedef struct V_TimeT {
 /* Told of every descriptor that the service starts (added 1) or stops (added 0) using. */
 typedef void (*V_FdFuncT)(IntT descriptor, IntT added);
 
-/* What the library bounds; the rows of limits.def. */
-typedef struct V_LimitsT {
-#define V_LIMIT(name, value, meaning) UIntT name;
-#include "velt/tables/limits.def"
-} V_LimitsT;
-
 /* A CLIENT of the RPC library. */
 struct __rpc_client;
 
@@ -44,8 +38,6 @@ extern struct __rpc_client *velt_client;
 extern IntT VA_errno;
 /* Time limit of every call to the host; set it before start-up. 0, 0 becomes seven days. */
 extern V_TimeT VA_TimeOut;
-/* The limits, with their defaults until the client sets others, before start-up. */
-extern V_LimitsT VA_Limits;
 /* Non-zero asks the service loop to end; the host is told with every hand-over of control. */
 extern IntT VA_bailout;
 /* The client's number, from the host; -1 before start-up. */
@@ -56,6 +48,11 @@ extern UIntT VA_SelectMask;
 /* The whole life of a client: start-up, service until VA_bailout, shutdown. Returns the exit
  * status: 0, or 1 when start-up failed (reported through V_ApiErr). The arguments are not used. */
 IntT V_ApiRun(int argc, char **argv);
+/* What the library bounds, by number: V_limit_record_in, say, in facts.h. 0 when it has no such
+ * limit. */
+UIntT V_ApiGetLimit(IntT limit);
+/* Sets a limit, before start-up: 0, or -1 when the library has no such limit. */
+IntT V_ApiSetLimit(IntT limit, UIntT value);
 /* Starts the session that the environment variable VQAPIX describes, with a descriptor watcher or
  * null. Returns null, or a constant message that tells what failed. May fork: the parent exits.
  *

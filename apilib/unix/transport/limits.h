@@ -1,0 +1,16 @@
+// The limits as the transport reads them: V_ApiSetLimit writes here.
+#pragma once
+
+#include "velt/scalars.h"
+
+namespace velt
+{
+
+struct Limits {
+#define V_LIMIT(number, name, value, meaning) UIntT name = value;
+#include "velt/tables/limits.def"
+};
+
+extern Limits limits;
+
+} // namespace velt
