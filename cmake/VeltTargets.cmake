@@ -31,8 +31,8 @@ if(VELT_WERROR)
 endif()
 
 # velt_library(NAME SOURCES... [LINK libs...]): NAME-static and NAME-shared from one set of objects,
-# without exceptions, RTTI or guarded statics, linked as C. Both are installed;
-# velt-api, say, as Velt::api (shared) and Velt::api-static.
+# without exceptions, RTTI or guarded statics, linked as C. What the headers export has its version
+# from velt.map. Both are installed; velt-api, say, as Velt::api (shared) and Velt::api-static.
 function(velt_library name)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LINK")
   add_library(${name}-objects OBJECT ${ARG_SOURCES})
@@ -60,6 +60,10 @@ function(velt_library name)
       endif()
     endforeach()
   endforeach()
+
+  set(versions ${PROJECT_SOURCE_DIR}/cmake/velt.map)
+  target_link_options(${name}-shared PRIVATE LINKER:--version-script=${versions})
+  set_target_properties(${name}-shared PROPERTIES LINK_DEPENDS ${versions})
 
   string(REGEX REPLACE "^velt-" "" short ${name})
   # The libraries stand side by side, wherever that is.

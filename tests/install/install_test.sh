@@ -58,7 +58,7 @@ echo "== Symbols"
 ours='^(V_|VA_|oldV_|Vapi|Vde|vde|xdr_|api_vq_|old_api_vq_|api_(set_)?client_[a-z]+_1$|api_xdrfree$|addfstr$|vq_api_|vq4_api_)|^velt_client$|^main$|^_ZN?K?4velt|^_Z[A-Z]+N?K?4velt'
 for lib in "$libdir"/libvelt-{api,vde}.{so,a}; do
     dynamic=()
-    [[ $lib != *.so ]] || dynamic=(-D)
+    [[ $lib != *.so ]] || dynamic=(-D --without-symbol-versions)
     nm "${dynamic[@]}" "$lib" >"$work/symbols"
     [[ $(grep -c ' T ' "$work/symbols") -gt 20 ]] || fail "$lib has hardly a symbol"
     # Weak ones are instantiations that the linker merges; in a shared library none may be left.
@@ -70,10 +70,14 @@ for lib in "$libdir"/libvelt-{api,vde}.{so,a}; do
     runtime=$(awk '$1 == "U" { print $2 }' "$work/symbols" |
         grep -E '^(_Zn|_Zd|_ZS|_ZNS|_ZNKS|_ZT|__cxa_|__gxx_)' | grep -v '^__cxa_finalize' || true)
     [[ -z $runtime ]] || fail "$lib needs of the C++ run-time library:"$'\n'"$runtime"
+    [[ $lib == *.so ]] || continue
+    # A is the name of a version itself.
+    unversioned=$(nm -D --defined-only "$lib" | awk '$2 != "A" && $3 !~ /@@VELT_[0-9.]+$/ { print $3 }')
+    [[ -z $unversioned ]] || fail "$lib has names without a version:"$'\n'"$unversioned"
 done
 
 # Every name of the support library is a promise: none may go, and none may come, by accident.
-nm -D --defined-only "$libdir/libvelt-vde.so" | awk '{ print $3 }' | LC_ALL=C sort |
+nm -D --defined-only --without-symbol-versions "$libdir/libvelt-vde.so" | awk '$2 != "A" { print $3 }' | LC_ALL=C sort |
     diff "$source/tests/install/velt-vde.symbols" - || fail "the names of libvelt-vde.so changed"
 
 echo "== What the shared libraries need"
