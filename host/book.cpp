@@ -27,8 +27,6 @@ namespace
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char *default_language = "usenglish";
-
 struct KindName {
     IntT kind;
     const char *name;
@@ -228,9 +226,9 @@ UIntT read_nodes(const JsonNode &root, Model &model)
                 {"title", "language", "dialogEncoding", "selected", "properties", "components"});
 
     const JsonNode *language = member(root, "language");
-    const std::string name = language ? text_in(*language) : default_language;
+    const std::string name = language ? text_in(*language) : V_LanguageString(V_language_usenglish);
     const IntT number = V_LanguageNumber(name.c_str());
-    if (number == 0)
+    if (number == V_language_none)
         throw JsonError(language->line, "unknown language \"" + name + "\"");
     const SessionText session(number);
     model.set_language(number);

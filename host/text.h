@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "tools/common/charset.h"
+#include "velt/vde/language.h"
 
 namespace velt::host
 {
@@ -16,7 +17,7 @@ std::string printable(std::string text);
 class SessionText
 {
 public:
-    explicit SessionText(IntT language) : charset_(language) {}
+    explicit SessionText(IntT language) : charset_(V_LanguageEncoding(language)) {}
 
     // Bytes that encode nothing become private characters, and from_utf8 brings them back.
     std::string to_utf8(std::string_view bytes) const;

@@ -1,4 +1,4 @@
-// The manual of the reference host says of its numbers what the tables say.
+// The manual says of the numbers of host and languages what the tables say.
 
 #include <gtest/gtest.h>
 
@@ -10,11 +10,30 @@
 namespace
 {
 
-TEST(Facts, StandInTheManual)
+std::string page(const std::string &name)
 {
-    std::ostringstream page;
-    page << std::ifstream(MANUAL).rdbuf();
-    const std::string manual = page.str();
+    std::ostringstream text;
+    text << std::ifstream(MANUAL + name).rdbuf();
+    return text.str();
+}
+
+TEST(Facts, LanguagesStandInTheManual)
+{
+    std::string manual = page("vqsre.1"), others;
+    std::ranges::replace(manual, '\n', ' ');
+#define V_LANGUAGE(number, name, encoding)                                                         \
+    if (std::string(#encoding) == "Quire")                                                         \
+        others += others.empty() ? #name : ", " #name;                                             \
+    else                                                                                           \
+        EXPECT_NE(manual.find(".It " #name " Ta "), manual.npos) << #name;
+#include "velt/tables/languages.def"
+    others.replace(others.rfind(", "), 2, " and ");
+    EXPECT_NE(manual.find("The others are " + others + ". "), manual.npos) << others;
+}
+
+TEST(Facts, NumbersStandInTheManual)
+{
+    const std::string manual = page("vqhost.1");
     const auto expect = [&](int number, const std::string &meaning) {
         const std::string item = ".It " + std::to_string(number) + '\n' + meaning;
         EXPECT_NE(manual.find(item), manual.npos) << item;

@@ -9,4 +9,4 @@ add_test(NAME calls_manual_test
   COMMAND sh -c "! ${MANDOC} -T lint ${PROJECT_BINARY_DIR}/docs/man3/*.3 | grep .")
 
 velt_test(facts_test SOURCES docs/facts_test.cpp LINK velt-api-static)
-target_compile_definitions(facts_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/vqhost.1")
+target_compile_definitions(facts_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/")

@@ -148,6 +148,7 @@ TEST(Languages, NumbersAndNamesCorrespond)
     for (const IntT number : {0, -1, 25, INT32_MIN})
         EXPECT_EQ(V_LanguageString(number), nullptr);
     EXPECT_EQ(V_LanguageNumber("korean"), 21);
+    EXPECT_EQ(V_LanguageEncoding(21), UIntT{VdeEncKscEuc});
     for (const char *none : {"Deutsch", "dutc", "", static_cast<const char *>(nullptr)})
         EXPECT_EQ(V_LanguageNumber(none), 0);
 }

@@ -2,9 +2,10 @@
 
 #include "tools/common/charset.h"
 
+#include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
-#include "velt/vde/language.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <iconv.h>
@@ -20,26 +21,18 @@ constexpr const char *code_points = "WCHAR_T"; // iconv's name for wide characte
 
 // An encoding as iconv knows it and as the font encodings split it into characters.
 struct Encoding {
-    const char *language; // null: all the others
+    UIntT id;
     const char *name;
     const char *iconv_name;
     IntT (*set_up)(VdeFontEncT *);
 };
 constexpr Encoding encodings[] = {
-    {"japanese", "Shift-JIS", "SHIFT_JIS", VdeInitJISX0208_ShiftJISEncoding},
-    {"korean", "KS C 5601", "EUC-KR", VdeInitKSC5601_1992Encoding},
-    {"traditionalchinese", "Big5", "BIG5", VdeInitBIG5Encoding},
-    {"simplifiedchinese", "GB 2312", "EUC-CN", VdeInitGB2312_80_EUCEncoding},
-    {nullptr, "Quire", "MACINTOSH", VdeInitVeltRomanEncoding},
+    {VdeEncShiftJis, "Shift-JIS", "SHIFT_JIS", VdeInitJISX0208_ShiftJISEncoding},
+    {VdeEncKscEuc, "KS C 5601", "EUC-KR", VdeInitKSC5601_1992Encoding},
+    {VdeEncBig5, "Big5", "BIG5", VdeInitBIG5Encoding},
+    {VdeEncGbEuc, "GB 2312", "EUC-CN", VdeInitGB2312_80_EUCEncoding},
+    {VdeEncQuire, "Quire", "MACINTOSH", VdeInitVeltRomanEncoding},
 };
-
-const Encoding &encoding_of(IntT language)
-{
-    const Encoding *encoding = encodings;
-    while (encoding->language != nullptr && V_LanguageNumber(encoding->language) != language)
-        ++encoding;
-    return *encoding;
-}
 
 // The Quire set is Mac OS Roman, less the characters at these codes, and with a currency sign of
 // its own.
@@ -104,9 +97,9 @@ std::string to_utf8(char32_t character)
     return converter.convert<char>(std::u32string_view(&character, 1)).value_or("?");
 }
 
-Charset::Charset(IntT language)
+Charset::Charset(UIntT id)
 {
-    const Encoding &encoding = encoding_of(language);
+    const Encoding &encoding = *std::ranges::find(encodings, id, &Encoding::id);
     name_ = encoding.name;
 
     VdeFontEncT split;
@@ -122,7 +115,7 @@ Charset::Charset(IntT language)
         if (!decoded || decoded->size() != 1)
             return;
         const char32_t character =
-            encoding.language == nullptr ? to_quire(bytes, decoded->front()) : decoded->front();
+            id == VdeEncQuire ? to_quire(bytes, decoded->front()) : decoded->front();
         if (character == 0)
             return;
         characters_.emplace(bytes, character);

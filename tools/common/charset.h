@@ -13,12 +13,12 @@
 std::u32string from_utf8(std::string_view text);
 std::string to_utf8(char32_t character);
 
-// The encoding of one language's text. All of them hold ASCII as it is; what else there is, is
-// looked up.
+// A text encoding in which the host keeps text of a language. All of them hold ASCII as it is; what
+// else there is, is looked up.
 class Charset
 {
 public:
-    explicit Charset(IntT language);
+    explicit Charset(UIntT id);
 
     const std::string &name() const { return name_; }
 

@@ -68,7 +68,7 @@ void run_compile(const Options &options, Errors &errors)
     std::error_code neither_exists;
     if (std::filesystem::equivalent(path, options.output, neither_exists))
         throw UsageError("-o names the source itself");
-    const Charset charset(language_of(options, path));
+    const Charset charset(V_LanguageEncoding(language_of(options, path)));
     const Source source = read_source(path, charset, errors);
     if (!errors.any())
         write_file(options.output, compile(source));
@@ -79,7 +79,7 @@ void run_print(const Options &options, Errors &)
     if (options.words.size() != 2 || !options.output.empty())
         throw UsageError("print takes one compiled file");
     const std::string &path = options.words[1];
-    const Charset charset(language_of(options, path));
+    const Charset charset(V_LanguageEncoding(language_of(options, path)));
     std::string text;
     for (const auto &[id, bytes] : read_sre(path))
         text += std::to_string(id) + ": " + source_text(bytes, charset) + '\n';
@@ -96,7 +96,8 @@ void run_check(const Options &options, Errors &errors)
 
     std::optional<Source> first;
     for (std::size_t i = 0; i < languages.size(); ++i) {
-        Source source = read_source(options.words[i + 1], Charset(languages[i]), errors);
+        Source source =
+            read_source(options.words[i + 1], Charset(V_LanguageEncoding(languages[i])), errors);
         if (first)
             compare_sources(*first, source, errors);
         else

@@ -3,7 +3,6 @@
 #include "tools/common/charset.h"
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
-#include "velt/vde/language.h"
 #include "velt/vde/unicode.h"
 
 #include <algorithm>
@@ -13,18 +12,6 @@
 
 namespace
 {
-
-// The language in whose encoding each is.
-struct Encoding {
-    UIntT id;
-    const char *language;
-};
-constexpr Encoding encodings[] = {
-    {VdeEncShiftJis, "japanese"},
-    {VdeEncKscEuc, "korean"},
-    {VdeEncBig5, "traditionalchinese"},
-    {VdeEncGbEuc, "simplifiedchinese"},
-};
 
 const VdeFontEncT &font_encoding(UIntT encoding)
 {
@@ -78,8 +65,8 @@ const std::vector<UIntT> &ucod_encodings()
 {
     static const std::vector<UIntT> ids = [] {
         std::vector<UIntT> all;
-        for (const Encoding &encoding : encodings)
-            all.push_back(encoding.id);
+        for (UIntT font = vdeVeltRomanEncodingId + 1; font <= vdeLastEncodingId; ++font)
+            all.push_back(V_FontEncToTextEnc(font));
         return all;
     }();
     return ids;
@@ -93,8 +80,7 @@ std::string ucod_name(UIntT encoding)
 
 Ucod make_ucod(UIntT encoding)
 {
-    const auto *row = std::ranges::find(encodings, encoding, &Encoding::id);
-    const Charset charset(V_LanguageNumber(row->language));
+    const Charset charset(encoding);
     Ucod table;
     const auto enter = [&](unsigned code, const std::string &bytes) {
         const auto [text, character] = charset.decode(bytes);
@@ -165,11 +151,10 @@ std::vector<std::string> ucod_faults(const Ucod &table, const std::string &name)
     for (const auto &[code, point] : table)
         if (point >= 0xD800 && point <= 0xDFFF)
             faults.push_back(code_text(code) + format(": U+%04X is no character", point));
-    const auto encoding =
-        std::ranges::find_if(encodings, [&](const auto &row) { return ucod_name(row.id) == name; });
-    if (encoding == std::end(encodings))
+    const auto encoding = std::ranges::find(ucod_encodings(), name, ucod_name);
+    if (encoding == ucod_encodings().end())
         return faults;
-    const VdeFontEncT &font = font_encoding(encoding->id);
+    const VdeFontEncT &font = font_encoding(*encoding);
     for (const auto &[code, point] : table)
         if (code >= 0x100 && (font.firstByte[code >> 8] == 0 || font.secondByte[code & 0xFF] == 0))
             faults.push_back(code_text(code) + ": these bytes are no character of the encoding");

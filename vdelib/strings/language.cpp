@@ -1,5 +1,8 @@
 #include "velt/vde/language.h"
 
+#include <iterator>
+
+#include "velt/vde/encodings.h"
 #include "velt/vde/strings.h"
 
 namespace
@@ -8,31 +11,35 @@ namespace
 struct Language {
     IntT number;
     const char *name;
+    UIntT encoding;
 };
 
 constexpr Language languages[] = {
-#define V_LANGUAGE(number, name) {number, name},
-#include "vdelib/strings/languages.def"
+#define V_LANGUAGE(number, name, encoding) {number, #name, VdeEnc##encoding},
+#include "velt/tables/languages.def"
 };
-
-constexpr IntT last_number = 24;
 
 consteval bool numbered_in_order()
 {
     IntT expected = 0;
-    for (const Language &language : languages) {
+    for (const Language &language : languages)
         if (language.number != ++expected)
             return false;
-    }
-    return expected == last_number;
+    return true;
 }
-static_assert(numbered_in_order(), "language numbers run from 1 to the last without a gap");
+static_assert(numbered_in_order(), "language numbers run from 1 without a gap");
+
+const Language *find(IntT number)
+{
+    return number >= 1 && number <= IntT{std::size(languages)} ? &languages[number - 1] : nullptr;
+}
 
 } // namespace
 
 const char *V_LanguageString(IntT number)
 {
-    return number >= 1 && number <= last_number ? languages[number - 1].name : nullptr;
+    const Language *language = find(number);
+    return language ? language->name : nullptr;
 }
 
 IntT V_LanguageNumber(const char *name)
@@ -42,4 +49,10 @@ IntT V_LanguageNumber(const char *name)
             return language.number;
     }
     return 0;
+}
+
+UIntT V_LanguageEncoding(IntT number)
+{
+    const Language *language = find(number);
+    return language ? language->encoding : UIntT{VdeEncQuire};
 }

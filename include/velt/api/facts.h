@@ -1,4 +1,5 @@
-/* Numbers by their names: value kinds, object types, properties, errors, limits; the version.
+/* Numbers by their names: value kinds, object types, properties, errors, limits, languages; the
+ * version.
  *
  * Types, properties and statuses are those of the reference host, out of the tables in
  * velt/tables/, which say what each means. The library sets its errors itself.
@@ -53,6 +54,13 @@ enum {
 #define V_LIMIT(number, name, value, meaning) V_limit_##name = number,
 #include "velt/tables/limits.def"
     V_limit_none = 0
+};
+
+/* V_language_usenglish, say: what V_prop_language holds; V_LanguageString has the names. */
+enum {
+#define V_LANGUAGE(number, name, encoding) V_language_##name = number,
+#include "velt/tables/languages.def"
+    V_language_none = 0
 };
 
 /* The operation on a dictionary that reads its strings out. */

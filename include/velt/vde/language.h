@@ -1,4 +1,5 @@
-/* The host's user-interface languages: their numbers, and the names of their directories. */
+/* The host's user-interface languages: their numbers, the names of their directories, and their
+ * encodings; V_language_usenglish, say, in api/facts.h, is a number. */
 #ifndef VELT_VDE_LANGUAGE_H
 #define VELT_VDE_LANGUAGE_H
 
@@ -11,6 +12,9 @@ VELT_BEGIN_DECLS
 const char *V_LanguageString(IntT number);
 /* Number of a language name, which must match to the letter; 0 when it is none. */
 IntT V_LanguageNumber(const char *name);
+/* The text encoding in which the host keeps text of a language, VdeEncBig5, say; VdeEncQuire for a
+ * number that is none. */
+UIntT V_LanguageEncoding(IntT number);
 
 VELT_END_DECLS
 
