@@ -8,21 +8,24 @@ namespace
 
 enum class Operation { Spell, Open, Save, Import, Export };
 
+struct Default {
+    IntT integer = 0;
+    const char *string = nullptr;
+
+    constexpr Default(IntT value) : integer(value) {}
+    constexpr Default(const char *value) : string(value) {}
+};
+
 struct Option {
     Operation operation;
     IntT number;
     IntT kind;
-    IntT integer;
-    const char *string;
+    Default value;
 };
 
 constexpr Option options[] = {
-#define V_OPTION(operation, number, value)                                                         \
-    {Operation::operation, number, V_kind_integer, value, nullptr},
-#define V_OPTION_STRING(operation, number, value)                                                  \
-    {Operation::operation, number, V_kind_string, 0, value},
-#define V_OPTION_RANGE(operation, number)                                                          \
-    {Operation::operation, number, V_kind_text_range, 0, nullptr},
+#define V_OPTION(operation, number, kind, value)                                                   \
+    {Operation::operation, number, V_kind_##kind, value},
 #include "velt/tables/options.def"
 };
 
@@ -37,10 +40,10 @@ V_PropValsT default_list(Operation operation)
         if (!entry || option.operation != operation)
             continue;
         *entry = {{option.number, nullptr}, {option.kind, {}}};
-        if (option.string)
-            entry->propVal.u.stringVal = V_ApiCopyString(option.string);
+        if (option.value.string)
+            entry->propVal.u.stringVal = V_ApiCopyString(option.value.string);
         else if (option.kind == V_kind_integer)
-            entry->propVal.u.intVal = option.integer;
+            entry->propVal.u.intVal = option.value.integer;
         entry++;
     }
     return list;
