@@ -79,7 +79,7 @@ UCharT next_alphanumeric(const char *&s)
 
 } // namespace
 
-StringT VdeTextEncValueToNameByType(UIntT id, UIntT type)
+const char *VdeTextEncValueToNameByType(UIntT id, UIntT type)
 {
     const char *name = nullptr;
     for (const TextEncName &row : encMap) {
@@ -90,15 +90,15 @@ StringT VdeTextEncValueToNameByType(UIntT id, UIntT type)
         if ((row.flags & type) != 0)
             break;
     }
-    return const_cast<StringT>(name != nullptr ? name : "");
+    return name != nullptr ? name : "";
 }
 
-StringT VdeTextEncValueToName(UIntT id)
+const char *VdeTextEncValueToName(UIntT id)
 {
     return VdeTextEncValueToNameByType(id, 0);
 }
 
-StringT VdeTextEncValueToMimeName(UIntT id)
+const char *VdeTextEncValueToMimeName(UIntT id)
 {
     return VdeTextEncValueToNameByType(id, VdeEncMimeName);
 }

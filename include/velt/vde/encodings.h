@@ -36,10 +36,10 @@ VELT_BEGIN_DECLS
 
 /* The first name of an encoding that has a bit in common with the type; the first of all if none
  * has, and for type 0. "" for an encoding without names. Constant. */
-StringT VdeTextEncValueToNameByType(UIntT id, UIntT type);
+const char *VdeTextEncValueToNameByType(UIntT id, UIntT type);
 /* The first name, and the MIME name, in the same way. */
-StringT VdeTextEncValueToName(UIntT id);
-StringT VdeTextEncValueToMimeName(UIntT id);
+const char *VdeTextEncValueToName(UIntT id);
+const char *VdeTextEncValueToMimeName(UIntT id);
 /* Id of the encoding of that name, compared by V_StrANICmp; 0 if there is none. */
 UIntT VdeTextEncNameToValue(const char *name);
 /* Compares Quire strings by their letters, in any case, and digits alone: 0 for equal, else the
