@@ -5,6 +5,7 @@
 
 #include <type_traits>
 
+#include "velt/api/facts.h"
 #include "velt/wire.h"
 
 namespace velt

@@ -53,7 +53,7 @@ int tell_help()
 
 int tell_version()
 {
-    std::cout << "vqhost " VQHOST_VERSION "\n";
+    std::cout << "vqhost " VELT_VERSION "\n";
     return done;
 }
 

@@ -4,6 +4,8 @@
 #include <getopt.h>
 #include <iostream>
 
+#include "velt/api/facts.h"
+
 namespace
 {
 

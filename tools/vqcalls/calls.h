@@ -45,6 +45,19 @@ struct Family {
     std::vector<Call> calls;
 };
 
+// The numbers of one kind.
+struct Facts {
+    struct Fact {
+        std::string name;
+        int number;
+        std::string meaning;
+    };
+    std::string about;
+    std::vector<Fact> rows;
+};
+
+std::vector<Facts> facts();
+
 struct Interface {
     std::vector<Family> families;
     std::vector<Procedure> procedures;

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "velt/api/facts.h"
+
 namespace fs = std::filesystem;
 
 namespace

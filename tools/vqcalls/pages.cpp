@@ -6,6 +6,7 @@
 #include <cctype>
 #include <regex>
 #include <sstream>
+#include <string_view>
 
 namespace velt::calls
 {
@@ -79,6 +80,8 @@ std::string upper(std::string text)
     return text;
 }
 
+constexpr std::string_view facts_family = "facts";
+
 std::string man_page(const Interface &interface, const Family &family)
 {
     const std::string page = "velt-" + family.name;
@@ -109,12 +112,20 @@ std::string man_page(const Interface &interface, const Family &family)
             << flowed("Procedure " + std::to_string(procedure.number) + ", " + procedure.stub +
                       ". Argument: " + procedure.argument + ". Result: " + procedure.result + ".");
     }
+    out << ".El\n";
+    if (family.name == facts_family)
+        for (const Facts &each : facts()) {
+            out << ".Ss " << each.about << "\n.Bl -tag -width Ds\n";
+            for (const auto &[name, number, meaning] : each.rows)
+                out << ".It Dv " << name << " Pq " << number << '\n' << flowed(meaning);
+            out << ".El\n";
+        }
     std::string others;
     for (const Family &other : interface.families)
         if (&other != &family)
             others += (others.empty() ? "velt-" : ", velt-") + other.name + "(3)";
     // As plain text: a checker looks for cross-references where nothing of ours is installed yet.
-    out << ".El\n.Sh SEE ALSO\n" << flowed(others);
+    out << ".Sh SEE ALSO\n" << flowed(others);
     return std::move(out).str();
 }
 
@@ -153,6 +164,11 @@ std::string markdown(const Interface &interface)
                 << ", argument " << quoted(procedure.argument) << ", result "
                 << quoted(procedure.result) << '\n';
         }
+    }
+    for (const Facts &each : facts()) {
+        out << "\n## " << each.about << "\n\n| Name | Number | Meaning |\n|---|---|---|\n";
+        for (const auto &[name, number, meaning] : each.rows)
+            out << "| " << quoted(name) << " | " << number << " | " << meaning << " |\n";
     }
     out << "\n## Procedures of the host\n\n| Number | Stub | Called by |\n|---|---|---|\n";
     for (const Procedure &procedure : interface.procedures) {

@@ -48,7 +48,7 @@ public:
     Answer(Stub<Arg, Ret> stub, Argument<Arg> &arg) : ret(stub(&arg, velt_client))
     {
         if (!ret)
-            VA_errno = -1;
+            VA_errno = V_error_no_answer;
     }
     ~Answer()
     {
@@ -166,7 +166,7 @@ bool answered(Stub<Arg, void> stub, std::type_identity_t<Argument<Arg>> arg)
 {
     if (stub(&arg, velt_client))
         return true;
-    VA_errno = -1;
+    VA_errno = V_error_no_answer;
     return false;
 }
 

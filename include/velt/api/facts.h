@@ -63,8 +63,11 @@ enum {
     V_language_none = 0
 };
 
-/* The operation on a dictionary that reads its strings out. */
-enum { V_dictionary_read_out = 9 };
+/* V_dictionary_read_out, say: operations of V_ApiDictionary. */
+enum {
+#define V_DICTIONARY(operation, name, meaning) V_dictionary_##name = operation,
+#include "velt/tables/dictionary.def"
+};
 
 VELT_BEGIN_DECLS
 

@@ -98,23 +98,28 @@ StringT V_ApiClientDir(void);
 IntT V_ApiSetClientDir(const char *directory);
 /* Calls another client by name; returns the value that the host answers. */
 IntT V_ApiCallClient(const char *client, const char *str2);
-/* Asks for a notification by its code. The reference host takes 1 for yes, 0 for no longer. */
+/* Asks for a notification by its code. For the reference host int2 is 0 to be told no longer; it
+ * sends the codes that its user gives to its command "notify". */
 IntT V_ApiNotification(IntT notification, IntT int2);
 /* Leaves the session for good: control goes back, the connections close, VA_bailout is set. Returns
  * the host's answer, -1 when none came. No remote call may follow. */
 IntT V_ApiDisconnectFromSession(void);
 
-/* The callbacks. A client defines the first two; the others have defaults that do nothing, which
- * its own definitions replace. Strings are borrowed: copy what is to be kept. */
+/* A callback that each client defines: the host has started it, with this code. */
 void V_ApiInitialize(IntT initCode);
+/* A callback that each client defines: the user has chosen the command that it defined under this
+ * number. */
 void V_ApiCommand(IntT command);
-/* A notification that the client has asked for. For 75, stringArg points to a V_FilterArgsT. */
+/* What the client has asked for by this code has come; for code 75, stringArg points to a
+ * V_FilterArgsT. A callback: the library's does nothing, the client's own definition replaces it.
+ * What it is passed is borrowed. */
 void V_ApiNotify(IntT notification, V_ObjHandleT objectId, StringT stringArg, IntT intArg);
-/* A message, with two objects. */
+/* A message has come. A callback like V_ApiNotify. */
 void V_ApiMessage(StringT message, V_ObjHandleT objectId1, V_ObjHandleT objectId2);
-/* What happened to an item of a dialog of the client's. */
+/* Something has happened to an item of the client's dialog. A callback like V_ApiNotify. */
 void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail);
-/* The host is gone; the process ends with status 1 when this returns. */
+/* The host is gone; the process ends with status 1 when this returns. A callback like V_ApiNotify.
+ */
 void V_ApiEmergency(void);
 
 VELT_END_DECLS

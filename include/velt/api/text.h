@@ -33,7 +33,8 @@ TextItemsT V_ApiGetTextForRange2(V_ObjHandleT doc, const V_TextRangeT *range, In
 
 /* Searches from a place on; returns the range found. */
 V_TextRangeT V_ApiFind(V_ObjHandleT doc, const V_TextLocT *start, const V_PropValsT *options);
-/* Checks the spelling from a place on; returns the range that the host complains of. *intOut
+/* Checks the spelling from a place on; returns the range that the host complains of,
+ * zeros on failure. *intOut
  * becomes the host's integer, 0 on failure; *listOut the suggestions, also of a refusal, for
  * V_ApiDeallocateStrings; nothing when no answer came. */
 V_TextRangeT V_ApiSpell(V_ObjHandleT doc, const V_TextLocT *start, const V_PropValsT *options,
@@ -44,10 +45,10 @@ V_PropValsT V_ApiGetSpellDefaultParams(void);
 /* Works on a dictionary. Returns the host's status, -1 when no answer came; *listOut becomes the
  * host's strings, whatever the status, for V_ApiDeallocateStrings. */
 IntT V_ApiDictionary(V_ObjHandleT id1, const char *str2, IntT int3, IntT int4, V_StringsT *listOut);
-/* The same without strings to read out: operation 9, which does, is refused with -43, also in
- * VA_errno, unasked. */
+/* The same without strings to read out: V_dictionary_read_out, which does, is refused with
+ * V_error_reads_out, also in VA_errno, unasked. */
 IntT V_ApiDictionaryOperation(V_ObjHandleT id1, const char *str2, IntT int3, IntT operation);
-/* The strings of a dictionary, by operation 9; they are the caller's. */
+/* The strings of a dictionary, by V_dictionary_read_out; they are the caller's. */
 V_StringsT V_ApiGetDictionaryStrings(V_ObjHandleT id1, IntT int2);
 /* Changes a dictionary. 0 is success or no answer: only VA_errno tells. */
 IntT V_ApiModifyDictionary(V_ObjHandleT id1, IntT int2, IntT int3, const char *str4);

@@ -1,0 +1,73 @@
+// The numbers that have names, as the tables say them.
+
+#include "velt/api/facts.h"
+#include "tools/vqcalls/calls.h"
+
+namespace velt::calls
+{
+namespace
+{
+
+// Of the unions, that of values alone has tags with names.
+std::vector<Facts::Fact> kinds()
+{
+    std::vector<Facts::Fact> rows = {
+#define V_UNION(name, cases) cases
+#define V_CASE(tag, type, member) {#tag, tag, #type " u." #member},
+#define V_SAME_CASE V_CASE
+#define V_CASE_OPTIONAL(tag, type, member) {#tag, tag, #type " *u." #member},
+#define V_OTHER_CASES(type, member)
+#include "velt/tables/values.def"
+    };
+    std::erase_if(rows, [](const Facts::Fact &row) { return !row.name.starts_with("V_"); });
+    return rows;
+}
+
+} // namespace
+
+std::vector<Facts> facts()
+{
+    return {
+        {"Value kinds, and the members that they select", kinds()},
+        {"Object types of the reference host",
+         {
+#define V_OBJECT_TYPE(number, name, meaning) {"V_type_" #name, number, meaning},
+#include "velt/tables/object_types.def"
+         }},
+        {"Properties that have a meaning",
+         {
+#define V_PROPERTY(number, kind, object, name, rule, meaning)                                      \
+    {"V_prop_" #name, number, #kind ", of " #object ": " meaning},
+#define V_CALL_PROPERTY(number, kind, name, meaning) {"V_prop_" #name, number, #kind ": " meaning},
+#include "velt/tables/properties.def"
+         }},
+        {"Statuses of the reference host",
+         {
+#define V_STATUS(code, name, meaning) {"V_status_" #name, code, meaning},
+#include "velt/tables/statuses.def"
+         }},
+        {"Errors of the library",
+         {
+#define V_ERROR(code, name, meaning) {"V_error_" #name, code, meaning},
+#include "velt/tables/errors.def"
+         }},
+        {"Limits",
+         {
+#define V_LIMIT(number, name, value, meaning)                                                      \
+    {"V_limit_" #name, number, meaning "; " + std::to_string(value) + " unless set"},
+#include "velt/tables/limits.def"
+         }},
+        {"Languages, and their encodings",
+         {
+#define V_LANGUAGE(number, name, encoding) {"V_language_" #name, number, "VdeEnc" #encoding},
+#include "velt/tables/languages.def"
+         }},
+        {"Operations on a dictionary",
+         {
+#define V_DICTIONARY(operation, name, meaning) {"V_dictionary_" #name, operation, meaning},
+#include "velt/tables/dictionary.def"
+         }},
+    };
+}
+
+} // namespace velt::calls
