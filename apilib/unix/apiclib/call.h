@@ -2,6 +2,9 @@
 // stub, its argument record and the field of the result record that it returns.
 #pragma once
 
+#include <type_traits>
+#include <utility>
+
 #include "apilib/memory.h"
 #include "apilib/routines.h"
 #include "velt/api.h"
@@ -84,6 +87,17 @@ private:
     Ret *ret;
 };
 
+// What was decoded into an answer becomes the caller's, and is no longer released with the answer.
+template <class Value>
+Value take(Value &field)
+{
+    // As a copy of it is, an empty list of text has its array.
+    if constexpr (std::is_same_v<Value, TextItemsT>)
+        if (!field.val)
+            return allocate<TextItemsT>(0);
+    return std::exchange(field, {});
+}
+
 // The host's status, 0 for success; -1 (or what the call says) when no answer came.
 template <class Arg, class Ret>
 IntT status(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, IntT no_answer = -1)
@@ -116,12 +130,12 @@ Value scalar(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value
     return answer.success() ? (*answer).*field : failure;
 }
 
-// A list, a record or a string after (or before) the status, copied for the caller.
+// A list, a record or a string after (or before) the status, handed to the caller.
 template <class Arg, class Ret, class Value>
 Value record(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value Ret::*field)
 {
     Answer<Ret> answer(stub, arg);
-    return answer.success() ? copy((*answer).*field) : Value{};
+    return answer.success() ? take((*answer).*field) : Value{};
 }
 
 // An answer after the status, handed out through a pointer: 0, or -1 with nothing handed out. The
@@ -133,7 +147,7 @@ IntT prompt(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value 
     Answer<Ret> answer(stub, arg);
     if (!answer || answer.status() != 0)
         return -1;
-    *out = copy((*answer).*field);
+    *out = take((*answer).*field);
     return 0;
 }
 
@@ -154,7 +168,7 @@ Outcome return_list(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg
         return {};
     V_ApiDeallocatePropVals(*returned);
     V_ApiDeallocatePropVals(&sretval); // of a caller that has not kept the pointer
-    sretval = V_ApiCopyPropVals(answer->retParams);
+    sretval = answer->retParams ? take(*answer->retParams) : V_PropValsT{};
     *returned = &sretval;
     IntT status = answer.noted(answer->status);
     return {status, status == 0 ? answer->docId : 0};
@@ -175,7 +189,7 @@ inline StringT bare_string(Stub<void, StringT> stub)
 {
     IntT nothing = 0;
     Answer<StringT> answer(stub, nothing);
-    return answer ? copy(*answer) : nullptr;
+    return answer ? take(*answer) : nullptr;
 }
 
 } // namespace velt

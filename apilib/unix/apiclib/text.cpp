@@ -55,7 +55,7 @@ V_TextRangeT V_ApiSpell(V_ObjHandleT doc, const V_TextLocT *start, const V_PropV
 {
     ApiVqSpellArgT arg{doc, *start, *options};
     Answer<ApiVqSpellRetT> answer(api_vq_spell_1, arg);
-    *listOut = answer ? copy(answer->strings4) : V_StringsT{};
+    *listOut = answer ? take(answer->strings4) : V_StringsT{};
     bool found = answer.success();
     *intOut = found ? answer->int3 : 0;
     return found ? answer->textRange : V_TextRangeT{};
@@ -65,7 +65,7 @@ IntT V_ApiDictionary(V_ObjHandleT id1, const char *str2, IntT int3, IntT int4, V
 {
     ApiVqDictionaryArgT arg{id1, in(str2), int3, int4};
     Answer<ApiVqDictionaryRetT> answer(api_vq_dictionary_1, arg);
-    *listOut = answer ? copy(answer->strings) : V_StringsT{};
+    *listOut = answer ? take(answer->strings) : V_StringsT{};
     return answer ? answer.noted(answer->status) : -1;
 }
 
@@ -74,9 +74,9 @@ IntT V_ApiThesaurus(IntT int1, const char *word, V_StringsT *listOut1, V_Strings
 {
     ApiVqThesaurusArgT arg{int1, in(word)};
     Answer<ApiVqThesaurusRetT> answer(api_vq_thesaurus_1, arg);
-    *listOut1 = answer ? copy(answer->strings1) : V_StringsT{};
-    *listOut2 = answer ? copy(answer->strings2) : V_StringsT{};
-    *listOut3 = answer ? copy(answer->strings3) : V_StringsT{};
-    *listOut4 = answer ? copy(answer->strings4) : V_StringsT{};
+    *listOut1 = answer ? take(answer->strings1) : V_StringsT{};
+    *listOut2 = answer ? take(answer->strings2) : V_StringsT{};
+    *listOut3 = answer ? take(answer->strings3) : V_StringsT{};
+    *listOut4 = answer ? take(answer->strings4) : V_StringsT{};
     return answer ? answer.noted(answer->status) : -1;
 }
