@@ -16,6 +16,7 @@
 #include "apilib/unix/transport/transport.h"
 #include "bench/compare.h"
 #include "bench/service.h"
+#include "bench/shapes.h"
 #include "host/portmap.h"
 #include "velt/api.h"
 
@@ -43,49 +44,6 @@ void require(bool done, const char *what)
 {
     if (!done)
         throw std::runtime_error(what);
-}
-
-// The client side of a session with a host that is a process of its own.
-class Session
-{
-public:
-    explicit Session(pid_t host)
-    {
-        setenv("VQAPIX", description(far_client, far_host, host).c_str(), 1);
-        if (const char *failure = V_ApiStartUp(nullptr))
-            throw std::runtime_error(failure);
-    }
-    ~Session() { V_ApiShutDown(); }
-    Session(const Session &) = delete;
-    Session &operator=(const Session &) = delete;
-};
-
-void get_int(benchmark::State &state, pid_t host)
-try {
-    const Session session(host);
-    constexpr rpcproc_t number = number_of("api_vq_get_int_1");
-    ApiVqGetPropArgT argument = {1, 2, {3, nullptr}};
-    compare(
-        state,
-        [&] {
-            return timed(calls_in_block, [&](std::size_t) {
-                ApiVqGetIntRetT result = {};
-                require(clnt_call(velt_client, number,
-                                  reinterpret_cast<xdrproc_t>(xdr_ApiVqGetPropArgT), &argument,
-                                  reinterpret_cast<xdrproc_t>(xdr_ApiVqGetIntRetT), &result,
-                                  limit) == RPC_SUCCESS &&
-                            result.result == 42,
-                        "a bare call failed");
-            });
-        },
-        [] {
-            return timed(calls_in_block, [](std::size_t) {
-                require(V_ApiGetInt(1, 2, 3) == 42, "V_ApiGetInt failed");
-            });
-        });
-    state.counters[counter::goal] = 1.05;
-} catch (const std::exception &error) {
-    state.SkipWithError(error.what());
 }
 
 // A process, which does not outlive this object.
@@ -255,7 +213,7 @@ std::unique_ptr<Server> register_calls()
     setenv("VQPMAP", std::to_string(ntohs(host->address().sin_port)).c_str(), 1);
     require(mapper_set(near_host, 1, IPPROTO_TCP, open_service(near_host)),
             "cannot register with the port mapper");
-    benchmark::RegisterBenchmark("V_ApiGetInt / bare call", get_int, host->id())->Iterations(201);
+    register_shapes(description(far_client, far_host, host->id()));
     benchmark::RegisterBenchmark("callback with hand-over / bare call", callbacks)->Iterations(51);
     benchmark::RegisterBenchmark("start of a client / of \"true\"", start_up)->Iterations(51);
     benchmark::RegisterBenchmark("vqhost to first callback / \"true\"", first_callback)

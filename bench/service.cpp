@@ -8,9 +8,12 @@
 #include <chrono>
 #include <csignal>
 #include <stdexcept>
+#include <type_traits>
+#include <vector>
 
 #include "apilib/routines.h"
 #include "apilib/unix/transport/transport.h"
+#include "velt/api.h"
 
 namespace velt::bench
 {
@@ -23,15 +26,33 @@ constexpr auto patience = std::chrono::seconds(10);
 
 Served served;
 
+char text[] = "some text of a usual length";
+
+V_StringsT strings(UIntT count)
+{
+    static std::vector<StringT> all(count, text);
+    return {count, all.data()};
+}
+
+V_PropValsT properties(UIntT count)
+{
+    static std::vector<V_PropValT> all = [] {
+        V_PropValT property{{1, nullptr}, {V_kind_string, {}}};
+        property.propVal.u.stringVal = text;
+        return std::vector(1000, property);
+    }();
+    return {count, all.data()};
+}
+
 template <class Argument, class Result>
 void answer(SVCXPRT *transport, Result result)
 {
-    Argument argument{};
+    std::conditional_t<std::is_void_v<Argument>, char, Argument> argument{};
     if (!svc_getargs(transport, routine<Argument>(), reinterpret_cast<char *>(&argument)))
         svcerr_decode(transport);
     else
         svc_sendreply(transport, routine<Result>(), reinterpret_cast<char *>(&result));
-    free_decoded(argument);
+    xdr_free(routine<Argument>(), &argument);
 }
 
 template <class Argument>
@@ -55,6 +76,27 @@ void dispatch(svc_req *request, SVCXPRT *transport)
         return acknowledge<IntT>(transport, served.hand_overs);
     case number_of("api_vq_get_int_1"):
         return answer<ApiVqGetPropArgT>(transport, ApiVqGetIntRetT{0, 42});
+    case number_of("api_vq_set_int_1"):
+        return answer<ApiVqSetIntArgT>(transport, IntT{0});
+    case number_of("api_vq_delete_1"):
+        return answer<ApiVqGeneralObjArgT>(transport, IntT{0});
+    case number_of("api_vq_menu_exists_1"):
+        return answer<ApiVqExistsArgT>(transport, IntT{1});
+    case number_of("api_client_name_1"):
+        return answer<void>(transport, StringT{text});
+    case number_of("api_vq_prompt_string_1"):
+        return answer<ApiVqPromptArgT>(transport, ApiVqPromptStringRetT{0, text});
+    case number_of("api_vq_get_strings_1"):
+        return answer<ApiVqGetPropArgT>(transport, ApiVqGetStringsRetT{0, strings(10)});
+    case number_of("api_vq_get_props_1"):
+        return answer<ApiVqGeneralObjArgT>(transport, ApiVqGetPropsRetT{0, properties(1000)});
+    case number_of("api_vq_open_1"): {
+        V_PropValsT happened = properties(2);
+        return answer<ApiVqOpenArgT>(transport, ApiVqOpenRetT{0, 1, &happened});
+    }
+    case number_of("api_vq_push_clipboard_1"):
+        svc_sendreply(transport, routine<void>(), nullptr);
+        return;
     default:
         return svcerr_noproc(transport);
     }

@@ -1,5 +1,5 @@
 // As much of a host as the benchmarks need: it answers the acknowledgement, the hand-over of
-// control and the reading of an integer property, in the one thread that there is.
+// control and one call of each shape, in the one thread that there is.
 #pragma once
 
 #include <functional>
