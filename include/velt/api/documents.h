@@ -38,7 +38,8 @@ V_PropValsT V_ApiGetSaveDefaultParams(void);
 V_PropValsT V_ApiGetImportDefaultParams(void);
 V_PropValsT V_ApiGetExportDefaultParams(void);
 /* One bit of the status in a returned list, in its place: for bit 5 that is 32 or 0. 0 with
- * VA_errno -5 when the list has no status, with -4 when the status has no such bit. */
+ * VA_errno V_error_no_status when the list has no status, V_error_no_such_entry when the status has
+ * no such bit. */
 IntT V_ApiCheckStatus(const V_PropValsT *returned, IntT statusBit);
 
 /* Closes a document or book. */

@@ -33,13 +33,13 @@ void V_ApiDemoteElement(V_ObjHandleT doc);
 V_TextLocT V_ApiElementLocToTextLoc(V_ObjHandleT doc, const V_ElementLocT *loc);
 /* The place in the structure of a place in text. */
 V_ElementLocT V_ApiTextLocToElementLoc(V_ObjHandleT doc, const V_TextLocT *loc);
-/* The element catalogue of a document (its property 1488). */
+/* The element catalogue of a document (its V_prop_element_catalog). */
 V_ElementCatalogEntriesT V_ApiGetElementCatalog(V_ObjHandleT doc);
-/* The attribute definitions of an element definition (its property 1584). */
+/* The attribute definitions of an element definition (its V_prop_attribute_definitions). */
 V_AttributeDefsT V_ApiGetAttributeDefs(V_ObjHandleT doc, V_ObjHandleT def);
 /* Writes them; the list stays the caller's. */
 void V_ApiSetAttributeDefs(V_ObjHandleT doc, V_ObjHandleT def, const V_AttributeDefsT *value);
-/* The attributes of an element (its property 1634). */
+/* The attributes of an element (its V_prop_attributes). */
 V_AttributesT V_ApiGetAttributes(V_ObjHandleT doc, V_ObjHandleT element);
 /* Writes them; the list stays the caller's. */
 void V_ApiSetAttributes(V_ObjHandleT doc, V_ObjHandleT element, const V_AttributesT *value);

@@ -3,13 +3,13 @@
  * One thread. The host calls the client; while a callback runs, the client holds control and may
  * call the host; when the callback returns, control goes back to the host.
  *
- * Failures of every remote call: no answer sets VA_errno to -1, a refusal sets it to the host's
- * status, which is not 0. Then a call that returns a status returns that; one that returns an id, a
- * number or a string returns 0; one that returns a record, a list or a value returns one of zeros.
- * Where it differs, the call says so. What a call returns is the caller's to release, strings by
- * V_ApiDeallocateString, lists and values by the release of their type; what it is passed stays the
- * caller's. A parameter that is named by its place and type, such as int3, means what the host
- * says.
+ * Failures of every remote call: no answer sets VA_errno to V_error_no_answer, -1, a refusal sets
+ * it to the host's status, which is not 0. Then a call that returns a status returns that; one that
+ * returns an id, a number or a string returns 0; one that returns a record, a list or a value
+ * returns one of zeros. Where it differs, the call says so. What a call returns is the caller's to
+ * release, strings by V_ApiDeallocateString, lists and values by the release of their type; what it
+ * is passed stays the caller's. A parameter that is named by its place and type, such as int3,
+ * means what the host says.
  */
 #ifndef VELT_API_SESSION_H
 #define VELT_API_SESSION_H
@@ -64,8 +64,8 @@ const char *V_ApiStartUp(V_FdFuncT fdFunc);
 /* Releases everything that start-up made. Harmless when there is nothing. */
 void V_ApiShutDown(void);
 /* Joins a running session of the host: `name` is told to the host, hostName null or empty is this
- * machine, program is the session's RPC program. Returns 0 or a code, also in VA_errno: -20 no
- * session answers, -7 the request failed, -22 no connection, else the host's refusal. */
+ * machine, program is the session's RPC program. Returns 0 or a code, also in VA_errno:
+ * V_error_no_session, V_error_not_joined, V_error_no_connection, else the host's refusal. */
 IntT V_ApiConnectToSession(const char *name, const char *hostName, UIntT program);
 /* Writes one line with the client's name to standard error. */
 void V_ApiErr(const char *message);

@@ -31,8 +31,8 @@ IntT V_ApiChangeColorPalette(V_ObjHandleT id1, const V_MetricsT *metrics2, V_Obj
                              const V_MetricsT *metrics6, V_ObjHandleT id7,
                              const V_MetricsT *metrics8, const V_MetricsT *metrics9,
                              V_ObjHandleT id10);
-/* Tells the user how far the client is (property 104 of the session). 0, or -1 on failure; VA_errno
- * stays as it was. */
+/* Tells the user how far the client is (V_prop_progress of the session). 0, or -1 on failure;
+ * VA_errno stays as it was. */
 IntT V_Progress(IntT value);
 
 VELT_END_DECLS

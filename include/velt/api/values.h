@@ -47,16 +47,16 @@ StringT V_ApiCopyString(const char *s);
 /* Releases *sp and sets it to null; a null sp is ignored. */
 void V_ApiDeallocateString(StringT *sp);
 
-/* Index of the first property with this number (0 finds named ones), or -4. */
+/* Index of the first property with this number (0 finds named ones), or V_error_no_such_entry. */
 IntT V_ApiGetPropIndex(const V_PropValsT *list, IntT propNum);
 /* A zero-filled list of `count` properties. */
 V_PropValsT V_ApiAllocatePropVals(IntT count);
 /* Sets property propNum to a copy of the value: replaces the first entry of that number, else
  * appends. When memory runs out the list stays as it was. */
 void V_ApiAppendVal(V_PropValsT *list, IntT propNum, const V_TypedValT *value);
-/* The same with an integer (kind 1). */
+/* The same with an integer (V_kind_integer). */
 void V_ApiAppendIntProp(V_PropValsT *list, IntT propNum, IntT value);
-/* The same with a copy of a string (kind 3). */
+/* The same with a copy of a string (V_kind_string). */
 void V_ApiAppendStringProp(V_PropValsT *list, IntT propNum, const char *value);
 
 /* Appends a string to a list whose array, grown by 16 entries at a time, only this call has made.
