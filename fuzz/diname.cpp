@@ -21,7 +21,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const std::unique_ptr<char[]> text(new char[max]);
     for (const char *p = name.get(); *p != '\0';) {
         VdeGetDiTokenID(&p);
-        VdeCopyTokenIntoString(&p, text.get(), max);
+        const char *q = p;
+        VdeAdvPastToken(&q);
+        require(VdeCopyTokenIntoString(&p, text.get(), max) < std::max<IntT>(max, 1) && p == q,
+                "a token is copied as far as it fits, and passed whole");
     }
 
     const V_FilePathT *root = VdeFilePathSimpleCreate("/a/b");

@@ -248,9 +248,8 @@ TEST_F(Resources, WhatCanBeReadIsKept)
     EXPECT_EQ(get(1), "???");
 }
 
-// Whatever is cut off or overwritten, reading stays within its buffers (a sanitizer tells), and the
-// strings are the file's or those from before.
-TEST_F(Resources, DamageSweep)
+// Wherever the file is cut off, the strings are the file's or those from before.
+TEST_F(Resources, CutAnywhere)
 {
     ASSERT_EQ(load(naming("before")), 0);
     for (std::size_t length = 0; length < worked_example.size(); ++length) {
@@ -261,15 +260,6 @@ TEST_F(Resources, DamageSweep)
         EXPECT_EQ(load(worked_example.substr(0, length)), has_index ? 0 : -1) << length;
         EXPECT_EQ(get(1), has_index ? kept(36, 6) : "before");
         EXPECT_EQ(get(7).substr(0, 4), has_index ? kept(43, 4) : "???");
-    }
-    for (std::size_t at = 0; at < worked_example.size(); ++at) {
-        for (const char byte : {'\0', '\1', '\n', '\\', 'x', '\x7F', '\x80', '\xFF'}) {
-            std::string damaged = worked_example;
-            damaged[at] = byte;
-            load(damaged);
-            for (const IntT id : {1, 7, 0, -1, 32767})
-                get(id);
-        }
     }
 }
 
