@@ -1,12 +1,9 @@
-velt_test(api_values_test SOURCES api/wire_test.cpp api/values_test.cpp api/heap.cpp
+velt_test(api_values_test SOURCES api/wire_test.cpp api/values_test.cpp support/heap.cpp
   LINK velt-api-static)
 velt_test(api_calls_test SOURCES api/calls_test.cpp api/raw_host.cpp transport/service_process.cpp
-  api/heap.cpp LINK vqhost-lib velt-api-static)
+  support/heap.cpp LINK vqhost-lib velt-api-static)
 
-# The library's allocations, and the tests' own, go through heap.cpp.
-foreach(test api_values_test api_calls_test)
-  target_link_options(${test} PRIVATE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free)
-endforeach()
+watch_heap(api_values_test api_calls_test)
 
 add_executable(session_client ${CMAKE_CURRENT_LIST_DIR}/session_client.cpp)
 target_link_libraries(session_client PRIVATE velt_options velt-api-static)

@@ -1,7 +1,7 @@
 // Copies, releases and property lists; memory that runs out; the arguments of file filters.
 
-#include "api/heap.h"
 #include "api/samples.h"
+#include "support/heap.h"
 #include "velt/vde/memory.h"
 
 namespace

@@ -1,8 +1,8 @@
 // The bytes of what the calls do not show, written by hand; damaged and hostile input; large
 // values.
 
-#include "api/heap.h"
 #include "api/samples.h"
+#include "support/heap.h"
 
 namespace
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/heap.h"
 #include "velt/vde.h"
 
 #include <csignal>
@@ -24,8 +25,8 @@ using Owned = std::unique_ptr<T, Release>;
 class FailingHeap
 {
 public:
-    explicit FailingHeap(int successes = 0);
-    ~FailingHeap();
+    explicit FailingHeap(int successes = 0) { heap::fail_from(successes); }
+    ~FailingHeap() { heap::fail_at(-1); }
 };
 
 // A test that starts without an instance record, as a fresh process does.

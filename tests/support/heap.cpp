@@ -1,4 +1,4 @@
-#include "api/heap.h"
+#include "support/heap.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,14 +9,15 @@ namespace
 thread_local long blocks;
 thread_local std::size_t high;
 thread_local long countdown = -1;
-thread_local bool fired;
+thread_local bool fired, for_good;
 
 bool refused(std::size_t size)
 {
     high = std::max(high, size);
     if (countdown < 0)
         return false;
-    fired = countdown-- == 0;
+    fired = countdown == 0;
+    countdown -= !(fired && for_good);
     return fired;
 }
 
@@ -41,7 +42,13 @@ std::size_t heap::largest()
 void heap::fail_at(long n)
 {
     countdown = n;
-    fired = false;
+    fired = for_good = false;
+}
+
+void heap::fail_from(long n)
+{
+    fail_at(n);
+    for_good = true;
 }
 
 bool heap::failed()

@@ -11,8 +11,9 @@ namespace heap
 long live();
 // The largest request since the last call.
 std::size_t largest();
-// Lets the n-th request from now on (0: the next) fail; negative: none.
+// Lets the n-th request from now on (0: the next) fail; negative: none. Or it and all after it.
 void fail_at(long n);
+void fail_from(long n);
 // Whether that request has been made.
 bool failed();
 
