@@ -25,11 +25,6 @@ namespace
 
 constexpr rpcprog_t other_program = program + 1;
 
-std::string null_reply()
-{
-    return fragment(words({7, 1, 0, 0, 0, 0}));
-}
-
 // Only root and the user's own processes may speak.
 TEST(Machine, AnotherUserIsTurnedAwayAndReportedOnce)
 {
@@ -39,23 +34,18 @@ TEST(Machine, AnotherUserIsTurnedAwayAndReportedOnce)
         if (setuid(1234) != 0)
             _exit(1);
     });
-    for (int i = 0; i < 2; i++) {
-        const pid_t stranger = fork();
-        if (stranger == 0) {
-            if (setuid(65534) != 0)
-                _exit(2);
-            Peer peer(service.port());
-            peer.send(fragment(head(NULLPROC)));
-            _exit(peer.closed() ? 0 : 1);
-        }
-        int status = -1;
-        waitpid(stranger, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
+    for (int i = 0; i < 2; i++)
+        EXPECT_EXIT(
+            {
+                const bool other = setuid(65534) == 0;
+                Peer peer(service.port());
+                peer.send(fragment(head(NULLPROC)));
+                _exit(other && peer.closed() ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "");
     Peer root(service.port());
     ASSERT_TRUE(root.send(fragment(head(reports))));
     EXPECT_EQ(root.receive(32), fragment(words({7, 1, 0, 0, 0, 0, 1})));
-    EXPECT_EQ(service.end(), 0);
 }
 
 void shell(const std::string &command)
@@ -100,7 +90,6 @@ void speak_from_two_machines()
     int status = -1;
     waitpid(other, &status, 0);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(service.end(), 0);
 }
 
 TEST(Machine, OfOtherMachinesOnlyTheHostsMaySpeak)
@@ -109,21 +98,16 @@ TEST(Machine, OfOtherMachinesOnlyTheHostsMaySpeak)
         GTEST_SKIP() << "needs root, to have networks of its own";
     if (std::system("unshare --net ip link add near type veth peer name far 2>/dev/null") != 0)
         GTEST_SKIP() << "the machine makes no networks with a cable between them";
-    const pid_t child = fork();
-    if (child == 0) {
-        speak_from_two_machines();
-        _exit(HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_EXIT((speak_from_two_machines(), _exit(HasFailure())), testing::ExitedWithCode(0), "");
 }
 
 TEST(Machine, APortMapperOfAnotherUserIsNotBelievedAndDoesNotListen)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root, to be two users";
-    const auto found = [] { return mapper_find(at(0), other_program, 1, IPPROTO_TCP, {60, 0}); };
+    const auto found = [] {
+        return mapper_find(on_loopback(), other_program, 1, IPPROTO_TCP, {60, 0});
+    };
     {
         // Root may do what that user may, but is told nothing by it.
         const MapperProcess others(1234);
@@ -132,12 +116,8 @@ TEST(Machine, APortMapperOfAnotherUserIsNotBelievedAndDoesNotListen)
         EXPECT_EQ(rpc_createerr.cf_error.re_errno, EACCES);
     }
     const MapperProcess mapper;
-    const pid_t stranger = fork();
-    if (stranger == 0)
-        _exit(setuid(1234) == 0 && !mapper_set(other_program, 1, IPPROTO_TCP, 40000) ? 0 : 1);
-    int status = -1;
-    waitpid(stranger, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_EXIT(_exit(setuid(1234) != 0 || mapper_set(other_program, 1, IPPROTO_TCP, 40000)),
+                testing::ExitedWithCode(0), "");
     EXPECT_EQ(found(), 0);
 }
 
@@ -164,7 +144,7 @@ TEST(Machine, ADatagramOfAnotherUserIsTurnedAway)
     const std::string ask = fragment(words({7, 0, 2, session, 1, 0, 0, 0, 0, 0})).substr(4);
     const pid_t stranger = fork();
     if (stranger == 0) {
-        const sockaddr_in to = at(mapper->find(session, 1, IPPROTO_UDP));
+        const sockaddr_in to = on_loopback(mapper->find(session, 1, IPPROTO_UDP));
         if (setuid(65534) != 0)
             _exit(1);
         // Whose it is counts as the socket is made.

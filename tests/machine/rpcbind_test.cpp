@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <rpc/pmap_clnt.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -92,15 +91,10 @@ TEST(Rpcbind, IsToldWithoutItsSocket)
     EXPECT_TRUE(mapper_set(other_program, version, IPPROTO_TCP, 40000));
     EXPECT_NE(registered().find("superuser"), std::string::npos);
     EXPECT_TRUE(mapper_unset(other_program, version));
-    const pid_t user = fork();
-    if (user == 0)
-        _exit(setuid(65534) == 0 && mapper_set(other_program, version, IPPROTO_TCP, 40000) ==
-                                        pmap_set(other_program, version, IPPROTO_TCP, 40000)
-                  ? 0
-                  : 1);
-    int status = -1;
-    waitpid(user, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_EXIT(
+        _exit(setuid(65534) != 0 || mapper_set(other_program, version, IPPROTO_TCP, 40000) !=
+                                        pmap_set(other_program, version, IPPROTO_TCP, 40000)),
+        testing::ExitedWithCode(0), "");
     mapper_unset(other_program, version);
     ASSERT_EQ(std::rename("/run/elsewhere.sock", "/run/rpcbind.sock"), 0);
 }

@@ -6,13 +6,10 @@
 
 #include <rpc/pmap_prot.h>
 
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include "apilib/routines.h"
 #include "portmap/mapper_process.h"
@@ -32,7 +29,7 @@ constexpr rpcvers_t version = 3;
 
 in_port_t port_of(rpcprog_t number, unsigned protocol = IPPROTO_TCP, rpcvers_t at = version)
 {
-    return mapper_find(velt::test::at(0), number, at, protocol, {60, 0});
+    return mapper_find(on_loopback(), number, at, protocol, {60, 0});
 }
 
 TEST(SessionPortMapper, ARegistrationStaysUntilItIsRemoved)
@@ -61,7 +58,7 @@ TEST(SessionPortMapper, IsOfThisMachine)
 {
     const MapperProcess mapper;
     EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000));
-    sockaddr_in elsewhere = velt::test::at(0);
+    sockaddr_in elsewhere = on_loopback();
     elsewhere.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
     EXPECT_EQ(mapper_find(elsewhere, program, version, IPPROTO_TCP, {60, 0}), 0);
     V_ApiSetLimit(V_limit_connect_seconds, 1);
@@ -81,7 +78,7 @@ TEST(SessionPortMapper, RefusesWhatItCannotServe)
     const MapperProcess mapper;
     const auto call = [&](rpcprog_t to, rpcvers_t at, rpcproc_t procedure,
                           pmap argument = {program, version, IPPROTO_TCP, 1}) {
-        const Client client(transport_connect(velt::test::at(mapper.port), to, at, {60, 0}));
+        const Client client(transport_connect(on_loopback(mapper.port), to, at, {60, 0}));
         u_int result = 0;
         const auto encode =
             argument.pm_prog == 0 ? routine<void>() : reinterpret_cast<xdrproc_t>(xdr_pmap);
@@ -103,44 +100,16 @@ TEST(SessionPortMapper, RefusesWhatItCannotServe)
     EXPECT_EQ(call(PMAPPROG, PMAPVERS, PMAPPROC_SET), 1);
 }
 
-// One that answers nothing, and one that answers what nobody has asked, without end.
 TEST(SessionPortMapper, IsNotWaitedForWithoutBound)
 {
-    int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = on_loopback();
-    socklen_t size = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    ASSERT_EQ(bind(listener, generic, size), 0);
-    ASSERT_EQ(listen(listener, 8), 0);
-    ASSERT_EQ(getsockname(listener, generic, &size), 0);
-    setenv("VQPMAP", std::to_string(ntohs(address.sin_port)).c_str(), 1);
+    const auto [silent, port] = velt::test::socket_on_loopback();
+    setenv("VQPMAP", std::to_string(port).c_str(), 1);
     V_ApiSetLimit(V_limit_connect_seconds, 1);
-    for (const bool floods : {false, true}) {
-        std::atomic<bool> over = false;
-        std::thread peer([&] {
-            if (!floods)
-                return;
-            for (int i = 0; i < 3; i++) {
-                velt::test::Peer asking(accept(listener, nullptr, nullptr));
-                const std::string stale =
-                    velt::test::fragment(velt::test::words({7, 1, 0, 0, 0, 0, 1}));
-                while (!over && asking.send(stale))
-                    ;
-            }
-        });
-        EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40000));
-        EXPECT_FALSE(mapper_unset(program, version));
-        EXPECT_EQ(port_of(program), 0);
-        over = true;
-        peer.join();
-        // Those of the silent round stay in the queue.
-        if (!floods) {
-            for (int i = 0; i < 3; i++)
-                close(accept(listener, nullptr, nullptr));
-        }
-    }
+    EXPECT_FALSE(mapper_set(program, version, IPPROTO_TCP, 40000));
+    EXPECT_FALSE(mapper_unset(program, version));
+    EXPECT_EQ(port_of(program), 0);
     V_ApiSetLimit(V_limit_connect_seconds, 60);
-    close(listener);
+    close(silent);
     unsetenv("VQPMAP");
 }
 

@@ -1,5 +1,7 @@
 #include "transport/service_process.h"
 
+#include <gtest/gtest.h>
+
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/select.h>
@@ -87,7 +89,7 @@ void dispatch(svc_req *request, SVCXPRT *transport)
         answer<V_IntsT>(transport, stock_integers, [](const V_IntsT &list) { return list.len; });
         break;
     case nest:
-        for (const int mine = ++nested; nested >= mine;)
+        for (const int mine = ++nested; nested >= mine && !over;)
             serve_once(1000);
         svc_sendreply(transport, routine<void>(), nullptr);
         break;
@@ -134,10 +136,10 @@ void dispatch(svc_req *request, SVCXPRT *transport)
     close(tell);
     while (!over)
         serve_once(1000);
-    if (!stock()) {
-        transport_unwatch(alive);
-        svc_destroy(service);
-    }
+    if (stock())
+        _exit(0);
+    transport_unwatch(alive);
+    svc_destroy(service);
     std::exit(0);
 }
 
@@ -184,22 +186,11 @@ ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t al
 
 ServiceProcess::~ServiceProcess()
 {
-    if (alive_ >= 0)
-        close(alive_);
-    if (id_ > 0) {
-        kill(id_, SIGKILL);
-        waitpid(id_, nullptr, 0);
-    }
-}
-
-int ServiceProcess::end()
-{
     close(alive_);
-    alive_ = -1;
+    go_on();
     int status = -1;
     waitpid(id_, &status, 0);
-    id_ = 0;
-    return status;
+    EXPECT_EQ(status, 0) << "the service's";
 }
 
 long ServiceProcess::status(const std::string &field) const
@@ -222,19 +213,23 @@ long ServiceProcess::ticks() const
     return user + system;
 }
 
-sockaddr_in at(in_port_t port)
+std::pair<int, in_port_t> socket_on_loopback(int type, int backlog)
 {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
+    const int made = socket(AF_INET, type | SOCK_CLOEXEC, 0);
+    sockaddr_in address = on_loopback();
+    socklen_t size = sizeof address;
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    EXPECT_EQ(bind(made, generic, size), 0);
+    if (type == SOCK_STREAM)
+        EXPECT_EQ(listen(made, backlog), 0);
+    EXPECT_EQ(getsockname(made, generic, &size), 0);
+    return {made, ntohs(address.sin_port)};
 }
 
 Peer::Peer(in_port_t port, in_addr_t to, in_addr_t from)
     : descriptor_(socket(AF_INET, SOCK_STREAM, 0))
 {
-    sockaddr_in own = at(0), peer = at(port);
+    sockaddr_in own = on_loopback(), peer = on_loopback(port);
     own.sin_addr.s_addr = from;
     peer.sin_addr.s_addr = to;
     if (bind(descriptor_, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 ||
@@ -279,6 +274,11 @@ bool Peer::closed(milliseconds limit)
            recv(descriptor_, &byte, 1, MSG_PEEK) <= 0;
 }
 
+bool Peer::ping()
+{
+    return send(fragment(head(NULLPROC))) && receive(28) == null_reply();
+}
+
 std::string words(std::initializer_list<UIntT> values)
 {
     std::string bytes;
@@ -298,18 +298,35 @@ std::string head(rpcproc_t procedure, UIntT id)
     return words({id, 0, 2, program, 1, static_cast<UIntT>(procedure), 0, 0, 0, 0});
 }
 
+std::string null_reply(UIntT id)
+{
+    return fragment(words({id, 1, 0, 0, 0, 0}));
+}
+
+namespace
+{
+
+Client connected(CLIENT *client)
+{
+    if (!client)
+        throw std::runtime_error(clnt_spcreateerror("no connection"));
+    return Client(client);
+}
+
+} // namespace
+
 Client stock_client(in_port_t port, u_int buffer)
 {
-    sockaddr_in address = at(port);
+    sockaddr_in address = on_loopback(port);
     int socket = RPC_ANYSOCK;
-    return Client(clnttcp_create(&address, program, 1, &socket, buffer, buffer));
+    return connected(clnttcp_create(&address, program, 1, &socket, buffer, buffer));
 }
 
 Client our_client(in_port_t port, timeval limit)
 {
     if (stock())
         return stock_client(port);
-    return Client(transport_connect(at(port), program, 1, limit));
+    return connected(transport_connect(on_loopback(port), program, 1, limit));
 }
 
 clnt_stat call_echo(CLIENT *client, const std::string &text, std::string *answer, timeval limit)

@@ -3,6 +3,7 @@
 
 #include <netinet/in.h>
 #include <rpc/rpc.h>
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -10,6 +11,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "velt/wire.h"
 
@@ -47,13 +49,11 @@ public:
     explicit ServiceProcess(const std::function<void()> &before = nullptr, in_addr_t allowed = 0);
     ServiceProcess(const ServiceProcess &) = delete;
     ServiceProcess &operator=(const ServiceProcess &) = delete;
+    // Ends it in order.
     ~ServiceProcess();
 
     in_port_t port() const { return port_; }
-    pid_t id() const { return id_; }
-    // Ends it in order and returns its exit status.
-    int end();
-    // Until it has stopped itself, and from then on.
+    // Until it has stopped itself; from then on.
     void wait_for_stop() const;
     void go_on() const;
     // From /proc, in kilobytes or in clock ticks.
@@ -66,7 +66,8 @@ private:
     int alive_ = -1; // closed, the service ends
 };
 
-sockaddr_in at(in_port_t port);
+// A new socket of this machine, which listens if it is of the stream kind, and its port.
+std::pair<int, in_port_t> socket_on_loopback(int type = SOCK_STREAM, int backlog = 64);
 
 // A socket that sends and receives bytes as a test says.
 class Peer
@@ -84,6 +85,8 @@ public:
     // Up to `size` bytes; fewer at the end of the connection or when the time is over.
     std::string receive(std::size_t size, milliseconds limit = ages);
     bool closed(milliseconds limit = ages);
+    // Whether a null call is answered.
+    bool ping();
 
 private:
     int descriptor_;
@@ -92,15 +95,16 @@ private:
 std::string words(std::initializer_list<UIntT> values);
 // One fragment with its mark.
 std::string fragment(const std::string &bytes, bool last = true);
-// The head of a call, as far as its arguments.
+// The head of a call, as far as its arguments; the reply to a null call.
 std::string head(rpcproc_t procedure, UIntT id = 7);
+std::string null_reply(UIntT id = 7);
 
 struct DestroyClient {
     void operator()(CLIENT *client) const { clnt_destroy(client); }
 };
 using Client = std::unique_ptr<CLIENT, DestroyClient>;
 
-// A handle of the RPC library, and one of ours.
+// A handle of the RPC library, and one of ours; they throw what keeps them from connecting.
 Client stock_client(in_port_t port, u_int buffer = 0);
 Client our_client(in_port_t port, timeval limit = {60, 0});
 clnt_stat call_echo(CLIENT *client, const std::string &text, std::string *answer,

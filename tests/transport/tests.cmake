@@ -5,7 +5,7 @@ velt_test(transport_test SOURCES transport/transport_test.cpp transport/service_
 add_executable(syscalls_test transport/syscalls.cpp transport/service_process.cpp)
 target_include_directories(syscalls_test PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
 target_link_libraries(syscalls_test PRIVATE velt_options velt-api-static velt-vde-static
-  PkgConfig::TIRPC)
+  PkgConfig::TIRPC GTest::gtest)
 add_test(NAME syscalls_test COMMAND syscalls_test)
 set_tests_properties(syscalls_test PROPERTIES TIMEOUT ${limit})
 

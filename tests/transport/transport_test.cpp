@@ -16,7 +16,9 @@
 #include <atomic>
 #include <csignal>
 #include <ctime>
+#include <stdexcept>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "apilib/routines.h"
@@ -30,11 +32,6 @@ namespace
 {
 
 using namespace std::chrono_literals;
-
-std::string null_reply(UIntT id = 7)
-{
-    return fragment(words({id, 1, 0, 0, 0, 0}));
-}
 
 IntT call_for_int(CLIENT *client, Procedure procedure)
 {
@@ -53,7 +50,6 @@ TEST(Service, ABadPeerHoldsUpNobody)
 {
     ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 3600); });
     const Client other = stock_client(service.port());
-    ASSERT_TRUE(other);
     Peer stops(service.port()), drips(service.port()), deaf(service.port());
     ASSERT_TRUE(stops.send("\x80"));
     const std::string call = fragment(head(NULLPROC));
@@ -67,7 +63,6 @@ TEST(Service, ABadPeerHoldsUpNobody)
         EXPECT_TRUE(ping(other.get()));
     }
     EXPECT_EQ(drips.receive(28), null_reply());
-    EXPECT_EQ(service.end(), 0);
 }
 
 TEST(Service, TakesRecordsInAnyCut)
@@ -93,7 +88,6 @@ TEST(Service, TakesRecordsInAnyCut)
     EXPECT_EQ(peer.receive(reply.size() + 28), reply + null_reply(8));
     ASSERT_TRUE(peer.send(tiny.substr(50)));
     EXPECT_EQ(peer.receive(reply.size()), reply);
-    EXPECT_EQ(service.end(), 0);
 }
 
 TEST(Service, EndsConnectionsThatCannotGoOn)
@@ -104,7 +98,6 @@ TEST(Service, EndsConnectionsThatCannotGoOn)
     ASSERT_TRUE(no_call.send(fragment("GET / HTTP/1.0\r\n\r\n")));
     EXPECT_TRUE(too_long.closed());
     EXPECT_TRUE(no_call.closed());
-    EXPECT_EQ(service.end(), 0);
 
     ServiceProcess strict([] { V_ApiSetLimit(V_limit_record_seconds, 1); });
     Peer slow(strict.port());
@@ -112,7 +105,6 @@ TEST(Service, EndsConnectionsThatCannotGoOn)
     ASSERT_TRUE(slow.send(fragment("ab", false)));
     EXPECT_TRUE(slow.closed());
     EXPECT_GE(Clock::now() - began, 900ms);
-    EXPECT_EQ(strict.end(), 0);
 }
 
 // What came while the service was busy with something else is served, however late.
@@ -123,10 +115,7 @@ TEST(Service, ItsOwnPauseMakesNoPeerLate)
     const std::string call = fragment(head(echo) + words({10'000}) + std::string(10'000, 'a'));
     ASSERT_TRUE(peer.send(call.substr(0, 20)));
     // What has come before a call that is answered has been read with it or before.
-    for (int i = 0; i < 2; i++) {
-        ASSERT_TRUE(other.send(fragment(head(NULLPROC))));
-        EXPECT_EQ(other.receive(28), null_reply());
-    }
+    EXPECT_TRUE(other.ping() && other.ping());
     // It waits for its own turn, too.
     ASSERT_TRUE(other.send(fragment(head(pause)) + call.substr(0, 20)));
     service.wait_for_stop();
@@ -136,15 +125,13 @@ TEST(Service, ItsOwnPauseMakesNoPeerLate)
     EXPECT_TRUE(other.send(call.substr(20)));
     for (Peer *each : {&peer, &other})
         EXPECT_TRUE(each->receive(28).ends_with(null_reply().substr(4)));
-    EXPECT_EQ(service.end(), 0);
 }
 
 TEST(Service, ALengthIsNotBelieved)
 {
     ServiceProcess service;
     Peer peer(service.port());
-    ASSERT_TRUE(peer.send(fragment(head(NULLPROC))));
-    EXPECT_EQ(peer.receive(28), null_reply());
+    EXPECT_TRUE(peer.ping());
     const long before = service.status("VmPeak");
     for (rpcproc_t procedure : {echo, count})
         for (UIntT length : {0x10000000u, 0x3FFFFFFFu, 0x40000000u, 0xFFFFFFFFu}) {
@@ -152,7 +139,6 @@ TEST(Service, ALengthIsNotBelieved)
             EXPECT_EQ(peer.receive(28), fragment(words({7, 1, 0, 0, 0, 4})));
         }
     EXPECT_LT(service.status("VmPeak") - before, 1024);
-    EXPECT_EQ(service.end(), 0);
 }
 
 // Bytes without end are no record, and nothing is kept of them.
@@ -160,7 +146,6 @@ TEST(Service, AFloodGrowsNothingAndHoldsUpNobody)
 {
     ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 3600); });
     const Client other = stock_client(service.port());
-    ASSERT_TRUE(other);
     ASSERT_TRUE(ping(other.get()));
     const long before = service.status("VmPeak");
     std::string calls;
@@ -175,7 +160,6 @@ TEST(Service, AFloodGrowsNothingAndHoldsUpNobody)
         }
     }
     EXPECT_LT(service.status("VmPeak") - before, 65536);
-    EXPECT_EQ(service.end(), 0);
 }
 
 // Many small records that come behind a long one cost no more than their bytes.
@@ -214,13 +198,11 @@ TEST(Service, IdlePeersAreNoneTheLess)
         V_ApiSetLimit(V_limit_connections, 1000);
     });
     const Client known = stock_client(service.port());
-    ASSERT_TRUE(known);
     ASSERT_EQ(call_echo(known.get(), "a", nullptr), RPC_SUCCESS);
     std::vector<std::unique_ptr<Peer>> idle;
     for (int i = 0; i < 90; i++)
         idle.push_back(std::make_unique<Peer>(service.port()));
     const Client late = stock_client(service.port());
-    ASSERT_TRUE(late);
     EXPECT_TRUE(ping(late.get()));
     EXPECT_TRUE(ping(known.get()));
     const long before = service.ticks();
@@ -230,7 +212,6 @@ TEST(Service, IdlePeersAreNoneTheLess)
     const long ticks = service.ticks() - before;
     EXPECT_LE(static_cast<double>(ticks),
               passed.count() / 5 * static_cast<double>(sysconf(_SC_CLK_TCK)));
-    EXPECT_EQ(service.end(), 0);
 }
 
 TEST(Service, KeepsSoManyIdleConnections)
@@ -249,7 +230,6 @@ TEST(Service, KeepsSoManyIdleConnections)
         EXPECT_TRUE(idle[0]->closed());
         EXPECT_TRUE(idle[1]->closed());
         EXPECT_FALSE(idle[2]->closed(100ms));
-        EXPECT_EQ(service.end(), 0);
     }
 }
 
@@ -267,7 +247,6 @@ TEST(Service, DescriptorsMayBeHigh)
     ASSERT_EQ(reply.size(), 32u);
     EXPECT_EQ(reply.substr(0, 28), fragment(words({7, 1, 0, 0, 0, 0, 0})).substr(0, 28));
     EXPECT_NE(reply.substr(28), words({0}));
-    EXPECT_EQ(service.end(), 0);
 }
 
 // The connection is released when nothing runs on it any more; sanitizers and valgrind see whether.
@@ -275,7 +254,6 @@ TEST(Service, APeerMayCloseWhileItsCallServesOthers)
 {
     ServiceProcess service;
     const Client other = stock_client(service.port());
-    ASSERT_TRUE(other);
     for (int round = 0; round < 2; round++) {
         auto peer = std::make_unique<Peer>(service.port());
         ASSERT_TRUE(peer->send(fragment(head(nest)) + fragment(head(nest, 8))));
@@ -287,7 +265,6 @@ TEST(Service, APeerMayCloseWhileItsCallServesOthers)
             call_for_int(other.get(), unnest);
     }
     EXPECT_TRUE(ping(other.get()));
-    EXPECT_EQ(service.end(), 0);
 }
 
 TEST(Service, AClosedConnectionIsNoSignal)
@@ -298,17 +275,12 @@ TEST(Service, AClosedConnectionIsNoSignal)
         calls += fragment(head(NULLPROC));
     {
         Peer peer(service.port());
-        ASSERT_TRUE(peer.send(fragment(head(NULLPROC))));
-        EXPECT_EQ(peer.receive(28), null_reply());
+        EXPECT_TRUE(peer.ping());
         ASSERT_TRUE(peer.send(calls));
     }
     const Client other = stock_client(service.port());
-    ASSERT_TRUE(other);
     EXPECT_TRUE(ping(other.get()));
-    EXPECT_EQ(service.end(), 0);
 }
-
-// A call of 1 second ends then, whatever the peer does.
 
 // A peer of a caller: does what it is told with the connection, then waits for its end.
 class Answering
@@ -316,13 +288,7 @@ class Answering
 public:
     explicit Answering(const std::function<void(Peer &)> &act, bool accept_it = true)
     {
-        listener_ = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address = at(0);
-        socklen_t size = sizeof address;
-        bind(listener_, reinterpret_cast<sockaddr *>(&address), size);
-        listen(listener_, 0);
-        getsockname(listener_, reinterpret_cast<sockaddr *>(&address), &size);
-        port_ = ntohs(address.sin_port);
+        std::tie(listener_, port_) = socket_on_loopback(SOCK_STREAM, 0);
         if (accept_it)
             thread_ = std::thread([this, act] {
                 // The caller's thread is the one that hears of signals.
@@ -369,8 +335,7 @@ void connecting_takes_a_second()
     const Peer first(full.port());
     std::vector<Client> more;
     takes_a_second([&] {
-        while (Client made = our_client(full.port(), {1, 0}))
-            more.push_back(std::move(made));
+        EXPECT_THROW(for (;;) more.push_back(our_client(full.port(), {1, 0})), std::runtime_error);
         EXPECT_EQ(rpc_createerr.cf_stat, RPC_TIMEDOUT);
     });
 }
@@ -394,16 +359,13 @@ TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
     Answering deaf([](Peer &) {});
 
     Client client = our_client(drips.port());
-    ASSERT_TRUE(client);
     takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT); });
     client = our_client(floods.port());
-    ASSERT_TRUE(client);
     takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT); });
     over = true;
     client.reset();
 
     client = our_client(deaf.port());
-    ASSERT_TRUE(client);
     timeval second{1, 0};
     ASSERT_TRUE(clnt_control(client.get(), CLSET_TIMEOUT, reinterpret_cast<char *>(&second)));
     takes_a_second([&] {
@@ -419,8 +381,7 @@ TEST(Caller, ATooLongArgumentOrAnswerIsRefused)
 {
     ServiceProcess service([] { V_ApiSetLimit(V_limit_record_out, 500'000); });
     const Client client = our_client(service.port());
-    ASSERT_TRUE(client);
-    const UIntT before = V_ApiGetLimit(V_limit_record_out);
+    const V_LimitsT before = VA_Limits;
     V_ApiSetLimit(V_limit_record_out, 1'000'000);
     EXPECT_EQ(call_echo(client.get(), std::string(1'000'000, 'a'), nullptr), RPC_CANTENCODEARGS);
     EXPECT_EQ(call_echo(client.get(), std::string(600'000, 'a'), nullptr), RPC_SYSTEMERROR);
@@ -445,7 +406,6 @@ TEST(Caller, AnAnswerAboveTheLimitFailsItsOwnCall)
         peer.send(fragment(answered() + head + "last"));
     });
     const Client client = our_client(huge.port());
-    ASSERT_TRUE(client);
     std::string answer;
     EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_CANTDECODERES);
     EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_CANTDECODERES);
@@ -465,7 +425,6 @@ TEST(Caller, ALateAnswerIsNotTheNextCalls)
         peer.send(reply(second.substr(4, 4), "new!"));
     });
     const Client client = our_client(late.port());
-    ASSERT_TRUE(client);
     std::string answer;
     EXPECT_EQ(call_echo(client.get(), "abc", &answer, {0, 100'000}), RPC_TIMEDOUT);
     EXPECT_EQ(call_echo(client.get(), "abc", &answer), RPC_SUCCESS);
@@ -477,7 +436,6 @@ TEST(Caller, AClosedConnectionIsAnErrorAndNoSignal)
     std::signal(SIGPIPE, SIG_DFL);
     Answering closes([](Peer &peer) { Peer gone(std::move(peer)); });
     const Client client = our_client(closes.port());
-    ASSERT_TRUE(client);
     for (int i = 0; i < 3; i++)
         EXPECT_NE(call_echo(client.get(), std::string(100'000, 'a'), nullptr), RPC_SUCCESS);
 }
@@ -492,7 +450,6 @@ TEST(Caller, SignalsComeDuringACallAndWhileConnecting)
     sigaction(SIGALRM, &action, nullptr);
     Answering deaf([](Peer &) {});
     const Client client = our_client(deaf.port());
-    ASSERT_TRUE(client);
     alarms = 0;
     const itimerval timer{{0, 100'000}, {0, 100'000}};
     setitimer(ITIMER_REAL, &timer, nullptr);
@@ -516,7 +473,6 @@ void echo_sizes(std::initializer_list<std::size_t> sizes)
     ServiceProcess stock_service;
     unsetenv("VELT_STOCK");
     const Client our = our_client(stock_service.port());
-    ASSERT_TRUE(theirs && our);
     for (CLIENT *client : {theirs.get(), our.get()})
         for (std::size_t size : sizes) {
             std::string text(size, 'a'), answer;
@@ -536,7 +492,6 @@ TEST(Interoperation, ManyFragments)
 {
     ServiceProcess ours;
     const Client theirs = stock_client(ours.port(), 100);
-    ASSERT_TRUE(theirs);
     std::string answer;
     EXPECT_EQ(call_echo(theirs.get(), std::string(100'000, 'a'), &answer), RPC_SUCCESS);
     EXPECT_EQ(answer.size(), 100'000u);
