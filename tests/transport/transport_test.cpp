@@ -381,7 +381,7 @@ TEST(Caller, ATooLongArgumentOrAnswerIsRefused)
 {
     ServiceProcess service([] { V_ApiSetLimit(V_limit_record_out, 500'000); });
     const Client client = our_client(service.port());
-    const V_LimitsT before = VA_Limits;
+    const UIntT before = V_ApiGetLimit(V_limit_record_out);
     V_ApiSetLimit(V_limit_record_out, 1'000'000);
     EXPECT_EQ(call_echo(client.get(), std::string(1'000'000, 'a'), nullptr), RPC_CANTENCODEARGS);
     EXPECT_EQ(call_echo(client.get(), std::string(600'000, 'a'), nullptr), RPC_SYSTEMERROR);
