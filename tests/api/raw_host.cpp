@@ -11,20 +11,11 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-Bytes words(std::initializer_list<UIntT> values)
-{
-    Bytes bytes;
-    for (UIntT value : values)
-        for (int shift = 24; shift >= 0; shift -= 8)
-            bytes.push_back(static_cast<std::uint8_t>(value >> shift));
-    return bytes;
-}
-
 UIntT word_at(const Bytes &bytes, std::size_t offset)
 {
     UIntT value = 0;
     for (std::size_t i = 0; i < 4; i++)
-        value = value << 8 | bytes.at(offset + i);
+        value = value << 8 | static_cast<UCharT>(bytes.at(offset + i));
     return value;
 }
 
@@ -34,24 +25,16 @@ namespace
 constexpr UIntT last_fragment = 0x80000000;
 
 // The connections block, so that each call does all or fails.
-bool read_all(int fd, std::uint8_t *to, std::size_t size)
+bool read_all(int fd, char *to, std::size_t size)
 {
     return size == 0 || recv(fd, to, size, MSG_WAITALL) == static_cast<ssize_t>(size);
-}
-
-bool write_record(int fd, const Bytes &record)
-{
-    Bytes marked = words({last_fragment | static_cast<UIntT>(record.size())});
-    marked.insert(marked.end(), record.begin(), record.end());
-    return send(fd, marked.data(), marked.size(), MSG_NOSIGNAL) ==
-           static_cast<ssize_t>(marked.size());
 }
 
 std::optional<Bytes> read_record(int connection)
 {
     Bytes record;
     for (;;) {
-        Bytes mark(4);
+        Bytes mark(4, '\0');
         if (!read_all(connection, mark.data(), 4))
             return std::nullopt;
         UIntT size = word_at(mark, 0) & ~last_fragment;
@@ -117,28 +100,29 @@ void RawServer::serve()
                 close(waits[i].fd);
                 waits.erase(waits.begin() + static_cast<long>(i));
             }
-        for (std::size_t i = 1; i < first; i++)
-            if (waits[i].revents)
+        for (std::size_t i = 1; i < first; i++) {
+            int kind = SOCK_STREAM;
+            socklen_t size = sizeof kind;
+            getsockopt(waits[i].fd, SOL_SOCKET, SO_TYPE, &kind, &size);
+            if (waits[i].revents && kind == SOCK_DGRAM)
+                serve_datagram(waits[i].fd);
+            else if (waits[i].revents)
                 waits.push_back({accept4(waits[i].fd, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
+        }
     }
     for (std::size_t i = first; i < waits.size(); i++)
         close(waits[i].fd);
 }
 
-bool RawServer::serve_one(int connection)
+HostReply::Kind RawServer::answered(const Bytes &record, Bytes &message)
 {
-    std::optional<Bytes> record = read_record(connection);
-    if (!record)
-        return false;
     // Transaction, call (0), RPC version, program, version, procedure; then credentials and
     // verifier, each a flavour and counted bytes.
-    constexpr std::size_t header = 6 * 4;
-    std::size_t at = header;
+    std::size_t at = 6 * 4;
     for (int i = 0; i < 2; i++)
-        at += 8 + (word_at(*record, at + 4) + 3) / 4 * 4;
-    HostCall call{word_at(*record, 20),
-                  Bytes(record->begin() + static_cast<long>(at), record->end()),
-                  word_at(*record, 12), word_at(*record, 16)};
+        at += 8 + (word_at(record, at + 4) + 3) / 4 * 4;
+    const HostCall call{word_at(record, 20), record.substr(at), word_at(record, 12),
+                        word_at(record, 16)};
     Answerer answerer;
     {
         std::lock_guard lock(mutex_);
@@ -146,49 +130,55 @@ bool RawServer::serve_one(int connection)
         answerer = answerer_;
     }
     arrived_.notify_all();
-    HostReply reply = answerer(call);
-    if (reply.kind == HostReply::silence)
-        return true;
-    if (reply.kind == HostReply::hang_up)
-        return false;
+    const HostReply reply = answerer(call);
     // Transaction, reply (1), accepted (0), an empty verifier, status.
-    Bytes bytes = words({word_at(*record, 0), 1, 0, 0, 0, reply.accept_status});
-    bytes.insert(bytes.end(), reply.body.begin(), reply.body.end());
-    return write_record(connection, bytes);
+    message = words({word_at(record, 0), 1, 0, 0, 0, reply.accept_status}) + reply.body;
+    return reply.kind;
+}
+
+bool RawServer::serve_one(int connection)
+{
+    Bytes message;
+    const std::optional<Bytes> record = read_record(connection);
+    if (!record)
+        return false;
+    const HostReply::Kind kind = answered(*record, message);
+    if (kind != HostReply::answer)
+        return kind == HostReply::silence;
+    message = velt::test::fragment(message);
+    return send(connection, message.data(), message.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(message.size());
+}
+
+void RawServer::serve_datagram(int socket)
+{
+    Bytes message, record(2000, '\0');
+    sockaddr_in from{};
+    auto *generic = reinterpret_cast<sockaddr *>(&from);
+    socklen_t size = sizeof from;
+    record.resize(static_cast<std::size_t>(
+        recvfrom(socket, record.data(), record.size(), 0, generic, &size)));
+    if (answered(record, message) == HostReply::answer)
+        sendto(socket, message.data(), message.size(), 0, generic, size);
 }
 
 namespace
 {
-
-int listen_at(const sockaddr *address, socklen_t size)
-{
-    const int listener = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(bind(listener, address, size), 0);
-    EXPECT_EQ(listen(listener, 64), 0);
-    return listener;
-}
-
-std::pair<int, in_port_t> listen_on_loopback()
-{
-    sockaddr_in address = velt::test::at(0);
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    socklen_t size = sizeof address;
-    const int listener = listen_at(generic, size);
-    getsockname(listener, generic, &size);
-    return {listener, ntohs(address.sin_port)};
-}
 
 int listen_at_path(const std::string &path)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    return listen_at(reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(listener, 64), 0);
+    return listener;
 }
 
 } // namespace
 
-RawHost::RawHost() : RawHost(listen_on_loopback()) {}
+RawHost::RawHost() : RawHost(velt::test::socket_on_loopback()) {}
 
 RawHost::RawHost(std::pair<int, in_port_t> listener)
     : RawServer({listener.first}, [](const HostCall &) { return HostReply{}; }),
@@ -207,15 +197,14 @@ RawMapper::RawMapper(const RawHost &host)
     char folder[] = "/tmp/velt-mapper-XXXXXX";
     EXPECT_NE(mkdtemp(folder), nullptr);
     path_ = std::string(folder) + "/socket";
-    const auto [listener, port] = listen_on_loopback();
+    const auto [listener, port] = velt::test::socket_on_loopback();
     port_ = port;
     const auto answer = [this, known = host.port()](const HostCall &call) {
         constexpr UIntT set = 1, get_port = 3;
         // In the newer version the port is the end of an address in words.
         unsigned high = 0, low = 0;
         if (call.procedure == set && call.version == 3)
-            std::sscanf(reinterpret_cast<const char *>(&call.arguments.at(20)), "0.0.0.0.%u.%u",
-                        &high, &low);
+            std::sscanf(&call.arguments.at(20), "0.0.0.0.%u.%u", &high, &low);
         else if (call.procedure == set)
             low = word_at(call.arguments, 12);
         if (call.procedure == set)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "api/samples.h"
+#include "transport/service_process.h"
 
 #include <atomic>
 #include <chrono>
@@ -14,6 +15,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+using velt::test::words;
 
 constexpr rpcprog_t host_program = 0x20000100;
 constexpr rpcvers_t host_version = 2;
@@ -36,7 +39,7 @@ class RawServer
 public:
     using Answerer = std::function<HostReply(const HostCall &)>;
 
-    // Serves the listening sockets, which are its own from now on.
+    // Serves the sockets, which are its own from now on: those that listen, and datagrams.
     RawServer(std::vector<int> listeners, Answerer answerer);
     ~RawServer();
 
@@ -49,6 +52,9 @@ public:
 private:
     void serve();
     bool serve_one(int connection);
+    void serve_datagram(int socket);
+    // The answer to a call; none for a call that gets none, and the kind then.
+    HostReply::Kind answered(const Bytes &call, Bytes &reply);
 
     std::vector<int> listeners_;
     int stop_[2];
@@ -97,6 +103,5 @@ private:
     std::optional<RawServer> server_;
 };
 
-// Big-endian words.
-Bytes words(std::initializer_list<UIntT> values);
+// The big-endian word there.
 UIntT word_at(const Bytes &bytes, std::size_t offset);

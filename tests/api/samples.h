@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-using Bytes = std::vector<std::uint8_t>;
+using Bytes = std::string;
 
 // Bytes from hexadecimal digits; blanks do not count.
 inline Bytes hex(const std::string &digits)
@@ -23,7 +23,7 @@ inline Bytes hex(const std::string &digits)
             continue;
         pair += c;
         if (pair.size() == 2) {
-            bytes.push_back(static_cast<std::uint8_t>(std::stoul(pair, nullptr, 16)));
+            bytes += static_cast<char>(std::stoul(pair, nullptr, 16));
             pair.clear();
         }
     }
@@ -35,7 +35,7 @@ inline std::string text(const Bytes &bytes)
     std::string out;
     for (std::size_t i = 0; i < bytes.size(); i++) {
         out += i && i % 4 == 0 ? " " : "";
-        out += "0123456789abcdef"[bytes[i] >> 4];
+        out += "0123456789abcdef"[bytes[i] >> 4 & 15];
         out += "0123456789abcdef"[bytes[i] & 15];
     }
     return out;
@@ -44,10 +44,9 @@ inline std::string text(const Bytes &bytes)
 template <class T>
 Bytes encode(const T &value, std::size_t room = 1 << 16)
 {
-    Bytes bytes(room);
+    Bytes bytes(room, '\0');
     XDR xdrs;
-    xdrmem_create(&xdrs, reinterpret_cast<char *>(bytes.data()), static_cast<u_int>(room),
-                  XDR_ENCODE);
+    xdrmem_create(&xdrs, bytes.data(), static_cast<u_int>(room), XDR_ENCODE);
     EXPECT_TRUE(velt::code(&xdrs, const_cast<T &>(value)));
     bytes.resize(xdr_getpos(&xdrs));
     return bytes;
@@ -58,10 +57,9 @@ template <class T>
 long decode(const Bytes &bytes, T &value)
 {
     // A copy of exactly this size, so that a read beyond its end is seen.
-    Bytes exact(bytes);
+    std::vector<char> exact(bytes.begin(), bytes.end());
     XDR xdrs;
-    xdrmem_create(&xdrs, reinterpret_cast<char *>(exact.data()), static_cast<u_int>(exact.size()),
-                  XDR_DECODE);
+    xdrmem_create(&xdrs, exact.data(), static_cast<u_int>(exact.size()), XDR_DECODE);
     return velt::code(&xdrs, value) ? static_cast<long>(xdr_getpos(&xdrs)) : -1;
 }
 

@@ -32,6 +32,13 @@ std::string identity(pid_t host, const std::string &rest)
            std::to_string(host) + "." + rest;
 }
 
+// A string on the wire, in digits.
+std::string counted(const std::string &what)
+{
+    return text(words({static_cast<UIntT>(what.size())}) + what +
+                std::string((4 - what.size() % 4) % 4, '\0'));
+}
+
 using Environment = std::map<std::string, std::string>;
 
 class ClientProcess
@@ -112,26 +119,23 @@ class Caller
 public:
     explicit Caller(const RawMapper *mapper = nullptr)
         : peer(mapper ? mapper->registered()
-                      : velt::mapper_find(velt::test::at(0), client_program, client_version,
+                      : velt::mapper_find(velt::on_loopback(), client_program, client_version,
                                           IPPROTO_TCP, {120, 0}))
     {
     }
     // The same call several times over goes in one segment.
     void send(UIntT procedure, const std::string &arguments, int times = 1)
     {
-        using velt::test::words;
-        const Bytes body = hex(arguments);
         std::string calls;
         while (times-- > 0)
             calls += velt::test::fragment(
                 words({++last, 0, 2, client_program, client_version, procedure, 0, 0, 0, 0}) +
-                std::string(body.begin(), body.end()));
+                hex(arguments));
         EXPECT_TRUE(peer.send(calls));
     }
     // The accept status of the next reply, which is to the last call; -1 for none.
     int status()
     {
-        using velt::test::words;
         const std::string reply = peer.receive(28, std::chrono::milliseconds(hang));
         if (reply.empty())
             return -1;
@@ -184,9 +188,7 @@ protected:
     }
     static std::string message(const std::string &what)
     {
-        std::string padded = what + std::string((4 - what.size() % 4) % 4, '\0');
-        return text(words({static_cast<UIntT>(what.size())})) +
-               text(Bytes(padded.begin(), padded.end())) + "00000007 00000008";
+        return counted(what) + "00000007 00000008";
     }
     // Starts a client and waits for its acknowledgement.
     void start(Environment environment = {}, const RawMapper *mapper = nullptr)
@@ -271,11 +273,7 @@ TEST_F(Session, StartUpWithoutAPortMapper)
 TEST_F(Session, TellsThePortMapper)
 {
     const auto number = [](UIntT value) { return " " + text(words({value})); };
-    const auto counted = [&](const std::string &what) {
-        const std::string padded = what + std::string((4 - what.size() % 4) % 4, '\0');
-        return number(static_cast<UIntT>(what.size())) +
-               (what.empty() ? "" : " " + text(Bytes(padded.begin(), padded.end())));
-    };
+    const auto string = [](const std::string &what) { return " " + counted(what); };
     const std::string ours = number(client_program) + number(client_version);
     const std::string lookup =
         "2 3" + number(host_program) + number(host_version) + number(6) + number(0) + "\n";
@@ -289,12 +287,12 @@ TEST_F(Session, TellsThePortMapper)
     // The machine's hears the network's name, an address and the user's number.
     start(on_machine("localhost", mapper), &mapper);
     quit();
-    const std::string owner = counted(std::to_string(geteuid())) + "\n";
+    const std::string owner = string(std::to_string(geteuid())) + "\n";
     const std::string address = "0.0.0.0." + std::to_string(mapper.registered() / 256) + "." +
                                 std::to_string(mapper.registered() % 256);
-    const std::string unset_both = "3 2" + ours + counted("udp") + counted("") + owner + "3 2" +
-                                   ours + counted("tcp") + counted("") + owner;
-    EXPECT_EQ(mapper.told(), unset_both + "3 1" + ours + counted("tcp") + counted(address) + owner +
+    const std::string unset_both = "3 2" + ours + string("udp") + string("") + owner + "3 2" +
+                                   ours + string("tcp") + string("") + owner;
+    EXPECT_EQ(mapper.told(), unset_both + "3 1" + ours + string("tcp") + string(address) + owner +
                                  lookup + unset_both);
 }
 
@@ -401,7 +399,7 @@ TEST_F(Session, OddCallsAreAnsweredAndTheSessionGoesOn)
     {
         // A record that stops half way.
         Caller broken;
-        EXPECT_TRUE(broken.peer.send(velt::test::words({0x80000064, 1, 0})));
+        EXPECT_TRUE(broken.peer.send(words({0x80000064, 1, 0})));
     }
     turn(3, "00000004", {"command 4"});
     quit();
@@ -448,7 +446,7 @@ TEST_F(Session, ServesWhatTheClientRegistersItself)
     order("mask", {"mask of 1"}); // the descriptor that is ready
     EXPECT_EQ(caller->call(4, message("serve")), 0);
     says({"message \"serve\" 7 8"});
-    sockaddr_in address = velt::test::at(static_cast<in_port_t>(std::stoi(client->line())));
+    sockaddr_in address = velt::on_loopback(static_cast<in_port_t>(std::stoi(client->line())));
     EXPECT_EQ(host_call(), "1002 0");
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const auto call = [&] {
@@ -458,7 +456,7 @@ TEST_F(Session, ServesWhatTheClientRegistersItself)
     };
     call();
     says({"own service 5"});
-    Bytes reply(24);
+    Bytes reply(24, '\0');
     EXPECT_EQ(recv(fd, reply.data(), reply.size(), 0), 24);
     EXPECT_EQ(text(reply), text(words({9, 1, 0, 0, 0, 0})));
 
@@ -529,69 +527,36 @@ TEST_F(Session, OutlivesAHostThatItCannotCheck)
     }
 }
 
-// A running session: answers one ping and one request over UDP.
+// A running session, which answers a ping and what else it is asked, over UDP.
 class Door
 {
 public:
-    explicit Door(Bytes answer, bool answers_request = true)
+    explicit Door(const HostReply &reply) : Door(velt::test::socket_on_loopback(SOCK_DGRAM), reply)
     {
-        int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = velt::test::at(0);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), size), 0);
-        getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size);
-        EXPECT_TRUE(velt::mapper_set(session_program, 1, IPPROTO_UDP, ntohs(address.sin_port)));
-        descriptor = fd;
-        thread = std::thread([=, this, answer = std::move(answer)] {
-            for (int served = 0; served < 2;) {
-                Bytes record(2000);
-                sockaddr_in from;
-                socklen_t length = sizeof from;
-                pollfd wait{fd, POLLIN, 0};
-                if (poll(&wait, 1, hang) != 1)
-                    return;
-                ssize_t got = recvfrom(fd, record.data(), record.size(), 0,
-                                       reinterpret_cast<sockaddr *>(&from), &length);
-                record.resize(static_cast<std::size_t>(got));
-                bool ping = word_at(record, 20) == 0;
-                if (!ping)
-                    request = Bytes(record.begin() + 40, record.end());
-                served += ping ? 1 : 2;
-                UIntT status = ping || answers_request ? 0 : 5;
-                Bytes reply = words({word_at(record, 0), 1, 0, 0, 0, status});
-                if (!ping && answers_request)
-                    reply.insert(reply.end(), answer.begin(), answer.end());
-                sendto(fd, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr *>(&from),
-                       length);
-            }
-        });
     }
-    ~Door()
-    {
-        finish();
-        close(descriptor);
-        velt::mapper_unset(session_program, 1);
-    }
-    void finish()
-    {
-        if (thread.joinable())
-            thread.join();
-    }
+    ~Door() { velt::mapper_unset(session_program, 1); }
 
-    Bytes request;
+    // The argument of what it was asked first besides.
+    Bytes request() { return server.next() ? server.next().value().arguments : Bytes(); }
 
 private:
-    int descriptor;
-    std::thread thread;
+    Door(std::pair<int, in_port_t> socket, const HostReply &reply)
+        : server({socket.first}, [reply](const HostCall &call) {
+              return call.procedure == NULLPROC ? HostReply{} : reply;
+          })
+    {
+        EXPECT_TRUE(velt::mapper_set(session_program, 1, IPPROTO_UDP, socket.second));
+    }
+
+    RawServer server;
 };
 
-Bytes accepted(rpcprog_t program)
+HostReply accepted(UIntT program)
 {
-    Bytes bytes = words({0, 0, client_program, client_version, static_cast<UIntT>(program),
-                         host_version, static_cast<UIntT>(getpid())});
-    Bytes name = hex("00000009 6c6f6361 6c686f73 74000000"); // localhost
-    bytes.insert(bytes.end(), name.begin(), name.end());
-    return bytes;
+    const auto pid = static_cast<UIntT>(getpid());
+    return {{},
+            words({0, 0, client_program, client_version, program, host_version, pid}) +
+                hex(counted("localhost"))};
 }
 
 TEST_F(Session, ConnectsToARunningOne)
@@ -605,7 +570,7 @@ TEST_F(Session, ConnectsToARunningOne)
     EXPECT_EQ(connect(""), "connect -20 -20 600");
     EXPECT_EQ(connect("nowhere.invalid"), "connect -20 -20 600");
     {
-        Door door({}, false);
+        Door door({{}, {}, 5});
         EXPECT_EQ(connect(""), "connect -7 -7 600");
     }
     {
@@ -616,10 +581,10 @@ TEST_F(Session, ConnectsToARunningOne)
     client.emplace(Environment{{"CONNECT", "localhost"}});
     says({"fd added", "connect 0 0 600"});
     EXPECT_EQ(host_call().substr(0, 4), "1000");
-    door.finish();
     // The name, the address in dotted decimal, the process id.
-    EXPECT_EQ(text(Bytes(door.request.begin(), door.request.end() - 4)),
-              text(hex("00000006 63616c6c 65720000 00000009 3132372e 302e302e 31000000")));
+    const Bytes request = door.request();
+    EXPECT_EQ(text(request.substr(0, request.size() - 4)),
+              counted("caller") + " " + counted("127.0.0.1"));
     caller.emplace();
     EXPECT_EQ(caller->call(3, "00000001"), 0);
     says({"fd added", "command 1"});

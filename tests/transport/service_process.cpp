@@ -220,8 +220,9 @@ std::pair<int, in_port_t> socket_on_loopback(int type, int backlog)
     socklen_t size = sizeof address;
     auto *generic = reinterpret_cast<sockaddr *>(&address);
     EXPECT_EQ(bind(made, generic, size), 0);
-    if (type == SOCK_STREAM)
+    if (type == SOCK_STREAM) {
         EXPECT_EQ(listen(made, backlog), 0);
+    }
     EXPECT_EQ(getsockname(made, generic, &size), 0);
     return {made, ntohs(address.sin_port)};
 }

@@ -49,7 +49,9 @@ TEST(Quire, CaseIsThatOfUnicode)
         };
         EXPECT_EQ(VdeQToUpper[ch], paired(towupper_l(point, unicode))) << ch;
         EXPECT_EQ(VdeQToLower[ch], paired(towlower_l(point, unicode))) << ch;
-        EXPECT_EQ(VdeQuireToAscii(VdeQToUpper[ch]), std::toupper(VdeQuireToAscii(ch))) << ch;
+        if (VdeQToUpper[ch] != ch) {
+            EXPECT_EQ(VdeQuireToAscii(VdeQToUpper[ch]), std::toupper(VdeQuireToAscii(ch))) << ch;
+        }
     }
     freelocale(unicode);
 }
@@ -58,8 +60,9 @@ TEST(Quire, AnsiAndBackIsTheSame)
 {
     const std::string others = "'`\xA1\xDA\xDE\xDF\xFF";
     for (int ch = 0x20; ch < 256; ++ch)
-        if (others.find(static_cast<char>(ch)) == others.npos)
+        if (others.find(static_cast<char>(ch)) == others.npos) {
             EXPECT_EQ(VdeAnsiToQuire(VdeQuireToAnsi(ch)), ch);
+        }
     EXPECT_EQ(VdeAnsiToQuire('\''), 0xD5);
     EXPECT_EQ(VdeAnsiToQuire('`'), 0xD4);
 }
