@@ -12,8 +12,8 @@
 
 VELT_BEGIN_DECLS
 
-/* Shows an alert; returns the host's answer, -1 when none came. The reference host shows int2 as the
- * alert's type. */
+/* Shows an alert; returns the host's answer, -1 when none came. The reference host shows int2 as
+ * the alert's type. */
 IntT V_ApiAlert(const char *message, IntT int2);
 /* Asks for an integer. */
 IntT V_ApiPromptInt(IntT *answer, const char *str2, const char *str3);
