@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "apilib/routines.h"
+#include "velt/api.h"
 
 namespace
 {
@@ -39,11 +40,25 @@ struct Holder<void> {
     void *address() { return &value; }
 };
 
+// Calls in a row that got no answer, and with how many it is told.
+int unanswered;
+constexpr int told = 2;
+
 bool call(CLIENT *client, rpcproc_t number, xdrproc_t encode, const void *argument,
           xdrproc_t decode, void *result)
 {
-    if (clnt_call(client, number, encode, const_cast<void *>(argument), decode, result, TIMEOUT) ==
-        RPC_SUCCESS)
+    // Without a session nobody answers.
+    if (!client)
+        return false;
+    const clnt_stat status =
+        clnt_call(client, number, encode, const_cast<void *>(argument), decode, result, TIMEOUT);
+    const bool silent = status == RPC_CANTSEND || status == RPC_CANTRECV || status == RPC_TIMEDOUT;
+    // One call may be too much for the host. Who goes on calling is told once why nothing happens.
+    if (!silent)
+        unanswered = 0;
+    else if (unanswered < told && ++unanswered == told)
+        V_ApiErr("the host does not answer calls any more");
+    if (status == RPC_SUCCESS)
         return true;
     // The answer may have been decoded in part.
     xdr_free(decode, result);

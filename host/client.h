@@ -51,8 +51,13 @@ struct Client {
     std::optional<int> exit_status;
     IntT return_value = 0; // for the client that calls it
 
+    unsigned long long process_start = 0; // of one that asked to be taken in, as start_of()
+    bool exit_expected = false;           // it may end as it has ended
+    std::optional<Turn> quitting;         // since it was asked to
+
     // On which it calls the host; -1 while there is none.
     int connection = -1;
+    bool lost = false; // one of its connections, which it will not have again
     // On which the host calls it.
     CLIENT *handle = nullptr;
     Host *host = nullptr;
@@ -64,6 +69,7 @@ struct Client {
     bool breach_reported = false;
     bool being_answered = false; // its call is, so that it serves nobody
 
+    bool ended_well() const { return exit_expected || exit_status.value_or(0) == 0; }
     bool holds_control() const { return !turns.empty() && !turns.back().modal_wait; }
     std::string title() const
     {

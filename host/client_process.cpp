@@ -1,6 +1,8 @@
 #include "host/client_process.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +13,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "apilib/unix/process.h"
 #include "host/descriptor.h"
 
 namespace velt::host
@@ -18,8 +21,8 @@ namespace velt::host
 namespace
 {
 
-[[noreturn]] void become(const std::string &path, const std::string &identity,
-                         const std::string &port_mapper, int failure)
+[[noreturn]] void become(const Startup &what, const std::string &identity,
+                         const std::string &port_mapper, bool stopped, int failure)
 {
     setpgid(0, 0);
     for (int signal = 1; signal < NSIG; ++signal)
@@ -36,7 +39,18 @@ namespace
         unsetenv("VQPMAP");
     else
         setenv("VQPMAP", port_mapper.c_str(), 1);
-    execl(path.c_str(), path.c_str(), nullptr);
+    for (const std::string &each : what.environment)
+        putenv(const_cast<char *>(each.c_str()));
+    std::vector<char *> words{const_cast<char *>(what.path.c_str())};
+    for (const std::string &each : what.arguments)
+        words.push_back(const_cast<char *>(each.c_str()));
+    words.push_back(nullptr);
+    if (stopped) {
+        // Any debugger may have it, where the system allows that to parents only.
+        prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    }
+    execv(what.path.c_str(), words.data());
     const int error = errno;
     if (write(failure, &error, sizeof error) < 0)
         _exit(126);
@@ -45,8 +59,8 @@ namespace
 
 } // namespace
 
-ClientProcess::ClientProcess(const std::string &path, const std::string &identity,
-                             const std::string &port_mapper)
+ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
+                             const std::string &port_mapper, bool stopped)
 {
     std::array<int, 2> ends;
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -57,7 +71,7 @@ ClientProcess::ClientProcess(const std::string &path, const std::string &identit
     if (group_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
     if (group_ == 0)
-        become(path, identity, port_mapper, out.get());
+        become(what, identity, port_mapper, stopped, out.get());
     setpgid(group_, group_);
     out = Descriptor();
     int error = 0;
@@ -68,8 +82,12 @@ ClientProcess::ClientProcess(const std::string &path, const std::string &identit
     if (got > 0) {
         while (waitpid(group_, nullptr, 0) < 0 && errno == EINTR)
             ;
-        throw std::system_error(error, std::generic_category(), path);
+        throw std::system_error(error, std::generic_category(), what.path);
     }
+    // A process that is traced stops when it has become another program; from then on it is stopped
+    // for whoever wants to trace it.
+    if (stopped && waitpid(group_, nullptr, 0) == group_)
+        ptrace(PTRACE_DETACH, group_, nullptr, SIGSTOP);
 }
 
 ClientProcess::~ClientProcess()
@@ -78,6 +96,36 @@ ClientProcess::~ClientProcess()
     kill(SIGKILL);
     while (!ended_ && (waitpid(-group_, nullptr, 0) > 0 || errno == EINTR))
         ;
+    // A client of another group has become a child of this process.
+    ProcessFacts facts;
+    if (id_ != 0 && read_process(id_, facts) && facts.start == start_)
+        while (waitpid(id_, nullptr, 0) < 0 && errno == EINTR)
+            ;
+}
+
+bool ClientProcess::includes(pid_t id) const
+{
+    ProcessFacts facts{};
+    for (pid_t each = id; each > 1; each = facts.parent)
+        if (each == group_ || getpgid(each) == group_)
+            return true;
+        else if (!read_process(each, facts))
+            break;
+    return false;
+}
+
+void ClientProcess::set_id(pid_t id)
+{
+    id_ = id;
+    start_ = start_of(id);
+    status_.reset();
+}
+
+bool ClientProcess::is_ending() const
+{
+    ProcessFacts facts;
+    return read_process(id_, facts) && facts.parent == getpid() &&
+           (facts.exiting || facts.state == 'Z');
 }
 
 bool ClientProcess::ended()
@@ -91,6 +139,8 @@ bool ClientProcess::ended()
             ended_ = true;
         else if (id_ == 0 || pid == id_)
             status_ = status; // of several that end before the client has told, the last
+        else if (pid == group_)
+            first_status_ = status;
     }
     return ended_ || (id_ != 0 && status_);
 }
@@ -99,6 +149,8 @@ void ClientProcess::kill(int signal)
 {
     if (!ended_)
         ::kill(-group_, signal);
+    if (id_ != 0 && !status_ && getpgid(id_) != group_ && lives(id_, start_))
+        ::kill(id_, signal);
 }
 
 std::string describe_exit(std::optional<int> status)

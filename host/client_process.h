@@ -5,19 +5,32 @@
 
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace velt::host
 {
+
+// What to start, and how.
+struct Startup {
+    std::string path;
+    std::vector<std::string> arguments = {};
+    std::vector<std::string> environment = {}; // NAME=VALUE
+
+    Startup(std::string what) : path(std::move(what)) {}
+    Startup(const char *what) : path(what) {}
+};
 
 // The process leads a process group, in which it stays when it detaches itself by a fork.
 class ClientProcess
 {
 public:
-    // Starts `path` with VQAPIX set to `identity` and VQPMAP to the port mapper, if that has a
-    // name, default signals, an empty standard input, and no descriptors but the standard ones.
-    // Throws std::system_error when it cannot.
-    ClientProcess(const std::string &path, const std::string &identity,
-                  const std::string &port_mapper);
+    // Starts it with VQAPIX set to `identity` and VQPMAP to the port mapper, if that has a name,
+    // default signals, an empty standard input, and no descriptors but the standard ones; `stopped`
+    // has it wait for SIGCONT, or for a debugger, at its first instruction. Throws
+    // std::system_error when it cannot.
+    ClientProcess(const Startup &what, const std::string &identity, const std::string &port_mapper,
+                  bool stopped = false);
     ClientProcess(const ClientProcess &) = delete;
     ClientProcess &operator=(const ClientProcess &) = delete;
     // Nothing of it is left.
@@ -26,26 +39,29 @@ public:
     // The first process; a client that detaches has another id, in the same group.
     pid_t group() const { return group_; }
 
+    // Whether a process is the one that was started, or comes from it: a client may be started by a
+    // debugger, or in a shell.
+    bool includes(pid_t id) const;
     // Which process is the client, once it has told.
-    void set_id(pid_t id)
-    {
-        id_ = id;
-        status_.reset();
-    }
+    void set_id(pid_t id);
+    // Whether it has stopped running and only waits to be closed down.
+    bool is_ending() const;
 
     // Whether the client has ended, be it that others of its group have not.
     bool ended();
 
-    // The client's own exit status as wait(2) gives it; nothing while it is not known.
-    std::optional<int> status() const { return status_; }
+    // The client's own exit status as wait(2) gives it, or that of the process that was started,
+    // when that has waited for the client; nothing while it is not known.
+    std::optional<int> status() const { return status_ ? status_ : first_status_; }
 
     void kill(int signal);
 
 private:
     pid_t group_;
     pid_t id_ = 0;
+    unsigned long long start_ = 0; // as start_of() tells it
     bool ended_ = false;
-    std::optional<int> status_;
+    std::optional<int> status_, first_status_;
 };
 
 // "exited with status 3", "was killed by signal 9 (Killed)".

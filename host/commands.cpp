@@ -134,9 +134,9 @@ std::string Commands::help()
 }
 
 Commands::Commands(Surroundings surroundings)
-    : s_(std::move(surroundings)), text_(s_.model.language()), saved_(write_book(s_.model, s_.book))
+    : s_(std::move(surroundings)), text_(s_.desk.text.emplace(s_.model.language())),
+      saved_(write_book(s_.model, s_.book))
 {
-    s_.desk.text = &text_;
 }
 
 bool Commands::run(std::string_view line)
@@ -300,10 +300,20 @@ void Commands::check(const Outcome &outcome, Client &client)
         host().wait_for_exit(client, host().options().exit_limit);
 }
 
+std::string Startable::name() const
+{
+    std::string name = what.path.substr(what.path.rfind('/') + 1);
+    std::ranges::replace_if(
+        name,
+        [](char c) { return std::string_view(" \t\n\v\f\r").find(c) != std::string_view::npos; },
+        '_');
+    return name;
+}
+
 void Commands::start(const Startable &startable, IntT code)
 {
     s_.model.forget_subscriptions(startable.number);
-    Client &client = host().start(startable.path, std::nullopt, startable.number, startable.name());
+    Client &client = host().start(startable.what, std::nullopt, startable.number, startable.name());
     check(host().initialise(client, code), client);
 }
 

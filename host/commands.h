@@ -19,8 +19,9 @@ namespace velt::host
 // A client that the host may start, by its number.
 struct Startable {
     int number;
-    std::string path;
-    std::string name() const { return path.substr(path.rfind('/') + 1); }
+    Startup what;
+    // That of the program. In the client's description a blank would end it.
+    std::string name() const;
 };
 
 // The code with which a client is started to carry out its commands.
@@ -86,7 +87,7 @@ private:
     std::vector<std::string> order() const;
 
     Surroundings s_;
-    SessionText text_;
+    const SessionText &text_;
     std::string saved_; // the book as its file has it
 };
 

@@ -3,13 +3,13 @@
 #include "host/host.h"
 
 #include <arpa/inet.h>
-#include <poll.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <system_error>
+#include <utility>
 
 #include "apilib/fields.h"
 #include "apilib/memory.h"
@@ -25,9 +25,20 @@ namespace
 
 using std::chrono::milliseconds;
 
-// Program numbers come from the range that nobody assigns, 128 for each process at a time.
+// Program numbers come from the range that nobody assigns; each process begins somewhere else in
+// it.
 constexpr UIntT transient_programs = 0x40000000;
+constexpr UIntT transient_count = 0x20000000;
 constexpr UIntT programs_per_process = 128;
+constexpr int most_programs = 4096;
+
+// From the signal to the end of a process that is killed.
+constexpr milliseconds kill_limit = std::chrono::seconds(5);
+
+// A client's own limits are for one host; a host has many clients, and none that it has not
+// started.
+constexpr UIntT host_connections = 4096;
+constexpr UIntT host_idle_connections = 64;
 
 std::string_view callback_name(unsigned number)
 {
@@ -51,21 +62,6 @@ std::string show(milliseconds time)
     return std::to_string(time.count()) + " ms";
 }
 
-// On one interface, or on all.
-SVCXPRT *listen_for_datagrams(in_addr_t interface)
-{
-    Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = interface;
-    if (!fd || bind(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-        return nullptr;
-    SVCXPRT *service = svcudp_create(fd.get());
-    if (service)
-        fd.release();
-    return service;
-}
-
 char *borrowed(const std::string &text)
 {
     return const_cast<char *>(text.c_str());
@@ -78,6 +74,10 @@ Host::Host(Options options, Model &model, Desk &desk)
 {
     // The end of a client that has detached itself is seen too.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
+    // A parent that has no interest in its children hands that on, and how they end is lost.
+    std::signal(SIGCHLD, SIG_DFL);
+    VA_Limits.connections = std::max(VA_Limits.connections, host_connections);
+    VA_Limits.idleConnections = std::max(VA_Limits.idleConnections, host_idle_connections);
     try {
         if (!options_.port_mapper)
             options_.port_mapper = std::make_shared<SessionPortMapper>(
@@ -89,23 +89,28 @@ Host::Host(Options options, Model &model, Desk &desk)
     const in_addr_t interface =
         options_.port_mapper->name().empty() ? INADDR_ANY : htonl(INADDR_LOOPBACK);
     service_ = transport_listen({serve_call, heard, connection_closed, this}, interface);
-    session_service_ = listen_for_datagrams(interface);
     try {
-        program_ = register_service(service_, IPPROTO_TCP);
+        if (!service_)
+            throw std::system_error(errno, std::generic_category(),
+                                    "cannot create the host's service");
+        session_service_.reset(new SessionProgram(
+            interface, {[this](const auto &wish, auto &reply) { take_in(wish, reply); },
+                        [this] {
+                            report_stranger("datagram",
+                                            "turned away a datagram: only root and the same user "
+                                            "may ask for a connection");
+                        }}));
+        program_ = register_service(IPPROTO_TCP, service_->xp_port);
         transport_answer(service_, program_, service_version);
-        session_program_ = register_service(session_service_, IPPROTO_UDP);
-        // Protocol 0 is none that the RPC library would register.
-        if (!svc_register(session_service_, session_program_, service_version, serve_connect, 0))
-            throw HostError("cannot serve the session program: no memory");
-        sessions()[session_program_] = this;
+        session_program_ = register_service(IPPROTO_UDP, session_service_->port());
+        session_service_->answer_to(session_program_);
+    } catch (const std::system_error &error) {
+        end();
+        throw HostError(error.what());
     } catch (...) {
         end();
         throw;
     }
-    transport_watch(session_service_->xp_fd, [](int descriptor) {
-        pollfd ready{descriptor, POLLIN, POLLIN};
-        svc_getreq_poll(&ready, 1);
-    });
 }
 
 Host::~Host()
@@ -117,26 +122,43 @@ Host::~Host()
     }
 }
 
-UIntT Host::register_service(const SVCXPRT *service, unsigned protocol)
+UIntT Host::register_service(unsigned protocol, in_port_t port)
 {
-    if (!service)
-        throw HostError("cannot create the host's service: " +
-                        std::generic_category().message(errno));
     const UIntT program = free_program();
-    if (!options_.port_mapper->set({program, service_version, protocol, service->xp_port}))
+    if (!options_.port_mapper->set({program, service_version, protocol, port}))
         throw HostError("cannot register program " + std::to_string(program) +
                         " with the port mapper: see that rpcbind runs and lets you, or take "
                         "--port-mapper own");
     return program;
 }
 
+// One that has been started anew knows nothing of what it was told before.
+void Host::register_again()
+{
+    const auto began = Clock::now();
+    PortMapper &mapper = *options_.port_mapper;
+    const auto check = [&](UIntT program, unsigned protocol, in_port_t port) {
+        const in_port_t found = mapper.find(program, service_version, protocol);
+        const bool missing =
+            found == 0 ? rpc_createerr.cf_stat == RPC_PROGNOTREGISTERED : found != port;
+        if (missing && !mapper.set({program, service_version, protocol, port}))
+            report_stranger("registration",
+                            "the port mapper has lost program " + std::to_string(program) +
+                                ", and another holds it: clients do not find the host");
+    };
+    check(program_, IPPROTO_TCP, service_->xp_port);
+    check(session_program_, IPPROTO_UDP, session_service_->port());
+    // One that does not answer is not asked all the time.
+    const auto took = Clock::now() - began;
+    next_check_ = Clock::now() + std::max<Clock::duration>(std::chrono::seconds(5), 20 * took);
+}
+
 UIntT Host::free_program()
 {
     static UIntT next;
-    const UIntT first =
-        transient_programs + (static_cast<UIntT>(getpid()) & 0x3FFFFF) * programs_per_process;
-    for (UIntT tries = 0; tries < programs_per_process; tries++) {
-        const UIntT program = first + next++ % programs_per_process;
+    const UIntT first = (static_cast<UIntT>(getpid()) & 0x3FFFFF) * programs_per_process;
+    for (int tries = 0; tries < most_programs; tries++) {
+        const UIntT program = transient_programs + (first + next++) % transient_count;
         const auto is_registered = [&](unsigned protocol) {
             return options_.port_mapper->find(program, service_version, protocol) != 0;
         };
@@ -166,9 +188,10 @@ Client &Host::add_client(int number, const std::string &name)
     return clients_.emplace_back(std::move(client));
 }
 
-Client &Host::start(const std::string &path, std::optional<IntT> init_code, int number,
+Client &Host::start(const Startup &what, std::optional<IntT> init_code, int number,
                     const std::string &name, bool detach)
 {
+    const std::string &path = what.path;
     if (number < 0 || name.empty() || name.size() > 255 ||
         name.find_first_of(" \t\n\v\f\r") != std::string::npos)
         throw HostError("cannot start " + path +
@@ -187,13 +210,18 @@ Client &Host::start(const std::string &path, std::optional<IntT> init_code, int 
     const std::string identity = pair(client.program, client.version) +
                                  pair(program_, service_version) + std::to_string(getpid()) + "." +
                                  std::to_string(detach ? number : ~number) + "." + name;
+    // Only the machine's may have been started anew.
+    if (options_.port_mapper->name().empty())
+        register_again();
     try {
-        client.process =
-            std::make_unique<ClientProcess>(path, identity, options_.port_mapper->name());
+        client.process = std::make_unique<ClientProcess>(
+            what, identity, options_.port_mapper->name(), options_.stop_at_start);
     } catch (const std::system_error &error) {
         give_up(client, std::string("cannot be started: ") + error.what());
     }
 
+    if (options_.stop_at_start)
+        report(client, "waits for a debugger: gdb -p " + std::to_string(client.process->group()));
     const auto settled = [&] { return client.connect_tried || !client.running; };
     if (!serve_until(settled, options_.start_limit))
         give_up(client, "has not acknowledged within " + show(options_.start_limit));
@@ -225,7 +253,7 @@ template <class Argument>
 Outcome Host::call(Client &client, unsigned number, Argument argument)
 {
     const std::string name(callback_name(number));
-    if (!client.running || !client.handle)
+    if (!client.running || !client.handle || client.lost)
         return wrong(Outcome::died, client,
                      name + " is not called: " +
                          (client.running ? "there is no connection" : "the client has ended"));
@@ -288,7 +316,9 @@ Outcome Host::wait_for_turn(Client &client, std::size_t id, std::string_view pro
     const std::string name(procedure);
     const auto is_it = [=](const Turn &turn) { return turn.id == id; };
     const auto over = [&] { return !client.running || std::ranges::none_of(client.turns, is_it); };
-    if (!serve_until(over, options_.turn_limit)) {
+    const auto limit =
+        ending_ ? std::min(options_.turn_limit, options_.exit_limit) : options_.turn_limit;
+    if (!serve_until(over, limit)) {
         std::ranges::find_if(client.turns, is_it)->late = true;
         return wrong(Outcome::late, client,
                      "has not handed control back within " + show(options_.turn_limit) + " of " +
@@ -296,6 +326,9 @@ Outcome Host::wait_for_turn(Client &client, std::size_t id, std::string_view pro
     }
     if (!client.refusal.empty())
         return wrong(Outcome::failed, client, name + " is refused: " + client.refusal);
+    if (client.running && client.last_ended != id)
+        return {Outcome::failed,
+                client.title() + ": lost its connection while it held control in " + name};
     if (client.last_ended != id)
         return {Outcome::died, client.title() + ": " + describe_exit(client.exit_status) +
                                    " while it held control in " + name};
@@ -339,23 +372,26 @@ Outcome Host::old_notify(Client &client, IntT notification, UIntT object, const 
     return send(client, Number_vq4_api_notify_1::value, argument);
 }
 
+Outcome Host::ask_to_quit(Client &client)
+{
+    client.leaving = true;
+    IntT nothing = 0;
+    constexpr unsigned number = Number_vq_api_quit_1::value;
+    client.quitting =
+        Turn{.procedure = callback_name(number), .number = number, .since = Clock::now()};
+    return client.handle ? send(client, number, nothing) : Outcome{};
+}
+
 Outcome Host::quit(Client &client)
 {
     if (!client.running)
         return {};
-    client.leaving = true;
-    IntT nothing = 0;
-    constexpr unsigned number = Number_vq_api_quit_1::value;
-    const Turn turn{.procedure = callback_name(number), .number = number, .since = Clock::now()};
-    if (client.handle)
-        if (Outcome sent = send(client, number, nothing); !sent)
-            return sent;
+    if (Outcome sent = ask_to_quit(client); !sent)
+        return sent;
     if (!wait_for_exit(client, options_.exit_limit))
         return wrong(Outcome::late, client,
                      "has not ended within " + show(options_.exit_limit) + " of vq_api_quit_1");
-    const std::string how = describe_exit(client.exit_status);
-    trace_return(client, turn, how);
-    return {Outcome::handed_back, client.title() + ": " + how, true};
+    return {Outcome::handed_back, client.title() + ": " + describe_exit(client.exit_status), true};
 }
 
 bool Host::wait_for_exit(Client &client, milliseconds limit)
@@ -363,35 +399,52 @@ bool Host::wait_for_exit(Client &client, milliseconds limit)
     return serve_until([&] { return !client.running; }, limit);
 }
 
+bool Host::all_ended_well() const
+{
+    return std::ranges::all_of(clients_, &Client::ended_well);
+}
+
 void Host::end()
 {
-    options_.interrupted = nullptr;
+    ending_ = true;
+    const int interrupts = options_.interrupts ? options_.interrupts() : 0;
+    const auto until = Clock::now() + options_.exit_limit;
     for (Client &client : clients_) {
-        quit(client);
-        if (client.running && client.process) {
-            report(client, "is killed");
+        if (!client.running)
+            continue;
+        // One that has not come up knows of no quit.
+        if (client.acknowledged)
+            ask_to_quit(client);
+        else if (client.process)
             client.process->kill(SIGKILL);
-            wait_for_exit(client, options_.exit_limit);
+        // Here, while they end: a port mapper that does not answer takes its time only once.
+        options_.port_mapper->unset(client.program, client.version);
+    }
+    for (UIntT *program : {&program_, &session_program_})
+        if (const UIntT old = std::exchange(*program, 0); old != 0)
+            options_.port_mapper->unset(old, service_version);
+
+    const auto ended = [&] { return std::ranges::none_of(clients_, &Client::running); };
+    const auto hurried = [&] { return options_.interrupts && options_.interrupts() > interrupts; };
+    serve_until([&] { return ended() || hurried() || Clock::now() >= until; }, options_.exit_limit);
+    for (Client &client : clients_) {
+        if (client.running && client.process) {
+            report(client, hurried() ? "is killed"
+                                     : "is killed: it has not ended within " +
+                                           show(options_.exit_limit) + " of vq_api_quit_1");
+            client.process->kill(SIGKILL);
         }
+    }
+    serve_until(ended, kill_limit);
+    for (Client &client : clients_) {
         if (client.running)
             gone(client);
         client.process.reset();
     }
-    const auto remove = [this](SVCXPRT *&service, UIntT &program) {
-        if (program != 0)
-            options_.port_mapper->unset(program, service_version);
-        if (service)
-            svc_destroy(service);
-        service = nullptr;
-        program = 0;
-    };
-    if (session_service_)
-        transport_unwatch(session_service_->xp_fd);
-    // The RPC library keeps its own note of the program: to forget it, it would tell the machine's
-    // port mapper.
-    sessions().erase(session_program_);
-    remove(service_, program_);
-    remove(session_service_, session_program_);
+    session_service_.reset();
+    if (service_)
+        svc_destroy(service_);
+    service_ = nullptr;
 }
 
 } // namespace velt::host

@@ -17,6 +17,7 @@
 #include "host/context.h"
 #include "host/portmap.h"
 #include "host/procedures.h"
+#include "host/session_program.h"
 #include "host/trace.h"
 
 namespace velt::host
@@ -29,6 +30,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// For the limits of Options: longer than any session lasts.
+inline constexpr std::chrono::milliseconds no_limit = std::chrono::hours(24 * 365 * 100);
+
 // What becomes of a client's call.
 enum class Reaction { answer, drop };
 
@@ -39,8 +43,11 @@ struct Options {
     TraceSink trace; // nothing is decoded for an empty one
     // Asked before each call of a client; a call that is dropped gets no reply.
     std::function<Reaction(rpcproc_t number, Client &client)> on_call;
-    // Asked at every wait; true ends it with HostError, until the host is told to end.
-    std::function<bool()> interrupted;
+    // How often the host has been told to end, asked at every wait: once ends what it does with
+    // HostError, and once more while it ends leaves clients no time to do so.
+    std::function<int()> interrupts;
+    // Each client is stopped before it begins, for a debugger.
+    bool stop_at_start = false;
     // Null makes one of the session's own.
     std::shared_ptr<PortMapper> port_mapper;
     // The status for processes that ask to be taken in; 0 takes them in.
@@ -75,7 +82,7 @@ public:
 
     // Starts a client and serves until it has acknowledged and is connected; with a code, also
     // initialises it. Throws HostError when it does not come up, and nothing of it is then left.
-    Client &start(const std::string &path, std::optional<IntT> init_code, int number,
+    Client &start(const Startup &what, std::optional<IntT> init_code, int number,
                   const std::string &name, bool detach = false);
 
     // Each calls the client and serves until control comes back, it dies or is late. Whatever is
@@ -92,13 +99,18 @@ public:
     Outcome quit(Client &client);
 
     void serve(std::chrono::milliseconds duration);
+    // Serves until it is done; false when it is not within the limit.
+    bool serve_until(const std::function<bool()> &done, std::chrono::milliseconds limit);
     // Serves until the client has ended; false when it has not within the limit.
     bool wait_for_exit(Client &client, std::chrono::milliseconds limit);
     // Done as soon as no call is being answered.
     void after_reply(std::function<void()> action);
 
-    // Quits every client, kills what stays, and removes all registrations. Harmless when done.
+    // Quits all clients at once, kills what stays, and removes all registrations. Harmless when
+    // done.
     void end();
+    // Whether every client that has ended did so with status 0, or as was expected.
+    bool all_ended_well() const;
 
     // In order of their start, those that have ended included.
     std::list<Client> &clients() { return clients_; }
@@ -132,15 +144,23 @@ public:
 
 private:
     friend class Dispatch;
-    friend void serve_connect(svc_req *, SVCXPRT *);
     using Clock = std::chrono::steady_clock;
     struct Action {
         const Client *client; // that must be free to be called; null for any action
         std::function<void()> run;
     };
 
+    // The desk, as clients' calls find it: the time that a person takes is nobody's.
+    struct Person : Desk {
+        explicit Person(Host &of) : host(of) {}
+        IntT alert(int client, const std::string &message, IntT type) override;
+        void report(const std::string &line) override { host.desk_.report(line); }
+        Host &host;
+    };
+
     UIntT free_program();
-    UIntT register_service(const SVCXPRT *service, unsigned protocol);
+    UIntT register_service(unsigned protocol, in_port_t port);
+    void register_again();
     Client &add_client(int number, const std::string &name);
     [[noreturn]] void give_up(Client &client, const std::string &reason);
 
@@ -152,18 +172,19 @@ private:
     Outcome wrong(Outcome::Kind kind, const Client &client, const std::string &what);
     void trace_return(const Client &client, const Turn &turn, const std::string &outcome);
 
-    // Serves until `done` or until the host has waited that long; whether it is done.
-    bool serve_until(const std::function<bool()> &done, std::chrono::milliseconds limit);
-    // Returns how long it has waited.
-    Clock::duration wait_and_dispatch(Clock::duration limit);
+    void wait_and_dispatch(Clock::duration limit);
+    bool interrupted() const;
     static void heard(void *host, const char *what);
-    void turn_away_sender();
+    // Of a kind once a minute: who comes again and again is not heard of each time.
+    void report_stranger(const std::string &kind, const std::string &what);
     static void connection_closed(void *host, SVCXPRT *connection);
     static void replied(void *client, const rpc_err &error);
     void connect(Client &client);
     void disconnect(Client &client);
     void look_after(Client &client);
     void gone(Client &client);
+    void lost(Client &client);
+    Outcome ask_to_quit(Client &client);
     void report(const Client &client, const std::string &what);
     void run_actions();
 
@@ -182,10 +203,14 @@ private:
     std::list<Client> clients_;
     std::map<rpcproc_t, std::function<void(Client &, void *, void *)>> scripted_;
     std::deque<Action> actions_;
-    int answering_ = 0; // calls of clients
-    bool sender_reported_ = false;
+    Person person_{*this};
+    std::map<std::string, Clock::time_point> strangers_; // when they were reported
+    Clock::duration excused_{};    // of the time that has passed, what makes no client late
+    Clock::time_point next_check_; // of the registrations
+    int answering_ = 0;            // calls of clients
+    bool ending_ = false;
     SVCXPRT *service_ = nullptr;
-    SVCXPRT *session_service_ = nullptr;
+    std::unique_ptr<SessionProgram> session_service_;
     UIntT program_ = 0;
     UIntT session_program_ = 0;
 };

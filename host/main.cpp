@@ -8,8 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
-#include <fstream>
+#include <iomanip>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -17,8 +18,11 @@
 
 #include <editline/readline.h>
 
+#include "apilib/unix/descriptors.h"
 #include "host/book.h"
 #include "host/commands.h"
+#include "host/descriptor.h"
+#include "host/input.h"
 
 namespace
 {
@@ -32,11 +36,16 @@ Opens a book, runs clients on it, and carries out commands, one to an argument.
 Without commands it reads them from the terminal or the standard input.
 
   --client PATH        start this client; once more for another
+  --client-arg ARG     hand an argument to the client before; once more for another
+  --client-env NAME=VALUE  set a variable for the client before
   --init CODE          the code with which clients are initialised at first (1)
   --trace[=text|json]  print every call, decoded, on the standard error
   --script FILE        read commands from FILE; - is the standard input
   --port-mapper WHICH  own or machine (the machine's if it answers)
-  --time-limit SECONDS how long a client may take to start or to hand back control (30)
+  --time-limit SECONDS how long a client may take to start or to hand back control:
+                       0.1 to 86400 (30), or 0 for any time
+  --debug              stop each client at its first instruction until a debugger lets it
+                       go on, and give it any time for everything
   -h, --help, --version
 
 Exit status: 0 done, 1 an expectation or a client failed, 2 usage or book file,
@@ -65,6 +74,7 @@ struct Arguments {
     std::string script;
     enum { whichever, own, machine } port_mapper = whichever;
     std::chrono::milliseconds time_limit = std::chrono::seconds(30);
+    bool debug = false;
     std::vector<std::string> commands;
     int (*tell)() = nullptr; // what is asked for instead of a run
 };
@@ -74,13 +84,29 @@ struct Arguments {
     throw CommandError(misused, text + "; vqhost --help tells more");
 }
 
+std::string shown(double number)
+{
+    std::ostringstream text;
+    text << std::setprecision(12) << number;
+    return text.str();
+}
+
 double number(const char *option, const std::string &text, double least, double most)
 {
     char *end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     if (text.empty() || *end != '\0' || !(value >= least && value <= most))
-        misuse(std::string(option) + " " + text + ": not a number in range");
+        misuse(std::string(option) + " " + text + ": not a number from " + shown(least) + " to " +
+               shown(most));
     return value;
+}
+
+std::chrono::milliseconds time_limit_of(const std::string &text)
+{
+    const double seconds = number("--time-limit", text, 0, 86400);
+    if (seconds > 0 && seconds < 0.1)
+        misuse("--time-limit " + text + ": from 0.1 to 86400, or 0 for any time");
+    return seconds == 0 ? no_limit : std::chrono::milliseconds(std::lround(1000 * seconds));
 }
 
 // A program by its name alone is looked for as a shell does.
@@ -98,14 +124,29 @@ std::string find_program(const std::string &name)
 
 Arguments parse(int argc, char **argv)
 {
-    enum Option { client = 1, init, trace, script, port_mapper, time_limit, help, version };
+    enum Option {
+        client = 1,
+        client_arg,
+        client_env,
+        init,
+        trace,
+        script,
+        port_mapper,
+        time_limit,
+        debug,
+        help,
+        version
+    };
     static const option options[] = {
         {"client", required_argument, nullptr, client},
+        {"client-arg", required_argument, nullptr, client_arg},
+        {"client-env", required_argument, nullptr, client_env},
         {"init", required_argument, nullptr, init},
         {"trace", optional_argument, nullptr, trace},
         {"script", required_argument, nullptr, script},
         {"port-mapper", required_argument, nullptr, port_mapper},
         {"time-limit", required_argument, nullptr, time_limit},
+        {"debug", no_argument, nullptr, debug},
         {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},
         {},
@@ -118,6 +159,17 @@ Arguments parse(int argc, char **argv)
         case client:
             arguments.clients.push_back(
                 {static_cast<int>(arguments.clients.size()) + 1, find_program(value)});
+            break;
+        case client_arg:
+        case client_env:
+            if (arguments.clients.empty())
+                misuse(std::string(argv[optind - 2]) +
+                       " stands behind the --client that it is for");
+            if (found == client_env && value.find('=') == value.npos)
+                misuse("--client-env " + value + ": not NAME=VALUE");
+            (found == client_arg ? arguments.clients.back().what.arguments
+                                 : arguments.clients.back().what.environment)
+                .push_back(value);
             break;
         case init: {
             const double code = number("--init", value, -2147483648.0, 2147483647.0);
@@ -146,8 +198,10 @@ Arguments parse(int argc, char **argv)
                 misuse("--port-mapper " + value + ": own or machine");
             break;
         case time_limit:
-            arguments.time_limit = std::chrono::milliseconds(
-                std::lround(1000 * number("--time-limit", value, 0.1, 86400)));
+            arguments.time_limit = time_limit_of(value);
+            break;
+        case debug:
+            arguments.debug = true;
             break;
         case help:
         case 'h':
@@ -179,12 +233,16 @@ bool coloured(int descriptor)
 
 // Ctrl-C and its like end the host in order: its clients with it, and its registrations.
 volatile std::sig_atomic_t stop_signal;
+volatile std::sig_atomic_t stops;
 
 void watch_signals()
 {
     struct sigaction action {
     };
-    action.sa_handler = [](int number) { stop_signal = number; };
+    action.sa_handler = [](int number) {
+        stop_signal = number;
+        stops = stops + 1;
+    };
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         sigaction(number, &action, nullptr);
     // Output that nobody reads is an error like others, and not the end of the clients.
@@ -218,7 +276,7 @@ char **complete(const char *line, int, int)
 
 // While a person thinks, clients are served.
 int serve_meanwhile()
-{
+try {
     try {
         served->serve(std::chrono::milliseconds(20));
     } catch (const std::exception &error) {
@@ -231,6 +289,8 @@ int serve_meanwhile()
         std::_Exit(failed);
     }
     return 0;
+} catch (const std::exception &) {
+    std::_Exit(failed);
 }
 
 void prompt(Commands &commands, Host *host)
@@ -303,16 +363,20 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host)
         for (const std::string &command : arguments.commands)
             if (!commands.run(command))
                 return;
-    } else if (!arguments.script.empty() && arguments.script != "-") {
-        std::ifstream script(arguments.script);
-        if (!script)
-            throw CommandError(misused, arguments.script + ": cannot read the script: " +
-                                            std::generic_category().message(errno));
-        commands.run_script(script, arguments.script);
     } else if (arguments.script.empty() && isatty(STDIN_FILENO)) {
         prompt(commands, host);
     } else {
-        commands.run_script(std::cin, "standard input");
+        const bool file = !arguments.script.empty() && arguments.script != "-";
+        const Descriptor opened(file ? open(arguments.script.c_str(), O_RDONLY | O_CLOEXEC) : -1);
+        if (file && !opened)
+            throw CommandError(misused, arguments.script + ": cannot read the script: " +
+                                            std::generic_category().message(errno));
+        const std::string name = file ? arguments.script : "standard input";
+        ServedInput input(file ? opened.get() : STDIN_FILENO, name, host);
+        std::istream script(&input);
+        // What the input throws comes through.
+        script.exceptions(std::ios::badbit);
+        commands.run_script(script, name);
     }
 }
 
@@ -351,8 +415,11 @@ int run(int argc, char **argv)
             throw CommandError(no_mapper, "the machine's port mapper does not answer: start "
                                           "rpcbind, or leave out --port-mapper");
         watch_signals();
-        options.interrupted = [] { return stop_signal != 0; };
+        options.interrupts = [] { return static_cast<int>(stops); };
         options.start_limit = options.turn_limit = arguments.time_limit;
+        options.stop_at_start = arguments.debug;
+        if (arguments.debug)
+            options.start_limit = options.turn_limit = options.exit_limit = no_limit;
         if (arguments.trace == Arguments::text)
             options.trace = [colour = coloured(STDERR_FILENO)](const TraceEvent &event) {
                 std::cerr << trace_text(event, colour) << std::endl;
@@ -391,6 +458,9 @@ int run(int argc, char **argv)
         host->end();
     if (stop_signal)
         throw HostError("interrupted");
+    // The desk has said which client, and how it ended.
+    if (host && !host->all_ended_well())
+        return failed;
     std::cout.flush();
     if (!std::cout) {
         std::cerr << "vqhost: what it printed could not be written" << std::endl;
@@ -403,6 +473,7 @@ int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    velt::fill_standard_descriptors();
     const std::string verb = argc > 1 ? argv[1] : "";
     if (verb == "--version")
         return tell_version();

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <rpc/pmap_prot.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,6 +10,7 @@
 
 #include "apilib/routines.h"
 #include "apilib/unix/transport/transport.h"
+#include "host/descriptor.h"
 
 namespace velt::host
 {
@@ -16,7 +18,7 @@ namespace
 {
 
 constexpr timeval time_to_answer{1, 0};
-constexpr timeval time_to_find{5, 0};
+constexpr timeval time_to_find{3, 0};
 
 // Many more than clients that one person's session has.
 constexpr std::size_t most_registrations = 4096;
@@ -36,7 +38,13 @@ bool MachinePortMapper::set(const Registration &registration)
 
 bool MachinePortMapper::unset(UIntT program, UIntT version)
 {
-    return mapper_unset(program, version);
+    using Clock = std::chrono::steady_clock;
+    if (patience_ <= Clock::duration::zero())
+        return false;
+    const auto began = Clock::now();
+    const bool removed = mapper_unset(program, version);
+    patience_ = removed ? most_patience : patience_ - (Clock::now() - began);
+    return removed;
 }
 
 in_port_t MachinePortMapper::find(UIntT program, UIntT version, unsigned protocol)
@@ -52,6 +60,16 @@ SessionPortMapper::SessionPortMapper(Report report)
         throw std::system_error(errno, std::generic_category(),
                                 "no port mapper on the loopback interface");
     transport_answer(service_, PMAPPROG, PMAPVERS);
+    // The interface may have its address and carry nothing.
+    const Descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_in here = on_loopback(service_->xp_port);
+    if (probe &&
+        connect(probe.get(), reinterpret_cast<const sockaddr *>(&here), sizeof here) != 0) {
+        const int error = errno;
+        svc_destroy(service_);
+        throw std::system_error(error, std::generic_category(),
+                                "the loopback interface does not work (ip link set lo up)");
+    }
 }
 
 SessionPortMapper::~SessionPortMapper()

@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <rpc/rpc.h>
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -49,6 +50,11 @@ public:
     bool unset(UIntT program, UIntT version) override;
     in_port_t find(UIntT program, UIntT version, unsigned protocol) override;
     std::string name() const override { return {}; }
+
+private:
+    // What is left of the time that removals may take while it does not answer.
+    std::chrono::steady_clock::duration patience_ = most_patience;
+    static constexpr std::chrono::seconds most_patience{3};
 };
 
 // One that this process is while the transport is served: on a port of the loopback interface, for

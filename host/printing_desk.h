@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -21,7 +22,7 @@ public:
     IntT alert(int client, const std::string &message, IntT type) override;
     void report(const std::string &line) override;
 
-    const SessionText *text = nullptr; // for what clients send
+    std::optional<SessionText> text; // for what clients send, as long as one may send
     std::deque<IntT> answers;
     std::function<IntT()> ask; // a person, when there is one
     // What the script has not expected yet.

@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <csignal>
 #include <utility>
 #include <vector>
 
+#include "apilib/unix/process.h"
 #include "apilib/unix/transport/transport.h"
 #include "host/host.h"
 #include "host/text.h"
@@ -32,21 +31,31 @@ void Host::serve(milliseconds duration)
     serve_until([=] { return Clock::now() >= until; }, duration);
 }
 
-// Only the host's own waiting counts: a person who reads an alert makes no client late.
+// A person who reads an alert makes no client late, nor does another client's turn within this one.
 bool Host::serve_until(const std::function<bool()> &done, milliseconds limit)
 {
-    Clock::duration left = limit;
-    for (;;) {
+    const auto began = Clock::now();
+    const auto excused = excused_;
+    const auto is_done = [&] {
         for (Client &client : clients_)
             look_after(client);
         if (done())
             return true;
         run_actions();
-        if (done())
-            return true;
-        if (left <= Clock::duration::zero())
-            return false;
-        left -= wait_and_dispatch(std::min<Clock::duration>(left, look_interval));
+        return done();
+    };
+    bool over = false;
+    for (;;) {
+        const bool well = is_done();
+        // This process may have been stopped: what has come meanwhile has come in time.
+        if (well || over) {
+            excused_ = excused + (Clock::now() - began);
+            return well;
+        }
+        const auto left = limit - (Clock::now() - began - (excused_ - excused));
+        over = left <= Clock::duration::zero();
+        wait_and_dispatch(
+            std::clamp<Clock::duration>(left, Clock::duration::zero(), look_interval));
     }
 }
 
@@ -70,15 +79,27 @@ void Host::after_reply(std::function<void()> action)
     actions_.push_back({nullptr, std::move(action)});
 }
 
-Host::Clock::duration Host::wait_and_dispatch(Clock::duration limit)
+bool Host::interrupted() const
 {
-    const auto began = Clock::now();
+    return !ending_ && options_.interrupts && options_.interrupts() > 0;
+}
+
+void Host::wait_and_dispatch(Clock::duration limit)
+{
     transport_wait(nullptr, static_cast<int>(std::chrono::ceil<milliseconds>(limit).count()));
-    const auto waited = Clock::now() - began;
-    if (options_.interrupted && options_.interrupted())
+    if (interrupted())
         throw HostError("interrupted");
     transport_dispatch();
-    return waited;
+    if (!ending_ && options_.port_mapper->name().empty() && Clock::now() >= next_check_)
+        register_again();
+}
+
+IntT Host::Person::alert(int client, const std::string &message, IntT type)
+{
+    const auto began = Clock::now();
+    const IntT answer = host.desk_.alert(client, message, type);
+    host.excused_ += Clock::now() - began;
+    return answer;
 }
 
 // What the transport tells. No exception may leave: it is between these and the host.
@@ -90,11 +111,14 @@ try {
     return;
 }
 
-void Host::turn_away_sender()
+void Host::report_stranger(const std::string &kind, const std::string &what)
 {
-    if (!std::exchange(sender_reported_, true))
-        desk_.report(
-            "turned away a datagram: only root and the same user may ask for a connection");
+    const auto now = Clock::now();
+    const auto [last, is_new] = strangers_.try_emplace(kind, now);
+    if (!is_new && now - last->second < std::chrono::minutes(1))
+        return;
+    last->second = now;
+    desk_.report(what);
 }
 
 void Host::connection_closed(void *context, SVCXPRT *connection)
@@ -104,6 +128,7 @@ try {
     if (!client)
         return;
     client->connection = -1;
+    client->lost = true;
     if (!client->process)
         host.gone(*client);
 } catch (const std::exception &) {
@@ -121,6 +146,7 @@ try {
             host.report(client, error.re_status == RPC_TIMEDOUT
                                     ? "does not take what it is sent; it is called no more"
                                     : "sent a reply that is none; it is called no more");
+        client.lost = true;
         return host.disconnect(client);
     }
     if (error.re_status == RPC_SUCCESS || client.turns.empty())
@@ -156,10 +182,22 @@ void Host::look_after(Client &client)
 {
     if (!client.running)
         return;
-    if (client.process ? client.process->ended() : kill(client.pid, 0) != 0 && errno == ESRCH)
+    if (client.process ? client.process->ended() : !lives(client.pid, client.process_start))
         gone(client);
+    else if (client.lost && !client.turns.empty() &&
+             !(client.process && client.process->is_ending()))
+        lost(client);
     else if (client.acknowledged && !client.connect_tried)
         connect(client);
+}
+
+// Without its connections it cannot hand control back.
+void Host::lost(Client &client)
+{
+    report(client, "lost its connection while it held control in " +
+                       std::string(client.turns.back().procedure));
+    for (; !client.turns.empty(); client.turns.pop_back())
+        trace_return(client, client.turns.back(), "lost its connection");
 }
 
 void Host::gone(Client &client)
@@ -181,6 +219,8 @@ void Host::gone(Client &client)
         trace_return(client, client.turns.back(), how);
         client.turns.pop_back();
     }
+    if (client.quitting)
+        trace_return(client, *client.quitting, how);
 }
 
 void Host::report(const Client &client, const std::string &what)
@@ -203,12 +243,12 @@ void Host::acknowledge(int connection, IntT pid)
     const auto expected = [pid](const Client &client) {
         if (!client.running || client.acknowledged || pid <= 0)
             return false;
-        const pid_t group = client.process ? client.process->group() : client.pid;
-        return pid == group || (client.process && getpgid(pid) == group);
+        return client.process ? client.process->includes(pid) : client.pid == pid;
     };
     const auto client = std::ranges::find_if(clients_, expected);
     if (client == clients_.end()) {
-        desk_.report("process " + std::to_string(pid) + " acknowledged, but no client is expected");
+        report_stranger("acknowledgement", "process " + std::to_string(pid) +
+                                               " acknowledged, but no client is expected");
         return;
     }
     client->acknowledged = true;
@@ -226,8 +266,8 @@ void Host::take_in(const VqRpcApiConnectArgT &wish, VqRpcApiConnectReturnT &repl
     if (reply.status == ok && wish.pid <= 0)
         reply.status = bad_value;
     if (reply.status != ok) {
-        desk_.report("process " + std::to_string(wish.pid) + " (" + name +
-                     ") was not taken in: status " + std::to_string(reply.status));
+        report_stranger("wish", "process " + std::to_string(wish.pid) + " (" + name +
+                                    ") was not taken in: status " + std::to_string(reply.status));
         return;
     }
     const auto asks_again = [&](const Client &client) {
@@ -241,6 +281,7 @@ void Host::take_in(const VqRpcApiConnectArgT &wish, VqRpcApiConnectReturnT &repl
         add_client(number, name);
         client = std::prev(clients_.end());
         client->pid = wish.pid;
+        client->process_start = start_of(wish.pid);
     }
     std::array<char, 256> machine{"localhost"};
     if (options_.port_mapper->name().empty())

@@ -195,7 +195,7 @@ void Dispatch::answer_parts(Parts &...parts)
     if constexpr (requires { this->session(P{}, parts...); }) {
         session(P{}, parts...);
     } else if constexpr (requires(Context & context) { answer(P{}, context, parts...); }) {
-        Context context{host_.model_, host_.desk_, client_.caller};
+        Context context{host_.model_, host_.person_, client_.caller};
         answer(P{}, context, parts...);
     } else if constexpr (!std::is_void_v<typename P::Result>) {
         refuse(std::get<sizeof...(parts) - 1>(std::tie(parts...)));
@@ -338,8 +338,8 @@ try {
     Client *client = host.on_connection(transport->xp_fd);
     if (!client) {
         svcerr_weakauth(transport);
-        host.desk_.report("a process that is no client called procedure " +
-                          std::to_string(request->rq_proc) + " and was refused");
+        host.report_stranger("call", "a process that is no client called procedure " +
+                                         std::to_string(request->rq_proc) + " and was refused");
         return;
     }
     Dispatch dispatch(host, *client, request, transport);
@@ -352,47 +352,9 @@ try {
     host.desk_.report(std::string("a call was not answered in full: ") + error.what());
 }
 
-std::map<rpcprog_t, Host *> &sessions()
-{
-    static std::map<rpcprog_t, Host *> programs;
-    return programs;
-}
-
 void serve_call(svc_req *request, SVCXPRT *transport)
 {
     Dispatch::run(*static_cast<Host *>(transport_context(transport)), request, transport);
-}
-
-// No exception may leave here either.
-void serve_connect(svc_req *request, SVCXPRT *transport)
-try {
-    const auto found = sessions().find(request->rq_prog);
-    if (found == sessions().end()) {
-        svcerr_noprog(transport);
-    } else if (!transport_trusts(*static_cast<sockaddr_in *>(svc_getrpccaller(transport)->buf))) {
-        found->second->turn_away_sender();
-    } else if (request->rq_proc == NULLPROC) {
-        svc_sendreply(transport, routine<void>(), nullptr);
-    } else if (request->rq_proc != VQ_RPC_SESSION_CONNECT) {
-        svcerr_noproc(transport);
-    } else {
-        Host &host = *found->second;
-        VqRpcApiConnectArgT wish{};
-        VqRpcApiConnectReturnT reply{};
-        if (!svc_getargs(transport, routine<VqRpcApiConnectArgT>(),
-                         reinterpret_cast<caddr_t>(&wish))) {
-            svcerr_decode(transport);
-        } else {
-            host.take_in(wish, reply);
-            if (!svc_sendreply(transport, routine<VqRpcApiConnectReturnT>(),
-                               reinterpret_cast<caddr_t>(&reply)))
-                svcerr_systemerr(transport);
-        }
-        free_decoded(wish);
-        free_decoded(reply);
-    }
-} catch (const std::exception &) {
-    svcerr_systemerr(transport);
 }
 
 } // namespace velt::host

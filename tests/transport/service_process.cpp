@@ -128,7 +128,8 @@ void dispatch(svc_req *request, SVCXPRT *transport)
             {dispatch, [](void *, const char *) { reported++; }, nullptr, nullptr});
         transport_answer(service, program, 1);
         transport_allow(service, allowed);
-        transport_watch(alive, [](int) { over = true; });
+        transport_watch(
+            alive, [](void *) { over = true; }, nullptr);
     }
     const in_port_t port = service->xp_port;
     if (write(tell, &port, sizeof port) != sizeof port)

@@ -1,6 +1,7 @@
 // Start-up, connection and shutdown.
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,8 @@
 
 #include "apilib/routines.h"
 #include "apilib/unix/apislib/session.h"
+#include "apilib/unix/descriptors.h"
+#include "apilib/unix/process.h"
 #include "velt/api.h"
 
 IntT VA_errno = 0;
@@ -116,6 +119,13 @@ timeval get_VA_TimeOut()
     return {VA_TimeOut.seconds, VA_TimeOut.microseconds};
 }
 
+// What is another user's is told of besides: the failure that follows has one text for all causes.
+void tell_refusal(const char *what)
+{
+    if (rpc_createerr.cf_stat == RPC_SYSTEMERROR && rpc_createerr.cf_error.re_errno == EACCES)
+        V_ApiErr(what);
+}
+
 const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, IntT hispid,
                    const char *hostName)
 {
@@ -132,8 +142,11 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
     if (!session.client_transp)
         return "unable to create TCP service";
     velt::transport_answer(session.client_transp, myprog, myvers);
-    if (!velt::mapper_set(myprog, myvers, IPPROTO_TCP, session.client_transp->xp_port))
+    rpc_createerr = {};
+    if (!velt::mapper_set(myprog, myvers, IPPROTO_TCP, session.client_transp->xp_port)) {
+        tell_refusal("the session's port mapper is another user's");
         return "unable to register TCP client).";
+    }
 
     sockaddr_in here;
     sockaddr_in host;
@@ -146,18 +159,24 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
         if (hostName)
             allow_machine(hostName, host.sin_addr.s_addr);
     }
+    session.host_start = session.hispid < 1 ? 0 : velt::start_of(session.hispid);
 
     session.client_socket = -1;
     timeval limit = get_VA_TimeOut();
     velt_client = velt::transport_connect(host, hisprog, hisvers, limit);
-    if (!velt_client)
+    if (!velt_client) {
+        tell_refusal("the host's program is another user's");
         return "unable to create TCP client";
+    }
     clnt_control(velt_client, CLGET_FD, reinterpret_cast<char *>(&session.client_socket));
     clnt_control(velt_client, CLSET_FD_NCLOSE, nullptr);
     clnt_control(velt_client, CLSET_TIMEOUT, reinterpret_cast<char *>(&limit));
 
     IntT pid = getpid();
-    return Vapivq_InitAck(&pid) ? nullptr : "unable to make initial contact";
+    if (!Vapivq_InitAck(&pid))
+        return "unable to make initial contact";
+    velt::transport_watch_end(velt_client);
+    return nullptr;
 }
 
 // One call to the session's program over UDP; true when it succeeded.
@@ -168,13 +187,14 @@ bool apiLocalCall(const char *hostName, UIntT program, rpcproc_t procedure, xdrp
     if (hostnameToRealAddr(hostName, &address) != 0)
         return false;
     timeval limit = {VA_TimeOut.seconds, VA_TimeOut.microseconds};
-    if (velt::session_has_mapper()) {
-        // The RPC library knows nothing of the session's port mapper.
-        const in_port_t port =
-            velt::mapper_find(address, program, VQ_RPC_SESSION_VERSION, IPPROTO_UDP, limit);
-        if (port == 0)
-            return false;
-        address.sin_port = htons(port);
+    // The RPC library knows nothing of the session's port mapper, nor whose a program is.
+    address.sin_port =
+        htons(velt::mapper_find(address, program, VQ_RPC_SESSION_VERSION, IPPROTO_UDP, limit));
+    if (address.sin_port == 0)
+        return false;
+    if (!velt::transport_may_send(address)) {
+        V_ApiErr("the session's program is another user's");
+        return false;
     }
     int socket = RPC_ANYSOCK;
     CLIENT *client = clntudp_create(&address, program, VQ_RPC_SESSION_VERSION, limit, &socket);
@@ -225,6 +245,7 @@ void V_ApiErr(const char *message)
 
 const char *V_ApiStartUp(V_FdFuncT fdFunc)
 {
+    velt::fill_standard_descriptors();
     std::setbuf(stdout, nullptr);
     sigset_t all;
     sigfillset(&all);
@@ -288,6 +309,7 @@ IntT V_ApiRun(int, char **)
 
 IntT V_ApiConnectToSession(const char *name, const char *hostName, UIntT program)
 {
+    velt::fill_standard_descriptors();
     get_VA_TimeOut();
     VA_bailout = 0;
     VA_errno = connect_to_session(name, hostName, program);

@@ -1,12 +1,12 @@
 // The service loop, the handlers of the host's calls, and the turn-taking of control.
 
-#include <csignal>
 #include <cstdlib>
 #include <poll.h>
 #include <utility>
 
 #include "apilib/routines.h"
 #include "apilib/unix/apislib/session.h"
+#include "apilib/unix/process.h"
 #include "velt/api.h"
 #include "velt/vde/memory.h"
 
@@ -144,12 +144,15 @@ IntT V_ApiService(UIntT *readMask)
     if (readMask)
         *readMask = others;
     velt::call_fd_func();
+    // What the host has sent before, such as its quit, has been served.
+    if (!VA_bailout && velt_client && velt::transport_ended(velt_client))
+        end_without_host();
     return ready;
 }
 
 IntT V_ApiVeltAlive(void)
 {
-    return velt::session.hispid < 1 || kill(velt::session.hispid, 0) == 0;
+    return velt::session.hispid < 1 || velt::lives(velt::session.hispid, velt::session.host_start);
 }
 
 IntT V_ApiDoneCommand(void)

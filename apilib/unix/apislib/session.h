@@ -12,7 +12,8 @@ struct Session {
     UIntT myvers = 0;
     UIntT hisprog = 0;
     UIntT hisvers = 0;
-    IntT hispid = 0; // below 1: the host's life cannot be checked
+    IntT hispid = 0;                   // below 1: the host's life cannot be checked
+    unsigned long long host_start = 0; // as start_of() tells it
     char myname[256] = "???";
     SVCXPRT *client_transp = nullptr;
     int client_socket = -1;

@@ -35,7 +35,8 @@ struct Caller : Connection {
     timeval limit{};
     Time patience = 0; // of a read that waits
     bool close_descriptor = true;
-    bool dead = false; // a record is cut off in one direction or the other
+    bool dead = false;  // a record is cut off in one direction or the other
+    bool ended = false; // by the peer, while nothing was waited for
     void (*replied)(void *, const rpc_err &) = nullptr;
     void *context = nullptr;
 
@@ -210,8 +211,7 @@ bool_t free_results(CLIENT *, xdrproc_t decode, void *result)
 void destroy(CLIENT *client)
 {
     Caller &to = caller(client);
-    if (to.replied)
-        unlink(to);
+    unlink(to);
     if (to.close_descriptor)
         close(to.descriptor);
     unmake(&to);
@@ -346,7 +346,13 @@ timeval left_until(Time deadline)
 CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t version, Time deadline,
                    Port from)
 {
-    return make_client(open_connection(address, deadline, from), address, program, version);
+    const int fd = open_connection(address, deadline, from);
+    // Only root can have such a port, and that process may have given up being root.
+    if (fd >= 0 && ntohs(address.sin_port) >= IPPORT_RESERVED && !may_be_called(fd, address)) {
+        close(fd);
+        return no_client(RPC_SYSTEMERROR, EACCES);
+    }
+    return make_client(fd, address, program, version);
 }
 
 CLIENT *connect_to(const sockaddr_un &address, rpcprog_t program, rpcvers_t version, Time deadline)
@@ -396,10 +402,31 @@ void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc
                         void *context)
 {
     Caller &to = caller(client);
-    if (!to.replied)
-        link(to);
+    unlink(to);
+    to.kind = Waiter::calling;
+    link(to);
     to.replied = replied;
     to.context = context;
+}
+
+void end_rest(Connection &connection)
+{
+    auto &gone = static_cast<Caller &>(connection);
+    gone.lose(RPC_CANTRECV, ECONNRESET);
+    gone.ended = true;
+    unlink(gone);
+}
+
+void transport_watch_end(CLIENT *client)
+{
+    Caller &to = caller(client);
+    to.kind = Waiter::resting;
+    link(to);
+}
+
+bool transport_ended(CLIENT *client)
+{
+    return caller(client).ended;
 }
 
 } // namespace velt

@@ -14,7 +14,7 @@ constexpr Time breather = 100'000'000;
 
 // Whatever has a descriptor to be waited for.
 struct Waiter {
-    enum Kind { listener, serving, calling, foreign };
+    enum Kind { listener, serving, calling, resting, foreign };
 
     Kind kind;
     int descriptor;
@@ -68,6 +68,8 @@ void drop(Connection &connection);
 // One on which calls are made without waiting: tells of their answers, or of its end.
 void serve_replies(Connection &connection);
 void give_up_replies(Connection &connection);
+// One on which calls are made that wait, between these: its peer has ended it.
+void end_rest(Connection &connection);
 
 // A handle on a new connection, from a port that only root can have where that is asked for and to
 // be had. Null with rpc_createerr set.
@@ -90,6 +92,9 @@ enum class Speaker {
 };
 Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines,
                  std::size_t count);
+// Whether what is said on a connection to a service is for root or our own user, or for another
+// machine, and not for another user of this one.
+bool may_be_called(int descriptor, const sockaddr_in &service);
 
 // Makes an object in memory of the C library's heap; null when there is none.
 template <class T, class... Arguments>

@@ -41,17 +41,6 @@ int session_mapper()
                : 0;
 }
 
-// The session's port mapper is of root or of the same user, or another has taken its port.
-bool is_known(CLIENT *mapper, const sockaddr_in &address)
-{
-    int descriptor = -1;
-    clnt_control(mapper, CLGET_FD, reinterpret_cast<char *>(&descriptor));
-    if (identify(descriptor, address, nullptr, 0) == Speaker::trusted)
-        return true;
-    errno = EACCES;
-    return false;
-}
-
 template <class Argument, class Result>
 clnt_stat ask(CLIENT *mapper, rpcproc_t procedure, bool_t (*encode)(XDR *, Argument *),
               Argument argument, bool_t (*decode)(XDR *, Result *), Result *result, Time deadline)
@@ -71,9 +60,8 @@ bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
     bool_t done = FALSE;
     const bool answered =
         ask(mapper, procedure, xdr_pmap, registration, xdr_bool, &done, deadline) == RPC_SUCCESS;
-    const bool known = answered && is_known(mapper, address);
     clnt_destroy(mapper);
-    return known && done;
+    return answered && done;
 }
 
 // The machine's learns by its own socket whose a registration is. Where that is not to be seen,
@@ -172,9 +160,6 @@ in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version,
     if (status != RPC_SUCCESS) {
         no_client(RPC_PMAPFAILURE, 0);
         clnt_geterr(mapper, &rpc_createerr.cf_error);
-    } else if (sessions && !is_known(mapper, machine)) {
-        no_client(RPC_SYSTEMERROR, errno);
-        port = 0;
     } else if (port == 0) {
         no_client(RPC_PROGNOTREGISTERED, 0);
     }

@@ -131,24 +131,29 @@ bool is_ours(in_addr address)
     return ours;
 }
 
-// Counts the sockets for datagrams in a table that can have sent from an address: those that may
-// speak, and the others. More than one process may have the same.
-void count_senders(const char *table, const sockaddr_in &sender, int &trusted, int &others)
+// In which state the tables have a socket for datagrams, and one that listens.
+constexpr unsigned any_state = 0, listens = 0x0A;
+
+// Counts the sockets in a table that have an address: those that may speak, and the others. More
+// than one process may have the same.
+void count_owners(const char *table, const sockaddr_in &at, unsigned state, int &trusted,
+                  int &others)
 {
     std::FILE *file = std::fopen(table, "re");
     if (!file)
         return;
     // Addresses of version 6 end with one of version 4; all zero is any.
     char address[9];
-    std::snprintf(address, sizeof address, "%08X", sender.sin_addr.s_addr);
+    std::snprintf(address, sizeof address, "%08X", at.sin_addr.s_addr);
     char line[512];
     while (std::fgets(line, sizeof line, file)) {
         char host[33];
-        unsigned port, owner;
+        unsigned port, found, owner;
         unsigned long inode;
-        if (std::sscanf(line, " %*[^:]: %32[^:]:%x %*s %*s %*s %*s %*s %u %*s %lu", host, &port,
-                        &owner, &inode) != 4 ||
-            port != ntohs(sender.sin_port) || std::strlen(host) < 8)
+        if (std::sscanf(line, " %*[^:]: %32[^:]:%x %*s %x %*s %*s %*s %u %*s %lu", host, &port,
+                        &found, &owner, &inode) != 5 ||
+            port != ntohs(at.sin_port) || (state != any_state && found != state) ||
+            std::strlen(host) < 8)
             continue;
         const char *tail = host + std::strlen(host) - 8;
         if (std::strcmp(tail, address) == 0 || std::strcmp(tail, "00000000") == 0)
@@ -157,14 +162,42 @@ void count_senders(const char *table, const sockaddr_in &sender, int &trusted, i
     std::fclose(file);
 }
 
+// Whether all sockets of an address are of root or of our own user.
+bool is_trusted(const char *table, const char *table6, const sockaddr_in &at, unsigned state)
+{
+    int trusted = 0, others = 0;
+    count_owners(table, at, state, trusted, others);
+    count_owners(table6, at, state, trusted, others);
+    return trusted > 0 && others == 0;
+}
+
 } // namespace
 
 bool transport_trusts(const sockaddr_in &sender)
 {
-    int trusted = 0, others = 0;
-    count_senders("/proc/net/udp", sender, trusted, others);
-    count_senders("/proc/net/udp6", sender, trusted, others);
-    return trusted > 0 && others == 0 && is_ours(sender.sin_addr);
+    return is_trusted("/proc/net/udp", "/proc/net/udp6", sender, any_state) &&
+           is_ours(sender.sin_addr);
+}
+
+bool transport_may_send(const sockaddr_in &receiver)
+{
+    return !is_ours(receiver.sin_addr) || transport_trusts(receiver);
+}
+
+bool may_be_called(int descriptor, const sockaddr_in &service)
+{
+    switch (identify(descriptor, service, nullptr, 0)) {
+    case Speaker::trusted:
+    case Speaker::elsewhere:
+        return true;
+    case Speaker::gone:
+        // As long as the service has not accepted the connection, it is whose the service is. It
+        // may have been accepted, and the service handed on, only just now.
+        return is_trusted("/proc/net/tcp", "/proc/net/tcp6", service, listens) &&
+               identify(descriptor, service, nullptr, 0) != Speaker::stranger;
+    default:
+        return false;
+    }
 }
 
 Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines,

@@ -41,6 +41,10 @@ CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t vers
 void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc_err &error),
                         void *context);
 
+// From now on a wait ends when the peer has ended the connection; whether it has.
+void transport_watch_end(CLIENT *client);
+bool transport_ended(CLIENT *client);
+
 // On this machine; port 0 is found by the port mapper.
 sockaddr_in on_loopback(in_port_t port = 0);
 
@@ -56,9 +60,11 @@ bool mapper_answers(timeval limit);
 
 // Whether a datagram comes from a process of root or of the user's own on this machine.
 bool transport_trusts(const sockaddr_in &sender);
+// Whether a datagram to an address is for such a process, or for another machine.
+bool transport_may_send(const sockaddr_in &receiver);
 
-// Descriptors of others that are waited for too.
-void transport_watch(int descriptor, void (*ready)(int descriptor));
+// Descriptors of others that are waited for too. False when there is no memory.
+bool transport_watch(int descriptor, void (*ready)(void *context), void *context);
 void transport_unwatch(int descriptor);
 
 // The descriptors of the services, those below 32; of these, what the last wait has found ready.

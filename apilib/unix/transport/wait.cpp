@@ -25,9 +25,13 @@ namespace
 constexpr int mask_bits = 32;
 
 struct Foreign : Waiter {
-    void (*act)(int);
+    void (*act)(void *context);
+    void *context;
 
-    Foreign(int fd, void (*then)(int)) : Waiter(foreign, fd), act(then) {}
+    Foreign(int fd, void (*then)(void *), void *with)
+        : Waiter(foreign, fd), act(then), context(with)
+    {
+    }
 };
 
 // The descriptors of one wait.
@@ -112,6 +116,8 @@ short interest(Waiter &waiter, Time time, Time &nearest)
     }
     case Waiter::foreign:
         return POLLIN;
+    case Waiter::resting:
+        return POLLRDHUP;
     case Waiter::serving:
     case Waiter::calling:
         break;
@@ -192,10 +198,12 @@ void Connection::pace()
     }
 }
 
-void transport_watch(int descriptor, void (*ready)(int descriptor))
+bool transport_watch(int descriptor, void (*ready)(void *context), void *context)
 {
-    if (auto *made = make<Foreign>(descriptor, ready))
+    auto *made = make<Foreign>(descriptor, ready, context);
+    if (made)
         link(*made);
+    return made != nullptr;
 }
 
 void transport_unwatch(int descriptor)
@@ -303,8 +311,11 @@ void transport_dispatch()
         case Waiter::calling:
             serve_replies(static_cast<Connection &>(*each));
             break;
+        case Waiter::resting:
+            end_rest(static_cast<Connection &>(*each));
+            break;
         case Waiter::foreign:
-            static_cast<Foreign &>(*each).act(each->descriptor);
+            static_cast<Foreign &>(*each).act(static_cast<Foreign &>(*each).context);
             break;
         }
         // Whoever was served may have changed the list.

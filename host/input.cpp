@@ -1,0 +1,36 @@
+#include "host/input.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "host/words.h"
+
+namespace velt::host
+{
+
+ServedInput::int_type ServedInput::underflow()
+{
+    const auto readable = [this](int limit) {
+        pollfd input{descriptor_, POLLIN, 0};
+        return poll(&input, 1, limit) > 0;
+    };
+    for (;;) {
+        if (host_)
+            host_->serve_until([&] { return readable(0); }, no_limit);
+        else
+            readable(-1);
+        const ssize_t got = read(descriptor_, buffer_.data(), buffer_.size());
+        if (got > 0)
+            setg(buffer_.data(), buffer_.data(), buffer_.data() + got);
+        if (got >= 0)
+            return got > 0 ? traits_type::to_int_type(*gptr()) : traits_type::eof();
+        if (errno != EINTR && errno != EAGAIN)
+            throw CommandError(
+                misused, name_ + ": cannot be read: " + std::generic_category().message(errno));
+    }
+}
+
+} // namespace velt::host
