@@ -17,6 +17,7 @@
 #include "apilib/unix/transport/transport.h"
 #include "host/descriptor.h"
 #include "host/server.h"
+#include "velt/api.h"
 
 namespace velt::host
 {
@@ -76,8 +77,9 @@ Host::Host(Options options, Model &model, Desk &desk)
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     // A parent that has no interest in its children hands that on, and how they end is lost.
     std::signal(SIGCHLD, SIG_DFL);
-    VA_Limits.connections = std::max(VA_Limits.connections, host_connections);
-    VA_Limits.idleConnections = std::max(VA_Limits.idleConnections, host_idle_connections);
+    for (const auto &[limit, least] : {std::pair{V_limit_connections, host_connections},
+                                       {V_limit_idle_connections, host_idle_connections}})
+        V_ApiSetLimit(limit, std::max(V_ApiGetLimit(limit), least));
     try {
         if (!options_.port_mapper)
             options_.port_mapper = std::make_shared<SessionPortMapper>(

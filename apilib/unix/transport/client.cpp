@@ -35,8 +35,9 @@ struct Caller : Connection {
     timeval limit{};
     Time patience = 0; // of a read that waits
     bool close_descriptor = true;
-    bool dead = false;  // a record is cut off in one direction or the other
-    bool ended = false; // by the peer, while nothing was waited for
+    bool dead = false;     // a record is cut off in one direction or the other
+    bool unproven = false; // until there is an answer, it is not certain who answers
+    bool ended = false;    // by the peer, while nothing was waited for
     void (*replied)(void *, const rpc_err &) = nullptr;
     void *context = nullptr;
 
@@ -61,6 +62,7 @@ struct Caller : Connection {
         return fail(status, system_error);
     }
     clnt_stat send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *argument, Time until);
+    bool is_proven();
     bool read_may_wait(Time whole, Time until);
     clnt_stat receive(AUTH *auth, xdrproc_t decode, void *result, Time whole, Time until);
 };
@@ -143,6 +145,14 @@ bool Caller::read_may_wait(Time whole, Time until)
     return true;
 }
 
+// What has come shows that the connection has been accepted.
+bool Caller::is_proven()
+{
+    if (unproven)
+        unproven = identify_callee(descriptor, address) != Callee::trusted;
+    return !unproven;
+}
+
 clnt_stat Caller::receive(AUTH *auth, xdrproc_t decode, void *result, Time whole, Time until)
 {
     bool waits = in.at_rest() && read_may_wait(whole, until);
@@ -160,6 +170,8 @@ clnt_stat Caller::receive(AUTH *auth, xdrproc_t decode, void *result, Time whole
             if (status == RecordReader::broken)
                 return lose(RPC_CANTRECV, errno);
         }
+        if (!is_proven())
+            return lose(RPC_CANTRECV, EACCES);
         Message record = in.take();
         // An answer to a call that was given up is not this one's.
         const bool ours = record.id() == id;
@@ -347,12 +359,18 @@ CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t vers
                    Port from)
 {
     const int fd = open_connection(address, deadline, from);
+    auto callee = Callee::trusted;
     // Only root can have such a port, and that process may have given up being root.
-    if (fd >= 0 && ntohs(address.sin_port) >= IPPORT_RESERVED && !may_be_called(fd, address)) {
+    if (fd >= 0 && ntohs(address.sin_port) >= IPPORT_RESERVED)
+        callee = identify_callee(fd, address);
+    if (callee == Callee::refused) {
         close(fd);
         return no_client(RPC_SYSTEMERROR, EACCES);
     }
-    return make_client(fd, address, program, version);
+    CLIENT *client = make_client(fd, address, program, version);
+    if (client)
+        caller(client).unproven = callee == Callee::unproven;
+    return client;
 }
 
 CLIENT *connect_to(const sockaddr_un &address, rpcprog_t program, rpcvers_t version, Time deadline)
@@ -368,7 +386,7 @@ void serve_replies(Connection &connection)
         status = from.in.has_record() ? RecordReader::whole : from.in.read(from.descriptor);
     if (status == RecordReader::more)
         return from.pace();
-    if (status == RecordReader::whole) {
+    if (status == RecordReader::whole && from.is_proven()) {
         Message record = from.in.take();
         read_reply(record, nullptr, nullptr, nullptr, &from.error);
         from.in.give_back(std::move(record));

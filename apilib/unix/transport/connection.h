@@ -94,7 +94,12 @@ Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machi
                  std::size_t count);
 // Whether what is said on a connection to a service is for root or our own user, or for another
 // machine, and not for another user of this one.
-bool may_be_called(int descriptor, const sockaddr_in &service);
+enum class Callee {
+    refused,
+    unproven, // the service is, but it has not accepted the connection yet
+    trusted,
+};
+Callee identify_callee(int descriptor, const sockaddr_in &service);
 
 // Makes an object in memory of the C library's heap; null when there is none.
 template <class T, class... Arguments>

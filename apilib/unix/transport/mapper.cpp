@@ -58,10 +58,14 @@ bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
     if (!mapper)
         return false;
     bool_t done = FALSE;
-    const bool answered =
-        ask(mapper, procedure, xdr_pmap, registration, xdr_bool, &done, deadline) == RPC_SUCCESS;
+    const clnt_stat status =
+        ask(mapper, procedure, xdr_pmap, registration, xdr_bool, &done, deadline);
+    if (status != RPC_SUCCESS) {
+        no_client(RPC_SYSTEMERROR, 0);
+        clnt_geterr(mapper, &rpc_createerr.cf_error);
+    }
     clnt_destroy(mapper);
-    return answered && done;
+    return status == RPC_SUCCESS && done;
 }
 
 // The machine's learns by its own socket whose a registration is. Where that is not to be seen,

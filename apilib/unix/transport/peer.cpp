@@ -184,19 +184,17 @@ bool transport_may_send(const sockaddr_in &receiver)
     return !is_ours(receiver.sin_addr) || transport_trusts(receiver);
 }
 
-bool may_be_called(int descriptor, const sockaddr_in &service)
+Callee identify_callee(int descriptor, const sockaddr_in &service)
 {
     switch (identify(descriptor, service, nullptr, 0)) {
     case Speaker::trusted:
     case Speaker::elsewhere:
-        return true;
+        return Callee::trusted;
     case Speaker::gone:
-        // As long as the service has not accepted the connection, it is whose the service is. It
-        // may have been accepted, and the service handed on, only just now.
-        return is_trusted("/proc/net/tcp", "/proc/net/tcp6", service, listens) &&
-               identify(descriptor, service, nullptr, 0) != Speaker::stranger;
+        return is_trusted("/proc/net/tcp", "/proc/net/tcp6", service, listens) ? Callee::unproven
+                                                                               : Callee::refused;
     default:
-        return false;
+        return Callee::refused;
     }
 }
 
