@@ -412,16 +412,16 @@ void Host::end()
     const int interrupts = options_.interrupts ? options_.interrupts() : 0;
     const auto until = Clock::now() + options_.exit_limit;
     for (Client &client : clients_) {
-        if (!client.running)
-            continue;
         // One that has not come up knows of no quit.
-        if (client.acknowledged)
+        if (client.running && client.acknowledged)
             ask_to_quit(client);
-        else if (client.process)
+        else if (client.running && client.process)
             client.process->kill(SIGKILL);
-        // Here, while they end: a port mapper that does not answer takes its time only once.
-        options_.port_mapper->unset(client.program, client.version);
     }
+    // While they end: a port mapper that does not answer takes its time only once.
+    for (Client &client : clients_)
+        if (client.running)
+            options_.port_mapper->unset(client.program, client.version);
     for (UIntT *program : {&program_, &session_program_})
         if (const UIntT old = std::exchange(*program, 0); old != 0)
             options_.port_mapper->unset(old, service_version);
