@@ -5,11 +5,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "apilib/unix/process.h"
 #include "host/host.h"
 #include "velt/api.h"
 
@@ -28,7 +31,13 @@ struct TestDesk : Desk {
     Lines reports;
 
     IntT alert(int, const std::string &, IntT) override { return 0; }
-    void report(const std::string &line) override { reports.push_back(line); }
+    void report(const std::string &line) override
+    {
+        reports.push_back(line);
+        if (hears)
+            hears(line);
+    }
+    std::function<void(const std::string &)> hears;
 
     bool reported(const std::string &part) const
     {
@@ -88,6 +97,8 @@ protected:
 
     Options options()
     {
+        // As a parent that has no interest in its children leaves it.
+        std::signal(SIGCHLD, SIG_IGN);
         Options made;
         made.port_mapper = mapper;
         made.start_limit = made.turn_limit = made.exit_limit = hang;
@@ -209,6 +220,99 @@ TEST_F(ServerTest, ClientThatHangsIsKilledAtTheEnd)
     host.end();
     EXPECT_TRUE(desk.reported("client 4 (tester): is killed"));
     EXPECT_TRUE(no_process_in_groups());
+}
+
+TEST_F(ServerTest, HowAClientEndsCountsWheneverItDoes)
+{
+    const struct {
+        const char *script;
+        bool well;
+        const char *report;
+    } ends[] = {{"", true, nullptr},
+                {"fail at the end", false, "exited with status 9"},
+                {"crash at the end", false, "was killed by signal 9"}};
+    for (const auto &[script, well, report] : ends) {
+        for (bool detach : {false, true}) {
+            SCOPED_TRACE(script);
+            Client &client = start(script, detach);
+            host.quit(client);
+            EXPECT_EQ(client.ended_well(), well);
+            EXPECT_EQ(host.all_ended_well(), well);
+            EXPECT_EQ(desk.reported(report ? report : ""), report != nullptr);
+            client.exit_expected = true;
+            EXPECT_TRUE(host.all_ended_well());
+            desk.reports.clear();
+        }
+    }
+}
+
+TEST_F(ServerTest, ALostConnectionFailsTheTurnAtOnce)
+{
+    for (const char *script : {"lose calls", "lose service"}) {
+        Client &client = start(script);
+        EXPECT_EQ(host.command(client, 1).kind, Outcome::failed);
+        EXPECT_TRUE(desk.reported("lost its connection while it held control in vq_api_command_1"));
+        EXPECT_EQ(host.command(client, 1).kind, Outcome::died) << "it is called no more";
+        kill(client.pid, SIGKILL);
+        desk.reports.clear();
+    }
+}
+
+TEST_F(ServerTest, ATurnHasItsLimitHoweverOftenTheClientCalls)
+{
+    host.options().turn_limit = 100ms;
+    Client &client = start("alert for ever");
+    EXPECT_EQ(host.command(client, 1).kind, Outcome::late);
+    host.options().exit_limit = 100ms;
+    host.end();
+    EXPECT_TRUE(desk.reported("is killed: it has not ended within 100 ms"));
+}
+
+TEST_F(ServerTest, ASecondInterruptLeavesHundredsOfClientsNoTime)
+{
+    for (int i = 0; i < 70; i++)
+        start("");
+    for (Client &client : host.clients())
+        if (client.caller.number % 10 == 0)
+            kill(client.pid, SIGSTOP);
+    int interrupts = 1;
+    host.options().interrupts = [&] { return interrupts; };
+    EXPECT_THROW(host.serve(hang), HostError);
+    // The rest has ended; each that is stopped would have `hang`.
+    host.options().interrupts = [&] {
+        return interrupts + (std::ranges::count_if(host.clients(), &Client::running) == 7);
+    };
+    host.end();
+    EXPECT_EQ(
+        std::ranges::count_if(
+            desk.reports, [](const std::string &line) { return line.ends_with("): is killed"); }),
+        7);
+}
+
+TEST_F(ServerTest, AClientIsStartedByAnotherProgramOrForADebugger)
+{
+    // A debugger gives what it starts a process group of its own.
+    Startup shell("/bin/sh");
+    shell.arguments = {"-c", "setsid \"$PROGRAM\"; exit $?"};
+    shell.environment = {"PROGRAM=" TEST_CLIENT, "VQTEST=fail at the end"};
+    Client &wrapped = host.start(shell, {}, 40, "wrapped");
+    EXPECT_NE(getpgid(wrapped.pid), wrapped.process->group());
+    EXPECT_TRUE(host.command(wrapped, 1));
+    EXPECT_TRUE(host.quit(wrapped));
+    EXPECT_EQ(WEXITSTATUS(wrapped.exit_status.value_or(0)), 9);
+
+    char state = 0;
+    host.options().stop_at_start = true;
+    desk.hears = [&](const std::string &line) {
+        const pid_t id = std::stoi(line.substr(line.find("gdb -p ") + 7));
+        ProcessFacts facts{};
+        EXPECT_TRUE(read_process(id, facts));
+        state = facts.state;
+        kill(id, SIGCONT);
+    };
+    EXPECT_TRUE(host.command(start(""), 1));
+    EXPECT_EQ(state, 'T');
+    desk.hears = nullptr;
 }
 
 TEST_F(ServerTest, ClientThatDoesNotComeUp)

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "velt/api.h"
@@ -89,6 +90,17 @@ void act()
         api_vq_modal_dialog_1(&dialog, velt_client);
         tell("result %d", V_ApiServiceModalCallbacks());
     }
+    if (wanted("alert for ever"))
+        for (;;)
+            tell("again");
+    if (wanted("lose calls") || wanted("lose service")) {
+        int calls = -1;
+        clnt_control(velt_client, CLGET_FD, reinterpret_cast<char *>(&calls));
+        for (int fd = STDERR_FILENO + 1; fd < 32; fd++)
+            if ((fd == calls) == wanted("lose calls"))
+                shutdown(fd, SHUT_RDWR);
+        pause();
+    }
     if (wanted("disconnect"))
         V_ApiDisconnectFromSession();
 }
@@ -146,5 +158,10 @@ int main(int argc, char **argv)
         V_ApiShutDown();
         return 0;
     }
-    return V_ApiRun(argc, argv);
+    const IntT status = V_ApiRun(argc, argv);
+    if (wanted("crash at the end"))
+        raise(SIGKILL);
+    if (wanted("fail at the end"))
+        _exit(9);
+    return status;
 }

@@ -87,18 +87,59 @@ printf '{\n  "components": [\n' >bad.json
 run 2 run bad.json show
 wrote err "bad.json:2: "
 
-# An interrupt ends the clients too.
+# What cannot be read is no empty script.
+on_fresh_book 2 --script "$work"
+wrote err "Is a directory"
+run 2 run three.json <"$work"
+run 2 run three.json --script - <&-
+wrote err "standard input: cannot be read: Bad file descriptor"
+# What is printed goes nowhere when its descriptor is closed, and into no connection.
 book three.json usenglish
-"${program[@]}" run three.json "${session[@]}" "${with[@]}" --init 2 "wait 86400" >out 2>err &
-host=$!
-until client=$(pgrep -P "$host" -f 'shelfwise$'); do
-    kill -0 "$host" # it runs
-    sleep 0.1
+for closed in 1 2; do
+    code=0
+    "${program[@]}" run three.json "${session[@]}" "${with[@]}" --trace "$up" save {closed}>&- || code=$?
+done </dev/null 2>err >out
+[[ $code == 0 ]] || fail "vqhost without a standard error ended with $code"
+run 0 run three.json "expect order b,a,c"
+
+# Options for debugging, and their ranges.
+on_fresh_book 2 --time-limit 0.01
+wrote err "0.1 to 86400"
+on_fresh_book 2 --client-arg x "${with[@]}"
+cp "$shelfwise" "$work/größer and better"
+session=(--port-mapper own --time-limit 0)
+on_fresh_book 0 --client "$work/größer and better" --init 2 "expect running größer_and_better"
+
+# While a script does not go on the host serves: it tells of a client's end, ends with its client when
+# it is interrupted, and either fails it.
+book three.json usenglish
+mkfifo lines
+for ends in client host; do
+    exec 3<>lines
+    "${program[@]}" run three.json "${session[@]}" "${with[@]}" --init 2 <lines >out 2>err 3>&- &
+    host=$!
+    echo "expect running shelfwise" >&3
+    echo clients >&3
+    until grep -q "running, process" out; do
+        kill -0 "$host" # it runs
+        sleep 0.1
+    done
+    client=$(sed -n 's/.*running, process //p' out)
+    if [[ $ends == client ]]; then
+        kill -KILL "$client"
+        until grep -q "was killed by signal 9" err; do
+            kill -0 "$host"
+            sleep 0.1
+        done
+        echo quit >&3
+    else
+        kill -INT "$host"
+    fi
+    exec 3>&-
+    code=0
+    wait "$host" || code=$?
+    [[ $code == 1 ]] || fail "vqhost ended with $code after the end of its $ends"
+    ! kill -0 "$client" 2>/dev/null || fail "the client outlives an interrupted host"
 done
-kill -INT "$host"
-code=0
-wait "$host" || code=$?
-[[ $code == 1 ]] || fail "an interrupted vqhost ended with $code"
-! kill -0 "$client" 2>/dev/null || fail "the client outlives an interrupted host"
 
 finish
