@@ -364,6 +364,15 @@ TEST_F(Calls, DoNotWaitForAcknowledgements)
     EXPECT_NE(immediate, 0);
 }
 
+TEST(Call, WithoutASessionIsUnanswered)
+{
+    CLIENT *const session = std::exchange(velt_client, nullptr);
+    VA_errno = 0;
+    EXPECT_EQ(V_ApiGetInt(1, 2, 3), 0);
+    EXPECT_EQ(VA_errno, -1);
+    velt_client = session;
+}
+
 TEST(Options, OfTheHost)
 {
     const struct {

@@ -503,9 +503,28 @@ pid_t dead()
 
 TEST_F(Session, EndsWithTheHostsProcess)
 {
-    start({{"VQAPIX", identity(dead(), "-4.tester")}, {"SHORT_WAIT", ""}});
+    // A process that has ended stays until its parent, this one, asks for its status.
+    const pid_t ended = fork();
+    if (ended == 0)
+        _exit(0);
+    siginfo_t what;
+    waitid(P_PID, static_cast<id_t>(ended), &what, WEXITED | WNOWAIT);
+    for (pid_t pid : {dead(), ended}) {
+        start({{"VQAPIX", identity(pid, "-4.tester")}, {"SHORT_WAIT", ""}});
+        says({"emergency", ""});
+        EXPECT_EQ(client->exit_status(), 1);
+    }
+    waitpid(ended, nullptr, 0);
+}
+
+TEST_F(Session, EndsWithTheHostsConnection)
+{
+    start({{"VQAPIX", identity(0, "-4.tester")}});
+    host.reset();
     says({"emergency", ""});
     EXPECT_EQ(client->exit_status(), 1);
+    EXPECT_EQ(client->error(), "");
+    host.emplace();
 }
 
 TEST_F(Session, OutlivesAHostThatItCannotCheck)
