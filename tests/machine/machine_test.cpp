@@ -133,7 +133,7 @@ TEST(Machine, AnotherUsersServiceIsNotCalled)
         const bool other = setuid(1234) == 0;
         const SVCXPRT *service = transport_listen({}, htonl(INADDR_LOOPBACK));
         const in_port_t port = other && service ? service->xp_port : 0;
-        _exit(write(told[1], &port, sizeof port) == sizeof port && pause());
+        _exit(write(told[1], &port, sizeof port) == sizeof port && ::pause());
     }
     in_port_t port = 0;
     EXPECT_EQ(read(told[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
