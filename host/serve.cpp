@@ -203,6 +203,7 @@ void Host::lost(Client &client)
 void Host::gone(Client &client)
 {
     client.running = false;
+    client.connection = -1; // it may not have been closed on this side
     if (client.process)
         client.exit_status = client.process->status();
     disconnect(client);
