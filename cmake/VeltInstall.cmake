@@ -6,6 +6,8 @@ include(CMakePackageConfigHelpers)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/velt TYPE INCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
+install(FILES ${PROJECT_SOURCE_DIR}/tests/valgrind.supp DESTINATION ${CMAKE_INSTALL_DATADIR}/velt)
+
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Velt)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/VeltConfig.cmake.in
   ${PROJECT_BINARY_DIR}/VeltConfig.cmake INSTALL_DESTINATION ${package_dir}

@@ -349,7 +349,9 @@ try {
                     "called procedure " + std::to_string(request->rq_proc) + ", which is unknown");
     }
 } catch (const std::exception &error) {
-    host.desk_.report(std::string("a call was not answered in full: ") + error.what());
+    // Memory may be what failed: nothing is put together here.
+    Host::heard(&host, "a call was not answered in full:");
+    Host::heard(&host, error.what());
 }
 
 void serve_call(svc_req *request, SVCXPRT *transport)
