@@ -1,8 +1,6 @@
 // Where resource files are found, how they are read, and what damage does.
 #include "support.h"
 
-#include "velt/vde/paths.h"
-
 #include <cstring>
 #include <memory>
 
@@ -272,14 +270,4 @@ TEST_F(Resources, LargestTable)
     ASSERT_EQ(load(sre(lines)), 0);
     for (const auto &[id, text] : lines)
         ASSERT_EQ(get(id), text);
-}
-
-TEST_F(Resources, PlatformNames)
-{
-    for (const char *name : {"a/b", "", static_cast<const char *>(nullptr)}) {
-        const StringT copy = VdeInternalToPlatformFilename(name);
-        EXPECT_STREQ(copy, name != nullptr ? name : "");
-        EXPECT_NE(copy, name);
-        V_Free(copy);
-    }
 }

@@ -145,22 +145,6 @@ TEST_F(Vqsre, EveryByteSurvives)
     }
 }
 
-// The codes at which the host's set has no character.
-TEST_F(Vqsre, GapsOfQuire)
-{
-    std::vector<std::pair<int, std::string>> lines;
-    for (int code = 0x80; code < 0x100; ++code)
-        lines.emplace_back(code, std::string(1, static_cast<char>(code)));
-    write("x.sre", sre(lines));
-    ASSERT_EQ(run("print x.sre --language usenglish"), 0) << errors;
-    std::string gaps;
-    std::istringstream printed(out);
-    for (std::string id, text; printed >> id >> text;)
-        if (text.starts_with("\\x"))
-            gaps += text.substr(2) + ' ';
-    EXPECT_EQ(gaps, "A1 AD B5 B6 B7 B8 B9 BA BD C3 C5 C6 CA D6 D7 F0 ");
-}
-
 TEST_F(Vqsre, TellsWhatIsWrongWithASource)
 {
     const struct {

@@ -216,6 +216,8 @@ TEST(Paths, PlatformAndInternalForm)
         EXPECT_STREQ(Owned<>(VdeInternalToPlatformFilename(internal)).get(), platform);
         EXPECT_STREQ(Owned<>(VdePlatformToInternalFilename(platform)).get(), internal);
     };
+    EXPECT_STREQ(Owned<>(VdeInternalToPlatformFilename("a/\x83\x5C")).get(), "a/\x83\x5C");
+    EXPECT_STREQ(Owned<>(VdeInternalToPlatformFilename(nullptr)).get(), "");
     same(vdeLocaleIsEUC, "a/\x83\x5C\xB1", "a/\xA5\xBD\x8E\xB1");
     same(vdeLocaleIsCNS, "a/\xA4\x40", "a/\xC4\xA1");
     same(vdeLocaleIsCNS, "", "");
