@@ -9,15 +9,18 @@ namespace velt
 {
 
 // Replaces, in a copy made field by field, everything that the value owns by a copy of its own.
+// False when memory ran out: what has no copy is then null or empty.
 template <class T>
-void own(T &value);
+bool own(T &value);
 
 struct Owning {
     static constexpr bool sees_all_fields = true;
+    bool &whole;
+    // Goes on with every field, so that none stays the source's.
     template <class T>
     constexpr bool operator()(const char *, T &field) const
     {
-        own(field);
+        whole = own(field) && whole;
         return true;
     }
 };
@@ -75,17 +78,22 @@ T copy(const T &value)
 }
 
 template <class T>
-void own(T &value)
+bool own(T &value)
 {
+    bool whole = true;
     if constexpr (std::is_same_v<T, StringT>) {
         value = V_ApiCopyString(value);
+        return value != nullptr;
     } else if constexpr (std::is_pointer_v<T>) {
         if (!value)
-            return;
+            return true;
         auto *made = static_cast<T>(VapiCalloc(1, sizeof *value));
-        if (made)
-            *made = copy(*value);
+        if (made) {
+            *made = *value;
+            whole = own(*made);
+        }
         value = made;
+        return made && whole;
     } else if constexpr (List<T>) {
         T source = value;
         // These count as empty without their array.
@@ -93,16 +101,18 @@ void own(T &value)
             std::is_same_v<T, V_PropValsT> || std::is_same_v<T, TextItemsT>;
         value = allocate<T>(may_be_empty && !source.val ? 0 : source.len);
         if (!source.val || !value.val)
-            return;
-        for (UIntT i = 0; i < value.len; i++)
-            value.val[i] = copy(source.val[i]);
+            return !source.val || source.len == 0;
+        for (UIntT i = 0; i < value.len; i++) {
+            value.val[i] = source.val[i];
+            whole = own(value.val[i]) && whole;
+        }
     } else if constexpr (std::is_same_v<T, V_PropIdentT>) {
         // A property by number has no name; a copy does not give it one.
-        if (value.name)
-            own(value.name);
+        return !value.name || own(value.name);
     } else if constexpr (Record<T>) {
-        fields(value, Owning{});
+        fields(value, Owning{whole});
     }
+    return whole;
 }
 
 template <class T>

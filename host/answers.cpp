@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "apilib/memory.h"
+#include "host/owned.h"
 
 namespace velt::host
 {
@@ -47,7 +47,7 @@ IntT get(Context &c, const ApiVqGetPropArgT &a, IntT kind, Member V_ValUnionT::*
             if (value.get().u.*member)
                 field = *(value.get().u.*member);
         } else {
-            field = static_cast<Field>(velt::copy(value.get().u.*member));
+            field = static_cast<Field>(owned_copy(value.get().u.*member));
         }
     });
 }
@@ -76,8 +76,8 @@ void set(Context &c, UIntT doc, UIntT obj, const V_PropValT &property)
 // The property value as the wire carries it.
 V_PropValT property_value(const PropertyKey &key, const Value &value)
 {
-    return {{key.number, key.number == 0 ? V_ApiCopyString(key.name.c_str()) : nullptr},
-            velt::copy(value.get())};
+    const auto name = key.number == 0 ? const_cast<StringT>(key.name.c_str()) : nullptr;
+    return owned_copy(V_PropValT{{key.number, name}, value.get()});
 }
 
 template <class Make>
@@ -114,7 +114,7 @@ void need_menu(Context &c, UIntT menu)
 
 void answer(api_vq_get_val_1, Context &c, const ApiVqGetPropArgT &a, ApiVqGetValRetT &r)
 {
-    r.status = status_of([&] { r.typedVal = velt::copy(read(c, a).get()); });
+    r.status = status_of([&] { r.typedVal = owned_copy(read(c, a).get()); });
 }
 
 void answer(api_vq_set_val_1, Context &c, const ApiVqSetValArgT &a, IntT &r)
@@ -136,7 +136,7 @@ void answer(api_vq_get_props_1, Context &c, const ApiVqGeneralObjArgT &a, ApiVqG
 {
     r.status = status_of([&] {
         const auto all = c.model.properties(a.docId, a.objId);
-        r.params = velt::allocate<V_PropValsT>(static_cast<UIntT>(all.size()));
+        r.params = owned_list<V_PropValsT>(all.size());
         for (UIntT i = 0; i < r.params.len; i++)
             r.params.val[i] = property_value(all[i].first, all[i].second);
     });

@@ -14,9 +14,9 @@
 #include <memory>
 #include <system_error>
 
-#include "apilib/memory.h"
 #include "host/descriptor.h"
 #include "host/json_node.h"
+#include "host/owned.h"
 #include "host/text.h"
 #include "velt/vde.h"
 
@@ -93,15 +93,15 @@ template <class T>
 void decode(T &value, const JsonNode &node, const SessionText &session)
 {
     if constexpr (std::is_same_v<T, StringT>) {
-        value = V_ApiCopyString(text_in(node, session).c_str());
+        value = owned_string(text_in(node, session));
     } else if constexpr (std::is_pointer_v<T>) {
         if (node.type == JsonNode::scalar && node.value.is_null())
             return;
-        value = static_cast<T>(VapiCalloc(1, sizeof *value));
+        value = owned_record<std::remove_pointer_t<T>>();
         decode(*value, node, session);
     } else if constexpr (List<T>) {
         need(node, JsonNode::array, "a list [ ... ]");
-        value = velt::allocate<T>(static_cast<UIntT>(node.members.size()));
+        value = owned_list<T>(node.members.size());
         for (UIntT i = 0; i < value.len; i++)
             decode(value.val[i], node.members[i].second, session);
     } else if constexpr (Record<T>) {

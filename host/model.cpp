@@ -6,7 +6,7 @@
 #include <functional>
 #include <iterator>
 
-#include "apilib/memory.h"
+#include "host/owned.h"
 
 namespace velt::host
 {
@@ -107,7 +107,7 @@ const char *Refusal::what() const noexcept
     return "ok";
 }
 
-Value::Value(const V_TypedValT &value) : value_(velt::copy(value)) {}
+Value::Value(const V_TypedValT &value) : value_(owned_copy(value)) {}
 
 Value::~Value()
 {
@@ -126,7 +126,7 @@ Value Value::string(const std::string &text)
 {
     Value value;
     value.value_.valType = kind::string;
-    value.value_.u.stringVal = V_ApiCopyString(text.c_str());
+    value.value_.u.stringVal = owned_string(text);
     return value;
 }
 

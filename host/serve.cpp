@@ -10,6 +10,7 @@
 #include "apilib/unix/process.h"
 #include "apilib/unix/transport/transport.h"
 #include "host/host.h"
+#include "host/owned.h"
 #include "host/text.h"
 #include "velt/api.h"
 
@@ -292,7 +293,7 @@ void Host::take_in(const VqRpcApiConnectArgT &wish, VqRpcApiConnectReturnT &repl
     reply.hisprog = static_cast<IntT>(program_);
     reply.hisvers = static_cast<IntT>(service_version);
     reply.hispid = getpid();
-    reply.hostName = V_ApiCopyString(machine.data());
+    reply.hostName = owned_string(machine.data());
 }
 
 Turn &Host::begin_turn(Client &client, std::string_view procedure, unsigned number)

@@ -16,6 +16,7 @@
 #include "apilib/unix/transport/transport.h"
 #include "host/answers.h"
 #include "host/host.h"
+#include "host/owned.h"
 #include "velt/api.h"
 
 namespace velt::host
@@ -130,11 +131,11 @@ private:
     void session(procedure::api_client_number_1, IntT &result) { result = client_.caller.number; }
     void session(procedure::api_client_name_1, StringT &result)
     {
-        result = V_ApiCopyString(client_.caller.name.c_str());
+        result = owned_string(client_.caller.name);
     }
     void session(procedure::api_client_directory_1, StringT &result)
     {
-        result = V_ApiCopyString(client_.caller.directory.c_str());
+        result = owned_string(client_.caller.directory);
     }
     void session(procedure::api_set_client_directory_1, const StringT &directory, IntT &result)
     {
