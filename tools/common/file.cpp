@@ -3,10 +3,7 @@
 #include "tools/common/file.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <system_error>
-
-namespace fs = std::filesystem;
 
 namespace
 {
@@ -14,14 +11,6 @@ namespace
 [[noreturn]] void fail(const std::string &path)
 {
     throw std::system_error(errno, std::generic_category(), path);
-}
-
-void write(const std::string &path, const std::string &content)
-{
-    File file = open_file(path, "wb");
-    if (std::fwrite(content.data(), 1, content.size(), file.get()) != content.size() ||
-        std::fclose(file.release()) != 0)
-        fail(path);
 }
 
 } // namespace
@@ -36,27 +25,14 @@ File open_file(const std::string &path, const char *mode)
 
 std::string read_file(const std::string &path)
 {
-    const File file = open_file(path, "rb");
+    const bool standard = path == "-";
+    const File opened = standard ? nullptr : open_file(path, "rb");
+    std::FILE *const file = standard ? stdin : opened.get();
     std::string content;
     char block[4096];
-    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get()))
+    while (const std::size_t count = std::fread(block, 1, sizeof block, file))
         content.append(block, count);
-    if (std::ferror(file.get()) != 0)
-        fail(path);
+    if (std::ferror(file) != 0)
+        fail(standard ? "standard input" : path);
     return content;
-}
-
-void write_file(const std::string &path, const std::string &content)
-{
-    if (const auto status = fs::status(path); fs::exists(status) && !fs::is_regular_file(status))
-        return write(path, content);
-    const std::string unfinished = path + ".part";
-    try {
-        write(unfinished, content);
-        fs::rename(unfinished, path);
-    } catch (...) {
-        std::error_code ignored;
-        fs::remove(unfinished, ignored);
-        throw;
-    }
 }

@@ -12,10 +12,7 @@ struct Closer {
 using File = std::unique_ptr<std::FILE, Closer>;
 
 File open_file(const std::string &path, const char *mode);
+// - is the standard input.
 std::string read_file(const std::string &path);
-
-// Replaces a file at once: until the new content is complete, the old file stays. What is not a
-// regular file, such as /dev/null, is written to.
-void write_file(const std::string &path, const std::string &content);
 
 #endif

@@ -1,5 +1,7 @@
 #include "tools/common/program.h"
 
+#include "common/replace_file.h"
+
 #include <cstdlib>
 #include <getopt.h>
 #include <iostream>
@@ -71,6 +73,7 @@ void show(const std::string &text)
 int run_program(const Program &program, const std::function<bool()> &body)
 {
     constexpr int usage = 2;
+    velt::survive_file_size_limit();
     try {
         return body() ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (const UsageError &error) {

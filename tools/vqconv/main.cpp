@@ -3,6 +3,7 @@
 #include "encodings.h"
 #include "stream.h"
 
+#include "common/replace_file.h"
 #include "tools/common/file.h"
 #include "tools/common/program.h"
 
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <system_error>
 #include <unistd.h>
 #include <vector>
@@ -81,51 +83,34 @@ class Output
 {
 public:
     explicit Output(const std::string &path)
-        : name_(path.empty() ? "standard output" : path), path_(path)
     {
-        if (path.empty())
-            return;
-        const auto status = fs::status(path);
-        if (!fs::exists(status) || fs::is_regular_file(status))
-            unfinished_ = path + ".part";
-        file_ = open_file(unfinished_.empty() ? path : unfinished_, "wb");
-    }
-    Output(const Output &) = delete;
-    Output &operator=(const Output &) = delete;
-    ~Output()
-    {
-        std::error_code ignored;
-        if (!unfinished_.empty())
-            fs::remove(unfinished_, ignored);
+        if (!path.empty())
+            file_.emplace(path, velt::NewFile::Others::written);
     }
 
     void write(std::string_view bytes)
     {
-        if (std::fwrite(bytes.data(), 1, bytes.size(), stream()) != bytes.size())
-            fail(name_);
+        if (file_)
+            file_->write(bytes);
+        else if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size())
+            fail("standard output");
     }
 
     void flush()
     {
-        if (std::fflush(stream()) != 0)
-            fail(name_);
+        if (!file_ && std::fflush(stdout) != 0)
+            fail("standard output");
     }
 
     void commit()
     {
         flush();
-        if (file_ != nullptr && std::fclose(file_.release()) != 0)
-            fail(name_);
-        if (!unfinished_.empty())
-            fs::rename(unfinished_, path_);
-        unfinished_.clear();
+        if (file_)
+            file_->commit();
     }
 
 private:
-    std::FILE *stream() const { return file_ != nullptr ? file_.get() : stdout; }
-
-    std::string name_, path_, unfinished_;
-    File file_;
+    std::optional<velt::NewFile> file_;
 };
 
 // Tells on a terminal how far the work is, if there is much of it.

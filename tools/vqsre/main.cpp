@@ -1,16 +1,18 @@
 // vqsre: compiles, prints and checks string resource files.
 
+#include "common/replace_file.h"
 #include "sre.h"
-#include "tools/common/file.h"
 #include "tools/common/program.h"
 
 #include "velt/vde/language.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <iostream>
 #include <map>
 #include <optional>
 #include <stdexcept>
+#include <system_error>
 
 namespace
 {
@@ -28,6 +30,7 @@ sources of several languages against the first of them. A source is UTF-8 text:
   # a comment
   ID: text
 
+A source or file named - is the standard input.
 The language is the last name in the file's path that is one, as in deutsch.txt or
 deutsch/APIArea/resources/shelfwise.sre. See vqsre(1) for the languages, their
 encodings, and the escapes in a text.
@@ -57,7 +60,10 @@ IntT language_of(const Options &options, const std::string &path)
     for (fs::path part = fs::absolute(path); part.has_relative_path(); part = part.parent_path())
         if (const IntT language = V_LanguageNumber(part.stem().c_str()))
             return language;
-    throw UsageError(path + " has no language in its path; give --language");
+    const std::string name = path == "-" ? "standard input" : path;
+    if (path != "-" && !fs::exists(path))
+        throw std::system_error(ENOENT, std::generic_category(), path);
+    throw UsageError(name + " has no language in its path; give --language");
 }
 
 void run_compile(const Options &options, Errors &errors)
@@ -71,7 +77,7 @@ void run_compile(const Options &options, Errors &errors)
     const Charset charset(V_LanguageEncoding(language_of(options, path)));
     const Source source = read_source(path, charset, errors);
     if (!errors.any())
-        write_file(options.output, compile(source));
+        velt::replace_file(options.output, compile(source), velt::NewFile::Others::written);
 }
 
 void run_print(const Options &options, Errors &)

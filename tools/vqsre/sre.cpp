@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <stdexcept>
 
 namespace
@@ -61,7 +60,9 @@ std::string compile(const Source &source)
 
 std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
 {
-    const File file = open_file(path, "rb");
+    std::string content = read_file(path);
+    const auto end = content.size();
+    const File file(fmemopen(content.data(), end, "rb"));
     velt::SrIndex index;
     if (const char *reason = velt::sr_read_index(file.get(), index))
         throw std::runtime_error(path + ": " + reason);
@@ -69,7 +70,6 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     if (!std::ranges::is_sorted(index, {}, &VdeSrIndexT::id))
         throw std::runtime_error(path + ": the index is not sorted");
     // An empty string may begin where the file ends.
-    const auto end = std::filesystem::file_size(path);
     if (std::ranges::any_of(index, [=](const VdeSrIndexT &entry) { return entry.offset > end; }))
         throw std::runtime_error(path + ": the index points behind the end of the file");
     std::vector<std::pair<int, std::string>> strings;

@@ -2,6 +2,7 @@
 
 #include "ucod.h"
 
+#include "common/replace_file.h"
 #include "tools/common/file.h"
 #include "tools/common/program.h"
 
@@ -47,7 +48,8 @@ bool make(const Files &files)
         throw UsageError("make takes one directory");
     std::filesystem::create_directories(files[0]);
     for (const UIntT encoding : ucod_encodings())
-        write_file(files[0] + "/" + ucod_name(encoding), pack_ucod(make_ucod(encoding)));
+        velt::replace_file(files[0] + "/" + ucod_name(encoding), pack_ucod(make_ucod(encoding)),
+                           velt::NewFile::Others::written);
     return true;
 }
 

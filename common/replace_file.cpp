@@ -1,0 +1,219 @@
+#include "common/replace_file.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+#include <vector>
+
+namespace velt
+{
+namespace
+{
+
+constexpr const char *access_list = "system.posix_acl_access";
+
+void close_open(int &descriptor)
+{
+    if (descriptor >= 0)
+        close(descriptor);
+    descriptor = -1;
+}
+
+// Short, so that it fits wherever the file's own name does.
+std::string unforeseeable_name()
+{
+    unsigned long long number = 0;
+    if (getrandom(&number, sizeof number, 0) != ssize_t{sizeof number})
+        throw std::system_error(errno, std::generic_category(), "no random numbers");
+    char text[32];
+    std::snprintf(text, sizeof text, ".velt-%016llx", number);
+    return text;
+}
+
+// The group gets what everybody has.
+mode_t without_group(mode_t mode)
+{
+    return mode & ~(S_IRWXG & ~((mode & S_IRWXO) << 3));
+}
+
+// Whether the new file has the access list of the old one, or, like that, none.
+bool same_access_list(int from, int to)
+{
+    std::vector<char> list(65536); // the longest there is
+    const ssize_t size = fgetxattr(from, access_list, list.data(), list.size());
+    if (size > 0)
+        return fsetxattr(to, access_list, list.data(), static_cast<std::size_t>(size), 0) == 0;
+    if (size < 0 && errno != ENODATA && errno != ENOTSUP)
+        return false;
+    return fremovexattr(to, access_list) == 0 || errno == ENODATA || errno == ENOTSUP;
+}
+
+} // namespace
+
+void NewFile::fail() const
+{
+    throw std::runtime_error(path_ + ": " + std::generic_category().message(errno));
+}
+
+void NewFile::refuse(const char *reason) const
+{
+    throw std::runtime_error(path_ + ": " + reason);
+}
+
+NewFile::NewFile(const std::string &path, Others others) : path_(path)
+{
+    struct stat old {
+    };
+    if (stat(path.c_str(), &old) != 0) {
+        if (errno != ENOENT)
+            fail();
+        if (lstat(path.c_str(), &old) == 0)
+            refuse("it is a symbolic link to a file that does not exist");
+        begin_beside(path);
+        return;
+    }
+    if (!S_ISREG(old.st_mode)) {
+        if (others == Others::refused || S_ISDIR(old.st_mode))
+            refuse("it is not a plain file");
+        if ((file_ = open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC)) < 0)
+            fail();
+        return;
+    }
+    const std::unique_ptr<char, void (*)(void *)> target(realpath(path.c_str(), nullptr),
+                                                         std::free);
+    if (!target)
+        fail();
+    begin_beside(target.get());
+}
+
+void NewFile::begin_beside(const std::string &target)
+try {
+    const auto slash = target.rfind('/');
+    name_ = target.substr(slash + 1); // all of it when there is no slash
+    const std::string folder = slash == target.npos ? "." : target.substr(0, slash + 1);
+    if ((directory_ = open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) < 0)
+        fail();
+    // To have it open for writing is to be allowed to write.
+    constexpr int to_write = O_WRONLY | O_CLOEXEC | O_NOFOLLOW;
+    old_ = openat(directory_, name_.c_str(), to_write | O_NONBLOCK);
+    if (old_ < 0 && errno != ENOENT)
+        fail();
+    if (old_ >= 0) {
+        struct stat old {
+        };
+        if (fstat(old_, &old) != 0)
+            fail();
+        if ((old.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
+            refuse("it is write-protected");
+        if (old.st_nlink > 1)
+            refuse("it has other names (hard links), which would keep the old content");
+    }
+    do {
+        const std::string name = unforeseeable_name();
+        file_ =
+            openat(directory_, name.c_str(), to_write | O_CREAT | O_EXCL, old_ >= 0 ? 0600 : 0666);
+        if (file_ >= 0)
+            unfinished_ = name;
+        else if (errno != EEXIST)
+            fail();
+    } while (file_ < 0);
+} catch (...) {
+    close_open(old_);
+    close_open(directory_);
+    throw;
+}
+
+NewFile::~NewFile()
+{
+    if (!unfinished_.empty())
+        unlinkat(directory_, unfinished_.c_str(), 0);
+    close_open(file_);
+    close_open(old_);
+    close_open(directory_);
+}
+
+void NewFile::write(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(file_, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR)
+            fail();
+        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
+}
+
+void NewFile::keep_attributes()
+{
+    struct stat old {
+    }, made{};
+    if (fstat(old_, &old) != 0 || fstat(file_, &made) != 0)
+        fail();
+    mode_t mode = old.st_mode & 07777;
+    if ((old.st_uid != made.st_uid || old.st_gid != made.st_gid) &&
+        fchown(file_, old.st_uid, old.st_gid) != 0) {
+        mode &= ~mode_t{S_ISUID | S_ISGID};
+        if (old.st_gid != made.st_gid && fchown(file_, static_cast<uid_t>(-1), old.st_gid) != 0)
+            mode = without_group(mode);
+    }
+    // The mode first: with an access list, the group's part of it is the list's mask.
+    if (fchmod(file_, mode) != 0)
+        fail();
+    if (!same_access_list(old_, file_) && fchmod(file_, without_group(mode)) != 0)
+        fail();
+}
+
+void NewFile::finish()
+{
+    if (finished_)
+        return;
+    if (old_ >= 0)
+        keep_attributes();
+    if (!unfinished_.empty() && fsync(file_) != 0)
+        fail();
+    finished_ = true;
+}
+
+void NewFile::commit()
+{
+    finish();
+    if (unfinished_.empty()) {
+        const int file = file_;
+        file_ = -1;
+        if (close(file) != 0)
+            fail();
+        return;
+    }
+    if (renameat(directory_, unfinished_.c_str(), directory_, name_.c_str()) != 0)
+        fail();
+    unfinished_.clear();
+    // Without this the new name may be lost with the power, but neither file is damaged.
+    int folder = openat(directory_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder >= 0)
+        fsync(folder);
+    close_open(folder);
+}
+
+void replace_file(const std::string &path, std::string_view content, NewFile::Others others)
+{
+    NewFile file(path, others);
+    file.write(content);
+    file.commit();
+}
+
+void survive_file_size_limit()
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+} // namespace velt
