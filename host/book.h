@@ -1,6 +1,7 @@
 // Book files: a book and the session around it, as a small JSON file in UTF-8.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -10,7 +11,8 @@
 namespace velt::host
 {
 
-// The text begins with the file's name, and the line where one is to blame.
+// A line for each thing that is wrong; it begins with the file's name, and line and column where
+// they are to blame.
 class BookError : public std::runtime_error
 {
 public:
@@ -20,14 +22,37 @@ public:
 // The property, by name, that holds a component's file.
 inline constexpr const char *file_property = "File";
 
-// Puts the book of the file into a new model, sets the session's language and encoding, and makes
-// the book the active one. Returns its id.
-UIntT load_book(const std::string &path, Model &model);
-// The same from the text of a file; `path` is for messages.
-UIntT read_book(std::string_view text, const std::string &path, Model &model);
+// Puts a book into a new model, sets the session's language and encoding, and makes the book the
+// active one. Returns its id. `path` is for messages; a language other than 0 is the session's in
+// place of the book's.
+UIntT read_book(std::string_view text, const std::string &path, Model &model, IntT language = 0);
 
 std::string write_book(const Model &model, UIntT book);
-// Replaces the file when the new one is complete; the old one stays when it cannot be.
-void save_book(const std::string &path, const Model &model, UIntT book);
+
+// What a book file may hold, as a JSON Schema.
+std::string book_schema();
+
+// The file of a book, which is not replaced when somebody else has changed it.
+class BookFile
+{
+public:
+    explicit BookFile(std::string path) : path_(std::move(path)) {}
+    const std::string &path() const { return path_; }
+
+    // Throws BookError, as all below.
+    UIntT load(Model &model, IntT language = 0);
+    // Replaces the file when the new one is complete; the old one stays when it cannot be.
+    void save(const Model &model, UIntT book, bool force = false);
+    // In another file, or in this one under another name.
+    void save_as(const std::string &path, const Model &model, UIntT book, bool force = false);
+
+    bool is(const std::string &path) const;
+
+private:
+    void check_unchanged() const;
+
+    std::string path_;
+    std::optional<std::string> known_; // its text as last read or written
+};
 
 } // namespace velt::host

@@ -97,7 +97,8 @@ const CommandTable CommandTable::rows[] = {
     {"wait", "SECONDS | exit", "serve clients for so long, or until they have ended",
      [](Commands &c, std::string_view rest) { c.wait(rest); }},
     {"clients", "", "list the clients", [](Commands &c, std::string_view) { c.list_clients(); }},
-    {"save", "[FILE]", "save the book, in its own file or another",
+    {"save", "[--force] [FILE]",
+     "save the book, in its own file, --force also when that has changed, or another",
      [](Commands &c, std::string_view rest) { c.save(rest); }},
     {"help", "", "list the commands",
      [](Commands &c, std::string_view) { c.s_.out << Commands::help(); }},
@@ -498,9 +499,12 @@ void Commands::expect(std::string_view rest)
 
 void Commands::save(std::string_view rest)
 {
-    const std::string path = rest.empty() ? s_.book_path : whole(rest);
-    save_book(path, s_.model, s_.book);
-    if (rest.empty())
+    constexpr std::string_view option = "--force";
+    const bool force = rest.substr(0, rest.find_first_of(blanks)) == option;
+    rest = trimmed(force ? rest.substr(option.size()) : rest);
+    const std::string path = rest.empty() ? s_.file.path() : whole(rest);
+    s_.file.save_as(path, s_.model, s_.book, force);
+    if (s_.file.is(path))
         saved_ = write_book(s_.model, s_.book);
     s_.out << "saved " << path << std::endl;
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/book.h"
 #include "host/host.h"
 #include "host/model.h"
 #include "host/printing_desk.h"
@@ -36,7 +37,7 @@ public:
         Host *host; // null when no client can be run
         std::vector<Startable> clients;
         UIntT book;
-        std::string book_path;
+        BookFile &file;
         std::ostream &out;
         bool colour;
     };

@@ -1,4 +1,4 @@
-// JSON with the line on which each value ends, so that what is wrong can be pointed at.
+// JSON with the place of each value, so that what is wrong can be pointed at.
 #pragma once
 
 #include <stdexcept>
@@ -15,19 +15,29 @@ namespace velt::host
 struct JsonNode {
     enum Type { scalar, array, object };
     Type type = scalar;
-    int line = 1;
+    int line = 1, column = 1; // where it begins, in characters
     nlohmann::json value = {};
     std::vector<std::pair<std::string, JsonNode>> members = {}; // without names in an array
+    const JsonNode *parent = nullptr;
+    std::size_t index = 0; // in the parent's members
+
+    // As in components[3].properties[0]; empty for the root.
+    std::string path() const;
 };
 
 class JsonError : public std::runtime_error
 {
 public:
-    JsonError(int at, const std::string &reason) : std::runtime_error(reason), line(at) {}
-    int line;
+    JsonError(int at_line, int at_column, const std::string &reason)
+        : std::runtime_error(reason), line(at_line), column(at_column)
+    {
+    }
+    JsonError(const JsonNode &node, const std::string &reason);
+    int line, column;
 };
 
-// Throws JsonError, also for a name that stands twice in an object.
-JsonNode parse_json(std::string_view text);
+// Reads a text into the root. Throws JsonError where it is no JSON; what can be read all the same,
+// such as a name that stands twice in an object, comes back as a list.
+std::vector<JsonError> parse_json(std::string_view text, JsonNode &root);
 
 } // namespace velt::host

@@ -19,10 +19,12 @@
 #include <editline/readline.h>
 
 #include "apilib/unix/descriptors.h"
+#include "common/replace_file.h"
 #include "host/book.h"
 #include "host/commands.h"
 #include "host/descriptor.h"
 #include "host/input.h"
+#include "velt/vde/language.h"
 
 namespace
 {
@@ -31,9 +33,13 @@ using namespace velt::host;
 
 constexpr const char *usage_text =
     R"(usage: vqhost run BOOK.json [OPTIONS] [COMMANDS...]
+       vqhost check-book BOOK.json...
+       vqhost schema
 
 Opens a book, runs clients on it, and carries out commands, one to an argument.
 Without commands it reads them from the terminal or the standard input.
+check-book tells what is wrong with book files; schema prints what one may hold, as a
+JSON Schema.
 
   --client PATH        start this client; once more for another
   --client-arg ARG     hand an argument to the client before; once more for another
@@ -41,6 +47,7 @@ Without commands it reads them from the terminal or the standard input.
   --init CODE          the code with which clients are initialised at first (1)
   --trace[=text|json]  print every call, decoded, on the standard error
   --script FILE        read commands from FILE; - is the standard input
+  --language NAME      the session's language, whatever the book says
   --port-mapper WHICH  own or machine (the machine's if it answers)
   --time-limit SECONDS how long a client may take to start or to hand back control:
                        0.1 to 86400 (30), or 0 for any time
@@ -70,6 +77,7 @@ struct Arguments {
     std::string book;
     std::vector<Startable> clients;
     IntT init_code = 1;
+    IntT language = 0; // the book's
     enum { untraced, text, json } trace = untraced;
     std::string script;
     enum { whichever, own, machine } port_mapper = whichever;
@@ -135,7 +143,8 @@ Arguments parse(int argc, char **argv)
         time_limit,
         debug,
         help,
-        version
+        version,
+        language
     };
     static const option options[] = {
         {"client", required_argument, nullptr, client},
@@ -147,6 +156,7 @@ Arguments parse(int argc, char **argv)
         {"port-mapper", required_argument, nullptr, port_mapper},
         {"time-limit", required_argument, nullptr, time_limit},
         {"debug", no_argument, nullptr, debug},
+        {"language", required_argument, nullptr, language},
         {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},
         {},
@@ -188,6 +198,11 @@ Arguments parse(int argc, char **argv)
             break;
         case script:
             arguments.script = value;
+            break;
+        case language:
+            arguments.language = V_LanguageNumber(value.c_str());
+            if (arguments.language == 0)
+                misuse("--language " + value + ": there is no such language");
             break;
         case port_mapper:
             if (value == "own")
@@ -380,6 +395,23 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host)
     }
 }
 
+int check_books(const std::vector<std::string> &paths)
+{
+    if (paths.empty())
+        misuse("check-book needs a book file");
+    ExitCode code = done;
+    for (const std::string &path : paths) {
+        try {
+            Model model;
+            BookFile(path).load(model);
+        } catch (const BookError &error) {
+            std::cerr << error.what() << std::endl;
+            code = failed;
+        }
+    }
+    return code;
+}
+
 // Clients of an installed host find the resources that are installed with it.
 void default_home()
 {
@@ -397,7 +429,8 @@ int run(int argc, char **argv)
         return arguments.tell();
     default_home();
     Model model;
-    const UIntT book = load_book(arguments.book, model);
+    BookFile file(arguments.book);
+    const UIntT book = file.load(model, arguments.language);
     PrintingDesk desk(std::cout, std::cerr);
     const bool interactive =
         arguments.commands.empty() && arguments.script.empty() && isatty(STDIN_FILENO);
@@ -440,7 +473,7 @@ int run(int argc, char **argv)
                        .host = host.get(),
                        .clients = arguments.clients,
                        .book = book,
-                       .book_path = arguments.book,
+                       .file = file,
                        .out = std::cout,
                        .colour = coloured(STDOUT_FILENO)});
     for (const Startable &client : arguments.clients) {
@@ -474,14 +507,22 @@ int run(int argc, char **argv)
 int main(int argc, char **argv)
 {
     velt::fill_standard_descriptors();
+    velt::survive_file_size_limit();
     const std::string verb = argc > 1 ? argv[1] : "";
     if (verb == "--version")
         return tell_version();
     if (verb == "--help" || verb == "-h")
         return tell_help();
     try {
+        if (verb == "check-book")
+            return check_books({argv + 2, argv + argc});
+        if (verb == "schema") {
+            std::cout << book_schema() << std::flush;
+            return std::cout ? done : failed;
+        }
         if (verb != "run")
-            misuse(verb.empty() ? "what to do?" : verb + ": unknown; only run is known");
+            misuse(verb.empty() ? "what to do?"
+                                : verb + ": unknown; there are run, check-book and schema");
         return run(argc - 1, argv + 1);
     } catch (const CommandError &error) {
         std::cerr << "vqhost: " << error.what() << std::endl;

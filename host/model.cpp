@@ -207,6 +207,11 @@ Object &Model::add(UIntT doc, IntT type, const std::string &name)
 UIntT Model::create(UIntT doc, IntT type, const std::string &name)
 {
     check(name.empty() || !find(doc, type, name), bad_value);
+    return append(doc, type, name);
+}
+
+UIntT Model::append(UIntT doc, IntT type, const std::string &name)
+{
     const Object &made = add(doc, type, name);
     if (type == object_type::component)
         at(doc).members.push_back(made.id);

@@ -116,6 +116,8 @@ public:
     // A named object's name is not used twice for a type in a document. A component joins its book
     // as the last.
     UIntT create(UIntT doc, IntT type, const std::string &name);
+    // The same for a name of which the caller knows that it is free.
+    UIntT append(UIntT doc, IntT type, const std::string &name);
     // After `previous` in the book, or first when that is 0.
     UIntT create_after(UIntT doc, IntT type, UIntT previous);
     UIntT create_in(UIntT doc, IntT type, UIntT parent);
