@@ -1,7 +1,6 @@
 // Book files: a book and the session around it, as a small JSON file in UTF-8.
 #pragma once
 
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -43,16 +42,17 @@ public:
     UIntT load(Model &model, IntT language = 0);
     // Replaces the file when the new one is complete; the old one stays when it cannot be.
     void save(const Model &model, UIntT book, bool force = false);
-    // In another file, or in this one under another name.
-    void save_as(const std::string &path, const Model &model, UIntT book, bool force = false);
+    // In another file, or in this one under another name; whether it is this one.
+    bool save_as(const std::string &path, const Model &model, UIntT book, bool force = false);
 
-    bool is(const std::string &path) const;
+    // As last read or written.
+    const std::string &text() const { return known_; }
 
 private:
     void check_unchanged() const;
 
     std::string path_;
-    std::optional<std::string> known_; // its text as last read or written
+    std::string known_;
 };
 
 } // namespace velt::host

@@ -80,15 +80,10 @@ void BookFile::save(const Model &model, UIntT book, bool force)
     save_as(path_, model, book, force);
 }
 
-bool BookFile::is(const std::string &path) const
-{
-    std::error_code unknown;
-    return path == path_ || std::filesystem::equivalent(path, path_, unknown);
-}
-
-void BookFile::save_as(const std::string &path, const Model &model, UIntT book, bool force)
+bool BookFile::save_as(const std::string &path, const Model &model, UIntT book, bool force)
 try {
-    const bool own = is(path);
+    std::error_code unknown;
+    const bool own = path == path_ || std::filesystem::equivalent(path, path_, unknown);
     std::string text = write_book(model, book);
     NewFile file(path);
     file.write(text);
@@ -98,6 +93,7 @@ try {
     file.commit();
     if (own)
         known_ = std::move(text);
+    return own;
 } catch (const std::runtime_error &error) {
     throw BookError(std::string("cannot save the book, the old file is unchanged: ") +
                     error.what());

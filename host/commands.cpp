@@ -503,15 +503,14 @@ void Commands::save(std::string_view rest)
     const bool force = rest.substr(0, rest.find_first_of(blanks)) == option;
     rest = trimmed(force ? rest.substr(option.size()) : rest);
     const std::string path = rest.empty() ? s_.file.path() : whole(rest);
-    s_.file.save_as(path, s_.model, s_.book, force);
-    if (s_.file.is(path))
-        saved_ = write_book(s_.model, s_.book);
+    if (s_.file.save_as(path, s_.model, s_.book, force))
+        saved_.reset();
     s_.out << "saved " << path << std::endl;
 }
 
 bool Commands::unsaved() const
 {
-    return write_book(s_.model, s_.book) != saved_;
+    return write_book(s_.model, s_.book) != saved_.value_or(s_.file.text());
 }
 
 std::vector<std::string> Commands::completions(std::string_view line) const

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <istream>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -88,8 +89,9 @@ private:
     std::vector<std::string> order() const;
 
     Surroundings s_;
-    const SessionText &text_;
-    std::string saved_; // the book as its file has it
+    SessionText text_;
+    // The book as its file would have it, up to the first save.
+    std::optional<std::string> saved_;
 };
 
 } // namespace velt::host

@@ -35,7 +35,8 @@ protected:
         "components": [{"name": "One"}, {"name": "Two, too"}, {"name": "三"}]})",
                            "book", model);
     UIntT command = model.define_command(1, 1, "Go", "\x83\x65\x83\x58\x83\x67", "");
-    Commands commands{{model, desk, nullptr, {}, book, "book", out, false}};
+    BookFile file{"book"};
+    Commands commands{{model, desk, nullptr, {}, book, file, out, false}};
 
     CommandsTest() { model.add_to_menu(model.menu(book_context_menu), command); }
 

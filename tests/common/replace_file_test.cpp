@@ -1,0 +1,139 @@
+// What replacing a file keeps, and what it refuses.
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+
+#include "common/replace_file.h"
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+std::string contents(const fs::path &path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+// In an empty directory with an old file.
+class ReplaceFile : public testing::Test
+{
+protected:
+    ReplaceFile() : before_(fs::current_path())
+    {
+        std::string name = fs::temp_directory_path() / "replace-XXXXXX";
+        fs::current_path(directory_ = mkdtemp(name.data()));
+        std::ofstream("old") << "old";
+    }
+    ~ReplaceFile() override
+    {
+        fs::current_path(before_);
+        fs::remove_all(directory_);
+    }
+    static auto files()
+    {
+        return std::distance(fs::directory_iterator("."), fs::directory_iterator());
+    }
+
+    fs::path before_, directory_;
+};
+
+TEST_F(ReplaceFile, KeepsOrRefuses)
+{
+    const std::string longest(255, 'n');
+    const char *const access = geteuid() == 0 ? "write-protected" : "denied";
+    const struct {
+        const char *what;
+        std::function<void()> make;
+        std::string path;
+        const char *refusal; // null: it is replaced
+    } cells[] = {
+        {"a file", [] {}, "old", nullptr},
+        {"a new file", [] {}, "new", nullptr},
+        {"the longest name", [&] { fs::rename("old", longest); }, longest, nullptr},
+        {"a name too long", [] {}, longest + "n", "too long"},
+        {"a link", [] { fs::create_symlink("old", "link"); }, "link", nullptr},
+        {"a dangling link", [] { fs::create_symlink("none", "dangling"); }, "dangling", "symbolic"},
+        {"a looping link", [] { fs::create_symlink("loop", "loop"); }, "loop", "symbolic links"},
+        {"another name", [] { fs::create_hard_link("old", "second"); }, "old", "hard links"},
+        {"write-protected", [] { chmod("old", 0444); }, "old", access},
+        {"a folder", [] { fs::create_directory("folder"); }, "folder", "not a plain file"},
+        {"a device", [] {}, "/dev/full", "not a plain file"},
+        {"no folder", [] {}, "none/new", "No such file"},
+    };
+    for (const auto &cell : cells) {
+        fs::remove(longest);
+        fs::remove("old");
+        std::ofstream("old") << "old";
+        cell.make();
+        const auto status = fs::symlink_status(cell.path.size() > 255 ? "old" : cell.path);
+        const auto count = files();
+        std::string refusal;
+        try {
+            velt::replace_file(cell.path, "new");
+        } catch (const std::runtime_error &error) {
+            refusal = error.what();
+        }
+        if (cell.refusal) {
+            EXPECT_NE(refusal.find(cell.refusal), std::string::npos)
+                << cell.what << ": " << refusal;
+            EXPECT_EQ(contents("old"), "old") << cell.what;
+            EXPECT_EQ(files(), count) << cell.what << ": something is left";
+        } else {
+            EXPECT_EQ(refusal, "") << cell.what;
+            EXPECT_EQ(contents(cell.path), "new") << cell.what;
+            EXPECT_EQ(fs::symlink_status(cell.path).type(),
+                      fs::exists(status) ? status.type() : fs::file_type::regular);
+        }
+        fs::remove("second");
+    }
+}
+
+// Another user's file that one may write keeps its owner, or nobody gets more than before.
+TEST_F(ReplaceFile, KeepsOwnersOrDropsAccess)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can have files of several users";
+    const struct {
+        uid_t as, owner;
+        gid_t group;
+        mode_t mode;
+        uid_t owner_then;
+        gid_t group_then;
+        mode_t mode_then;
+    } cells[] = {
+        {0, 1000, 2000, 0660, 1000, 2000, 0660},
+        {0, 1000, 2000, 06750, 1000, 2000, 06750},
+        {1000, 1000, 1000, 0640, 1000, 1000, 0640},
+        {1000, 1000, 2000, 0664, 1000, 1000, 0644}, // is not in the group
+        {1001, 1000, 1000, 04666, 1001, 1001, 0666},
+        {1001, 1000, 1001, 0660, 1001, 1001, 0660},
+    };
+    chmod(".", 0777);
+    for (const auto &cell : cells) {
+        ASSERT_EQ(chown("old", cell.owner, cell.group), 0);
+        ASSERT_EQ(chmod("old", cell.mode), 0);
+        ASSERT_EQ(setegid(cell.as == 0 ? 0 : cell.as), 0);
+        ASSERT_EQ(seteuid(cell.as), 0);
+        velt::replace_file("old", "new");
+        ASSERT_EQ(seteuid(0), 0);
+        ASSERT_EQ(setegid(0), 0);
+        struct stat now {
+        };
+        ASSERT_EQ(stat("old", &now), 0);
+        EXPECT_EQ(now.st_uid, cell.owner_then) << &cell - cells;
+        EXPECT_EQ(now.st_gid, cell.group_then) << &cell - cells;
+        EXPECT_EQ(now.st_mode & 07777, cell.mode_then) << &cell - cells;
+    }
+}
+
+} // namespace
