@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <memory>
+#include <sys/stat.h>
 
 namespace
 {
@@ -270,4 +271,39 @@ TEST_F(Resources, LargestTable)
     ASSERT_EQ(load(sre(lines)), 0);
     for (const auto &[id, text] : lines)
         ASSERT_EQ(get(id), text);
+}
+
+// What loading takes is bounded by the file's size, wherever its index points.
+TEST_F(Resources, StringsThatOverlapAreNoMoreThanTheFile)
+{
+    constexpr unsigned long count = 32767;
+    const auto file = [](unsigned long step, char filling) {
+        std::string index;
+        for (unsigned long i = 0; i < count; ++i)
+            index += big_endian(i, 2) + big_endian(24 + 6 * count + step * i, 4);
+        return std::string(20, '\0') + big_endian(count, 4) + index + std::string(40000, filling) +
+               "x";
+    };
+    EXPECT_EQ(load(file(0, 'x')), 0);
+    EXPECT_EQ(get(count - 1), std::string(1023, 'x'));
+    EXPECT_EQ(VdeInstance->srIndex[count - 1].offset, VdeInstance->srIndex[0].offset);
+    EXPECT_STREQ(VdeSrError(), "");
+    for (const char filling : {'x', ' '}) {
+        EXPECT_EQ(load(file(1, filling)), -1);
+        EXPECT_TRUE(std::string_view(VdeSrError()).starts_with("x.sre: string ")) << filling;
+    }
+}
+
+TEST_F(Resources, TellsWhyThereAreNone)
+{
+    setenv("HOME", "/home/h", 1);
+    EXPECT_EQ(init("none", "dutch"), -1);
+    EXPECT_STREQ(VdeSrError(),
+                 "there is no none.sre, nor vqinit/dutch/APIArea/resources/none.sre below HOME "
+                 "(/home/h) or VQHOME (not set)");
+    EXPECT_EQ(load("short"), -1);
+    EXPECT_STREQ(VdeSrError(), "x.sre: the file ends inside its header");
+    ASSERT_EQ(mkfifo("pipe.sre", 0600), 0);
+    EXPECT_EQ(init("pipe"), -1);
+    EXPECT_STREQ(VdeSrError(), "pipe.sre: it is not a plain file");
 }

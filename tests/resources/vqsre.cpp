@@ -77,7 +77,8 @@ TEST_F(Vqsre, CompilesTheWorkedExample)
     EXPECT_EQ(read("x.sre"), sre({{1, "Hello!"}, {7, "Bye %0"}}));
     ASSERT_EQ(run("print x.sre --language usenglish"), 0);
     EXPECT_EQ(out, "1: Hello!\n7: Bye %0\n");
-    EXPECT_FALSE(fs::exists("x.sre.part"));
+    EXPECT_EQ(run("compile nosuch -o x.sre"), 1);
+    EXPECT_EQ(errors, "vqsre: nosuch: No such file or directory\n");
 }
 
 // The language's encoding, and that bytes which mean something to the reader survive it.
@@ -261,7 +262,7 @@ TEST_F(Vqsre, DamagedFilesAndWrongUsage)
          {"", "melt dutch.txt", "compile dutch.txt", "compile -o x",
           "compile dutch.txt dutch.txt -o x", "compile dutch.txt -o", "print",
           "print dutch.sre -o x", "check", "--bad", "check --language dutch dutch.txt",
-          "check other.txt", "compile dutch.txt -o x --language Dutch"}) {
+          "check out", "compile dutch.txt -o x --language Dutch"}) {
         EXPECT_EQ(run(arguments), 2) << arguments;
         EXPECT_TRUE(errors.ends_with("Try 'vqsre --help'.\n")) << errors;
     }

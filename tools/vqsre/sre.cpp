@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <stdexcept>
 
 namespace
@@ -73,12 +74,18 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     if (std::ranges::any_of(index, [=](const VdeSrIndexT &entry) { return entry.offset > end; }))
         throw std::runtime_error(path + ": the index points behind the end of the file");
     std::vector<std::pair<int, std::string>> strings;
+    std::map<UIntT, std::string> known; // by offset
+    std::uint64_t most = velt::sr_most(end);
     for (const VdeSrIndexT &entry : index) {
+        const auto [place, is_new] = known.try_emplace(entry.offset);
         char text[velt::sr_text_size];
-        if (velt::sr_read_text(file.get(), entry.offset, text) != 0)
-            throw std::runtime_error(path + ": string " + std::to_string(entry.id) +
-                                     " does not end properly");
-        strings.emplace_back(entry.id, text);
+        if (is_new && velt::sr_read_text(file.get(), entry.offset, text, most) != 0)
+            throw std::runtime_error(
+                path + ": string " + std::to_string(entry.id) +
+                (most == 0 ? " and others overlap" : " does not end properly"));
+        if (is_new)
+            place->second = text;
+        strings.emplace_back(entry.id, place->second);
     }
     return strings;
 }

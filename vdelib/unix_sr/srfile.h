@@ -6,6 +6,7 @@
 #include "velt/vde/memory.h"
 
 #include <memory>
+#include <stdint.h>
 #include <stdio.h>
 
 namespace velt
@@ -32,8 +33,16 @@ struct SrIndex {
 // Reads header and index, sound or not. Null, or why there is none.
 const char *sr_read_index(FILE *stream, SrIndex &index);
 
-// Reads the string at an offset. -1 when it does not end properly; text is then what there is.
-IntT sr_read_text(FILE *stream, UIntT offset, char (&text)[sr_text_size]);
+// As many bytes as are read at most for all the strings of a file of this size: with strings that
+// overlap, a small file might have one take hours.
+constexpr uint64_t sr_most(uint64_t file_size)
+{
+    return 4 * file_size + 4 * sr_text_size;
+}
+
+// Reads the string at an offset, by no more bytes than `most`, from which they are taken. -1 when
+// it does not end properly; text is then what there is.
+IntT sr_read_text(FILE *stream, UIntT offset, char (&text)[sr_text_size], uint64_t &most);
 
 } // namespace velt
 

@@ -6,9 +6,14 @@
 #include "velt/vde/resources.h"
 #include "velt/vde/strings.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using velt::SrBlock;
 using velt::SrIndex;
@@ -68,20 +73,66 @@ private:
     UIntT capacity_ = 0;
 };
 
-IntT load(FILE *stream)
+// Why the last V_SrInit has failed; empty when it has not.
+char reason[1200];
+
+__attribute__((format(printf, 1, 2))) IntT refuse(const char *format, ...)
 {
+    va_list parts;
+    va_start(parts, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): clang-tidy 14 does not see va_start
+    vsnprintf(reason, sizeof reason, format, parts);
+    va_end(parts);
+    return -1;
+}
+
+using Path = char[1024];
+
+int by_offset(const void *a, const void *b)
+{
+    const UIntT one = (*static_cast<VdeSrIndexT *const *>(a))->offset;
+    const UIntT other = (*static_cast<VdeSrIndexT *const *>(b))->offset;
+    return (one > other) - (one < other);
+}
+
+IntT load(FILE *stream, const Path &path)
+{
+    constexpr const char *no_memory = "%s: not enough memory";
+    struct stat status {
+    };
+    if (fstat(fileno(stream), &status) != 0 || !S_ISREG(status.st_mode))
+        return refuse("%s: it is not a plain file", path);
     SrIndex index;
+    if (const char *fault = velt::sr_read_index(stream, index))
+        return refuse("%s: %s", path, fault);
+    // In the order of the file, and once for all the numbers that one string has.
+    const SrBlock<VdeSrIndexT *[]> sorted(static_cast<VdeSrIndexT **>(
+        V_Calloc(static_cast<UIntT>(index.count), sizeof(VdeSrIndexT *), 0)));
     Pool pool;
-    if (velt::sr_read_index(stream, index) != nullptr || !pool.start())
-        return -1;
-    for (VdeSrIndexT &entry : index) {
+    if (sorted == nullptr || !pool.start())
+        return refuse(no_memory, path);
+    const size_t count = static_cast<size_t>(index.count);
+    for (size_t i = 0; i < count; ++i)
+        sorted[i] = &index.entries[i];
+    qsort(sorted.get(), count, sizeof(VdeSrIndexT *), by_offset);
+
+    uint64_t most = velt::sr_most(static_cast<uint64_t>(status.st_size));
+    UIntT before = 0, pooled = 0;
+    for (size_t i = 0; i < count; ++i) {
+        VdeSrIndexT &entry = *sorted[i];
         char text[velt::sr_text_size];
-        velt::sr_read_text(stream, entry.offset, text);
-        if (!pool.add(text, entry.offset))
-            return -1;
+        if (i == 0 || entry.offset != before) {
+            before = entry.offset;
+            velt::sr_read_text(stream, before, text, most);
+            if (most == 0)
+                return refuse("%s: string %d and others overlap", path, int{entry.id});
+            if (!pool.add(text, pooled))
+                return refuse(no_memory, path);
+        }
+        entry.offset = pooled;
     }
     if (!pool.shrink())
-        return -1;
+        return refuse(no_memory, path);
     // The table before, if any, is left to whoever may still hold its strings.
     VdeInstance->srIndex = index.entries.release();
     VdeInstance->srCount = index.count;
@@ -89,20 +140,28 @@ IntT load(FILE *stream)
     return 0;
 }
 
-__attribute__((format(printf, 1, 2))) FILE *open_path(const char *format, ...)
+__attribute__((format(printf, 2, 3))) FILE *open_path(Path &path, const char *format, ...)
 {
-    char path[1024];
     va_list parts;
     va_start(parts, format);
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): clang-tidy 14 does not see va_start
     const int length = vsnprintf(path, sizeof path, format, parts);
     va_end(parts);
-    return length >= 0 && length < int{sizeof path} ? fopen(path, "rbe") : nullptr;
+    if (length < 0 || length >= int{sizeof path})
+        return nullptr;
+    // Nobody is waited for who may write to a pipe.
+    const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    FILE *stream = file < 0 ? nullptr : fdopen(file, "rb");
+    if (stream == nullptr && errno != ENOENT && errno != ENOTDIR)
+        refuse("%s: %s", path, strerror(errno));
+    if (stream == nullptr && file >= 0)
+        close(file);
+    return stream;
 }
 
-FILE *open_file(const char *name, const char *language)
+FILE *open_file(Path &path, const char *name, const char *language)
 {
-    if (FILE *stream = open_path("%s.sre", name))
+    if (FILE *stream = open_path(path, "%s.sre", name))
         return stream;
 
     const char *slash = V_StrRChr(name, '/');
@@ -112,12 +171,18 @@ FILE *open_file(const char *name, const char *language)
         for (const char *file : {name, base}) {
             if (directory == nullptr || file == nullptr)
                 continue;
-            if (FILE *stream = open_path("%s/vqinit/%s/APIArea/resources/%s.sre", directory,
+            if (FILE *stream = open_path(path, "%s/vqinit/%s/APIArea/resources/%s.sre", directory,
                                          language != nullptr ? language : "", file))
                 return stream;
         }
     }
     return nullptr;
+}
+
+const char *value_of(const char *variable)
+{
+    const char *value = getenv(variable);
+    return value != nullptr ? value : "not set";
 }
 
 } // namespace
@@ -145,29 +210,34 @@ const char *velt::sr_read_index(FILE *stream, SrIndex &index)
     return nullptr;
 }
 
-IntT velt::sr_read_text(FILE *stream, UIntT offset, char (&text)[sr_text_size])
-{
-    text[0] = '\0';
-    if (fseeko(stream, static_cast<off_t>(offset), SEEK_SET) != 0)
-        return -1;
-    return VdeUiScanLabel(stream, 0, '\n', sr_text_size, text);
-}
-
 IntT V_SrInit(const char *name, const char *language)
 {
+    reason[0] = '\0';
     const SrBlock<char> platform_name(VdeInternalToPlatformFilename(name));
     if (platform_name == nullptr)
-        return -1;
+        return refuse("the name of the string resource file cannot be converted");
     if (VdeInstance == nullptr)
         VdeInstanceInit();
-    FILE *stream = open_file(platform_name.get(), language);
-    if (stream == nullptr)
+    Path path;
+    FILE *stream = open_file(path, platform_name.get(), language);
+    if (stream == nullptr && reason[0] != '\0')
         return -1;
-    const IntT result = load(stream);
+    if (stream == nullptr)
+        return refuse("there is no %s.sre, nor vqinit/%s/APIArea/resources/%s.sre below HOME (%s) "
+                      "or VQHOME (%s)",
+                      platform_name.get(), language != nullptr ? language : "", platform_name.get(),
+                      value_of("HOME"), value_of("VQHOME"));
+    reason[0] = '\0'; // a file before it may have been unreadable
+    const IntT result = load(stream, path);
     fclose(stream);
 
     const StringT copy = V_StrCopyString(language); // it may be the very copy that is replaced
     V_Free(VdeInstance->language);
     VdeInstance->language = copy;
     return result;
+}
+
+const char *VdeSrError()
+{
+    return reason;
 }

@@ -1,5 +1,7 @@
 // The text form of a resource string.
 
+#include "srfile.h"
+
 #include "velt/vde/quire.h"
 #include "velt/vde/resources.h"
 
@@ -7,11 +9,12 @@ namespace
 {
 
 // The byte of the digits, two at most, after "\x"; -1 if there is none.
-int scan_hex(FILE *stream)
+template <class Next>
+int scan_hex(FILE *stream, Next next)
 {
     int value = -1;
     for (int digits = 0; digits < 2; ++digits) {
-        const int c = getc(stream);
+        const int c = next();
         if (c == EOF || (VdeCharProps[c] & VdeCharHexDigit) == 0) {
             ungetc(c, stream);
             break;
@@ -21,10 +24,11 @@ int scan_hex(FILE *stream)
     return value;
 }
 
-} // namespace
+// Next gives one byte after another, or EOF. What does not fit is read all the same, or left.
+enum class Rest { read, left };
 
-IntT VdeUiScanLabel(FILE *stream, [[maybe_unused]] UIntT fileFlags, IntT lineEnd, IntT size,
-                    StringT buf)
+template <class Next>
+IntT scan(FILE *stream, Next next, IntT lineEnd, IntT size, StringT buf, Rest rest)
 {
     if (size < 1)
         return -1;
@@ -36,14 +40,16 @@ IntT VdeUiScanLabel(FILE *stream, [[maybe_unused]] UIntT fileFlags, IntT lineEnd
     };
     const auto ends_line = [lineEnd](int c) { return c == lineEnd || c == '\r'; };
 
-    int c = getc(stream);
+    int c = next();
     while (c == ' ')
-        c = getc(stream);
-    for (; !ends_line(c); c = getc(stream)) {
+        c = next();
+    for (; !ends_line(c); c = next()) {
+        if (rest == Rest::left && length == size - 1)
+            break;
         if (c == '\\') {
-            c = getc(stream);
+            c = next();
             if (c == 'x' || c == 'X')
-                c = scan_hex(stream);
+                c = scan_hex(stream, next);
             else if (!ends_line(c))
                 keep('\\');
         }
@@ -55,4 +61,22 @@ IntT VdeUiScanLabel(FILE *stream, [[maybe_unused]] UIntT fileFlags, IntT lineEnd
     }
     buf[length] = '\0';
     return result;
+}
+
+} // namespace
+
+IntT VdeUiScanLabel(FILE *stream, [[maybe_unused]] UIntT fileFlags, IntT lineEnd, IntT size,
+                    StringT buf)
+{
+    return scan(
+        stream, [stream] { return getc(stream); }, lineEnd, size, buf, Rest::read);
+}
+
+IntT velt::sr_read_text(FILE *stream, UIntT offset, char (&text)[sr_text_size], uint64_t &most)
+{
+    text[0] = '\0';
+    if (fseeko(stream, static_cast<off_t>(offset), SEEK_SET) != 0)
+        return -1;
+    const auto next = [&] { return most == 0 ? EOF : (--most, getc(stream)); };
+    return scan(stream, next, '\n', sr_text_size, text, Rest::left);
 }
