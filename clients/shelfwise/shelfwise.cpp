@@ -4,6 +4,10 @@
 // Started with code 1 it defines the commands and ends. Started with any other code it waits for
 // them. It keeps nothing between commands: each reads what it needs from the host.
 
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
 #include "velt/api.h"
 #include "velt/vde.h"
 
@@ -45,6 +49,7 @@ int clientInit()
     const char *language = V_LanguageString(V_ApiGetInt(0, 0, V_prop_language));
     if (V_SrInit("shelfwise", language) == 0)
         return 0;
+    V_ApiErr(VdeSrError());
     V_ApiAlert("Cannot find string resource file. Please check that Shelfwise is correctly "
                "installed, and try again.",
                2);
@@ -103,4 +108,19 @@ void V_ApiCommand(IntT command)
         moveBookComponent(false);
         break;
     }
+}
+
+// For a person; the host starts clients without arguments.
+int main(int argc, char **argv)
+{
+    const char *asked = argc == 2 && !getenv("VQAPIX") ? argv[1] : "";
+    if (!strcmp(asked, "--version"))
+        return puts("shelfwise " VELT_VERSION) < 0;
+    if (!strcmp(asked, "--help"))
+        return puts("usage: shelfwise [--help | --version]\n\n"
+                    "Moves and deletes the components of a book, as a client of VeltQuire, which\n"
+                    "starts it. To see it at work without one:\n\n"
+                    "  vqhost run BOOK.json --client shelfwise\n\n"
+                    "See shelfwise(1) and vqhost(1).") < 0;
+    return V_ApiRun(argc, argv);
 }
