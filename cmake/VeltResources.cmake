@@ -3,7 +3,10 @@
 # where there is one. The files stand below the directory in the property VELT_VQHOME of
 # TARGET-resources as they are looked for below VQHOME, and are installed likewise.
 
+include(GNUInstallDirs)
+
 function(velt_resources target dir name)
+  cmake_path(ABSOLUTE_PATH dir NORMALIZE)
   file(GLOB sources CONFIGURE_DEPENDS ${dir}/*.txt)
   set(reference ${dir}/usenglish.txt)
   if(reference IN_LIST sources)
@@ -13,9 +16,9 @@ function(velt_resources target dir name)
 
   set(checked ${CMAKE_CURRENT_BINARY_DIR}/${name}.checked)
   add_custom_command(OUTPUT ${checked}
-    COMMAND vqsre check ${sources}
+    COMMAND Velt::vqsre check ${sources}
     COMMAND ${CMAKE_COMMAND} -E touch ${checked}
-    DEPENDS vqsre ${sources}
+    DEPENDS Velt::vqsre ${sources}
     COMMENT "Checking the string resources ${name}" VERBATIM)
 
   set(files)
@@ -25,8 +28,8 @@ function(velt_resources target dir name)
     set(file ${CMAKE_CURRENT_BINARY_DIR}/${place}/${name}.sre)
     file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${place})
     add_custom_command(OUTPUT ${file}
-      COMMAND vqsre compile ${source} -o ${file}
-      DEPENDS vqsre ${source} ${checked}
+      COMMAND Velt::vqsre compile ${source} -o ${file}
+      DEPENDS Velt::vqsre ${source} ${checked}
       COMMENT "Compiling the string resources ${name}, ${language}" VERBATIM)
     install(FILES ${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/velt/${place})
     list(APPEND files ${file})

@@ -24,7 +24,7 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 
 echo "== What is there"
 for file in bin/{shelfwise,vqconv,vqhost,vqsre,vqucod} share/man/man1/{shelfwise,vqconv,vqhost,vqsre,vqucod}.1 \
-    include/velt/tables/procedures.def \
+    include/velt/tables/procedures.def share/velt/book.schema.json \
     share/velt/unicode/{BIG5,GB2312-80.EUC,JISX0208.ShiftJIS,KSC5601-1992}.UCOD \
     share/velt/vqinit/usenglish/APIArea/resources/shelfwise.sre; do
     [[ -f $tree/$file ]] || fail "$file is not installed"
@@ -112,6 +112,20 @@ no_host "$work/hello/hello-static"
 grep -q "$tree/lib" < <(ldd "$work/hello/hello") || fail "hello does not use the shared library"
 ! grep -q velt < <(ldd "$work/hello/hello-static") || fail "hello-static uses a shared library"
 
+echo "== String resources by CMake"
+mkdir "$work/texts"
+echo "1: Hello!" >"$work/texts/usenglish.txt"
+cat >"$work/texts/CMakeLists.txt" <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(texts LANGUAGES CXX)
+find_package(Velt 0.1 REQUIRED)
+velt_resources(texts . texts)
+END
+{ cmake -G Ninja -S "$work/texts" -B "$work/texts" -DCMAKE_PREFIX_PATH="$tree" &&
+    cmake --build "$work/texts"; } >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+[[ $("$tree/bin/vqsre" print "$work/texts/vqinit/usenglish/APIArea/resources/texts.sre") == "1: Hello!" ]] ||
+    fail "velt_resources() makes no resources"
+
 echo "== The example, and own definitions, by pkg-config, as C"
 cflags=$(pkg-config --cflags velt-api velt-vde | sed "s#-I/usr#-isystem /usr#g")
 libs=$(pkg-config --libs velt-api velt-vde)
@@ -142,7 +156,7 @@ done
 
 echo "== The programs tell their version"
 version=$(pkg-config --modversion velt-api)
-for program in vqhost vqsre; do
+for program in vqhost vqsre shelfwise; do
     [[ $("$tree/bin/$program" --version) == *"$version"* ]] || fail "$program --version"
 done
 echo "ok"
