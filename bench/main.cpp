@@ -3,6 +3,7 @@
 #include <exception>
 #include <iostream>
 
+#include "bench/books.h"
 #include "bench/calls.h"
 #include "bench/encodings.h"
 #include "bench/lists.h"
@@ -20,6 +21,7 @@ try {
     velt::bench::register_lists();
     velt::bench::register_encodings();
     velt::bench::register_strings();
+    velt::bench::register_books();
     velt::bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);
     return table.failed() ? 1 : 0;
