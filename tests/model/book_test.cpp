@@ -11,10 +11,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "api/heap.h"
 #include "common/replace_file.h"
 #include "host/book.h"
 #include "host/text.h"
+#include "support/heap.h"
 
 namespace velt::host
 {
