@@ -125,7 +125,6 @@ TEST(Book, MistakesNameTheirPlace)
          "book:2:10: titel: unknown name \"titel\""},
         {"{\"title\": \"a\",\n\"title\": \"b\"}", "book:2:10: title: \"title\" stands twice"},
         {"{\"title\": \"a\"}", "book:1:1: a book needs a list \"components\""},
-        {"{\"components\": []}", "needs a \"title\""},
         {"{\"title\": \"a\",\n\n\"language\": \"klingon\"}", "book:3:13: language: unknown"},
         {"{\"title\": \"a\",\n\"dialogEncoding\": \"Roman\"}", "dialogEncoding: unknown encoding"},
         {"{\"title\": \"a\",\n\"components\": [{\"name\": \"x\"},\n{\"name\": \"x\"}]}",
@@ -139,7 +138,6 @@ TEST(Book, MistakesNameTheirPlace)
          "book:3:12: properties[0].integer: a whole number"},
         {"{\"properties\": [{\"number\": 1, \"bytes\": [0,256]}]}",
          "properties[0].bytes[1]: a whole number from 0 to 255"},
-        {"{\"properties\": [{\"number\": 1, \"bytes\": [-1]}]}", "from 0 to 255"},
         {"{\"properties\": [{\"number\": 1, \"w\\u001b\": 1}]}", "unknown kind of value \"w?\""},
         {"{\"properties\": [{\"integer\": 1}]}", "needs \"number\""},
         {"{\"properties\": [{\"number\": 1, \"name\": \"b\"}]}", "either"},
@@ -212,7 +210,6 @@ TEST_F(BookTest, WhatSomebodyElseHasChangedIsNotReplaced)
     Model other;
     const UIntT their_book = theirs.load(other);
     other.at(their_book).name = "Theirs";
-    ours.save(model, book);
     ours.save(model, book);
     EXPECT_THROW(theirs.save(other, their_book), BookError);
     EXPECT_THROW(theirs.save_as(file, other, their_book), BookError);

@@ -61,6 +61,8 @@ TEST_F(Resources, NothingLoaded)
 {
     EXPECT_EQ(get(1), "???");
     EXPECT_EQ(init("x"), -1);
+    EXPECT_STREQ(VdeSrError(), "there is no x.sre, nor vqinit/usenglish/APIArea/resources/x.sre "
+                               "below HOME (not set) or VQHOME (not set)");
     EXPECT_EQ(get(1), "???");
     EXPECT_EQ(init(nullptr, nullptr), -1);
     EXPECT_EQ(load(sre({})), 0);
@@ -292,17 +294,6 @@ TEST_F(Resources, StringsThatOverlapAreNoMoreThanTheFile)
         EXPECT_EQ(load(file(1, filling)), -1);
         EXPECT_TRUE(std::string_view(VdeSrError()).starts_with("x.sre: string ")) << filling;
     }
-}
-
-TEST_F(Resources, TellsWhyThereAreNone)
-{
-    setenv("HOME", "/home/h", 1);
-    EXPECT_EQ(init("none", "dutch"), -1);
-    EXPECT_STREQ(VdeSrError(),
-                 "there is no none.sre, nor vqinit/dutch/APIArea/resources/none.sre below HOME "
-                 "(/home/h) or VQHOME (not set)");
-    EXPECT_EQ(load("short"), -1);
-    EXPECT_STREQ(VdeSrError(), "x.sre: the file ends inside its header");
     ASSERT_EQ(mkfifo("pipe.sre", 0600), 0);
     EXPECT_EQ(init("pipe"), -1);
     EXPECT_STREQ(VdeSrError(), "pipe.sre: it is not a plain file");
