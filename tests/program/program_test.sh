@@ -85,7 +85,9 @@ on_fresh_book 1 --client "$work/none"
 PATH=$(dirname "$shelfwise"):$PATH on_fresh_book 0 --client shelfwise
 printf '{\n  "components": [\n' >bad.json
 run 2 run bad.json show
-wrote err "bad.json:2: "
+wrote err "bad.json:3:1: "
+run 1 check-book three.json bad.json
+run 0 check-book three.json
 
 # What cannot be read is no empty script.
 on_fresh_book 2 --script "$work"
