@@ -86,8 +86,11 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
     }
     // A process that is traced stops when it has become another program; from then on it is stopped
     // for whoever wants to trace it.
-    if (stopped && waitpid(group_, nullptr, 0) == group_)
-        ptrace(PTRACE_DETACH, group_, nullptr, SIGSTOP);
+    if (stopped && waitpid(group_, nullptr, 0) == group_ &&
+        ptrace(PTRACE_DETACH, group_, nullptr, SIGSTOP) == 0) {
+        siginfo_t seen;
+        waitid(P_PID, static_cast<id_t>(group_), &seen, WSTOPPED | WEXITED | WNOWAIT);
+    }
 }
 
 ClientProcess::~ClientProcess()
