@@ -279,6 +279,7 @@ TEST_F(ServerTest, ASecondInterruptLeavesHundredsOfClientsNoTime)
         return interrupts + (std::ranges::count_if(host.clients(), &Client::running) == 7);
     };
     host.end();
+    host.options().interrupts = nullptr;
     EXPECT_EQ(
         std::ranges::count_if(
             desk.reports, [](const std::string &line) { return line.ends_with("): is killed"); }),
