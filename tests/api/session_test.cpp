@@ -520,6 +520,7 @@ TEST_F(Session, EndsWithTheHostsProcess)
 TEST_F(Session, EndsWithTheHostsConnection)
 {
     start({{"VQAPIX", identity(0, "-4.tester")}});
+    EXPECT_EQ(caller->call(0, ""), 0); // its acknowledgement has been answered
     host.reset();
     says({"emergency", ""});
     EXPECT_EQ(client->exit_status(), 1);
