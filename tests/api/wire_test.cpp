@@ -22,24 +22,6 @@ void golden(const T &value, const std::string &digits)
     EXPECT_EQ(heap::live(), before);
 }
 
-template <class T>
-V_TypedValT val(IntT kind, T V_ValUnionT::*member, T value)
-{
-    V_TypedValT made{kind, {}};
-    made.u.*member = value;
-    return made;
-}
-
-V_TypedValT int_val(IntT kind, IntT value)
-{
-    return val(kind, &V_ValUnionT::intVal, value);
-}
-
-V_TypedValT string_val(const char *s)
-{
-    return val(3, &V_ValUnionT::stringVal, str(s));
-}
-
 TEST(Golden, Scalars)
 {
     golden<IntT>(-2, "fffffffe");
@@ -105,107 +87,91 @@ TEST(Golden, Lists)
     EXPECT_FALSE(xdr_V_IntsT(&xdrs, &broken));
 }
 
+// A value's bytes, and what it holds by the names of the fields.
 TEST(Golden, ValueKinds)
 {
-    for (IntT kind : {0, 1, 2, 4, 11, 16, 20, 25, -1})
-        golden(int_val(kind, -5), text(encode(kind)) + "fffffffb");
-    golden(string_val("ab"), "00000003 00000002 61620000");
-    golden(string_val(nullptr), "00000003 00000000");
-
-    using U = V_ValUnionT;
-    MetricT metrics[] = {7};
-    golden(val(5, &U::metricsVal, list<V_MetricsT>(metrics)), "00000005 00000001 00000007");
-    StringT strings[] = {str("s")};
-    golden(val(6, &U::stringsVal, list<V_StringsT>(strings)),
-           "00000006 00000001 00000001 73000000");
-    V_PointT points[] = {{1, 2}};
-    golden(val(7, &U::pointsVal, list<V_PointsT>(points)), "00000007 00000001 00000001 00000002");
-    V_TabT tabs[] = {{1, 2, nullptr, 3}};
-    golden(val(8, &U::tabsVal, list<V_TabsT>(tabs)),
-           "00000008 00000001 00000001 00000002 00000000 00000003");
-    golden(val(9, &U::textLocVal, {1, 2}), "00000009 00000001 00000002");
-    golden(val(10, &U::textRangeVal, {{1, 2}, {3, 4}}),
-           "0000000a 00000001 00000002 00000003 00000004");
-    V_ElementCatalogEntryT entries[] = {{8, 9}};
-    golden(val(12, &U::catalogVal, list<V_ElementCatalogEntriesT>(entries)),
-           "0000000c 00000001 00000008 00000009");
-    golden(val(13, &U::intsVal, list<V_IntsT>(metrics)), "0000000d 00000001 00000007");
-    UCharT octets[] = {8, 9};
-    golden(val(14, &U::ubytesVal, list<V_UBytesT>(octets)), "0000000e 00000002 00000008 00000009");
-    UIntT uints[] = {0xffffffff};
-    golden(val(15, &U::uintsVal, list<V_UIntsT>(uints)), "0000000f 00000001 ffffffff");
-    V_AttributeDefT defs[] = {{nullptr, 1, 2, 3, {}, {}, nullptr, nullptr}};
-    golden(val(17, &U::attrDefsVal, list<V_AttributeDefsT>(defs)),
-           "00000011 00000001 00000000 00000001 00000002 00000003"
-           "00000000 00000000 00000000 00000000");
-    V_AttributeT attributes[] = {{nullptr, {}, 4, 5}};
-    golden(val(18, &U::attrsVal, list<V_AttributesT>(attributes)),
-           "00000012 00000001 00000000 00000000 00000004 00000005");
+    const struct {
+        const char *digits, *held;
+    } values[] = {
+        {"00000003 00000002 61620000", "stringVal=\"ab\""},
+        {"00000005 00000001 00000007", "metricsVal=[7 ]"},
+        {"00000006 00000001 00000001 73000000", "stringsVal=[\"s\" ]"},
+        {"00000007 00000001 00000001 00000002", "pointsVal=[{x=1 y=2 } ]"},
+        {"00000008 00000001 00000001 00000002 00000000 00000003",
+         "tabsVal=[{position=1 alignment=2 leader=\"\" decimalChar=3 } ]"},
+        {"00000009 00000001 00000002", "textLocVal={objId=1 offset=2 }"},
+        {"0000000a 00000001 00000002 00000003 00000004",
+         "textRangeVal={beg={objId=1 offset=2 } end={objId=3 offset=4 } }"},
+        {"0000000c 00000001 00000008 00000009", "catalogVal=[{defId=8 flags=9 } ]"},
+        {"0000000d 00000001 00000007", "intsVal=[7 ]"},
+        {"0000000e 00000002 00000008 00000009", "ubytesVal=[8 9 ]"},
+        {"0000000f 00000001 ffffffff", "uintsVal=[4294967295 ]"},
+        {"00000011 00000001 00000000 00000001 00000002 00000003 00000000 00000000 00000000 "
+         "00000000",
+         "attrDefsVal=[{name=\"\" int1=1 int2=2 int3=3 strings1=[] strings2=[] str1=\"\" str2=\"\" "
+         "} ]"},
+        {"00000012 00000001 00000000 00000000 00000004 00000005",
+         "attrsVal=[{name=\"\" values=[] byte1=4 byte2=5 } ]"},
+        {"00000013 00000000", "elemRangeVal=null"},
+    };
+    for (const auto &[digits, held] : values) {
+        const Bytes bytes = hex(digits);
+        V_TypedValT value{};
+        EXPECT_EQ(decode(bytes, value), static_cast<long>(bytes.size()));
+        EXPECT_EQ(text(encode(value)), text(bytes));
+        EXPECT_EQ(tell(value), "{valType=" + std::to_string(value.valType) + " " + held + " } ");
+        velt::free_decoded(value);
+    }
+    V_TypedValT other{};
+    for (IntT kind : {0, 1, 2, 4, 11, 16, 20, 25, -1}) {
+        other = {kind, {}};
+        other.u.intVal = -5;
+        golden(other, text(encode(kind)) + "fffffffb");
+    }
+    golden(V_TypedValT{3, {nullptr}}, "00000003 00000000");
     V_ElementRangeT range{{1, 2, 3}, {4, 5, 6}};
-    golden(val<V_ElementRangeT *>(19, &U::elemRangeVal, nullptr), "00000013 00000000"); // absent
-    golden(val(19, &U::elemRangeVal, &range),
-           "00000013 00000001 00000001 00000002 00000003 00000004 00000005 00000006");
-
-    golden(V_PropValT{{0, str("Name")}, string_val("ab")},
-           "00000000 00000004 4e616d65 00000003 00000002 61620000");
+    other.valType = 19;
+    other.u.elemRangeVal = &range;
+    golden(other, "00000013 00000001 00000001 00000002 00000003 00000004 00000005 00000006");
 }
 
-// One type, as the damage test drives it.
-struct Type {
-    const char *name;
-    Bytes (*sample)(unsigned seed);
-    // Decodes and frees; how many bytes the decoder took, or -1.
-    long (*decode)(const Bytes &bytes);
-};
+// How many bytes of these the decoder takes, or -1; what it leaves behind is freed.
+template <class T>
+long taken(const Bytes &bytes)
+{
+    T value{};
+    const long size = decode(bytes, value);
+    velt::free_decoded(value);
+    return size;
+}
 
 template <class T>
-Type type(const char *name)
+void damage(const char *name)
 {
-    return {name,
-            [](unsigned seed) {
-                T value = ::sample<T>(seed);
-                Bytes bytes = encode(value);
-                velt::free_decoded(value);
-                return bytes;
-            },
-            [](const Bytes &bytes) {
-                T value{};
-                long taken = ::decode(bytes, value);
-                velt::free_decoded(value);
-                return taken;
-            }};
-}
-
-// Every prefix fails, and what it left behind can be freed; so can what damage leaves behind.
-void damage(const Type &type, const Bytes &bytes)
-{
-    long before = heap::live();
-    EXPECT_EQ(type.decode(bytes), static_cast<long>(bytes.size()));
-    for (auto end = bytes.begin(); end != bytes.end(); end++)
-        EXPECT_EQ(type.decode(Bytes(bytes.begin(), end)), -1) << end - bytes.begin();
-    // A count, length, flag or kind gone wrong.
-    for (std::size_t word = 0; word + 4 <= bytes.size(); word += 4)
-        for (const char *wrong : {"ffffffff", "40000000", "00000007", "00000013"}) {
-            Bytes damaged = bytes;
-            std::ranges::copy(hex(wrong), damaged.begin() + static_cast<long>(word));
-            type.decode(damaged);
-        }
-    EXPECT_EQ(heap::live(), before);
+    for (unsigned seed = 0; seed < 24; seed++) {
+        SCOPED_TRACE(std::string(name) + " " + std::to_string(seed));
+        T value = sample<T>(seed);
+        const Bytes bytes = encode(value);
+        velt::free_decoded(value);
+        const long before = heap::live();
+        EXPECT_EQ(taken<T>(bytes), static_cast<long>(bytes.size()));
+        for (std::size_t size = 0; size < bytes.size(); size++)
+            EXPECT_EQ(taken<T>(bytes.substr(0, size)), -1) << size;
+        // A count, length, flag or kind gone wrong.
+        for (std::size_t word = 0; word + 4 <= bytes.size(); word += 4)
+            for (const char *wrong : {"ffffffff", "40000000", "00000007", "00000013"})
+                taken<T>(Bytes(bytes).replace(word, 4, hex(wrong)));
+        EXPECT_EQ(heap::live(), before);
+    }
 }
 
 TEST(Damage, LeavesNothingBehindAndTakesNoMemory)
 {
-    const Type types[] = {
-#define V_RECORD(name, fields) type<name>(#name),
-#define V_LIST(name, element, plural) type<name>(#name),
-#include "velt/tables/all_records.def"
-        type<VqRpcApiConnectArgT>("VqRpcApiConnectArgT")};
     heap::largest();
-    for (const Type &each : types)
-        for (unsigned seed = 0; seed < 24; seed++) {
-            SCOPED_TRACE(std::string(each.name) + " " + std::to_string(seed));
-            damage(each, each.sample(seed));
-        }
+#define V_RECORD(name, fields) damage<name>(#name);
+#define V_LIST(name, element, plural) damage<name>(#name);
+#include "velt/tables/all_records.def"
+    damage<VqRpcApiConnectArgT>("VqRpcApiConnectArgT");
     EXPECT_LT(heap::largest(), 1U << 20);
 }
 
