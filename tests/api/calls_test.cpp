@@ -86,6 +86,8 @@ struct Row {
 #define EMPTY(procedure, arguments, result, unanswered, ...) FULL(procedure, arguments, "", "", result, "", unanswered, __VA_ARGS__)
 #define VALUE(procedure, arguments, answer, result, ...) FULL(procedure, arguments, n(0) + answer, n(13) + answer, result, \
     told(decltype(__VA_ARGS__){}), told(decltype(__VA_ARGS__){}), __VA_ARGS__)
+#define PROPERTY(getter, setter, bytes, value, name) VALUE(getter, number, bytes, tell(value), V_ApiGet##name(1, 2, 5)), \
+    SET(setter, number + bytes, V_ApiSet##name(1, 2, 5, &value))
 #define ID(procedure, arguments, ...) VALUE(procedure, arguments, n(7), "7 ", __VA_ARGS__)
 #define PROMPT(procedure, arguments, answer, result, asked, ...) FULL(procedure, arguments, n(0) + answer, n(13) + answer, \
     "0 " result, "-1 as before", "-1 as before", asked(__VA_ARGS__)).with_errors(untouched, -1)
