@@ -4,6 +4,8 @@
 #include "support/heap.h"
 #include "velt/vde/memory.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -211,49 +213,40 @@ TEST(PropertyLists, StayAsTheyWereWithoutMemory)
 
 TEST(FilterArguments, AreUnpackedInOrder)
 {
-    const std::string separator = "\x1e";
-    const std::vector<std::string> cases[] = {
-        {""},
-        {"a", "b", "c"},
-        {"a", "", ""},
-        {"1", "2", "3", "4", "5", "6", "7"},
-        std::vector<std::string>(46),
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ",-,-,-,-,-,"},
+        {"a|b|c", "a,b,c,-,-,-,"},
+        {"a||", "a,,,-,-,-,"},
+        {"1|2|3|4|5|6|7|8", "1,2,3,4,5,6,+7+8"},
+        {std::string(45, '|'), ",,,,,," + std::string(40, '+')},
     };
-    long before = heap::live();
-    for (const std::vector<std::string> &arguments : cases) {
-        std::string packed = arguments[0];
-        for (std::size_t i = 1; i < arguments.size(); i++)
-            packed += separator + arguments[i];
-        V_FilterArgsT *record = VdeApiExpandFilterArgs(packed.c_str());
-        ASSERT_NE(record, nullptr);
-        ASSERT_EQ(record->extraArgs.len, arguments.size() > 6 ? arguments.size() - 6 : 0);
-        for (std::size_t i = 0; i < std::max<std::size_t>(arguments.size(), 6); i++) {
-            StringT held = i < 6 ? record->args[i] : record->extraArgs.val[i - 6];
-            if (i < arguments.size())
-                EXPECT_STREQ(held, arguments[i].c_str());
-            else
-                EXPECT_EQ(held, nullptr);
-        }
-        VdeApiDeallocateFilterArgs(record);
-        EXPECT_EQ(record->args[0], nullptr);
-        EXPECT_EQ(record->extraArgs.len, 0U);
-        VdeApiDeallocateFilterArgs(record);
-        V_Free(record);
-
-        for (long n = 0;; n++) {
-            heap::fail_at(n);
-            V_FilterArgsT *poor = VdeApiExpandFilterArgs(packed.c_str());
-            bool failed = heap::failed();
+    const long before = heap::live();
+    for (const auto &[arguments, expected] : cases) {
+        std::string packed = arguments, held;
+        std::ranges::replace(packed, '|', '\x1e');
+        long n = 0;
+        for (bool failed = true; failed;) {
+            heap::fail_at(n++);
+            V_FilterArgsT *record = VdeApiExpandFilterArgs(packed.c_str());
+            failed = heap::failed();
             heap::fail_at(-1);
-            if (poor)
-                VdeApiDeallocateFilterArgs(poor);
-            V_Free(poor);
+            ASSERT_TRUE(record || failed);
+            if (!failed) {
+                for (StringT argument : record->args)
+                    held += argument ? argument + std::string(",") : "-,";
+                for (UIntT i = 0; i < record->extraArgs.len; i++)
+                    held += std::string("+") + record->extraArgs.val[i];
+            }
+            for (int i = 0; record && i < 2; i++) {
+                VdeApiDeallocateFilterArgs(record);
+                EXPECT_EQ(record->args[0], nullptr);
+                EXPECT_EQ(record->extraArgs.len, 0U);
+            }
+            V_Free(record);
             EXPECT_EQ(heap::live(), before);
-            if (!failed)
-                break;
         }
+        EXPECT_EQ(held, expected);
     }
-    EXPECT_EQ(heap::live(), before);
 }
 
 } // namespace
