@@ -356,6 +356,11 @@ TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
         while (!over && peer.send(stale))
             ;
     });
+    // Takes its time to read, and does not answer.
+    Answering slow([](Peer &peer) {
+        std::this_thread::sleep_for(100ms);
+        peer.receive(20'000'000);
+    });
     Answering deaf([](Peer &) {});
 
     Client client = our_client(drips.port());
@@ -363,14 +368,15 @@ TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
     client = our_client(floods.port());
     takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT); });
     over = true;
-    client.reset();
-
+    const std::string large(20'000'000, 'a');
+    client = our_client(slow.port());
+    takes_a_second([&] {
+        EXPECT_EQ(call_echo(client.get(), large, nullptr, {1, 0}), RPC_TIMEDOUT);
+    });
     client = our_client(deaf.port());
     timeval second{1, 0};
     ASSERT_TRUE(clnt_control(client.get(), CLSET_TIMEOUT, reinterpret_cast<char *>(&second)));
-    takes_a_second([&] {
-        EXPECT_EQ(call_echo(client.get(), std::string(20'000'000, 'a'), nullptr), RPC_TIMEDOUT);
-    });
+    takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), large, nullptr), RPC_TIMEDOUT); });
     EXPECT_EQ(call_echo(client.get(), "a", nullptr), RPC_CANTSEND);
 
     connecting_takes_a_second();
