@@ -261,8 +261,8 @@ TEST_F(Vqsre, DamagedFilesAndWrongUsage)
     for (const char *arguments :
          {"", "melt dutch.txt", "compile dutch.txt", "compile -o x",
           "compile dutch.txt dutch.txt -o x", "compile dutch.txt -o", "print",
-          "print dutch.sre -o x", "check", "--bad", "check --language dutch dutch.txt",
-          "check out", "compile dutch.txt -o x --language Dutch"}) {
+          "print dutch.sre -o x", "check", "--bad", "check --language dutch dutch.txt", "check out",
+          "compile dutch.txt -o x --language Dutch"}) {
         EXPECT_EQ(run(arguments), 2) << arguments;
         EXPECT_TRUE(errors.ends_with("Try 'vqsre --help'.\n")) << errors;
     }

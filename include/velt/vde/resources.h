@@ -48,8 +48,8 @@ IntT VdeUiScanLabel(FILE *stream, UIntT fileFlags, IntT lineEnd, IntT size, Stri
  * file, it is damaged or memory runs out: the strings loaded before stay then; otherwise they are
  * replaced, but not released. The language is that of the last file found, damaged or not. */
 IntT V_SrInit(const char *name, const char *language);
-/* Why the last V_SrInit failed, with the file, in one line for a person; empty when it did not. Valid
- * until the next. */
+/* Why the last V_SrInit failed, with the file, in one line for a person; empty when it did not.
+ * Valid until the next. */
 const char *VdeSrError(void);
 
 /* Puts a string into the size bytes of buf, with "%0" to "%9" and "%{0}" to "%{9}" replaced by the
