@@ -442,7 +442,7 @@ void Commands::list_clients()
     // Only the last of those that had a number counts.
     for (Client &each : host().clients())
         if (host().find(each.caller.number) == &each)
-            s_.out << each.title() << ": "
+            s_.out << printable(each.title()) << ": "
                    << (each.running ? "running, process " + std::to_string(each.pid) : "ended"s)
                    << "\n";
     for (const Startable &each : s_.clients)

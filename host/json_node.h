@@ -9,6 +9,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "common/printable.h"
+
 namespace velt::host
 {
 
@@ -29,7 +31,7 @@ class JsonError : public std::runtime_error
 {
 public:
     JsonError(int at_line, int at_column, const std::string &reason)
-        : std::runtime_error(reason), line(at_line), column(at_column)
+        : std::runtime_error(printable(reason)), line(at_line), column(at_column)
     {
     }
     JsonError(const JsonNode &node, const std::string &reason);

@@ -30,6 +30,7 @@ namespace
 {
 
 using namespace velt::host;
+using velt::printable_lines;
 
 constexpr const char *usage_text =
     R"(usage: vqhost run BOOK.json [OPTIONS] [COMMANDS...]
@@ -295,7 +296,7 @@ try {
     try {
         served->serve(std::chrono::milliseconds(20));
     } catch (const std::exception &error) {
-        std::cerr << error.what() << std::endl;
+        std::cerr << printable_lines(error.what()) << std::endl;
     }
     if (stop_signal) {
         rl_deprep_terminal();
@@ -345,7 +346,7 @@ void prompt(Commands &commands, Host *host)
             if (!commands.run(line.get()) && may_end())
                 return;
         } catch (const std::exception &error) {
-            std::cerr << error.what() << std::endl;
+            std::cerr << printable_lines(error.what()) << std::endl;
             if (stop_signal)
                 return;
         }
@@ -483,7 +484,7 @@ int run(int argc, char **argv)
             // A person is told and goes on: start is one of the commands.
             if (!interactive || stop_signal)
                 throw CommandError(failed, error.what());
-            std::cerr << error.what() << std::endl;
+            std::cerr << printable_lines(error.what()) << std::endl;
         }
     }
     carry_out(commands, arguments, host.get());
@@ -525,13 +526,13 @@ int main(int argc, char **argv)
                                 : verb + ": unknown; there are run, check-book and schema");
         return run(argc - 1, argv + 1);
     } catch (const CommandError &error) {
-        std::cerr << "vqhost: " << error.what() << std::endl;
+        std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
         return error.code;
     } catch (const BookError &error) {
-        std::cerr << "vqhost: " << error.what() << std::endl;
+        std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
         return misused;
     } catch (const std::exception &error) {
-        std::cerr << "vqhost: " << error.what() << std::endl;
+        std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
         return failed;
     }
 }

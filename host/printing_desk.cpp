@@ -21,7 +21,7 @@ IntT PrintingDesk::alert(int client, const std::string &message, IntT type)
 
 void PrintingDesk::report(const std::string &line)
 {
-    errors_ << "vqhost: " << line << std::endl;
+    errors_ << "vqhost: " << printable(line) << std::endl;
 }
 
 } // namespace velt::host

@@ -23,19 +23,6 @@ bool is_stray(char32_t character)
 
 } // namespace
 
-std::string printable(std::string text)
-{
-    for (std::size_t i = 0; i < text.size(); i++) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
-        if (byte < 0x20 || byte == 0x7F)
-            text[i] = '?';
-        else if (byte == 0xC2 && next >= 0x80 && next < 0xA0)
-            text.replace(i, 2, "?");
-    }
-    return text;
-}
-
 std::string SessionText::to_utf8(std::string_view bytes) const
 {
     std::string text;
@@ -65,8 +52,9 @@ std::string SessionText::from_utf8(std::string_view text) const
                                         ? std::string(1, static_cast<char>(character & 0xFF))
                                         : charset_.encode(character);
         if (encoded.empty())
-            throw std::runtime_error("\"" + ::to_utf8(character) + "\" does not exist in " +
-                                     charset_.name() + ", the encoding of the book's language");
+            throw std::runtime_error("\"" + printable(::to_utf8(character)) +
+                                     "\" does not exist in " + charset_.name() +
+                                     ", the encoding of the book's language");
         bytes += encoded;
     }
     return bytes;

@@ -5,14 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "common/printable.h"
 #include "tools/common/charset.h"
 #include "velt/vde/language.h"
 
 namespace velt::host
 {
-
-// On one line, and without what would command a terminal.
-std::string printable(std::string text);
 
 class SessionText
 {

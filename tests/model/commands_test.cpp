@@ -59,9 +59,31 @@ TEST_F(CommandsTest, WhatWouldCommandATerminalIsNotShown)
     commands.run("show");
     EXPECT_EQ(out.str(), "T\n>  1  a?[2J?b?\n   2  Two, too\n   3  三\nContext menu:\n  テスト\n");
     EXPECT_EQ(error("select a?[2J?b?").first, done);
-    EXPECT_EQ(printable("\xc2\x9b"
-                        "1m\xc2\xa0"),
-              "?1m\xc2\xa0");
+}
+
+TEST(Printable, WhatOthersWroteCommandsNothing)
+{
+    struct Case {
+        const char *text, *line, *lines, *json, *xml;
+    };
+    const Case cases[] = {
+        {"a\n<\x1b[2J>&\"", "a?<?[2J>&\"", "a\n<?[2J>&\"", "a\\u000a<\\u001b[2J>&\"",
+         "a&#10;&lt;?[2J&gt;&amp;&quot;"},
+        {"\u0085\u009b1m\u00a0\x7f", "??1m\u00a0?", "??1m\u00a0?", "\\u0085\\u009b1m\u00a0\\u007f",
+         "??1m\u00a0?"},
+        {"\u202e\u2066三\uffff\U0010f0e9", "??三?\U0010f0e9", "??三?\U0010f0e9",
+         "\\u202e\\u2066三\\uffff\U0010f0e9", "??三?\U0010f0e9"},
+        // Cut short, too long, a surrogate, beyond the last: byte for byte.
+        {"\xe4\xb8", "??", "??", "\\ufffd\\ufffd", "??"},
+        {"\xc0\x80\xed\xa0\x80", "?????", "?????", "\\ufffd\\ufffd\\ufffd\\ufffd\\ufffd", "?????"},
+        {"\xf4\x90\x80\x80\x9b", "?????", "?????", "\\ufffd\\ufffd\\ufffd\\ufffd\\ufffd", "?????"},
+    };
+    for (const auto &[text, line, lines, json, xml] : cases) {
+        EXPECT_EQ(printable(text), line);
+        EXPECT_EQ(printable_lines(text), lines);
+        EXPECT_EQ(printable_json(text), json);
+        EXPECT_EQ(printable_xml(text), xml);
+    }
 }
 
 TEST_F(CommandsTest, TheBookIsKept)

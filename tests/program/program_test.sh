@@ -89,6 +89,13 @@ wrote err "bad.json:3:1: "
 run 1 check-book three.json bad.json
 run 0 check-book three.json
 
+# What a book says goes to no terminal as a command.
+for text in '"properties": [{"number": 9, "k\u009b\u001b[31m": 1}]' '"title": "T\u0085"'; do
+    printf '{"components": [], %s}' "$text" >bad.json
+    run 2 run bad.json show
+    ! grep -aP '[\x00-\x09\x0b-\x1f\x80-\x9f]' err || fail "controls of a book are printed"
+done
+
 # What cannot be read is no empty script.
 on_fresh_book 2 --script "$work"
 wrote err "Is a directory"

@@ -1,5 +1,6 @@
 #include "tools/common/program.h"
 
+#include "common/printable.h"
 #include "common/replace_file.h"
 
 #include <cstdlib>
@@ -77,11 +78,11 @@ int run_program(const Program &program, const std::function<bool()> &body)
     try {
         return body() ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (const UsageError &error) {
-        std::cerr << program.name << ": " << error.what() << "\nTry '" << program.name
-                  << " --help'.\n";
+        std::cerr << program.name << ": " << velt::printable_lines(error.what()) << "\nTry '"
+                  << program.name << " --help'.\n";
         return usage;
     } catch (const std::exception &error) {
-        std::cerr << program.name << ": " << error.what() << '\n';
+        std::cerr << program.name << ": " << velt::printable_lines(error.what()) << '\n';
         return EXIT_FAILURE;
     }
 }

@@ -2,6 +2,7 @@
 
 #include "source.h"
 
+#include "common/printable.h"
 #include "sre.h"
 #include "tools/common/file.h"
 
@@ -205,7 +206,7 @@ void read_line(std::string_view line, int number, const Charset &charset, Source
 void Errors::add(const std::string &path, int line, const std::string &reason)
 {
     any_ = true;
-    std::cerr << path << ':' << line << ": " << reason << '\n';
+    std::cerr << velt::printable(path) << ':' << line << ": " << velt::printable(reason) << '\n';
 }
 
 Source read_source(const std::string &path, const Charset &charset, Errors &errors)

@@ -2,6 +2,7 @@
 
 #include "ucod.h"
 
+#include "common/printable.h"
 #include "common/replace_file.h"
 #include "tools/common/file.h"
 #include "tools/common/program.h"
@@ -70,11 +71,11 @@ bool check(const Files &files)
         try {
             const std::string name = std::filesystem::path(path).filename();
             for (const std::string &fault : ucod_faults(read_ucod(path), name)) {
-                std::cerr << path << ": " << fault << '\n';
+                std::cerr << velt::printable(path + ": " + fault) << '\n';
                 sound = false;
             }
         } catch (const std::runtime_error &error) {
-            std::cerr << "vqucod: " << error.what() << '\n';
+            std::cerr << "vqucod: " << velt::printable(error.what()) << '\n';
             sound = false;
         }
     }
