@@ -13,7 +13,7 @@ namespace velt::host
 namespace
 {
 
-enum class Rule { book, member, after, before, any, nothing };
+enum class Rule { book, member, after, before, first, name, any, nothing };
 
 struct PropertyRow {
     IntT number;
@@ -21,8 +21,12 @@ struct PropertyRow {
     IntT type;
     Rule rule;
 
-    // Neighbours are read from the order of the book, all others from what was written.
-    constexpr bool computed() const { return rule == Rule::after || rule == Rule::before; }
+    // Told by the order of the book, or by the object itself; all others are stored.
+    constexpr bool computed() const
+    {
+        return rule == Rule::after || rule == Rule::before || rule == Rule::first ||
+               rule == Rule::name;
+    }
 };
 
 constexpr PropertyRow rows[] = {
@@ -264,9 +268,22 @@ void Model::remove(UIntT doc, UIntT id)
 Value Model::get(UIntT doc, UIntT id, const PropertyKey &key) const
 {
     const Object &from = object(doc, id);
-    const PropertyRow *behaviour = row(from.type, key);
-    if (behaviour && behaviour->computed())
-        return Value::id(neighbour(at(doc).members, id, behaviour->rule == Rule::after ? -1 : 1));
+    if (const PropertyRow *behaviour = row(from.type, key))
+        switch (behaviour->rule) {
+        case Rule::after:
+            return Value::id(neighbour(at(doc).members, id, -1));
+        case Rule::before:
+            return Value::id(neighbour(at(doc).members, id, 1));
+        case Rule::first:
+            return Value::id(from.members.empty() ? 0 : from.members.front());
+        case Rule::name:
+            return Value::string(from.name);
+        case Rule::book:
+        case Rule::member:
+        case Rule::any:
+        case Rule::nothing:
+            break;
+        }
     const auto found = from.properties.find(key);
     check(found != from.properties.end(), no_such_property);
     return found->second;
@@ -294,6 +311,13 @@ void Model::set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &
         case Rule::after:
         case Rule::before:
             return move(to, wanted, behaviour->rule == Rule::after);
+        case Rule::first:
+            check(contains(to.members, wanted), bad_value);
+            if (wanted != to.members.front())
+                move(at(wanted), to.members.front(), false);
+            return;
+        case Rule::name:
+            return rename(to, text_of(value.u.stringVal));
         case Rule::nothing:
             throw Refusal(not_permitted);
         case Rule::any:
@@ -311,6 +335,13 @@ void Model::move(const Object &component, UIntT neighbour_id, bool after)
     check(neighbour_id != component.id && contains(order, neighbour_id), bad_value);
     std::erase(order, component.id);
     order.insert(std::ranges::find(order, neighbour_id) + after, component.id);
+}
+
+void Model::rename(Object &named, const std::string &name)
+{
+    const Object *other = name.empty() ? nullptr : find(named.document, named.type, name);
+    check(!other || other == &named, bad_value);
+    named.name = name;
 }
 
 void Model::remove_property(UIntT doc, UIntT id, const PropertyKey &key)

@@ -162,6 +162,7 @@ private:
     // Writes what a client may not.
     void put(UIntT id, IntT number, Value value);
     void move(const Object &component, UIntT neighbour, bool after);
+    void rename(Object &named, const std::string &name);
 
     std::map<UIntT, Object> objects_;
     std::set<std::pair<int, IntT>> subscriptions_;

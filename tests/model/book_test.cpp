@@ -80,7 +80,7 @@ TEST(Book, RoundTripOfEveryKindAndOfQuireNames)
                                    "ber \x80pfel");
     const UIntT two = first.at(book).members.at(1);
     EXPECT_EQ(first.selected(book), two);
-    EXPECT_EQ(first.properties(book, two).size(), 15u + 3);
+    EXPECT_EQ(first.properties(book, two).size(), 15u + 4);
     const std::string written = write_book(first, book);
     EXPECT_EQ(write_book(second, read_book(written, "again", second)), written);
 

@@ -85,6 +85,7 @@ protected:
     void check_order()
     {
         ASSERT_EQ(model.object(0, book).members, reference);
+        EXPECT_EQ(id(0, book, property::first_component), reference[0]);
         for (std::size_t i = 0; i < reference.size(); i++) {
             EXPECT_EQ(id(book, reference[i], property::previous_component),
                       i == 0 ? 0 : reference[i - 1]);
@@ -113,6 +114,36 @@ TEST_F(ModelTest, EveryMoveInBothDirections)
                 }
                 check_order();
             }
+}
+
+TEST_F(ModelTest, ComponentsGetNamesAndTheFirstPlace)
+{
+    make_book(3);
+    const UIntT second = reference[1];
+    const auto rename = [&](const char *name) {
+        return status(api_vq_set_string_1{},
+                      {book, second, key(property::name), const_cast<StringT>(name)});
+    };
+    EXPECT_EQ(set_id(0, book, property::first_component, second), ok);
+    std::swap(reference[0], reference[1]);
+    check_order();
+    EXPECT_EQ(set_id(0, book, property::first_component, second), ok);
+    for (UIntT wrong : {0u, book, 4711u})
+        EXPECT_EQ(set_id(0, book, property::first_component, wrong), bad_value);
+    check_order();
+
+    EXPECT_EQ(rename("c2"), bad_value) << "another's";
+    for (const char *name : {"c1", "new", "", "new"})
+        EXPECT_EQ(rename(name), ok) << name;
+    EXPECT_EQ(object(api_vq_get_named_object_1{},
+                     {book, object_type::component, const_cast<StringT>("new")}),
+              static_cast<IntT>(second));
+    Answered<api_vq_get_string_1> name(context, {book, second, key(property::name)});
+    EXPECT_STREQ(name->result, "new");
+
+    const UIntT empty = model.create(0, object_type::book, "Empty");
+    EXPECT_EQ(id(0, empty, property::first_component), 0u);
+    EXPECT_EQ(set_id(0, empty, property::first_component, second), bad_value);
 }
 
 TEST_F(ModelTest, MovesThatCannotBe)
@@ -172,7 +203,7 @@ TEST_F(ModelTest, PropertiesWithABehaviour)
 
     Answered<api_vq_get_props_1> all(context, {book, reference[0]});
     ASSERT_EQ(all->status, ok);
-    ASSERT_EQ(all->params.len, 3u);
+    ASSERT_EQ(all->params.len, 4u);
     EXPECT_EQ(all->params.val[1].propIdent.num, property::next_component);
     EXPECT_EQ(all->params.val[1].propVal.u.intVal, static_cast<IntT>(reference[1]));
 }
