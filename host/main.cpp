@@ -24,6 +24,7 @@
 #include "host/commands.h"
 #include "host/descriptor.h"
 #include "host/input.h"
+#include "host/trace_output.h"
 #include "velt/vde/language.h"
 
 namespace
@@ -47,6 +48,8 @@ JSON Schema.
   --client-env NAME=VALUE  set a variable for the client before
   --init CODE          the code with which clients are initialised at first (1)
   --trace[=text|json]  print every call, decoded, on the standard error
+  --trace-file FILE    write the trace to FILE
+  --filter WHAT,...    trace procedures, as in "*_get_*,api_vq_alert_1", or "failures" only
   --script FILE        read commands from FILE; - is the standard input
   --language NAME      the session's language, whatever the book says
   --port-mapper WHICH  own or machine (the machine's if it answers)
@@ -80,6 +83,7 @@ struct Arguments {
     IntT init_code = 1;
     IntT language = 0; // the book's
     enum { untraced, text, json } trace = untraced;
+    std::string trace_file, filter;
     std::string script;
     enum { whichever, own, machine } port_mapper = whichever;
     std::chrono::milliseconds time_limit = std::chrono::seconds(30);
@@ -139,6 +143,8 @@ Arguments parse(int argc, char **argv)
         client_env,
         init,
         trace,
+        trace_file,
+        filter,
         script,
         port_mapper,
         time_limit,
@@ -153,6 +159,8 @@ Arguments parse(int argc, char **argv)
         {"client-env", required_argument, nullptr, client_env},
         {"init", required_argument, nullptr, init},
         {"trace", optional_argument, nullptr, trace},
+        {"trace-file", required_argument, nullptr, trace_file},
+        {"filter", required_argument, nullptr, filter},
         {"script", required_argument, nullptr, script},
         {"port-mapper", required_argument, nullptr, port_mapper},
         {"time-limit", required_argument, nullptr, time_limit},
@@ -196,6 +204,12 @@ Arguments parse(int argc, char **argv)
                 arguments.trace = Arguments::json;
             else
                 misuse("--trace=" + value + ": text or json");
+            break;
+        case trace_file:
+            arguments.trace_file = value;
+            break;
+        case filter:
+            arguments.filter = value;
             break;
         case script:
             arguments.script = value;
@@ -413,6 +427,20 @@ int check_books(const std::vector<std::string> &paths)
     return code;
 }
 
+// To a file, or of a part, is a trace too.
+std::optional<TraceOutput> trace_output(const Arguments &arguments)
+try {
+    if (arguments.trace == Arguments::untraced && arguments.trace_file.empty() &&
+        arguments.filter.empty())
+        return {};
+    return std::make_optional<TraceOutput>(arguments.trace_file, arguments.trace == Arguments::json,
+                                           TraceFilter(arguments.filter), coloured(STDERR_FILENO));
+} catch (const std::system_error &error) {
+    throw CommandError(misused, error.what());
+} catch (const std::runtime_error &error) {
+    misuse("--filter: " + std::string(error.what()));
+}
+
 // Clients of an installed host find the resources that are installed with it.
 void default_home()
 {
@@ -438,6 +466,7 @@ int run(int argc, char **argv)
     if (interactive)
         desk.ask = ask_person;
 
+    std::optional<TraceOutput> trace = trace_output(arguments);
     std::unique_ptr<Host> host;
     if (!arguments.clients.empty()) {
         Options options;
@@ -454,14 +483,8 @@ int run(int argc, char **argv)
         options.stop_at_start = arguments.debug;
         if (arguments.debug)
             options.start_limit = options.turn_limit = options.exit_limit = no_limit;
-        if (arguments.trace == Arguments::text)
-            options.trace = [colour = coloured(STDERR_FILENO)](const TraceEvent &event) {
-                std::cerr << trace_text(event, colour) << std::endl;
-            };
-        else if (arguments.trace == Arguments::json)
-            options.trace = [](const TraceEvent &event) {
-                std::cerr << trace_json(event) << std::endl;
-            };
+        if (trace)
+            options.trace = [&](const TraceEvent &event) { trace->write(event, *desk.text); };
         try {
             host = std::make_unique<Host>(std::move(options), model, desk);
         } catch (const HostError &error) {
@@ -490,6 +513,8 @@ int run(int argc, char **argv)
     carry_out(commands, arguments, host.get());
     if (host)
         host->end();
+    if (trace)
+        trace->finish();
     if (stop_signal)
         throw HostError("interrupted");
     // The desk has said which client, and how it ended.

@@ -16,12 +16,13 @@ char32_t stray(unsigned char byte)
     return byte < 0x80 ? byte : stray_bytes + byte;
 }
 
-bool is_stray(char32_t character)
-{
-    return character >= stray_bytes + 0x80 && character <= stray_bytes + 0xFF;
-}
-
 } // namespace
+
+int SessionText::stray_byte(char32_t character)
+{
+    const bool stray = character >= stray_bytes + 0x80 && character <= stray_bytes + 0xFF;
+    return stray ? static_cast<int>(character - stray_bytes) : -1;
+}
 
 std::string SessionText::to_utf8(std::string_view bytes) const
 {
@@ -48,7 +49,7 @@ std::string SessionText::from_utf8(std::string_view text) const
         throw std::runtime_error("a text is not UTF-8");
     }
     for (char32_t character : characters) {
-        const std::string encoded = character < 0x80 || is_stray(character)
+        const std::string encoded = character < 0x80 || stray_byte(character) >= 0
                                         ? std::string(1, static_cast<char>(character & 0xFF))
                                         : charset_.encode(character);
         if (encoded.empty())

@@ -23,6 +23,9 @@ public:
     // lacks.
     std::string from_utf8(std::string_view text) const;
 
+    // The byte that is such a private character, or -1.
+    static int stray_byte(char32_t character);
+
 private:
     Charset charset_;
 };

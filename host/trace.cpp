@@ -26,37 +26,46 @@ std::string format(const char *form, Values... values)
     return text.data();
 }
 
-std::string quote(const std::string &bytes)
+std::string quoted_character(char32_t c)
 {
-    std::string text = "\"";
-    for (char c : bytes.substr(0, shown_characters)) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\')
-            text += {'\\', c};
-        else if (c == '\n')
-            text += "\\n";
-        else if (c == '\t')
-            text += "\\t";
-        else if (byte < 32 || byte > 126)
-            text += format("\\x%02x", byte);
-        else
-            text += c;
+    switch (c) {
+    case U'"':
+        return "\\\"";
+    case U'\\':
+        return "\\\\";
+    case U'\n':
+        return "\\n";
+    case U'\t':
+        return "\\t";
     }
+    const int stray = SessionText::stray_byte(c);
+    if (stray >= 0 || c < 0x20)
+        return format("\\x%02x", stray >= 0 ? stray : static_cast<int>(c));
+    const std::string text = to_utf8(c);
+    return printable(text) == text ? text : format("\\u%04x", static_cast<unsigned>(c));
+}
+
+std::string quote(const std::string &bytes, const SessionText &session)
+{
+    const std::u32string characters = from_utf8(session.to_utf8(bytes));
+    std::string text = "\"";
+    for (const char32_t c : std::u32string_view(characters).substr(0, shown_characters))
+        text += quoted_character(c);
     text += '"';
-    if (bytes.size() > shown_characters)
+    if (characters.size() > shown_characters)
         text += "...";
     return text;
 }
 
-std::string show(const Json &value);
+std::string show(const Json &value, const SessionText &session);
 
 // The fields of a record, or the elements of a list, or what stands alone.
-std::string show_inside(const Json &value)
+std::string show_inside(const Json &value, const SessionText &session)
 {
     if (value.is_null())
         return {};
     if (!value.is_structured())
-        return show(value);
+        return show(value, session);
     std::string text;
     std::size_t count = 0;
     for (const auto &item : value.items()) {
@@ -68,42 +77,30 @@ std::string show_inside(const Json &value)
             count++;
             text += item.key() + "=";
         }
-        text += show(item.value());
+        text += show(item.value(), session);
     }
     return text;
 }
 
-std::string show(const Json &value)
+std::string show(const Json &value, const SessionText &session)
 {
     if (value.is_object())
-        return "{" + show_inside(value) + "}";
+        return "{" + show_inside(value, session) + "}";
     if (value.is_array())
-        return "[" + show_inside(value) + "]";
+        return "[" + show_inside(value, session) + "]";
     if (value.is_string())
-        return quote(value.get_ref<const std::string &>());
+        return quote(value.get_ref<const std::string &>(), session);
     return value.dump();
 }
 
-// A trace is valid UTF-8 whatever bytes travelled.
-Json as_characters(const Json &value)
+Json decoded(const Json &value, const SessionText &session)
 {
-    if (value.is_string()) {
-        std::string text;
-        for (char c : value.get_ref<const std::string &>()) {
-            const auto byte = static_cast<unsigned char>(c);
-            if (byte < 0x80) {
-                text += c;
-            } else {
-                text += static_cast<char>(0xC0 | byte >> 6);
-                text += static_cast<char>(0x80 | (byte & 0x3F));
-            }
-        }
-        return text;
-    }
+    if (value.is_string())
+        return session.to_utf8(value.get_ref<const std::string &>());
     Json made = value;
     if (value.is_structured())
         for (auto &element : made)
-            element = as_characters(element);
+            element = decoded(element, session);
     return made;
 }
 
@@ -136,7 +133,15 @@ std::string seconds(std::chrono::nanoseconds duration)
 
 } // namespace
 
-std::string trace_text(const TraceEvent &event, bool colour)
+bool trace_failed(const TraceEvent &event)
+{
+    const Json &result = event.result;
+    if (result.is_object() && result.contains("status"))
+        return !went_well(event) || result["status"] != 0;
+    return !went_well(event) || (result.is_number_integer() && result < 0);
+}
+
+std::string trace_text(const TraceEvent &event, const SessionText &text, bool colour)
 {
     const Painter paint(colour);
     std::string line = paint(dim, "[client " + std::to_string(event.client) + "] ");
@@ -155,22 +160,23 @@ std::string trace_text(const TraceEvent &event, bool colour)
     }
     line += paint(bold, std::string(event.procedure));
     if (event.direction == Direction::from_client)
-        line += ": " + paint(went_well(event) ? green : red, event.outcome);
+        line += ": " + paint(went_well(event) ? green : red, printable(event.outcome));
     else
-        line += "(" + show_inside(event.arguments) + ")";
+        line += "(" + show_inside(event.arguments, text) + ")";
     if (event.direction == Direction::to_host) {
         const bool answered = event.outcome == "answered";
         line += " = ";
-        line += !answered                ? paint(red, event.outcome)
-                : event.result.is_null() ? "void"
-                                         : paint(green, show(event.result));
+        line += !answered ? paint(red, printable(event.outcome))
+                : event.result.is_null()
+                    ? "void"
+                    : paint(trace_failed(event) ? red : green, show(event.result, text));
     }
     if (event.duration)
         line += paint(dim, seconds(*event.duration));
     return line;
 }
 
-std::string trace_json(const TraceEvent &event)
+std::string trace_json(const TraceEvent &event, const SessionText &text)
 {
     using std::chrono::duration;
     Json line = {
@@ -180,13 +186,13 @@ std::string trace_json(const TraceEvent &event)
         {"procedure", event.procedure},
         {"number", event.number},
         {"depth", event.depth},
-        {"arguments", as_characters(event.arguments)},
-        {"result", as_characters(event.result)},
-        {"outcome", as_characters(event.outcome)},
+        {"arguments", decoded(event.arguments, text)},
+        {"result", decoded(event.result, text)},
+        {"outcome", printable(event.outcome)},
     };
     if (event.duration)
         line["duration"] = duration<double>(*event.duration).count();
-    return line.dump();
+    return printable_json(line.dump());
 }
 
 Json json_number(std::int64_t value)

@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "apilib/fields.h"
+#include "host/text.h"
 
 namespace velt::host
 {
@@ -40,11 +41,17 @@ struct TraceEvent {
 
 using TraceSink = std::function<void(const TraceEvent &)>;
 
-// One line, without its end, in the manner of strace; what is long is shortened.
-std::string trace_text(const TraceEvent &event, bool colour);
+// Whether the call did not come to its end, or was refused: with a status other than 0, or, where
+// the answer is a bare integer, a negative one.
+bool trace_failed(const TraceEvent &event);
 
-// One JSON object on one line, complete. A byte of a string is the character of that number.
-std::string trace_json(const TraceEvent &event);
+// One line, without its end, in the manner of strace; what is long is shortened. Bytes that encode
+// nothing are shown as \xNN.
+std::string trace_text(const TraceEvent &event, const SessionText &text, bool colour);
+
+// One JSON object on one line, complete. Bytes that encode nothing are the private characters that
+// they become in book files.
+std::string trace_json(const TraceEvent &event, const SessionText &text);
 
 // The parts of which JSON is made, compiled once rather than in every record.
 Json json_number(std::int64_t value);

@@ -14,6 +14,7 @@
 
 #include "apilib/unix/process.h"
 #include "host/host.h"
+#include "host/trace_output.h"
 #include "velt/api.h"
 
 namespace velt::host
@@ -443,22 +444,27 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
 
 TEST_F(ServerTest, TraceShowsBothDirections)
 {
+    const SessionText session(0);
+    std::vector<TraceEvent> events;
     host.options().trace = [&](const TraceEvent &event) {
+        events.push_back(event);
         TraceEvent shown = event;
         if (shown.duration)
             shown.duration = 213us;
-        text.push_back(trace_text(shown, false));
-        json.push_back(trace_json(shown));
+        text.push_back(trace_text(shown, session, false));
+        json.push_back(trace_json(shown, session));
     };
     Client &client = start("");
     text.clear();
     json.clear();
-    host.notify(client, 1, 2, "a\"\n\xE9", 3);
+    events.clear();
+    host.notify(client, 1, 2, "\"\n\x8E\xA1", 3);
+    host.options().trace = nullptr;
     EXPECT_EQ(
         text,
         (Lines{
-            R"([client 3] -> vq_api_notify_1(notification=1, objectId=2, stringArg="a\"\n\xe9", intArg=3))",
-            R"([client 3]       api_vq_alert_1(str1="notify 1 2 a\"\n\xe9 3", int2=0) = 0 <0.000213>)",
+            R"([client 3] -> vq_api_notify_1(notification=1, objectId=2, stringArg="\"\né\xa1", intArg=3))",
+            R"([client 3]       api_vq_alert_1(str1="notify 1 2 \"\né\xa1 3", int2=0) = 0 <0.000213>)",
             R"([client 3]       api_vq_over_1(0) = void <0.000213>)",
             R"([client 3] <- vq_api_notify_1: handed control back <0.000213>)",
         }));
@@ -467,8 +473,23 @@ TEST_F(ServerTest, TraceShowsBothDirections)
     EXPECT_EQ(alert["procedure"], "api_vq_alert_1");
     EXPECT_EQ(alert["number"], 1008);
     EXPECT_EQ(alert["depth"], 1);
-    EXPECT_EQ(alert["arguments"]["str1"], "notify 1 2 a\"\n\u00E9 3");
+    EXPECT_EQ(alert["arguments"]["str1"], "notify 1 2 \"\né\U0010F0A1 3");
     EXPECT_EQ(alert["outcome"], "answered");
+
+    // Which of the four a filter lets through, when the alert's answer is one that refuses.
+    events[1].result = -60;
+    const std::pair<const char *, std::vector<int>> filters[] = {
+        {"", {0, 1, 2, 3}},          {"api_vq_alert_1", {1}}, {"*_over_*,*notify_1", {0, 2, 3}},
+        {"failures, api_vq_*", {1}}, {"failures", {1}},       {"*_over_1,failures", {}},
+    };
+    for (const auto &[list, wanted] : filters) {
+        std::vector<int> shown;
+        for (int i = 0; i < 4; i++)
+            if (TraceFilter(list).shows(events[static_cast<std::size_t>(i)]))
+                shown.push_back(i);
+        EXPECT_EQ(shown, wanted) << list;
+    }
+    EXPECT_THROW(TraceFilter("api_vq_alert"), std::runtime_error);
 }
 
 } // namespace

@@ -72,6 +72,9 @@ wrote err "script:2: "
 on_fresh_book 0 "${with[@]}" --trace=json "$up"
 ! grep -v '^{.*}$' err || fail "a line of the JSON trace is no object"
 wrote err '"procedure":"api_vq_set_id_1"'
+on_fresh_book 0 "${with[@]}" --trace-file trace --filter "*_id_1" "$up"
+[[ ! -s err && $(grep -c . trace) == $(grep -c '_id_1(' trace) ]] || fail "the trace file has other calls"
+on_fresh_book 1 "${with[@]}" --trace-file /dev/full
 
 # Exit codes.
 on_fresh_book 1 "expect selected a"

@@ -1,0 +1,50 @@
+// Where a trace goes, and what of it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/descriptor.h"
+#include "host/text.h"
+#include "host/trace.h"
+
+namespace velt::host
+{
+
+// Procedures by their names, with * and ? for what may differ, and `failures`: separated by commas.
+// An empty one lets all through.
+class TraceFilter
+{
+public:
+    // Throws std::runtime_error for what no procedure is called.
+    explicit TraceFilter(const std::string &list);
+    bool shows(const TraceEvent &event) const;
+
+private:
+    std::vector<std::string> patterns_;
+    bool failures_ = false;
+};
+
+class TraceOutput
+{
+public:
+    // To a file, or to the standard error for an empty name. Throws std::system_error.
+    TraceOutput(const std::string &file, bool json, TraceFilter filter, bool colour);
+
+    // Each line is one write, so that it stays whole among what others write there.
+    void write(const TraceEvent &event, const SessionText &text);
+
+    // Throws std::system_error when a file lacks a part of the trace.
+    void finish() const;
+
+private:
+    std::string name_;
+    Descriptor file_;
+    bool json_;
+    TraceFilter filter_;
+    bool colour_;
+    int error_ = 0;
+};
+
+} // namespace velt::host
