@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/book.h"
+#include "host/checks.h"
 #include "host/host.h"
 #include "host/model.h"
 #include "host/printing_desk.h"
@@ -46,8 +47,10 @@ public:
 
     // Carries out one line. Throws CommandError; false once the line is `quit`.
     bool run(std::string_view line);
-    // Line by line until the first error, which then names file and line.
-    void run_script(std::istream &script, const std::string &name);
+    // One by one up to `quit` or the first error, which then names its position. Expectations that
+    // are not met are no such error.
+    void run_script(std::istream &script, const std::string &name, Checks &checks);
+    void run_arguments(const std::vector<std::string> &arguments, Checks &checks);
     // Starts a client and initialises it; one that ends at once with control handed back has done
     // its work.
     void start(const Startable &client, IntT code);
@@ -58,9 +61,18 @@ public:
     // What may follow in a line, for completion: whole lines that begin with `line`.
     std::vector<std::string> completions(std::string_view line) const;
     static std::string help();
+    // What the help lists.
+    struct Entry {
+        std::string usage;
+        std::string_view summary;
+    };
+    static std::vector<Entry> entries();
 
 private:
     friend struct CommandTable;
+    friend struct Expectation;
+
+    bool run_at(const Position &position, std::string_view line, Checks &checks);
 
     void show();
     void select(std::string_view rest);
@@ -70,7 +82,9 @@ private:
     void message(std::string_view rest);
     void dialog(std::string_view rest);
     void answer(std::string_view rest);
-    void expect(std::string_view rest);
+    void get(std::string_view rest);
+    void set(std::string_view rest);
+    void props(std::string_view rest);
     void wait(std::string_view rest);
     void list_clients();
     void save(std::string_view rest);
@@ -85,8 +99,21 @@ private:
     void show_menu(UIntT menu, int depth);
     std::string shown(const std::string &bytes) const { return printable(text_.to_utf8(bytes)); }
     std::string sent(const std::string &text) const;
+    std::string shown(const Value &value) const;
     std::string label(const Object &item) const;
     std::vector<std::string> order() const;
+
+    // What a person calls an object: session, book, or a component as `component` finds it; and a
+    // property of it: its number, its name in the table of properties, or its name.
+    struct Address {
+        UIntT doc, id;
+    };
+    Address object(const std::string &name) const;
+    PropertyKey property(Address of, const std::string &name) const;
+    // Takes both from the beginning of the rest.
+    std::pair<Address, PropertyKey> take_property(std::string_view &rest,
+                                                  std::string_view usage) const;
+    std::optional<Value> value(Address of, const PropertyKey &key) const;
 
     Surroundings s_;
     SessionText text_;

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <memory>
@@ -51,6 +52,7 @@ JSON Schema.
   --trace-file FILE    write the trace to FILE
   --filter WHAT,...    trace procedures, as in "*_get_*,api_vq_alert_1", or "failures" only
   --script FILE        read commands from FILE; - is the standard input
+  --junit FILE         write what was expected, and what came of it, to FILE
   --language NAME      the session's language, whatever the book says
   --port-mapper WHICH  own or machine (the machine's if it answers)
   --time-limit SECONDS how long a client may take to start or to hand back control:
@@ -84,7 +86,7 @@ struct Arguments {
     IntT language = 0; // the book's
     enum { untraced, text, json } trace = untraced;
     std::string trace_file, filter;
-    std::string script;
+    std::string script, junit;
     enum { whichever, own, machine } port_mapper = whichever;
     std::chrono::milliseconds time_limit = std::chrono::seconds(30);
     bool debug = false;
@@ -92,9 +94,9 @@ struct Arguments {
     int (*tell)() = nullptr; // what is asked for instead of a run
 };
 
-[[noreturn]] void misuse(const std::string &text)
+[[noreturn]] void misuse_of_program(const std::string &text)
 {
-    throw CommandError(misused, text + "; vqhost --help tells more");
+    misuse(text + "; vqhost --help tells more");
 }
 
 std::string shown(double number)
@@ -104,21 +106,21 @@ std::string shown(double number)
     return text.str();
 }
 
-double number(const char *option, const std::string &text, double least, double most)
+double number_of(const char *option, const std::string &text, double least, double most)
 {
     char *end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     if (text.empty() || *end != '\0' || !(value >= least && value <= most))
-        misuse(std::string(option) + " " + text + ": not a number from " + shown(least) + " to " +
-               shown(most));
+        misuse_of_program(std::string(option) + " " + text + ": not a number from " + shown(least) +
+                          " to " + shown(most));
     return value;
 }
 
 std::chrono::milliseconds time_limit_of(const std::string &text)
 {
-    const double seconds = number("--time-limit", text, 0, 86400);
+    const double seconds = number_of("--time-limit", text, 0, 86400);
     if (seconds > 0 && seconds < 0.1)
-        misuse("--time-limit " + text + ": from 0.1 to 86400, or 0 for any time");
+        misuse_of_program("--time-limit " + text + ": from 0.1 to 86400, or 0 for any time");
     return seconds == 0 ? no_limit : std::chrono::milliseconds(std::lround(1000 * seconds));
 }
 
@@ -146,6 +148,7 @@ Arguments parse(int argc, char **argv)
         trace_file,
         filter,
         script,
+        junit,
         port_mapper,
         time_limit,
         debug,
@@ -162,6 +165,7 @@ Arguments parse(int argc, char **argv)
         {"trace-file", required_argument, nullptr, trace_file},
         {"filter", required_argument, nullptr, filter},
         {"script", required_argument, nullptr, script},
+        {"junit", required_argument, nullptr, junit},
         {"port-mapper", required_argument, nullptr, port_mapper},
         {"time-limit", required_argument, nullptr, time_limit},
         {"debug", no_argument, nullptr, debug},
@@ -182,18 +186,18 @@ Arguments parse(int argc, char **argv)
         case client_arg:
         case client_env:
             if (arguments.clients.empty())
-                misuse(std::string(argv[optind - 2]) +
-                       " stands behind the --client that it is for");
+                misuse_of_program(std::string(argv[optind - 2]) +
+                                  " stands behind the --client that it is for");
             if (found == client_env && value.find('=') == value.npos)
-                misuse("--client-env " + value + ": not NAME=VALUE");
+                misuse_of_program("--client-env " + value + ": not NAME=VALUE");
             (found == client_arg ? arguments.clients.back().what.arguments
                                  : arguments.clients.back().what.environment)
                 .push_back(value);
             break;
         case init: {
-            const double code = number("--init", value, -2147483648.0, 2147483647.0);
+            const double code = number_of("--init", value, -2147483648.0, 2147483647.0);
             if (code != std::floor(code))
-                misuse("--init " + value + ": not a whole number");
+                misuse_of_program("--init " + value + ": not a whole number");
             arguments.init_code = static_cast<IntT>(code);
             break;
         }
@@ -203,7 +207,7 @@ Arguments parse(int argc, char **argv)
             else if (value == "json")
                 arguments.trace = Arguments::json;
             else
-                misuse("--trace=" + value + ": text or json");
+                misuse_of_program("--trace=" + value + ": text or json");
             break;
         case trace_file:
             arguments.trace_file = value;
@@ -219,13 +223,16 @@ Arguments parse(int argc, char **argv)
             if (arguments.language == 0)
                 misuse("--language " + value + ": there is no such language");
             break;
+        case junit:
+            arguments.junit = value;
+            break;
         case port_mapper:
             if (value == "own")
                 arguments.port_mapper = Arguments::own;
             else if (value == "machine")
                 arguments.port_mapper = Arguments::machine;
             else
-                misuse("--port-mapper " + value + ": own or machine");
+                misuse_of_program("--port-mapper " + value + ": own or machine");
             break;
         case time_limit:
             arguments.time_limit = time_limit_of(value);
@@ -241,17 +248,17 @@ Arguments parse(int argc, char **argv)
             arguments.tell = tell_version;
             return arguments;
         case ':':
-            misuse(std::string(argv[optind - 1]) + ": its value is missing");
+            misuse_of_program(std::string(argv[optind - 1]) + ": its value is missing");
         default:
-            misuse(std::string(argv[optind - 1]) + ": unknown option");
+            misuse_of_program(std::string(argv[optind - 1]) + ": unknown option");
         }
     }
     if (optind == argc)
-        misuse("run needs a book file");
+        misuse_of_program("run needs a book file");
     arguments.book = argv[optind];
     arguments.commands.assign(argv + optind + 1, argv + argc);
     if (!arguments.script.empty() && !arguments.commands.empty())
-        misuse("commands come from --script or from arguments, not from both");
+        misuse_of_program("commands come from --script or from arguments, not from both");
     return arguments;
 }
 
@@ -387,12 +394,10 @@ IntT ask_person()
     return 0;
 }
 
-void carry_out(Commands &commands, const Arguments &arguments, Host *host)
+void carry_out(Commands &commands, const Arguments &arguments, Host *host, Checks &checks)
 {
     if (!arguments.commands.empty()) {
-        for (const std::string &command : arguments.commands)
-            if (!commands.run(command))
-                return;
+        commands.run_arguments(arguments.commands, checks);
     } else if (arguments.script.empty() && isatty(STDIN_FILENO)) {
         prompt(commands, host);
     } else {
@@ -406,14 +411,14 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host)
         std::istream script(&input);
         // What the input throws comes through.
         script.exceptions(std::ios::badbit);
-        commands.run_script(script, name);
+        commands.run_script(script, name, checks);
     }
 }
 
 int check_books(const std::vector<std::string> &paths)
 {
     if (paths.empty())
-        misuse("check-book needs a book file");
+        misuse_of_program("check-book needs a book file");
     ExitCode code = done;
     for (const std::string &path : paths) {
         try {
@@ -438,7 +443,7 @@ try {
 } catch (const std::system_error &error) {
     throw CommandError(misused, error.what());
 } catch (const std::runtime_error &error) {
-    misuse("--filter: " + std::string(error.what()));
+    misuse_of_program("--filter: " + std::string(error.what()));
 }
 
 // Clients of an installed host find the resources that are installed with it.
@@ -451,11 +456,8 @@ void default_home()
         setenv("VQHOME", home.c_str(), 0);
 }
 
-int run(int argc, char **argv)
+int run(const Arguments &arguments, Checks &checks)
 {
-    const Arguments arguments = parse(argc, argv);
-    if (arguments.tell)
-        return arguments.tell();
     default_home();
     Model model;
     BookFile file(arguments.book);
@@ -510,7 +512,7 @@ int run(int argc, char **argv)
             std::cerr << printable_lines(error.what()) << std::endl;
         }
     }
-    carry_out(commands, arguments, host.get());
+    carry_out(commands, arguments, host.get(), checks);
     if (host)
         host->end();
     if (trace)
@@ -519,13 +521,40 @@ int run(int argc, char **argv)
         throw HostError("interrupted");
     // The desk has said which client, and how it ended.
     if (host && !host->all_ended_well())
-        return failed;
+        checks.failed("a client ended by a signal, or with a status other than 0");
     std::cout.flush();
     if (!std::cout) {
         std::cerr << "vqhost: what it printed could not be written" << std::endl;
         return failed;
     }
     return done;
+}
+
+int run_and_check(const Arguments &arguments)
+{
+    if (arguments.tell)
+        return arguments.tell();
+    Checks checks(std::cerr);
+    int code = done;
+    std::exception_ptr error;
+    try {
+        code = run(arguments, checks);
+    } catch (const std::exception &reason) {
+        checks.failed(reason.what());
+        error = std::current_exception();
+    }
+    if (!checks.summarise() && code == done)
+        code = failed;
+    if (!arguments.junit.empty()) {
+        std::ofstream report(arguments.junit);
+        if (!(report << checks.junit(arguments.book) << std::flush)) {
+            std::cerr << "vqhost: " << arguments.junit << ": cannot be written" << std::endl;
+            code = failed;
+        }
+    }
+    if (error)
+        std::rethrow_exception(error);
+    return code;
 }
 
 } // namespace
@@ -547,9 +576,10 @@ int main(int argc, char **argv)
             return std::cout ? done : failed;
         }
         if (verb != "run")
-            misuse(verb.empty() ? "what to do?"
-                                : verb + ": unknown; there are run, check-book and schema");
-        return run(argc - 1, argv + 1);
+            misuse_of_program(verb.empty()
+                                  ? "what to do?"
+                                  : verb + ": unknown; there are run, check-book and schema");
+        return run_and_check(parse(argc - 1, argv + 1));
     } catch (const CommandError &error) {
         std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
         return error.code;

@@ -93,17 +93,6 @@ std::string show(const Json &value, const SessionText &session)
     return value.dump();
 }
 
-Json decoded(const Json &value, const SessionText &session)
-{
-    if (value.is_string())
-        return session.to_utf8(value.get_ref<const std::string &>());
-    Json made = value;
-    if (value.is_structured())
-        for (auto &element : made)
-            element = decoded(element, session);
-    return made;
-}
-
 class Painter
 {
 public:
@@ -132,6 +121,17 @@ std::string seconds(std::chrono::nanoseconds duration)
 }
 
 } // namespace
+
+Json decoded(const Json &value, const SessionText &session)
+{
+    if (value.is_string())
+        return session.to_utf8(value.get_ref<const std::string &>());
+    Json made = value;
+    if (value.is_structured())
+        for (auto &element : made)
+            element = decoded(element, session);
+    return made;
+}
 
 bool trace_failed(const TraceEvent &event)
 {

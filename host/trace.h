@@ -41,6 +41,9 @@ struct TraceEvent {
 
 using TraceSink = std::function<void(const TraceEvent &)>;
 
+// With every text in UTF-8.
+Json decoded(const Json &value, const SessionText &text);
+
 // Whether the call did not come to its end, or was refused: with a status other than 0, or, where
 // the answer is a bare integer, a negative one.
 bool trace_failed(const TraceEvent &event);

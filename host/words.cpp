@@ -53,6 +53,16 @@ std::vector<std::string> split(std::string_view text, IsSeparator is_separator, 
 
 } // namespace
 
+void fail(const std::string &text)
+{
+    throw CommandError(failed, text);
+}
+
+void misuse(const std::string &text)
+{
+    throw CommandError(misused, text);
+}
+
 std::string_view trimmed(std::string_view text)
 {
     const auto first = text.find_first_not_of(blanks);
@@ -71,6 +81,39 @@ std::vector<std::string> split_list(std::string_view text)
 {
     return split(
         text, [](char c) { return c == ','; }, true);
+}
+
+std::string take_word(std::string_view &rest)
+{
+    bool quoted = false;
+    std::size_t end = 0;
+    for (; end < rest.size() && (quoted || blanks.find(rest[end]) == blanks.npos); end++) {
+        if (rest[end] == '"')
+            quoted = !quoted;
+        else if (quoted && rest[end] == '\\')
+            end++;
+    }
+    const auto words = split_words(rest.substr(0, end));
+    rest = trimmed(rest.substr(std::min(end, rest.size())));
+    return words.empty() ? std::string() : words[0];
+}
+
+std::string as_word(const std::string &text)
+{
+    if (!text.empty() && text.find_first_of(" \t\r\n\"") == text.npos)
+        return text;
+    std::string word = "\"";
+    for (const char c : text)
+        word += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
+    return word + "\"";
+}
+
+std::string joined(const std::vector<std::string> &names)
+{
+    std::string text;
+    for (const std::string &name : names)
+        text += (text.empty() ? "" : ", ") + name;
+    return text.empty() ? "none" : text;
 }
 
 std::string whole(std::string_view rest)

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
 #include <sstream>
 
 #include "host/book.h"
@@ -37,6 +39,8 @@ protected:
     UIntT command = model.define_command(1, 1, "Go", "\x83\x65\x83\x58\x83\x67", "");
     BookFile file{"book"};
     Commands commands{{model, desk, nullptr, {}, book, file, out, false}};
+
+    Checks checks{errors};
 
     CommandsTest() { model.add_to_menu(model.menu(book_context_menu), command); }
 
@@ -113,6 +117,8 @@ TEST_F(CommandsTest, Mistakes)
     const std::pair<ExitCode, std::vector<const char *>> mistakes[] = {
         {misused, {"fly", "show me", "select", "choose", "message", "wait", "wait \"1", "help me"}},
         {misused, {"expect", "expect order", "expect weather fine", "start --init", "start 3"}},
+        {misused, {"expect not", "expect not fine", "expect alerts x", "get 1", "set 1 529 x"}},
+        {failed, {"get 1 none", "get nobody name", "set session language 3", "set 1 name 三"}},
         {misused, {"notify", "notify x", "notify 99999999999", "notify 1 2 3 4 5", "dialog 1"}},
         {misused, {"answer", "answer x"}},
         {failed, {"start", "wait 1", "notify 1", "message hello", "dialog 1 2"}},
@@ -134,16 +140,73 @@ TEST_F(CommandsTest, AlertsAreAnsweredInOrder)
     EXPECT_EQ(error("expect alert テ").first, failed) << "expected once only";
     EXPECT_EQ(error("expect alert third").first, done);
     EXPECT_EQ(error("expect alert").first, failed) << "no more alerts";
+    desk.alert(1, "fourth", 2);
+    for (const char *line : {"expect not alert x", "expect not alerts 0", "expect alerts 1",
+                             "expect alerts 0", "expect not alert"})
+        EXPECT_EQ(error(line).first, done) << line;
+}
+
+TEST_F(CommandsTest, PropertiesAreWrittenAndRead)
+{
+    for (const char *line :
+         {"set One name Four", "expect order Four, \"Two, too\", 三", "set book first_component 4",
+          "set 1 moved 1", "expect property 1 529 1", "expect not property 1 moved 0",
+          "set \"Two, too\" \"my own\" \"12\"", "expect property 2 \"my own\" 12",
+          "set 2 \"my own\" テスト", "set session 4711 -5", "expect not property session 4712"})
+        EXPECT_EQ(error(line).first, done) << line;
+    out.str("");
+    commands.run("props 2");
+    commands.run("get session 4711");
+    const std::string shown = out.str();
+    EXPECT_TRUE(shown.starts_with("\"my own\", string: テスト\n526 previous_component, id: "));
+    EXPECT_TRUE(shown.ends_with("1000000002 name, string: Two, too\n-5\n")) << shown;
+}
+
+TEST_F(CommandsTest, ExpectationsAreCountedAndReported)
+{
+    std::istringstream script("expect order a\n\nexpect selected One\nexpect alert \x1b<&\"\n");
+    commands.run_script(script, "s", checks);
+    commands.run_arguments({"show", "expect not menu none", "expect alerts 3"}, checks);
+    EXPECT_FALSE(checks.summarise());
+    EXPECT_EQ(errors.str(), "vqhost: s:1: expected order: a\n  but it is: One, Two, too, 三\n"
+                            "vqhost: s:4: expected alert: ?<&\"\n  but it is: none\n"
+                            "vqhost: argument 3: expected alerts: 3\n  but it is: 0: none\n"
+                            "vqhost: 5 expectations, 3 not met\n");
+}
+
+// Help, completion and manual know the same commands.
+TEST_F(CommandsTest, StandInTheManual)
+{
+    // Without the macros, brackets and capitals of either.
+    const auto bare = [](std::string text) {
+        for (const char *mark : {"Cm ", "Ar ", "Op ", "Oo ", "Oc ", "Fl ", "[", "]", "-", " "})
+            for (std::size_t at; (at = text.find(mark)) != text.npos;)
+                text.erase(at, std::string_view(mark).size());
+        std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
+        return text;
+    };
+    std::ifstream manual(MANUAL);
+    std::vector<std::string> told, known;
+    for (std::string line; std::getline(manual, line) && line != ".Sh BOOK FILES";)
+        if (line.starts_with(".It Cm "))
+            told.push_back(bare(line.substr(4)));
+    for (const auto &[usage, summary] : Commands::entries()) {
+        known.push_back(bare(usage));
+        const std::string words = usage.substr(0, usage.find_first_of("[A"
+                                                                      "BCDEFGHIJKLMNOPQRSTUVWXYZ"));
+        EXPECT_FALSE(commands.completions(std::string(trimmed(words))).empty()) << usage;
+    }
+    EXPECT_EQ(told, known);
 }
 
 TEST_F(CommandsTest, Scripts)
 {
     std::istringstream good("select 2\n# remark\nquit\nfly\n");
-    commands.run_script(good, "good");
+    commands.run_script(good, "good", checks);
     EXPECT_EQ(error("expect selected Two, too").first, done);
     std::istringstream bad("show\nfly\nselect 1\n");
     try {
-        commands.run_script(bad, "bad");
+        commands.run_script(bad, "bad", checks);
         FAIL();
     } catch (const CommandError &failure) {
         EXPECT_EQ(std::string(failure.what()).rfind("bad:2: unknown command", 0), 0u);
@@ -153,9 +216,12 @@ TEST_F(CommandsTest, Scripts)
 
 TEST_F(CommandsTest, Completions)
 {
-    EXPECT_EQ(commands.completions("se"), (Words{"select"}));
+    EXPECT_EQ(commands.completions("se"), (Words{"select", "set"}));
     EXPECT_EQ(commands.completions("select T"), (Words{"select Two, too"}));
     EXPECT_EQ(commands.completions("choose "), (Words{"choose テスト"}));
+    EXPECT_EQ(commands.completions("expect not sel"), (Words{"expect not selected"}));
+    EXPECT_EQ(commands.completions("get \"T"), (Words{"get \"Two, too\""}));
+    EXPECT_EQ(commands.completions("expect not property 三"), (Words{"expect not property 三"}));
     EXPECT_EQ(commands.completions("x"), Words{});
 }
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Shelfwise on vqhost, and vqhost as a program: VQHOST SHELFWISE VQHOME SOURCES.
+# Shelfwise on vqhost, and vqhost as a program: VQHOST SHELFWISE VQHOME SOURCES TEST-CLIENT.
 
 shelfwise=$2
 export VQHOME=$3
@@ -75,6 +75,18 @@ wrote err '"procedure":"api_vq_set_id_1"'
 on_fresh_book 0 "${with[@]}" --trace-file trace --filter "*_id_1" "$up"
 [[ ! -s err && $(grep -c . trace) == $(grep -c '_id_1(' trace) ]] || fail "the trace file has other calls"
 on_fresh_book 1 "${with[@]}" --trace-file /dev/full
+
+# What a client's end is expected to be makes no run fail, and else does; what nobody asked for does
+# not. The report is XML whatever was expected.
+for end in "crash signal 9" "exit 3"; do
+    dying=(--client "$5" --client-env "VQTEST=${end%% *}")
+    on_fresh_book 1 "${dying[@]}" show
+    on_fresh_book 0 "${dying[@]}" --junit report "expect exit host_test_client ${end#* }"
+done
+on_fresh_book 0 --client "$5" "notify 5" "expect not exit 1 0"
+run 2 run three.json --junit report $'expect selected \e<\x01"&\xff\n' "fly"
+xmllint --noout report || fail "the report is no XML"
+wrote report 'errors="1"'
 
 # Exit codes.
 on_fresh_book 1 "expect selected a"

@@ -1,6 +1,6 @@
 get_target_property(vqhome shelfwise-resources VELT_VQHOME)
 add_test(NAME program_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/program_test.sh
   $<TARGET_FILE:vqhost> $<TARGET_FILE:shelfwise> ${vqhome}
-  ${PROJECT_SOURCE_DIR}/clients/shelfwise/resources)
+  ${PROJECT_SOURCE_DIR}/clients/shelfwise/resources $<TARGET_FILE:host_test_client>)
 list(JOIN launcher " " words)
 set_tests_properties(program_test PROPERTIES TIMEOUT ${limit} ENVIRONMENT "LAUNCHER=${words}")
