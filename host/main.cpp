@@ -17,14 +17,13 @@
 #include <optional>
 #include <sstream>
 
-#include <editline/readline.h>
-
 #include "apilib/unix/descriptors.h"
 #include "common/replace_file.h"
 #include "host/book.h"
 #include "host/commands.h"
 #include "host/descriptor.h"
 #include "host/input.h"
+#include "host/prompt.h"
 #include "host/trace_output.h"
 #include "velt/vde/language.h"
 
@@ -269,16 +268,15 @@ bool coloured(int descriptor)
 }
 
 // Ctrl-C and its like end the host in order: its clients with it, and its registrations.
-volatile std::sig_atomic_t stop_signal;
-volatile std::sig_atomic_t stops;
+Interrupts interrupts;
 
 void watch_signals()
 {
     struct sigaction action {
     };
     action.sa_handler = [](int number) {
-        stop_signal = number;
-        stops = stops + 1;
+        interrupts.signal = number;
+        interrupts.count = interrupts.count + 1;
     };
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         sigaction(number, &action, nullptr);
@@ -286,120 +284,13 @@ void watch_signals()
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-// The prompt. The line editor calls functions without arguments of ours.
-
-Commands *prompted;
-Host *served;
-
-// The line editor is no place to throw through: what cannot be listed is not.
-char *next_completion(const char *line, int state)
-try {
-    static std::vector<std::string> found;
-    static std::size_t at;
-    if (state == 0) {
-        found = prompted->completions(line);
-        at = 0;
-    }
-    return at < found.size() ? strdup(found[at++].c_str()) : nullptr;
-} catch (const std::exception &) {
-    return nullptr;
-}
-
-char **complete(const char *line, int, int)
-{
-    rl_attempted_completion_over = 1;
-    return rl_completion_matches(line, next_completion);
-}
-
-// While a person thinks, clients are served.
-int serve_meanwhile()
-try {
-    try {
-        served->serve(std::chrono::milliseconds(20));
-    } catch (const std::exception &error) {
-        std::cerr << printable_lines(error.what()) << std::endl;
-    }
-    if (stop_signal) {
-        rl_deprep_terminal();
-        std::cerr << "\nvqhost: interrupted" << std::endl;
-        served->end();
-        std::_Exit(failed);
-    }
-    return 0;
-} catch (const std::exception &) {
-    std::_Exit(failed);
-}
-
-void prompt(Commands &commands, Host *host)
-{
-    prompted = &commands;
-    served = host;
-    static char whole_line[] = "\n";
-    rl_readline_name = const_cast<char *>("vqhost");
-    rl_basic_word_break_characters = whole_line;
-    rl_completer_word_break_characters = whole_line;
-    rl_completion_append_character = 0;
-    rl_attempted_completion_function = complete;
-    if (host)
-        rl_event_hook = serve_meanwhile;
-    using_history();
-    std::cout << "help lists the commands; quit ends." << std::endl;
-    bool warned = false;
-    const auto may_end = [&] {
-        if (warned || !commands.unsaved())
-            return true;
-        std::cerr << "The book has changed: save it, or quit again to lose the changes."
-                  << std::endl;
-        warned = true;
-        return false;
-    };
-    for (;;) {
-        const std::unique_ptr<char, void (*)(void *)> line(readline("vqhost> "), std::free);
-        if (!line) {
-            std::cout << std::endl;
-            if (may_end())
-                return;
-            continue;
-        }
-        if (*line)
-            add_history(line.get());
-        try {
-            if (!commands.run(line.get()) && may_end())
-                return;
-        } catch (const std::exception &error) {
-            std::cerr << printable_lines(error.what()) << std::endl;
-            if (stop_signal)
-                return;
-        }
-    }
-}
-
-IntT ask_person()
-{
-    while (!stop_signal) {
-        std::cout << "  answer (a number) [0]: " << std::flush;
-        std::string line;
-        if (!std::getline(std::cin, line)) {
-            // An end here is the answer to this question, not to the next.
-            std::cin.clear();
-            std::clearerr(stdin);
-        }
-        if (line.empty())
-            return 0;
-        char *end;
-        const long answer = std::strtol(line.c_str(), &end, 10);
-        if (*end == '\0' && answer == static_cast<IntT>(answer))
-            return static_cast<IntT>(answer);
-    }
-    return 0;
-}
-
-void carry_out(Commands &commands, const Arguments &arguments, Host *host, Checks &checks)
+void carry_out(Commands &commands, const Arguments &arguments, Host *host, Prompt &prompt,
+               Checks &checks)
 {
     if (!arguments.commands.empty()) {
         commands.run_arguments(arguments.commands, checks);
     } else if (arguments.script.empty() && isatty(STDIN_FILENO)) {
-        prompt(commands, host);
+        prompt.run(commands, host);
     } else {
         const bool file = !arguments.script.empty() && arguments.script != "-";
         const Descriptor opened(file ? open(arguments.script.c_str(), O_RDONLY | O_CLOEXEC) : -1);
@@ -465,8 +356,11 @@ int run(const Arguments &arguments, Checks &checks)
     PrintingDesk desk(std::cout, std::cerr);
     const bool interactive =
         arguments.commands.empty() && arguments.script.empty() && isatty(STDIN_FILENO);
+    Prompt prompt(interrupts);
     if (interactive)
-        desk.ask = ask_person;
+        desk.ask = [&] { return prompt.ask(); };
+    if (interactive || !arguments.clients.empty())
+        watch_signals();
 
     std::optional<TraceOutput> trace = trace_output(arguments);
     std::unique_ptr<Host> host;
@@ -479,8 +373,7 @@ int run(const Arguments &arguments, Checks &checks)
         else if (arguments.port_mapper == Arguments::machine)
             throw CommandError(no_mapper, "the machine's port mapper does not answer: start "
                                           "rpcbind, or leave out --port-mapper");
-        watch_signals();
-        options.interrupts = [] { return static_cast<int>(stops); };
+        options.interrupts = [] { return static_cast<int>(interrupts.count); };
         options.start_limit = options.turn_limit = arguments.time_limit;
         options.stop_at_start = arguments.debug;
         if (arguments.debug)
@@ -507,17 +400,17 @@ int run(const Arguments &arguments, Checks &checks)
             commands.start(client, arguments.init_code);
         } catch (const std::exception &error) {
             // A person is told and goes on: start is one of the commands.
-            if (!interactive || stop_signal)
+            if (!interactive || interrupts.signal)
                 throw CommandError(failed, error.what());
             std::cerr << printable_lines(error.what()) << std::endl;
         }
     }
-    carry_out(commands, arguments, host.get(), checks);
+    carry_out(commands, arguments, host.get(), prompt, checks);
     if (host)
         host->end();
     if (trace)
         trace->finish();
-    if (stop_signal)
+    if (interrupts.signal)
         throw HostError("interrupted");
     // The desk has said which client, and how it ended.
     if (host && !host->all_ended_well())
