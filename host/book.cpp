@@ -190,7 +190,8 @@ void Reader::property(const JsonNode &node, UIntT doc, UIntT id)
     if (!key || value.valType == 0)
         throw JsonError(node, "a property needs \"number\" or \"name\", and a value");
     if (key->number == property::previous_component || key->number == property::next_component ||
-        key->number == property::selected_component)
+        key->number == property::selected_component || key->number == property::first_component ||
+        key->number == property::name)
         throw JsonError(node, "the property is refused: \"components\" and \"selected\" say this");
     try {
         model_.set(doc, id, *key, value);

@@ -6,6 +6,7 @@
 
 #include "apilib/fields.h"
 #include "host/commands.h"
+#include "host/kinds.h"
 #include "host/trace.h"
 
 namespace velt::host
@@ -28,17 +29,6 @@ std::string_view name_of(IntT type, IntT number)
         if (each.type == type && each.number == number)
             return each.name;
     return {};
-}
-
-std::string_view kind_name(IntT kind)
-{
-    switch (kind) {
-#define V_KIND(code, name)                                                                         \
-    case code:                                                                                     \
-        return #name;
-#include "velt/tables/kinds.def"
-    }
-    return "unknown";
 }
 
 bool whole_number(std::string_view text)
@@ -133,7 +123,8 @@ void Commands::set(std::string_view rest)
     case kind::integer_16:
         return s_.model.set(of.doc, of.id, key, Value::integer(number<IntT>(text), wanted).get());
     }
-    fail("set writes numbers and texts; this property's kind is " + std::string(kind_name(wanted)));
+    fail("set writes numbers and texts; this property's kind is " +
+         std::string(name_of_kind(wanted)));
 }
 
 void Commands::props(std::string_view rest)
@@ -145,7 +136,7 @@ void Commands::props(std::string_view rest)
             key.number == 0 ? as_word(shown(key.name)) : std::string(name_of(type, key.number));
         if (key.number != 0)
             s_.out << key.number << (name.empty() ? "" : " ");
-        s_.out << name << ", " << kind_name(value.kind()) << ": " << shown(value) << "\n";
+        s_.out << name << ", " << name_of_kind(value.kind()) << ": " << shown(value) << "\n";
     }
     s_.out << std::flush;
 }
