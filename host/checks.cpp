@@ -15,19 +15,19 @@ std::string Position::text() const
 
 void Checks::met(const Position &position, std::string_view command)
 {
-    cases_.push_back({position, std::string(command), Case::met, {}});
+    cases_.push_back({position, std::string(command), Case::good, {}});
 }
 
 void Checks::unmet(const Position &position, std::string_view command, const std::string &why)
 {
-    cases_.push_back({position, std::string(command), Case::unmet, why});
+    cases_.push_back({position, std::string(command), Case::bad, why});
     errors_ << "vqhost: " << printable(position.text()) << ": " << printable_lines(why)
             << std::endl;
 }
 
 void Checks::failed(const std::string &why)
 {
-    cases_.push_back({{}, "the run", Case::error, why});
+    cases_.push_back({{}, "the run", Case::broken, why});
 }
 
 std::ptrdiff_t Checks::count(int outcome) const
@@ -37,12 +37,12 @@ std::ptrdiff_t Checks::count(int outcome) const
 
 bool Checks::summarise() const
 {
-    const auto met = count(Case::met), unmet = count(Case::unmet);
-    if (met + unmet != 0)
-        errors_ << "vqhost: " << met + unmet
-                << (met + unmet == 1 ? " expectation, " : " expectations, ")
-                << (unmet == 0 ? "all met" : std::to_string(unmet) + " not met") << std::endl;
-    return met == std::ssize(cases_);
+    const auto kept = count(Case::good), missed = count(Case::bad);
+    if (kept + missed != 0)
+        errors_ << "vqhost: " << kept + missed
+                << (kept + missed == 1 ? " expectation, " : " expectations, ")
+                << (missed == 0 ? "all met" : std::to_string(missed) + " not met") << std::endl;
+    return kept == std::ssize(cases_);
 }
 
 std::string Checks::junit(const std::string &book) const
@@ -51,17 +51,17 @@ std::string Checks::junit(const std::string &book) const
         return " " + std::string(name) + "=\"" + printable_xml(value) + "\"";
     };
     const std::string totals = attribute("tests", std::to_string(cases_.size())) +
-                               attribute("failures", std::to_string(count(Case::unmet))) +
-                               attribute("errors", std::to_string(count(Case::error)));
+                               attribute("failures", std::to_string(count(Case::bad))) +
+                               attribute("errors", std::to_string(count(Case::broken)));
     std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites" + totals +
                       ">\n  <testsuite" + attribute("name", book) + totals + ">\n";
     for (const auto &[position, command, outcome, why] : cases_) {
         const std::string name = position.number == 0 ? command : position.text() + ": " + command;
         xml += "    <testcase" + attribute("classname", book) + attribute("name", name);
-        if (outcome == Case::met)
+        if (outcome == Case::good)
             xml += "/>\n";
         else
-            xml += std::string("><") + (outcome == Case::unmet ? "failure" : "error") +
+            xml += std::string("><") + (outcome == Case::bad ? "failure" : "error") +
                    attribute("message", why) + "/></testcase>\n";
     }
     return xml + "  </testsuite>\n</testsuites>\n";

@@ -47,7 +47,7 @@ private:
     struct Case {
         Position position;
         std::string command;
-        enum { met, unmet, error } outcome;
+        enum { good, bad, broken } outcome;
         std::string why;
     };
     std::ptrdiff_t count(int outcome) const;
