@@ -309,7 +309,7 @@ Outcome Host::send(Client &client, unsigned number, Argument &argument)
                   &nothing, no_wait);
     if (sent == RPC_TIMEDOUT)
         return {};
-    return wrong(Outcome::failed, client,
+    return wrong(Outcome::undelivered, client,
                  std::string(callback_name(number)) + " cannot be sent: " + clnt_sperrno(sent));
 }
 
@@ -327,9 +327,9 @@ Outcome Host::wait_for_turn(Client &client, std::size_t id, std::string_view pro
                          name);
     }
     if (!client.refusal.empty())
-        return wrong(Outcome::failed, client, name + " is refused: " + client.refusal);
+        return wrong(Outcome::undelivered, client, name + " is refused: " + client.refusal);
     if (client.running && client.last_ended != id)
-        return {Outcome::failed,
+        return {Outcome::undelivered,
                 client.title() + ": lost its connection while it held control in " + name};
     if (client.last_ended != id)
         return {Outcome::died, client.title() + ": " + describe_exit(client.exit_status) +

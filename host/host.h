@@ -62,7 +62,7 @@ struct Outcome {
         busy,        // not called: the client holds control
         late,        // the time limit passed; the client may still hand over
         died,
-        failed, // not delivered, or refused by the client's dispatcher
+        undelivered, // or refused by the client's dispatcher
     };
     Kind kind = handed_back;
     std::string text = {}; // one line that names the client

@@ -241,7 +241,7 @@ TEST_F(ServerTest, ALostConnectionFailsTheTurnAtOnce)
 {
     for (const char *script : {"lose calls", "lose service"}) {
         Client &client = start(script);
-        EXPECT_EQ(host.command(client, 1).kind, Outcome::failed);
+        EXPECT_EQ(host.command(client, 1).kind, Outcome::undelivered);
         EXPECT_TRUE(desk.reported("lost its connection while it held control in vq_api_command_1"));
         EXPECT_EQ(host.command(client, 1).kind, Outcome::died) << "it is called no more";
         kill(client.pid, SIGKILL);
