@@ -3,9 +3,10 @@
 #include "host/commands.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <functional>
 #include <iomanip>
-#include <ranges>
 
 #include "host/book.h"
 #include "host/expectations.h"
@@ -14,7 +15,7 @@ namespace velt::host
 {
 
 using std::chrono::milliseconds;
-using namespace std::string_literals;
+using namespace std::literals;
 
 struct CommandTable {
     std::string_view name, arguments, summary;
@@ -467,9 +468,9 @@ bool Commands::unsaved() const
 std::vector<std::string> Commands::completions(std::string_view line) const
 {
     std::vector<std::string> all;
-    const auto offer = [&](std::string_view before, const auto &names) {
-        for (const auto &name : names)
-            all.push_back(std::string(before) + std::string(name));
+    const auto offer = [&](std::string_view before, const auto &rows, const auto &name) {
+        for (const auto &row : rows)
+            all.push_back(std::string(before) + std::string(std::invoke(name, row)));
     };
     // What stands before the last expectation, after each `not`.
     std::string_view before = line.starts_with("expect ") ? "expect " : "";
@@ -477,22 +478,20 @@ std::vector<std::string> Commands::completions(std::string_view line) const
         before = line.substr(0, before.size() + 4);
     const std::string_view rest = line.substr(before.size());
     const std::string_view word = rest.substr(0, rest.find(' '));
-    const auto label_of = [this](const Object *item) { return label(*item); };
 
     if (word.size() == rest.size()) {
         if (before.empty())
-            offer("", CommandTable::rows | std::views::transform(&CommandTable::name));
+            offer("", CommandTable::rows, &CommandTable::name);
         else
-            offer(before, Expectation::all() | std::views::transform(&Expectation::name));
+            offer(before, Expectation::all(), &Expectation::name);
     } else if (word == "select" || word == "selected") {
-        offer(std::string(before) + std::string(word) + " ", order());
+        offer(std::string(before) + std::string(word) + " ", order(), std::identity());
     } else if (word == "choose") {
-        offer("choose ", menu_items() | std::views::transform(label_of));
+        offer("choose ", menu_items(), [this](const Object *item) { return label(*item); });
     } else if (word == "get" || word == "set" || word == "props" || word == "property") {
-        std::vector<std::string> objects = {"session", "book"};
-        for (const std::string &name : order())
-            objects.push_back(as_word(name));
-        offer(std::string(before) + std::string(word) + " ", objects);
+        const std::string objects = std::string(before) + std::string(word) + " ";
+        offer(objects, std::array{"session"sv, "book"sv}, std::identity());
+        offer(objects, order(), as_word);
     }
     std::erase_if(all, [&](const std::string &each) { return !each.starts_with(line); });
     return all;

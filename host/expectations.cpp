@@ -115,12 +115,12 @@ std::span<const Expectation> Expectation::all()
          }},
         {"not", "WHAT", "it is not so",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const std::string_view name = rest.substr(0, rest.find_first_of(blanks));
-             const Expectation *other = find(name);
+             const std::string_view what = rest.substr(0, rest.find_first_of(blanks));
+             const Expectation *other = find(what);
              if (!other)
                  misuse_of("not");
-             Verdict verdict = other->check(c, trimmed(rest.substr(name.size())));
-             return {!verdict.met, std::string(name) + ": " + verdict.wanted, verdict.is};
+             Verdict verdict = other->check(c, trimmed(rest.substr(what.size())));
+             return {!verdict.met, std::string(what) + ": " + verdict.wanted, verdict.is};
          }},
     };
     return rows;

@@ -263,7 +263,9 @@ void Prompt::run(Commands &commands, Host *host)
         if (interrupts_.signal != 0) {
             if (!goes_on())
                 break;
-            std::cout << "^C (again to end)" << std::endl;
+            std::cout << (commands.unsaved() ? "^C (the book has changed: again to end and lose it)"
+                                             : "^C (again to end)")
+                      << std::endl;
             continue;
         }
         interrupted = false;

@@ -4,3 +4,8 @@ add_test(NAME program_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/program_test.sh
   ${PROJECT_SOURCE_DIR}/clients/shelfwise/resources $<TARGET_FILE:host_test_client>)
 list(JOIN launcher " " words)
 set_tests_properties(program_test PROPERTIES TIMEOUT ${limit} ENVIRONMENT "LAUNCHER=${words}")
+
+velt_test(prompt_test SOURCES program/prompt_test.cpp)
+target_compile_definitions(prompt_test PRIVATE
+  VQHOST="$<TARGET_FILE:vqhost>" TEST_CLIENT="$<TARGET_FILE:host_test_client>")
+add_dependencies(prompt_test vqhost host_test_client)

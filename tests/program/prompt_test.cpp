@@ -1,0 +1,123 @@
+// The prompt through a terminal of its own: what is typed follows what was read.
+
+#include <gtest/gtest.h>
+
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace
+{
+
+struct Step {
+    const char *shown, *typed;
+};
+
+class PromptTest : public testing::Test
+{
+protected:
+    std::string folder = testing::TempDir() + "prompt." + std::to_string(getpid());
+
+    PromptTest()
+    {
+        std::filesystem::create_directory(folder);
+        std::ofstream(folder + "/book") << R"({"title": "T", "components": [{"name": "Größe"},
+            {"name": "Grün"}, {"name": "b"}]})";
+        setenv("XDG_STATE_HOME", (folder + "/state").c_str(), 1);
+        for (const auto &[name, value] :
+             {std::pair("TERM", "xterm"), {"LC_ALL", "C"}, {"NO_COLOR", "1"}})
+            setenv(name, value, 1);
+    }
+    ~PromptTest() override { std::filesystem::remove_all(folder); }
+
+    // The exit code; each step waits for its text behind that of the step before.
+    int run(std::vector<std::string> options, const std::vector<Step> &steps)
+    {
+        options.insert(options.begin(), {VQHOST, "run", folder + "/book"});
+        std::vector<char *> words;
+        for (std::string &option : options)
+            words.push_back(option.data());
+        words.push_back(nullptr);
+        const winsize size{24, 80, 0, 0};
+        int terminal = -1;
+        const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
+        if (pid == 0) {
+            execv(words[0], words.data());
+            _exit(127);
+        }
+        std::string output;
+        for (const auto &[shown, typed] : steps) {
+            EXPECT_TRUE(read_until(terminal, output, shown)) << shown << " is not in " << output;
+            output.erase(0, output.find(shown) + std::string_view(shown).size());
+            const std::string_view keys = typed;
+            EXPECT_EQ(write(terminal, keys.data(), keys.size()), std::ssize(keys));
+        }
+        read_until(terminal, output, "what the host never says");
+        close(terminal); // which ends what has not ended
+        int status = 0;
+        waitpid(pid, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    static bool read_until(int terminal, std::string &output, const char *text)
+    {
+        char buffer[4096];
+        pollfd ready{terminal, POLLIN, 0};
+        while (output.find(text) == output.npos) {
+            const ssize_t got =
+                poll(&ready, 1, 60'000) > 0 ? read(terminal, buffer, sizeof buffer) : 0;
+            if (got <= 0)
+                return false;
+            output.append(buffer, static_cast<std::size_t>(got));
+        }
+        return true;
+    }
+};
+
+TEST_F(PromptTest, LinesAreEditedCompletedAndKept)
+{
+    const char *prompt = "vqhost> ";
+    EXPECT_EQ(run({}, {{prompt, "select G\t"},
+                       {"r", "\t"},
+                       {"select Größe\r\nselect Grün\r\n", "ü\t"},
+                       {"n ", "\n"},
+                       {prompt, "fly\x03"},
+                       {"again to end", ""},
+                       {prompt, "expect selected Grün\n"},
+                       {prompt, "fly\x03"},
+                       {"again to end", ""},
+                       {prompt, "quit\n"},
+                       {"quit again", "quit\n"}}),
+              0);
+    EXPECT_EQ(run({}, {{prompt, "\x10\x10"},
+                       {"expect selected Grün", "\x03"},
+                       {"again to end", ""},
+                       {prompt, "\x03"}}),
+              1);
+}
+
+TEST_F(PromptTest, AlertsAreAskedForAlsoWhileALineIsEdited)
+{
+    const char *question = "answer with a whole number (Enter: 0, Ctrl-D: cancel, which is -1): ";
+    EXPECT_EQ(run({"--port-mapper", "own", "--trace", "--client", TEST_CLIENT, "--client-env",
+                   "VQTEST=call after done"},
+                  {{"init 1", ""},
+                   {question, "x\n"},
+                   {"not a number", ""},
+                   {question, "\n"},
+                   {"= 0 ", ""},
+                   {"without control", ""},
+                   {question, "\x04"},
+                   {"= -1 ", ""},
+                   {question, "-7\n"},
+                   {"= -7 ", "quit\n"}}),
+              0);
+}
+
+} // namespace
