@@ -12,34 +12,17 @@
 #include <tuple>
 
 #include "common/replace_file.h"
+#include "support/folder.h"
 
 namespace
 {
 
 namespace fs = std::filesystem;
 
-std::string contents(const fs::path &path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
+using velt::test::read;
 
-// In an empty directory.
-class ReplaceFile : public testing::Test
+class ReplaceFile : public velt::test::InFolder
 {
-protected:
-    ReplaceFile()
-    {
-        std::string name = fs::temp_directory_path() / "replace-XXXXXX";
-        fs::current_path(mkdtemp(name.data()));
-    }
-    ~ReplaceFile() override
-    {
-        const fs::path directory = fs::current_path();
-        fs::current_path("/");
-        fs::remove_all(directory);
-    }
 };
 
 TEST_F(ReplaceFile, KeepsOrRefuses)
@@ -75,11 +58,11 @@ TEST_F(ReplaceFile, KeepsOrRefuses)
         std::string refusal;
         try {
             velt::replace_file(cell.path, "new");
-            EXPECT_EQ(contents(cell.path), "new") << cell.what;
+            EXPECT_EQ(read(cell.path), "new") << cell.what;
             EXPECT_LE(files(), before + 1) << cell.what;
         } catch (const std::runtime_error &error) {
             refusal = error.what();
-            EXPECT_EQ(contents("old"), "old") << cell.what;
+            EXPECT_EQ(read("old"), "old") << cell.what;
             EXPECT_EQ(files(), before) << cell.what << ": something is left";
         }
         EXPECT_EQ(refusal.empty(), !cell.refusal) << cell.what << ": " << refusal;

@@ -14,6 +14,7 @@
 #include "common/replace_file.h"
 #include "host/book.h"
 #include "host/text.h"
+#include "support/folder.h"
 #include "support/heap.h"
 
 namespace velt::host
@@ -23,24 +24,11 @@ namespace
 
 namespace fs = std::filesystem;
 
-std::string contents(const fs::path &path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
+using test::read;
 
-class BookTest : public testing::Test
+class BookTest : public test::InFolder
 {
 protected:
-    fs::path folder;
-    void SetUp() override
-    {
-        std::string name = (fs::temp_directory_path() / "book-XXXXXX").string();
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        folder = name;
-    }
-    void TearDown() override { fs::remove_all(folder); }
     std::size_t files() const
     {
         return static_cast<std::size_t>(
@@ -191,7 +179,7 @@ TEST_F(BookTest, AnAllocationThatFailsLosesNothing)
         }
         const bool failed = heap::failed();
         heap::fail_at(-1);
-        ASSERT_EQ(contents(file), saved ? complete : text) << n;
+        ASSERT_EQ(read(file), saved ? complete : text) << n;
         ASSERT_EQ(files(), 1u);
         if (!failed)
             break;
@@ -240,7 +228,7 @@ TEST_F(BookTest, AFailedSaveLeavesTheOldFile)
     setrlimit(RLIMIT_FSIZE, &limit);
     EXPECT_THROW(BookFile(file).save(model, book, true), BookError);
     setrlimit(RLIMIT_FSIZE, &old_limit);
-    EXPECT_EQ(contents(file), "old");
+    EXPECT_EQ(read(file), "old");
     EXPECT_EQ(files(), 1u);
 }
 

@@ -1,6 +1,6 @@
 // The prompt through a terminal of its own: what is typed follows what was read.
 
-#include <gtest/gtest.h>
+#include "support/folder.h"
 
 #include <poll.h>
 #include <pty.h>
@@ -8,8 +8,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 namespace
 {
@@ -18,27 +16,23 @@ struct Step {
     const char *shown, *typed;
 };
 
-class PromptTest : public testing::Test
+class PromptTest : public velt::test::InFolder
 {
 protected:
-    std::string folder = testing::TempDir() + "prompt." + std::to_string(getpid());
-
     PromptTest()
     {
-        std::filesystem::create_directory(folder);
-        std::ofstream(folder + "/book") << R"({"title": "T", "components": [{"name": "Größe"},
-            {"name": "Grün"}, {"name": "b"}]})";
-        setenv("XDG_STATE_HOME", (folder + "/state").c_str(), 1);
+        velt::test::write("book", R"({"title": "T", "components": [{"name": "Größe"},
+            {"name": "Grün"}, {"name": "b"}]})");
+        setenv("XDG_STATE_HOME", (folder / "state").c_str(), 1);
         for (const auto &[name, value] :
              {std::pair("TERM", "xterm"), {"LC_ALL", "C"}, {"NO_COLOR", "1"}})
             setenv(name, value, 1);
     }
-    ~PromptTest() override { std::filesystem::remove_all(folder); }
 
     // The exit code; each step waits for its text behind that of the step before.
     int run(std::vector<std::string> options, const std::vector<Step> &steps)
     {
-        options.insert(options.begin(), {VQHOST, "run", folder + "/book"});
+        options.insert(options.begin(), {VQHOST, "run", "book"});
         std::vector<char *> words;
         for (std::string &option : options)
             words.push_back(option.data());

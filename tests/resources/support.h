@@ -6,6 +6,8 @@
 #include "velt/vde/memory.h"
 #include "velt/vde/resources.h"
 
+#include "support/folder.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -37,36 +39,20 @@ inline std::string sre(const std::vector<std::pair<int, std::string>> &lines)
     return std::string(20, '\0') + big_endian(lines.size(), 4) + index + text;
 }
 
-inline void write(const fs::path &path, const std::string &content)
-{
-    if (path.has_parent_path())
-        fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-}
+using velt::test::read;
+using velt::test::write;
 
-inline std::string read(const fs::path &path)
-{
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-// In an empty directory, with no place for resource files set and no strings loaded.
-class Resources : public testing::Test
+// With no place for resource files set and no strings loaded.
+class Resources : public velt::test::InFolder
 {
 protected:
-    Resources() : before_(fs::current_path())
+    Resources()
     {
-        std::string name = fs::temp_directory_path() / "velt-resources-XXXXXX";
-        directory_ = mkdtemp(name.data());
-        fs::current_path(directory_);
         unsetenv("HOME");
         unsetenv("VQHOME");
     }
     ~Resources() override
     {
-        fs::current_path(before_);
-        fs::remove_all(directory_);
         if (VdeInstance == nullptr)
             return;
         V_Free(VdeInstance->srIndex);
@@ -99,11 +85,6 @@ protected:
         V_SrGetN(id, text, sizeof text);
         return text;
     }
-
-    fs::path directory_;
-
-private:
-    fs::path before_;
 };
 
 #endif

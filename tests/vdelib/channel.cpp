@@ -1,3 +1,4 @@
+#include "support/folder.h"
 #include "vdelib/paths.h"
 
 #include <cerrno>
@@ -27,39 +28,26 @@ extern "C" int __wrap_lstat(const char *name, struct stat *status)
     return result;
 }
 
-// A directory of the test's own, which is also the place for temporary files.
-class Channels : public testing::Test
+// The folder is also the place for temporary files.
+class Channels : public velt::test::InFolder
 {
 protected:
-    Channels()
-    {
-        char name[] = "/tmp/velt-XXXXXX";
-        dir = mkdtemp(name);
-    }
-    ~Channels() override { fs::remove_all(dir); }
-
     Path path(const std::string &name)
     {
-        return Path(V_UnixToFilePath((dir / name).c_str(), nullptr));
+        return Path(V_UnixToFilePath((folder / name).c_str(), nullptr));
     }
     V_ChannelT *open(const std::string &name, const char *mode)
     {
         return V_ChannelOpen(path(name).get(), mode);
     }
-    std::string content(const std::string &name)
-    {
-        std::ifstream in(dir / name);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-
-    fs::path dir;
+    std::string content(const std::string &name) { return velt::test::read(folder / name); }
 };
 
 TEST_F(Channels, Move)
 {
     V_ChannelT *ch = open("f", "w+");
     ASSERT_NE(ch, nullptr);
-    EXPECT_EQ(ch->name, dir / "f");
+    EXPECT_EQ(ch->name, folder / "f");
     EXPECT_EQ(V_ChannelWrite("abcdef", 2, 3, ch), 3);
     EXPECT_EQ(V_ChannelSeek(ch, -4, 2), 0);
     EXPECT_EQ(V_ChannelSize(ch), 6);
@@ -181,12 +169,12 @@ void tmp_names(const char *tmpdir, const std::string &expected)
 
 TEST_F(Channels, TemporaryFiles)
 {
-    std::ofstream(dir / "file");
+    std::ofstream(folder / "file");
     tmp_names(nullptr, "/tmp");
     tmp_names("", "/tmp");
-    tmp_names((dir / "file").c_str(), "/tmp");
-    tmp_names(dir.c_str(), dir);
-    fs::path deep = dir;
+    tmp_names((folder / "file").c_str(), "/tmp");
+    tmp_names(folder.c_str(), folder);
+    fs::path deep = folder;
     while (deep.native().size() < 1020)
         fs::create_directory(deep /= std::string(200, 'd'));
     tmp_names(deep.c_str(), deep);
@@ -206,12 +194,12 @@ TEST_F(Channels, TemporaryFiles)
 
 TEST_F(Channels, NobodySlipsAFileUnderATemporaryName)
 {
-    std::ofstream(dir / "victim") << "precious";
+    std::ofstream(folder / "victim") << "precious";
     std::vector<fs::path> planted;
     const auto make = [&](size_t times) {
         meanwhile = [&planted, times, this](const char *name) {
             if (planted.size() < times)
-                fs::create_symlink(dir / "victim", planted.emplace_back(name));
+                fs::create_symlink(folder / "victim", planted.emplace_back(name));
         };
         V_ChannelT *ch = V_ChannelMakeTmp();
         meanwhile = nullptr;
@@ -230,8 +218,8 @@ TEST_F(Channels, NobodySlipsAFileUnderATemporaryName)
 
 TEST_F(Channels, QueriesAndDeletion)
 {
-    std::ofstream(dir / "f") << "x";
-    fs::permissions(dir / "f", fs::perms::owner_read);
+    std::ofstream(folder / "f") << "x";
+    fs::permissions(folder / "f", fs::perms::owner_read);
     const Path paths[] = {path("."), path("f"), path("none")};
     V_FilePathT *here = paths[0].get(), *file = paths[1].get(), *none = paths[2].get();
     EXPECT_EQ(V_FileExists(here), 0);
@@ -251,10 +239,10 @@ TEST_F(Channels, QueriesAndDeletion)
     EXPECT_EQ(V_DeleteFile(here), -1);
     EXPECT_EQ(V_DeleteFile(none), -1);
     EXPECT_EQ(V_DeleteFile(nullptr), -1);
-    EXPECT_TRUE(fs::exists(dir / "f"));
+    EXPECT_TRUE(fs::exists(folder / "f"));
     EXPECT_EQ(V_DeleteFile(file), 0);
     EXPECT_EQ(V_DeleteFile(here), 0);
-    EXPECT_FALSE(fs::exists(dir));
+    EXPECT_FALSE(fs::exists(folder));
 }
 
 TEST_F(Channels, NamesInAnotherEncodingOnThePlatform)
@@ -262,14 +250,14 @@ TEST_F(Channels, NamesInAnotherEncodingOnThePlatform)
     const InLocale euc(vdeLocaleIsEUC);
     V_ChannelT *ch = open("\x83\x5C", "w");
     ASSERT_NE(ch, nullptr);
-    EXPECT_TRUE(fs::exists(dir / "\xA5\xBD"));
+    EXPECT_TRUE(fs::exists(folder / "\xA5\xBD"));
     const Path path(V_GetFilePath(ch));
     EXPECT_EQ(V_FileExists(path.get()), 1);
     EXPECT_EQ(V_ChannelCloseTmp(ch), 0);
-    EXPECT_FALSE(fs::exists(dir / "\xA5\xBD"));
-    std::ofstream(dir / "\xA5\xBD");
+    EXPECT_FALSE(fs::exists(folder / "\xA5\xBD"));
+    std::ofstream(folder / "\xA5\xBD");
     EXPECT_EQ(V_DeleteFile(path.get()), 0);
-    EXPECT_TRUE(fs::is_empty(dir));
+    EXPECT_TRUE(fs::is_empty(folder));
     EXPECT_EQ(open("\x83", "w"), nullptr); // cut off inside a character
     const Path odd(VdeFilePathSimpleCreate("\x83"));
     EXPECT_EQ(V_DeleteFile(odd.get()), -1);

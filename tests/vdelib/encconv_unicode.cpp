@@ -1,3 +1,4 @@
+#include "support/folder.h"
 #include "vdelib/encconv.h"
 
 #include <dlfcn.h>
@@ -93,23 +94,13 @@ TEST(Unicode, LongTextIsThatOfItsCharacters)
         EXPECT_EQ(VdeTextEncStringToLString("a", enc), nullptr);
 }
 
-class TableFiles : public testing::Test
+class TableFiles : public velt::test::InFolder
 {
 protected:
-    TableFiles()
-    {
-        char name[] = "/tmp/ucod.XXXXXX";
-        dir = mkdtemp(name);
-        std::filesystem::create_directory(dir / "unicode");
-    }
-    ~TableFiles() override { std::filesystem::remove_all(dir); }
-
     void write(const std::string &name, const std::string &contents) const
     {
-        std::ofstream{dir / "unicode" / (name + ".UCOD")} << contents;
+        velt::test::write(folder / "unicode" / (name + ".UCOD"), contents);
     }
-
-    std::filesystem::path dir;
 };
 
 // One test, since the tables stay for as long as the process lives. What is in the built ones, the
@@ -133,7 +124,7 @@ TEST_F(TableFiles, GiveTheEastAsianCharacters)
     write("BIG5", good);
     for (const std::string &file : bad) {
         write("JISX0208.ShiftJIS", file);
-        V_FdeInitUnicode(dir.c_str());
+        V_FdeInitUnicode(folder.c_str());
         EXPECT_EQ(VdeTextEncStringToLString("\x81\x40", 6), nullptr);
         write("BIG5", file); // whose table is there, and stays
         EXPECT_EQ(utf8("\xA1\x40 \x81", 8), std::nullopt);
@@ -141,7 +132,7 @@ TEST_F(TableFiles, GiveTheEastAsianCharacters)
     write("BIG5",
           bytes({0xA1, 0xA1, 0x20, 0x21, 0, ' ', 0, 'x', 0x40, 0x41, 0x30, 0, 0x30, 1}) + "x");
     for (int i = 0; i < 2; ++i) {
-        V_FdeInitUnicode(dir.c_str());
+        V_FdeInitUnicode(folder.c_str());
         EXPECT_EQ(utf8("\xA1\x40\xA1\x41!!\n ?\xA1", 8), "\u3000\u3001xx ");
         write("BIG5", "");
     }
@@ -150,30 +141,30 @@ TEST_F(TableFiles, GiveTheEastAsianCharacters)
     write("JISX0208.ShiftJIS", good);
     for (int successes = 0; successes < 2; ++successes) { // the file, the table
         const FailingHeap heap{successes};
-        V_FdeInitUnicode(dir.c_str());
+        V_FdeInitUnicode(folder.c_str());
         EXPECT_EQ(VdeTextEncStringToLString("\x81\x40", 6), nullptr) << successes;
     }
     V_FdeInitUnicode(nullptr);
     // Control characters are the host's, whatever the file says.
     write("JISX0208.ShiftJIS", bytes({0x81, 0x81, 8, 10, 0, 'x', 0, 'x', 0, 'x'}) + good.substr(4));
-    V_FdeInitUnicode((dir.string() + "/").c_str());
+    V_FdeInitUnicode((folder.string() + "/").c_str());
     EXPECT_EQ(utf8("\x81\x40\x08\n\x81\x41", 6), "\u3000\t\u2029\u3001");
 }
 
 TEST_F(TableFiles, AreReadWhole)
 {
     write("some", "contents");
-    for (const std::string &path : {dir.string(), dir.string() + "/"}) {
+    for (const std::string &path : {folder.string(), folder.string() + "/"}) {
         const Owned<UCharT> block{VdeGetPackedUnicodeInfo("some", path.c_str())};
         ASSERT_NE(block, nullptr);
         EXPECT_EQ(std::string(block.get(), block.get() + 8), "contents");
     }
     EXPECT_EQ(VdeGetPackedUnicodeInfo("some", ""), nullptr);
     EXPECT_EQ(VdeGetPackedUnicodeInfo("some", nullptr), nullptr);
-    EXPECT_EQ(VdeGetPackedUnicodeInfo("other", dir.c_str()), nullptr);
-    std::filesystem::create_directory(dir / "unicode" / "folder.UCOD");
-    EXPECT_EQ(VdeGetPackedUnicodeInfo("folder", dir.c_str()), nullptr);
-    const std::string far = dir.string() + std::string(300, '/');
+    EXPECT_EQ(VdeGetPackedUnicodeInfo("other", folder.c_str()), nullptr);
+    std::filesystem::create_directory(folder / "unicode" / "folder.UCOD");
+    EXPECT_EQ(VdeGetPackedUnicodeInfo("folder", folder.c_str()), nullptr);
+    const std::string far = folder.string() + std::string(300, '/');
     EXPECT_EQ(VdeGetPackedUnicodeInfo("some", far.c_str()), nullptr);
 }
 
