@@ -2,8 +2,8 @@
 // failures, control and its hand-overs, the watch on the host's life, connecting to a session that
 // runs.
 
+#include "api/client_process.h"
 #include "api/raw_host.h"
-
 #include "apilib/unix/transport/transport.h"
 #include "transport/service_process.h"
 
@@ -21,9 +21,6 @@ namespace
 constexpr rpcprog_t client_program = 0x20000101;
 constexpr rpcvers_t client_version = 3;
 constexpr rpcprog_t session_program = 0x20000200;
-constexpr int own_descriptor = 20;
-constexpr int log_descriptor = 21;
-constexpr int hang = 300'000; // milliseconds that pass only when something hangs
 
 std::string identity(pid_t host, const std::string &rest)
 {
@@ -38,80 +35,6 @@ std::string counted(const std::string &what)
     return text(words({static_cast<UIntT>(what.size())}) + what +
                 std::string((4 - what.size() % 4) % 4, '\0'));
 }
-
-using Environment = std::map<std::string, std::string>;
-
-class ClientProcess
-{
-public:
-    explicit ClientProcess(Environment environment)
-    {
-        int out[2], err[2], own[2];
-        for (int *ends : {out, err, own})
-            EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-        environment["SESSION_LOG"] = std::to_string(log_descriptor);
-        id = fork();
-        if (id == 0) {
-            unsetenv("VQAPIX");
-            for (auto &[name, value] : environment)
-                setenv(name.c_str(), value.c_str(), 1);
-            dup2(err[1], STDERR_FILENO);
-            dup2(own[0], own_descriptor);
-            dup2(out[1], log_descriptor);
-            execl(SESSION_CLIENT, SESSION_CLIENT, nullptr);
-            _exit(127);
-        }
-        close(out[1]);
-        close(err[1]);
-        close(own[0]);
-        log = out[0];
-        errors = err[0];
-        own_end = own[1];
-    }
-    ~ClientProcess()
-    {
-        if (id > 0) {
-            kill(id, SIGKILL);
-            waitpid(id, nullptr, 0);
-        }
-        for (int fd : {log, errors, own_end})
-            close(fd);
-    }
-    ClientProcess(const ClientProcess &) = delete;
-    ClientProcess &operator=(const ClientProcess &) = delete;
-
-    // The next line of the client's log or error stream; empty at the end, or when none comes.
-    std::string line() { return line_of(log); }
-    std::string error() { return line_of(errors); }
-    int exit_status()
-    {
-        int status = -1;
-        EXPECT_EQ(waitpid(id, &status, 0), id);
-        id = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    int own_end;
-
-private:
-    static std::string line_of(int fd)
-    {
-        std::string line;
-        char byte;
-        for (;;) {
-            pollfd wait{fd, POLLIN, 0};
-            if (poll(&wait, 1, hang) != 1)
-                return line + " (and no more)";
-            if (read(fd, &byte, 1) != 1 || byte == '\n')
-                return line;
-            line += byte;
-        }
-    }
-
-    pid_t id;
-    int log;
-    int errors;
-};
 
 // The host's connection to a client's service, as plain bytes.
 class Caller
@@ -491,12 +414,21 @@ TEST_F(Session, AWatcherInstalledLaterHearsOfAllDescriptors)
     EXPECT_EQ(client->exit_status(), 0);
 }
 
+// The id of a process that has ended, and is kept until it is waited for.
+pid_t zombie()
+{
+    const pid_t child = fork();
+    if (child == 0)
+        execl("/bin/true", "true", nullptr);
+    siginfo_t what;
+    waitid(P_PID, static_cast<id_t>(child), &what, WEXITED | WNOWAIT);
+    return child;
+}
+
 // A process id that is no longer in use.
 pid_t dead()
 {
-    pid_t child = fork();
-    if (child == 0)
-        execl("/bin/true", "true", nullptr);
+    const pid_t child = zombie();
     waitpid(child, nullptr, 0);
     return child;
 }
@@ -504,17 +436,13 @@ pid_t dead()
 TEST_F(Session, EndsWithTheHostsProcess)
 {
     // A process that has ended stays until its parent, this one, asks for its status.
-    const pid_t ended = fork();
-    if (ended == 0)
-        _exit(0);
-    siginfo_t what;
-    waitid(P_PID, static_cast<id_t>(ended), &what, WEXITED | WNOWAIT);
-    for (pid_t pid : {dead(), ended}) {
+    const pid_t kept = zombie();
+    for (pid_t pid : {dead(), kept}) {
         start({{"VQAPIX", identity(pid, "-4.tester")}, {"SHORT_WAIT", ""}});
         says({"emergency", ""});
         EXPECT_EQ(client->exit_status(), 1);
     }
-    waitpid(ended, nullptr, 0);
+    waitpid(kept, nullptr, 0);
 }
 
 TEST_F(Session, EndsWithTheHostsConnection)
