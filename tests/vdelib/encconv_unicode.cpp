@@ -2,6 +2,7 @@
 #include "vdelib/encconv.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -164,6 +165,8 @@ TEST_F(TableFiles, AreReadWhole)
     EXPECT_EQ(VdeGetPackedUnicodeInfo("other", folder.c_str()), nullptr);
     std::filesystem::create_directory(folder / "unicode" / "folder.UCOD");
     EXPECT_EQ(VdeGetPackedUnicodeInfo("folder", folder.c_str()), nullptr);
+    EXPECT_EQ(mkfifo((folder / "unicode" / "pipe.UCOD").c_str(), 0600), 0);
+    EXPECT_EQ(VdeGetPackedUnicodeInfo("pipe", folder.c_str()), nullptr);
     const std::string far = folder.string() + std::string(300, '/');
     EXPECT_EQ(VdeGetPackedUnicodeInfo("some", far.c_str()), nullptr);
 }

@@ -10,8 +10,10 @@
 #include "velt/vde/strings.h"
 
 #include <cstdio>
+#include <fcntl.h>
 #include <memory>
 #include <span>
+#include <unistd.h>
 
 namespace
 {
@@ -60,7 +62,11 @@ Bytes read_packed(const char *base_name, const char *dir)
     }
     if (V_StrLen(path) != length)
         return {}; // a name cut short is another file's
-    const Owned<std::FILE> file{std::fopen(path, "r")};
+    // Nobody is waited for who may write to a pipe.
+    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const Owned<std::FILE> file{descriptor < 0 ? nullptr : fdopen(descriptor, "r")};
+    if (file == nullptr && descriptor >= 0)
+        close(descriptor);
     return file != nullptr ? read_whole(file.get()) : Bytes{};
 }
 
