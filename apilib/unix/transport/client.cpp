@@ -360,8 +360,8 @@ CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t vers
 {
     const int fd = open_connection(address, deadline, from);
     auto callee = Callee::trusted;
-    // Only root can have such a port, and that process may have given up being root.
-    if (fd >= 0 && ntohs(address.sin_port) >= IPPORT_RESERVED)
+    // The machine's port mapper may have given up being root.
+    if (fd >= 0 && ntohs(address.sin_port) != PMAPPORT)
         callee = identify_callee(fd, address);
     if (callee == Callee::refused) {
         close(fd);
