@@ -42,6 +42,9 @@ struct Connection : Waiter {
     void pace();
 };
 
+// Why a connection is turned away.
+enum class Refusal { unknown, elsewhere, stranger, too_many, no_memory, count };
+
 // A service that is listening.
 struct Listener : Waiter {
     static constexpr std::size_t most_machines = 16;
@@ -53,10 +56,10 @@ struct Listener : Waiter {
     in_addr_t machines[most_machines];
     std::size_t machine_count = 0;
     Time rests_until = 0;
-    bool reported = false;
+    Time silent_until[static_cast<int>(Refusal::count)] = {};
 
     Listener(int fd, const Service &of);
-    void turn_away(const char *why, const sockaddr_in &peer);
+    void turn_away(Refusal why, const sockaddr_in &peer);
 };
 
 void accept_on(Listener &listener);

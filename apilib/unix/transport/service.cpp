@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 #include <netinet/tcp.h>
 #include <new>
 #include <sys/socket.h>
@@ -273,16 +274,23 @@ Listener::Listener(int fd, const Service &of) : Waiter(listener, fd), service(of
     handle.xp_p1 = this;
 }
 
-void Listener::turn_away(const char *why, const sockaddr_in &peer)
+void Listener::turn_away(Refusal why, const sockaddr_in &peer)
 {
-    if (reported || !service.report)
+    static constexpr const char *reasons[] = {"the system does not tell whose it is",
+                                              "only the host's machine may speak here",
+                                              "only root and the same user may speak here",
+                                              "there are too many connections", "no memory"};
+    static_assert(std::size(reasons) == static_cast<int>(Refusal::count));
+    // A peer that comes again and again is not heard of each time.
+    Time &until = silent_until[static_cast<int>(why)];
+    if (now() < until || !service.report)
         return;
-    // Once: a peer that comes again and again is not heard of each time.
-    reported = true;
+    until = after_seconds(60);
     char text[160];
     char address[INET_ADDRSTRLEN];
     inet_ntop(AF_INET, &peer.sin_addr, address, sizeof address);
-    std::snprintf(text, sizeof text, "turned away a connection from %s: %s", address, why);
+    std::snprintf(text, sizeof text, "turned away a connection from %s: %s", address,
+                  reasons[static_cast<int>(why)]);
     service.report(service.context, text);
 }
 
@@ -301,21 +309,21 @@ void accept_on(Listener &to)
     Speaker speaker = identify(fd, peer, to.machines, to.machine_count);
     if (speaker == Speaker::unknown && out_of_descriptors() && spare_one())
         speaker = identify(fd, peer, to.machines, to.machine_count);
-    const char *refusal = nullptr;
-    if (speaker == Speaker::gone) {
-        close(fd);
-        return;
-    }
+    Served *made = nullptr;
+    Refusal refusal = Refusal::no_memory;
     if (speaker != Speaker::trusted)
-        refusal = speaker == Speaker::unknown     ? "the system does not tell whose it is"
-                  : speaker == Speaker::elsewhere ? "only the host's machine may speak here"
-                                                  : "only root and the same user may speak here";
+        refusal = speaker == Speaker::unknown     ? Refusal::unknown
+                  : speaker == Speaker::elsewhere ? Refusal::elsewhere
+                                                  : Refusal::stranger;
     else if (!is_room() && !spare_one())
-        refusal = "there are too many connections";
-    Served *made = refusal ? nullptr : make<Served>(fd, peer, to);
+        refusal = Refusal::too_many;
+    else
+        made = make<Served>(fd, peer, to);
     if (!made) {
         close(fd);
-        return to.turn_away(refusal ? refusal : "no memory", peer);
+        if (speaker != Speaker::gone)
+            to.turn_away(refusal, peer);
+        return;
     }
     const int on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
