@@ -53,7 +53,7 @@ JSON Schema.
   --script FILE        read commands from FILE; - is the standard input
   --junit FILE         write what was expected, and what came of it, to FILE
   --language NAME      the session's language, whatever the book says
-  --port-mapper WHICH  own or machine (the machine's if it answers)
+  --port-mapper WHICH  own or machine (the machine's if clients can use it)
   --time-limit SECONDS how long a client may take to start or to hand back control:
                        0.1 to 86400 (30), or 0 for any time
   --debug              stop each client at its first instruction until a debugger lets it
@@ -368,11 +368,13 @@ int run(const Arguments &arguments, Checks &checks)
         Options options;
         // A client of another session may have started this one.
         unsetenv("VQPMAP");
-        if (arguments.port_mapper != Arguments::own && MachinePortMapper::answers())
-            options.port_mapper = std::make_shared<MachinePortMapper>();
-        else if (arguments.port_mapper == Arguments::machine)
-            throw CommandError(no_mapper, "the machine's port mapper does not answer: start "
-                                          "rpcbind, or leave out --port-mapper");
+        if (arguments.port_mapper != Arguments::own) {
+            const std::string hindrance = MachinePortMapper::hindrance();
+            if (hindrance.empty())
+                options.port_mapper = std::make_shared<MachinePortMapper>();
+            else if (arguments.port_mapper == Arguments::machine)
+                throw CommandError(no_mapper, hindrance + ", or leave out --port-mapper");
+        }
         options.interrupts = [] { return static_cast<int>(interrupts.count); };
         options.start_limit = options.turn_limit = arguments.time_limit;
         options.stop_at_start = arguments.debug;

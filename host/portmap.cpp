@@ -1,11 +1,14 @@
 #include "host/portmap.h"
 
 #include <arpa/inet.h>
+#include <netdb.h>
 #include <rpc/pmap_prot.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <system_error>
 
 #include "apilib/routines.h"
@@ -28,6 +31,19 @@ constexpr std::size_t most_registrations = 4096;
 bool MachinePortMapper::answers()
 {
     return mapper_answers(time_to_answer);
+}
+
+std::string MachinePortMapper::hindrance()
+{
+    if (!answers())
+        return "the machine's port mapper does not answer: start rpcbind";
+    // Clients ask it by the machine's name.
+    char name[HOST_NAME_MAX + 1] = "";
+    gethostname(name, sizeof name - 1);
+    if (!gethostbyname(name))
+        return "this machine's name, " + std::string(name) +
+               ", has no address: give it one in /etc/hosts";
+    return {};
 }
 
 bool MachinePortMapper::set(const Registration &registration)

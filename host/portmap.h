@@ -43,8 +43,10 @@ public:
 class MachinePortMapper : public PortMapper
 {
 public:
-    // Whether it can be used; takes a second at most.
+    // Whether it answers; takes a second at most.
     static bool answers();
+    // Why it is of no use for clients, and what helps; empty when they can use it.
+    static std::string hindrance();
 
     bool set(const Registration &registration) override;
     bool unset(UIntT program, UIntT version) override;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The library and vqhost with the machine's port mapper: RPCBIND-TESTS VQHOST CLIENT BOOK. Needs root,
-# for a network and a /run of its own in which rpcbind is started.
+# for a network, a name and a /run of its own in which rpcbind is started.
 set -euo pipefail
 PATH=$PATH:/usr/sbin
 
@@ -12,14 +12,16 @@ skip() {
 if [[ ${1-} != inside ]]; then
     [[ $EUID == 0 ]] || skip "needs root, to start rpcbind"
     command -v rpcbind >/dev/null || skip "rpcbind is not installed"
-    unshare --net --mount true 2>/dev/null || skip "the machine makes no namespaces"
-    exec unshare --net --mount "$0" inside "$@"
+    unshare --net --mount --uts true 2>/dev/null || skip "the machine makes no namespaces"
+    exec unshare --net --mount --uts "$0" inside "$@"
 fi
 tests=$2 client=$4 book=$5
 read -ra launcher <<<"${LAUNCHER-}"
 vqhost=("${launcher[@]}" "$3")
 
 ip link set lo up
+name=/proc/sys/kernel/hostname
+echo localhost >$name
 mount --make-rprivate /
 mount -t tmpfs none /run
 work=$(mktemp -d)
@@ -47,6 +49,13 @@ programs() { # NUMBER
     [[ $(rpcinfo -p 127.0.0.1 2>/dev/null | grep -cv -e portmapper -e program) == "$1" ]]
 }
 
+refused() { # REASON
+    local code=0
+    "${vqhost[@]}" run "$book" --time-limit 600 --client "$client" --port-mapper machine quit \
+        2>"$work/error" || code=$?
+    { [[ $code == 3 ]] && grep -qF "$1" "$work/error"; } || fail "status $code: $(cat "$work/error")"
+}
+
 until_so "rpcbind does not answer" rpcinfo -p 127.0.0.1 >/dev/null
 "${launcher[@]}" "$tests"
 
@@ -60,10 +69,15 @@ echo quit >&3
 wait $host || fail "vqhost ended with $?"
 programs 0 || fail "something stays registered"
 
+echo "== Where the machine's name has no address, the host has a port mapper of its own"
+echo nowhere.invalid >$name
+"${vqhost[@]}" run "$book" --time-limit 600 --client "$client" "expect running $(basename "$client")" ||
+    fail "vqhost ended with $?"
+refused "nowhere.invalid, has no address"
+echo localhost >$name
+
 echo "== One that has stopped holds nobody up"
 kill -STOP $rpcbind
 "${vqhost[@]}" run "$book" --time-limit 600 --client "$client" "expect running $(basename "$client")" ||
     fail "vqhost ended with $?"
-code=0
-"${vqhost[@]}" run "$book" --time-limit 600 --client "$client" --port-mapper machine quit 2>"$work/error" || code=$?
-{ [[ $code == 3 ]] && grep -q "start rpcbind" "$work/error"; } || fail "status $code: $(cat "$work/error")"
+refused "start rpcbind"
