@@ -366,6 +366,21 @@ TEST_F(Calls, DoNotWaitForAcknowledgements)
     EXPECT_NE(immediate, 0);
 }
 
+TEST_F(Calls, WithoutAnAnswerAreToldOfOnce)
+{
+    const std::string words = "the host does not answer calls any more";
+    host.answer([](const HostCall &) { return HostReply{HostReply::hang_up, {}}; });
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(V_ApiGetInt(1, 2, 3), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 3; i++)
+        EXPECT_EQ(V_ApiGetInt(1, 2, 3), 0);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_NE(told.find(words), told.npos);
+    EXPECT_EQ(told.find(words), told.rfind(words));
+}
+
 TEST(Call, WithoutASessionIsUnanswered)
 {
     CLIENT *const session = std::exchange(velt_client, nullptr);
