@@ -249,13 +249,19 @@ UIntT Reader::selected(const JsonNode &node, UIntT book)
 // Without the language, no text can be read.
 void Reader::session(const JsonNode &root, IntT language)
 {
-    const JsonNode *named = member(root, "language");
-    const std::string name = named ? utf8_in(*named) : V_LanguageString(V_language_usenglish);
-    const IntT number = V_LanguageNumber(name.c_str());
-    if (number == V_language_none)
-        throw JsonError(*named, "unknown language \"" + name + "\"");
-    session_.emplace(language != 0 ? language : number);
-    model_.set_language(language != 0 ? language : number);
+    if (const JsonNode *named = member(root, "language")) {
+        const std::string name = utf8_in(*named);
+        IntT books = V_language_none;
+        try {
+            books = language_number(name);
+        } catch (const std::runtime_error &error) {
+            throw JsonError(*named, error.what());
+        }
+        language = language != V_language_none ? language : books;
+    }
+    language = language != V_language_none ? language : V_language_usenglish;
+    session_.emplace(language);
+    model_.set_language(language);
 
     const JsonNode *encoding = member(root, "dialogEncoding");
     attempt([&] {

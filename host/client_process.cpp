@@ -82,7 +82,9 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
     if (got > 0) {
         while (waitpid(group_, nullptr, 0) < 0 && errno == EINTR)
             ;
-        throw std::system_error(error, std::generic_category(), what.path);
+        const bool is_there = error == ENOENT && access(what.path.c_str(), F_OK) == 0;
+        throw std::system_error(error, std::generic_category(),
+                                what.path + (is_there ? ": the program that is to run it" : ""));
     }
     // A process that is traced stops when it has become another program; from then on it is stopped
     // for whoever wants to trace it.

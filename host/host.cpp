@@ -228,7 +228,9 @@ Client &Host::start(const Startup &what, std::optional<IntT> init_code, int numb
     if (!serve_until(settled, options_.start_limit))
         give_up(client, "has not acknowledged within " + show(options_.start_limit));
     if (!client.running)
-        give_up(client, describe_exit(client.exit_status) + " before it acknowledged");
+        give_up(client,
+                describe_exit(client.exit_status) + " before it acknowledged" +
+                    (client.exit_status == 0 ? ", as a program does that is no client" : ""));
     if (!client.handle)
         give_up(client, "acknowledged, but its service cannot be reached");
     if (init_code)

@@ -131,7 +131,8 @@ std::string find_program(const std::string &name)
         return name;
     std::istringstream folders(path);
     for (std::string folder; std::getline(folders, folder, ':');)
-        if (const std::string found = folder + "/" + name; access(found.c_str(), X_OK) == 0)
+        if (const std::string found = folder + "/" + name;
+            access(found.c_str(), X_OK) == 0 && !std::filesystem::is_directory(found))
             return found;
     return name;
 }
@@ -179,6 +180,8 @@ Arguments parse(int argc, char **argv)
         const std::string value = optarg ? optarg : "";
         switch (found) {
         case client:
+            if (value.empty())
+                misuse_of_program("--client: its value is empty");
             arguments.clients.push_back(
                 {static_cast<int>(arguments.clients.size()) + 1, find_program(value)});
             break;
@@ -218,9 +221,11 @@ Arguments parse(int argc, char **argv)
             arguments.script = value;
             break;
         case language:
-            arguments.language = V_LanguageNumber(value.c_str());
-            if (arguments.language == 0)
-                misuse("--language " + value + ": there is no such language");
+            try {
+                arguments.language = language_number(value);
+            } catch (const std::runtime_error &error) {
+                misuse_of_program(std::string("--language: ") + error.what());
+            }
             break;
         case junit:
             arguments.junit = value;
@@ -472,7 +477,7 @@ int main(int argc, char **argv)
         }
         if (verb != "run")
             misuse_of_program(verb.empty()
-                                  ? "what to do?"
+                                  ? "run, check-book or schema?"
                                   : verb + ": unknown; there are run, check-book and schema");
         return run_and_check(parse(argc - 1, argv + 1));
     } catch (const CommandError &error) {

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "velt/api/facts.h"
+
 namespace velt::host
 {
 namespace
@@ -17,6 +19,17 @@ char32_t stray(unsigned char byte)
 }
 
 } // namespace
+
+IntT language_number(const std::string &name)
+{
+    const IntT number = V_LanguageNumber(name.c_str());
+    if (number != V_language_none)
+        return number;
+    std::string names;
+    for (IntT each = 1; const char *known = V_LanguageString(each); each++)
+        names += std::string(each == 1 ? "" : ", ") + known;
+    throw std::runtime_error("unknown language \"" + name + "\"; there are " + names);
+}
 
 int SessionText::stray_byte(char32_t character)
 {

@@ -12,6 +12,9 @@
 namespace velt::host
 {
 
+// The number of a language by its name. Throws std::runtime_error, which tells the names, for none.
+IntT language_number(const std::string &name);
+
 class SessionText
 {
 public:
