@@ -321,7 +321,7 @@ int check_books(const std::vector<std::string> &paths)
             Model model;
             BookFile(path).load(model);
         } catch (const BookError &error) {
-            std::cerr << error.what() << std::endl;
+            std::cerr << printable_lines(error.what()) << std::endl;
             code = failed;
         }
     }
