@@ -1,7 +1,8 @@
 # What not every machine allows; a test that it refuses says why.
 
+# It becomes users who may write no logs.
 velt_test(machine_test SOURCES machine/machine_test.cpp transport/service_process.cpp
-  LINK vqhost-lib LABELS machine)
+  LINK vqhost-lib LABELS machine no-valgrind)
 
 add_executable(rpcbind_tests machine/rpcbind_test.cpp transport/service_process.cpp main.cpp)
 target_include_directories(rpcbind_tests PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
@@ -9,7 +10,6 @@ target_link_libraries(rpcbind_tests PRIVATE velt_options velt-api-static GTest::
 add_test(NAME rpcbind_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/rpcbind_test.sh
   $<TARGET_FILE:rpcbind_tests> $<TARGET_FILE:vqhost> $<TARGET_FILE:host_test_client>
   ${PROJECT_SOURCE_DIR}/examples/alice.json)
-list(JOIN launcher " " words)
 # The RPC library forgets the 16 bytes of an address whenever it registers a service.
 set_tests_properties(rpcbind_test PROPERTIES TIMEOUT ${limit}
-  ENVIRONMENT "LAUNCHER=${words};ASAN_OPTIONS=detect_leaks=0" SKIP_RETURN_CODE 77 LABELS machine)
+  ENVIRONMENT "ASAN_OPTIONS=detect_leaks=0" SKIP_RETURN_CODE 77 LABELS machine)

@@ -2,8 +2,7 @@ get_target_property(vqhome shelfwise-resources VELT_VQHOME)
 add_test(NAME program_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/program_test.sh
   $<TARGET_FILE:vqhost> $<TARGET_FILE:shelfwise> ${vqhome}
   ${PROJECT_SOURCE_DIR}/clients/shelfwise/resources $<TARGET_FILE:host_test_client>)
-list(JOIN launcher " " words)
-set_tests_properties(program_test PROPERTIES TIMEOUT ${limit} ENVIRONMENT "LAUNCHER=${words}")
+set_tests_properties(program_test PROPERTIES TIMEOUT ${limit})
 
 velt_test(prompt_test SOURCES program/prompt_test.cpp)
 target_compile_definitions(prompt_test PRIVATE
