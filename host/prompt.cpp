@@ -19,6 +19,7 @@ namespace
 {
 
 constexpr int remembered_lines = 1000;
+constexpr int signal_interval = 100; // milliseconds
 constexpr IntT no_answer = 0, cancelled = -1;
 
 std::wstring wide(const std::string &utf8)
@@ -88,16 +89,21 @@ private:
 std::optional<std::string> plain_line(const Interrupts &interrupts)
 {
     std::string line;
-    for (;;) {
+    // A signal may come before it could interrupt the wait.
+    while (interrupts.signal == 0) {
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        if (poll(&input, 1, signal_interval) <= 0)
+            continue;
         char c = 0;
         const ssize_t got = read(STDIN_FILENO, &c, 1);
         if (got == 1 && c == '\n')
             return line;
         if (got == 1)
             line += c;
-        else if (got == 0 || errno != EINTR || interrupts.signal != 0)
+        else if (got == 0 || errno != EINTR)
             return {};
     }
+    return {};
 }
 
 std::wstring common_beginning(const std::vector<std::wstring> &lines)
@@ -150,7 +156,8 @@ bool Prompt::wait_for_input()
     };
     while (interrupts_.signal == 0) {
         try {
-            if (host_ ? host_->serve_until([&] { return readable(0); }, no_limit) : readable(100))
+            if (host_ ? host_->serve_until([&] { return readable(0); }, no_limit)
+                      : readable(signal_interval))
                 return true;
         } catch (const std::exception &error) {
             if (interrupts_.signal == 0)
@@ -170,11 +177,17 @@ int Prompt::read_character(wchar_t &character)
             return got == 0 ? 0 : -1;
         if (got < 0)
             continue;
-        const std::size_t used = std::mbrtowc(&character, &byte, 1, &state);
+        constexpr auto invalid = static_cast<std::size_t>(-1);
+        std::size_t used = std::mbrtowc(&character, &byte, 1, &state);
+        if (used == invalid) {
+            // What is no character is left out; this byte may begin the next.
+            state = {};
+            used = std::mbrtowc(&character, &byte, 1, &state);
+        }
         if (used <= 1)
             return 1;
-        if (used == static_cast<std::size_t>(-1))
-            state = {}; // what is no character is left out
+        if (used == invalid)
+            state = {};
     }
     return -1;
 }
@@ -256,6 +269,9 @@ void Prompt::run(Commands &commands, Host *host)
         interrupts_.signal = 0;
         interrupts_.count = 0;
         interrupted = true;
+        std::cout << (commands.unsaved() ? "^C (the book has changed: again to end and lose it)"
+                                         : "^C (again to end)")
+                  << std::endl;
         return true;
     };
     for (;;) {
@@ -263,9 +279,6 @@ void Prompt::run(Commands &commands, Host *host)
         if (interrupts_.signal != 0) {
             if (!goes_on())
                 break;
-            std::cout << (commands.unsaved() ? "^C (the book has changed: again to end and lose it)"
-                                             : "^C (again to end)")
-                      << std::endl;
             continue;
         }
         interrupted = false;
@@ -278,7 +291,9 @@ void Prompt::run(Commands &commands, Host *host)
         if (!line->empty())
             history.add(wide(*line));
         try {
-            if (!commands.run(*line) && may_end())
+            if (commands.run(*line))
+                warned_ = false;
+            else if (may_end())
                 break;
         } catch (const std::exception &error) {
             std::cerr << printable_lines(error.what()) << std::endl;
@@ -293,6 +308,9 @@ void Prompt::run(Commands &commands, Host *host)
 
 IntT Prompt::ask()
 {
+    // Who ends the program is not asked any more.
+    if (interrupts_.signal != 0)
+        return cancelled;
     // The line editor keeps the terminal from putting lines together.
     if (editing_)
         el_wset(editor_, EL_PREP_TERM, 0);

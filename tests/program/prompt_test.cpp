@@ -112,6 +112,11 @@ TEST_F(PromptTest, AlertsAreAskedForAlsoWhileALineIsEdited)
                    {question, "-7\n"},
                    {"= -7 ", "quit\n"}}),
               0);
+    // Not of who ends the program.
+    EXPECT_EQ(run({"--port-mapper", "own", "--client", TEST_CLIENT, "--client-env",
+                   "VQTEST=alert for ever"},
+                  {{question, "\x03"}}),
+              1);
 }
 
 } // namespace
