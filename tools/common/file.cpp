@@ -3,10 +3,14 @@
 #include "tools/common/file.h"
 
 #include <cerrno>
+#include <stdexcept>
 #include <system_error>
 
 namespace
 {
+
+// What has no end is not to fill the memory.
+constexpr std::size_t most_content = std::size_t{256} << 20;
 
 [[noreturn]] void fail(const std::string &path)
 {
@@ -28,11 +32,15 @@ std::string read_file(const std::string &path)
     const bool standard = path == "-";
     const File opened = standard ? nullptr : open_file(path, "rb");
     std::FILE *const file = standard ? stdin : opened.get();
+    const std::string name = standard ? "standard input" : path;
     std::string content;
     char block[4096];
-    while (const std::size_t count = std::fread(block, 1, sizeof block, file))
+    while (const std::size_t count = std::fread(block, 1, sizeof block, file)) {
         content.append(block, count);
+        if (content.size() > most_content)
+            throw std::runtime_error(name + ": is larger than 256 MiB, or has no end");
+    }
     if (std::ferror(file) != 0)
-        fail(standard ? "standard input" : path);
+        fail(name);
     return content;
 }
