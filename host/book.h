@@ -1,6 +1,8 @@
 // Book files: a book and the session around it, as a small JSON file in UTF-8.
 #pragma once
 
+#include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -46,13 +48,16 @@ public:
     bool save_as(const std::string &path, const Model &model, UIntT book, bool force = false);
 
     // As last read or written.
-    const std::string &text() const { return known_; }
+    std::string text() const;
 
 private:
-    void check_unchanged() const;
+    static std::filesystem::path place(const std::string &path);
+    void check_unchanged(const std::string &path) const;
 
     std::string path_;
-    std::string known_;
+    // What this file holds, and others in which the book has been saved, unless somebody else has
+    // changed them.
+    std::map<std::filesystem::path, std::string> known_;
 };
 
 } // namespace velt::host

@@ -60,19 +60,33 @@ UIntT BookFile::load(Model &model, IntT language)
         throw BookError(path_ + ": cannot read the book: " + error.what());
     }
     const UIntT book = read_book(text, path_, model, language);
-    known_ = std::move(text);
+    known_[place(path_)] = std::move(text);
     return book;
 }
 
-// An editor writes anew what it has not changed: it is the text that counts.
-void BookFile::check_unchanged() const
+std::string BookFile::text() const
+{
+    const auto known = known_.find(place(path_));
+    return known == known_.end() ? std::string() : known->second;
+}
+
+std::filesystem::path BookFile::place(const std::string &path)
 {
     std::error_code unknown;
-    if (!std::filesystem::exists(path_, unknown) && !unknown)
+    auto place = std::filesystem::weakly_canonical(path, unknown);
+    return unknown ? std::filesystem::path(path) : place;
+}
+
+// An editor writes anew what it has not changed: it is the text that counts.
+void BookFile::check_unchanged(const std::string &path) const
+{
+    const auto known = known_.find(place(path));
+    std::error_code unknown;
+    if (known == known_.end() || (!std::filesystem::exists(path, unknown) && !unknown))
         return;
-    if (read_plain_file(path_) != known_)
-        throw std::runtime_error(path_ + ": somebody else has changed it since it was read; save "
-                                         "--force replaces it");
+    if (read_plain_file(path) != known->second)
+        throw std::runtime_error(path + ": somebody else has changed it since it was read or "
+                                        "written here; save --force replaces it");
 }
 
 void BookFile::save(const Model &model, UIntT book, bool force)
@@ -88,11 +102,10 @@ try {
     NewFile file(path);
     file.write(text);
     file.finish();
-    if (own && !force)
-        check_unchanged();
+    if (!force)
+        check_unchanged(path);
     file.commit();
-    if (own)
-        known_ = std::move(text);
+    known_[place(path)] = std::move(text);
     return own;
 } catch (const std::runtime_error &error) {
     throw BookError(std::string("cannot save the book, the old file is unchanged: ") +
