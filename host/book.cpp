@@ -251,13 +251,11 @@ void Reader::session(const JsonNode &root, IntT language)
 {
     if (const JsonNode *named = member(root, "language")) {
         const std::string name = utf8_in(*named);
-        IntT books = V_language_none;
         try {
-            books = language_number(name);
+            language = language != V_language_none ? language : language_number(name);
         } catch (const std::runtime_error &error) {
             throw JsonError(*named, error.what());
         }
-        language = language != V_language_none ? language : books;
     }
     language = language != V_language_none ? language : V_language_usenglish;
     session_.emplace(language);

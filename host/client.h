@@ -52,6 +52,7 @@ struct Client {
     IntT return_value = 0; // for the client that calls it
 
     unsigned long long process_start = 0; // of one that asked to be taken in, as start_of()
+    bool ended_in_turn = false;           // while it held control
     bool exit_expected = false;           // it may end as it has ended
     std::optional<Turn> quitting;         // since it was asked to
 
@@ -69,7 +70,10 @@ struct Client {
     bool breach_reported = false;
     bool being_answered = false; // its call is, so that it serves nobody
 
-    bool ended_well() const { return exit_expected || exit_status.value_or(0) == 0; }
+    bool ended_well() const
+    {
+        return exit_expected || (!ended_in_turn && exit_status.value_or(0) == 0);
+    }
     bool holds_control() const { return !turns.empty() && !turns.back().modal_wait; }
     std::string title() const
     {

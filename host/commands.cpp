@@ -55,6 +55,8 @@ const CommandTable CommandTable::rows[] = {
     {"expect", "WHAT", "fail at the end unless it is so", velt::host::expect},
     {"wait", "SECONDS | exit", "serve clients for so long, or until they have ended",
      [](Commands &c, std::string_view rest) { c.wait(rest); }},
+    {"stop", "[CLIENT]", "tell a client, by number or name, to quit, and wait for its end",
+     [](Commands &c, std::string_view rest) { c.stop(rest); }},
     {"clients", "", "list the clients", [](Commands &c, std::string_view) { c.list_clients(); }},
     {"save", "[--force] [FILE]",
      "save the book, in its own file, --force also when that has changed, or another",
@@ -126,6 +128,8 @@ bool Commands::run(std::string_view line)
     if (!row->run)
         return false;
     try {
+        if (s_.host)
+            s_.host->serve_pending();
         row->run(*this, rest);
     } catch (const Refusal &refusal) {
         fail(std::string(name) + ": " + refusal.what());
@@ -157,7 +161,10 @@ void Commands::run_script(std::istream &script, const std::string &name, Checks 
 {
     Position position{name, 0};
     for (std::string line; std::getline(script, line);) {
-        position.number++;
+        // An editor may have begun the text with a mark of its encoding.
+        constexpr std::string_view mark = "\xEF\xBB\xBF";
+        if (++position.number == 1 && line.starts_with(mark))
+            line.erase(0, mark.size());
         if (!run_at(position, line, checks))
             return;
     }
@@ -289,7 +296,7 @@ const Startable &Commands::startable(int client) const
 void Commands::check(const Outcome &outcome, Client &client)
 {
     // The host has reported why. A death counts at the end of the run, unless it is expected.
-    if (outcome.kind == Outcome::died && !client.ended_well())
+    if (outcome.kind == Outcome::died && !client.running && !client.ended_well())
         return;
     if (outcome.kind != Outcome::queued && !outcome)
         fail(client.title() + " failed");
@@ -299,7 +306,7 @@ void Commands::check(const Outcome &outcome, Client &client)
 
 std::string Startable::name() const
 {
-    std::string name = what.path.substr(what.path.rfind('/') + 1);
+    std::string name = printable(what.path.substr(what.path.rfind('/') + 1));
     std::ranges::replace_if(
         name,
         [](char c) { return std::string_view(" \t\n\v\f\r").find(c) != std::string_view::npos; },
@@ -333,6 +340,26 @@ Client &Commands::running_client()
         if (each.running)
             return each;
     fail("no client is running; start starts one");
+}
+
+// The last of its name or number.
+Client &Commands::client(const std::string &who)
+{
+    Client *found = nullptr;
+    for (Client &each : host().clients())
+        if (std::to_string(each.caller.number) == who || each.caller.name == who)
+            found = &each;
+    if (!found)
+        fail("no client \"" + who + "\" has been started");
+    return *found;
+}
+
+void Commands::stop(std::string_view rest)
+{
+    const Words words(rest, 0, 1, usage_of("stop"));
+    Client &one = words.words.empty() ? running_client() : client(words.at(0));
+    if (const Outcome outcome = host().quit(one); !outcome)
+        fail(one.title() + " failed");
 }
 
 void Commands::choose(std::string_view rest)
@@ -457,7 +484,7 @@ void Commands::save(std::string_view rest)
     const std::string path = rest.empty() ? s_.file.path() : whole(rest);
     if (s_.file.save_as(path, s_.model, s_.book, force))
         saved_.reset();
-    s_.out << "saved " << path << std::endl;
+    s_.out << "saved " << printable(path) << std::endl;
 }
 
 bool Commands::unsaved() const
@@ -485,7 +512,9 @@ std::vector<std::string> Commands::completions(std::string_view line) const
         else
             offer(before, Expectation::all(), &Expectation::name);
     } else if (word == "select" || word == "selected") {
-        offer(std::string(before) + std::string(word) + " ", order(), std::identity());
+        // Without quotes if they are not needed.
+        offer(std::string(before) + std::string(word) + " ", order(),
+              [](const std::string &name) { return whole(name) == name ? name : as_word(name); });
     } else if (word == "choose") {
         offer("choose ", menu_items(), [this](const Object *item) { return label(*item); });
     } else if (word == "get" || word == "set" || word == "props" || word == "property") {

@@ -86,12 +86,14 @@ private:
     void set(std::string_view rest);
     void props(std::string_view rest);
     void wait(std::string_view rest);
+    void stop(std::string_view rest);
     void list_clients();
     void save(std::string_view rest);
 
     Host &host() const;
     const Startable &startable(int number) const;
     Client &running_client();
+    Client &client(const std::string &who);
     void check(const Outcome &outcome, Client &client);
     UIntT component(std::string_view name) const;
     std::vector<const Object *> menu_items() const;

@@ -84,9 +84,10 @@ std::span<const Expectation> Expectation::all()
         {"running", "NAME,...", "these clients run",
          [](Commands &c, std::string_view rest) {
              std::vector<std::string> names;
-             for (const Client &each : c.host().clients())
-                 if (each.running)
-                     names.push_back(printable(each.caller.name));
+             if (c.s_.host)
+                 for (const Client &each : c.s_.host->clients())
+                     if (each.running)
+                         names.push_back(printable(each.caller.name));
              return lists(names, rest);
          }},
         {"exit", "CLIENT [signal] NUMBER",
@@ -100,27 +101,17 @@ std::span<const Expectation> Expectation::all()
                  misuse_of("exit");
              const std::string wanted =
                  (signal ? "signal " : "") + std::to_string(number<int>(words.words.back()));
-             // The last of its name or number.
-             Client *client = nullptr;
-             for (Client &each : c.host().clients())
-                 if (std::to_string(each.caller.number) == who || each.caller.name == who)
-                     client = &each;
-             if (!client)
-                 fail("no client \"" + who + "\" has been started");
-             if (client->leaving || client->lost)
-                 c.host().wait_for_exit(*client, c.host().options().exit_limit);
+             Client &client = c.client(who);
+             // It may be about to.
+             c.host().wait_for_exit(client, c.host().options().exit_limit);
              const std::string is =
-                 client->running ? "still running" : status_text(client->exit_status);
-             return {is == wanted, wanted, is, [client] { client->exit_expected = true; }};
+                 client.running ? "still running" : status_text(client.exit_status);
+             return {is == wanted, wanted, is, [&client] { client.exit_expected = true; }};
          }},
         {"not", "WHAT", "it is not so",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const std::string_view what = rest.substr(0, rest.find_first_of(blanks));
-             const Expectation *other = find(what);
-             if (!other)
-                 misuse_of("not");
-             Verdict verdict = other->check(c, trimmed(rest.substr(what.size())));
-             return {!verdict.met, std::string(what) + ": " + verdict.wanted, verdict.is};
+             const Verdict other = verdict(c, rest);
+             return {!other.met, other.wanted, other.is};
          }},
     };
     return rows;
@@ -133,21 +124,35 @@ const Expectation *Expectation::find(std::string_view name)
     return found == rows.end() ? nullptr : &*found;
 }
 
-void expect(Commands &commands, std::string_view rest)
+Expectation::Verdict Expectation::verdict(Commands &commands, std::string_view rest)
 {
     const std::string_view name = rest.substr(0, rest.find_first_of(blanks));
     const std::string_view wanted = trimmed(rest.substr(name.size()));
-    const Expectation *expectation = Expectation::find(name);
+    const Expectation *expectation = find(name);
     if (!expectation)
         misuse("expect what? help lists it");
     if (wanted.empty() && !expectation->arguments.starts_with('['))
         misuse_of(name);
-    const Expectation::Verdict verdict = expectation->check(commands, wanted);
-    if (!verdict.met)
-        throw Unmet("expected " + std::string(name) + ": " + verdict.wanted +
-                    "\n  but it is: " + verdict.is);
-    if (verdict.done)
-        verdict.done();
+    Verdict found;
+    try {
+        found = expectation->check(commands, wanted);
+    } catch (const CommandError &error) {
+        // What is not there is not so.
+        if (error.code != failed)
+            throw;
+        found = {false, std::string(wanted), error.what()};
+    }
+    found.wanted = std::string(name) + ": " + found.wanted;
+    return found;
+}
+
+void expect(Commands &commands, std::string_view rest)
+{
+    const Expectation::Verdict found = Expectation::verdict(commands, rest);
+    if (!found.met)
+        throw Unmet("expected " + found.wanted + "\n  but it is: " + found.is);
+    if (found.done)
+        found.done();
 }
 
 } // namespace velt::host

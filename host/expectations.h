@@ -25,6 +25,8 @@ struct Expectation {
     static std::span<const Expectation> all();
     // Null when there is none of the name.
     static const Expectation *find(std::string_view name);
+    // Of an expectation by its name and arguments. Throws CommandError for what is none.
+    static Verdict verdict(Commands &, std::string_view rest);
 };
 
 // Throws Unmet, or CommandError for what is no expectation.

@@ -403,15 +403,11 @@ bool Host::wait_for_exit(Client &client, milliseconds limit)
     return serve_until([&] { return !client.running; }, limit);
 }
 
-bool Host::all_ended_well() const
-{
-    return std::ranges::all_of(clients_, &Client::ended_well);
-}
-
 void Host::end()
 {
     ending_ = true;
-    const int interrupts = options_.interrupts ? options_.interrupts() : 0;
+    // One may be the reason for this end; the next is in a hurry.
+    const int interrupts = options_.interrupts ? std::min(options_.interrupts(), 1) : 0;
     const auto until = Clock::now() + options_.exit_limit;
     for (Client &client : clients_) {
         // One that has not come up knows of no quit.

@@ -97,6 +97,8 @@ public:
     Outcome old_notify(Client &client, IntT notification, UIntT object, const std::string &string);
     // Serves until the client has ended.
     Outcome quit(Client &client);
+    // Serves what has come by now.
+    void serve_pending();
 
     void serve(std::chrono::milliseconds duration);
     // Serves until it is done; false when it is not within the limit.
@@ -109,8 +111,6 @@ public:
     // Quits all clients at once, kills what stays, and removes all registrations. Harmless when
     // done.
     void end();
-    // Whether every client that has ended did so with status 0, or as was expected.
-    bool all_ended_well() const;
 
     // In order of their start, those that have ended included.
     std::list<Client> &clients() { return clients_; }

@@ -91,6 +91,9 @@ struct Arguments {
     bool debug = false;
     std::vector<std::string> commands;
     int (*tell)() = nullptr; // what is asked for instead of a run
+
+    // Whether a person types the commands.
+    bool interactive() const { return commands.empty() && script.empty() && isatty(STDIN_FILENO); }
 };
 
 [[noreturn]] void misuse_of_program(const std::string &text)
@@ -176,20 +179,22 @@ Arguments parse(int argc, char **argv)
     };
     Arguments arguments;
     opterr = 0;
-    for (int found = 0; (found = getopt_long(argc, argv, ":h", options, nullptr)) != -1;) {
+    int which = 0;
+    for (int found = 0; (found = getopt_long(argc, argv, ":h", options, &which)) != -1;) {
         const std::string value = optarg ? optarg : "";
+        const std::string name = std::string("--") + options[which].name;
+        // A script's variable that was never set is a mistake; an argument may be empty.
+        if (optarg && value.empty() && found != client_arg)
+            misuse_of_program(name + ": its value is empty");
         switch (found) {
         case client:
-            if (value.empty())
-                misuse_of_program("--client: its value is empty");
             arguments.clients.push_back(
                 {static_cast<int>(arguments.clients.size()) + 1, find_program(value)});
             break;
         case client_arg:
         case client_env:
             if (arguments.clients.empty())
-                misuse_of_program(std::string(argv[optind - 2]) +
-                                  " stands behind the --client that it is for");
+                misuse_of_program(name + " stands behind the --client that it is for");
             if (found == client_env && value.find('=') == value.npos)
                 misuse_of_program("--client-env " + value + ": not NAME=VALUE");
             (found == client_arg ? arguments.clients.back().what.arguments
@@ -263,6 +268,13 @@ Arguments parse(int argc, char **argv)
     arguments.commands.assign(argv + optind + 1, argv + argc);
     if (!arguments.script.empty() && !arguments.commands.empty())
         misuse_of_program("commands come from --script or from arguments, not from both");
+    for (const auto &[name, file] :
+         {std::pair("--junit", &arguments.junit), {"--trace-file", &arguments.trace_file}})
+        for (const std::string *read : {&arguments.book, &arguments.script})
+            if (std::error_code none; std::filesystem::equivalent(*file, *read, none))
+                misuse_of_program(std::string(name) + ": " + *file + " would be overwritten");
+    if (!arguments.junit.empty() && arguments.interactive())
+        misuse_of_program("--junit tells of commands from --script or from arguments");
     return arguments;
 }
 
@@ -294,7 +306,7 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
 {
     if (!arguments.commands.empty()) {
         commands.run_arguments(arguments.commands, checks);
-    } else if (arguments.script.empty() && isatty(STDIN_FILENO)) {
+    } else if (arguments.interactive()) {
         prompt.run(commands, host);
     } else {
         const bool file = !arguments.script.empty() && arguments.script != "-";
@@ -315,6 +327,8 @@ int check_books(const std::vector<std::string> &paths)
 {
     if (paths.empty())
         misuse_of_program("check-book needs a book file");
+    if (paths.front() == "--help" || paths.front() == "-h")
+        return tell_help();
     ExitCode code = done;
     for (const std::string &path : paths) {
         try {
@@ -359,8 +373,7 @@ int run(const Arguments &arguments, Checks &checks)
     BookFile file(arguments.book);
     const UIntT book = file.load(model, arguments.language);
     PrintingDesk desk(std::cout, std::cerr);
-    const bool interactive =
-        arguments.commands.empty() && arguments.script.empty() && isatty(STDIN_FILENO);
+    const bool interactive = arguments.interactive();
     Prompt prompt(interrupts);
     if (interactive)
         desk.ask = [&] { return prompt.ask(); };
@@ -419,14 +432,14 @@ int run(const Arguments &arguments, Checks &checks)
         trace->finish();
     if (interrupts.signal)
         throw HostError("interrupted");
-    // The desk has said which client, and how it ended.
-    if (host && !host->all_ended_well())
-        checks.failed("a client ended by a signal, or with a status other than 0");
+    // The desk has told of them.
+    if (host)
+        for (const Client &client : host->clients())
+            if (!client.ended_well())
+                checks.failed(client.title() + ": " + describe_exit(client.exit_status));
     std::cout.flush();
-    if (!std::cout) {
-        std::cerr << "vqhost: what it printed could not be written" << std::endl;
-        return failed;
-    }
+    if (!std::cout)
+        throw CommandError(failed, "what it printed could not be written");
     return done;
 }
 
@@ -446,9 +459,11 @@ int run_and_check(const Arguments &arguments)
     if (!checks.summarise() && code == done)
         code = failed;
     if (!arguments.junit.empty()) {
-        std::ofstream report(arguments.junit);
-        if (!(report << checks.junit(arguments.book) << std::flush)) {
-            std::cerr << "vqhost: " << arguments.junit << ": cannot be written" << std::endl;
+        try {
+            velt::replace_file(arguments.junit, checks.junit(arguments.book),
+                               velt::NewFile::Others::written);
+        } catch (const std::runtime_error &reason) {
+            std::cerr << "vqhost: " << printable_lines(reason.what()) << std::endl;
             code = failed;
         }
     }

@@ -32,6 +32,14 @@ void Host::serve(milliseconds duration)
     serve_until([=] { return Clock::now() >= until; }, duration);
 }
 
+void Host::serve_pending()
+{
+    wait_and_dispatch({});
+    for (Client &client : clients_)
+        look_after(client);
+    run_actions();
+}
+
 // A person who reads an alert makes no client late, nor does another client's turn within this one.
 bool Host::serve_until(const std::function<bool()> &done, milliseconds limit)
 {
@@ -212,7 +220,8 @@ void Host::gone(Client &client)
     model_.forget_subscriptions(client.caller.number);
     const std::string how = describe_exit(client.exit_status);
     const bool normal = client.leaving && client.exit_status.value_or(0) == 0;
-    if (!client.turns.empty())
+    client.ended_in_turn = !client.turns.empty();
+    if (client.ended_in_turn)
         report(client,
                how + " while it held control in " + std::string(client.turns.back().procedure));
     else if (client.acknowledged && !normal)

@@ -52,11 +52,15 @@ TraceOutput::TraceOutput(const std::string &file, bool json, TraceFilter filter,
     : name_(file),
       file_(file.empty()
                 ? -1
-                : open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666)),
+                : open(file.c_str(),
+                       O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0666)),
       json_(json), filter_(std::move(filter)), colour_(colour && file.empty())
 {
     if (!file.empty() && !file_)
         throw std::system_error(errno, std::generic_category(), file + ": cannot be written");
+    // Nobody is waited for who may read from a pipe, but what one reads is written whole.
+    if (file_)
+        fcntl(file_.get(), F_SETFL, O_APPEND);
 }
 
 void TraceOutput::write(const TraceEvent &event, const SessionText &text)

@@ -98,21 +98,38 @@ std::string take_word(std::string_view &rest)
     return words.empty() ? std::string() : words[0];
 }
 
-std::string as_word(const std::string &text)
+namespace
 {
-    if (!text.empty() && text.find_first_of(" \t\r\n\"") == text.npos)
-        return text;
+
+std::string quoted(const std::string &text)
+{
     std::string word = "\"";
     for (const char c : text)
         word += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
     return word + "\"";
 }
 
+// Whether it stands in a list as it is.
+bool is_plain_entry(const std::string &name)
+{
+    return !name.empty() && name != "none" && name.find_first_of(",\"") == name.npos &&
+           trimmed(name) == name;
+}
+
+} // namespace
+
+std::string as_word(const std::string &text)
+{
+    const bool plain = !text.empty() && text.find_first_of(" \t\r\n\"") == text.npos;
+    return plain ? text : quoted(text);
+}
+
 std::string joined(const std::vector<std::string> &names)
 {
     std::string text;
     for (const std::string &name : names)
-        text += (text.empty() ? "" : ", ") + name;
+        // A name alone that reads otherwise stands in quotes.
+        text += (text.empty() ? "" : ", ") + (is_plain_entry(name) ? name : quoted(name));
     return text.empty() ? "none" : text;
 }
 

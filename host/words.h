@@ -2,9 +2,11 @@
 #pragma once
 
 #include <charconv>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace velt::host
@@ -55,7 +57,11 @@ T number(std::string_view text)
     T value{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size())
-        misuse("\"" + std::string(text) + "\" is not a number in range");
+        misuse("\"" + std::string(text) + "\" is not a number" +
+               (std::is_floating_point_v<T>
+                    ? ""
+                    : " from " + std::to_string(std::numeric_limits<T>::min()) + " to " +
+                          std::to_string(std::numeric_limits<T>::max())));
     return value;
 }
 

@@ -105,7 +105,7 @@ TEST_F(CommandsTest, SelectAndExpect)
         EXPECT_EQ(error(line).first, done) << line;
     EXPECT_EQ(error("expect order One, Two, too, 三").first, failed) << "a comma in a name";
     EXPECT_EQ(error("expect order One").second,
-              "expected order: One\n  but it is: One, Two, too, 三");
+              "expected order: One\n  but it is: One, \"Two, too\", 三");
     EXPECT_EQ(error("expect menu none").first, failed);
     EXPECT_EQ(error("expect selected One").first, failed);
     EXPECT_EQ(error("select Four").first, failed);
@@ -117,12 +117,15 @@ TEST_F(CommandsTest, Mistakes)
     const std::pair<ExitCode, std::vector<const char *>> mistakes[] = {
         {misused, {"fly", "show me", "select", "choose", "message", "wait", "wait \"1", "help me"}},
         {misused, {"expect", "expect order", "expect weather fine", "start --init", "start 3"}},
+        {misused, {"expect not order", "expect not selected", "expect property 1"}},
         {misused, {"expect not", "expect not fine", "expect alerts x", "get 1", "set 1 529 x"}},
+        {failed, {"expect property nobody name", "expect exit nobody 1", "expect running x"}},
+        {done, {"expect not property nobody name", "expect not exit 1 0", "expect running none"}},
         {failed, {"get 1 none", "get nobody name", "set session language 3", "set 1 name 三"}},
         {misused, {"notify", "notify x", "notify 99999999999", "notify 1 2 3 4 5", "dialog 1"}},
         {misused, {"answer", "answer x"}},
         {failed, {"start", "wait 1", "notify 1", "message hello", "dialog 1 2"}},
-        {failed, {"clients", "choose Nothing", "choose Go"}},
+        {failed, {"clients", "stop", "choose Nothing", "choose Go"}},
     };
     for (const auto &[code, lines] : mistakes)
         for (const char *line : lines)
@@ -168,7 +171,7 @@ TEST_F(CommandsTest, ExpectationsAreCountedAndReported)
     commands.run_script(script, "s", checks);
     commands.run_arguments({"show", "expect not menu none", "expect alerts 3"}, checks);
     EXPECT_FALSE(checks.summarise());
-    EXPECT_EQ(errors.str(), "vqhost: s:1: expected order: a\n  but it is: One, Two, too, 三\n"
+    EXPECT_EQ(errors.str(), "vqhost: s:1: expected order: a\n  but it is: One, \"Two, too\", 三\n"
                             "vqhost: s:4: expected alert: ?<&\"\n  but it is: none\n"
                             "vqhost: argument 3: expected alerts: 3\n  but it is: 0: none\n"
                             "vqhost: 5 expectations, 3 not met\n");

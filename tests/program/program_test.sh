@@ -117,6 +117,9 @@ wrote err "Is a directory"
 run 2 run three.json <"$work"
 run 2 run three.json --script - <&-
 wrote err "standard input: cannot be read: Bad file descriptor"
+for option in "--script=" "--junit=" "--junit=three.json" "--trace-file=three.json" "--language=Klingon"; do
+    on_fresh_book 2 "$option" show
+done
 # What is printed on a closed descriptor goes into no connection; what a script would have read is
 # missed. A launcher would take the descriptor for its log.
 if [[ -z ${LAUNCHER-} ]]; then
@@ -170,5 +173,21 @@ for ends in client host; do
     [[ $code == 1 ]] || fail "vqhost ended with $code after the end of its $ends"
     ! kill -0 "$client" 2>/dev/null || fail "the client outlives an interrupted host"
 done
+
+# What always has a next line is interrupted too.
+{
+    echo clients
+    yes "expect selected b"
+} 2>/dev/null | "${program[@]}" run three.json "${session[@]}" "${with[@]}" --init 2 >out 2>err &
+host=$!
+until grep -q "running, process" out; do
+    kill -0 "$host"
+    sleep 0.1
+done
+kill -INT "$host"
+code=0
+wait "$host" || code=$?
+[[ $code == 1 ]] || fail "vqhost ended with $code when its script had no end"
+wrote err interrupted
 
 finish
