@@ -61,6 +61,8 @@ bool same_access_list(int from, int to)
 
 } // namespace
 
+NewFile *NewFile::latest_;
+
 void NewFile::fail() const
 {
     throw std::runtime_error(path_ + ": " + std::generic_category().message(errno));
@@ -71,7 +73,7 @@ void NewFile::refuse(const char *reason) const
     throw std::runtime_error(path_ + ": " + reason);
 }
 
-NewFile::NewFile(const std::string &path, Others others) : path_(path)
+NewFile::NewFile(const std::string &path, Others others) : path_(path), earlier_(latest_)
 {
     struct stat old {
     };
@@ -120,22 +122,33 @@ try {
             refuse("it has other names (hard links), which would keep the old content");
     }
     do {
-        const std::string name = unforeseeable_name();
-        file_ =
-            openat(directory_, name.c_str(), to_write | O_CREAT | O_EXCL, old_ >= 0 ? 0600 : 0666);
-        if (file_ >= 0)
-            unfinished_ = name;
-        else if (errno != EEXIST)
-            fail();
-    } while (file_ < 0);
+        unfinished_ = unforeseeable_name();
+        file_ = openat(directory_, unfinished_.c_str(), to_write | O_CREAT | O_EXCL,
+                       old_ >= 0 ? 0600 : 0666);
+    } while (file_ < 0 && errno == EEXIST);
+    if (file_ < 0)
+        fail();
+    latest_ = this;
 } catch (...) {
     close_open(old_);
     close_open(directory_);
     throw;
 }
 
+void NewFile::remove_unfinished()
+{
+    for (const NewFile *each = latest_; each; each = each->earlier_)
+        if (!each->unfinished_.empty())
+            unlinkat(each->directory_, each->unfinished_.c_str(), 0);
+}
+
 NewFile::~NewFile()
 {
+    NewFile **place = &latest_;
+    while (*place && *place != this)
+        place = &(*place)->earlier_;
+    if (*place)
+        *place = earlier_;
     if (!unfinished_.empty())
         unlinkat(directory_, unfinished_.c_str(), 0);
     close_open(file_);

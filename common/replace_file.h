@@ -33,6 +33,9 @@ public:
     void finish();
     void commit();
 
+    // Removes those that are not committed, in a process that is about to end without destructors.
+    static void remove_unfinished();
+
 private:
     void begin_beside(const std::string &target);
     void keep_attributes();
@@ -46,6 +49,8 @@ private:
     int old_ = -1; // the file that is replaced
     int file_ = -1;
     bool finished_ = false;
+    NewFile *earlier_; // that is not committed either
+    static NewFile *latest_;
 };
 
 void replace_file(const std::string &path, std::string_view content,

@@ -115,12 +115,13 @@ int main(int argc, char **argv)
 {
     const char *asked = argc == 2 && !getenv("VQAPIX") ? argv[1] : "";
     if (!strcmp(asked, "--version"))
-        return puts("shelfwise " VELT_VERSION) < 0;
+        return puts("shelfwise " VELT_VERSION) < 0 || fflush(stdout) != 0;
     if (!strcmp(asked, "--help"))
         return puts("usage: shelfwise [--help | --version]\n\n"
                     "Moves and deletes the components of a book, as a client of VeltQuire, which\n"
                     "starts it. To see it at work without one:\n\n"
                     "  vqhost run BOOK.json --client shelfwise\n\n"
-                    "See shelfwise(1) and vqhost(1).") < 0;
+                    "See shelfwise(1) and vqhost(1).") < 0 ||
+               fflush(stdout) != 0;
     return V_ApiRun(argc, argv);
 }

@@ -52,6 +52,8 @@ class Converter
 public:
     Converter(const char *to, const char *from) : handle_(iconv_open(to, from))
     {
+        if (reinterpret_cast<std::intptr_t>(handle_) == -1 && errno == ENOMEM)
+            throw std::bad_alloc();
         if (reinterpret_cast<std::intptr_t>(handle_) == -1)
             throw std::system_error(errno, std::generic_category(),
                                     std::string("iconv cannot convert ") + from);

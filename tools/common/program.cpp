@@ -3,11 +3,14 @@
 #include "common/printable.h"
 #include "common/replace_file.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <getopt.h>
 #include <iostream>
+#include <new>
 
 #include "velt/api/facts.h"
+#include "velt/vde/instance.h"
 
 namespace
 {
@@ -52,6 +55,9 @@ std::vector<std::string> parse_options(const Program &program, int argc, char **
         for (std::size_t i = 0; i < options.size(); ++i) {
             if (number_of(options, i) != found)
                 continue;
+            if (options[i].value && *optarg == '\0')
+                throw UsageError(std::string("the value of an option is empty: ") +
+                                 argv[optind - 1]);
             if (options[i].value)
                 *options[i].value = optarg;
             else
@@ -75,12 +81,24 @@ int run_program(const Program &program, const std::function<bool()> &body)
 {
     constexpr int usage = 2;
     velt::survive_file_size_limit();
+    // The library ends the process when it lacks the memory to go on.
+    static const char *name;
+    name = program.name;
+    VdeInstanceInit();
+    VdeInstance->dsExitHandler = [] {
+        velt::NewFile::remove_unfinished();
+        std::fprintf(stderr, "%s: out of memory\n", name);
+        std::_Exit(EXIT_FAILURE);
+    };
     try {
         return body() ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (const UsageError &error) {
         std::cerr << program.name << ": " << velt::printable_lines(error.what()) << "\nTry '"
                   << program.name << " --help'.\n";
         return usage;
+    } catch (const std::bad_alloc &) {
+        std::cerr << program.name << ": out of memory\n";
+        return EXIT_FAILURE;
     } catch (const std::exception &error) {
         std::cerr << program.name << ": " << velt::printable_lines(error.what()) << '\n';
         return EXIT_FAILURE;

@@ -63,7 +63,8 @@ IntT language_of(const Options &options, const std::string &path)
     const std::string name = path == "-" ? "standard input" : path;
     if (path != "-" && !fs::exists(path))
         throw std::system_error(ENOENT, std::generic_category(), path);
-    throw UsageError(name + " has no language in its path; give --language");
+    throw UsageError(name + " has no language in its path" +
+                     (options.words[0] == "check" ? "" : "; give --language"));
 }
 
 void run_compile(const Options &options, Errors &errors)

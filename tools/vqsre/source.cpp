@@ -258,6 +258,8 @@ std::string source_text(std::string_view bytes, const Charset &charset)
             text += unit;
         } else {
             const OwnedText escape(VdeQuireToDbText(std::string(unit).c_str()));
+            if (escape == nullptr)
+                throw std::bad_alloc();
             if (c < 0x80 && escape.get() != unit)
                 text += escape.get();
             else

@@ -64,6 +64,8 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     std::string content = read_file(path);
     const auto end = content.size();
     const File file(fmemopen(content.data(), end, "rb"));
+    if (file == nullptr)
+        throw std::system_error(errno, std::generic_category(), path);
     velt::SrIndex index;
     if (const char *reason = velt::sr_read_index(file.get(), index))
         throw std::runtime_error(path + ": " + reason);
