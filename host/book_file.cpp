@@ -108,8 +108,7 @@ try {
     known_[place(path)] = std::move(text);
     return own;
 } catch (const std::runtime_error &error) {
-    throw BookError(std::string("cannot save the book, the old file is unchanged: ") +
-                    error.what());
+    throw BookError(std::string("cannot save the book: ") + error.what());
 }
 
 } // namespace velt::host

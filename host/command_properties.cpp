@@ -129,6 +129,8 @@ void Commands::set(std::string_view rest)
 
 void Commands::props(std::string_view rest)
 {
+    if (rest.empty())
+        misuse("usage: props OBJECT");
     const Address of = object(whole(rest));
     const IntT type = s_.model.object(of.doc, of.id).type;
     for (const auto &[key, value] : s_.model.properties(of.doc, of.id)) {

@@ -10,6 +10,7 @@
 
 #include "host/book.h"
 #include "host/expectations.h"
+#include "host/memory_reserve.h"
 
 namespace velt::host
 {
@@ -127,6 +128,7 @@ bool Commands::run(std::string_view line)
         misuse("\"" + std::string(name) + "\" takes no arguments");
     if (!row->run)
         return false;
+    restore_memory();
     try {
         if (s_.host)
             s_.host->serve_pending();

@@ -71,7 +71,8 @@ std::span<const Expectation> Expectation::all()
              auto &alerts = c.s_.desk.alerts;
              const auto found = std::ranges::find_if(
                  alerts, [&](const std::string &alert) { return alert.find(text) != alert.npos; });
-             return {found != alerts.end(), text, joined({alerts.begin(), alerts.end()}),
+             return {found != alerts.end(), text.empty() ? "any" : text,
+                     joined({alerts.begin(), alerts.end()}),
                      [&alerts, found] { alerts.erase(alerts.begin(), found + 1); }};
          }},
         {"alerts", "NUMBER", "so many alerts were shown since the last expected one",

@@ -11,6 +11,13 @@
 namespace velt::host
 {
 
+namespace
+{
+
+constexpr std::size_t longest_line = 1 << 20;
+
+} // namespace
+
 ServedInput::int_type ServedInput::underflow()
 {
     const auto readable = [this](int limit) {
@@ -23,8 +30,15 @@ ServedInput::int_type ServedInput::underflow()
         else
             readable(-1);
         const ssize_t got = read(descriptor_, buffer_.data(), buffer_.size());
-        if (got > 0)
+        if (got > 0) {
             setg(buffer_.data(), buffer_.data(), buffer_.data() + got);
+            // What has no end is not to fill the memory.
+            const auto end = std::string_view(gptr(), egptr()).rfind('\n');
+            line_ = end == std::string_view::npos ? line_ + static_cast<std::size_t>(got)
+                                                  : static_cast<std::size_t>(got) - end - 1;
+            if (line_ > longest_line)
+                throw CommandError(misused, name_ + ": a line is longer than 1 MiB");
+        }
         if (got >= 0)
             return got > 0 ? traits_type::to_int_type(*gptr()) : traits_type::eof();
         if (errno != EINTR && errno != EAGAIN)

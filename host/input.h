@@ -29,6 +29,7 @@ private:
     std::string name_;
     Host *host_;
     std::array<char, 4096> buffer_;
+    std::size_t line_ = 0; // bytes since the last line end
 };
 
 } // namespace velt::host

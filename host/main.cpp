@@ -23,6 +23,7 @@
 #include "host/commands.h"
 #include "host/descriptor.h"
 #include "host/input.h"
+#include "host/memory_reserve.h"
 #include "host/prompt.h"
 #include "host/trace_output.h"
 #include "velt/vde/language.h"
@@ -66,16 +67,21 @@ Exit status: 0 done, 1 an expectation or a client failed, 2 usage or book file,
 Commands:
 )";
 
+int tell(const std::string &text)
+{
+    if (!(std::cout << text << std::flush))
+        throw CommandError(failed, "what it printed could not be written");
+    return done;
+}
+
 int tell_help()
 {
-    std::cout << usage_text << Commands::help();
-    return done;
+    return tell(usage_text + Commands::help());
 }
 
 int tell_version()
 {
-    std::cout << "vqhost " VELT_VERSION "\n";
-    return done;
+    return tell("vqhost " VELT_VERSION "\n");
 }
 
 struct Arguments {
@@ -195,7 +201,7 @@ Arguments parse(int argc, char **argv)
         case client_env:
             if (arguments.clients.empty())
                 misuse_of_program(name + " stands behind the --client that it is for");
-            if (found == client_env && value.find('=') == value.npos)
+            if (found == client_env && (value.find('=') == value.npos || value[0] == '='))
                 misuse_of_program("--client-env " + value + ": not NAME=VALUE");
             (found == client_arg ? arguments.clients.back().what.arguments
                                  : arguments.clients.back().what.environment)
@@ -268,11 +274,17 @@ Arguments parse(int argc, char **argv)
     arguments.commands.assign(argv + optind + 1, argv + argc);
     if (!arguments.script.empty() && !arguments.commands.empty())
         misuse_of_program("commands come from --script or from arguments, not from both");
+    std::vector<std::string> files = {arguments.book, arguments.script};
+    for (const Startable &each : arguments.clients)
+        files.push_back(each.what.path);
     for (const auto &[name, file] :
-         {std::pair("--junit", &arguments.junit), {"--trace-file", &arguments.trace_file}})
-        for (const std::string *read : {&arguments.book, &arguments.script})
-            if (std::error_code none; std::filesystem::equivalent(*file, *read, none))
-                misuse_of_program(std::string(name) + ": " + *file + " would be overwritten");
+         {std::pair("--junit", arguments.junit), {"--trace-file", arguments.trace_file}})
+        for (const std::string &other : files)
+            if (std::error_code none; std::filesystem::is_regular_file(file, none) &&
+                                      std::filesystem::equivalent(file, other, none))
+                misuse_of_program(std::string(name) + ": " + file + " would be overwritten");
+    if (!arguments.junit.empty() && arguments.junit == arguments.trace_file)
+        misuse_of_program("--junit and --trace-file name one file");
     if (!arguments.junit.empty() && arguments.interactive())
         misuse_of_program("--junit tells of commands from --script or from arguments");
     return arguments;
@@ -297,8 +309,6 @@ void watch_signals()
     };
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         sigaction(number, &action, nullptr);
-    // Output that nobody reads is an error like others, and not the end of the clients.
-    std::signal(SIGPIPE, SIG_IGN);
 }
 
 void carry_out(Commands &commands, const Arguments &arguments, Host *host, Prompt &prompt,
@@ -368,6 +378,9 @@ void default_home()
 
 int run(const Arguments &arguments, Checks &checks)
 {
+    keep_memory_back();
+    // Output that nobody reads is an error like others, and not the end of all.
+    std::signal(SIGPIPE, SIG_IGN);
     default_home();
     Model model;
     BookFile file(arguments.book);
@@ -479,17 +492,17 @@ int main(int argc, char **argv)
     velt::fill_standard_descriptors();
     velt::survive_file_size_limit();
     const std::string verb = argc > 1 ? argv[1] : "";
-    if (verb == "--version")
-        return tell_version();
-    if (verb == "--help" || verb == "-h")
-        return tell_help();
     try {
+        if (verb == "--version")
+            return tell_version();
+        if (verb == "--help" || verb == "-h")
+            return tell_help();
         if (verb == "check-book")
             return check_books({argv + 2, argv + argc});
-        if (verb == "schema") {
-            std::cout << book_schema() << std::flush;
-            return std::cout ? done : failed;
-        }
+        if (verb == "schema" && argc > 2)
+            misuse_of_program("schema takes no arguments");
+        if (verb == "schema")
+            return tell(book_schema());
         if (verb != "run")
             misuse_of_program(verb.empty()
                                   ? "run, check-book or schema?"
@@ -501,6 +514,9 @@ int main(int argc, char **argv)
     } catch (const BookError &error) {
         std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
         return misused;
+    } catch (const std::bad_alloc &) {
+        std::cerr << "vqhost: out of memory" << std::endl;
+        return failed;
     } catch (const std::exception &error) {
         std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
         return failed;

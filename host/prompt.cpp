@@ -59,6 +59,10 @@ public:
             throw std::bad_alloc();
         history_w(lines_.get(), &event_, H_SETSIZE, remembered_lines);
         history_w(lines_.get(), &event_, H_SETUNIQUE, 1);
+        // What is no plain file is let be.
+        std::error_code none;
+        if (std::filesystem::exists(file_, none) && !std::filesystem::is_regular_file(file_, none))
+            file_.clear();
         if (!file_.empty())
             history_w(lines_.get(), &event_, H_LOAD, file_.c_str());
     }

@@ -75,8 +75,7 @@ void TraceOutput::write(const TraceEvent &event, const SessionText &text)
         if (written >= 0)
             rest.remove_prefix(static_cast<std::size_t>(written));
         else if (errno != EINTR) {
-            // Nobody can be told of a standard error that is gone.
-            error_ = file_ ? errno : 0;
+            error_ = errno;
             return;
         }
     }
@@ -86,7 +85,7 @@ void TraceOutput::finish() const
 {
     if (error_ != 0)
         throw std::system_error(error_, std::generic_category(),
-                                name_ + ": the trace is not complete");
+                                (file_ ? name_ : "standard error") + ": the trace is not complete");
 }
 
 } // namespace velt::host

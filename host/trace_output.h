@@ -35,7 +35,7 @@ public:
     // Each line is one write, so that it stays whole among what others write there.
     void write(const TraceEvent &event, const SessionText &text);
 
-    // Throws std::system_error when a file lacks a part of the trace.
+    // Throws std::system_error when a part of the trace could not be written.
     void finish() const;
 
 private:

@@ -129,7 +129,7 @@ if [[ -z ${LAUNCHER-} ]]; then
         "${program[@]}" run three.json "${session[@]}" "${with[@]}" --trace "$up" save {closed}>&- || code=$?
         codes+=("$code")
     done </dev/null 2>err >out
-    [[ ${codes[*]} == "1 0" ]] || fail "vqhost without a descriptor ended with ${codes[*]}"
+    [[ ${codes[*]} == "1 1" ]] || fail "vqhost without a descriptor ended with ${codes[*]}"
     wrote err "what it printed could not be written"
     run 0 run three.json "expect order b,a,c"
 fi
