@@ -202,6 +202,9 @@ TEST_F(BookTest, WhatSomebodyElseHasChangedIsNotReplaced)
     EXPECT_THROW(theirs.save(other, their_book), BookError);
     EXPECT_THROW(theirs.save_as(file, other, their_book), BookError);
     theirs.save_as(folder / "other.json", other, their_book);
+    theirs.save_as(folder / "other.json", other, their_book);
+    std::ofstream(folder / "other.json") << "{}";
+    EXPECT_THROW(theirs.save_as(folder / "other.json", other, their_book), BookError);
     theirs.save(other, their_book, true);
     EXPECT_THROW(ours.save(model, book), BookError);
     fs::remove(file);
