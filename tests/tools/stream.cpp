@@ -3,25 +3,32 @@
 #include "tools/vqconv/stream.h"
 #include "tools/vqconv/encodings.h"
 
-#include "velt/vde/encodings.h"
-
-#include <gtest/gtest.h>
-
-#include <iconv.h>
+#include "support/convert.h"
 
 #include <random>
 
 namespace
 {
 
-std::string streamed(Stream &stream, std::string &out, const std::string &text, std::size_t block)
-{
-    out.clear();
-    for (std::size_t at = 0; at < text.size(); at += block)
-        stream.feed(std::string_view(text).substr(at, block));
-    stream.finish();
-    return out;
-}
+// A stream, and what has come out of it.
+struct Kept {
+    explicit Kept(const StreamOptions &options)
+        : stream(options, [this](std::string_view bytes) { out += bytes; })
+    {
+    }
+    // The whole text in blocks.
+    std::string feed(const std::string &text, std::size_t block)
+    {
+        out.clear();
+        for (std::size_t at = 0; at < text.size(); at += block)
+            stream.feed(std::string_view(text).substr(at, block));
+        stream.finish();
+        return out;
+    }
+
+    std::string out;
+    Stream stream;
+};
 
 struct Sample {
     UIntT id;
@@ -44,30 +51,22 @@ const Sample samples[] = {
 
 std::string in_charset(const Sample &sample)
 {
-    std::string text = sample.text;
     if (sample.charset == nullptr)
-        return text;
-    const iconv_t cd = iconv_open(sample.charset, "UTF-8");
-    std::string result(4 * text.size(), '\0');
-    char *in = text.data(), *out = result.data();
-    std::size_t in_left = text.size(), out_left = result.size();
-    EXPECT_EQ(iconv(cd, &in, &in_left, &out, &out_left), 0u) << sample.charset;
-    iconv(cd, nullptr, nullptr, &out, &out_left);
-    iconv_close(cd);
-    result.resize(result.size() - out_left);
-    return result;
+        return sample.text;
+    return iconved("UTF-8", sample.charset, sample.text).value();
 }
 
-// Calls with all pairs of encodings that a sample converts to.
-void for_each_target(const Sample &sample, auto visit)
+// Calls with each sample and all that it converts to.
+void for_each_pair(auto visit)
 {
-    for (UIntT to = 0; to <= VdeEncLast; ++to) {
-        if (!converts(sample.id, to))
-            continue;
-        SCOPED_TRACE(encoding_title(sample.id) + " to " + encoding_title(to));
-        if (takes_table(sample.id, to))
-            load_tables(VELT_UNICODE_HOME, sample.id);
-        visit(to);
+    load_tables(VELT_UNICODE_HOME, VdeEncShiftJis);
+    for (const Sample &sample : samples) {
+        const std::string text = in_charset(sample);
+        for (UIntT target = 0; target <= VdeEncLast; ++target) {
+            SCOPED_TRACE(encoding_title(sample.id) + " to " + encoding_title(target));
+            if (converts(sample.id, target))
+                visit(text, sample.id, target);
+        }
     }
 }
 
@@ -75,72 +74,47 @@ void for_each_target(const Sample &sample, auto visit)
 
 TEST(Stream, BlocksDoNotShow)
 {
-    for (const Sample &sample : samples) {
-        const std::string text = in_charset(sample);
-        for_each_target(sample, [&](UIntT to) {
-            char *const all = V_StrConvertEnc(text.c_str(), sample.id, to);
-            ASSERT_NE(all, nullptr);
-            const std::string whole = all;
-            free(all);
-            std::string out;
-            // Some texts have line ends for which the target has nothing.
-            Stream stream({.from = sample.id, .to = to, .skip = true},
-                          [&out](std::string_view bytes) { out += bytes; });
-            for (std::size_t block = 1; block <= text.size(); ++block)
-                EXPECT_EQ(streamed(stream, out, text, block), whole) << "blocks of " << block;
-        });
-    }
+    for_each_pair([](const std::string &text, UIntT from, UIntT target) {
+        const auto whole = to(text, from, target);
+        // Some texts have line ends for which the target has nothing.
+        Kept kept({.from = from, .to = target, .skip = true});
+        for (std::size_t block = 1; block <= text.size(); ++block)
+            EXPECT_EQ(kept.feed(text, block), whole) << "blocks of " << block;
+    });
 }
 
 TEST(Stream, DamageIsFoundWhereItIsInAnyBlocks)
 {
     std::mt19937 random(5);
-    for (const Sample &sample : samples) {
-        const std::string sound = in_charset(sample);
-        for_each_target(sample, [&](UIntT to) {
-            for (int round = 0; round < 40; ++round) {
-                std::string text = sound;
-                for (int i = 0; i < 3; ++i)
-                    text[random() % text.size()] = static_cast<char>(random());
-                text.resize(random() % text.size() + 1);
-                std::string out, first, found;
-                Stream skipping({.from = sample.id, .to = to, .skip = true},
-                                [&out](std::string_view bytes) { out += bytes; });
-                const std::string whole = streamed(skipping, out, text, text.size());
-                const auto skipped = skipping.skipped_bytes();
-                EXPECT_EQ(streamed(skipping, out, text, 1 + random() % 5), whole);
-                EXPECT_EQ(skipping.skipped_bytes(), 2 * skipped);
+    for_each_pair([&random](const std::string &sound, UIntT from, UIntT target) {
+        for (int round = 0; round < 40; ++round) {
+            std::string text = sound;
+            for (int i = 0; i < 3; ++i)
+                text[random() % text.size()] = static_cast<char>(random());
+            text.resize(random() % text.size() + 1);
+            Kept skipping({.from = from, .to = target, .skip = true});
+            const std::string whole = skipping.feed(text, text.size());
+            const auto skipped = skipping.stream.skipped_bytes();
+            EXPECT_EQ(skipping.feed(text, 1 + random() % 5), whole);
+            EXPECT_EQ(skipping.stream.skipped_bytes(), 2 * skipped);
 
-                Stream strict({.from = sample.id, .to = to},
-                              [&out](std::string_view bytes) { out += bytes; });
-                try {
-                    EXPECT_EQ(streamed(strict, out, text, 1 + random() % 5), whole);
-                } catch (const Unconvertible &error) {
-                    found = error.what();
-                }
-                EXPECT_EQ(found, skipping.first_skipped());
+            std::string found;
+            try {
+                Kept strict({.from = from, .to = target});
+                EXPECT_EQ(strict.feed(text, 1 + random() % 5), whole);
+            } catch (const Unconvertible &error) {
+                found = error.what();
             }
-        });
-    }
+            EXPECT_EQ(found, skipping.stream.first_skipped());
+        }
+    });
 }
 
-TEST(Stream, PlainTextKeepsItsLines)
+TEST(Stream, PlainTextKeepsItsLinesAndZeroBytesStay)
 {
-    const std::string text = "a\tb\r\n\x88\x9F\n";
-    load_tables(VELT_UNICODE_HOME, VdeEncShiftJis);
-    std::string out;
-    const auto sink = [&out](std::string_view bytes) { out += bytes; };
-    Stream plain({.from = VdeEncShiftJis, .to = VdeEncUtf8, .plain = true}, sink);
-    EXPECT_EQ(streamed(plain, out, text, 1), "a\tb\r\n\xE4\xBA\x9C\n");
-    Stream jis({.from = VdeEncShiftJis, .to = VdeEncJis, .plain = true}, sink);
-    EXPECT_EQ(streamed(jis, out, text, 1), "a\tb\r\n\x1B$B0!\x1B(J\n");
-}
-
-TEST(Stream, ZeroBytesStay)
-{
-    std::string out;
-    Stream stream({.from = VdeEncShiftJis, .to = VdeEncJis},
-                  [&out](std::string_view bytes) { out += bytes; });
-    EXPECT_EQ(streamed(stream, out, std::string("a\0\x88\x9F\0\x88\x9F", 7), 2),
-              std::string("a\0\x1B$B0!\x1B(J\0\x1B$B0!\x1B(J", 19));
+    const std::string text("a\tb\r\n\x88\x9F\0\x88\x9F\n", 11);
+    Kept plain({.from = VdeEncShiftJis, .to = VdeEncUtf8, .plain = true});
+    EXPECT_EQ(plain.feed(text, 1), std::string("a\tb\r\n\xE4\xBA\x9C\0\xE4\xBA\x9C\n", 13));
+    Kept jis({.from = VdeEncShiftJis, .to = VdeEncJis, .plain = true});
+    EXPECT_EQ(jis.feed(text, 2), std::string("a\tb\r\n\x1B$B0!\x1B(J\0\x1B$B0!\x1B(J\n", 23));
 }

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "support/convert.h"
 #include "vdelib/support.h"
-
-#include <iconv.h>
 
 #include <functional>
 #include <optional>
@@ -24,25 +23,6 @@ inline std::optional<std::string> converted(const std::function<IntT(VdeClT *, c
     if (result != 0)
         return std::nullopt;
     return std::string(cl.buf, cl.buf + cl.len);
-}
-
-// What the C library makes of the text; none when it cannot convert all of it.
-inline std::optional<std::string> iconved(const char *from, const char *to, std::string text)
-{
-    const iconv_t cd = iconv_open(to, from);
-    EXPECT_NE(cd, iconv_t(-1)) << from << ' ' << to;
-    std::string result(text.size() * 8 + 16, '\0');
-    char *in = text.data();
-    char *out = result.data();
-    size_t in_left = text.size();
-    size_t out_left = result.size();
-    const bool done = iconv(cd, &in, &in_left, &out, &out_left) == 0 &&
-                      iconv(cd, nullptr, nullptr, &out, &out_left) == 0;
-    iconv_close(cd);
-    if (!done)
-        return std::nullopt;
-    result.resize(result.size() - out_left);
-    return result;
 }
 
 inline std::string bytes(std::initializer_list<int> codes)

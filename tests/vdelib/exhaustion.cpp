@@ -1,7 +1,7 @@
 // What happens when memory runs out in the middle of something.
 
 #include "resources/support.h"
-#include "vdelib/paths.h"
+#include "vdelib/support.h"
 
 #include <functional>
 
@@ -88,6 +88,7 @@ TEST_F(Exhaustion, EveryAllocationMayFail)
     sweep("query", [&file] { return V_FileIsReadable(file.get()) != 0; });
     sweep("deletion", [&file] { return V_DeleteFile(file.get()) == 0; });
     EXPECT_FALSE(fs::exists("file"));
+    sweep("Quire", [] { return made(VdeTextEncStringToLString("a", VdeEncQuire)); });
     sweep("code points", [&here] {
         V_FdeInitUnicode(here.c_str());
         return made(VdeTextEncStringToLString("\x81\x40", VdeEncShiftJis));

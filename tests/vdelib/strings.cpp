@@ -19,40 +19,24 @@ namespace
 #define EXPECT_WRITTEN(before, size, call, result, after)                                          \
     EXPECT_EDIT(before, size, EXPECT_EQ(call, result), after)
 
-TEST(Strings, CopiesAreBoundedAndTerminated)
+// What has a sibling for every encoding is held against it there, with each bound.
+TEST(Strings, AreWrittenWithinTheirBound)
 {
     EXPECT_WRITTEN("", 4, V_StrCpyN(dst, "abcdef", 4), 3, "abc");
-    EXPECT_WRITTEN("x", 4, V_StrCpyN(dst, nullptr, 4), 0, "");
-    EXPECT_WRITTEN("", 1, V_StrCpyN(dst, "abc", 1), 0, "");
     EXPECT_WRITTEN("", 1, V_StrCpyN(dst, "abc", -1), 0, "");
     EXPECT_EDIT("x", 4, V_StrCpy(dst, "abc"), "abc");
     EXPECT_EDIT("abcdef", 7, V_StrCpy(dst, dst + 2), "cdef");
-    EXPECT_EDIT("abc", 4, V_StrTrunc(dst, 1), "a");
-    EXPECT_EQ(V_StrCpyN(nullptr, "abc", 4), 0);
     EXPECT_EQ(V_StrCopyString(nullptr), nullptr);
     EXPECT_EQ(std::string(Owned<>{V_StrNew(3)}.get(), 4), std::string(4, '\0'));
-}
 
-TEST(Strings, AppendsAreBoundedAndTerminated)
-{
     EXPECT_WRITTEN("abc", 6, V_StrCatN(dst, "def", 6), 5, "abcde");
-    EXPECT_WRITTEN("abcde", 6, V_StrCatN(dst, "def", 6), 5, "abcde");
-    EXPECT_WRITTEN("abcde", 6, V_StrCatN(dst, "def", -3), 5, "abcde");
-    EXPECT_WRITTEN("abc", 6, V_StrCatN(dst, nullptr, 6), 3, "abc");
     EXPECT_WRITTEN("abc", 7, V_StrCat(dst, dst), 6, "abcabc");
-
     EXPECT_WRITTEN("abcdef", 7, V_StrNCatN(dst, "xy", 2, 4), 3, "abc");
-    EXPECT_WRITTEN("ab", 10, V_StrNCatN(dst, "xy", 1, 10), 3, "abx");
-    EXPECT_WRITTEN("ab", 6, V_StrNCatN(dst, "123456", 9, 6), 5, "ab123");
     EXPECT_WRITTEN("ab", 6, V_StrNCatN(dst, "123456", -1, 6), 2, "ab");
-    EXPECT_WRITTEN("ab", 6, V_StrNCatN(dst, "123456", 9, 0), 0, "");
-
     EXPECT_WRITTEN("ab", 3, V_StrCatCharN(dst, 'c', 3), 2, "ab");
     EXPECT_WRITTEN("ab", 4, V_StrCatCharN(dst, 0x100 + 'c', 4), 3, "abc");
     EXPECT_WRITTEN("", 12, V_StrCatIntN(dst, INT32_MIN, 12), 11, "-2147483648");
     EXPECT_WRITTEN("n=", 5, V_StrCatIntN(dst, 789, 5), 4, "n=78");
-    EXPECT_EQ(V_StrCatN(nullptr, "x", 4), 0);
-    EXPECT_EQ(V_StrNCatN(nullptr, "x", 1, 4), 0);
 }
 
 TEST(Strings, AreEditedInPlace)
@@ -70,48 +54,30 @@ TEST(Strings, AreEditedInPlace)
     V_StrReverse(nullptr, 2);
 }
 
-TEST(Strings, EqualityReadsNullAsEmpty)
+TEST(Strings, Comparisons)
 {
     EXPECT_TRUE(V_StrEqual(nullptr, ""));
-    EXPECT_FALSE(V_StrEqual("", "a"));
     EXPECT_TRUE(V_StrIEqual("Qu\x80", "qU\x8A")); // a with diaeresis
     EXPECT_TRUE(V_StrEqualN("abcX", "abcY", 3));
     EXPECT_FALSE(V_StrEqualN("abcX", "abcY", 4));
-    EXPECT_TRUE(V_StrEqualN("a", "b", 0));
-    EXPECT_FALSE(V_StrIEqualN("abX", "ABy", 3));
     EXPECT_TRUE(V_StrSIEqual("Table-Of Contents", "tableofcontents"));
     EXPECT_TRUE(V_StrSIEqual(" - ", nullptr));
     EXPECT_FALSE(V_StrSIEqual("a\tb", "ab"));
     EXPECT_FALSE(V_StrSIEqual("ab", "a b c"));
-}
-
-TEST(Strings, OrderIsThatOfUnsignedBytes)
-{
     EXPECT_EQ(V_StrCmp("a\xFF", "a\x01"), 0xFE);
-    EXPECT_EQ(V_StrCmp(nullptr, "a"), -'a');
-    EXPECT_EQ(V_StrCmpN("abc", "abd", 3), -1);
-    EXPECT_EQ(V_StrCmpN("abc", "xbd", 0), 0);
     EXPECT_EQ(V_StrCmpN("abc", "axx", -7), 0);
-    EXPECT_LT(V_StrCmpN("abc", "xbc", -7), 0);
-    EXPECT_LT(V_StrICmpN("ABc", "abD", 3), 0);
     std::vector<const char *> names{"b", "abc", "ABC", "abd"};
     std::qsort(names.data(), names.size(), sizeof names[0], V_StrQsortCmp);
     EXPECT_EQ(std::string(names[0]) + names[1] + names[2] + names[3], "ABCabcabdb");
-}
-
-TEST(Strings, PrefixesAndSuffixes)
-{
-    EXPECT_FALSE(V_StrPrefix("fi", "file"));
     EXPECT_TRUE(V_StrPrefix(nullptr, nullptr));
-    EXPECT_TRUE(V_StrIPrefix("FILE.sre", "file"));
     EXPECT_TRUE(V_StrPrefixN("file.sre", "fixed", 2));
     EXPECT_FALSE(V_StrPrefixN("file.sre", "fixed", 3));
     EXPECT_TRUE(V_StrPrefixN("file.sre", "file", 99));
     EXPECT_FALSE(V_StrSuffix("file.sre", ".SRE"));
-    EXPECT_TRUE(V_StrISuffix("file.sre", ".SRE"));
-    EXPECT_FALSE(V_StrSuffix("sre", "x.sre"));
+    EXPECT_TRUE(V_StrSuffix("file.sre", ".sre"));
     EXPECT_TRUE(V_StrSuffix(nullptr, ""));
     EXPECT_FALSE(V_StrSuffix(nullptr, "a"));
+    EXPECT_FALSE(V_StrSuffix("sre", "x.sre"));
 }
 
 TEST(Strings, Search)
@@ -119,15 +85,9 @@ TEST(Strings, Search)
     const char s[] = {'a', '\xE9', 'b', '\xE9', '\0'};
     EXPECT_EQ(V_StrChr(s, 0xE9), s + 1);
     EXPECT_EQ(V_StrRChr(s, '\xE9'), s + 3);
-    for (const auto find : {V_StrChr, V_StrRChr}) {
-        EXPECT_EQ(find(s, 'z'), nullptr);
+    for (const auto find : {V_StrChr, V_StrRChr})
         EXPECT_EQ(find(s, 0), nullptr);
-        EXPECT_EQ(find(nullptr, 'a'), nullptr);
-    }
     EXPECT_EQ(V_StrSubString("hellloo", "llo"), 3);
-    EXPECT_EQ(V_StrSubString("hello", ""), 0);
-    EXPECT_EQ(V_StrSubString("", ""), -1);
-    EXPECT_EQ(V_StrSubString("a", nullptr), -1);
     EXPECT_EQ(V_StrAlphaToInt(" -12x"), -12);
     EXPECT_EQ(V_StrAlphaToInt(nullptr), 0);
     EXPECT_EQ(V_StrAlphaToReal("2.5e1;"), 25.0);
@@ -135,10 +95,8 @@ TEST(Strings, Search)
 
 TEST(Strings, CaseFoldsThroughTheInstalledTable)
 {
-    const UCharT *const before = std::exchange(VdeQToLower, VdeIdentMap);
+    const Changed table(VdeQToLower, VdeIdentMap);
     EXPECT_FALSE(V_StrIEqual("a", "A"));
-    VdeQToLower = before;
-    EXPECT_TRUE(V_StrIEqual("a", "A"));
 }
 
 TEST(Languages, NumbersAndNamesCorrespond)

@@ -21,6 +21,26 @@ struct Release {
 template <class T = char>
 using Owned = std::unique_ptr<T, Release>;
 
+struct ReleasePath {
+    void operator()(V_FilePathT *path) const { V_FilePathFree(path); }
+};
+using Path = std::unique_ptr<V_FilePathT, ReleasePath>;
+
+// While one of these lives, the variable has another value.
+template <class T>
+class Changed
+{
+public:
+    Changed(T &variable, std::type_identity_t<T> value)
+        : variable_(variable), before_(std::exchange(variable, value))
+    {
+    }
+    ~Changed() { variable_ = before_; }
+
+private:
+    T &variable_, before_;
+};
+
 // While one of these lives, allocations fail after so many successful ones.
 class FailingHeap
 {
