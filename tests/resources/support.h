@@ -1,6 +1,5 @@
 // What the tests of string resources share.
-#ifndef VELT_TESTS_RESOURCES_SUPPORT_H
-#define VELT_TESTS_RESOURCES_SUPPORT_H
+#pragma once
 
 #include "velt/vde/instance.h"
 #include "velt/vde/memory.h"
@@ -8,12 +7,7 @@
 
 #include "support/folder.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <sstream>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -86,5 +80,3 @@ protected:
         return text;
     }
 };
-
-#endif

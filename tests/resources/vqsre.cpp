@@ -6,7 +6,6 @@
 
 #include <fcntl.h>
 #include <iterator>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,14 +27,14 @@ struct Vqsre : Resources {
             argv.push_back(word.data());
         argv.push_back(nullptr);
 
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC;
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output, flags, 0666);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "errors", flags, 0666);
-        pid_t child;
-        EXPECT_EQ(posix_spawn(&child, VQSRE, &actions, nullptr, argv.data(), environ), 0);
-        posix_spawn_file_actions_destroy(&actions);
+        const pid_t child = fork();
+        if (child == 0) {
+            for (const auto &[fd, path] :
+                 {std::pair(STDOUT_FILENO, output), {STDERR_FILENO, "errors"}})
+                dup2(open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666), fd);
+            execv(VQSRE, argv.data());
+            _exit(127);
+        }
         int status;
         EXPECT_EQ(waitpid(child, &status, 0), child);
         out = read("out");
@@ -77,8 +76,6 @@ TEST_F(Vqsre, CompilesTheWorkedExample)
     EXPECT_EQ(read("x.sre"), sre({{1, "Hello!"}, {7, "Bye %0"}}));
     ASSERT_EQ(run("print x.sre --language usenglish"), 0);
     EXPECT_EQ(out, "1: Hello!\n7: Bye %0\n");
-    EXPECT_EQ(run("compile nosuch -o x.sre"), 1);
-    EXPECT_EQ(errors, "vqsre: nosuch: No such file or directory\n");
 }
 
 // The language's encoding, and that bytes which mean something to the reader survive it.
@@ -87,18 +84,13 @@ TEST_F(Vqsre, Encodings)
     const struct {
         const char *language, *text, *bytes;
     } cases[] = {
-        {"deutsch", "Größe „x“ ¤†•ı",
-         "Gr\x9A\xA7"
-         "e \xE3x\xD2 \xDB\xA0\xA5\xF5"},
-        {"japanese", "ソ表能ｱa~",
-         "\x83\x5C\x95\x5C\x94\x5C\xB1"
-         "a~"},
+        {"deutsch", "Grüß „x“ ¤†•ı", "Gr\x9F\xA7 \xE3x\xD2 \xDB\xA0\xA5\xF5"},
+        {"japanese", "ソ表能ｱx~", "\x83\x5C\x95\x5C\x94\x5C\xB1x~"},
         {"traditionalchinese", "功許", "\xA5\x5C\xB3\x5C"},
         {"simplifiedchinese", "从书", "\xB4\xD3\xCA\xE9"},
         {"korean", "책에서", "\xC3\xA5\xBF\xA1\xBC\xAD"},
-        {"francais", R"(\s a\\b\tc\p\r\ \#\i\N\M\+\-\_\x0D\s)",
-         "  a\\b\x08"
-         "c\x0A\x09\x11\x10\x12\x13\x14\x15\x04\x05\x0D "},
+        {"francais", R"(\s a\\b\tx\p\r\ \#\i\N\M\+\-\_\x0D\s)",
+         "  a\\b\x08x\x0A\x09\x11\x10\x12\x13\x14\x15\x04\x05\x0D "},
     };
     for (const auto &[language, text, bytes] : cases) {
         const std::string file = std::string(language) + ".txt";
@@ -119,30 +111,26 @@ TEST_F(Vqsre, Encodings)
 TEST_F(Vqsre, EveryByteSurvives)
 {
     V_FdeInitFontEncs(nullptr);
-    for (const auto &[language, encoding] : {std::pair<const char *, UIntT>{"usenglish", 0},
-                                             {"japanese", 1},
-                                             {"korean", 2},
-                                             {"traditionalchinese", 3},
-                                             {"simplifiedchinese", 4}}) {
-        std::vector<std::pair<int, std::string>> lines;
-        std::vector<std::string> strings;
-        for (unsigned first = 1; first < 256; ++first) {
+    UIntT encoding = 0;
+    for (const std::string language :
+         {"usenglish", "japanese", "korean", "traditionalchinese", "simplifiedchinese"}) {
+        const VdeFontEncT &font = *vdeFontEncs[encoding++];
+        std::vector<std::pair<int, std::string>> strings, lines;
+        for (int first = 1; first < 256; ++first) {
             std::string bytes(1, static_cast<char>(first));
-            for (unsigned second = 1; second < 256; ++second)
-                if (vdeFontEncs[encoding]->firstByte[first] != 0 &&
-                    vdeFontEncs[encoding]->secondByte[second] != 0)
+            for (int second = 1; second < 256; ++second)
+                if (font.firstByte[first] != 0 && font.secondByte[second] != 0)
                     bytes += {static_cast<char>(first), static_cast<char>(second)};
-            bytes += ' ';
-            strings.push_back(bytes);
-            lines.emplace_back(first, escaped(bytes));
+            strings.emplace_back(first, bytes + ' ');
+            lines.emplace_back(first, escaped(bytes + ' '));
         }
         write("x.sre", sre(lines));
-        ASSERT_EQ(run("print x.sre --language " + std::string(language)), 0) << errors;
-        write(std::string(language) + ".txt", out);
-        ASSERT_EQ(run("compile " + std::string(language) + ".txt -o x.sre"), 0) << errors;
+        ASSERT_EQ(run("print x.sre --language " + language), 0) << errors;
+        write(language + ".txt", out);
+        ASSERT_EQ(run("compile " + language + ".txt -o x.sre"), 0) << errors;
         ASSERT_EQ(init("x"), 0);
-        for (unsigned first = 1; first < 256; ++first)
-            EXPECT_EQ(get(static_cast<IntT>(first)), strings[first - 1]) << language << first;
+        for (const auto &[id, bytes] : strings)
+            EXPECT_EQ(get(id), bytes) << language << id;
     }
 }
 
@@ -151,21 +139,18 @@ TEST_F(Vqsre, TellsWhatIsWrongWithASource)
     const struct {
         const char *language, *line, *reason;
     } cases[] = {
-        {"dutch", "hello", "not of the form 'ID: text'"},
         {"dutch", "1 hello", "not of the form 'ID: text'"},
         {"dutch", "32768: x", "the id does not lie between -32768 and 32767"},
         {"dutch", "99999999999: x", "the id does not lie between -32768 and 32767"},
         {"dutch", "0: again", "string 0 is already in line 2"},
         {"dutch", "1: a\tb", "a control character (U+0009); it is written as an escape"},
         {"dutch", "1: \\q", "'\\q' is no escape"},
-        {"dutch", "1: \\X41", "'\\X' is no escape"},
         {"dutch", "1: \\é", "'\\é' is no escape"},
         {"dutch", "1: \\x4", "\\x needs two hexadecimal digits"},
         {"dutch", "1: \\xg0", "\\x needs two hexadecimal digits"},
         {"dutch", "1: \\x00", "\\x00 would end the string"},
         {"dutch", "1: a\\", "a backslash at the end of the line"},
         {"dutch", "1: \xFF", "the line is not UTF-8"},
-        {"dutch", "1: 10 €", "Quire has no '€' (U+20AC)"},
         {"dutch", "1: Ω", "Quire has no 'Ω' (U+03A9)"},
         {"japanese", "1: é", "Shift-JIS has no 'é' (U+00E9)"},
         {"japanese", "1: ¥", "Shift-JIS has no '¥' (U+00A5)"},
@@ -268,8 +253,10 @@ TEST_F(Vqsre, DamagedFilesAndWrongUsage)
     }
 
     // What cannot be read or written.
-    EXPECT_EQ(run("compile missing/dutch.txt -o x"), 1);
-    EXPECT_EQ(errors, "vqsre: missing/dutch.txt: No such file or directory\n");
+    for (const char *missing : {"missing", "missing/dutch.txt"}) {
+        EXPECT_EQ(run(std::string("compile -o x ") + missing), 1);
+        EXPECT_EQ(errors, std::string("vqsre: ") + missing + ": No such file or directory\n");
+    }
     EXPECT_EQ(run("compile dutch.txt -o missing/x"), 1);
     EXPECT_EQ(run("compile dutch.txt -o /dev/full"), 1);
     EXPECT_EQ(errors, "vqsre: /dev/full: No space left on device\n");
