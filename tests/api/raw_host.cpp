@@ -4,7 +4,6 @@
 #include "portmap/mapper_process.h"
 #include "transport/service_process.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -162,22 +161,6 @@ void RawServer::serve_datagram(int socket)
         sendto(socket, message.data(), message.size(), 0, generic, size);
 }
 
-namespace
-{
-
-int listen_at_path(const std::string &path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
-    EXPECT_EQ(listen(listener, 64), 0);
-    return listener;
-}
-
-} // namespace
-
 RawHost::RawHost() : RawHost(velt::test::socket_on_loopback()) {}
 
 RawHost::RawHost(std::pair<int, in_port_t> listener)
@@ -211,7 +194,13 @@ RawMapper::RawMapper(const RawHost &host)
             registered_ = static_cast<in_port_t>(high * 256 + low);
         return HostReply{HostReply::answer, words({call.procedure == get_port ? known : 1U})};
     };
-    server_.emplace(std::vector{listener, listen_at_path(path_)}, answer);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path_.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int local = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(local, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(local, 64), 0);
+    server_.emplace(std::vector{listener, local}, answer);
 }
 
 RawMapper::~RawMapper()

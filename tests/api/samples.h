@@ -14,19 +14,12 @@
 using Bytes = std::string;
 
 // Bytes from hexadecimal digits; blanks do not count.
-inline Bytes hex(const std::string &digits)
+inline Bytes hex(std::string digits)
 {
+    std::erase(digits, ' ');
     Bytes bytes;
-    std::string pair;
-    for (char c : digits) {
-        if (c == ' ')
-            continue;
-        pair += c;
-        if (pair.size() == 2) {
-            bytes += static_cast<char>(std::stoul(pair, nullptr, 16));
-            pair.clear();
-        }
-    }
+    for (std::size_t at = 0; at < digits.size(); at += 2)
+        bytes += static_cast<char>(std::stoul(digits.substr(at, 2), nullptr, 16));
     return bytes;
 }
 
@@ -70,16 +63,12 @@ struct Filling {
 
     bool operator()(const char *name, IntT &value)
     {
-        std::string field = name;
-        unsigned n = seed++;
-        if (field == "valType")
-            value = static_cast<IntT>(n % 22);
-        else if (field == "dataType")
-            value = static_cast<IntT>(n % 3);
-        else if (field == "num")
-            value = n % 2 ? static_cast<IntT>(n) : 0;
-        else
-            value = static_cast<IntT>(n * 2654435761U);
+        const std::string field = name;
+        const unsigned n = seed++;
+        value = static_cast<IntT>(field == "valType"    ? n % 22
+                                  : field == "dataType" ? n % 3
+                                  : field == "num"      ? n % 2 * n
+                                                        : n * 2654435761U);
         return true;
     }
     bool operator()(const char *, UIntT &value)
@@ -169,10 +158,4 @@ std::string tell(T value)
 inline StringT str(const char *s)
 {
     return const_cast<StringT>(s);
-}
-
-template <class L, std::size_t N>
-L list(velt::Element<L> (&entries)[N])
-{
-    return {N, entries};
 }

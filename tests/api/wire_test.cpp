@@ -57,28 +57,17 @@ TEST(Golden, IntoWhatTheCallerGives)
     EXPECT_EQ(ints.val, numbers);
 }
 
-TEST(Golden, PropertyIdentifiers)
+TEST(Golden, Records)
 {
     golden(V_PropIdentT{5, str("unsent")}, "00000005");
-    golden(V_PropIdentT{0, str("Name")}, "00000000 00000004 4e616d65");
     golden(V_PropIdentT{0, nullptr}, "00000000 00000000");
     golden(V_PropIdentT{-1, nullptr}, "ffffffff");
-}
-
-TEST(Golden, TextItems)
-{
     TextItemUnionT number;
     number.value = 7;
     golden(TextItemDataT{1, {str("t")}}, "00000001 00000001 74000000");
     golden(TextItemDataT{2, number}, "00000002 00000007");
     golden(TextItemT{12, 0, number}, "0000000c 00000000 00000007");
-}
-
-TEST(Golden, Lists)
-{
-    V_PropValsT none{};
-    golden(none, "00000000");
-    EXPECT_EQ(none.val, nullptr);
+    golden(V_PropValsT{}, "00000000");
     // Without its array a list of entries cannot be sent.
     V_IntsT broken{2, nullptr};
     char room[64];
@@ -175,7 +164,7 @@ TEST(Damage, LeavesNothingBehindAndTakesNoMemory)
     EXPECT_LT(heap::largest(), 1U << 20);
 }
 
-// Strings of this size travel in the tests of calls.
+// Strings of this size travel in the tests of the transport.
 TEST(Large, ListOfEightMegabytes)
 {
     std::vector<MetricT> numbers(2 << 20);
