@@ -42,22 +42,8 @@ knock 2
 kill -INT "$capture"
 wait "$capture" || true
 
-failures=0
-expect() { # WHAT HAVE LEAST
-    [[ $2 -ge $3 ]] || {
-        echo "FAIL: $1: $2, not $3" >&2
-        failures=1
-    }
-}
 calls=$(frames 'rpc.msgtyp == 0' | wc -l)
 replies=$(frames 'rpc.msgtyp == 1 && rpc.state_accept == 0' | wc -l)
-expect calls "$calls" 10
-expect replies "$replies" 10
 complaints=$(frames 'rpc && (_ws.malformed || _ws.expert.severity == "Error")')
-[[ -z $complaints ]] || {
-    echo "FAIL: tshark complains:" >&2
-    head -20 <<<"$complaints" >&2
-    failures=1
-}
-[[ $failures == 0 ]] || exit 1
-echo "$calls calls, $replies replies, no complaint"
+echo "$calls calls, $replies replies, complaints: ${complaints:-none}"
+[[ $calls -ge 10 && $replies -ge 10 && -z $complaints ]]

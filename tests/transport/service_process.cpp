@@ -79,41 +79,34 @@ void serve_once(int limit)
 void dispatch(svc_req *request, SVCXPRT *transport)
 {
     switch (request->rq_proc) {
-    case NULLPROC:
-        svc_sendreply(transport, routine<void>(), nullptr);
-        break;
     case echo:
-        answer<StringT>(transport, stock_string, [](StringT text) { return text; });
-        break;
+        return answer<StringT>(transport, stock_string, [](StringT text) { return text; });
     case count:
-        answer<V_IntsT>(transport, stock_integers, [](const V_IntsT &list) { return list.len; });
-        break;
+        return answer<V_IntsT>(transport, stock_integers,
+                               [](const V_IntsT &list) { return list.len; });
+    case reports:
+        return reply(transport, IntT{reported});
+    case descriptor:
+        return reply(transport, IntT{transport->xp_fd});
+    case depth:
+        return reply(transport, IntT{nested});
     case nest:
         for (const int mine = ++nested; nested >= mine && !over;)
             serve_once(1000);
-        svc_sendreply(transport, routine<void>(), nullptr);
         break;
     case pause:
         raise(SIGSTOP);
         skipped += 3600;
-        svc_sendreply(transport, routine<void>(), nullptr);
-        break;
-    case reports:
-        reply(transport, IntT{reported});
-        break;
-    case descriptor:
-        reply(transport, IntT{transport->xp_fd});
-        break;
-    case depth:
-        reply(transport, IntT{nested});
         break;
     case unnest:
         nested--;
-        svc_sendreply(transport, routine<void>(), nullptr);
+        break;
+    case NULLPROC:
         break;
     default:
-        svcerr_noproc(transport);
+        return svcerr_noproc(transport);
     }
+    svc_sendreply(transport, routine<void>(), nullptr);
 }
 
 [[noreturn]] void serve(int tell, int alive, in_addr_t allowed)
@@ -305,17 +298,12 @@ std::string null_reply(UIntT id)
     return fragment(words({id, 1, 0, 0, 0, 0}));
 }
 
-namespace
-{
-
-Client connected(CLIENT *client)
+static Client connected(CLIENT *client)
 {
     if (!client)
         throw std::runtime_error(clnt_spcreateerror("no connection"));
     return Client(client);
 }
-
-} // namespace
 
 Client stock_client(in_port_t port, u_int buffer)
 {

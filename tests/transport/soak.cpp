@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -37,15 +37,10 @@ long resident_pages(pid_t process)
     return resident;
 }
 
-int descriptors(pid_t process)
+auto descriptors(pid_t process)
 {
-    int count = 0;
-    DIR *folder = opendir(("/proc/" + std::to_string(process) + "/fd").c_str());
-    while (folder && readdir(folder))
-        count++;
-    if (folder)
-        closedir(folder);
-    return count;
+    const std::filesystem::directory_iterator all("/proc/" + std::to_string(process) + "/fd");
+    return std::distance(begin(all), end(all));
 }
 
 // The client makes `calls` calls in a callback, and shows a modal dialog, during which the host
@@ -71,7 +66,7 @@ TEST(Soak, NothingGrows)
     };
     round(calls / 10, callbacks / 10);
     const long own_before = resident_pages(getpid()), before = resident_pages(client.pid);
-    const int own_open = descriptors(getpid()), open = descriptors(client.pid);
+    const auto own_open = descriptors(getpid()), open = descriptors(client.pid);
     round(calls - calls / 10, callbacks - callbacks / 10);
     EXPECT_LE(resident_pages(client.pid) - before, 64);
     EXPECT_LE(resident_pages(getpid()) - own_before, 256);

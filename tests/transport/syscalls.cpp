@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <map>
 #include <string>
 
 #include "apilib/routines.h"
@@ -38,7 +39,7 @@ std::string calls_of(pid_t process)
     int status = 0;
     waitpid(process, &status, 0);
     ptrace(PTRACE_SETOPTIONS, process, nullptr, PTRACE_O_TRACESYSGOOD);
-    for (bool entering = false;;) {
+    for (;;) {
         ptrace(PTRACE_SYSCALL, process, nullptr, nullptr);
         waitpid(process, &status, 0);
         if (!WIFSTOPPED(status) || WSTOPSIG(status) == SIGSTOP)
@@ -47,25 +48,14 @@ std::string calls_of(pid_t process)
             continue;
         __ptrace_syscall_info info{};
         ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info);
-        entering = info.op == PTRACE_SYSCALL_INFO_ENTRY;
         // The clock of these tests asks the system, others do not.
-        if (!entering || info.entry.nr == SYS_kill || info.entry.nr == SYS_getpid ||
-            info.entry.nr == SYS_clock_gettime)
-            continue;
-        switch (info.entry.nr) {
-        case SYS_sendto:
-        case SYS_sendmsg:
-            calls += "write ";
-            break;
-        case SYS_recvfrom:
-            calls += "read ";
-            break;
-        case SYS_poll:
-            calls += "poll ";
-            break;
-        default:
-            calls += std::to_string(info.entry.nr) + " ";
-        }
+        const std::map<std::uint64_t, std::string> names = {
+            {SYS_kill, ""},         {SYS_getpid, ""},        {SYS_clock_gettime, ""},
+            {SYS_sendto, "write "}, {SYS_sendmsg, "write "}, {SYS_recvfrom, "read "},
+            {SYS_poll, "poll "}};
+        if (info.op == PTRACE_SYSCALL_INFO_ENTRY)
+            calls += names.contains(info.entry.nr) ? names.at(info.entry.nr)
+                                                   : std::to_string(info.entry.nr) + " ";
     }
 }
 
