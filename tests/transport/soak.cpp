@@ -1,11 +1,9 @@
-// Calls and callbacks without end, nested ones among them: neither memory nor descriptors may grow.
-// SOAK_CALLS and SOAK_CALLBACKS say how many.
+// Many calls and callbacks, nested ones among them: neither memory nor descriptors may grow.
 
 #include <gtest/gtest.h>
 
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -22,12 +20,6 @@ struct QuietDesk : Desk {
     IntT alert(int, const std::string &, IntT) override { return 0; }
     void report(const std::string &line) override { ADD_FAILURE() << line; }
 };
-
-IntT number(const char *variable, IntT otherwise)
-{
-    const char *text = std::getenv(variable);
-    return text ? std::atoi(text) : otherwise;
-}
 
 long resident_pages(pid_t process)
 {
@@ -55,8 +47,7 @@ TEST(Soak, NothingGrows)
     Host host(std::move(options), model, desk);
     Client &client = host.start(SOAK_CLIENT, 1, 1, "soak");
 
-    const IntT calls = number("SOAK_CALLS", 100'000);
-    const IntT callbacks = number("SOAK_CALLBACKS", 10'000);
+    constexpr IntT calls = 100'000, callbacks = 10'000;
     const auto round = [&](IntT of_calls, IntT of_callbacks) {
         ASSERT_TRUE(host.command(client, of_calls));
         for (IntT i = 0; i < of_callbacks; i += 2) {

@@ -350,17 +350,16 @@ TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
     });
     Answering deaf([](Peer &) {});
 
-    Client client = our_client(drips.port());
-    takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT); });
-    client = our_client(floods.port());
-    takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT); });
-    over = true;
     const std::string large(20'000'000, 'a');
-    client = our_client(slow.port());
-    takes_a_second([&] {
-        EXPECT_EQ(call_echo(client.get(), large, nullptr, {1, 0}), RPC_TIMEDOUT);
-    });
-    client = our_client(deaf.port());
+    for (const Answering *peer : {&drips, &floods, &slow}) {
+        const Client client = our_client(peer->port());
+        const std::string text = peer == &slow ? large : "a";
+        takes_a_second([&] {
+            EXPECT_EQ(call_echo(client.get(), text, nullptr, {1, 0}), RPC_TIMEDOUT);
+        });
+    }
+    over = true;
+    const Client client = our_client(deaf.port());
     timeval second{1, 0};
     ASSERT_TRUE(clnt_control(client.get(), CLSET_TIMEOUT, reinterpret_cast<char *>(&second)));
     takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), large, nullptr), RPC_TIMEDOUT); });
