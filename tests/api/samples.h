@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <concepts>
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -71,14 +72,10 @@ struct Filling {
                                                         : n * 2654435761U);
         return true;
     }
-    bool operator()(const char *, UIntT &value)
+    template <std::unsigned_integral T>
+    bool operator()(const char *, T &value)
     {
-        value = seed++ * 2246822519U;
-        return true;
-    }
-    bool operator()(const char *, UCharT &value)
-    {
-        value = static_cast<UCharT>(seed++ * 37);
+        value = static_cast<T>(seed++ * 2246822519U);
         return true;
     }
     bool operator()(const char *, StringT &value)

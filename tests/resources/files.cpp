@@ -23,11 +23,6 @@ std::string place(const char *language, const char *name)
     return std::string("vqinit/") + language + "/APIArea/resources/" + name + ".sre";
 }
 
-std::string naming(const std::string &what)
-{
-    return sre({{1, what}});
-}
-
 } // namespace
 
 TEST_F(Resources, WorkedExample)
@@ -64,8 +59,8 @@ TEST_F(Resources, SearchOrder)
         "vqhome/" + place("deutsch", "x"),
     };
     for (const std::string &path : order)
-        write(path, naming(path));
-    write("home/" + place("dutch", "x"), naming("another language"));
+        write(path, sre({{1, path}}));
+    write("home/" + place("dutch", "x"), sre({{1, "another language"}}));
     for (const std::string &path : order) {
         EXPECT_EQ(init("sub/x", "deutsch"), 0);
         EXPECT_EQ(get(1), path);
@@ -75,8 +70,8 @@ TEST_F(Resources, SearchOrder)
     EXPECT_EQ(get(1), order[4]); // what was loaded stays
     EXPECT_STREQ(VdeInstance->language, "deutsch");
 
-    write(order[1], naming("home"));
-    write(order[3], naming("vqhome"));
+    write(order[1], sre({{1, "home"}}));
+    write(order[3], sre({{1, "vqhome"}}));
     unsetenv("HOME");
     EXPECT_EQ(init("sub/x", VdeInstance->language), 0);
     EXPECT_EQ(get(1), "vqhome");
@@ -90,13 +85,13 @@ TEST_F(Resources, SearchOrder)
 TEST_F(Resources, OverlongPathIsPassedOver)
 {
     setenv("VQHOME", ".", 1);
-    write(place("deutsch", "x"), naming("found"));
+    write(place("deutsch", "x"), sre({{1, "found"}}));
     setenv("HOME", std::string(1500, 'h').c_str(), 1);
     EXPECT_EQ(init("x", "deutsch"), 0);
     EXPECT_EQ(get(1), "found");
 
     // The longest path there may be, and one byte more: it is not cut to fit.
-    write(fs::path(place("deutsch", "x")).replace_extension(".sr"), naming("cut"));
+    write(fs::path(place("deutsch", "x")).replace_extension(".sr"), sre({{1, "cut"}}));
     const std::string tail = "/" + place("deutsch", "x");
     for (const std::size_t length : {1023u, 1024u}) {
         setenv("HOME", ("." + std::string(length - tail.size() - 1, '/')).c_str(), 1);
@@ -187,7 +182,7 @@ TEST_F(Resources, BinaryTemplates)
 
 TEST_F(Resources, WithoutHeaderOrIndexNothingIsLoaded)
 {
-    ASSERT_EQ(load(naming("before")), 0);
+    ASSERT_EQ(load(sre({{1, "before"}})), 0);
     const auto header = [](unsigned long count) {
         return std::string(20, '\0') + big_endian(count, 4) + worked_example.substr(24);
     };
@@ -216,7 +211,7 @@ TEST_F(Resources, WhatCanBeReadIsKept)
 // Wherever the file is cut off, the strings are the file's or those from before.
 TEST_F(Resources, CutAnywhere)
 {
-    ASSERT_EQ(load(naming("before")), 0);
+    ASSERT_EQ(load(sre({{1, "before"}})), 0);
     for (std::size_t length = 0; length < worked_example.size(); ++length) {
         const bool has_index = length >= 36; // behind which the strings stand that the end may cut
         const auto kept = [length](std::size_t from, std::size_t size) {

@@ -77,20 +77,16 @@ TEST_F(FontEncodings, NamesAndIds)
 
 TEST_F(FontEncodings, LocaleFlags)
 {
-    const struct {
-        const char *name, *flags; // EUC, JIS, CNS
-    } locales[] = {
-        {"japanese", "100"},   {"ja_JP.JIS7", "010"},   {"ja_JP.SJIS", "000"}, {"ja", "100"},
-        {"zh_TW.Big5", "001"}, {"zh_CN.GB2312", "000"}, {"JA_JP", "000"},      {nullptr, "000"},
+    const std::pair<const char *, int> locales[] = {
+        // EUC, JIS, CNS
+        {"japanese", 100}, {"ja_JP.JIS7", 10},  {"ja_JP.SJIS", 0}, {"ja", 100},
+        {"zh_TW.Big5", 1}, {"zh_CN.GB2312", 0}, {"JA_JP", 0},      {nullptr, 0},
     };
     for (const auto &[name, flags] : locales) {
         locale_name = name;
         vdeLocaleIsEUC = vdeLocaleIsJIS = vdeLocaleIsCNS = -1;
         V_FdeInitFontEncs(nullptr);
-        std::string found;
-        for (IntT flag : {vdeLocaleIsEUC, vdeLocaleIsJIS, vdeLocaleIsCNS})
-            found += std::to_string(flag);
-        EXPECT_EQ(found, flags) << name;
+        EXPECT_EQ(100 * vdeLocaleIsEUC + 10 * vdeLocaleIsJIS + vdeLocaleIsCNS, flags) << name;
     }
     // Once found out, it stays.
     locale_name = "zh_TW";

@@ -58,11 +58,9 @@ struct Vqsre : Resources {
 std::string escaped(const std::string &bytes)
 {
     std::string line;
-    for (const char byte : bytes) {
-        char escape[8];
-        std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(byte));
-        line += escape;
-    }
+    const char *const digits = "0123456789abcdef";
+    for (const char byte : bytes)
+        line += {'\\', 'x', digits[byte >> 4 & 15], digits[byte & 15]};
     return line;
 }
 

@@ -49,19 +49,14 @@ const Sample samples[] = {
     {VdeEncQuire, "MACINTOSH", "déjà vu: ça"},
 };
 
-std::string in_charset(const Sample &sample)
-{
-    if (sample.charset == nullptr)
-        return sample.text;
-    return iconved("UTF-8", sample.charset, sample.text).value();
-}
-
 // Calls with each sample and all that it converts to.
 void for_each_pair(auto visit)
 {
     load_tables(VELT_UNICODE_HOME, VdeEncShiftJis);
     for (const Sample &sample : samples) {
-        const std::string text = in_charset(sample);
+        const std::string text = sample.charset == nullptr
+                                     ? sample.text
+                                     : iconved("UTF-8", sample.charset, sample.text).value();
         for (UIntT target = 0; target <= VdeEncLast; ++target) {
             SCOPED_TRACE(encoding_title(sample.id) + " to " + encoding_title(target));
             if (converts(sample.id, target))
