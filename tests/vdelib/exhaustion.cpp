@@ -41,11 +41,6 @@ bool made(T *block)
     return Owned<T>(block) != nullptr;
 }
 
-bool made(V_FilePathT *path)
-{
-    return Path(path) != nullptr;
-}
-
 } // namespace
 
 // A result says that it is none, and what was there before is there still; that nothing is left
@@ -67,9 +62,10 @@ TEST_F(Exhaustion, EveryAllocationMayFail)
         char buf[2001];
         return V_Sprintf(buf, "%s", text.c_str()) == 2000;
     });
-    sweep("Unix name", [] { return made(V_UnixToFilePath("a/../b", nullptr)); });
-    sweep("DI name", [] { return made(V_DIToFilePath("<r><c>usr", nullptr)); });
-    sweep("broken DI name", [] { return made(V_DIToFilePath("<r><c>usr<u>", nullptr)); });
+    sweep("Unix name", [] { return Path(V_UnixToFilePath("a/../b", nullptr)) != nullptr; });
+    sweep("DI name", [] { return Path(V_DIToFilePath("<r><c>usr", nullptr)) != nullptr; });
+    sweep("broken DI name",
+          [] { return Path(V_DIToFilePath("<r><c>usr<u>", nullptr)) != nullptr; });
     sweep("to DI name", [&path] {
         StringT name = nullptr;
         IntT size = 1;
@@ -79,7 +75,7 @@ TEST_F(Exhaustion, EveryAllocationMayFail)
     });
     sweep("working directory", [] {
         const V_ChannelT nameless{};
-        return made(V_GetFilePath(&nameless));
+        return Path(V_GetFilePath(&nameless)) != nullptr;
     });
     sweep("channel", [&file] {
         V_ChannelT *ch = V_ChannelOpen(file.get(), "r");
