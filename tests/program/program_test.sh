@@ -52,6 +52,8 @@ wrote err "propIdent={num=529}, newVal=1) = 0"
 book german.json deutsch
 labels=$(sed -n 's/^[0-2]: *//p' "$4/deutsch.txt" | paste -sd,)
 run 0 run german.json "${session[@]}" "${with[@]}" "expect menu $labels"
+on_fresh_book 0 "${with[@]}" --language deutsch "expect menu $labels"
+"$shelfwise" --help | grep -q "usage: shelfwise" || fail "shelfwise does not say what it is"
 alert="Cannot find string resource file. Please check that Shelfwise is correctly installed, and \
 try again."
 VQHOME=$work on_fresh_book 0 "${with[@]}" "expect alert $alert" "expect menu none" "wait exit" \
