@@ -51,13 +51,16 @@ public:
     std::string text() const;
 
 private:
-    static std::filesystem::path place(const std::string &path);
+    // Where a path led when it was read or written last; else where it leads now.
+    std::filesystem::path place(const std::string &path) const;
+    void remember(const std::string &path, std::string text);
     void check_unchanged(const std::string &path) const;
 
     std::string path_;
     // What this file holds, and others in which the book has been saved, unless somebody else has
     // changed them.
     std::map<std::filesystem::path, std::string> known_;
+    std::map<std::string, std::filesystem::path> places_;
 };
 
 } // namespace velt::host

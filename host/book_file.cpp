@@ -49,6 +49,13 @@ std::string read_plain_file(const std::string &path)
     return text;
 }
 
+std::filesystem::path resolved(const std::string &path)
+{
+    std::error_code unknown;
+    auto place = std::filesystem::weakly_canonical(path, unknown);
+    return unknown ? std::filesystem::path(path) : place;
+}
+
 } // namespace
 
 UIntT BookFile::load(Model &model, IntT language)
@@ -60,7 +67,7 @@ UIntT BookFile::load(Model &model, IntT language)
         throw BookError(path_ + ": cannot read the book: " + error.what());
     }
     const UIntT book = read_book(text, path_, model, language);
-    known_[place(path_)] = std::move(text);
+    remember(path_, std::move(text));
     return book;
 }
 
@@ -70,14 +77,20 @@ std::string BookFile::text() const
     return known == known_.end() ? std::string() : known->second;
 }
 
-std::filesystem::path BookFile::place(const std::string &path)
+std::filesystem::path BookFile::place(const std::string &path) const
 {
-    std::error_code unknown;
-    auto place = std::filesystem::weakly_canonical(path, unknown);
-    return unknown ? std::filesystem::path(path) : place;
+    const auto place = places_.find(path);
+    return place == places_.end() ? resolved(path) : place->second;
 }
 
-// An editor writes anew what it has not changed: it is the text that counts.
+void BookFile::remember(const std::string &path, std::string text)
+{
+    const auto &place = places_[path] = resolved(path);
+    known_[place] = std::move(text);
+}
+
+// An editor writes anew what it has not changed: it is the text that counts. A link that leads to
+// another file by now is a change as well.
 void BookFile::check_unchanged(const std::string &path) const
 {
     const auto known = known_.find(place(path));
@@ -105,7 +118,7 @@ try {
     if (!force)
         check_unchanged(path);
     file.commit();
-    known_[place(path)] = std::move(text);
+    remember(path, std::move(text));
     return own;
 } catch (const std::runtime_error &error) {
     throw BookError(std::string("cannot save the book: ") + error.what());

@@ -205,7 +205,16 @@ TEST_F(BookTest, WhatSomebodyElseHasChangedIsNotReplaced)
     theirs.save_as(folder / "other.json", other, their_book);
     std::ofstream(folder / "other.json") << "{}";
     EXPECT_THROW(theirs.save_as(folder / "other.json", other, their_book), BookError);
+    fs::remove(link);
+    fs::create_symlink("foreign.json", link);
+    std::ofstream(folder / "foreign.json") << "{}";
+    EXPECT_THROW(theirs.save(other, their_book), BookError) << "the link leads elsewhere";
+    fs::remove(folder / "foreign.json");
+    fs::remove(link);
+    fs::create_symlink("book.json", link);
     theirs.save(other, their_book, true);
+    theirs.save_as(file, other, their_book);
+    theirs.save(other, their_book);
     EXPECT_THROW(ours.save(model, book), BookError);
     fs::remove(file);
     ours.save(model, book);
