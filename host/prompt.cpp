@@ -300,6 +300,7 @@ void Prompt::run(Commands &commands, Host *host)
             else if (may_end())
                 break;
         } catch (const std::exception &error) {
+            warned_ = false; // it may have changed the book before it failed
             std::cerr << printable_lines(error.what()) << std::endl;
         }
         if (interrupts_.signal != 0 && !goes_on())
