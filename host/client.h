@@ -52,7 +52,7 @@ struct Client {
     IntT return_value = 0; // for the client that calls it
 
     unsigned long long process_start = 0; // of one that asked to be taken in, as start_of()
-    bool ended_in_turn = false;           // while it held control
+    std::string_view ended_in;            // the procedure in which it held control at its end
     bool exit_expected = false;           // it may end as it has ended
     std::optional<Turn> quitting;         // since it was asked to
 
@@ -72,7 +72,12 @@ struct Client {
 
     bool ended_well() const
     {
-        return exit_expected || (!ended_in_turn && exit_status.value_or(0) == 0);
+        return exit_expected || (ended_in.empty() && exit_status.value_or(0) == 0);
+    }
+    std::string ending() const
+    {
+        return describe_exit(exit_status) +
+               (ended_in.empty() ? "" : " while it held control in " + std::string(ended_in));
     }
     bool holds_control() const { return !turns.empty() && !turns.back().modal_wait; }
     std::string title() const

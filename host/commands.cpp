@@ -169,6 +169,10 @@ void Commands::run_script(std::istream &script, const std::string &name, Checks 
             line.erase(0, mark.size());
         if (!run_at(position, line, checks))
             return;
+        // What follows may have no end.
+        if (!s_.out)
+            fail(position.text() +
+                 ": what it printed could not be written; what follows is not done");
     }
 }
 
@@ -515,8 +519,9 @@ std::vector<std::string> Commands::completions(std::string_view line) const
             offer(before, Expectation::all(), &Expectation::name);
     } else if (word == "select" || word == "selected") {
         // Without quotes if they are not needed.
-        offer(std::string(before) + std::string(word) + " ", order(),
-              [](const std::string &name) { return whole(name) == name ? name : as_word(name); });
+        offer(std::string(before) + std::string(word) + " ", order(), [](const std::string &name) {
+            return !name.starts_with('"') && whole(name) == name ? name : as_word(name);
+        });
     } else if (word == "choose") {
         offer("choose ", menu_items(), [this](const Object *item) { return label(*item); });
     } else if (word == "get" || word == "set" || word == "props" || word == "property") {

@@ -102,6 +102,8 @@ std::span<const Expectation> Expectation::all()
                  misuse_of("exit");
              const std::string wanted =
                  (signal ? "signal " : "") + std::to_string(number<int>(words.words.back()));
+             if (!c.s_.host)
+                 misuse("no client can end here: give one with --client PATH");
              Client &client = c.client(who);
              // It may be about to.
              c.host().wait_for_exit(client, c.host().options().exit_limit);

@@ -3,6 +3,7 @@
 #include <getopt.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -24,6 +25,7 @@
 #include "host/descriptor.h"
 #include "host/input.h"
 #include "host/memory_reserve.h"
+#include "host/output_file.h"
 #include "host/prompt.h"
 #include "host/trace_output.h"
 #include "velt/vde/language.h"
@@ -268,23 +270,12 @@ Arguments parse(int argc, char **argv)
             misuse_of_program(std::string(argv[optind - 1]) + ": unknown option");
         }
     }
-    if (optind == argc)
+    if (optind == argc || *argv[optind] == '\0')
         misuse_of_program("run needs a book file");
     arguments.book = argv[optind];
     arguments.commands.assign(argv + optind + 1, argv + argc);
     if (!arguments.script.empty() && !arguments.commands.empty())
         misuse_of_program("commands come from --script or from arguments, not from both");
-    std::vector<std::string> files = {arguments.book, arguments.script};
-    for (const Startable &each : arguments.clients)
-        files.push_back(each.what.path);
-    for (const auto &[name, file] :
-         {std::pair("--junit", arguments.junit), {"--trace-file", arguments.trace_file}})
-        for (const std::string &other : files)
-            if (std::error_code none; std::filesystem::is_regular_file(file, none) &&
-                                      std::filesystem::equivalent(file, other, none))
-                misuse_of_program(std::string(name) + ": " + file + " would be overwritten");
-    if (!arguments.junit.empty() && arguments.junit == arguments.trace_file)
-        misuse_of_program("--junit and --trace-file name one file");
     if (!arguments.junit.empty() && arguments.interactive())
         misuse_of_program("--junit tells of commands from --script or from arguments");
     return arguments;
@@ -337,8 +328,6 @@ int check_books(const std::vector<std::string> &paths)
 {
     if (paths.empty())
         misuse_of_program("check-book needs a book file");
-    if (paths.front() == "--help" || paths.front() == "-h")
-        return tell_help();
     ExitCode code = done;
     for (const std::string &path : paths) {
         try {
@@ -352,16 +341,47 @@ int check_books(const std::vector<std::string> &paths)
     return code;
 }
 
-// To a file, or of a part, is a trace too.
-std::optional<TraceOutput> trace_output(const Arguments &arguments)
+// What a run writes beside what it prints.
+struct Outputs {
+    std::optional<OutputFile> report, trace;
+};
+
+// Nothing that the run reads is overwritten, nor one of them by the other.
+Outputs outputs(const Arguments &arguments)
 try {
-    if (arguments.trace == Arguments::untraced && arguments.trace_file.empty() &&
-        arguments.filter.empty())
-        return {};
-    return std::make_optional<TraceOutput>(arguments.trace_file, arguments.trace == Arguments::json,
-                                           TraceFilter(arguments.filter), coloured(STDERR_FILENO));
+    Outputs files;
+    std::vector<std::string> read = {arguments.book, arguments.script};
+    for (const Startable &each : arguments.clients)
+        read.push_back(each.what.path);
+    const auto open = [&](const char *name, const std::string &path,
+                          std::optional<OutputFile> &file) {
+        if (path.empty())
+            return;
+        file.emplace(path);
+        const auto is_read = [&](const std::string &other) { return file->is(other); };
+        if (std::ranges::any_of(read, is_read) || file->is(STDIN_FILENO))
+            misuse_of_program(std::string(name) + ": " + path + " would be overwritten");
+    };
+    open("--junit", arguments.junit, files.report);
+    open("--trace-file", arguments.trace_file, files.trace);
+    if (files.report && files.trace && files.report->is(*files.trace))
+        misuse_of_program("--junit and --trace-file name one file");
+    for (auto *file : {&files.report, &files.trace})
+        if (*file)
+            (*file)->begin();
+    return files;
 } catch (const std::system_error &error) {
     throw CommandError(misused, error.what());
+}
+
+// To a file, or of a part, is a trace too.
+std::optional<TraceOutput> trace_output(const Arguments &arguments, std::optional<OutputFile> file)
+try {
+    if (arguments.trace == Arguments::untraced && !file && arguments.filter.empty())
+        return {};
+    return std::make_optional<TraceOutput>(std::move(file), arguments.trace == Arguments::json,
+                                           TraceFilter(arguments.filter),
+                                           !file && coloured(STDERR_FILENO));
 } catch (const std::runtime_error &error) {
     misuse_of_program("--filter: " + std::string(error.what()));
 }
@@ -376,7 +396,7 @@ void default_home()
         setenv("VQHOME", home.c_str(), 0);
 }
 
-int run(const Arguments &arguments, Checks &checks)
+int run(const Arguments &arguments, std::optional<TraceOutput> trace, Checks &checks)
 {
     keep_memory_back();
     // Output that nobody reads is an error like others, and not the end of all.
@@ -393,7 +413,6 @@ int run(const Arguments &arguments, Checks &checks)
     if (interactive || !arguments.clients.empty())
         watch_signals();
 
-    std::optional<TraceOutput> trace = trace_output(arguments);
     std::unique_ptr<Host> host;
     if (!arguments.clients.empty()) {
         Options options;
@@ -449,7 +468,7 @@ int run(const Arguments &arguments, Checks &checks)
     if (host)
         for (const Client &client : host->clients())
             if (!client.ended_well())
-                checks.failed(client.title() + ": " + describe_exit(client.exit_status));
+                checks.failed(client.title() + ": " + client.ending());
     std::cout.flush();
     if (!std::cout)
         throw CommandError(failed, "what it printed could not be written");
@@ -460,21 +479,22 @@ int run_and_check(const Arguments &arguments)
 {
     if (arguments.tell)
         return arguments.tell();
+    Outputs files = outputs(arguments);
+    std::optional<TraceOutput> trace = trace_output(arguments, std::move(files.trace));
     Checks checks(std::cerr);
     int code = done;
     std::exception_ptr error;
     try {
-        code = run(arguments, checks);
+        code = run(arguments, std::move(trace), checks);
     } catch (const std::exception &reason) {
         checks.failed(reason.what());
         error = std::current_exception();
     }
     if (!checks.summarise() && code == done)
         code = failed;
-    if (!arguments.junit.empty()) {
+    if (files.report) {
         try {
-            velt::replace_file(arguments.junit, checks.junit(arguments.book),
-                               velt::NewFile::Others::written);
+            files.report->write(checks.junit(arguments.book));
         } catch (const std::runtime_error &reason) {
             std::cerr << "vqhost: " << printable_lines(reason.what()) << std::endl;
             code = failed;
@@ -492,11 +512,16 @@ int main(int argc, char **argv)
     velt::fill_standard_descriptors();
     velt::survive_file_size_limit();
     const std::string verb = argc > 1 ? argv[1] : "";
+    // run knows it as one of its options, of which a command may be the value.
+    const auto asks = [&](std::string_view option) {
+        return verb == option || (verb != "run" && std::find(argv + std::min(argc, 2), argv + argc,
+                                                             option) != argv + argc);
+    };
     try {
-        if (verb == "--version")
-            return tell_version();
-        if (verb == "--help" || verb == "-h")
+        if (asks("--help") || asks("-h"))
             return tell_help();
+        if (asks("--version"))
+            return tell_version();
         if (verb == "check-book")
             return check_books({argv + 2, argv + argc});
         if (verb == "schema" && argc > 2)

@@ -220,10 +220,10 @@ void Host::gone(Client &client)
     model_.forget_subscriptions(client.caller.number);
     const std::string how = describe_exit(client.exit_status);
     const bool normal = client.leaving && client.exit_status.value_or(0) == 0;
-    client.ended_in_turn = !client.turns.empty();
-    if (client.ended_in_turn)
-        report(client,
-               how + " while it held control in " + std::string(client.turns.back().procedure));
+    if (!client.turns.empty())
+        client.ended_in = client.turns.back().procedure;
+    if (!client.turns.empty())
+        report(client, client.ending());
     else if (client.acknowledged && !normal)
         report(client, how + (client.leaving ? "" : ", unasked"));
     while (!client.turns.empty()) {

@@ -1,6 +1,5 @@
 #include "host/trace_output.h"
 
-#include <fcntl.h>
 #include <fnmatch.h>
 #include <unistd.h>
 
@@ -48,44 +47,27 @@ bool TraceFilter::shows(const TraceEvent &event) const
            (!failures_ || trace_failed(event));
 }
 
-TraceOutput::TraceOutput(const std::string &file, bool json, TraceFilter filter, bool colour)
-    : name_(file),
-      file_(file.empty()
-                ? -1
-                : open(file.c_str(),
-                       O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0666)),
-      json_(json), filter_(std::move(filter)), colour_(colour && file.empty())
-{
-    if (!file.empty() && !file_)
-        throw std::system_error(errno, std::generic_category(), file + ": cannot be written");
-    // Nobody is waited for who may read from a pipe, but what one reads is written whole.
-    if (file_)
-        fcntl(file_.get(), F_SETFL, O_APPEND);
-}
-
 void TraceOutput::write(const TraceEvent &event, const SessionText &text)
 {
-    if (error_ != 0 || !filter_.shows(event))
+    if (error_ || !filter_.shows(event))
         return;
     const std::string line =
         (json_ ? trace_json(event, text) : trace_text(event, text, colour_)) + "\n";
-    for (std::string_view rest = line; !rest.empty();) {
-        const ssize_t written =
-            ::write(file_ ? file_.get() : STDERR_FILENO, rest.data(), rest.size());
-        if (written >= 0)
-            rest.remove_prefix(static_cast<std::size_t>(written));
-        else if (errno != EINTR) {
-            error_ = errno;
-            return;
-        }
+    try {
+        if (file_)
+            file_->write(line);
+        else if (!write_whole(STDERR_FILENO, line))
+            throw std::system_error(errno, std::generic_category(), "standard error");
+    } catch (const std::system_error &error) {
+        error_ = error;
     }
 }
 
 void TraceOutput::finish() const
 {
-    if (error_ != 0)
-        throw std::system_error(error_, std::generic_category(),
-                                (file_ ? name_ : "standard error") + ": the trace is not complete");
+    if (error_)
+        throw std::system_error(error_->code(), (file_ ? file_->path() : "standard error") +
+                                                    ": the trace is not complete");
 }
 
 } // namespace velt::host

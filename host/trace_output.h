@@ -1,11 +1,14 @@
 // Where a trace goes, and what of it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <utility>
 #include <vector>
 
-#include "host/descriptor.h"
+#include "host/output_file.h"
 #include "host/text.h"
 #include "host/trace.h"
 
@@ -29,8 +32,11 @@ private:
 class TraceOutput
 {
 public:
-    // To a file, or to the standard error for an empty name. Throws std::system_error.
-    TraceOutput(const std::string &file, bool json, TraceFilter filter, bool colour);
+    // To the standard error without a file.
+    TraceOutput(std::optional<OutputFile> file, bool json, TraceFilter filter, bool colour)
+        : file_(std::move(file)), json_(json), filter_(std::move(filter)), colour_(colour)
+    {
+    }
 
     // Each line is one write, so that it stays whole among what others write there.
     void write(const TraceEvent &event, const SessionText &text);
@@ -39,12 +45,11 @@ public:
     void finish() const;
 
 private:
-    std::string name_;
-    Descriptor file_;
+    std::optional<OutputFile> file_;
     bool json_;
     TraceFilter filter_;
     bool colour_;
-    int error_ = 0;
+    std::optional<std::system_error> error_;
 };
 
 } // namespace velt::host

@@ -122,6 +122,20 @@ wrote err "standard input: cannot be read: Bad file descriptor"
 for option in "--script=" "--junit=" "--junit=three.json" "--trace-file=three.json" "--language=Klingon"; do
     on_fresh_book 2 "$option" show
 done
+# Reports are written where they are asked for: in place, behind what is printed there, and never over
+# what is read.
+ln -f report linked
+on_fresh_book 1 --junit report "expect selected a"
+cmp report linked || fail "a report replaces a file that has another name"
+book three.json usenglish
+(echo before && "${program[@]}" run three.json --junit /dev/stdout show && echo after) >out
+[[ $(grep -c 'before\|Three\|<testsuite \|after' out) == 4 ]] || fail "a report replaces what is printed"
+on_fresh_book 2 --junit both.xml --trace-file ./both.xml show
+echo show >script
+run 2 run three.json --junit script <script
+[[ $(<script) == show ]] || fail "a report replaces the script"
+on_fresh_book 0 --junit /dev/null --trace-file /dev/null show
+
 # What is printed on a closed descriptor goes into no connection; what a script would have read is
 # missed. A launcher would take the descriptor for its log.
 if [[ -z ${LAUNCHER-} ]]; then
@@ -176,7 +190,10 @@ for ends in client host; do
     ! kill -0 "$client" 2>/dev/null || fail "the client outlives an interrupted host"
 done
 
-# What always has a next line is interrupted too.
+# What always has a next line ends when nobody reads what it prints, and is interrupted too.
+code=$( (yes show 2>/dev/null || true) | { "${program[@]}" run three.json 2>err; echo $? >code; } |
+    head -1 >/dev/null; cat code)
+[[ $code == 1 ]] || fail "vqhost ended with $code when nobody read what it printed"
 {
     echo clients
     yes "expect selected b"
