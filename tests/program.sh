@@ -4,7 +4,8 @@
 # before it.
 set -euo pipefail
 
-read -ra program <<<"${LAUNCHER-} $1"
+program=()
+eval "program=(${LAUNCHER-} \"\$1\")"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"

@@ -16,7 +16,7 @@ if [[ ${1-} != inside ]]; then
     exec unshare --net --mount --uts "$0" inside "$@"
 fi
 tests=$2 client=$4 book=$5
-read -ra launcher <<<"${LAUNCHER-}"
+eval "launcher=(${LAUNCHER-})"
 vqhost=("${launcher[@]}" "$3")
 
 ip link set lo up

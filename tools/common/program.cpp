@@ -56,8 +56,9 @@ std::vector<std::string> parse_options(const Program &program, int argc, char **
             if (number_of(options, i) != found)
                 continue;
             if (options[i].value && *optarg == '\0')
-                throw UsageError(std::string("the value of an option is empty: ") +
-                                 argv[optind - 1]);
+                throw UsageError((options[i].name ? std::string("--") + options[i].name
+                                                  : std::string("-") + options[i].letter) +
+                                 ": its value is empty");
             if (options[i].value)
                 *options[i].value = optarg;
             else
