@@ -4,7 +4,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 namespace

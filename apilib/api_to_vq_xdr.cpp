@@ -1,6 +1,6 @@
 // The XDR routines of the value types and of the records of the host's program.
 
-#include "apilib/coding.h"
+#include "apilib/wire/coding.h"
 
 #define V_RECORD(name, fields)                                                                     \
     bool_t xdr_##name(XDR *xdrs, name *value)                                                      \

@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "apilib/memory.h"
+#include "apilib/wire/memory.h"
 #include "velt/api/facts.h"
 
 namespace

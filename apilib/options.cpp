@@ -1,6 +1,6 @@
 // The host's own options of its operations; the status that they return; dictionaries.
 
-#include "apilib/memory.h"
+#include "apilib/wire/memory.h"
 #include "velt/api.h"
 
 namespace

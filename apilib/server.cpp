@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
 // The XDR routines of the records of the program that a client serves, and of the request to be
 // taken in by a session.
 
-#include "apilib/coding.h"
+#include "apilib/wire/coding.h"
 
 #define V_RECORD(name, fields)                                                                     \
     bool_t xdr_##name(XDR *xdrs, name *value)                                                      \

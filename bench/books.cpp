@@ -3,7 +3,7 @@
 #include <string>
 
 #include "bench/compare.h"
-#include "host/book.h"
+#include "host/files/book.h"
 
 namespace velt::bench
 {

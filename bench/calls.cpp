@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "apilib/routines.h"
 #include "apilib/unix/transport/transport.h"
+#include "apilib/wire/routines.h"
 #include "bench/compare.h"
 #include "bench/service.h"
 #include "bench/shapes.h"
-#include "host/portmap.h"
+#include "host/portmap/portmap.h"
 #include "velt/api.h"
 
 // This process is a client too.

@@ -11,8 +11,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "apilib/coding.h"
-#include "apilib/routines.h"
+#include "apilib/wire/coding.h"
+#include "apilib/wire/routines.h"
 #include "bench/compare.h"
 
 namespace velt::bench

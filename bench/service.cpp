@@ -11,8 +11,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "apilib/routines.h"
 #include "apilib/unix/transport/transport.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 namespace velt::bench
@@ -114,7 +114,9 @@ bool wait_and_dispatch(Clock::duration limit)
 
 in_port_t open_service(rpcprog_t program)
 {
-    SVCXPRT *transport = transport_listen({dispatch, nullptr, nullptr, nullptr});
+    SVCXPRT *transport = transport_listen(
+        {[](void *, svc_req *request, SVCXPRT *connection) { dispatch(request, connection); },
+         nullptr, nullptr, nullptr});
     if (!transport)
         throw std::runtime_error("cannot open a service");
     transport_answer(transport, program, 1);

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <type_traits>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 #include "bench/compare.h"
 #include "bench/service.h"
 #include "velt/api.h"

@@ -15,8 +15,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "apilib/routines.h"
 #include "apilib/unix/transport/transport.h"
+#include "apilib/wire/routines.h"
 #include "bench/compare.h"
 #include "bench/service.h"
 #include "velt/api.h"
@@ -62,7 +62,9 @@ void serve_stock(const std::function<void(in_port_t)> &tell)
 
 void serve_ours(const std::function<void(in_port_t)> &tell)
 {
-    SVCXPRT *service = transport_listen({dispatch, nullptr, nullptr, nullptr});
+    SVCXPRT *service = transport_listen(
+        {[](void *, svc_req *request, SVCXPRT *connection) { dispatch(request, connection); },
+         nullptr, nullptr, nullptr});
     // Nobody asks the port mapper.
     transport_answer(service, program, 1);
     tell(service->xp_port);

@@ -71,3 +71,27 @@ function(velt_library name)
   set_target_properties(${name}-static PROPERTIES EXPORT_NAME ${short}-static)
   install(TARGETS ${name}-shared ${name}-static EXPORT velt-targets)
 endfunction()
+
+# velt_layer(FOLDER [HEADERS] [LINK layers or libs...]): the folder's sources as the library
+# velt-FOLDER, with - for /; with HEADERS only these, where the sources belong to another. Its headers are included by their path from the top, and found by whoever links it and by
+# nobody else: an include of a layer that is not linked does not compile.
+function(velt_layer folder)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "HEADERS" "" "LINK")
+  string(REPLACE "/" "-" name velt-${folder})
+  set(headers ${PROJECT_BINARY_DIR}/layers/${name})
+  cmake_path(GET folder PARENT_PATH parent)
+  file(MAKE_DIRECTORY ${headers}/${parent})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${headers}/${folder} SYMBOLIC)
+
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+  list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
+  set(scope PUBLIC)
+  if(sources AND NOT ARG_HEADERS)
+    add_library(${name} STATIC ${sources})
+  else()
+    add_library(${name} INTERFACE)
+    set(scope INTERFACE)
+  endif()
+  target_include_directories(${name} ${scope} ${headers})
+  target_link_libraries(${name} ${scope} velt_options ${ARG_LINK})
+endfunction()

@@ -16,7 +16,11 @@ constexpr std::uint32_t program = 0x20000001;
 velt::Listener &service()
 {
     static velt::Listener &made = [&]() -> velt::Listener & {
-        SVCXPRT *handle = velt::transport_listen({vq_api_prog_1, nullptr, nullptr, nullptr});
+        SVCXPRT *handle =
+            velt::transport_listen({[](void *, svc_req *request, SVCXPRT *connection) {
+                                        vq_api_prog_1(request, connection);
+                                    },
+                                    nullptr, nullptr, nullptr});
         require(handle != nullptr, "a service can listen");
         auto &listener = *static_cast<velt::Listener *>(handle->xp_p1);
         listener.program = program; // without a port mapper

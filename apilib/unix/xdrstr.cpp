@@ -1,6 +1,6 @@
 // The XDR encoding of strings.
 
-#include "apilib/coding.h"
+#include "apilib/wire/coding.h"
 
 namespace
 {

@@ -2,7 +2,7 @@
 // what it returns when the host answers, refuses, or gives no answer that can be read.
 
 #include "api/raw_host.h"
-#include "apilib/memory.h"
+#include "apilib/wire/memory.h"
 #include "support/heap.h"
 #include "velt/api.h"
 

@@ -1,8 +1,8 @@
 // Values of every type of the tables: varied ones, their bytes on the wire, and what they hold.
 #pragma once
 
-#include "apilib/coding.h"
-#include "apilib/routines.h"
+#include "apilib/wire/coding.h"
+#include "apilib/wire/routines.h"
 
 #include <gtest/gtest.h>
 

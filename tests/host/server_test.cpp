@@ -13,8 +13,9 @@
 #include <vector>
 
 #include "apilib/unix/process.h"
-#include "host/host.h"
-#include "host/trace_output.h"
+#include "host/answers/responder.h"
+#include "host/trace/trace_output.h"
+#include "support/scripted_responder.h"
 #include "velt/api.h"
 
 namespace velt::host
@@ -28,10 +29,10 @@ using Lines = std::vector<std::string>;
 // Only what hangs takes so long.
 constexpr auto hang = 5min;
 
-struct TestDesk : Desk {
+struct TestConsole : Console {
     Lines reports;
 
-    IntT alert(int, const std::string &, IntT) override { return 0; }
+    std::optional<IntT> ask(const Alert &) override { return 0; }
     void report(const std::string &line) override
     {
         reports.push_back(line);
@@ -54,7 +55,7 @@ class ServerTest : public testing::Test
 protected:
     ServerTest()
     {
-        host.on<procedure::api_vq_alert_1>(
+        responder.on<procedure::api_vq_alert_1>(
             [this](Client &, const ApiVqAlertArgT &alert, IntT &answer) {
                 told.emplace_back(alert.str1);
                 answer = 0;
@@ -107,9 +108,11 @@ protected:
     }
 
     Model model;
-    TestDesk desk;
+    TestConsole console;
     std::shared_ptr<SessionPortMapper> mapper = std::make_shared<SessionPortMapper>();
-    Host host{options(), model, desk};
+    ModelResponder answers{model};
+    ScriptedResponder responder{answers};
+    Host host{options(), responder, console};
     Lines told, text, json; // outlive the host's last call
     std::vector<pid_t> groups;
     int next = 3;
@@ -120,7 +123,7 @@ TEST_F(ServerTest, EachCallReachesItsCallbackAndControlComesBack)
     for (bool detach : {false, true}) {
         told.clear();
         Client &client = start("", detach, 1);
-        EXPECT_EQ(client.caller.number, detach ? 4 : 3);
+        EXPECT_EQ(client.number, detach ? 4 : 3);
         EXPECT_EQ(client.pid != client.process->group(), detach);
         EXPECT_TRUE(host.command(client, -2));
         EXPECT_TRUE(host.notify(client, 33, 4000000000, "string", -5));
@@ -131,17 +134,17 @@ TEST_F(ServerTest, EachCallReachesItsCallbackAndControlComesBack)
         EXPECT_EQ(told, (Lines{"init 1", "command -2", "notify 33 4000000000 string -5",
                                "message text 7 8", "dialog event 9 10 11", "command 3"}));
         EXPECT_TRUE(host.quit(client));
-        EXPECT_FALSE(host.running(client));
+        EXPECT_FALSE(client.running());
         EXPECT_EQ(client.exit_status, 0);
         EXPECT_EQ(mapper->registrations().size(), 2U) << "the host's own";
     }
-    EXPECT_TRUE(desk.reports.empty()) << desk.reports[0];
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
 }
 
 TEST_F(ServerTest, ClientLearnsWhoItIs)
 {
     Client &client = start("who am I");
-    EXPECT_EQ(client.caller.directory + "host_test_client", TEST_CLIENT);
+    EXPECT_EQ(client.directory + "host_test_client", TEST_CLIENT);
     EXPECT_TRUE(host.command(client, 1));
     EXPECT_EQ(told, (Lines{"command 1", "3 tester /somewhere"}));
 }
@@ -159,7 +162,7 @@ TEST_F(ServerTest, LongTextTravels)
 {
     Client &client = start("");
     std::size_t length = 0;
-    host.on<procedure::api_vq_return_value_1>(
+    responder.on<procedure::api_vq_return_value_1>(
         [&](Client &, const IntT &value, IntT &) { length = static_cast<std::size_t>(value); });
     EXPECT_TRUE(host.message(client, std::string(8 << 20, 'x'), 1, 2));
     EXPECT_EQ(length, std::size_t{8} << 20);
@@ -174,9 +177,9 @@ TEST_F(ServerTest, BailingOutAndDisconnectingEndTheClientUnreproached)
         EXPECT_TRUE(host.wait_for_exit(client, hang));
         EXPECT_EQ(client.exit_status, 0);
         EXPECT_EQ(host.command(client, 2).kind, Outcome::died);
-        ASSERT_EQ(desk.reports.size(), 1U) << desk.reports[0];
-        EXPECT_TRUE(desk.reported("the client has ended"));
-        desk.reports.clear();
+        ASSERT_EQ(console.reports.size(), 1U) << console.reports[0];
+        EXPECT_TRUE(console.reported("the client has ended"));
+        console.reports.clear();
     }
 }
 
@@ -188,11 +191,11 @@ TEST_F(ServerTest, DeathInACallbackIsReportedAndTheSessionGoesOn)
     EXPECT_EQ(exited.kind, Outcome::died);
     EXPECT_EQ(exited.text,
               "client 4 (tester): exited with status 3 while it held control in vq_api_command_1");
-    EXPECT_EQ(desk.reports, Lines{exited.text});
+    EXPECT_EQ(console.reports, Lines{exited.text});
 
     Client &crashes = start("crash", true);
     EXPECT_EQ(host.command(crashes, 1).kind, Outcome::died);
-    EXPECT_TRUE(desk.reported("client 5 (tester): was killed by signal 9"));
+    EXPECT_TRUE(console.reported("client 5 (tester): was killed by signal 9"));
     EXPECT_EQ(mapper->registrations().size(), 3U) << "the host's own and the first client's";
     EXPECT_TRUE(host.command(other, 1));
 }
@@ -203,14 +206,14 @@ TEST_F(ServerTest, LateHandOver)
     Client &slow = start("");
     kill(slow.pid, SIGSTOP);
     EXPECT_EQ(host.command(slow, 1).kind, Outcome::late);
-    EXPECT_TRUE(desk.reported("client 3 (tester): has not handed control back within 100 ms"));
+    EXPECT_TRUE(console.reported("client 3 (tester): has not handed control back within 100 ms"));
     EXPECT_EQ(host.command(slow, 2).kind, Outcome::busy);
     kill(slow.pid, SIGCONT);
-    serve_until([&] { return desk.reported("handed control back late"); });
-    desk.reports.clear();
+    serve_until([&] { return console.reported("handed control back late"); });
+    console.reports.clear();
     host.options().turn_limit = hang;
     EXPECT_TRUE(host.command(slow, 3));
-    EXPECT_TRUE(desk.reports.empty());
+    EXPECT_TRUE(console.reports.empty());
 }
 
 TEST_F(ServerTest, HowAClientEndsCountsWheneverItDoes)
@@ -228,10 +231,8 @@ TEST_F(ServerTest, HowAClientEndsCountsWheneverItDoes)
             Client &client = start(script, detach);
             host.quit(client);
             EXPECT_EQ(client.ended_well(), well);
-            EXPECT_EQ(desk.reported(report ? report : ""), report != nullptr);
-            client.exit_expected = true;
-            EXPECT_TRUE(client.ended_well());
-            desk.reports.clear();
+            EXPECT_EQ(console.reported(report ? report : ""), report != nullptr);
+            console.reports.clear();
         }
     }
 }
@@ -241,10 +242,11 @@ TEST_F(ServerTest, ALostConnectionFailsTheTurnAtOnce)
     for (const char *script : {"lose calls", "lose service"}) {
         Client &client = start(script);
         EXPECT_EQ(host.command(client, 1).kind, Outcome::undelivered);
-        EXPECT_TRUE(desk.reported("lost its connection while it held control in vq_api_command_1"));
+        EXPECT_TRUE(
+            console.reported("lost its connection while it held control in vq_api_command_1"));
         EXPECT_EQ(host.command(client, 1).kind, Outcome::died) << "it is called no more";
         kill(client.pid, SIGKILL);
-        desk.reports.clear();
+        console.reports.clear();
     }
 }
 
@@ -259,7 +261,7 @@ TEST_F(ServerTest, WhatHangsOrCallsForEverHasItsLimitAndIsKilledAtTheEnd)
     for (const char *end : {"is killed: it has not ended within 100 ms of vq_api_quit_1",
                             "was killed by signal 9 (Killed) while it held control"})
         EXPECT_EQ(std::ranges::count_if(
-                      desk.reports,
+                      console.reports,
                       [end](const std::string &line) { return line.find(end) != line.npos; }),
                   4);
 }
@@ -269,21 +271,21 @@ TEST_F(ServerTest, ASecondInterruptLeavesHundredsOfClientsNoTime)
     for (int i = 0; i < 70; i++)
         start("");
     for (Client &client : host.clients())
-        if (client.caller.number % 10 == 0)
+        if (client.number % 10 == 0)
             kill(client.pid, SIGSTOP);
     int interrupts = 1;
     host.options().interrupts = [&] { return interrupts; };
-    EXPECT_THROW(host.serve(hang), HostError);
+    EXPECT_THROW(host.serve(hang), Error);
     // The rest has ended; each that is stopped would have `hang`.
     host.options().interrupts = [&] {
         return interrupts + (std::ranges::count_if(host.clients(), &Client::running) == 7);
     };
     host.end();
     host.options().interrupts = nullptr;
-    EXPECT_EQ(
-        std::ranges::count_if(
-            desk.reports, [](const std::string &line) { return line.ends_with("): is killed"); }),
-        7);
+    EXPECT_EQ(std::ranges::count_if(
+                  console.reports,
+                  [](const std::string &line) { return line.ends_with("): is killed"); }),
+              7);
 }
 
 TEST_F(ServerTest, AClientIsStartedByAnotherProgramOrForADebugger)
@@ -300,7 +302,7 @@ TEST_F(ServerTest, AClientIsStartedByAnotherProgramOrForADebugger)
 
     char state = 0;
     host.options().stop_at_start = true;
-    desk.hears = [&](const std::string &line) {
+    console.hears = [&](const std::string &line) {
         const pid_t id = std::stoi(line.substr(line.find("gdb -p ") + 7));
         ProcessFacts facts{};
         EXPECT_TRUE(read_process(id, facts));
@@ -309,7 +311,7 @@ TEST_F(ServerTest, AClientIsStartedByAnotherProgramOrForADebugger)
     };
     EXPECT_TRUE(host.command(start(""), 1));
     EXPECT_EQ(state, 'T');
-    desk.hears = nullptr;
+    console.hears = nullptr;
 }
 
 TEST_F(ServerTest, ClientThatDoesNotComeUp)
@@ -317,7 +319,7 @@ TEST_F(ServerTest, ClientThatDoesNotComeUp)
     const auto failure = [this](const char *script, bool detach) -> std::string {
         try {
             start(script, detach);
-        } catch (const HostError &error) {
+        } catch (const Error &error) {
             return error.what();
         }
         return "started";
@@ -328,8 +330,8 @@ TEST_F(ServerTest, ClientThatDoesNotComeUp)
     host.options().start_limit = 200ms;
     EXPECT_EQ(failure("never acknowledge", true), client + "has not acknowledged within 200 ms");
     EXPECT_TRUE(host.clients().empty());
-    EXPECT_THROW(host.start("/nonexistent", {}, 1, "name"), HostError);
-    EXPECT_THROW(host.start(TEST_CLIENT, {}, 1, "two words"), HostError);
+    EXPECT_THROW(host.start("/nonexistent", {}, 1, "name"), Error);
+    EXPECT_THROW(host.start(TEST_CLIENT, {}, 1, "two words"), Error);
     EXPECT_EQ(mapper->registrations().size(), 2U);
 }
 
@@ -342,11 +344,11 @@ TEST_F(ServerTest, BreachesOfTurnTakingAreReported)
         {"take twice", "took control, which it holds already", "command 1"},
     };
     for (const auto &[script, breach, last] : cases) {
-        desk.reports.clear();
+        console.reports.clear();
         Client &client = start(script);
         EXPECT_TRUE(host.command(client, 1));
-        serve_until([&, final = last] { return !desk.reports.empty() && told.back() == final; });
-        EXPECT_EQ(desk.reports, Lines{client.title() + ": " + breach}) << script;
+        serve_until([&, final = last] { return !console.reports.empty() && told.back() == final; });
+        EXPECT_EQ(console.reports, Lines{client.title() + ": " + breach}) << script;
         EXPECT_TRUE(host.message(client, "goes on", 0, 0)) << script;
     }
 }
@@ -354,7 +356,7 @@ TEST_F(ServerTest, BreachesOfTurnTakingAreReported)
 TEST_F(ServerTest, ModalWaitNests)
 {
     Client &client = start("modal");
-    host.on<procedure::api_vq_modal_dialog_1>(
+    responder.on<procedure::api_vq_modal_dialog_1>(
         [this](Client &caller, const ApiVqDoDialogArgT &dialog, IntT &answer) {
             told.push_back("dialog " + std::to_string(dialog.int1));
             answer = 0;
@@ -368,7 +370,7 @@ TEST_F(ServerTest, ModalWaitNests)
     EXPECT_TRUE(client.turns.empty());
     EXPECT_EQ(told, (Lines{"command 1", "dialog 5", "dialog event 5 1 2", "command 2", "dialog 5",
                            "result 41", "dialog event 5 1 2", "result 42"}));
-    EXPECT_TRUE(desk.reports.empty()) << desk.reports[0];
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
 }
 
 TEST_F(ServerTest, ModalDialogWithoutAModelEndsItsWait)
@@ -384,20 +386,18 @@ TEST_F(ServerTest, WhatIsNotUnderstoodIsRefusedAndTheSessionGoesOn)
     EXPECT_TRUE(host.command(client, 1));
     EXPECT_EQ(told.back(),
               std::to_string(RPC_CANTDECODEARGS) + " " + std::to_string(RPC_PROCUNAVAIL));
-    EXPECT_TRUE(desk.reported("api_vq_get_string_1 has arguments that do not decode"));
-    EXPECT_TRUE(desk.reported("called procedure 4711, which is unknown"));
+    EXPECT_TRUE(console.reported("api_vq_get_string_1 has arguments that do not decode"));
+    EXPECT_TRUE(console.reported("called procedure 4711, which is unknown"));
     EXPECT_TRUE(host.command(client, 2));
 }
 
 TEST_F(ServerTest, ReplyThatIsDropped)
 {
     Client &client = start("give up waiting");
-    host.options().on_call = [](rpcproc_t number, Client &) {
-        return number == procedure::api_vq_alert_1::number ? Reaction::drop : Reaction::answer;
-    };
+    responder.dropped = procedure::api_vq_alert_1::number;
     EXPECT_TRUE(host.command(client, 1));
     EXPECT_TRUE(told.empty());
-    host.options().on_call = nullptr;
+    responder.dropped = 0;
     EXPECT_TRUE(host.command(client, 2));
     EXPECT_EQ(told, Lines{"command 2"});
 }
@@ -424,17 +424,18 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
 
     host.options().connect_refusal = -17;
     const pid_t refused = visit();
-    serve_until([&] { return desk.reported("(visitor) was not taken in: status -17"); });
+    serve_until([&] { return console.reported("(visitor) was not taken in: status -17"); });
     EXPECT_EQ(status_of(refused), 117);
     EXPECT_TRUE(host.clients().empty());
 
     host.options().connect_refusal = 0;
     const pid_t pid = visit();
-    serve_until([&] { return !host.clients().empty() && host.clients().front().handle; });
+    serve_until(
+        [&] { return !host.clients().empty() && host.clients().front().connection.is_open(); });
     ASSERT_FALSE(host.clients().empty());
     Client &client = host.clients().front();
     EXPECT_EQ(client.pid, pid);
-    EXPECT_EQ(client.caller.name, "visitor");
+    EXPECT_EQ(client.name, "visitor");
     EXPECT_TRUE(host.command(client, 12));
     EXPECT_EQ(told, Lines{"command 12"});
     EXPECT_TRUE(host.quit(client));

@@ -14,7 +14,7 @@
 #include <stdexcept>
 
 #include "apilib/unix/transport/transport.h"
-#include "host/host.h"
+#include "host/answers/responder.h"
 #include "portmap/mapper_process.h"
 #include "transport/service_process.h"
 
@@ -136,9 +136,9 @@ TEST(Machine, AnotherUsersServiceIsNotCalled)
     EXPECT_EXIT(_exit(is_refused() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
-struct ListeningDesk : host::Desk {
+struct ListeningConsole : host::Console {
     bool reported = false;
-    IntT alert(int, const std::string &, IntT) override { return 0; }
+    std::optional<IntT> ask(const host::Alert &) override { return 0; }
     void report(const std::string &line) override
     {
         reported |= line.starts_with("turned away a datagram");
@@ -150,11 +150,12 @@ TEST(Machine, ADatagramOfAnotherUserIsTurnedAway)
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root, to be two users";
     host::Model model;
-    ListeningDesk desk;
+    host::ModelResponder responder(model);
+    ListeningConsole console;
     auto mapper = std::make_shared<host::SessionPortMapper>();
     host::Options options;
     options.port_mapper = mapper;
-    host::Host host(std::move(options), model, desk);
+    host::Host host(std::move(options), responder, console);
     const UIntT session = host.session_program();
     const std::string ask = fragment(words({7, 0, 2, session, 1, 0, 0, 0, 0, 0})).substr(4);
     const pid_t stranger = fork();
@@ -170,7 +171,7 @@ TEST(Machine, ADatagramOfAnotherUserIsTurnedAway)
                   ? 0
                   : 1);
     }
-    while (!desk.reported)
+    while (!console.reported)
         host.serve(milliseconds(20));
     EXPECT_EQ(waitpid(stranger, nullptr, WNOHANG), 0) << "it waits for an answer";
     kill(stranger, SIGKILL);

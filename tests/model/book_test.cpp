@@ -12,8 +12,8 @@
 #include <nlohmann/json.hpp>
 
 #include "common/replace_file.h"
-#include "host/book.h"
-#include "host/text.h"
+#include "host/files/book.h"
+#include "host/values/text.h"
 #include "support/folder.h"
 #include "support/heap.h"
 
@@ -143,15 +143,15 @@ TEST(Book, MistakesNameTheirPlace)
         try {
             read_book(text, "book", model);
             ADD_FAILURE() << text;
-        } catch (const BookError &error) {
+        } catch (const Error &error) {
             EXPECT_NE(std::string(error.what()).find(message), std::string::npos) << text << "\n"
                                                                                   << error.what();
         }
     }
     Model model;
-    EXPECT_THROW(read_book(std::string(1000000, '['), "deep", model), BookError);
+    EXPECT_THROW(read_book(std::string(1000000, '['), "deep", model), Error);
     for (const char *file : {"/nowhere/at/all.json", "/", "/dev/zero", "/proc/self/status"})
-        EXPECT_THROW(BookFile(file).load(model), BookError) << file;
+        EXPECT_THROW(BookFile(file).load(model), Error) << file;
     read_book(R"({"title": "\u4E2D", "components": []})", "book", model, V_language_japanese);
     EXPECT_EQ(model.language(), V_language_japanese);
 }
@@ -199,23 +199,23 @@ TEST_F(BookTest, WhatSomebodyElseHasChangedIsNotReplaced)
     const UIntT their_book = theirs.load(other);
     other.at(their_book).name = "Theirs";
     ours.save(model, book);
-    EXPECT_THROW(theirs.save(other, their_book), BookError);
-    EXPECT_THROW(theirs.save_as(file, other, their_book), BookError);
+    EXPECT_THROW(theirs.save(other, their_book), Error);
+    EXPECT_THROW(theirs.save_as(file, other, their_book), Error);
     theirs.save_as(folder / "other.json", other, their_book);
     theirs.save_as(folder / "other.json", other, their_book);
     std::ofstream(folder / "other.json") << "{}";
-    EXPECT_THROW(theirs.save_as(folder / "other.json", other, their_book), BookError);
+    EXPECT_THROW(theirs.save_as(folder / "other.json", other, their_book), Error);
     fs::remove(link);
     fs::create_symlink("foreign.json", link);
     std::ofstream(folder / "foreign.json") << "{}";
-    EXPECT_THROW(theirs.save(other, their_book), BookError) << "the link leads elsewhere";
+    EXPECT_THROW(theirs.save(other, their_book), Error) << "the link leads elsewhere";
     fs::remove(folder / "foreign.json");
     fs::remove(link);
     fs::create_symlink("book.json", link);
     theirs.save(other, their_book, true);
     theirs.save_as(file, other, their_book);
     theirs.save(other, their_book);
-    EXPECT_THROW(ours.save(model, book), BookError);
+    EXPECT_THROW(ours.save(model, book), Error);
     fs::remove(file);
     ours.save(model, book);
     EXPECT_EQ(files(), 3u) << "nothing else is left";
@@ -228,7 +228,7 @@ TEST_F(BookTest, AFailedSaveLeavesTheOldFile)
     const fs::path file = folder / "book.json";
     std::ofstream(file) << "old";
     for (const fs::path &elsewhere : {fs::path("/dev/full"), folder / "none" / "book.json", folder})
-        EXPECT_THROW(BookFile(elsewhere).save(model, book), BookError) << elsewhere;
+        EXPECT_THROW(BookFile(elsewhere).save(model, book), Error) << elsewhere;
     EXPECT_TRUE(fs::is_character_file("/dev/full"));
 
     // A disk that takes ten bytes more.
@@ -238,7 +238,7 @@ TEST_F(BookTest, AFailedSaveLeavesTheOldFile)
     limit = old_limit;
     limit.rlim_cur = 10;
     setrlimit(RLIMIT_FSIZE, &limit);
-    EXPECT_THROW(BookFile(file).save(model, book, true), BookError);
+    EXPECT_THROW(BookFile(file).save(model, book, true), Error);
     setrlimit(RLIMIT_FSIZE, &old_limit);
     EXPECT_EQ(read(file), "old");
     EXPECT_EQ(files(), 1u);

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "host/book.h"
-#include "host/commands.h"
+#include "host/files/book.h"
+#include "host/script/commands.h"
 
 namespace velt::host
 {
@@ -24,7 +24,7 @@ TEST(Parser, WordsAndLists)
     EXPECT_EQ(split_list(" A a , \"B, b\",C"), (Words{"A a", "B, b", "C"}));
     EXPECT_EQ(split_list("a,,b"), (Words{"a", "", "b"}));
     EXPECT_EQ(split_list("\" a \" , b"), (Words{" a ", "b"}));
-    EXPECT_THROW(split_words("a \"b"), CommandError);
+    EXPECT_THROW(split_words("a \"b"), Error);
 }
 
 class CommandsTest : public testing::Test
@@ -32,13 +32,13 @@ class CommandsTest : public testing::Test
 protected:
     Model model;
     std::ostringstream out, errors;
-    PrintingDesk desk{out, errors};
+    PrintingConsole console{out, errors};
     UIntT book = read_book(R"({"title": "T", "language": "japanese", "selected": "One",
         "components": [{"name": "One"}, {"name": "Two, too"}, {"name": "三"}]})",
                            "book", model);
     UIntT command = model.define_command(1, 1, "Go", "\x83\x65\x83\x58\x83\x67", "");
     BookFile file{"book"};
-    Commands commands{{model, desk, nullptr, {}, book, file, out, false}};
+    Commands commands{{model, console, nullptr, {}, book, file, out, false}};
 
     Checks checks{errors};
 
@@ -50,7 +50,7 @@ protected:
         try {
             commands.run(line);
             return {done, ""};
-        } catch (const CommandError &error) {
+        } catch (const Error &error) {
             return {error.code, error.what()};
         }
     }
@@ -92,7 +92,7 @@ TEST(Printable, WhatOthersWroteCommandsNothing)
 
 TEST_F(CommandsTest, TheBookIsKept)
 {
-    EXPECT_THROW(model.remove(0, book), Refusal);
+    EXPECT_THROW(model.remove(0, book), StatusError);
     EXPECT_FALSE(commands.unsaved());
 }
 
@@ -138,14 +138,14 @@ TEST_F(CommandsTest, Mistakes)
 TEST_F(CommandsTest, AlertsAreAnsweredInOrder)
 {
     commands.run("answer 5 -6");
-    EXPECT_EQ(desk.alert(1, "\x83\x65?", 2), 5);
-    EXPECT_EQ(desk.alert(1, "second", 2), -6);
-    EXPECT_EQ(desk.alert(1, "third", 2), 0);
+    EXPECT_EQ(console.ask({1, "\x83\x65?", 2}), 5);
+    EXPECT_EQ(console.ask({1, "second", 2}), -6);
+    EXPECT_EQ(console.ask({1, "third", 2}), 0);
     EXPECT_EQ(error("expect alert テ").first, done);
     EXPECT_EQ(error("expect alert テ").first, failed) << "expected once only";
     EXPECT_EQ(error("expect alert third").first, done);
     EXPECT_EQ(error("expect alert").first, failed) << "no more alerts";
-    desk.alert(1, "fourth", 2);
+    console.ask({1, "fourth", 2});
     for (const char *line : {"expect not alert x", "expect not alerts 0", "expect alerts 1",
                              "expect alerts 0", "expect not alert"})
         EXPECT_EQ(error(line).first, done) << line;
@@ -213,7 +213,7 @@ TEST_F(CommandsTest, Scripts)
     try {
         commands.run_script(bad, "bad", checks);
         FAIL();
-    } catch (const CommandError &failure) {
+    } catch (const Error &failure) {
         EXPECT_EQ(std::string(failure.what()).rfind("bad:2: unknown command", 0), 0u);
     }
     EXPECT_EQ(error("expect selected Two, too").first, done) << "the rest is left out";

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "apilib/unix/transport/transport.h"
-#include "host/portmap.h"
+#include "host/portmap/portmap.h"
 
 namespace velt::test
 {

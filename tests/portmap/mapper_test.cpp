@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 #include "portmap/mapper_process.h"
 #include "transport/service_process.h"
 #include "velt/api.h"

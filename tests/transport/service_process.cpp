@@ -16,8 +16,8 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "apilib/routines.h"
 #include "apilib/unix/transport/transport.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 namespace velt::test
@@ -118,7 +118,8 @@ void dispatch(svc_req *request, SVCXPRT *transport)
         svc_register(service, program, 1, dispatch, 0);
     } else {
         service = transport_listen(
-            {dispatch, [](void *, const char *) { reported++; }, nullptr, nullptr});
+            {[](void *, svc_req *request, SVCXPRT *connection) { dispatch(request, connection); },
+             [](void *, const char *) { reported++; }, nullptr, nullptr});
         transport_answer(service, program, 1);
         transport_allow(service, allowed);
         transport_watch(

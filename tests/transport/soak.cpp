@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-#include "host/host.h"
+#include "host/answers/responder.h"
 #include "velt/api.h"
 
 namespace velt::host
@@ -16,8 +16,8 @@ namespace velt::host
 namespace
 {
 
-struct QuietDesk : Desk {
-    IntT alert(int, const std::string &, IntT) override { return 0; }
+struct QuietConsole : Console {
+    std::optional<IntT> ask(const Alert &) override { return 0; }
     void report(const std::string &line) override { ADD_FAILURE() << line; }
 };
 
@@ -40,11 +40,12 @@ auto descriptors(pid_t process)
 TEST(Soak, NothingGrows)
 {
     Model model;
-    QuietDesk desk;
+    ModelResponder responder(model);
+    QuietConsole console;
     Options options;
     // However long it takes.
     options.start_limit = options.turn_limit = options.exit_limit = std::chrono::hours(1);
-    Host host(std::move(options), model, desk);
+    Host host(std::move(options), responder, console);
     Client &client = host.start(SOAK_CLIENT, 1, 1, "soak");
 
     constexpr IntT calls = 100'000, callbacks = 10'000;

@@ -10,7 +10,7 @@
 #include <map>
 #include <string>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 #include "transport/service_process.h"
 
 using namespace velt::test;

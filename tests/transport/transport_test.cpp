@@ -17,8 +17,8 @@
 #include <thread>
 #include <vector>
 
-#include "apilib/routines.h"
 #include "apilib/unix/transport/record.h"
+#include "apilib/wire/routines.h"
 #include "transport/service_process.h"
 #include "velt/api.h"
 

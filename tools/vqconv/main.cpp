@@ -3,9 +3,9 @@
 #include "encodings.h"
 #include "stream.h"
 
+#include "common/file.h"
+#include "common/program.h"
 #include "common/replace_file.h"
-#include "tools/common/file.h"
-#include "tools/common/program.h"
 
 #include <cerrno>
 #include <chrono>
@@ -16,6 +16,8 @@
 #include <system_error>
 #include <unistd.h>
 #include <vector>
+
+using namespace velt;
 
 namespace
 {
@@ -55,15 +57,12 @@ struct Options {
 Options parse(int argc, char **argv)
 {
     Options options;
-    options.files = parse_options(program, argc, argv,
-                                  {{'f', "from-code", &options.from},
-                                   {'t', "to-code", &options.to},
-                                   {'o', "output", &options.output},
-                                   {0, "vqhome", &options.vqhome},
-                                   {'l', "list", nullptr, &options.list},
-                                   {'c', nullptr, nullptr, &options.skip},
-                                   {'p', "plain", nullptr, &options.plain},
-                                   {0, "markdown", nullptr, &options.markdown}});
+    options.files = parse_options(
+        program, argc, argv,
+        {Option::into('f', "from-code", options.from), Option::into('t', "to-code", options.to),
+         Option::into('o', "output", options.output), Option::into(0, "vqhome", options.vqhome),
+         Option::flag('l', "list", options.list), Option::flag('c', nullptr, options.skip),
+         Option::flag('p', "plain", options.plain), Option::flag(0, "markdown", options.markdown)});
     for (std::string *encoding : {&options.from, &options.to}) {
         if (encoding->empty() && !options.files.empty()) {
             *encoding = options.files.front();
@@ -189,8 +188,8 @@ UIntT encoding(const std::string &word)
 {
     const auto id = encoding_of(word);
     if (!id)
-        throw UsageError(word.empty() ? "give the encodings to convert from and to"
-                                      : "there is no encoding '" + word + "'; -l lists them");
+        misuse(word.empty() ? "give the encodings to convert from and to"
+                            : "there is no encoding '" + word + "'; -l lists them");
     return *id;
 }
 
@@ -205,8 +204,8 @@ void run(Options options)
                              .plain = options.plain,
                              .skip = options.skip};
     if (!converts(what.from, what.to))
-        throw UsageError(encoding_title(what.from) + " does not convert to " +
-                         encoding_title(what.to) + "; -l lists what does");
+        misuse(encoding_title(what.from) + " does not convert to " + encoding_title(what.to) +
+               "; -l lists what does");
     if (takes_table(what.from, what.to))
         load_tables(options.vqhome, what.from);
     if (options.files.empty())

@@ -1,8 +1,8 @@
 // vqsre: compiles, prints and checks string resource files.
 
+#include "common/program.h"
 #include "common/replace_file.h"
 #include "sre.h"
-#include "tools/common/program.h"
 
 #include "velt/vde/language.h"
 
@@ -13,6 +13,8 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+
+using namespace velt;
 
 namespace
 {
@@ -55,7 +57,7 @@ IntT language_of(const Options &options, const std::string &path)
     if (!options.language.empty()) {
         if (const IntT language = V_LanguageNumber(options.language.c_str()))
             return language;
-        throw UsageError("there is no language '" + options.language + "'");
+        misuse("there is no language '" + options.language + "'");
     }
     for (fs::path part = fs::absolute(path); part.has_relative_path(); part = part.parent_path())
         if (const IntT language = V_LanguageNumber(part.stem().c_str()))
@@ -63,18 +65,18 @@ IntT language_of(const Options &options, const std::string &path)
     const std::string name = path == "-" ? "standard input" : path;
     if (path != "-" && !fs::exists(path))
         throw std::system_error(ENOENT, std::generic_category(), path);
-    throw UsageError(name + " has no language in its path" +
-                     (options.words[0] == "check" ? "" : "; give --language"));
+    misuse(name + " has no language in its path" +
+           (options.words[0] == "check" ? "" : "; give --language"));
 }
 
 void run_compile(const Options &options, Errors &errors)
 {
     if (options.words.size() != 2 || options.output.empty())
-        throw UsageError("compile takes one source, and -o with the file to write");
+        misuse("compile takes one source, and -o with the file to write");
     const std::string &path = options.words[1];
     std::error_code neither_exists;
     if (std::filesystem::equivalent(path, options.output, neither_exists))
-        throw UsageError("-o names the source itself");
+        misuse("-o names the source itself");
     const Charset charset(V_LanguageEncoding(language_of(options, path)));
     const Source source = read_source(path, charset, errors);
     if (!errors.any())
@@ -84,7 +86,7 @@ void run_compile(const Options &options, Errors &errors)
 void run_print(const Options &options, Errors &)
 {
     if (options.words.size() != 2 || !options.output.empty())
-        throw UsageError("print takes one compiled file");
+        misuse("print takes one compiled file");
     const std::string &path = options.words[1];
     const Charset charset(V_LanguageEncoding(language_of(options, path)));
     std::string text;
@@ -96,7 +98,7 @@ void run_print(const Options &options, Errors &)
 void run_check(const Options &options, Errors &errors)
 {
     if (options.words.size() < 2 || !options.output.empty() || !options.language.empty())
-        throw UsageError("check takes sources, and their languages from their names");
+        misuse("check takes sources, and their languages from their names");
     std::vector<IntT> languages;
     for (auto path = options.words.begin() + 1; path != options.words.end(); ++path)
         languages.push_back(language_of(options, *path));
@@ -117,10 +119,10 @@ void run(const Options &options, Errors &errors)
     static const std::map<std::string, void (*)(const Options &, Errors &)> commands = {
         {"compile", run_compile}, {"print", run_print}, {"check", run_check}};
     if (options.words.empty())
-        throw UsageError("no command is given");
+        misuse("no command is given");
     const auto command = commands.find(options.words.front());
     if (command == commands.end())
-        throw UsageError("there is no command '" + options.words.front() + "'");
+        misuse("there is no command '" + options.words.front() + "'");
     command->second(options, errors);
 }
 
@@ -130,9 +132,9 @@ int main(int argc, char **argv)
 {
     return run_program(program, [=] {
         Options options;
-        options.words =
-            parse_options(program, argc, argv,
-                          {{'o', nullptr, &options.output}, {0, "language", &options.language}});
+        options.words = parse_options(program, argc, argv,
+                                      {Option::into('o', nullptr, options.output),
+                                       Option::into(0, "language", options.language)});
         Errors errors;
         run(options, errors);
         return !errors.any();

@@ -2,9 +2,9 @@
 
 #include "source.h"
 
+#include "common/file.h"
 #include "common/printable.h"
 #include "sre.h"
-#include "tools/common/file.h"
 
 #include "velt/vde/memory.h"
 #include "velt/vde/quire.h"
@@ -18,6 +18,8 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+
+using namespace velt;
 
 namespace
 {

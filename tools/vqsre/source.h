@@ -2,7 +2,7 @@
 #ifndef VELT_TOOLS_VQSRE_SOURCE_H
 #define VELT_TOOLS_VQSRE_SOURCE_H
 
-#include "tools/common/charset.h"
+#include "common/charset.h"
 
 #include <map>
 #include <set>
@@ -34,12 +34,12 @@ private:
 };
 
 // Reads and checks one source. Throws std::system_error when it cannot be read.
-Source read_source(const std::string &path, const Charset &charset, Errors &errors);
+Source read_source(const std::string &path, const velt::Charset &charset, Errors &errors);
 
 // Checks that a translation has the strings of the first source, with the same references.
 void compare_sources(const Source &first, const Source &translation, Errors &errors);
 
 // A string in the form that read_source reads.
-std::string source_text(std::string_view bytes, const Charset &charset);
+std::string source_text(std::string_view bytes, const velt::Charset &charset);
 
 #endif

@@ -2,12 +2,14 @@
 
 #include "sre.h"
 
-#include "tools/common/file.h"
+#include "common/file.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <map>
 #include <stdexcept>
+
+using namespace velt;
 
 namespace
 {

@@ -2,14 +2,16 @@
 
 #include "ucod.h"
 
+#include "common/file.h"
 #include "common/printable.h"
+#include "common/program.h"
 #include "common/replace_file.h"
-#include "tools/common/file.h"
-#include "tools/common/program.h"
 
 #include <filesystem>
 #include <iostream>
 #include <map>
+
+using namespace velt;
 
 namespace
 {
@@ -46,7 +48,7 @@ Ucod read_ucod(const std::string &path)
 bool make(const Files &files)
 {
     if (files.size() != 1)
-        throw UsageError("make takes one directory");
+        misuse("make takes one directory");
     std::filesystem::create_directories(files[0]);
     for (const UIntT encoding : ucod_encodings())
         velt::replace_file(files[0] + "/" + ucod_name(encoding), pack_ucod(make_ucod(encoding)),
@@ -57,7 +59,7 @@ bool make(const Files &files)
 bool print(const Files &files)
 {
     if (files.size() != 1)
-        throw UsageError("print takes one file");
+        misuse("print takes one file");
     show(ucod_text(read_ucod(files[0])));
     return true;
 }
@@ -65,7 +67,7 @@ bool print(const Files &files)
 bool check(const Files &files)
 {
     if (files.empty())
-        throw UsageError("check takes files");
+        misuse("check takes files");
     bool sound = true;
     for (const std::string &path : files) {
         try {
@@ -87,10 +89,10 @@ bool run(std::vector<std::string> words)
     static const std::map<std::string, bool (*)(const Files &)> commands = {
         {"make", make}, {"print", print}, {"check", check}};
     if (words.empty())
-        throw UsageError("no command is given");
+        misuse("no command is given");
     const auto command = commands.find(words.front());
     if (command == commands.end())
-        throw UsageError("there is no command '" + words.front() + "'");
+        misuse("there is no command '" + words.front() + "'");
     words.erase(words.begin());
     return command->second(words);
 }

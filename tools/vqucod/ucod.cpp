@@ -1,6 +1,6 @@
 #include "ucod.h"
 
-#include "tools/common/charset.h"
+#include "common/charset.h"
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/unicode.h"
@@ -9,6 +9,8 @@
 #include <array>
 #include <cstdio>
 #include <stdexcept>
+
+using namespace velt;
 
 namespace
 {

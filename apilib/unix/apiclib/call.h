@@ -5,8 +5,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "apilib/memory.h"
-#include "apilib/routines.h"
+#include "apilib/wire/memory.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 namespace velt

@@ -9,7 +9,7 @@
 #include <netdb.h>
 #include <unistd.h>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 #include "apilib/unix/apislib/session.h"
 #include "apilib/unix/descriptors.h"
 #include "apilib/unix/process.h"
@@ -107,6 +107,11 @@ StringT host_ntoa(const char *name)
     return ha;
 }
 
+void dispatch(void *, svc_req *request, SVCXPRT *connection)
+{
+    vq_api_prog_1(request, connection);
+}
+
 void report_stranger(void *, const char *what)
 {
     V_ApiErr(what);
@@ -137,7 +142,7 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
 
     velt::mapper_unset(myprog, myvers);
     session.client_transp =
-        velt::transport_listen({vq_api_prog_1, report_stranger, nullptr, nullptr},
+        velt::transport_listen({dispatch, report_stranger, nullptr, nullptr},
                                velt::session_has_mapper() ? htonl(INADDR_LOOPBACK) : INADDR_ANY);
     if (!session.client_transp)
         return "unable to create TCP service";

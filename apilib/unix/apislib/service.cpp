@@ -4,7 +4,7 @@
 #include <poll.h>
 #include <utility>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 #include "apilib/unix/apislib/session.h"
 #include "apilib/unix/process.h"
 #include "velt/api.h"

@@ -15,7 +15,7 @@
 #include <type_traits>
 #include <unistd.h>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
 #include "velt/api.h"

@@ -14,7 +14,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "apilib/routines.h"
+#include "apilib/wire/routines.h"
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
 #include "velt/api.h"

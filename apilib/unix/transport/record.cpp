@@ -9,7 +9,7 @@
 #include <poll.h>
 
 #include "apilib/unix/transport/limits.h"
-#include "apilib/whole_record.h"
+#include "apilib/wire/whole_record.h"
 #include "velt/api.h"
 
 namespace velt

@@ -232,7 +232,7 @@ void dispatch(Served &on, const rpc_msg &message)
     if (body.cb_vers != to.version)
         return svcerr_progvers(&on.handle, to.version, to.version);
     on.has_called |= body.cb_proc != NULLPROC;
-    to.service.dispatch(&request, &on.handle);
+    to.service.dispatch(to.service.context, &request, &on.handle);
 }
 
 // False when what the peer has sent is no call.
@@ -390,11 +390,6 @@ void transport_answer(SVCXPRT *service, rpcprog_t program, rpcvers_t version)
     Listener &to = listener(service);
     to.program = static_cast<std::uint32_t>(program);
     to.version = static_cast<std::uint32_t>(version);
-}
-
-void *transport_context(SVCXPRT *connection)
-{
-    return served(connection).listener->service.context;
 }
 
 void transport_allow(SVCXPRT *service, in_addr_t machine)

@@ -14,7 +14,7 @@ namespace velt
 // Who answers on a service, and who hears of what befalls it. All but `dispatch` may be null, and
 // none but `dispatch` may serve others or end the service.
 struct Service {
-    void (*dispatch)(svc_req *, SVCXPRT *);
+    void (*dispatch)(void *context, svc_req *, SVCXPRT *connection);
     void (*report)(void *context, const char *what); // one line, of a peer that is turned away
     void (*closed)(void *context, SVCXPRT *connection);
     void *context;
@@ -25,8 +25,6 @@ struct Service {
 SVCXPRT *transport_listen(const Service &service, in_addr_t interface = INADDR_ANY);
 // What the service answers to.
 void transport_answer(SVCXPRT *service, rpcprog_t program, rpcvers_t version);
-// That of the service on which a connection has come.
-void *transport_context(SVCXPRT *connection);
 // Lets a machine speak to the service. This one may always, by the processes of root and of the
 // user's own.
 void transport_allow(SVCXPRT *service, in_addr_t machine);

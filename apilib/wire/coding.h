@@ -1,0 +1,234 @@
+// The XDR encoding of every type, derived from the tables: code(xdrs, value) encodes, decodes or
+// frees, as the stream says, and answers false as soon as something fails.
+//
+// A count or length from the wire is not believed before the bytes are there: what is decoded grows
+// with them. After a failure every value is fit to be freed.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+
+#include "apilib/wire/fields.h"
+#include "apilib/wire/whole_record.h"
+
+namespace velt
+{
+
+inline bool code(XDR *xdrs, IntT &value)
+{
+    return xdr_int(xdrs, &value) != 0;
+}
+
+inline bool code(XDR *xdrs, UIntT &value)
+{
+    return xdr_u_int(xdrs, &value) != 0;
+}
+
+inline bool code(XDR *xdrs, UCharT &value)
+{
+    return xdr_u_char(xdrs, &value) != 0;
+}
+
+bool code(XDR *xdrs, StringT &value);
+
+template <Record T>
+bool code(XDR *xdrs, T &value);
+template <Record T>
+bool code(XDR *xdrs, T *&value);
+template <List T>
+bool code(XDR *xdrs, T &value);
+template <List T>
+bool code(XDR *xdrs, T *&value);
+
+template <Record T>
+bool code(XDR *xdrs, T &value)
+{
+    return fields(value, [xdrs](const char *, auto &field) { return code(xdrs, field); });
+}
+
+// Optional data: a flag, then the value when there is one.
+template <class T>
+bool code_optional(XDR *xdrs, T *&value)
+{
+    bool_t present = value != nullptr;
+    if (!xdr_bool(xdrs, &present))
+        return false;
+    if (!present) {
+        value = nullptr;
+        return true;
+    }
+    if (!value) {
+        value = static_cast<T *>(VapiCalloc(1, sizeof(T)));
+        if (!value)
+            return false;
+    }
+    bool done = code(xdrs, *value);
+    if (xdrs->x_op == XDR_FREE) {
+        V_ApiFree(value);
+        value = nullptr;
+    }
+    return done;
+}
+
+template <Record T>
+bool code(XDR *xdrs, T *&value)
+{
+    return code_optional(xdrs, value);
+}
+
+template <List T>
+bool code(XDR *xdrs, T *&value)
+{
+    return code_optional(xdrs, value);
+}
+
+// How many 32-bit words make up an element, when it is nothing but such words, else 0.
+template <class T>
+constexpr std::size_t words_of()
+{
+    if constexpr (std::is_same_v<T, IntT> || std::is_same_v<T, UIntT>) {
+        return 1;
+    } else if constexpr (Record<T>) {
+        std::size_t words = 0;
+        T value{};
+        fields(value, [&words](const char *, auto &field) {
+            words += words_of<std::remove_reference_t<decltype(field)>>();
+            return true;
+        });
+        return words * 4 == sizeof(T) ? words : 0;
+    } else {
+        return 0;
+    }
+}
+
+// Elements that go in blocks: plain words, and bytes, each of which fills a word on the wire.
+template <class T>
+constexpr bool is_plain = std::is_same_v<T, UCharT> || words_of<T>() != 0;
+template <class T>
+concept Plain = is_plain<T>;
+// What a union holds is not known by its size.
+static_assert(!is_plain<TextItemT> && !is_plain<TextItemDataT> && !is_plain<V_TypedValT>);
+
+template <Plain T>
+constexpr std::size_t wire_words = std::is_same_v<T, UCharT> ? 1 : words_of<T>();
+
+template <Plain T>
+void pack(const T *from, std::size_t count, int32_t *to)
+{
+    if constexpr (std::is_same_v<T, UCharT>) {
+        for (std::size_t i = 0; i < count; i++)
+            to[i] = static_cast<int32_t>(htonl(from[i]));
+    } else {
+        const auto *bytes = reinterpret_cast<const char *>(from);
+        for (std::size_t i = 0; i < count * wire_words<T>; i++) {
+            uint32_t word;
+            std::memcpy(&word, bytes + i * 4, 4);
+            to[i] = static_cast<int32_t>(htonl(word));
+        }
+    }
+}
+
+template <Plain T>
+void unpack(const int32_t *from, std::size_t count, T *to)
+{
+    if constexpr (std::is_same_v<T, UCharT>) {
+        for (std::size_t i = 0; i < count; i++)
+            to[i] = static_cast<UCharT>(ntohl(static_cast<uint32_t>(from[i])));
+    } else {
+        auto *bytes = reinterpret_cast<char *>(to);
+        for (std::size_t i = 0; i < count * wire_words<T>; i++) {
+            uint32_t word = ntohl(static_cast<uint32_t>(from[i]));
+            std::memcpy(bytes + i * 4, &word, 4);
+        }
+    }
+}
+
+template <class T>
+bool code_elements(XDR *xdrs, T *elements, std::size_t count)
+{
+    std::size_t done = 0;
+    if constexpr (Plain<T>) {
+        // A block that lies whole in the stream's buffer is swapped there.
+        constexpr std::size_t block = std::max<std::size_t>(64 / wire_words<T>, 1);
+        while (done < count) {
+            std::size_t step = std::min(block, count - done);
+            auto *words = xdrs->x_op == XDR_FREE
+                              ? nullptr
+                              : XDR_INLINE(xdrs, static_cast<u_int>(step * wire_words<T> * 4));
+            if (!words) {
+                for (std::size_t i = 0; i < step; i++)
+                    if (!code(xdrs, elements[done + i]))
+                        return false;
+            } else if (xdrs->x_op == XDR_ENCODE) {
+                pack(elements + done, step, words);
+            } else {
+                unpack(words, step, elements + done);
+            }
+            done += step;
+        }
+    } else {
+        while (done < count)
+            if (!code(xdrs, elements[done++]))
+                return false;
+    }
+    return true;
+}
+
+// How many bytes a decoder takes at once on the word of a count.
+constexpr std::size_t trusted_bytes = 65536;
+
+template <List T>
+bool decode_list(XDR *xdrs, T &list)
+{
+    using E = Element<T>;
+    UIntT count;
+    list.len = 0;
+    // No element is shorter than a word.
+    if (!code(xdrs, count) || !may_hold(xdrs, std::uint64_t{4} * count))
+        return false;
+    // Into an array that the caller gave, or else into one that grows with what comes.
+    if (list.val) {
+        list.len = count;
+        return code_elements(xdrs, list.val, count);
+    }
+    std::size_t room = 0;
+    while (list.len < count) {
+        std::size_t step = std::max<std::size_t>(room, trusted_bytes / sizeof(E) + 1);
+        step = std::min<std::size_t>(step, count - list.len);
+        auto *grown =
+            static_cast<E *>(VapiRealloc(static_cast<void *>(list.val), (room + step) * sizeof(E)));
+        if (!grown)
+            return false;
+        list.val = grown;
+        std::memset(static_cast<void *>(grown + room), 0, step * sizeof(E));
+        room += step;
+        // From here on what the array holds is fit to be freed, decoded or not.
+        UIntT first = list.len;
+        list.len = static_cast<UIntT>(room);
+        if (!code_elements(xdrs, grown + first, step))
+            return false;
+    }
+    return true;
+}
+
+template <List T>
+bool code(XDR *xdrs, T &list)
+{
+    switch (xdrs->x_op) {
+    case XDR_ENCODE:
+        return (list.val || list.len == 0) && code(xdrs, list.len) &&
+               code_elements(xdrs, list.val, list.len);
+    case XDR_DECODE:
+        return decode_list(xdrs, list);
+    case XDR_FREE:
+        if (list.val) {
+            code_elements(xdrs, list.val, list.len);
+            V_ApiFree(static_cast<void *>(list.val));
+        }
+        list = {};
+        return true;
+    }
+    return false;
+}
+
+} // namespace velt

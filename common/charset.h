@@ -1,0 +1,45 @@
+// The byte encodings in which the languages' texts are kept.
+#pragma once
+
+#include "velt/scalars.h"
+
+#include <array>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace velt
+{
+
+// A text of code points, or of their UTF-8 form. from_utf8 throws std::runtime_error.
+std::u32string from_utf8(std::string_view text);
+std::string to_utf8(char32_t character);
+
+// A text encoding in which the host keeps text of a language. All of them hold ASCII as it is; what
+// else there is, is looked up.
+class Charset
+{
+public:
+    explicit Charset(UIntT id);
+
+    const std::string &name() const { return name_; }
+
+    // The bytes of a character outside ASCII; empty if the encoding lacks it.
+    std::string encode(char32_t character) const;
+
+    // The character, of one or two bytes, that nonempty text begins with: a view of its bytes, and
+    // the code point; 0 for an ASCII character and for bytes that encode nothing.
+    struct Decoded {
+        std::string_view bytes;
+        char32_t character;
+    };
+    Decoded decode(std::string_view text) const;
+
+private:
+    std::string name_;
+    std::array<bool, 256> leads_, trails_;
+    std::map<std::string, char32_t, std::less<>> characters_;
+    std::map<char32_t, std::string> bytes_;
+};
+
+} // namespace velt

@@ -1,0 +1,33 @@
+// What goes wrong, and how the program that it goes wrong in ends.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace velt
+{
+
+// Exit codes of all programs here; no_mapper is vqhost's.
+enum ExitCode { done = 0, failed = 1, misused = 2, no_mapper = 3 };
+
+class Error : public std::runtime_error
+{
+public:
+    Error(ExitCode exit_code, const std::string &text) : std::runtime_error(text), code(exit_code)
+    {
+    }
+    ExitCode code;
+};
+
+[[noreturn]] inline void fail(const std::string &text)
+{
+    throw Error(failed, text);
+}
+
+// What the caller of a program, or of a command, has to write otherwise.
+[[noreturn]] inline void misuse(const std::string &text)
+{
+    throw Error(misused, text);
+}
+
+} // namespace velt

@@ -1,0 +1,20 @@
+// Whole files. Every failure is a std::system_error that names the file.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace velt
+{
+
+struct Closer {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, Closer>;
+
+File open_file(const std::string &path, const char *mode);
+// - is the standard input.
+std::string read_file(const std::string &path);
+
+} // namespace velt

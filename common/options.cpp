@@ -1,0 +1,72 @@
+#include "common/options.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+
+#include "common/error.h"
+
+namespace velt
+{
+namespace
+{
+
+// What getopt returns for the option: outside the range of letters for those without one.
+int code_of(const std::vector<Option> &options, std::size_t i)
+{
+    return options[i].letter ? options[i].letter : 256 + static_cast<int>(i);
+}
+
+std::string shown(const Option &option)
+{
+    return option.name ? std::string("--") + option.name : std::string("-") + option.letter;
+}
+
+} // namespace
+
+std::vector<std::string> parse_options(int argc, char **argv, const std::vector<Option> &options)
+{
+    std::string letters = ":";
+    std::vector<option> names;
+    for (std::size_t i = 0; i < options.size(); ++i) {
+        const Option &each = options[i];
+        const int takes = each.takes == Option::no_value      ? no_argument
+                          : each.takes == Option::maybe_value ? optional_argument
+                                                              : required_argument;
+        if (each.letter)
+            letters += each.letter +
+                       std::string(static_cast<std::size_t>(takes == no_argument ? 0 : 1), ':');
+        if (each.name)
+            names.push_back({each.name, takes, nullptr, code_of(options, i)});
+    }
+    names.push_back({});
+
+    const auto by_code = [&](int code) -> const Option * {
+        for (std::size_t i = 0; i < options.size(); ++i)
+            if (code_of(options, i) == code)
+                return &options[i];
+        return nullptr;
+    };
+    opterr = 0;
+    optind = 1;
+    for (int found;
+         (found = getopt_long(argc, argv, letters.c_str(), names.data(), nullptr)) != -1;) {
+        const Option *option = by_code(found == ':' || found == '?' ? optopt : found);
+        if (found == ':')
+            misuse(shown(*option) + ": its value is missing");
+        // A letter may stand among others in its word.
+        if (found == '?' && option)
+            misuse(shown(*option) + " takes no value");
+        if (found == '?')
+            misuse((optopt ? std::string("-") + static_cast<char>(optopt)
+                           : std::string(argv[optind - 1])) +
+                   ": unknown option");
+        // A script's variable that was never set is a mistake.
+        if (option->takes != Option::value_or_empty && optarg && *optarg == '\0')
+            misuse(shown(*option) + ": its value is empty");
+        option->take(optarg ? optarg : "");
+    }
+    return {argv + optind, argv + argc};
+}
+
+} // namespace velt

@@ -1,0 +1,31 @@
+// The options of a program's command line.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace velt
+{
+
+// An option with its letter, if it has one, and its name, if it has one.
+struct Option {
+    char letter;
+    const char *name;
+    enum { no_value, value, maybe_value, value_or_empty } takes;
+    std::function<void(const std::string &)> take;
+
+    static Option into(char letter, const char *name, std::string &where)
+    {
+        return {letter, name, value, [&where](const std::string &text) { where = text; }};
+    }
+    static Option flag(char letter, const char *name, bool &where)
+    {
+        return {letter, name, no_value, [&where](const std::string &) { where = true; }};
+    }
+};
+
+// Takes the options in, in their order, and returns the other words. Throws Error.
+std::vector<std::string> parse_options(int argc, char **argv, const std::vector<Option> &options);
+
+} // namespace velt

@@ -1,0 +1,165 @@
+#include "common/output_file.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "common/interrupts.h"
+
+namespace velt
+{
+namespace
+{
+
+constexpr int signal_interval = 100; // milliseconds
+
+bool same(const struct stat &one, const struct stat &other)
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+[[noreturn]] void fail_to_write(const std::string &path, const char *why = "")
+{
+    throw std::system_error(errno, std::generic_category(), path + ": cannot be written" + why);
+}
+
+// The standard descriptor that a path means; -1 for none.
+int standard_descriptor(const std::string &path)
+{
+    for (const auto &[name, descriptor] : {std::pair("out", STDOUT_FILENO), {"err", STDERR_FILENO}})
+        if (path == std::string("/dev/std") + name ||
+            path == "/dev/fd/" + std::to_string(descriptor) ||
+            path == "/proc/self/fd/" + std::to_string(descriptor))
+            return descriptor;
+    return -1;
+}
+
+} // namespace
+
+OutputFile::OutputFile(const std::string &path) : path_(path)
+{
+    if (const int standard = standard_descriptor(path); standard >= 0) {
+        file_ = Descriptor(fcntl(standard, F_DUPFD_CLOEXEC, 0));
+        if (!file_)
+            fail_to_write(path);
+        return;
+    }
+    named_ = true;
+    constexpr int flags = O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    file_ = Descriptor(open(path.c_str(), flags | O_EXCL, 0666));
+    made_ = bool(file_);
+    if (!file_)
+        file_ = Descriptor(open(path.c_str(), flags, 0666));
+    struct stat there {
+    };
+    if (!file_ && errno == ENXIO && stat(path.c_str(), &there) == 0 && S_ISFIFO(there.st_mode)) {
+        errno = ENXIO;
+        fail_to_write(path, ": nobody reads from it");
+    }
+    // Nobody is waited for who may yet read from a pipe, but what one reads is written whole.
+    if (!file_ || fcntl(file_.get(), F_SETFL, O_APPEND) != 0)
+        fail_to_write(path);
+}
+
+OutputFile::~OutputFile()
+{
+    if (file_ && made_)
+        unlink(path_.c_str());
+}
+
+bool OutputFile::is(const std::string &path) const
+{
+    struct stat here {
+    }, there{};
+    return fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) &&
+           stat(path.c_str(), &there) == 0 && same(here, there);
+}
+
+bool OutputFile::is(const OutputFile &other) const
+{
+    struct stat here {
+    }, there{};
+    return fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) &&
+           fstat(other.file_.get(), &there) == 0 && same(here, there);
+}
+
+bool OutputFile::is_read_from(int descriptor) const
+{
+    struct stat here {
+    }, there{};
+    return fstat(file_.get(), &here) == 0 && (S_ISREG(here.st_mode) || S_ISFIFO(here.st_mode)) &&
+           fstat(descriptor, &there) == 0 && same(here, there);
+}
+
+void OutputFile::begin()
+{
+    made_ = false;
+    struct stat here {
+    };
+    if (fstat(file_.get(), &here) != 0)
+        fail_to_write(path_);
+    if (!named_ || !S_ISREG(here.st_mode))
+        return;
+    for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
+        struct stat there {
+        };
+        if (fstat(standard, &there) != 0 || !same(here, there))
+            continue;
+        file_ = Descriptor(fcntl(standard, F_DUPFD_CLOEXEC, 0));
+        if (!file_)
+            fail_to_write(path_);
+        return;
+    }
+    if (ftruncate(file_.get(), 0) != 0)
+        fail_to_write(path_);
+}
+
+void OutputFile::write(std::string_view text)
+{
+    if (!write_whole(file_.get(), text))
+        fail_to_write(path_);
+}
+
+void OutputFile::check() const
+{
+    struct stat here {
+    };
+    if (named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) && !is(path_))
+        throw std::runtime_error(path_ + ": another file has taken its place; what was written "
+                                         "there is lost");
+}
+
+// Where a reader may be waited for, no more is written at once than the wait promises room for: a
+// signal is seen between the pieces.
+bool write_whole(int descriptor, std::string_view text)
+{
+    struct stat here {
+    };
+    const bool waits = fstat(descriptor, &here) == 0 && !S_ISREG(here.st_mode);
+    while (!text.empty()) {
+        pollfd output{descriptor, POLLOUT, 0};
+        if (waits && poll(&output, 1, signal_interval) <= 0) {
+            if (interrupts.signal == 0)
+                continue;
+            errno = EINTR;
+            return false;
+        }
+        const std::size_t most = waits ? PIPE_BUF : text.size();
+        const ssize_t written = ::write(descriptor, text.data(), std::min(text.size(), most));
+        if (written >= 0)
+            text.remove_prefix(static_cast<std::size_t>(written));
+        else if (errno != EINTR && errno != EAGAIN)
+            return false;
+    }
+    return true;
+}
+
+} // namespace velt

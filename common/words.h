@@ -1,0 +1,69 @@
+// The words of a command line.
+#pragma once
+
+#include <charconv>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "common/error.h"
+
+namespace velt
+{
+
+// Words are separated by white space; double quotes hold a word together, and in them a backslash
+// keeps the next character. Throws Error for a quote that is not closed.
+std::vector<std::string> split_words(std::string_view line);
+// The same with commas as separators; white space around an entry does not count.
+std::vector<std::string> split_list(std::string_view text);
+
+// Takes the first word, and the blanks behind it.
+std::string take_word(std::string_view &rest);
+
+inline constexpr std::string_view blanks = " \t\r\n";
+
+// Without the blanks around it.
+std::string_view trimmed(std::string_view text);
+
+// The rest of a line as one text, of which quotes around it are no part.
+std::string whole(std::string_view rest);
+
+// In quotes if need be, as split_words reads it.
+std::string as_word(const std::string &text);
+
+// As split_list reads it; "none" for none.
+std::string joined(const std::vector<std::string> &names);
+
+template <class T>
+T number(std::string_view text)
+{
+    T value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size())
+        misuse("\"" + std::string(text) + "\" is not a number" +
+               (std::is_floating_point_v<T>
+                    ? ""
+                    : " from " + std::to_string(std::numeric_limits<T>::min()) + " to " +
+                          std::to_string(std::numeric_limits<T>::max())));
+    return value;
+}
+
+// Arguments by position; `at` gives what a missing one reads as.
+struct Words {
+    std::vector<std::string> words;
+
+    Words(std::string_view rest, std::size_t least, std::size_t most, std::string_view usage)
+        : words(split_words(rest))
+    {
+        if (words.size() < least || words.size() > most)
+            misuse("usage: " + std::string(usage));
+    }
+    std::string at(std::size_t i, const char *otherwise = "0") const
+    {
+        return i < words.size() ? words[i] : otherwise;
+    }
+};
+
+} // namespace velt

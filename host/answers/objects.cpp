@@ -1,0 +1,64 @@
+#include "host/answers/answers.h"
+
+namespace velt::host
+{
+
+void Answer<api_vq_get_named_object_1>::answer(Context &c, const ApiVqGetNamedObjArgT &a,
+                                               ApiVqObjRetT &r)
+{
+    give_object(r, [&] {
+        c.model.check_document(a.docId);
+        const Object *found = c.model.find(a.docId, a.int2, text(a.str3));
+        if (!found)
+            throw StatusError(no_such_object);
+        return found->id;
+    });
+}
+
+// An object's unique number is its id.
+void Answer<api_vq_get_unique_object_1>::answer(Context &c, const ApiVqGetUniqueObjArgT &a,
+                                                ApiVqObjRetT &r)
+{
+    give_object(r, [&] {
+        const Object &found = c.model.object(a.docId, static_cast<UIntT>(a.int3));
+        if (found.type != a.int2)
+            throw StatusError(no_such_object);
+        return found.id;
+    });
+}
+
+void Answer<api_vq_new_named_object_1>::answer(Context &c, const ApiVqNewNamedObjArgT &a,
+                                               ApiVqObjRetT &r)
+{
+    give_object(r, [&] { return c.model.create(a.docId, a.int2, text(a.str3)); });
+}
+
+void Answer<api_vq_new_series_object_1>::answer(Context &c, const ApiVqNewSeriesObjArgT &a,
+                                                ApiVqObjRetT &r)
+{
+    give_object(r, [&] { return c.model.create_after(a.docId, a.int2, a.id3); });
+}
+
+void Answer<api_vq_new_graphic_object_1>::answer(Context &c, const ApiVqNewGraphicObjArgT &a,
+                                                 ApiVqObjRetT &r)
+{
+    give_object(r, [&] { return c.model.create_in(a.docId, a.int2, a.id3); });
+}
+
+void Answer<api_vq_new_sub_object_1>::answer(Context &c, const ApiVqNewSubObjectArgT &a,
+                                             ApiVqObjRetT &r)
+{
+    give_object(r, [&] { return c.model.create_in(a.docId, a.int3, a.objId); });
+}
+
+void Answer<api_vq_object_valid_1>::answer(Context &c, const ApiVqGeneralObjArgT &a, IntT &r)
+{
+    r = status_of([&] { c.model.object(a.docId, a.objId); });
+}
+
+void Answer<api_vq_delete_1>::answer(Context &c, const ApiVqGeneralObjArgT &a, IntT &r)
+{
+    r = status_of([&] { c.model.remove(a.docId, a.objId); });
+}
+
+} // namespace velt::host

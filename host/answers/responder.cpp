@@ -1,0 +1,54 @@
+#include <array>
+
+#include "host/answers/answers.h"
+
+namespace velt::host
+{
+namespace
+{
+
+using Function = void (*)(Context &, Call &);
+
+template <class P>
+void answer(Context &context, Call &call)
+{
+    using Argument = typename P::Argument;
+    using Result = typename P::Result;
+    if constexpr (std::is_void_v<Argument>)
+        Answer<P>::answer(context, *static_cast<Result *>(call.result));
+    else if constexpr (std::is_void_v<Result>)
+        Answer<P>::answer(context, *static_cast<const Argument *>(call.argument));
+    else
+        Answer<P>::answer(context, *static_cast<const Argument *>(call.argument),
+                          *static_cast<Result *>(call.result));
+}
+
+// Null for those without a row.
+template <class P>
+constexpr Function function_of = nullptr;
+#define V_ANSWER(stub)                                                                             \
+    template <>                                                                                    \
+    constexpr Function function_of<stub> = answer<stub>;
+#include "host/answers/answers.def"
+
+// As host_procedures() has them.
+constexpr Function functions[] = {
+#define V_PROCEDURE(number, stub, argument, result) function_of<stub>,
+#include "velt/tables/procedures.def"
+};
+
+} // namespace
+
+Responder::Reaction ModelResponder::respond(Call &call)
+{
+    const auto row = &call.procedure - host_procedures().data();
+    if (const Function function = functions[row]) {
+        Context context{model_, call.host, call.client};
+        function(context, call);
+    } else if (IntT *status = call.procedure.result.status(call.result)) {
+        *status = not_supported;
+    }
+    return Reaction::answer;
+}
+
+} // namespace velt::host

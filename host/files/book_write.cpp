@@ -1,0 +1,101 @@
+// What a book file has of the model.
+
+#include <algorithm>
+
+#include "host/files/book.h"
+#include "host/json/values.h"
+#include "host/json/writer.h"
+#include "host/values/kinds.h"
+#include "host/values/text.h"
+#include "velt/vde.h"
+
+namespace velt::host
+{
+namespace
+{
+
+bool untouched(const PropertyKey &key, const Value &value)
+{
+    switch (key.number) {
+    case property::previous_component:
+    case property::next_component:
+    case property::selected_component:
+        return true;
+    case property::moved:
+        return value.get().u.intVal == 0;
+    }
+    return false;
+}
+
+bool is_file(const Object &object, const PropertyKey &key, const Value &value)
+{
+    return object.type == object_type::component && key.name == file_property &&
+           value.kind() == kind::string;
+}
+
+void write_properties(const Object &object, const SessionText &session, JsonWriter &out)
+{
+    bool any = false;
+    for (const auto &[key, value] : object.properties) {
+        if (untouched(key, value) || is_file(object, key, value))
+            continue;
+        if (!std::exchange(any, true)) {
+            out.key("properties");
+            out.begin('[');
+        }
+        out.begin('{');
+        if (key.number != 0) {
+            out.key("number");
+            out.number(key.number);
+        } else {
+            out.text("name", session.to_utf8(key.name));
+        }
+        V_TypedValT shown = value.get();
+        fields(shown.valType, shown.u, [&](const char *, auto &field) {
+            out.key(name_of_kind(shown.valType));
+            write_value(field, out, [&](const char *bytes) { return session.to_utf8(bytes); });
+            return true;
+        });
+        out.end('}');
+    }
+    if (any)
+        out.end(']');
+}
+
+} // namespace
+
+std::string write_book(const Model &model, UIntT book)
+{
+    const SessionText session(model.language());
+    const Object &object = model.object(0, book);
+    JsonWriter out;
+    out.begin('{');
+    out.text("title", session.to_utf8(object.name));
+    out.text("language", V_LanguageString(model.language()));
+    out.text("dialogEncoding", session.to_utf8(model.dialog_encoding()));
+    if (const UIntT selected = model.selected(book)) {
+        out.key("selected");
+        if (const std::string &name = model.at(selected).name; !name.empty())
+            out.text(session.to_utf8(name));
+        else
+            out.number(1 + (std::ranges::find(object.members, selected) - object.members.begin()));
+    }
+    write_properties(object, session, out);
+    out.key("components");
+    out.begin('[');
+    for (UIntT id : object.members) {
+        const Object &component = model.at(id);
+        out.begin('{');
+        out.text("name", session.to_utf8(component.name));
+        const auto file = component.properties.find(PropertyKey(file_property));
+        if (file != component.properties.end() && is_file(component, file->first, file->second))
+            out.text("file", session.to_utf8(file->second.get().u.stringVal));
+        write_properties(component, session, out);
+        out.end('}');
+    }
+    out.end(']');
+    out.end('}');
+    return out.take();
+}
+
+} // namespace velt::host

@@ -1,0 +1,251 @@
+#include "host/json/node.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <tuple>
+
+namespace velt::host
+{
+namespace
+{
+
+constexpr std::size_t deepest = 32;
+
+// Tells how far the parser has read.
+class WatchedIterator
+{
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char *;
+    using reference = const char &;
+
+    WatchedIterator(const char *at, const char **furthest) : at_(at), furthest_(furthest) {}
+    reference operator*() const { return *at_; }
+    WatchedIterator &operator++()
+    {
+        *furthest_ = ++at_;
+        return *this;
+    }
+    WatchedIterator operator++(int)
+    {
+        WatchedIterator old = *this;
+        ++*this;
+        return old;
+    }
+    bool operator==(const WatchedIterator &other) const { return at_ == other.at_; }
+    bool operator!=(const WatchedIterator &other) const { return at_ != other.at_; }
+
+private:
+    const char *at_;
+    const char **furthest_;
+};
+
+// A place in the text that only moves on.
+struct Place {
+    int line = 1, column = 1;
+    std::size_t offset = 0;
+
+    void move(std::string_view text, std::size_t to)
+    {
+        for (; offset < to; offset++) {
+            const auto byte = static_cast<unsigned char>(text[offset]);
+            if (byte == '\n') {
+                line++;
+                column = 1;
+            } else if ((byte & 0xC0) != 0x80) { // no further byte of a character
+                column++;
+            }
+        }
+    }
+};
+
+class Builder : public nlohmann::json_sax<nlohmann::json>
+{
+public:
+    Builder(std::string_view text, JsonNode &root, const char *const &read)
+        : text_(text), root_(root), read_(read)
+    {
+    }
+
+    bool null() override { return add(nullptr); }
+    bool boolean(bool value) override { return add(value); }
+    bool number_integer(number_integer_t value) override { return add_number(value); }
+    bool number_unsigned(number_unsigned_t value) override { return add_number(value); }
+    bool number_float(number_float_t value, const string_t &) override { return add_number(value); }
+    bool string(string_t &value) override { return add(std::move(value)); }
+    bool binary(binary_t &) override { return false; }
+    bool start_object(std::size_t) override { return open(JsonNode::object); }
+    bool start_array(std::size_t) override { return open(JsonNode::array); }
+    bool end_object() override { return close(); }
+    bool end_array() override { return close(); }
+    bool key(string_t &name) override
+    {
+        begin_token();
+        name_ = std::move(name);
+        return true;
+    }
+    bool parse_error(std::size_t position, const std::string &token,
+                     const nlohmann::json::exception &error) override
+    {
+        std::size_t at = std::min(position > 0 ? position - 1 : 0, text_.size());
+        // The library's own text begins with the position and ends with all of the token.
+        std::string reason = error.what();
+        if (const auto colon = reason.find(": "); colon != reason.npos)
+            reason = reason.substr(colon + 2);
+        reason = reason.substr(0, reason.find("; last read"));
+        if (reason.empty())
+            reason = "unexpected " + token;
+        const bool malformed = reason.find("UTF-8") != reason.npos;
+        while (malformed && at > 0 && byte_at(at) < 0x80)
+            at--;
+        if (byte_at(at) >= 0x80) {
+            char text[64];
+            std::snprintf(text, sizeof text, "%s byte 0x%02X",
+                          malformed ? "the file is not UTF-8: the" : "outside texts: the",
+                          unsigned{byte_at(at)});
+            reason = text;
+        }
+        place_.move(text_, at);
+        throw JsonError(place_.line, place_.column, malformed ? reason : "not JSON: " + reason);
+    }
+
+private:
+    unsigned char byte_at(std::size_t at) const
+    {
+        return static_cast<unsigned char>(at < text_.size() ? text_[at] : 0);
+    }
+    // The token that has just been read begins behind the one before it.
+    void begin_token()
+    {
+        place_.move(text_, std::min(text_.find_first_not_of(" \t\r\n,:", end_), text_.size()));
+        end_ = static_cast<std::size_t>(read_ - text_.data());
+    }
+    JsonNode &place()
+    {
+        begin_token();
+        JsonNode *node = &root_;
+        if (!open_.empty())
+            node = &open_.back()->members.emplace_back(std::exchange(name_, {}), JsonNode{}).second;
+        node->line = place_.line;
+        node->column = place_.column;
+        return *node;
+    }
+    bool add(nlohmann::json value)
+    {
+        place().value = std::move(value);
+        return true;
+    }
+    // To find a number's end, the parser reads one character more.
+    bool add_number(nlohmann::json value)
+    {
+        add(std::move(value));
+        end_ = std::min(text_.find_first_not_of("+-.0123456789eE", place_.offset), text_.size());
+        return true;
+    }
+    bool open(JsonNode::Type type)
+    {
+        JsonNode &node = place();
+        if (open_.size() == deepest)
+            throw JsonError(place_.line, place_.column, "too deeply nested");
+        node.type = type;
+        open_.push_back(&node);
+        return true;
+    }
+    bool close()
+    {
+        begin_token();
+        open_.pop_back();
+        return true;
+    }
+
+    std::string_view text_;
+    JsonNode &root_;
+    const char *const &read_;
+    Place place_;         // of the last token
+    std::size_t end_ = 0; // of the last token
+    std::string name_;
+    std::vector<JsonNode *> open_;
+};
+
+// Tells what is below a node whose place is final where it stands, and finds names that stand
+// twice.
+void link(JsonNode &node, std::vector<JsonError> &problems)
+{
+    for (std::size_t i = 0; i < node.members.size(); i++) {
+        JsonNode &member = node.members[i].second;
+        member.parent = &node;
+        member.index = i;
+        link(member, problems);
+    }
+    if (node.type != JsonNode::object)
+        return;
+    std::vector<const std::pair<std::string, JsonNode> *> sorted;
+    for (const auto &member : node.members)
+        sorted.push_back(&member);
+    const auto key = [](const auto *member) {
+        return std::tie(member->first, member->second.index);
+    };
+    std::ranges::sort(sorted, {}, key);
+    for (std::size_t i = 1; i < sorted.size(); i++)
+        if (sorted[i]->first == sorted[i - 1]->first)
+            problems.emplace_back(sorted[i]->second, "\"" + sorted[i]->first + "\" stands twice");
+}
+
+std::string at_path(const JsonNode &node, const std::string &reason)
+{
+    const std::string path = node.path();
+    return path.empty() ? reason : path + ": " + reason;
+}
+
+} // namespace
+
+std::string JsonNode::path() const
+{
+    if (!parent)
+        return {};
+    const std::string before = parent->path();
+    if (parent->type == array)
+        return before + "[" + std::to_string(index) + "]";
+    return before + (before.empty() ? "" : ".") + parent->members[index].first;
+}
+
+const JsonNode *JsonNode::member(std::string_view name) const
+{
+    for (const auto &[each, node] : members)
+        if (each == name)
+            return &node;
+    return nullptr;
+}
+
+void JsonNode::need(Type wanted) const
+{
+    if (type != wanted)
+        throw JsonError(*this, std::string(wanted == array    ? "a list [ ... ]"
+                                           : wanted == object ? "an object { ... }"
+                                                              : "a value") +
+                                   " is needed here");
+}
+
+JsonError::JsonError(const JsonNode &node, const std::string &reason)
+    : JsonError(node.line, node.column, at_path(node, reason))
+{
+}
+
+std::vector<JsonError> parse_json(std::string_view text, JsonNode &root)
+{
+    if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"))
+        throw JsonError(1, 1, "the file is UTF-16, and is to be UTF-8");
+    if (text.starts_with("\xEF\xBB\xBF")) // the byte order mark of some editors
+        text.remove_prefix(3);
+    const char *read = text.data();
+    Builder builder(text, root, read);
+    nlohmann::json::sax_parse(WatchedIterator(text.data(), &read),
+                              WatchedIterator(text.data() + text.size(), &read), &builder);
+    std::vector<JsonError> problems;
+    link(root, problems);
+    return problems;
+}
+
+} // namespace velt::host

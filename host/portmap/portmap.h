@@ -1,0 +1,91 @@
+// Port mappers: where the programs of a host and its clients are registered, by their numbers, and
+// found.
+#pragma once
+
+#include <netinet/in.h>
+#include <rpc/rpc.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "velt/scalars.h"
+
+namespace velt::host
+{
+
+struct Registration {
+    UIntT program;
+    UIntT version;
+    unsigned protocol; // IPPROTO_TCP or IPPROTO_UDP
+    in_port_t port;
+
+    bool operator==(const Registration &) const = default;
+};
+
+class PortMapper
+{
+public:
+    virtual ~PortMapper() = default;
+
+    // False when it cannot be told, or has another port for that program.
+    virtual bool set(const Registration &registration) = 0;
+    // Removes the program's registrations with all protocols; false when there is none.
+    virtual bool unset(UIntT program, UIntT version) = 0;
+    // The port, or that of another version; 0 with rpc_createerr set when there is none.
+    virtual in_port_t find(UIntT program, UIntT version, unsigned protocol) = 0;
+    // By what clients find it, as VQPMAP; empty for the machine's.
+    virtual std::string name() const = 0;
+};
+
+// The machine's own, on port 111.
+class MachinePortMapper : public PortMapper
+{
+public:
+    // Whether it answers; takes a second at most.
+    static bool answers();
+    // Why it is of no use for clients, and what helps; empty when they can use it.
+    static std::string hindrance();
+
+    bool set(const Registration &registration) override;
+    bool unset(UIntT program, UIntT version) override;
+    in_port_t find(UIntT program, UIntT version, unsigned protocol) override;
+    std::string name() const override { return {}; }
+
+private:
+    // What is left of the time that removals may take while it does not answer.
+    std::chrono::steady_clock::duration patience_ = most_patience;
+    static constexpr std::chrono::seconds most_patience{3};
+};
+
+// One that this process is while the transport is served: on a port of the loopback interface, for
+// root and the same user.
+class SessionPortMapper : public PortMapper
+{
+public:
+    using Report = std::function<void(const char *)>;
+
+    // `report` hears of who is turned away. Throws std::system_error.
+    explicit SessionPortMapper(Report report = nullptr);
+    ~SessionPortMapper() override;
+    SessionPortMapper(const SessionPortMapper &) = delete;
+    SessionPortMapper &operator=(const SessionPortMapper &) = delete;
+
+    bool set(const Registration &registration) override;
+    bool unset(UIntT program, UIntT version) override;
+    in_port_t find(UIntT program, UIntT version, unsigned protocol) override;
+    std::string name() const override { return std::to_string(service_->xp_port); }
+
+    const std::vector<Registration> &registrations() const { return registrations_; }
+
+private:
+    static void dispatch(void *mapper, svc_req *request, SVCXPRT *connection);
+    static void turned_away(void *mapper, const char *what);
+
+    Report report_;
+    std::vector<Registration> registrations_;
+    SVCXPRT *service_;
+};
+
+} // namespace velt::host

@@ -1,0 +1,167 @@
+#include "host/program/arguments.h"
+
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <iomanip>
+#include <sstream>
+
+#include "common/options.h"
+
+namespace velt::host
+{
+namespace
+{
+
+std::string shown(double number)
+{
+    std::ostringstream text;
+    text << std::setprecision(12) << number;
+    return text.str();
+}
+
+double number_of(const std::string &option, const std::string &text, double least, double most)
+{
+    char *end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !(value >= least && value <= most))
+        misuse(option + " " + text + ": not a number from " + shown(least) + " to " + shown(most));
+    return value;
+}
+
+std::chrono::milliseconds time_limit_of(const std::string &text)
+{
+    const double seconds = number_of("--time-limit", text, 0, 86400);
+    if (seconds > 0 && seconds < 0.1)
+        misuse("--time-limit " + text + ": from 0.1 to 86400, or 0 for any time");
+    return seconds == 0 ? no_limit : std::chrono::milliseconds(std::lround(1000 * seconds));
+}
+
+IntT init_code_of(const std::string &text)
+{
+    const double code = number_of("--init", text, -2147483648.0, 2147483647.0);
+    if (code != std::floor(code))
+        misuse("--init " + text + ": not a whole number");
+    return static_cast<IntT>(code);
+}
+
+// A program by its name alone is looked for as a shell does.
+std::string find_program(const std::string &name)
+{
+    const char *path = std::getenv("PATH");
+    if (name.find('/') != name.npos || !path)
+        return name;
+    std::istringstream folders(path);
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (const std::string found = folder + "/" + name;
+            access(found.c_str(), X_OK) == 0 && !std::filesystem::is_directory(found))
+            return found;
+    return name;
+}
+
+// One of a few words; its number among them.
+template <class Choice>
+void choose(const std::string &option, const std::string &text, Choice &where,
+            std::initializer_list<std::pair<const char *, Choice>> choices)
+{
+    std::string all;
+    for (const auto &[name, choice] : choices) {
+        if (text == name) {
+            where = choice;
+            return;
+        }
+        all += (all.empty() ? "" : " or ") + std::string(name);
+    }
+    misuse(option + " " + text + ": " + all);
+}
+
+Arguments parse(int argc, char **argv)
+{
+    Arguments a;
+    const auto startup = [&a](const std::string &option) -> Startup & {
+        if (a.clients.empty())
+            misuse(option + " stands behind the --client that it is for");
+        return a.clients.back().what;
+    };
+    const std::vector<Option> options = {
+        {0, "client", Option::value,
+         [&](const std::string &path) {
+             a.clients.push_back({static_cast<int>(a.clients.size()) + 1, find_program(path)});
+         }},
+        {0, "client-arg", Option::value_or_empty,
+         [&](const std::string &text) { startup("--client-arg").arguments.push_back(text); }},
+        {0, "client-env", Option::value,
+         [&](const std::string &text) {
+             if (text.find('=') == text.npos || text[0] == '=')
+                 misuse("--client-env " + text + ": not NAME=VALUE");
+             startup("--client-env").environment.push_back(text);
+         }},
+        {0, "init", Option::value,
+         [&](const std::string &text) { a.init_code = init_code_of(text); }},
+        {0, "trace", Option::maybe_value,
+         [&](const std::string &text) {
+             using Trace = decltype(a.trace);
+             choose<Trace>(
+                 "--trace", text, a.trace,
+                 {{"text", Arguments::text}, {"json", Arguments::json}, {"", Arguments::text}});
+         }},
+        Option::into(0, "trace-file", a.trace_file),
+        Option::into(0, "filter", a.filter),
+        Option::into(0, "script", a.script),
+        Option::into(0, "junit", a.junit),
+        {0, "language", Option::value,
+         [&](const std::string &name) {
+             try {
+                 a.language = language_number(name);
+             } catch (const std::runtime_error &error) {
+                 misuse(std::string("--language: ") + error.what());
+             }
+         }},
+        {0, "port-mapper", Option::value,
+         [&](const std::string &text) {
+             using Which = decltype(a.port_mapper);
+             choose<Which>("--port-mapper", text, a.port_mapper,
+                           {{"own", Arguments::own}, {"machine", Arguments::machine}});
+         }},
+        {0, "time-limit", Option::value,
+         [&](const std::string &text) { a.time_limit = time_limit_of(text); }},
+        Option::flag(0, "debug", a.debug),
+        Option::flag('h', "help", a.help),
+        Option::flag(0, "version", a.version),
+    };
+    const std::vector<std::string> words = parse_options(argc, argv, options);
+    if (a.help || a.version)
+        return a;
+    if (words.empty() || words[0].empty())
+        misuse("run needs a book file");
+    a.book = words[0];
+    a.commands.assign(words.begin() + 1, words.end());
+    if (!a.script.empty() && !a.commands.empty())
+        misuse("commands come from --script or from arguments, not from both");
+    if (!a.junit.empty() && a.interactive())
+        misuse("--junit tells of commands from --script or from arguments");
+    return a;
+}
+
+} // namespace
+
+bool Arguments::interactive() const
+{
+    return commands.empty() && script.empty() && isatty(STDIN_FILENO);
+}
+
+void misuse_of_program(const std::string &text)
+{
+    misuse(text + "; vqhost --help tells more");
+}
+
+Arguments parse_arguments(int argc, char **argv)
+try {
+    return parse(argc, argv);
+} catch (const Error &error) {
+    misuse_of_program(error.what());
+}
+
+} // namespace velt::host

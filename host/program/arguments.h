@@ -1,0 +1,41 @@
+// What `vqhost run` is given on its command line.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/script/commands.h"
+#include "host/trace/trace_output.h"
+
+namespace velt::host
+{
+
+struct Arguments {
+    std::string book;
+    std::vector<Startable> clients;
+    IntT init_code = 1;
+    IntT language = 0; // the book's
+    enum { untraced, text, json } trace = untraced;
+    std::string trace_file, filter;
+    std::string script, junit;
+    enum { whichever, own, machine } port_mapper = whichever;
+    std::chrono::milliseconds time_limit = std::chrono::seconds(30);
+    bool debug = false;
+    std::vector<std::string> commands;
+    bool help = false, version = false; // asked for instead of a run
+
+    // Whether a person types the commands.
+    bool interactive() const;
+    // Whether the standard input is the script.
+    bool script_is_input() const { return commands.empty() && (script.empty() || script == "-"); }
+};
+
+// Throws Error.
+Arguments parse_arguments(int argc, char **argv);
+
+// Wrong usage of the program, with where to read more.
+[[noreturn]] void misuse_of_program(const std::string &text);
+
+} // namespace velt::host

@@ -1,0 +1,152 @@
+// vqhost: the reference host as a program.
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <new>
+
+#include "apilib/unix/descriptors.h"
+#include "common/printable.h"
+#include "common/replace_file.h"
+#include "host/program/run.h"
+
+namespace
+{
+
+using namespace velt;
+using namespace velt::host;
+
+constexpr const char *usage_text =
+    R"(usage: vqhost run BOOK.json [OPTIONS] [COMMANDS...]
+       vqhost check-book BOOK.json...
+       vqhost schema
+
+Opens a book, runs clients on it, and carries out commands, one to an argument.
+Without commands it reads them from the terminal or the standard input.
+check-book tells what is wrong with book files; schema prints what one may hold, as a
+JSON Schema.
+
+  --client PATH        start this client; once more for another
+  --client-arg ARG     hand an argument to the client before; once more for another
+  --client-env NAME=VALUE  set a variable for the client before
+  --init CODE          the code with which clients are initialised at first (1)
+  --trace[=text|json]  print every call, decoded, on the standard error
+  --trace-file FILE    write the trace to FILE
+  --filter WHAT,...    trace procedures, as in "*_get_*,api_vq_alert_1", or "failures" only
+  --script FILE        read commands from FILE; - is the standard input
+  --junit FILE         write what was expected, and what came of it, to FILE
+  --language NAME      the session's language, whatever the book says
+  --port-mapper WHICH  own or machine (the machine's if clients can use it)
+  --time-limit SECONDS how long a client may take to start or to hand back control:
+                       0.1 to 86400 (30), or 0 for any time
+  --debug              stop each client at its first instruction until a debugger lets it
+                       go on, and give it any time for everything
+  -h, --help, --version
+
+Exit status: 0 done, 1 an expectation or a client failed, 2 usage or book file,
+3 the port mapper failed.
+
+Commands:
+)";
+
+int tell(const std::string &text)
+{
+    if (!(std::cout << text << std::flush))
+        fail("what it printed could not be written");
+    return done;
+}
+
+int help(int, char **)
+{
+    return tell(usage_text + Commands::help());
+}
+
+int version(int, char **)
+{
+    return tell("vqhost " VELT_VERSION "\n");
+}
+
+int run_verb(int argc, char **argv)
+{
+    const Arguments arguments = parse_arguments(argc, argv);
+    return arguments.help      ? help(argc, argv)
+           : arguments.version ? version(argc, argv)
+                               : run(arguments);
+}
+
+int check_books(int argc, char **argv)
+{
+    if (argc < 2)
+        misuse_of_program("check-book needs a book file");
+    ExitCode code = done;
+    for (int i = 1; i < argc; i++) {
+        try {
+            Model model;
+            BookFile(argv[i]).load(model);
+        } catch (const Error &error) {
+            std::cerr << printable_lines(error.what()) << std::endl;
+            code = failed;
+        }
+    }
+    return code;
+}
+
+int schema(int argc, char **)
+{
+    if (argc > 1)
+        misuse_of_program("schema takes no arguments");
+    return tell(book_schema());
+}
+
+struct Verb {
+    std::string_view name;
+    int (*carry_out)(int argc, char **argv);
+    // Whether --help and --version may stand anywhere behind it; else it has options of its own.
+    bool helps;
+};
+constexpr Verb verbs[] = {
+    {"run", run_verb, false},
+    {"check-book", check_books, true},
+    {"schema", schema, true},
+};
+constexpr Verb general[] = {
+    {"--help", help, true},
+    {"-h", help, true},
+    {"--version", version, true},
+};
+
+int carry_out(int argc, char **argv)
+{
+    const std::string name = argc > 0 ? argv[0] : "";
+    const auto *verb = std::ranges::find(verbs, name, &Verb::name);
+    const bool known = verb != std::end(verbs);
+    for (int i = 0; i < (!known || verb->helps ? argc : 0); i++)
+        for (const Verb &each : general)
+            if (each.name == argv[i])
+                return each.carry_out(argc, argv);
+    if (!known)
+        misuse_of_program(name.empty() ? "run, check-book or schema?"
+                                       : name + ": unknown; there are run, check-book and schema");
+    return verb->carry_out(argc, argv);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    fill_standard_descriptors();
+    survive_file_size_limit();
+    try {
+        return carry_out(argc - 1, argv + 1);
+    } catch (const Error &error) {
+        std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
+        return error.code;
+    } catch (const std::bad_alloc &) {
+        std::cerr << "vqhost: out of memory" << std::endl;
+        return failed;
+    } catch (const std::exception &error) {
+        std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
+        return failed;
+    }
+}

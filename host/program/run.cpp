@@ -1,0 +1,250 @@
+#include "host/program/run.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <system_error>
+
+#include "common/interrupts.h"
+#include "common/memory_reserve.h"
+#include "host/program/prompt.h"
+#include "host/script/input.h"
+
+namespace velt::host
+{
+namespace
+{
+
+bool coloured(int descriptor)
+{
+    const char *no_colour = std::getenv("NO_COLOR");
+    return isatty(descriptor) && !(no_colour && *no_colour);
+}
+
+// What a run writes beside what it prints.
+struct Outputs {
+    std::optional<OutputFile> report;
+    std::optional<TraceOutput> trace;
+
+    explicit Outputs(const Arguments &arguments);
+    // Throws when the trace is not complete, or what was printed is not.
+    void check() const;
+};
+
+// Nothing that the run reads is overwritten, nor one of them by the other.
+Outputs::Outputs(const Arguments &arguments)
+try {
+    std::optional<TraceFilter> filter;
+    try {
+        filter.emplace(arguments.filter);
+    } catch (const std::runtime_error &error) {
+        misuse_of_program("--filter: " + std::string(error.what()));
+    }
+    std::vector<std::string> read = {arguments.book, arguments.script};
+    for (const Startable &each : arguments.clients)
+        read.push_back(each.what.path);
+    const auto open = [&](const char *name, const std::string &path) {
+        std::optional<OutputFile> file;
+        if (path.empty())
+            return file;
+        file.emplace(path);
+        const auto is_it = [&](const std::string &other) { return file->is(other); };
+        if (std::ranges::any_of(read, is_it) ||
+            (arguments.script_is_input() && file->is_read_from(STDIN_FILENO)))
+            misuse_of_program(std::string(name) + ": " + path + " would be overwritten");
+        return file;
+    };
+    report = open("--junit", arguments.junit);
+    auto trace_file = open("--trace-file", arguments.trace_file);
+    if (report && trace_file && report->is(*trace_file))
+        misuse_of_program("--junit and --trace-file name one file");
+    for (auto *file : {&report, &trace_file})
+        if (*file)
+            (*file)->begin();
+    // To a file, or of a part, is a trace too.
+    if (arguments.trace == Arguments::untraced && !trace_file && arguments.filter.empty())
+        return;
+    const bool colour = !trace_file && coloured(STDERR_FILENO);
+    trace.emplace(std::move(trace_file), arguments.trace == Arguments::json, std::move(*filter),
+                  colour);
+} catch (const std::system_error &error) {
+    misuse(error.what());
+}
+
+void Outputs::check() const
+{
+    if (interrupts.signal)
+        throw Interrupted();
+    if (!std::cout || !std::cerr)
+        fail("what it printed could not be written");
+    if (trace)
+        trace->check();
+}
+
+// Clients of an installed host find the resources that are installed with it.
+void default_home()
+{
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto home = program.parent_path().parent_path() / "share" / "velt";
+    if (!error && std::filesystem::is_directory(home / "vqinit", error))
+        setenv("VQHOME", home.c_str(), 0);
+}
+
+std::shared_ptr<PortMapper> port_mapper(const Arguments &arguments)
+{
+    if (arguments.port_mapper == Arguments::own)
+        return nullptr;
+    const std::string hindrance = MachinePortMapper::hindrance();
+    if (hindrance.empty())
+        return std::make_shared<MachinePortMapper>();
+    if (arguments.port_mapper == Arguments::machine)
+        throw Error(no_mapper, hindrance + ", or leave out --port-mapper");
+    return nullptr;
+}
+
+Options options_of(const Arguments &arguments)
+{
+    Options options;
+    options.port_mapper = port_mapper(arguments);
+    options.interrupts = [] { return static_cast<int>(interrupts.count); };
+    options.start_limit = options.turn_limit = arguments.time_limit;
+    options.stop_at_start = arguments.debug;
+    if (arguments.debug)
+        options.start_limit = options.turn_limit = options.exit_limit = no_limit;
+    return options;
+}
+
+Descriptor open_script(const std::string &path)
+{
+    for (;;) {
+        Descriptor script(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        if (script)
+            return script;
+        if (interrupts.signal)
+            throw Interrupted();
+        if (errno != EINTR)
+            misuse(path + ": cannot read the script: " + std::generic_category().message(errno));
+    }
+}
+
+void carry_out(Commands &commands, const Arguments &arguments, Host *host, Prompt &prompt,
+               Checks &checks)
+{
+    if (!arguments.commands.empty())
+        return commands.run_arguments(arguments.commands, checks);
+    if (arguments.interactive())
+        return prompt.run(commands, host);
+    const bool is_input = arguments.script_is_input();
+    const Descriptor opened = is_input ? Descriptor() : open_script(arguments.script);
+    const std::string name = is_input ? "standard input" : arguments.script;
+    ServedInput input(is_input ? STDIN_FILENO : opened.get(), name, host);
+    std::istream script(&input);
+    // What the input throws comes through.
+    script.exceptions(std::ios::badbit);
+    commands.run_script(script, name, checks);
+}
+
+void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
+{
+    default_home();
+    Model model;
+    BookFile file(arguments.book);
+    const UIntT book = file.load(model, arguments.language);
+    PrintingConsole console(std::cout, std::cerr);
+    const bool interactive = arguments.interactive();
+    Prompt prompt;
+    if (interactive)
+        console.person = [&] { return prompt.ask(); };
+
+    ModelResponder responder(model);
+    std::unique_ptr<Host> host;
+    if (!arguments.clients.empty()) {
+        // A client of another session may have started this one.
+        unsetenv("VQPMAP");
+        Options options = options_of(arguments);
+        if (outputs.trace)
+            options.trace = [&](const TraceEvent &event) {
+                outputs.trace->write(event, *console.text);
+            };
+        host = std::make_unique<Host>(std::move(options), responder, console);
+    }
+
+    Commands commands({.model = model,
+                       .console = console,
+                       .host = host.get(),
+                       .clients = arguments.clients,
+                       .book = book,
+                       .file = file,
+                       .out = std::cout,
+                       .colour = coloured(STDOUT_FILENO),
+                       .check = [&] { outputs.check(); }});
+    for (const Startable &client : arguments.clients) {
+        try {
+            commands.start(client, arguments.init_code);
+        } catch (const std::exception &error) {
+            // A person is told and goes on: start is one of the commands.
+            if (!interactive || interrupts.signal)
+                throw;
+            std::cerr << printable_lines(error.what()) << std::endl;
+        }
+    }
+    carry_out(commands, arguments, host.get(), prompt, checks);
+    if (host)
+        host->end();
+    // The console has told of them.
+    if (host)
+        for (const Client &client : host->clients())
+            if (!commands.ended_well(client))
+                checks.failed(client.title() + ": " + client.ending());
+}
+
+} // namespace
+
+int run(const Arguments &arguments)
+{
+    keep_memory_back();
+    // Output that nobody reads is an error like others, and not the end of all.
+    std::signal(SIGPIPE, SIG_IGN);
+    watch_interrupts();
+    Outputs outputs(arguments);
+    Checks checks(std::cerr);
+    std::exception_ptr error;
+    const auto attempt = [&](const auto &action) {
+        try {
+            action();
+        } catch (const std::exception &reason) {
+            checks.failed(reason.what());
+            // The first is what has ended the run; what follows from it is told here.
+            if (error)
+                std::cerr << "vqhost: " << printable_lines(reason.what()) << std::endl;
+            else
+                error = std::current_exception();
+        }
+    };
+    attempt([&] { run_book(arguments, outputs, checks); });
+    std::cout.flush();
+    if (!error)
+        attempt([&] { outputs.check(); });
+    if (outputs.trace)
+        attempt([&] { outputs.trace->check_place(); });
+    const bool well = checks.summarise();
+    if (outputs.report)
+        attempt([&] {
+            outputs.report->write(checks.junit(arguments.book));
+            outputs.report->check();
+        });
+    if (error)
+        std::rethrow_exception(error);
+    return well ? done : failed;
+}
+
+} // namespace velt::host

@@ -1,0 +1,541 @@
+// The command language.
+
+#include "host/script/commands.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+#include <iomanip>
+
+#include "common/memory_reserve.h"
+#include "host/files/book.h"
+#include "host/script/expectations.h"
+
+namespace velt::host
+{
+
+using std::chrono::milliseconds;
+using namespace std::literals;
+
+struct CommandTable {
+    std::string_view name, arguments, summary;
+    void (*run)(Commands &, std::string_view rest);
+
+    std::string usage() const
+    {
+        return std::string(name) + (arguments.empty() ? "" : " ") + std::string(arguments);
+    }
+    static const CommandTable *find(std::string_view name);
+    static const CommandTable rows[];
+};
+
+const CommandTable CommandTable::rows[] = {
+    {"show", "", "print the book window", [](Commands &c, std::string_view) { c.show(); }},
+    {"select", "NAME", "select a component by name or number; none selects nothing",
+     [](Commands &c, std::string_view rest) { c.select(rest); }},
+    {"choose", "ITEM", "choose a menu item by its label or its command's name",
+     [](Commands &c, std::string_view rest) { c.choose(rest); }},
+    {"start", "[--init CODE]", "start the client that is not running, with code 2 or CODE",
+     [](Commands &c, std::string_view rest) { c.start(rest); }},
+    {"notify", "CODE [OBJECT [TEXT [NUMBER]]]", "notify the clients that asked for this code",
+     [](Commands &c, std::string_view rest) { c.notify(rest); }},
+    {"message", "TEXT [ID [ID]]", "send a message to the client",
+     [](Commands &c, std::string_view rest) { c.message(rest); }},
+    {"dialog", "DIALOG ITEM [DETAIL]", "tell the client of an event in a dialog",
+     [](Commands &c, std::string_view rest) { c.dialog(rest); }},
+    {"answer", "NUMBER...", "answers for the next alerts",
+     [](Commands &c, std::string_view rest) { c.answer(rest); }},
+    {"get", "OBJECT PROPERTY",
+     "print a property, by number or name, of session, book or a component",
+     [](Commands &c, std::string_view rest) { c.get(rest); }},
+    {"set", "OBJECT PROPERTY VALUE", "write a number or a text into a property",
+     [](Commands &c, std::string_view rest) { c.set(rest); }},
+    {"props", "OBJECT", "list the properties",
+     [](Commands &c, std::string_view rest) { c.props(rest); }},
+    {"expect", "WHAT", "fail at the end unless it is so", velt::host::expect},
+    {"wait", "SECONDS | exit", "serve clients for so long, or until they have ended",
+     [](Commands &c, std::string_view rest) { c.wait(rest); }},
+    {"stop", "[CLIENT]", "tell a client, by number or name, to quit, and wait for its end",
+     [](Commands &c, std::string_view rest) { c.stop(rest); }},
+    {"clients", "", "list the clients", [](Commands &c, std::string_view) { c.list_clients(); }},
+    {"save", "[--force] [FILE]",
+     "save the book, in its own file, --force also when that has changed, or another",
+     [](Commands &c, std::string_view rest) { c.save(rest); }},
+    {"help", "", "list the commands",
+     [](Commands &c, std::string_view) { c.s_.out << Commands::help(); }},
+    {"quit", "", "leave out the rest; clients are told to quit", nullptr},
+};
+
+const CommandTable *CommandTable::find(std::string_view name)
+{
+    const auto *found = std::ranges::find(rows, name, &CommandTable::name);
+    return found == std::end(rows) ? nullptr : found;
+}
+
+namespace
+{
+
+std::string usage_of(std::string_view name)
+{
+    return CommandTable::find(name)->usage();
+}
+
+[[noreturn]] void misuse_of(std::string_view name)
+{
+    misuse("usage: " + usage_of(name));
+}
+
+} // namespace
+
+std::vector<Commands::Entry> Commands::entries()
+{
+    std::vector<Entry> all;
+    for (const CommandTable &row : CommandTable::rows)
+        if (row.name != "expect")
+            all.push_back({row.usage(), row.summary});
+        else
+            for (const Expectation &each : Expectation::all())
+                all.push_back({"expect " + each.usage(), each.summary});
+    return all;
+}
+
+std::string Commands::help()
+{
+    std::string text;
+    for (const auto &[usage, summary] : entries())
+        text += "  " + usage + "\n      " + std::string(summary) + "\n";
+    return text;
+}
+
+Commands::Commands(Surroundings surroundings)
+    : s_(std::move(surroundings)), text_(s_.console.text.emplace(s_.model.language())),
+      saved_(write_book(s_.model, s_.book))
+{
+}
+
+bool Commands::run(std::string_view line)
+{
+    line = trimmed(line);
+    if (line.empty() || line.starts_with('#'))
+        return true;
+    const std::string_view name = line.substr(0, line.find_first_of(blanks));
+    const std::string_view rest = trimmed(line.substr(name.size()));
+    const CommandTable *row = CommandTable::find(name);
+    if (!row)
+        misuse("unknown command \"" + std::string(name) + "\"; help lists them");
+    if (row->arguments.empty() && !rest.empty())
+        misuse("\"" + std::string(name) + "\" takes no arguments");
+    if (!row->run)
+        return false;
+    restore_memory();
+    try {
+        if (s_.host)
+            s_.host->serve_pending();
+        row->run(*this, rest);
+    } catch (const StatusError &error) {
+        fail(std::string(name) + ": " + error.what());
+    }
+    return true;
+}
+
+bool Commands::run_at(const Position &position, std::string_view line, Checks &checks)
+{
+    line = trimmed(line);
+    try {
+        const bool more = run(line);
+        if (line.substr(0, line.find_first_of(blanks)) == "expect")
+            checks.met(position, line);
+        return more;
+    } catch (const Unmet &error) {
+        checks.unmet(position, line, error.what());
+        return true;
+    } catch (const Error &error) {
+        throw Error(error.code, position.text() + ": " + error.what());
+    }
+}
+
+void Commands::run_script(std::istream &script, const std::string &name, Checks &checks)
+{
+    Position position{name, 0};
+    for (std::string line; std::getline(script, line);) {
+        // An editor may have begun the text with a mark of its encoding.
+        constexpr std::string_view mark = "\xEF\xBB\xBF";
+        if (++position.number == 1 && line.starts_with(mark))
+            line.erase(0, mark.size());
+        if (!run_at(position, line, checks))
+            return;
+        try {
+            s_.check();
+        } catch (const Interrupted &) {
+            throw;
+        } catch (const std::exception &error) {
+            // What follows may have no end.
+            fail(position.text() + ": " + error.what() + "; what follows is not done");
+        }
+    }
+}
+
+void Commands::run_arguments(const std::vector<std::string> &arguments, Checks &checks)
+{
+    Position position{{}, 0};
+    for (const std::string &argument : arguments) {
+        position.number++;
+        if (!run_at(position, argument, checks))
+            return;
+    }
+}
+
+// What there is to see
+
+std::string Commands::label(const Object &item) const
+{
+    return shown(item.label.empty() ? item.name : item.label);
+}
+
+void Commands::show()
+{
+    const auto paint = [&](const char *code, const std::string &text) {
+        return s_.colour ? "\033["s + code + "m" + text + "\033[0m" : text;
+    };
+    const Object &book = s_.model.object(0, s_.book);
+    const UIntT selected = s_.model.selected(s_.book);
+    s_.out << paint("1", shown(book.name)) << "\n";
+    int position = 0;
+    for (UIntT id : book.members) {
+        const std::string text = shown(s_.model.at(id).name);
+        s_.out << (id == selected ? "> " : "  ") << std::setw(2) << ++position << "  "
+               << (id == selected ? paint("7", text) : text) << "\n";
+    }
+    if (book.members.empty())
+        s_.out << "  (no components)\n";
+    s_.out << "Context menu:\n";
+    show_menu(s_.model.menu(book_context_menu), 1);
+    s_.out << std::flush;
+}
+
+void Commands::show_menu(UIntT menu, int depth)
+{
+    const std::string indent(static_cast<std::size_t>(2 * depth), ' ');
+    if (s_.model.at(menu).members.empty())
+        s_.out << indent << "(empty)\n";
+    for (UIntT id : s_.model.at(menu).members) {
+        const Object &item = s_.model.at(id);
+        s_.out << indent << label(item);
+        if (!item.shortcut.empty())
+            s_.out << "  " << shown(item.shortcut);
+        s_.out << "\n";
+        if (item.type == object_type::menu)
+            show_menu(id, depth + 1);
+    }
+}
+
+void Commands::collect(UIntT menu, std::vector<const Object *> &items) const
+{
+    for (UIntT id : s_.model.at(menu).members) {
+        const Object &item = s_.model.at(id);
+        if (item.type == object_type::menu)
+            collect(id, items);
+        else
+            items.push_back(&item);
+    }
+}
+
+std::vector<const Object *> Commands::menu_items() const
+{
+    std::vector<const Object *> items;
+    collect(s_.model.menu(book_context_menu), items);
+    collect(s_.model.menu(menu_bar), items);
+    return items;
+}
+
+std::vector<std::string> Commands::order() const
+{
+    std::vector<std::string> names;
+    for (UIntT id : s_.model.object(0, s_.book).members)
+        names.push_back(shown(s_.model.at(id).name));
+    return names;
+}
+
+UIntT Commands::component(std::string_view name) const
+{
+    const auto names = order();
+    const auto &members = s_.model.object(0, s_.book).members;
+    const auto found = std::ranges::find(names, name);
+    if (found != names.end())
+        return members[static_cast<std::size_t>(found - names.begin())];
+    std::size_t position = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), position);
+    if (error == std::errc() && end == name.data() + name.size() && position >= 1 &&
+        position <= members.size())
+        return members[position - 1];
+    fail("no component \"" + std::string(name) + "\"; there are: " + joined(names));
+}
+
+void Commands::select(std::string_view rest)
+{
+    const std::string name = whole(rest);
+    if (name.empty())
+        misuse_of("select");
+    const auto names = order();
+    const bool nothing = name == "none" && std::ranges::find(names, name) == names.end();
+    s_.model.select(s_.book, nothing ? 0 : component(name));
+}
+
+// Clients
+
+Host &Commands::host() const
+{
+    if (!s_.host)
+        fail("no client can be run here: give one with --client PATH");
+    return *s_.host;
+}
+
+const Startable &Commands::startable(int client) const
+{
+    const auto found = std::ranges::find(s_.clients, client, &Startable::number);
+    if (found == s_.clients.end())
+        fail("client " + std::to_string(client) + " is not running and the host cannot start it");
+    return *found;
+}
+
+void Commands::check(const Outcome &outcome, Client &client)
+{
+    // The host has reported why. A death counts at the end of the run, unless it is expected.
+    if (outcome.kind == Outcome::died && !client.running() && !ended_well(client))
+        return;
+    if (outcome.kind != Outcome::queued && !outcome)
+        fail(client.title() + " failed");
+    if (outcome.bailout)
+        host().wait_for_exit(client, host().options().exit_limit);
+}
+
+std::string Startable::name() const
+{
+    std::string name = printable(what.path.substr(what.path.rfind('/') + 1));
+    std::ranges::replace_if(
+        name,
+        [](char c) { return std::string_view(" \t\n\v\f\r").find(c) != std::string_view::npos; },
+        '_');
+    return name;
+}
+
+bool Commands::ended_well(const Client &client) const
+{
+    return client.ended_well() || expected_exits_.contains(&client);
+}
+
+void Commands::start(const Startable &startable, IntT code)
+{
+    s_.model.forget_subscriptions(startable.number);
+    Client &client = host().start(startable.what, std::nullopt, startable.number, startable.name());
+    check(host().initialise(client, code), client);
+}
+
+void Commands::start(std::string_view rest)
+{
+    const Words words(rest, 0, 2, usage_of("start"));
+    if (words.words.size() == 1 || words.at(0, "--init") != "--init")
+        misuse_of("start");
+    const IntT code = words.words.empty() ? service_code : number<IntT>(words.at(1));
+    host();
+    for (const Startable &each : s_.clients)
+        if (const Client *client = s_.host->find(each.number); !client || !client->running())
+            return start(each, code);
+    fail("every client is running already");
+}
+
+Client &Commands::running_client()
+{
+    for (Client &each : host().clients())
+        if (each.running())
+            return each;
+    fail("no client is running; start starts one");
+}
+
+// The last of its name or number.
+Client &Commands::client(const std::string &who)
+{
+    Client *found = nullptr;
+    for (Client &each : host().clients())
+        if (std::to_string(each.number) == who || each.name == who)
+            found = &each;
+    if (!found)
+        fail("no client \"" + who + "\" has been started");
+    return *found;
+}
+
+void Commands::stop(std::string_view rest)
+{
+    const Words words(rest, 0, 1, usage_of("stop"));
+    Client &one = words.words.empty() ? running_client() : client(words.at(0));
+    if (const Outcome outcome = host().quit(one); !outcome)
+        fail(one.title() + " failed");
+}
+
+void Commands::choose(std::string_view rest)
+{
+    const std::string name = whole(rest);
+    if (name.empty())
+        misuse_of("choose");
+    const auto items = menu_items();
+    const auto is_it = [&](const Object *item) {
+        return label(*item) == name || shown(item->name) == name;
+    };
+    const auto found = std::ranges::find_if(items, is_it);
+    if (found == items.end()) {
+        std::vector<std::string> labels(items.size());
+        std::ranges::transform(items, labels.begin(),
+                               [&](const Object *item) { return label(*item); });
+        fail("no menu item \"" + name + "\"; there are: " + joined(labels));
+    }
+    const int client_number = (*found)->client;
+    const IntT command = (*found)->command;
+    Client *client = host().find(client_number);
+    if (!client || !client->running()) {
+        start(startable(client_number), service_code);
+        client = host().find(client_number);
+    }
+    check(host().command(*client, command), *client);
+}
+
+std::string Commands::sent(const std::string &text) const
+{
+    try {
+        return text_.from_utf8(text);
+    } catch (const std::runtime_error &error) {
+        fail(error.what());
+    }
+}
+
+void Commands::notify(std::string_view rest)
+{
+    const Words words(rest, 1, 4, usage_of("notify"));
+    const auto code = number<IntT>(words.at(0));
+    const auto object = number<UIntT>(words.at(1));
+    const std::string text = sent(words.at(2, ""));
+    const auto integer = number<IntT>(words.at(3));
+    bool told = false;
+    // The list does not shrink; a client may end meanwhile.
+    for (Client &each : host().clients()) {
+        if (!each.running() || !s_.model.subscribed(each.number, code))
+            continue;
+        check(host().notify(each, code, object, text, integer), each);
+        told = true;
+    }
+    if (!told)
+        s_.out << "  no running client has asked for notification " << code << std::endl;
+}
+
+void Commands::message(std::string_view rest)
+{
+    const Words words(rest, 1, 3, usage_of("message"));
+    const std::string text = sent(words.at(0));
+    const auto id1 = number<UIntT>(words.at(1));
+    const auto id2 = number<UIntT>(words.at(2));
+    Client &client = running_client();
+    check(host().message(client, text, id1, id2), client);
+}
+
+void Commands::dialog(std::string_view rest)
+{
+    const Words words(rest, 2, 3, usage_of("dialog"));
+    const auto dialog = number<IntT>(words.at(0));
+    const auto item = number<IntT>(words.at(1));
+    const auto detail = number<IntT>(words.at(2));
+    Client &client = running_client();
+    check(host().dialog_event(client, dialog, item, detail), client);
+}
+
+void Commands::answer(std::string_view rest)
+{
+    const Words words(rest, 1, 1000, usage_of("answer"));
+    std::deque<IntT> numbers;
+    for (const std::string &word : words.words)
+        numbers.push_back(number<IntT>(word));
+    s_.console.answers.insert(s_.console.answers.end(), numbers.begin(), numbers.end());
+}
+
+void Commands::wait(std::string_view rest)
+{
+    const Words words(rest, 1, 1, usage_of("wait"));
+    if (words.at(0) == "exit") {
+        for (Client &each : host().clients())
+            if (each.running() && !host().wait_for_exit(each, host().options().turn_limit))
+                fail(each.title() + " has not ended");
+        return;
+    }
+    const auto seconds = number<double>(words.at(0));
+    if (!(seconds >= 0 && seconds <= 86400))
+        misuse("wait takes 0 to 86400 seconds");
+    host().serve(milliseconds(std::lround(seconds * 1000)));
+}
+
+void Commands::list_clients()
+{
+    // Only the last of those that had a number counts.
+    for (Client &each : host().clients())
+        if (host().find(each.number) == &each)
+            s_.out << printable(each.title()) << ": "
+                   << (each.running() ? "running, process " + std::to_string(each.pid) : "ended"s)
+                   << "\n";
+    for (const Startable &each : s_.clients)
+        if (!host().find(each.number))
+            s_.out << "client " << each.number << " (" << each.name() << "): not started\n";
+    s_.out << std::flush;
+}
+
+// The file
+
+void Commands::save(std::string_view rest)
+{
+    constexpr std::string_view option = "--force";
+    const bool force = rest.substr(0, rest.find_first_of(blanks)) == option;
+    rest = trimmed(force ? rest.substr(option.size()) : rest);
+    const std::string path = rest.empty() ? s_.file.path() : whole(rest);
+    if (s_.file.save_as(path, s_.model, s_.book, force))
+        saved_.reset();
+    s_.out << "saved " << printable(path) << std::endl;
+}
+
+bool Commands::unsaved() const
+{
+    return write_book(s_.model, s_.book) != saved_.value_or(s_.file.text());
+}
+
+std::vector<std::string> Commands::completions(std::string_view line) const
+{
+    std::vector<std::string> all;
+    const auto offer = [&](std::string_view before, const auto &rows, const auto &name) {
+        for (const auto &row : rows)
+            all.push_back(std::string(before) + std::string(std::invoke(name, row)));
+    };
+    // What stands before the last expectation, after each `not`.
+    std::string_view before = line.starts_with("expect ") ? "expect " : "";
+    while (!before.empty() && line.substr(before.size()).starts_with("not "))
+        before = line.substr(0, before.size() + 4);
+    const std::string_view rest = line.substr(before.size());
+    const std::string_view word = rest.substr(0, rest.find(' '));
+
+    if (word.size() == rest.size()) {
+        if (before.empty())
+            offer("", CommandTable::rows, &CommandTable::name);
+        else
+            offer(before, Expectation::all(), &Expectation::name);
+    } else if (word == "select" || word == "selected") {
+        // Without quotes if they are not needed.
+        offer(std::string(before) + std::string(word) + " ", order(), [](const std::string &name) {
+            return !name.starts_with('"') && whole(name) == name ? name : as_word(name);
+        });
+    } else if (word == "choose") {
+        offer("choose ", menu_items(), [this](const Object *item) { return label(*item); });
+    } else if (word == "get" || word == "set" || word == "props" || word == "property") {
+        const std::string objects = std::string(before) + std::string(word) + " ";
+        offer(objects, std::array{"session"sv, "book"sv}, std::identity());
+        offer(objects, order(), as_word);
+    }
+    std::erase_if(all, [&](const std::string &each) { return !each.starts_with(line); });
+    return all;
+}
+
+} // namespace velt::host

@@ -1,0 +1,133 @@
+// The command language: what a person, a script or the program's arguments tell the host to do.
+#pragma once
+
+#include <functional>
+#include <istream>
+#include <optional>
+#include <ostream>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/words.h"
+#include "host/answers/responder.h"
+#include "host/console/printing_console.h"
+#include "host/files/book.h"
+#include "host/model/model.h"
+#include "host/script/checks.h"
+#include "host/values/text.h"
+
+namespace velt::host
+{
+
+// A client that the host may start, by its number.
+struct Startable {
+    int number;
+    Startup what;
+    // That of the program. In the client's description a blank would end it.
+    std::string name() const;
+};
+
+// The code with which a client is started to carry out its commands.
+inline constexpr IntT service_code = 2;
+
+class Commands
+{
+public:
+    struct Surroundings {
+        Model &model;
+        PrintingConsole &console;
+        Host *host; // null when no client can be run
+        std::vector<Startable> clients;
+        UIntT book;
+        BookFile &file;
+        std::ostream &out;
+        bool colour;
+        // Throws when the run has to end: what it writes is lost, or it is interrupted.
+        std::function<void()> check = [] {};
+    };
+    explicit Commands(Surroundings surroundings);
+
+    // Carries out one line. Throws Error; false once the line is `quit`.
+    bool run(std::string_view line);
+    // One by one up to `quit` or the first error, which then names its position. Expectations that
+    // are not met are no such error.
+    void run_script(std::istream &script, const std::string &name, Checks &checks);
+    void run_arguments(const std::vector<std::string> &arguments, Checks &checks);
+    // Starts a client and initialises it; one that ends at once with control handed back has done
+    // its work.
+    void start(const Startable &client, IntT code);
+
+    // Whether the client has ended as it should, or as it was expected to.
+    bool ended_well(const Client &client) const;
+    // Whether the book has changed since it was loaded or saved.
+    bool unsaved() const;
+
+    // What may follow in a line, for completion: whole lines that begin with `line`.
+    std::vector<std::string> completions(std::string_view line) const;
+    static std::string help();
+    // What the help lists.
+    struct Entry {
+        std::string usage;
+        std::string_view summary;
+    };
+    static std::vector<Entry> entries();
+
+private:
+    friend struct CommandTable;
+    friend struct Expectation;
+
+    bool run_at(const Position &position, std::string_view line, Checks &checks);
+
+    void show();
+    void select(std::string_view rest);
+    void choose(std::string_view rest);
+    void start(std::string_view rest);
+    void notify(std::string_view rest);
+    void message(std::string_view rest);
+    void dialog(std::string_view rest);
+    void answer(std::string_view rest);
+    void get(std::string_view rest);
+    void set(std::string_view rest);
+    void props(std::string_view rest);
+    void wait(std::string_view rest);
+    void stop(std::string_view rest);
+    void list_clients();
+    void save(std::string_view rest);
+
+    Host &host() const;
+    const Startable &startable(int number) const;
+    Client &running_client();
+    Client &client(const std::string &who);
+    void check(const Outcome &outcome, Client &client);
+    UIntT component(std::string_view name) const;
+    std::vector<const Object *> menu_items() const;
+    void collect(UIntT menu, std::vector<const Object *> &items) const;
+    void show_menu(UIntT menu, int depth);
+    std::string shown(const std::string &bytes) const { return printable(text_.to_utf8(bytes)); }
+    std::string sent(const std::string &text) const;
+    std::string shown(const Value &value) const;
+    std::string label(const Object &item) const;
+    std::vector<std::string> order() const;
+
+    // What a person calls an object: session, book, or a component as `component` finds it; and a
+    // property of it: its number, its name in the table of properties, or its name.
+    struct Address {
+        UIntT doc, id;
+    };
+    Address object(const std::string &name) const;
+    PropertyKey property(Address of, const std::string &name) const;
+    // Takes both from the beginning of the rest.
+    std::pair<Address, PropertyKey> take_property(std::string_view &rest,
+                                                  std::string_view usage) const;
+    std::optional<Value> value(Address of, const PropertyKey &key) const;
+
+    Surroundings s_;
+    SessionText text_;
+    // The book as its file would have it, up to the first save.
+    std::optional<std::string> saved_;
+    std::set<const Client *> expected_exits_; // the list of clients does not shrink once they run
+};
+
+} // namespace velt::host

@@ -1,0 +1,164 @@
+#include "host/script/expectations.h"
+
+#include <sys/wait.h>
+
+#include <algorithm>
+
+#include "host/script/commands.h"
+
+namespace velt::host
+{
+namespace
+{
+
+Expectation::Verdict lists(const std::vector<std::string> &is, std::string_view wanted)
+{
+    const auto should = trimmed(wanted) == "none" ? std::vector<std::string>{} : split_list(wanted);
+    return {is == should, joined(should), joined(is)};
+}
+
+[[noreturn]] void misuse_of(std::string_view name)
+{
+    misuse("usage: expect " + Expectation::find(name)->usage());
+}
+
+std::string status_text(std::optional<int> status)
+{
+    if (!status)
+        return "unknown";
+    return WIFSIGNALED(*status) ? "signal " + std::to_string(WTERMSIG(*status))
+                                : std::to_string(WEXITSTATUS(*status));
+}
+
+} // namespace
+
+std::string Expectation::usage() const
+{
+    return std::string(name) + (arguments.empty() ? "" : " ") + std::string(arguments);
+}
+
+std::span<const Expectation> Expectation::all()
+{
+    static constexpr Expectation rows[] = {
+        {"order", "NAME,...", "the components are these, in this order",
+         [](Commands &c, std::string_view rest) { return lists(c.order(), rest); }},
+        {"selected", "NAME", "this component is selected, or none",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const UIntT id = c.s_.model.selected(c.s_.book);
+             const std::string is = id == 0 ? "none" : c.shown(c.s_.model.at(id).name);
+             return {is == whole(rest), whole(rest), is};
+         }},
+        {"menu", "LABEL,...", "the items of the menus are these",
+         [](Commands &c, std::string_view rest) {
+             std::vector<std::string> labels;
+             for (const Object *item : c.menu_items())
+                 labels.push_back(c.label(*item));
+             return lists(labels, rest);
+         }},
+        {"property", "OBJECT PROPERTY [VALUE]",
+         "the property of session, book or a component is there, and has the value that get prints",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const auto [of, key] = c.take_property(rest, "expect " + find("property")->usage());
+             const std::optional<Value> value = c.value(of, key);
+             const std::string is = value ? c.shown(*value) : "not there";
+             if (rest.empty())
+                 return {value.has_value(), "any value", is};
+             return {value && is == whole(rest), whole(rest), is};
+         }},
+        {"alert", "[TEXT]", "an alert that contains the text was shown since the last expected one",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const std::string text = whole(rest);
+             auto &alerts = c.s_.console.alerts;
+             const auto found = std::ranges::find_if(
+                 alerts, [&](const std::string &alert) { return alert.find(text) != alert.npos; });
+             return {found != alerts.end(), text.empty() ? "any" : text,
+                     joined({alerts.begin(), alerts.end()}),
+                     [&alerts, found] { alerts.erase(alerts.begin(), found + 1); }};
+         }},
+        {"alerts", "NUMBER", "so many alerts were shown since the last expected one",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             auto &alerts = c.s_.console.alerts;
+             return {alerts.size() == number<std::size_t>(rest), std::string(rest),
+                     std::to_string(alerts.size()) + ": " + joined({alerts.begin(), alerts.end()}),
+                     [&alerts] { alerts.clear(); }};
+         }},
+        {"running", "NAME,...", "these clients run",
+         [](Commands &c, std::string_view rest) {
+             std::vector<std::string> names;
+             if (c.s_.host)
+                 for (const Client &each : c.s_.host->clients())
+                     if (each.running())
+                         names.push_back(printable(each.name));
+             return lists(names, rest);
+         }},
+        {"exit", "CLIENT [signal] NUMBER",
+         "the client, by number or name, ended with this status or signal, which then is no "
+         "failure",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const Words words(rest, 2, 3, "expect " + find("exit")->usage());
+             const std::string who = words.at(0);
+             const bool signal = words.words.size() == 3;
+             if (signal && words.at(1) != "signal")
+                 misuse_of("exit");
+             const std::string wanted =
+                 (signal ? "signal " : "") + std::to_string(number<int>(words.words.back()));
+             if (!c.s_.host)
+                 misuse("no client can end here: give one with --client PATH");
+             Client &client = c.client(who);
+             // It may be about to.
+             c.host().wait_for_exit(client, c.host().options().exit_limit);
+             const std::string is =
+                 client.running() ? "still running" : status_text(client.exit_status);
+             return {is == wanted, wanted, is,
+                     [&c, &client] { c.expected_exits_.insert(&client); }};
+         }},
+        {"not", "WHAT", "it is not so",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const Verdict other = verdict(c, rest);
+             return {!other.met, other.wanted, other.is};
+         }},
+    };
+    return rows;
+}
+
+const Expectation *Expectation::find(std::string_view name)
+{
+    const auto rows = all();
+    const auto found = std::ranges::find(rows, name, &Expectation::name);
+    return found == rows.end() ? nullptr : &*found;
+}
+
+Expectation::Verdict Expectation::verdict(Commands &commands, std::string_view rest)
+{
+    const std::string_view name = rest.substr(0, rest.find_first_of(blanks));
+    const std::string_view wanted = trimmed(rest.substr(name.size()));
+    const Expectation *expectation = find(name);
+    if (!expectation)
+        misuse("expect what? help lists it");
+    if (wanted.empty() && !expectation->arguments.starts_with('['))
+        misuse_of(name);
+    Verdict found;
+    try {
+        found = expectation->check(commands, wanted);
+    } catch (const Interrupted &) {
+        throw;
+    } catch (const Error &error) {
+        // What is not there is not so.
+        if (error.code != failed)
+            throw;
+        found = {false, std::string(wanted), error.what()};
+    }
+    found.wanted = std::string(name) + ": " + found.wanted;
+    return found;
+}
+
+void expect(Commands &commands, std::string_view rest)
+{
+    const Expectation::Verdict found = Expectation::verdict(commands, rest);
+    if (!found.met)
+        throw Unmet("expected " + found.wanted + "\n  but it is: " + found.is);
+    if (found.done)
+        found.done();
+}
+
+} // namespace velt::host

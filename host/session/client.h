@@ -1,0 +1,62 @@
+// A client as the host knows it.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/session/connection.h"
+#include "host/session/process.h"
+#include "host/session/turns.h"
+
+namespace velt::host
+{
+
+// Of the host's programs and of those of its clients.
+inline constexpr UIntT service_version = 1;
+
+struct Client {
+    int number = 0;        // as in VQAPIX
+    std::string name;      // as in VQAPIX
+    std::string directory; // what V_ApiClientDir answers
+    UIntT program = 0;     // its own service
+    UIntT version = service_version;
+
+    // A client goes from each state to a later one.
+    enum class State {
+        started,      // or, if it has asked to be taken in, answered
+        acknowledged, // it has told which process it is
+        connected,    // it can be called
+        lost,         // one of its connections has ended, which it will not have again
+        exited,
+    };
+    State state = State::started;
+
+    std::unique_ptr<ClientProcess> process; // null for one that asked to be taken in
+    pid_t pid = 0;                          // told by its acknowledgement
+    unsigned long long process_start = 0;   // of one that asked to be taken in, as start_of()
+    int caller = -1;                        // the descriptor on which it calls; -1 without one
+    Connection connection;
+    Turns turns;
+    std::string refusal;          // of the latest call, by the client's dispatcher
+    std::optional<Turn> quitting; // since it was asked to
+    bool leaving = false;         // it has said that it ends, or was asked to
+    bool being_answered = false;  // it waits for the answer to a call and serves nobody
+
+    IntT return_value = 0; // for the client that calls it
+    std::optional<int> exit_status;
+    std::string_view ended_in; // the procedure in which it held control at its end
+
+    bool running() const { return state != State::exited; }
+    bool reached(State wanted) const { return state >= wanted; }
+    bool ended_well() const { return ended_in.empty() && exit_status.value_or(0) == 0; }
+    std::string ending() const
+    {
+        return describe_exit(exit_status) +
+               (ended_in.empty() ? "" : " while it held control in " + std::string(ended_in));
+    }
+    std::string title() const { return "client " + std::to_string(number) + " (" + name + ")"; }
+};
+
+} // namespace velt::host

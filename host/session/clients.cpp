@@ -1,0 +1,212 @@
+#include "host/session/clients.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "apilib/unix/process.h"
+#include "apilib/unix/transport/transport.h"
+#include "common/printable.h"
+#include "host/session/tracing.h"
+#include "host/values/owned.h"
+#include "host/values/status.h"
+
+namespace velt::host
+{
+
+using State = Client::State;
+
+Client *Clients::find(int number)
+{
+    // A number may be used anew when its client has exited.
+    const auto found = std::ranges::find(all_.rbegin(), all_.rend(), number, &Client::number);
+    return found == all_.rend() ? nullptr : &*found;
+}
+
+Client *Clients::calling_on(int descriptor)
+{
+    const auto found = std::ranges::find(all_, descriptor, &Client::caller);
+    return found == all_.end() ? nullptr : &*found;
+}
+
+bool Clients::any_running() const
+{
+    return std::ranges::any_of(all_, &Client::running);
+}
+
+Client &Clients::add(int number, const std::string &name)
+{
+    const UIntT program = registrations_.free_program([this](UIntT wanted) {
+        return std::ranges::any_of(
+            all_, [=](const Client &each) { return each.running() && each.program == wanted; });
+    });
+    Client &client = all_.emplace_back();
+    client.number = number;
+    client.name = name;
+    client.program = program;
+    return client;
+}
+
+void Clients::remove(Client &client)
+{
+    client.connection.close();
+    registrations_.mapper().unset(client.program, client.version);
+    all_.remove_if([&](const Client &each) { return &each == &client; });
+}
+
+void Clients::acknowledge(int descriptor, IntT pid)
+{
+    if (const Client *known = calling_on(descriptor))
+        return reports_.of(*known, "acknowledged a second time");
+    const auto expected = [pid](const Client &client) {
+        if (client.state != State::started || pid <= 0)
+            return false;
+        return client.process ? client.process->includes(pid) : client.pid == pid;
+    };
+    const auto client = std::ranges::find_if(all_, expected);
+    if (client == all_.end())
+        return reports_.stranger("acknowledgement", "process " + std::to_string(pid) +
+                                                        " acknowledged, but no client is expected");
+    client->state = State::acknowledged;
+    client->caller = descriptor;
+    client->pid = pid;
+    if (client->process)
+        client->process->set_id(pid);
+}
+
+// The reply may have been lost, and the process asks again: it gets the same answer.
+void Clients::admit(const VqRpcApiConnectArgT &wish, UIntT host_program,
+                    VqRpcApiConnectReturnT &reply)
+{
+    reply.status = options_.connect_refusal;
+    const std::string name = printable(wish.name);
+    if (reply.status == ok && wish.pid <= 0)
+        reply.status = bad_value;
+    if (reply.status != ok)
+        return reports_.stranger("wish", "process " + std::to_string(wish.pid) + " (" + name +
+                                             ") was not taken in: status " +
+                                             std::to_string(reply.status));
+    const auto asks_again = [&](const Client &each) {
+        return each.state == State::started && !each.process && each.pid == wish.pid;
+    };
+    const auto known = std::ranges::find_if(all_, asks_again);
+    Client *client = known == all_.end() ? nullptr : &*known;
+    if (!client) {
+        int number = 0;
+        for (const Client &each : all_)
+            number = std::max(number, each.number + 1);
+        client = &add(number, name);
+        client->pid = wish.pid;
+        client->process_start = start_of(wish.pid);
+    }
+    std::array<char, 256> machine{"localhost"};
+    if (registrations_.are_the_machines())
+        gethostname(machine.data(), machine.size() - 1);
+    reply.myprog = static_cast<IntT>(client->program);
+    reply.myvers = static_cast<IntT>(client->version);
+    reply.hisprog = static_cast<IntT>(host_program);
+    reply.hisvers = static_cast<IntT>(service_version);
+    reply.hispid = getpid();
+    reply.hostName = owned_string(machine.data());
+}
+
+void Clients::connection_closed(int descriptor)
+{
+    Client *client = calling_on(descriptor);
+    if (!client)
+        return;
+    client->caller = -1;
+    client->state = std::max(client->state, State::lost);
+    if (!client->process)
+        note_exit(*client);
+}
+
+void Clients::look_after()
+{
+    for (Client &client : all_)
+        look_after(client);
+}
+
+void Clients::look_after(Client &client)
+{
+    if (!client.running())
+        return;
+    if (client.process ? client.process->ended() : !lives(client.pid, client.process_start))
+        note_exit(client);
+    else if (client.state == State::lost && !client.turns.empty() &&
+             !(client.process && client.process->is_ending()))
+        note_loss(client);
+    else if (client.state == State::acknowledged)
+        connect(client);
+}
+
+void Clients::connect(Client &client)
+{
+    client.state = State::connected;
+    const sockaddr_in service =
+        on_loopback(registrations_.mapper().find(client.program, client.version, IPPROTO_TCP));
+    if (!service.sin_port ||
+        !client.connection.open(service, client.program, client.version,
+                                [this, &client](const rpc_err &error) { replied(client, error); }))
+        reports_.of(client, clnt_spcreateerror("its service cannot be reached"));
+}
+
+// The client answers each call of the host with an empty reply; they come in order.
+void Clients::replied(Client &client, const rpc_err &error)
+{
+    if (error.re_status == RPC_CANTRECV || error.re_status == RPC_TIMEDOUT ||
+        error.re_status == RPC_CANTDECODERES) {
+        if (error.re_status != RPC_CANTRECV)
+            reports_.of(client, error.re_status == RPC_TIMEDOUT
+                                    ? "does not take what it is sent; it is called no more"
+                                    : "sent a reply that is none; it is called no more");
+        client.state = std::max(client.state, State::lost);
+        return client.connection.close();
+    }
+    if (error.re_status == RPC_SUCCESS || client.turns.empty())
+        return;
+    client.refusal = clnt_sperrno(error.re_status);
+    trace_return(options_.trace, client, client.turns.innermost(), client.refusal);
+    client.turns.break_off();
+}
+
+void Clients::break_off_turns(Client &client, const std::string &outcome)
+{
+    while (const std::optional<Turn> turn = client.turns.break_off())
+        trace_return(options_.trace, client, *turn, outcome);
+}
+
+// Without its connections it cannot hand control back.
+void Clients::note_loss(Client &client)
+{
+    reports_.of(client, "lost its connection while it held control in " +
+                            std::string(client.turns.innermost().procedure));
+    break_off_turns(client, "lost its connection");
+}
+
+void Clients::note_exit(Client &client)
+{
+    const bool came_up = client.reached(State::acknowledged);
+    client.state = State::exited;
+    client.caller = -1; // it may not have been closed on this side
+    if (client.process)
+        client.exit_status = client.process->status();
+    client.connection.close();
+    registrations_.mapper().unset(client.program, client.version);
+    responder_.client_gone(client.number);
+    if (!client.turns.empty())
+        client.ended_in = client.turns.innermost().procedure;
+    const bool normal = client.leaving && client.exit_status.value_or(0) == 0;
+    if (!client.turns.empty())
+        reports_.of(client, client.ending());
+    else if (came_up && !normal)
+        reports_.of(client, client.ending() + (client.leaving ? "" : ", unasked"));
+    const std::string how = describe_exit(client.exit_status);
+    break_off_turns(client, how);
+    if (client.quitting)
+        trace_return(options_.trace, client, *client.quitting, how);
+}
+
+} // namespace velt::host

@@ -1,0 +1,41 @@
+// The connection on which the host calls one client.
+#pragma once
+
+#include <netinet/in.h>
+#include <rpc/rpc.h>
+
+#include <functional>
+
+#include "host/wire/catalogue.h"
+
+namespace velt::host
+{
+
+class Connection
+{
+public:
+    // Hears of each reply in the order of the calls, and of the end of the connection.
+    using Replied = std::function<void(const rpc_err &)>;
+
+    Connection() = default;
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+    ~Connection() { close(); }
+
+    // False with rpc_createerr set when the client's service cannot be reached.
+    bool open(const sockaddr_in &service, UIntT program, UIntT version, Replied replied);
+    void close();
+    bool is_open() const { return handle_ != nullptr; }
+
+    // Sends a call and waits for nothing: the client may have a call of its own under way, which
+    // comes first. RPC_SUCCESS once it is sent.
+    clnt_stat send(const Procedure &procedure, void *argument);
+
+private:
+    static void reply(void *connection, const rpc_err &error);
+
+    CLIENT *handle_ = nullptr;
+    Replied replied_;
+};
+
+} // namespace velt::host

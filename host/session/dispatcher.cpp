@@ -1,0 +1,168 @@
+#include "host/session/dispatcher.h"
+
+#include <exception>
+
+#include "apilib/wire/routines.h"
+#include "host/session/tracing.h"
+
+namespace velt::host
+{
+namespace
+{
+
+using std::chrono::steady_clock;
+using namespace procedure;
+
+// These pass control, so that a client may make them without holding it.
+bool passes_control(rpcproc_t number)
+{
+    return number == api_vq_over_1::number || number == api_vq_take_control_1::number;
+}
+
+std::string milliseconds_since(steady_clock::time_point when)
+{
+    const auto time = steady_clock::now() - when;
+    return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
+}
+
+// The client waits for its answer meanwhile, and cannot be called.
+class BeingAnswered
+{
+public:
+    explicit BeingAnswered(Client &client) : client_(client) { client_.being_answered = true; }
+    BeingAnswered(const BeingAnswered &) = delete;
+    BeingAnswered &operator=(const BeingAnswered &) = delete;
+    ~BeingAnswered() { client_.being_answered = false; }
+
+private:
+    Client &client_;
+};
+
+} // namespace
+
+void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport) noexcept
+{
+    auto &self = *static_cast<Dispatcher *>(dispatcher);
+    try {
+        self.dispatch(request->rq_proc, transport);
+    } catch (const std::exception &error) {
+        // Memory may be what failed: nothing is put together here.
+        Reports::line(&self.s_.reports, "a call was not answered in full:");
+        Reports::line(&self.s_.reports, error.what());
+    }
+}
+
+void Dispatcher::dispatch(rpcproc_t number, SVCXPRT *transport)
+{
+    if (number == NULLPROC) {
+        svc_sendreply(transport, routine<void>(), nullptr);
+        return;
+    }
+    const Procedure *procedure = find_procedure(host_procedures(), number);
+    if (number == api_vq_init_ack_5_1::number || number == api_vq_init_ack_4_1::number)
+        return acknowledge(*procedure, transport);
+    Client *client = s_.clients.calling_on(transport->xp_fd);
+    if (!client) {
+        svcerr_weakauth(transport);
+        return s_.reports.stranger("call", "a process that is no client called procedure " +
+                                               std::to_string(number) + " and was refused");
+    }
+    if (!procedure) {
+        svcerr_noproc(transport);
+        return s_.reports.of(*client,
+                             "called procedure " + std::to_string(number) + ", which is unknown");
+    }
+    const EventLoop::Answering answering(s_.loop);
+    const BeingAnswered being_answered(*client);
+    Message argument(procedure->argument), result(procedure->result);
+    Call call{s_.host, *client, *procedure, argument.address(), result.address()};
+    const auto began = steady_clock::now();
+    TraceEvent event = begun(*client, *procedure);
+    event.outcome = reply(call, argument, result, event.arguments, transport);
+    if (s_.options.trace) {
+        event.duration = steady_clock::now() - began;
+        event.result = result.to_json();
+        s_.options.trace(event);
+    }
+    if (call.after)
+        call.after();
+}
+
+// Returns what came of the call.
+std::string Dispatcher::reply(Call &call, Message &argument, Message &result, Json &shown,
+                              SVCXPRT *transport)
+try {
+    Client &client = call.client;
+    const rpcproc_t number = call.procedure.number;
+    const std::string name(call.procedure.name);
+    if (!svc_getargs(transport, argument.routine(), argument.address())) {
+        svcerr_decode(transport);
+        s_.reports.of(client, name + " has arguments that do not decode");
+        return "arguments that do not decode";
+    }
+    if (s_.options.trace)
+        shown = argument.to_json();
+    if (!passes_control(number) && client.turns.is_new_breach())
+        s_.reports.of(client, "called " + name + " while the host holds control");
+    if (s_.responder.respond(call) == Responder::Reaction::drop)
+        return "no reply";
+    if (!svc_sendreply(transport, result.routine(), result.address())) {
+        call.after = nullptr;
+        return "the reply cannot be sent";
+    }
+    if (number == api_vq_over_1::number)
+        call.after = [this, &client, bailout = *static_cast<IntT *>(call.argument)] {
+            hand_over(client, bailout != 0);
+        };
+    if (number == api_vq_take_control_1::number)
+        call.after = [this, &client] { take_over(client); };
+    if (number == api_vq_modal_dialog_1::number &&
+        static_cast<const ApiVqDoDialogArgT *>(call.argument)->int1 != 0)
+        client.turns.wait_modally();
+    return "answered";
+} catch (const std::exception &error) {
+    svcerr_systemerr(transport);
+    s_.reports.of(call.client, std::string(call.procedure.name) + " failed: " + error.what());
+    return std::string("failed: ") + error.what();
+}
+
+// Who calls on the connection is known from here on.
+void Dispatcher::acknowledge(const Procedure &procedure, SVCXPRT *transport)
+{
+    IntT pid = 0;
+    if (!svc_getargs(transport, routine<IntT>(), reinterpret_cast<caddr_t>(&pid)))
+        return svcerr_decode(transport);
+    s_.clients.acknowledge(transport->xp_fd, pid);
+    const Client *client = s_.clients.calling_on(transport->xp_fd);
+    if (!client)
+        return svcerr_weakauth(transport);
+    svc_sendreply(transport, routine<void>(), nullptr);
+    if (!s_.options.trace)
+        return;
+    TraceEvent event = begun(*client, procedure);
+    event.arguments = pid;
+    event.outcome = "answered";
+    s_.options.trace(event);
+}
+
+void Dispatcher::take_over(Client &client)
+{
+    if (client.turns.client_holds_control())
+        s_.reports.of(client, "took control, which it holds already");
+    else
+        client.turns.begin(api_vq_take_control_1::name, api_vq_take_control_1::number);
+}
+
+void Dispatcher::hand_over(Client &client, bool bailout)
+{
+    client.leaving |= bailout;
+    const std::optional<Turn> turn = client.turns.hand_back();
+    if (!turn)
+        return s_.reports.of(client, "handed control back without holding it");
+    trace_return(s_.options.trace, client, *turn, "handed control back");
+    if (turn->late)
+        s_.reports.of(client, "handed control back late, " + milliseconds_since(turn->since) +
+                                  " ms after " + std::string(turn->procedure));
+}
+
+} // namespace velt::host

@@ -1,0 +1,75 @@
+#include "host/session/event_loop.h"
+
+#include <algorithm>
+
+#include "apilib/unix/transport/transport.h"
+
+namespace velt::host
+{
+namespace
+{
+
+// The end of a process shows on no descriptor.
+constexpr EventLoop::Milliseconds look_interval(10);
+
+} // namespace
+
+void EventLoop::serve_pending()
+{
+    wait_and_dispatch({});
+    look_();
+    run_deferred();
+}
+
+bool EventLoop::serve_until(const std::function<bool()> &done, Milliseconds limit)
+{
+    const auto began = Clock::now();
+    const auto excused = excused_;
+    const auto is_done = [&] {
+        look_();
+        if (done())
+            return true;
+        run_deferred();
+        return done();
+    };
+    bool over = false;
+    for (;;) {
+        const bool well = is_done();
+        // This process may have been stopped: what has come meanwhile has come in time.
+        if (well || over) {
+            excused_ = excused + (Clock::now() - began);
+            return well;
+        }
+        const auto left = limit - (Clock::now() - began - (excused_ - excused));
+        over = left <= Clock::duration::zero();
+        wait_and_dispatch(
+            std::clamp<Clock::duration>(left, Clock::duration::zero(), look_interval));
+    }
+}
+
+void EventLoop::wait_and_dispatch(Clock::duration limit)
+{
+    transport_wait(nullptr, static_cast<int>(std::chrono::ceil<Milliseconds>(limit).count()));
+    check_();
+    transport_dispatch();
+}
+
+void EventLoop::defer(std::function<bool()> ready, std::function<void()> action)
+{
+    deferred_.push_back({std::move(ready), std::move(action)});
+}
+
+void EventLoop::run_deferred()
+{
+    while (answering_ == 0) {
+        const auto first =
+            std::ranges::find_if(deferred_, [](const Deferred &each) { return each.ready(); });
+        if (first == deferred_.end())
+            return;
+        const auto run = std::move(first->run);
+        deferred_.erase(first);
+        run();
+    }
+}
+
+} // namespace velt::host

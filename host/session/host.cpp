@@ -1,0 +1,398 @@
+#include "host/session/host.h"
+
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include "apilib/unix/transport/transport.h"
+#include "apilib/wire/memory.h"
+#include "common/error.h"
+#include "host/session/tracing.h"
+#include "velt/api.h"
+
+namespace velt::host
+{
+namespace
+{
+
+using Clock = EventLoop::Clock;
+using State = Client::State;
+using std::chrono::milliseconds;
+
+// From the signal to the end of a process that is killed.
+constexpr milliseconds kill_limit = std::chrono::seconds(5);
+
+// A client's own limits are for one host; a host has many clients, and none that it has not
+// started.
+constexpr UIntT host_connections = 4096;
+constexpr UIntT host_idle_connections = 64;
+
+std::string show(milliseconds time)
+{
+    return std::to_string(time.count()) + " ms";
+}
+
+char *borrowed(const std::string &text)
+{
+    return const_cast<char *>(text.c_str());
+}
+
+template <class Callback>
+const Procedure &procedure_of()
+{
+    return *find_procedure(client_procedures(), Callback::number);
+}
+
+void prepare_process()
+{
+    // The end of a client that has detached itself is seen too.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    // A parent that has no interest in its children hands that on, and how they end is lost.
+    std::signal(SIGCHLD, SIG_DFL);
+    for (const auto &[limit, least] : {std::pair{V_limit_connections, host_connections},
+                                       {V_limit_idle_connections, host_idle_connections}})
+        V_ApiSetLimit(limit, std::max(V_ApiGetLimit(limit), least));
+}
+
+std::shared_ptr<PortMapper> mapper_of(const Options &options, Reports &reports)
+try {
+    if (options.port_mapper)
+        return options.port_mapper;
+    return std::make_shared<SessionPortMapper>(
+        [&reports](const char *what) { Reports::line(&reports, what); });
+} catch (const std::system_error &error) {
+    throw Error(no_mapper, error.what());
+}
+
+} // namespace
+
+Host::Host(Options options, Responder &responder, Console &console)
+    : options_((prepare_process(), std::move(options))), console_(console), reports_(console),
+      registrations_(mapper_of(options_, reports_), reports_),
+      clients_(options_, reports_, registrations_, responder),
+      loop_([this] { clients_.look_after(); }, [this] { check(); }),
+      dispatcher_({*this, options_, reports_, clients_, loop_, responder})
+{
+    try {
+        listen();
+    } catch (const std::system_error &error) {
+        end();
+        throw Error(no_mapper, error.what());
+    } catch (...) {
+        end();
+        throw;
+    }
+}
+
+Host::~Host()
+{
+    try {
+        end();
+    } catch (const std::exception &) {
+        // A console that cannot take a report; the clients end with their processes.
+    }
+}
+
+void Host::listen()
+{
+    // With a port mapper of its own the session is this machine's alone.
+    const in_addr_t interface =
+        registrations_.are_the_machines() ? INADDR_ANY : htonl(INADDR_LOOPBACK);
+    const auto closed = [](void *host, SVCXPRT *connection) noexcept {
+        try {
+            static_cast<Host *>(host)->clients_.connection_closed(connection->xp_fd);
+        } catch (const std::exception &) {
+            return;
+        }
+    };
+    const auto dispatch = [](void *host, svc_req *request, SVCXPRT *connection) {
+        Dispatcher::dispatch(&static_cast<Host *>(host)->dispatcher_, request, connection);
+    };
+    const auto report = [](void *host, const char *what) {
+        Reports::line(&static_cast<Host *>(host)->reports_, what);
+    };
+    service_ = transport_listen(
+        {.dispatch = dispatch, .report = report, .closed = closed, .context = this}, interface);
+    if (!service_)
+        throw std::system_error(errno, std::generic_category(), "cannot create the host's service");
+    session_service_.reset(new SessionProgram(
+        interface,
+        {[this](const auto &wish, auto &reply) { clients_.admit(wish, program_, reply); },
+         [this] {
+             reports_.stranger("datagram", "turned away a datagram: only root and the same user "
+                                           "may ask for a connection");
+         }}));
+    program_ = registrations_.add(IPPROTO_TCP, service_->xp_port);
+    transport_answer(service_, program_, service_version);
+    session_program_ = registrations_.add(IPPROTO_UDP, session_service_->port());
+    session_service_->answer_to(session_program_);
+}
+
+void Host::check()
+{
+    if (ending_)
+        return;
+    if (options_.interrupts && options_.interrupts() > 0)
+        throw Interrupted();
+    registrations_.renew_when_due();
+}
+
+Client &Host::start(const Startup &what, std::optional<IntT> init_code, int number,
+                    const std::string &name, bool detach)
+{
+    const std::string &path = what.path;
+    if (number < 0 || name.empty() || name.size() > 255 ||
+        name.find_first_of(" \t\n\v\f\r") != std::string::npos)
+        fail("cannot start " + path +
+             ": a client needs a number of 0 or more and a "
+             "name of 1 to 255 characters without white space");
+    if (const Client *other = find(number); other && other->running())
+        fail("cannot start " + path + ": number " + std::to_string(number) + " belongs to " +
+             other->title());
+
+    Client &client = clients_.add(number, name);
+    const auto slash = path.rfind('/');
+    client.directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const auto pair = [](UIntT program, UIntT version) {
+        return std::to_string(program) + "." + std::to_string(version) + " ";
+    };
+    const std::string identity = pair(client.program, client.version) +
+                                 pair(program_, service_version) + std::to_string(getpid()) + "." +
+                                 std::to_string(detach ? number : ~number) + "." + name;
+    registrations_.renew();
+    try {
+        client.process = std::make_unique<ClientProcess>(
+            what, identity, registrations_.mapper().name(), options_.stop_at_start);
+    } catch (const std::system_error &error) {
+        give_up(client, std::string("cannot be started: ") + error.what());
+    }
+
+    if (options_.stop_at_start)
+        reports_.of(client,
+                    "waits for a debugger: gdb -p " + std::to_string(client.process->group()));
+    const auto settled = [&] { return client.reached(State::connected); };
+    if (!serve_until(settled, options_.start_limit))
+        give_up(client, "has not acknowledged within " + show(options_.start_limit));
+    if (!client.running())
+        give_up(client,
+                describe_exit(client.exit_status) + " before it acknowledged" +
+                    (client.exit_status == 0 ? ", as a program does that is no client" : ""));
+    if (!client.connection.is_open())
+        give_up(client, "acknowledged, but its service cannot be reached");
+    if (init_code)
+        initialise(client, *init_code);
+    return client;
+}
+
+void Host::give_up(Client &client, const std::string &reason)
+{
+    const std::string text = client.title() + ": " + reason;
+    clients_.remove(client);
+    fail(text);
+}
+
+Outcome Host::wrong(Outcome::Kind kind, const Client &client, const std::string &what)
+{
+    reports_.of(client, what);
+    return {kind, client.title() + ": " + what};
+}
+
+template <class Callback>
+Outcome Host::call(Client &client, typename Callback::Argument argument)
+{
+    using Argument = typename Callback::Argument;
+    const std::string name(Callback::name);
+    if (!client.connection.is_open() || client.reached(State::lost))
+        return wrong(Outcome::died, client,
+                     name + " is not called: " +
+                         (client.running() ? "there is no connection" : "the client has ended"));
+    if (client.being_answered) {
+        // The client serves nobody before it has its answer.
+        std::shared_ptr<Argument> kept(new Argument(copy(argument)), [](Argument *old) {
+            release(*old);
+            delete old;
+        });
+        loop_.defer([&client] { return !client.running() || !client.turns.client_holds_control(); },
+                    [this, &client, kept] { call<Callback>(client, *kept); });
+        return {Outcome::queued, client.title() + ": " + name + " follows the answer"};
+    }
+    if (client.turns.client_holds_control())
+        return wrong(Outcome::busy, client,
+                     name + " is not called: the client holds control since " +
+                         std::string(client.turns.innermost().procedure));
+    bool ends_modal_wait = false;
+    if constexpr (std::is_same_v<Callback, callback::vq_api_dialog_event_1>)
+        ends_modal_wait = argument.dialog == 0;
+    const std::size_t turn = client.turns.begin(Callback::name, Callback::number, ends_modal_wait);
+    if (Outcome sent = send(client, procedure_of<Callback>(), &argument); !sent) {
+        client.turns.withdraw(turn);
+        return sent;
+    }
+    return wait_for_turn(client, turn, name);
+}
+
+Outcome Host::send(Client &client, const Procedure &procedure, void *argument)
+{
+    client.refusal.clear();
+    trace_sent(options_.trace, client, procedure, argument);
+    const clnt_stat sent = client.connection.send(procedure, argument);
+    if (sent == RPC_SUCCESS)
+        return {};
+    return wrong(Outcome::undelivered, client,
+                 std::string(procedure.name) + " cannot be sent: " + clnt_sperrno(sent));
+}
+
+Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string &procedure)
+{
+    const auto over = [&] { return !client.running() || !client.turns.goes_on(turn); };
+    const auto limit =
+        ending_ ? std::min(options_.turn_limit, options_.exit_limit) : options_.turn_limit;
+    if (!serve_until(over, limit)) {
+        client.turns.mark_late(turn);
+        return wrong(Outcome::late, client,
+                     "has not handed control back within " + show(options_.turn_limit) + " of " +
+                         procedure);
+    }
+    if (!client.refusal.empty())
+        return wrong(Outcome::undelivered, client, procedure + " is refused: " + client.refusal);
+    if (client.turns.last_handed_back() == turn)
+        return {Outcome::handed_back, client.title() + ": " + procedure + " handed control back",
+                client.leaving};
+    if (client.running())
+        return {Outcome::undelivered,
+                client.title() + ": lost its connection while it held control in " + procedure};
+    return {Outcome::died, client.title() + ": " + describe_exit(client.exit_status) +
+                               " while it held control in " + procedure};
+}
+
+Outcome Host::initialise(Client &client, IntT code)
+{
+    return call<callback::vq_api_init_1>(client, {code});
+}
+
+Outcome Host::command(Client &client, IntT number)
+{
+    return call<callback::vq_api_command_1>(client, {number});
+}
+
+Outcome Host::notify(Client &client, IntT notification, UIntT object, const std::string &string,
+                     IntT integer)
+{
+    return call<callback::vq_api_notify_1>(client,
+                                           {notification, object, borrowed(string), integer});
+}
+
+Outcome Host::message(Client &client, const std::string &text, UIntT id1, UIntT id2)
+{
+    return call<callback::vq_api_message_1>(client, {borrowed(text), id1, id2});
+}
+
+Outcome Host::dialog_event(Client &client, IntT dialog, IntT item, IntT detail)
+{
+    return call<callback::vq_api_dialog_event_1>(client, {dialog, item, detail});
+}
+
+Outcome Host::old_notify(Client &client, IntT notification, UIntT object, const std::string &string)
+{
+    if (!client.connection.is_open())
+        return wrong(Outcome::died, client, "vq4_api_notify_1 is not called: no connection");
+    Vq4ApiNotifyArgT argument{notification, object, borrowed(string)};
+    return send(client, procedure_of<callback::vq4_api_notify_1>(), &argument);
+}
+
+Outcome Host::ask_to_quit(Client &client)
+{
+    using callback::vq_api_quit_1;
+    client.leaving = true;
+    client.quitting = Turn{
+        .procedure = vq_api_quit_1::name, .number = vq_api_quit_1::number, .since = Clock::now()};
+    return client.connection.is_open() ? send(client, procedure_of<vq_api_quit_1>(), nullptr)
+                                       : Outcome{};
+}
+
+Outcome Host::quit(Client &client)
+{
+    if (!client.running())
+        return {};
+    if (Outcome sent = ask_to_quit(client); !sent)
+        return sent;
+    if (!wait_for_exit(client, options_.exit_limit))
+        return wrong(Outcome::late, client,
+                     "has not ended within " + show(options_.exit_limit) + " of vq_api_quit_1");
+    return {Outcome::handed_back, client.title() + ": " + describe_exit(client.exit_status), true};
+}
+
+void Host::serve(milliseconds duration)
+{
+    const auto until = Clock::now() + duration;
+    serve_until([=] { return Clock::now() >= until; }, duration);
+}
+
+bool Host::serve_until(const std::function<bool()> &done, milliseconds limit)
+{
+    return loop_.serve_until(done, limit);
+}
+
+bool Host::wait_for_exit(Client &client, milliseconds limit)
+{
+    return serve_until([&] { return !client.running(); }, limit);
+}
+
+void Host::after_reply(std::function<void()> action)
+{
+    loop_.defer([] { return true; }, std::move(action));
+}
+
+std::optional<IntT> Host::ask(const Alert &alert)
+{
+    return loop_.excuse([&] { return console_.ask(alert); });
+}
+
+void Host::end()
+{
+    ending_ = true;
+    // One may be the reason for this end; the next is in a hurry.
+    const int interrupts = options_.interrupts ? std::min(options_.interrupts(), 1) : 0;
+    const auto until = Clock::now() + options_.exit_limit;
+    for (Client &client : clients()) {
+        // One that has not come up knows of no quit.
+        if (client.running() && client.reached(State::acknowledged))
+            ask_to_quit(client);
+        else if (client.running() && client.process)
+            client.process->kill(SIGKILL);
+    }
+    // While they end: a port mapper that does not answer takes its time only once.
+    for (Client &client : clients())
+        if (client.running())
+            registrations_.mapper().unset(client.program, client.version);
+    registrations_.remove_all();
+
+    const auto ended = [&] { return !clients_.any_running(); };
+    const auto hurried = [&] { return options_.interrupts && options_.interrupts() > interrupts; };
+    serve_until([&] { return ended() || hurried() || Clock::now() >= until; }, options_.exit_limit);
+    for (Client &client : clients()) {
+        if (client.running() && client.process) {
+            reports_.of(client, hurried() ? "is killed"
+                                          : "is killed: it has not ended within " +
+                                                show(options_.exit_limit) + " of vq_api_quit_1");
+            client.process->kill(SIGKILL);
+        }
+    }
+    serve_until(ended, kill_limit);
+    for (Client &client : clients()) {
+        if (client.running())
+            clients_.note_exit(client);
+        client.process.reset();
+    }
+    session_service_.reset();
+    if (service_)
+        svc_destroy(service_);
+    service_ = nullptr;
+}
+
+} // namespace velt::host

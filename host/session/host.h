@@ -1,0 +1,113 @@
+// The reference host: it starts clients, calls them, has their calls answered, and watches that
+// they take turns.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/session/dispatcher.h"
+#include "host/session/session_program.h"
+
+namespace velt::host
+{
+
+// How a call of the host ended.
+struct Outcome {
+    enum Kind {
+        handed_back, // for quit: the client has exited; for an old-style notification: it is sent
+        queued,      // the client waits for an answer; the call is made once it has it
+        busy,        // not called: the client holds control
+        late,        // the time limit passed; the client may still hand over
+        died,
+        undelivered, // or refused by the client's dispatcher
+    };
+    Kind kind = handed_back;
+    std::string text = {}; // one line that names the client
+    bool bailout = false;  // it hands control back for the last time
+
+    explicit operator bool() const { return kind == handed_back; }
+};
+
+class Host
+{
+public:
+    // Registers the host's program and its session program. Throws Error.
+    Host(Options options, Responder &responder, Console &console);
+    Host(const Host &) = delete;
+    Host &operator=(const Host &) = delete;
+    ~Host(); // ends
+
+    // Starts a client and serves until it has acknowledged and is connected; with a code, also
+    // initialises it. Throws Error when it does not come up, and nothing of it is then left.
+    Client &start(const Startup &what, std::optional<IntT> init_code, int number,
+                  const std::string &name, bool detach = false);
+
+    // Each calls the client and serves until control comes back, it dies or is late. Whatever is
+    // not as it should be is reported at the console too.
+    Outcome initialise(Client &client, IntT code);
+    Outcome command(Client &client, IntT number);
+    Outcome notify(Client &client, IntT notification, UIntT object, const std::string &string,
+                   IntT integer);
+    Outcome message(Client &client, const std::string &text, UIntT id1, UIntT id2);
+    Outcome dialog_event(Client &client, IntT dialog, IntT item, IntT detail);
+    // Has no hand-over and no reply.
+    Outcome old_notify(Client &client, IntT notification, UIntT object, const std::string &string);
+    // Serves until the client has exited.
+    Outcome quit(Client &client);
+
+    // Serves what has come by now.
+    void serve_pending() { loop_.serve_pending(); }
+    void serve(std::chrono::milliseconds duration);
+    // Serves until it is done; false when it is not within the limit. Throws Error when
+    // interrupted.
+    bool serve_until(const std::function<bool()> &done, std::chrono::milliseconds limit);
+    // Serves until the client has exited; false when it has not within the limit.
+    bool wait_for_exit(Client &client, std::chrono::milliseconds limit);
+    // Done as soon as no call is being answered.
+    void after_reply(std::function<void()> action);
+    // Asks the person, whose time makes no client late.
+    std::optional<IntT> ask(const Alert &alert);
+
+    // Quits all clients at once, kills what stays, and removes all registrations. Harmless when
+    // done.
+    void end();
+
+    // In order of their start, those that have exited included.
+    std::list<Client> &clients() { return clients_.all(); }
+    Client *find(int number) { return clients_.find(number); }
+
+    UIntT program() const { return program_; }
+    UIntT session_program() const { return session_program_; }
+    Options &options() { return options_; }
+
+private:
+    void listen();
+    void check();
+    [[noreturn]] void give_up(Client &client, const std::string &reason);
+
+    template <class Callback>
+    Outcome call(Client &client, typename Callback::Argument argument);
+    Outcome send(Client &client, const Procedure &procedure, void *argument);
+    Outcome wait_for_turn(Client &client, std::size_t turn, const std::string &procedure);
+    Outcome wrong(Outcome::Kind kind, const Client &client, const std::string &what);
+    Outcome ask_to_quit(Client &client);
+
+    Options options_;
+    Console &console_;
+    Reports reports_;
+    Registrations registrations_;
+    Clients clients_;
+    EventLoop loop_;
+    Dispatcher dispatcher_;
+    bool ending_ = false;
+    SVCXPRT *service_ = nullptr;
+    std::unique_ptr<SessionProgram> session_service_;
+    UIntT program_ = 0;
+    UIntT session_program_ = 0;
+};
+
+} // namespace velt::host

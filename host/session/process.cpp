@@ -1,0 +1,171 @@
+#include "host/session/process.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include "apilib/unix/process.h"
+#include "common/descriptor.h"
+
+namespace velt::host
+{
+namespace
+{
+
+[[noreturn]] void become(const Startup &what, const std::string &identity,
+                         const std::string &port_mapper, bool stopped, int failure)
+{
+    setpgid(0, 0);
+    for (int signal = 1; signal < NSIG; ++signal)
+        std::signal(signal, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (null >= 0)
+        dup2(null, STDIN_FILENO);
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    setenv("VQAPIX", identity.c_str(), 1);
+    if (port_mapper.empty())
+        unsetenv("VQPMAP");
+    else
+        setenv("VQPMAP", port_mapper.c_str(), 1);
+    for (const std::string &each : what.environment)
+        putenv(const_cast<char *>(each.c_str()));
+    std::vector<char *> words{const_cast<char *>(what.path.c_str())};
+    for (const std::string &each : what.arguments)
+        words.push_back(const_cast<char *>(each.c_str()));
+    words.push_back(nullptr);
+    if (stopped) {
+        // Any debugger may have it, where the system allows that to parents only.
+        prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    }
+    execv(what.path.c_str(), words.data());
+    const int error = errno;
+    if (write(failure, &error, sizeof error) < 0)
+        _exit(126);
+    _exit(127);
+}
+
+} // namespace
+
+ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
+                             const std::string &port_mapper, bool stopped)
+{
+    std::array<int, 2> ends;
+    if (pipe2(ends.data(), O_CLOEXEC) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    const Descriptor in(ends[0]);
+    Descriptor out(ends[1]);
+    group_ = fork();
+    if (group_ < 0)
+        throw std::system_error(errno, std::generic_category(), "fork");
+    if (group_ == 0)
+        become(what, identity, port_mapper, stopped, out.get());
+    setpgid(group_, group_);
+    out = Descriptor();
+    int error = 0;
+    ssize_t got;
+    do
+        got = read(in.get(), &error, sizeof error);
+    while (got < 0 && errno == EINTR);
+    if (got > 0) {
+        while (waitpid(group_, nullptr, 0) < 0 && errno == EINTR)
+            ;
+        const bool is_there = error == ENOENT && access(what.path.c_str(), F_OK) == 0;
+        throw std::system_error(error, std::generic_category(),
+                                what.path + (is_there ? ": the program that is to run it" : ""));
+    }
+    // A process that is traced stops when it has become another program; from then on it is stopped
+    // for whoever wants to trace it.
+    if (stopped && waitpid(group_, nullptr, 0) == group_ &&
+        ptrace(PTRACE_DETACH, group_, nullptr, SIGSTOP) == 0) {
+        siginfo_t seen;
+        waitid(P_PID, static_cast<id_t>(group_), &seen, WSTOPPED | WEXITED | WNOWAIT);
+    }
+}
+
+ClientProcess::~ClientProcess()
+{
+    ended();
+    kill(SIGKILL);
+    while (!ended_ && (waitpid(-group_, nullptr, 0) > 0 || errno == EINTR))
+        ;
+    // A client of another group has become a child of this process.
+    ProcessFacts facts;
+    if (id_ != 0 && read_process(id_, facts) && facts.start == start_)
+        while (waitpid(id_, nullptr, 0) < 0 && errno == EINTR)
+            ;
+}
+
+bool ClientProcess::includes(pid_t id) const
+{
+    ProcessFacts facts{};
+    for (pid_t each = id; each > 1; each = facts.parent)
+        if (each == group_ || getpgid(each) == group_)
+            return true;
+        else if (!read_process(each, facts))
+            break;
+    return false;
+}
+
+void ClientProcess::set_id(pid_t id)
+{
+    id_ = id;
+    start_ = start_of(id);
+    status_.reset();
+}
+
+bool ClientProcess::is_ending() const
+{
+    ProcessFacts facts;
+    return read_process(id_, facts) && facts.parent == getpid() &&
+           (facts.exiting || facts.state == 'Z');
+}
+
+bool ClientProcess::ended()
+{
+    while (!ended_) {
+        int status = 0;
+        const pid_t pid = waitpid(-group_, &status, WNOHANG);
+        if (pid == 0 || (pid < 0 && errno == EINTR))
+            break;
+        if (pid < 0)
+            ended_ = true;
+        else if (id_ == 0 || pid == id_)
+            status_ = status; // of several that end before the client has told, the last
+        else if (pid == group_)
+            first_status_ = status;
+    }
+    return ended_ || (id_ != 0 && status_);
+}
+
+void ClientProcess::kill(int signal)
+{
+    if (!ended_)
+        ::kill(-group_, signal);
+    if (id_ != 0 && !status_ && getpgid(id_) != group_ && lives(id_, start_))
+        ::kill(id_, signal);
+}
+
+std::string describe_exit(std::optional<int> status)
+{
+    if (!status)
+        return "has ended";
+    if (WIFSIGNALED(*status))
+        return "was killed by signal " + std::to_string(WTERMSIG(*status)) + " (" +
+               strsignal(WTERMSIG(*status)) + ")";
+    return "exited with status " + std::to_string(WEXITSTATUS(*status));
+}
+
+} // namespace velt::host

@@ -1,0 +1,79 @@
+#include "host/session/turns.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace velt::host
+{
+
+std::size_t Turns::begin(std::string_view procedure, rpcproc_t number, bool ends_modal_wait)
+{
+    breach_reported_ = false;
+    turns_.push_back({.procedure = procedure,
+                      .number = number,
+                      .since = std::chrono::steady_clock::now(),
+                      .id = ++begun_,
+                      .ends_modal_wait = ends_modal_wait});
+    return begun_;
+}
+
+std::optional<Turn> Turns::hand_back()
+{
+    if (!client_holds_control())
+        return {};
+    breach_reported_ = false;
+    const std::optional<Turn> turn = break_off();
+    last_handed_back_ = turn->id;
+    if (turn->ends_modal_wait) {
+        const auto waiting = std::find_if(turns_.rbegin(), turns_.rend(),
+                                          [](const Turn &each) { return each.modal_wait; });
+        if (waiting != turns_.rend())
+            waiting->modal_wait = false;
+    }
+    return turn;
+}
+
+void Turns::withdraw(std::size_t id)
+{
+    std::erase_if(turns_, [=](const Turn &each) { return each.id == id; });
+}
+
+std::optional<Turn> Turns::break_off()
+{
+    if (turns_.empty())
+        return {};
+    const Turn turn = turns_.back();
+    turns_.pop_back();
+    return turn;
+}
+
+void Turns::wait_modally()
+{
+    if (client_holds_control())
+        turns_.back().modal_wait = true;
+}
+
+void Turns::mark_late(std::size_t id)
+{
+    const auto turn = std::ranges::find(turns_, id, &Turn::id);
+    if (turn != turns_.end())
+        turn->late = true;
+}
+
+bool Turns::is_new_breach()
+{
+    return !client_holds_control() && !std::exchange(breach_reported_, true);
+}
+
+std::size_t Turns::depth_of(std::size_t id) const
+{
+    return static_cast<std::size_t>(
+        std::ranges::count_if(turns_, [=](const Turn &each) { return each.id < id; }));
+}
+
+bool Turns::goes_on(std::size_t id) const
+{
+    return std::ranges::find(turns_, id, &Turn::id) != turns_.end();
+}
+
+} // namespace velt::host

@@ -1,0 +1,61 @@
+// Whose turn it is between the host and one client. These are rules only: they call nobody.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include <rpc/rpc.h>
+
+namespace velt::host
+{
+
+// A stretch in which the client holds control: the host has called it, or it took control.
+struct Turn {
+    std::string_view procedure; // with which it began
+    rpcproc_t number;
+    std::chrono::steady_clock::time_point since;
+    std::size_t id = 0;
+    // In a modal wait the client serves the host although its callback has not returned.
+    bool modal_wait = false;
+    bool ends_modal_wait = false;
+    bool late = false;
+};
+
+// Turns nest: in a modal wait, or when it has taken control, a client is called once more.
+class Turns
+{
+public:
+    // The id of the new turn.
+    std::size_t begin(std::string_view procedure, rpcproc_t number, bool ends_modal_wait = false);
+    // The client hands control back. The turn that ends so; none when the client holds no control.
+    std::optional<Turn> hand_back();
+    // The turn has not come about.
+    void withdraw(std::size_t id);
+    // The innermost turn ends without a hand-over; none is left when this is none.
+    std::optional<Turn> break_off();
+    // The client begins a modal wait: it can be called although it has not handed control back.
+    void wait_modally();
+    void mark_late(std::size_t id);
+    // Whether a call that the client makes without holding control is worth a report: once a
+    // stretch, since a client that goes on is not to be told of a thousand times.
+    bool is_new_breach();
+
+    bool client_holds_control() const { return !turns_.empty() && !turns_.back().modal_wait; }
+    bool empty() const { return turns_.empty(); }
+    std::size_t depth() const { return turns_.size(); }
+    // How many turns lie around the one of the id.
+    std::size_t depth_of(std::size_t id) const;
+    bool goes_on(std::size_t id) const;
+    const Turn &innermost() const { return turns_.back(); }
+    // The one that was handed back last.
+    std::size_t last_handed_back() const { return last_handed_back_; }
+
+private:
+    std::vector<Turn> turns_;
+    std::size_t begun_ = 0, last_handed_back_ = 0;
+    bool breach_reported_ = false;
+};
+
+} // namespace velt::host

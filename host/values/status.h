@@ -1,0 +1,30 @@
+// What the host answers when it refuses a call.
+#pragma once
+
+#include "common/error.h"
+#include "velt/scalars.h"
+
+namespace velt::host
+{
+
+// 0 is success.
+enum Status : IntT {
+    ok = 0,
+#define V_STATUS(code, name, meaning) name = code,
+#include "velt/tables/statuses.def"
+};
+
+const char *meaning_of(Status status);
+
+// Thrown by the model; who answers a call turns it into the status of the answer.
+class StatusError : public Error
+{
+public:
+    explicit StatusError(Status status) : Error(failed, meaning_of(status)), status_(status) {}
+    Status status() const { return status_; }
+
+private:
+    Status status_;
+};
+
+} // namespace velt::host

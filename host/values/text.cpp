@@ -1,0 +1,77 @@
+#include "host/values/text.h"
+
+#include <stdexcept>
+
+#include "velt/api/facts.h"
+
+namespace velt::host
+{
+namespace
+{
+
+// A byte that is no character goes through UTF-8 as one of these private ones, which no encoding
+// has, and back, so that a book that is saved and loaded keeps it.
+constexpr char32_t stray_bytes = 0x10F000;
+
+char32_t stray(unsigned char byte)
+{
+    return byte < 0x80 ? byte : stray_bytes + byte;
+}
+
+} // namespace
+
+IntT language_number(const std::string &name)
+{
+    const IntT number = V_LanguageNumber(name.c_str());
+    if (number != V_language_none)
+        return number;
+    std::string names;
+    for (IntT each = 1; const char *known = V_LanguageString(each); each++)
+        names += std::string(each == 1 ? "" : ", ") + known;
+    throw std::runtime_error("unknown language \"" + name + "\"; there are " + names);
+}
+
+int SessionText::stray_byte(char32_t character)
+{
+    const bool stray = character >= stray_bytes + 0x80 && character <= stray_bytes + 0xFF;
+    return stray ? static_cast<int>(character - stray_bytes) : -1;
+}
+
+std::string SessionText::to_utf8(std::string_view bytes) const
+{
+    std::string text;
+    while (!bytes.empty()) {
+        const auto [taken, character] = charset_.decode(bytes);
+        if (character != 0)
+            text += velt::to_utf8(character);
+        else
+            for (const char byte : taken)
+                text += velt::to_utf8(stray(static_cast<unsigned char>(byte)));
+        bytes.remove_prefix(taken.size());
+    }
+    return text;
+}
+
+std::string SessionText::from_utf8(std::string_view text) const
+{
+    std::string bytes;
+    std::u32string characters;
+    try {
+        characters = velt::from_utf8(text);
+    } catch (const std::runtime_error &) {
+        throw std::runtime_error("a text is not UTF-8");
+    }
+    for (char32_t character : characters) {
+        const std::string encoded = character < 0x80 || stray_byte(character) >= 0
+                                        ? std::string(1, static_cast<char>(character & 0xFF))
+                                        : charset_.encode(character);
+        if (encoded.empty())
+            throw std::runtime_error("\"" + printable(velt::to_utf8(character)) +
+                                     "\" does not exist in " + charset_.name() +
+                                     ", the encoding of the book's language");
+        bytes += encoded;
+    }
+    return bytes;
+}
+
+} // namespace velt::host

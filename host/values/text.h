@@ -1,0 +1,36 @@
+// Texts between a person's UTF-8 and the encoding of the session's language, in which clients send
+// and get them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "common/charset.h"
+#include "common/printable.h"
+#include "velt/vde/language.h"
+
+namespace velt::host
+{
+
+// The number of a language by its name. Throws std::runtime_error, which tells the names, for none.
+IntT language_number(const std::string &name);
+
+class SessionText
+{
+public:
+    explicit SessionText(IntT language) : charset_(V_LanguageEncoding(language)) {}
+
+    // Bytes that encode nothing become private characters, and from_utf8 brings them back.
+    std::string to_utf8(std::string_view bytes) const;
+    // Throws std::runtime_error when the text is not UTF-8, or has a character that the encoding
+    // lacks.
+    std::string from_utf8(std::string_view text) const;
+
+    // The byte that is such a private character, or -1.
+    static int stray_byte(char32_t character);
+
+private:
+    Charset charset_;
+};
+
+} // namespace velt::host

@@ -1,0 +1,72 @@
+#include "host/wire/catalogue.h"
+
+#include <algorithm>
+
+#include "apilib/wire/routines.h"
+
+namespace velt::host
+{
+namespace
+{
+
+static_assert(alignof(V_ValUnionT) <= alignof(std::uint64_t));
+
+template <class T>
+IntT *status_of(void *result)
+{
+    if constexpr (std::is_same_v<T, IntT>)
+        return static_cast<IntT *>(result);
+    else if constexpr (requires(T message) { message.status; })
+        return &static_cast<T *>(result)->status;
+    else
+        return nullptr;
+}
+
+template <class T>
+Json json_of(void *message)
+{
+    return to_json(*static_cast<T *>(message));
+}
+
+template <class T>
+MessageType type_of()
+{
+    return {sizeof(T), routine<T>(), json_of<T>, status_of<T>};
+}
+
+template <>
+MessageType type_of<void>()
+{
+    return {0, routine<void>(), [](void *) { return Json(); },
+            [](void *) -> IntT * { return nullptr; }};
+}
+
+} // namespace
+
+std::span<const Procedure> host_procedures()
+{
+    static const Procedure rows[] = {
+#define V_PROCEDURE(number, stub, argument, result)                                                \
+    {number, #stub, type_of<argument>(), type_of<result>()},
+#include "velt/tables/procedures.def"
+    };
+    return rows;
+}
+
+std::span<const Procedure> client_procedures()
+{
+    static const Procedure rows[] = {
+#define V_CALLBACK(number, handler, argument)                                                      \
+    {number, #handler, type_of<argument>(), type_of<void>()},
+#include "velt/tables/callbacks.def"
+    };
+    return rows;
+}
+
+const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number)
+{
+    const auto found = std::ranges::lower_bound(among, number, {}, &Procedure::number);
+    return found == among.end() || found->number != number ? nullptr : &*found;
+}
+
+} // namespace velt::host

@@ -1,0 +1,35 @@
+// The procedures of the host's program and those of its clients as types, one a row of the tables.
+#pragma once
+
+#include <string_view>
+
+#include "velt/wire.h"
+
+namespace velt::host
+{
+
+namespace procedure
+{
+#define V_PROCEDURE(row_number, stub, argument, result)                                            \
+    struct stub {                                                                                  \
+        using Argument = argument;                                                                 \
+        using Result = result;                                                                     \
+        static constexpr rpcproc_t number = row_number;                                            \
+        static constexpr std::string_view name = #stub;                                            \
+    };
+#include "velt/tables/procedures.def"
+} // namespace procedure
+
+namespace callback
+{
+#define V_CALLBACK(row_number, handler, argument)                                                  \
+    struct handler {                                                                               \
+        using Argument = argument;                                                                 \
+        using Result = void;                                                                       \
+        static constexpr rpcproc_t number = row_number;                                            \
+        static constexpr std::string_view name = #handler;                                         \
+    };
+#include "velt/tables/callbacks.def"
+} // namespace callback
+
+} // namespace velt::host
