@@ -96,6 +96,10 @@ on_fresh_book 1 "${with[@]}" "choose Nothing"
 on_fresh_book 2 --no-such-option
 on_fresh_book 2 --script
 wrote err "--script: its value is missing"
+on_fresh_book 2 -junit report
+wrote err "-j: unknown option"
+on_fresh_book 2 --debug=3
+wrote err "--debug takes no value"
 on_fresh_book 0 --help
 on_fresh_book 2 "no such command"
 on_fresh_book 1 --client "$work/none"
@@ -132,9 +136,13 @@ book three.json usenglish
 [[ $(grep -c 'before\|Three\|<testsuite \|after' out) == 4 ]] || fail "a report replaces what is printed"
 on_fresh_book 2 --junit both.xml --trace-file ./both.xml show
 echo show >script
+# shellcheck disable=SC2094
 run 2 run three.json --junit script <script
 [[ $(<script) == show ]] || fail "a report replaces the script"
 on_fresh_book 0 --junit /dev/null --trace-file /dev/null show
+[[ ! -e both.xml ]] || fail "a refused run leaves a file"
+on_fresh_book 1 --junit lost.xml "save lost.xml"
+wrote err "another file has taken its place"
 
 # What is printed on a closed descriptor goes into no connection; what a script would have read is
 # missed. A launcher would take the descriptor for its log.
@@ -190,23 +198,40 @@ for ends in client host; do
     ! kill -0 "$client" 2>/dev/null || fail "the client outlives an interrupted host"
 done
 
-# What always has a next line ends when nobody reads what it prints, and is interrupted too.
-code=$( (yes show 2>/dev/null || true) | { "${program[@]}" run three.json 2>err; echo $? >code; } |
-    head -1 >/dev/null; cat code)
-[[ $code == 1 ]] || fail "vqhost ended with $code when nobody read what it printed"
-{
-    echo clients
-    yes "expect selected b"
-} 2>/dev/null | "${program[@]}" run three.json "${session[@]}" "${with[@]}" --init 2 >out 2>err &
-host=$!
-until grep -q "running, process" out; do
-    kill -0 "$host"
-    sleep 0.1
+# What always has a next line ends when nobody reads what it prints or reports, and is interrupted
+# too, with clients and without.
+for line in show "expect selected a"; do
+    code=$( (yes "$line" 2>/dev/null || true) |
+        { "${program[@]}" run three.json 2>&1 || echo $? >code; } | head -1 >/dev/null; cat code)
+    [[ $code == 1 ]] || fail "vqhost ended with $code when nobody read what it wrote"
 done
-kill -INT "$host"
+for clients in "" "--client $shelfwise --init 2"; do
+    # shellcheck disable=SC2086
+    { echo show; yes "expect selected b"; } 2>/dev/null |
+        "${program[@]}" run three.json --junit report "${session[@]}" $clients >out 2>err &
+    host=$!
+    until grep -q "Context menu" out; do
+        kill -0 "$host"
+        sleep 0.1
+    done
+    kill -INT "$host"
+    code=0
+    wait "$host" || code=$?
+    [[ $code == 1 ]] || fail "vqhost ended with $code when its script had no end"
+    wrote err interrupted
+    wrote report interrupted
+done
+# So is what waits for a reader of its trace. Behind the first line that a reader sees it fills the pipe.
+mkfifo trace-pipe
+exec 3<>trace-pipe
+yes "choose Move File Up" 2>/dev/null | "${program[@]}" run three.json "${session[@]}" "${with[@]}" \
+    --trace-file trace-pipe >/dev/null 2>err 3>&- &
+host=$!
+head -n 1 <&3 >/dev/null
+kill -TERM "$host"
 code=0
 wait "$host" || code=$?
-[[ $code == 1 ]] || fail "vqhost ended with $code when its script had no end"
-wrote err interrupted
+exec 3>&-
+[[ $code == 1 ]] || fail "vqhost ended with $code when nobody read its trace"
 
 finish
