@@ -123,6 +123,13 @@ std::string joined(const std::vector<std::string> &names)
     return text.empty() ? "none" : text;
 }
 
+bool is_whole_number(std::string_view text)
+{
+    const std::string_view digits = text.substr(text.starts_with('-'));
+    return !digits.empty() &&
+           std::ranges::all_of(digits, [](char c) { return c >= '0' && c <= '9'; });
+}
+
 std::string whole(std::string_view rest)
 {
     rest = trimmed(rest);

@@ -36,6 +36,9 @@ std::string as_word(const std::string &text);
 // As split_list reads it; "none" for none.
 std::string joined(const std::vector<std::string> &names);
 
+// Digits, behind a sign or not.
+bool is_whole_number(std::string_view text);
+
 template <class T>
 T number(std::string_view text)
 {

@@ -6,7 +6,6 @@
 #include <array>
 #include <cmath>
 #include <functional>
-#include <iomanip>
 
 #include "common/memory_reserve.h"
 #include "host/files/book.h"
@@ -31,7 +30,8 @@ struct CommandTable {
 };
 
 const CommandTable CommandTable::rows[] = {
-    {"show", "", "print the book window", [](Commands &c, std::string_view) { c.show(); }},
+    {"show", "", "print the book window",
+     [](Commands &c, std::string_view) { c.window_.show(c.s_.out, c.s_.colour); }},
     {"select", "NAME", "select a component by name or number; none selects nothing",
      [](Commands &c, std::string_view rest) { c.select(rest); }},
     {"choose", "ITEM", "choose a menu item by its label or its command's name",
@@ -109,7 +109,8 @@ std::string Commands::help()
 }
 
 Commands::Commands(Surroundings surroundings)
-    : s_(std::move(surroundings)), text_(s_.console.text.emplace(s_.model.language())),
+    : s_(std::move(surroundings)),
+      window_(s_.model, s_.book, s_.console.text.emplace(s_.model.language())),
       saved_(write_book(s_.model, s_.book))
 {
 }
@@ -186,100 +187,14 @@ void Commands::run_arguments(const std::vector<std::string> &arguments, Checks &
     }
 }
 
-// What there is to see
-
-std::string Commands::label(const Object &item) const
-{
-    return shown(item.label.empty() ? item.name : item.label);
-}
-
-void Commands::show()
-{
-    const auto paint = [&](const char *code, const std::string &text) {
-        return s_.colour ? "\033["s + code + "m" + text + "\033[0m" : text;
-    };
-    const Object &book = s_.model.object(0, s_.book);
-    const UIntT selected = s_.model.selected(s_.book);
-    s_.out << paint("1", shown(book.name)) << "\n";
-    int position = 0;
-    for (UIntT id : book.members) {
-        const std::string text = shown(s_.model.at(id).name);
-        s_.out << (id == selected ? "> " : "  ") << std::setw(2) << ++position << "  "
-               << (id == selected ? paint("7", text) : text) << "\n";
-    }
-    if (book.members.empty())
-        s_.out << "  (no components)\n";
-    s_.out << "Context menu:\n";
-    show_menu(s_.model.menu(book_context_menu), 1);
-    s_.out << std::flush;
-}
-
-void Commands::show_menu(UIntT menu, int depth)
-{
-    const std::string indent(static_cast<std::size_t>(2 * depth), ' ');
-    if (s_.model.at(menu).members.empty())
-        s_.out << indent << "(empty)\n";
-    for (UIntT id : s_.model.at(menu).members) {
-        const Object &item = s_.model.at(id);
-        s_.out << indent << label(item);
-        if (!item.shortcut.empty())
-            s_.out << "  " << shown(item.shortcut);
-        s_.out << "\n";
-        if (item.type == object_type::menu)
-            show_menu(id, depth + 1);
-    }
-}
-
-void Commands::collect(UIntT menu, std::vector<const Object *> &items) const
-{
-    for (UIntT id : s_.model.at(menu).members) {
-        const Object &item = s_.model.at(id);
-        if (item.type == object_type::menu)
-            collect(id, items);
-        else
-            items.push_back(&item);
-    }
-}
-
-std::vector<const Object *> Commands::menu_items() const
-{
-    std::vector<const Object *> items;
-    collect(s_.model.menu(book_context_menu), items);
-    collect(s_.model.menu(menu_bar), items);
-    return items;
-}
-
-std::vector<std::string> Commands::order() const
-{
-    std::vector<std::string> names;
-    for (UIntT id : s_.model.object(0, s_.book).members)
-        names.push_back(shown(s_.model.at(id).name));
-    return names;
-}
-
-UIntT Commands::component(std::string_view name) const
-{
-    const auto names = order();
-    const auto &members = s_.model.object(0, s_.book).members;
-    const auto found = std::ranges::find(names, name);
-    if (found != names.end())
-        return members[static_cast<std::size_t>(found - names.begin())];
-    std::size_t position = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), position);
-    if (error == std::errc() && end == name.data() + name.size() && position >= 1 &&
-        position <= members.size())
-        return members[position - 1];
-    fail("no component \"" + std::string(name) + "\"; there are: " + joined(names));
-}
-
 void Commands::select(std::string_view rest)
 {
     const std::string name = whole(rest);
     if (name.empty())
         misuse_of("select");
-    const auto names = order();
+    const auto names = window_.order();
     const bool nothing = name == "none" && std::ranges::find(names, name) == names.end();
-    s_.model.select(s_.book, nothing ? 0 : component(name));
+    s_.model.select(s_.book, nothing ? 0 : window_.component(name));
 }
 
 // Clients
@@ -378,15 +293,15 @@ void Commands::choose(std::string_view rest)
     const std::string name = whole(rest);
     if (name.empty())
         misuse_of("choose");
-    const auto items = menu_items();
+    const auto items = window_.menu_items();
     const auto is_it = [&](const Object *item) {
-        return label(*item) == name || shown(item->name) == name;
+        return window_.label(*item) == name || window_.shown(item->name) == name;
     };
     const auto found = std::ranges::find_if(items, is_it);
     if (found == items.end()) {
         std::vector<std::string> labels(items.size());
         std::ranges::transform(items, labels.begin(),
-                               [&](const Object *item) { return label(*item); });
+                               [&](const Object *item) { return window_.label(*item); });
         fail("no menu item \"" + name + "\"; there are: " + joined(labels));
     }
     const int client_number = (*found)->client;
@@ -399,21 +314,12 @@ void Commands::choose(std::string_view rest)
     check(host().command(*client, command), *client);
 }
 
-std::string Commands::sent(const std::string &text) const
-{
-    try {
-        return text_.from_utf8(text);
-    } catch (const std::runtime_error &error) {
-        fail(error.what());
-    }
-}
-
 void Commands::notify(std::string_view rest)
 {
     const Words words(rest, 1, 4, usage_of("notify"));
     const auto code = number<IntT>(words.at(0));
     const auto object = number<UIntT>(words.at(1));
-    const std::string text = sent(words.at(2, ""));
+    const std::string text = window_.sent(words.at(2, ""));
     const auto integer = number<IntT>(words.at(3));
     bool told = false;
     // The list does not shrink; a client may end meanwhile.
@@ -430,7 +336,7 @@ void Commands::notify(std::string_view rest)
 void Commands::message(std::string_view rest)
 {
     const Words words(rest, 1, 3, usage_of("message"));
-    const std::string text = sent(words.at(0));
+    const std::string text = window_.sent(words.at(0));
     const auto id1 = number<UIntT>(words.at(1));
     const auto id2 = number<UIntT>(words.at(2));
     Client &client = running_client();
@@ -524,15 +430,17 @@ std::vector<std::string> Commands::completions(std::string_view line) const
             offer(before, Expectation::all(), &Expectation::name);
     } else if (word == "select" || word == "selected") {
         // Without quotes if they are not needed.
-        offer(std::string(before) + std::string(word) + " ", order(), [](const std::string &name) {
-            return !name.starts_with('"') && whole(name) == name ? name : as_word(name);
-        });
+        offer(std::string(before) + std::string(word) + " ", window_.order(),
+              [](const std::string &name) {
+                  return !name.starts_with('"') && whole(name) == name ? name : as_word(name);
+              });
     } else if (word == "choose") {
-        offer("choose ", menu_items(), [this](const Object *item) { return label(*item); });
+        offer("choose ", window_.menu_items(),
+              [this](const Object *item) { return window_.label(*item); });
     } else if (word == "get" || word == "set" || word == "props" || word == "property") {
         const std::string objects = std::string(before) + std::string(word) + " ";
         offer(objects, std::array{"session"sv, "book"sv}, std::identity());
-        offer(objects, order(), as_word);
+        offer(objects, window_.order(), as_word);
     }
     std::erase_if(all, [&](const std::string &each) { return !each.starts_with(line); });
     return all;

@@ -16,7 +16,7 @@
 #include "host/files/book.h"
 #include "host/model/model.h"
 #include "host/script/checks.h"
-#include "host/values/text.h"
+#include "host/script/window.h"
 
 namespace velt::host
 {
@@ -80,7 +80,6 @@ private:
 
     bool run_at(const Position &position, std::string_view line, Checks &checks);
 
-    void show();
     void select(std::string_view rest);
     void choose(std::string_view rest);
     void start(std::string_view rest);
@@ -101,30 +100,9 @@ private:
     Client &running_client();
     Client &client(const std::string &who);
     void check(const Outcome &outcome, Client &client);
-    UIntT component(std::string_view name) const;
-    std::vector<const Object *> menu_items() const;
-    void collect(UIntT menu, std::vector<const Object *> &items) const;
-    void show_menu(UIntT menu, int depth);
-    std::string shown(const std::string &bytes) const { return printable(text_.to_utf8(bytes)); }
-    std::string sent(const std::string &text) const;
-    std::string shown(const Value &value) const;
-    std::string label(const Object &item) const;
-    std::vector<std::string> order() const;
-
-    // What a person calls an object: session, book, or a component as `component` finds it; and a
-    // property of it: its number, its name in the table of properties, or its name.
-    struct Address {
-        UIntT doc, id;
-    };
-    Address object(const std::string &name) const;
-    PropertyKey property(Address of, const std::string &name) const;
-    // Takes both from the beginning of the rest.
-    std::pair<Address, PropertyKey> take_property(std::string_view &rest,
-                                                  std::string_view usage) const;
-    std::optional<Value> value(Address of, const PropertyKey &key) const;
 
     Surroundings s_;
-    SessionText text_;
+    Window window_;
     // The book as its file would have it, up to the first save.
     std::optional<std::string> saved_;
     std::set<const Client *> expected_exits_; // the list of clients does not shrink once they run

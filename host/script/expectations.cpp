@@ -41,26 +41,27 @@ std::span<const Expectation> Expectation::all()
 {
     static constexpr Expectation rows[] = {
         {"order", "NAME,...", "the components are these, in this order",
-         [](Commands &c, std::string_view rest) { return lists(c.order(), rest); }},
+         [](Commands &c, std::string_view rest) { return lists(c.window_.order(), rest); }},
         {"selected", "NAME", "this component is selected, or none",
          [](Commands &c, std::string_view rest) -> Verdict {
              const UIntT id = c.s_.model.selected(c.s_.book);
-             const std::string is = id == 0 ? "none" : c.shown(c.s_.model.at(id).name);
+             const std::string is = id == 0 ? "none" : c.window_.shown(c.s_.model.at(id).name);
              return {is == whole(rest), whole(rest), is};
          }},
         {"menu", "LABEL,...", "the items of the menus are these",
          [](Commands &c, std::string_view rest) {
              std::vector<std::string> labels;
-             for (const Object *item : c.menu_items())
-                 labels.push_back(c.label(*item));
+             for (const Object *item : c.window_.menu_items())
+                 labels.push_back(c.window_.label(*item));
              return lists(labels, rest);
          }},
         {"property", "OBJECT PROPERTY [VALUE]",
          "the property of session, book or a component is there, and has the value that get prints",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const auto [of, key] = c.take_property(rest, "expect " + find("property")->usage());
-             const std::optional<Value> value = c.value(of, key);
-             const std::string is = value ? c.shown(*value) : "not there";
+             const auto [of, key] =
+                 c.window_.take_property(rest, "expect " + find("property")->usage());
+             const std::optional<Value> value = c.window_.value(of, key);
+             const std::string is = value ? c.window_.shown(*value) : "not there";
              if (rest.empty())
                  return {value.has_value(), "any value", is};
              return {value && is == whole(rest), whole(rest), is};

@@ -1,0 +1,66 @@
+// A book as a person sees it: components and menus by what they are called, properties by name, all
+// of it in UTF-8 and fit to print.
+#pragma once
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/model/model.h"
+#include "host/values/text.h"
+
+namespace velt::host
+{
+
+class Window
+{
+public:
+    Window(Model &model, UIntT book, const SessionText &text)
+        : model_(model), book_(book), text_(text)
+    {
+    }
+
+    // The book window: the title, the components in order, the context menu.
+    void show(std::ostream &out, bool colour) const;
+
+    // The names of the components in their order.
+    std::vector<std::string> order() const;
+    // By its name or its number in the window. Throws Error for none.
+    UIntT component(std::string_view name) const;
+    // Those of the context menu and the menu bar, and of the menus in them.
+    std::vector<const Object *> menu_items() const;
+    // What a menu shows of the item.
+    std::string label(const Object &item) const;
+
+    std::string shown(const std::string &bytes) const { return printable(text_.to_utf8(bytes)); }
+    std::string shown(const Value &value) const;
+    // In the session's encoding. Throws Error for what that does not have.
+    std::string sent(const std::string &text) const;
+
+    // What a person calls an object: session, book, or a component as `component` finds it; and a
+    // property of it: its number, its name in the table of properties, or its name.
+    struct Address {
+        UIntT doc, id;
+    };
+    Address object(const std::string &name) const;
+    PropertyKey property(Address of, const std::string &name) const;
+    // Takes both from the beginning of the rest.
+    std::pair<Address, PropertyKey> take_property(std::string_view &rest,
+                                                  std::string_view usage) const;
+    std::optional<Value> value(Address of, const PropertyKey &key) const;
+    // The number and the name that properties.def has, or the property's own name.
+    std::string property_title(Address of, const PropertyKey &key) const;
+
+private:
+    void collect(UIntT menu, std::vector<const Object *> &items) const;
+    void show_menu(std::ostream &out, UIntT menu, int depth) const;
+
+    Model &model_;
+    UIntT book_;
+    const SessionText &text_;
+};
+
+} // namespace velt::host
