@@ -243,7 +243,7 @@ bool Commands::ended_well(const Client &client) const
 void Commands::start(const Startable &startable, IntT code)
 {
     s_.model.forget_subscriptions(startable.number);
-    Client &client = host().start(startable.what, std::nullopt, startable.number, startable.name());
+    Client &client = host().start(startable.what, startable.number, startable.name());
     check(host().initialise(client, code), client);
 }
 

@@ -80,7 +80,7 @@ void Clients::acknowledge(int descriptor, IntT pid)
 void Clients::admit(const VqRpcApiConnectArgT &wish, UIntT host_program,
                     VqRpcApiConnectReturnT &reply)
 {
-    reply.status = options_.connect_refusal;
+    reply.status = responder_.admit(wish.pid);
     const std::string name = printable(wish.name);
     if (reply.status == ok && wish.pid <= 0)
         reply.status = bad_value;

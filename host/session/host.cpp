@@ -142,8 +142,7 @@ void Host::check()
     registrations_.renew_when_due();
 }
 
-Client &Host::start(const Startup &what, std::optional<IntT> init_code, int number,
-                    const std::string &name, bool detach)
+Client &Host::start(const Startup &what, int number, const std::string &name, bool detach)
 {
     const std::string &path = what.path;
     if (number < 0 || name.empty() || name.size() > 255 ||
@@ -184,8 +183,6 @@ Client &Host::start(const Startup &what, std::optional<IntT> init_code, int numb
                     (client.exit_status == 0 ? ", as a program does that is no client" : ""));
     if (!client.connection.is_open())
         give_up(client, "acknowledged, but its service cannot be reached");
-    if (init_code)
-        initialise(client, *init_code);
     return client;
 }
 
@@ -295,14 +292,6 @@ Outcome Host::message(Client &client, const std::string &text, UIntT id1, UIntT 
 Outcome Host::dialog_event(Client &client, IntT dialog, IntT item, IntT detail)
 {
     return call<callback::vq_api_dialog_event_1>(client, {dialog, item, detail});
-}
-
-Outcome Host::old_notify(Client &client, IntT notification, UIntT object, const std::string &string)
-{
-    if (!client.connection.is_open())
-        return wrong(Outcome::died, client, "vq4_api_notify_1 is not called: no connection");
-    Vq4ApiNotifyArgT argument{notification, object, borrowed(string)};
-    return send(client, procedure_of<callback::vq4_api_notify_1>(), &argument);
 }
 
 Outcome Host::ask_to_quit(Client &client)

@@ -18,7 +18,7 @@ namespace velt::host
 // How a call of the host ended.
 struct Outcome {
     enum Kind {
-        handed_back, // for quit: the client has exited; for an old-style notification: it is sent
+        handed_back, // for quit: the client has exited
         queued,      // the client waits for an answer; the call is made once it has it
         busy,        // not called: the client holds control
         late,        // the time limit passed; the client may still hand over
@@ -41,10 +41,9 @@ public:
     Host &operator=(const Host &) = delete;
     ~Host(); // ends
 
-    // Starts a client and serves until it has acknowledged and is connected; with a code, also
-    // initialises it. Throws Error when it does not come up, and nothing of it is then left.
-    Client &start(const Startup &what, std::optional<IntT> init_code, int number,
-                  const std::string &name, bool detach = false);
+    // Starts a client and serves until it has acknowledged and is connected. Throws Error when it
+    // does not come up, and nothing of it is then left.
+    Client &start(const Startup &what, int number, const std::string &name, bool detach = false);
 
     // Each calls the client and serves until control comes back, it dies or is late. Whatever is
     // not as it should be is reported at the console too.
@@ -54,8 +53,6 @@ public:
                    IntT integer);
     Outcome message(Client &client, const std::string &text, UIntT id1, UIntT id2);
     Outcome dialog_event(Client &client, IntT dialog, IntT item, IntT detail);
-    // Has no hand-over and no reply.
-    Outcome old_notify(Client &client, IntT notification, UIntT object, const std::string &string);
     // Serves until the client has exited.
     Outcome quit(Client &client);
 

@@ -27,8 +27,6 @@ struct Options {
     bool stop_at_start = false;
     // Null makes one of the session's own.
     std::shared_ptr<PortMapper> port_mapper;
-    // The status for processes that ask to be taken in; 0 takes them in.
-    IntT connect_refusal = 0;
 };
 
 } // namespace velt::host

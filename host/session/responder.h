@@ -31,6 +31,8 @@ public:
 
     // A call that is dropped gets no reply. What is thrown becomes an RPC error.
     virtual Reaction respond(Call &call) = 0;
+    // The status for a process that asks to be taken in; 0 takes it in.
+    virtual IntT admit(IntT) { return 0; }
     // Nothing is sent to the client of the number any more.
     virtual void client_gone(int number) = 0;
 };

@@ -74,8 +74,10 @@ protected:
     Client &start(const char *script, bool detach = false, std::optional<IntT> code = {})
     {
         setenv("VQTEST", script, 1);
-        Client &client = host.start(TEST_CLIENT, code, next, "tester", detach);
+        Client &client = host.start(TEST_CLIENT, next, "tester", detach);
         groups.push_back(client.process->group());
+        if (code)
+            host.initialise(client, *code);
         next++;
         return client;
     }
@@ -129,7 +131,6 @@ TEST_F(ServerTest, EachCallReachesItsCallbackAndControlComesBack)
         EXPECT_TRUE(host.notify(client, 33, 4000000000, "string", -5));
         EXPECT_TRUE(host.message(client, "text", 7, 8));
         EXPECT_TRUE(host.dialog_event(client, 9, 10, 11));
-        EXPECT_TRUE(host.old_notify(client, 1, 2, "old"));
         EXPECT_TRUE(host.command(client, 3));
         EXPECT_EQ(told, (Lines{"init 1", "command -2", "notify 33 4000000000 string -5",
                                "message text 7 8", "dialog event 9 10 11", "command 3"}));
@@ -151,7 +152,7 @@ TEST_F(ServerTest, ClientLearnsWhoItIs)
 
 TEST_F(ServerTest, ClientCallsAnother)
 {
-    host.start(TEST_CLIENT, {}, 20, "callee");
+    host.start(TEST_CLIENT, 20, "callee");
     Client &client = start("call client");
     EXPECT_TRUE(host.command(client, 1));
     EXPECT_EQ(told, (Lines{"command 1", "message hello 0 0", "answer 5",
@@ -294,7 +295,7 @@ TEST_F(ServerTest, AClientIsStartedByAnotherProgramOrForADebugger)
     Startup shell("/bin/sh");
     shell.arguments = {"-c", "setsid \"$PROGRAM\"; exit $?"};
     shell.environment = {"PROGRAM=" TEST_CLIENT, "VQTEST=fail at the end"};
-    Client &wrapped = host.start(shell, {}, 40, "wrapped");
+    Client &wrapped = host.start(shell, 40, "wrapped");
     EXPECT_NE(getpgid(wrapped.pid), wrapped.process->group());
     EXPECT_TRUE(host.command(wrapped, 1));
     EXPECT_TRUE(host.quit(wrapped));
@@ -330,8 +331,8 @@ TEST_F(ServerTest, ClientThatDoesNotComeUp)
     host.options().start_limit = 200ms;
     EXPECT_EQ(failure("never acknowledge", true), client + "has not acknowledged within 200 ms");
     EXPECT_TRUE(host.clients().empty());
-    EXPECT_THROW(host.start("/nonexistent", {}, 1, "name"), Error);
-    EXPECT_THROW(host.start(TEST_CLIENT, {}, 1, "two words"), Error);
+    EXPECT_THROW(host.start("/nonexistent", 1, "name"), Error);
+    EXPECT_THROW(host.start(TEST_CLIENT, 1, "two words"), Error);
     EXPECT_EQ(mapper->registrations().size(), 2U);
 }
 
@@ -422,13 +423,13 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
         return pid;
     };
 
-    host.options().connect_refusal = -17;
+    responder.admission = -17;
     const pid_t refused = visit();
     serve_until([&] { return console.reported("(visitor) was not taken in: status -17"); });
     EXPECT_EQ(status_of(refused), 117);
     EXPECT_TRUE(host.clients().empty());
 
-    host.options().connect_refusal = 0;
+    responder.admission = 0;
     const pid_t pid = visit();
     serve_until(
         [&] { return !host.clients().empty() && host.clients().front().connection.is_open(); });

@@ -26,6 +26,10 @@ public:
     // Calls of this procedure get no reply.
     rpcproc_t dropped = 0;
 
+    // The status for processes that ask to be taken in.
+    IntT admission = 0;
+
+    IntT admit(IntT) override { return admission; }
     Reaction respond(Call &call) override
     {
         if (call.procedure.number == dropped)

@@ -46,7 +46,8 @@ TEST(Soak, NothingGrows)
     // However long it takes.
     options.start_limit = options.turn_limit = options.exit_limit = std::chrono::hours(1);
     Host host(std::move(options), responder, console);
-    Client &client = host.start(SOAK_CLIENT, 1, 1, "soak");
+    Client &client = host.start(SOAK_CLIENT, 1, "soak");
+    ASSERT_TRUE(host.initialise(client, 1));
 
     constexpr IntT calls = 100'000, callbacks = 10'000;
     const auto round = [&](IntT of_calls, IntT of_callbacks) {
