@@ -1,5 +1,6 @@
 // A client whose behaviour a test commands: by the environment at start-up, and by the messages
-// that it gets later. What happens to it is written, a line each, to descriptor SESSION_LOG.
+// that it gets later. What happens to it is written, a line each, to descriptor SESSION_LOG. With
+// SOAK it makes as many calls as a command says, and waits for a dialog in each notification.
 
 #include "velt/api.h"
 #include "velt/wire.h"
@@ -35,7 +36,8 @@ bool asked(const char *name)
 {
     va_list arguments;
     va_start(arguments, format);
-    vdprintf(std::atoi(std::getenv("SESSION_LOG")), format, arguments);
+    if (const char *descriptor = std::getenv("SESSION_LOG"))
+        vdprintf(std::atoi(descriptor), format, arguments);
     va_end(arguments);
 }
 
@@ -149,12 +151,16 @@ void V_ApiInitialize(IntT code)
 void V_ApiCommand(IntT command)
 {
     log("command %d\n", command);
+    for (IntT i = 0; asked("SOAK") && i < command; i++)
+        V_ApiGetInt(0, 0, 577);
 }
 
 void V_ApiNotify(IntT notification, V_ObjHandleT object, StringT text, IntT number)
 {
     if (notification != 75) {
         log("notify %d %u \"%s\" %d\n", notification, object, text, number);
+        if (asked("SOAK"))
+            V_ApiModalDialog(7, 9);
         return;
     }
     const auto *filter = reinterpret_cast<const V_FilterArgsT *>(text);

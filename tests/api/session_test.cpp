@@ -3,9 +3,9 @@
 // runs.
 
 #include "api/client_process.h"
-#include "api/raw_host.h"
 #include "apilib/unix/transport/transport.h"
-#include "transport/service_process.h"
+#include "support/raw_host.h"
+#include "support/service_process.h"
 
 #include <arpa/inet.h>
 #include <csignal>
@@ -37,43 +37,36 @@ std::string counted(const std::string &what)
 }
 
 // The host's connection to a client's service, as plain bytes.
-class Caller
-{
-public:
+struct Caller : velt::test::Peer {
     explicit Caller(const RawMapper *mapper = nullptr)
-        : peer(mapper ? mapper->registered()
+        : Peer(mapper ? mapper->registered()
                       : velt::mapper_find(velt::on_loopback(), client_program, client_version,
                                           IPPROTO_TCP, {120, 0}))
     {
     }
     // The same call several times over goes in one segment.
-    void send(UIntT procedure, const std::string &arguments, int times = 1)
+    void call_of(UIntT procedure, const std::string &arguments, int times = 1)
     {
         std::string calls;
         while (times-- > 0)
             calls += velt::test::fragment(
-                words({++last, 0, 2, client_program, client_version, procedure, 0, 0, 0, 0}) +
+                velt::test::head(procedure, ++last, client_program, client_version) +
                 hex(arguments));
-        EXPECT_TRUE(peer.send(calls));
+        EXPECT_TRUE(send(calls));
     }
-    // The accept status of the next reply, which is to the last call; -1 for none.
+    // The accept status of the next reply, which is to the last call.
     int status()
     {
-        const std::string reply = peer.receive(28, std::chrono::milliseconds(hang));
-        if (reply.empty())
-            return -1;
-        EXPECT_EQ(reply.substr(0, 24), words({0x80000018, last, 1, 0, 0, 0}));
-        return reply.back();
+        const std::string reply = receive_record();
+        EXPECT_EQ(reply.substr(0, 20), words({last, 1, 0, 0, 0}));
+        return reply.at(23);
     }
     int call(UIntT procedure, const std::string &arguments)
     {
-        send(procedure, arguments);
+        call_of(procedure, arguments);
         return status();
     }
 
-    velt::test::Peer peer;
-
-private:
     UIntT last = 100;
 };
 
@@ -227,13 +220,13 @@ TEST_F(Session, ForksUnlessTheNumberIsNegative)
     EXPECT_EQ(kill(process, 0), 0);
     const std::string old_style = "\": Velt process sent old-style notification.";
     // The name ends at white space.
-    caller->send(5, "00000001 00000002 00000000");
+    caller->call_of(5, "00000001 00000002 00000000");
     EXPECT_EQ(client->error(), "Velt API client \"my" + old_style);
     EXPECT_EQ(caller->call(1, ""), 0);
     says({"exit 0 number 3 timeout 604800"});
 
     start({{"VQAPIX", identity(getpid(), "-4." + std::string(300, 'n'))}});
-    caller->send(5, "00000001 00000002 00000000");
+    caller->call_of(5, "00000001 00000002 00000000");
     EXPECT_EQ(client->error(), "Velt API client \"" + std::string(255, 'n') + old_style);
     quit();
 }
@@ -315,14 +308,14 @@ TEST_F(Session, OddCallsAreAnsweredAndTheSessionGoesOn)
     EXPECT_EQ(caller->call(3, ""), 4);         // no argument
     EXPECT_EQ(caller->call(4, "ffffffff"), 4); // a length that is a lie
     EXPECT_EQ(caller->call(4, "00000002 61620000 00000001"), 4);
-    caller->send(5, "00000001 00000002 00000000");
+    caller->call_of(5, "00000001 00000002 00000000");
     EXPECT_EQ(client->error(),
               "Velt API client \"tester\": Velt process sent old-style notification.");
     EXPECT_EQ(caller->call(0, ""), 0); // the first reply since
     {
         // A record that stops half way.
         Caller broken;
-        EXPECT_TRUE(broken.peer.send(words({0x80000064, 1, 0})));
+        EXPECT_TRUE(broken.send(words({0x80000064, 1, 0})));
     }
     turn(3, "00000004", {"command 4"});
     quit();
@@ -356,7 +349,7 @@ TEST_F(Session, CallsThatHaveComeAreServedToWhoWaitsByItself)
     says({"fd added"});
     EXPECT_EQ(caller->call(0, ""), 0);
     says({"fd added"});
-    caller->send(4, message("slow"), 4);
+    caller->call_of(4, message("slow"), 4);
     for (int i = 0; i < 4; i++) {
         says({"message \"slow\" 7 8"});
         EXPECT_EQ(host_call(), "1002 0");
@@ -385,7 +378,7 @@ TEST_F(Session, ServesWhatTheClientRegistersItself)
 
     // Found together with the host's call, during which it is served, it is not waited for again.
     EXPECT_EQ(caller->call(4, message("hold")), 0);
-    caller->send(4, message("modal"));
+    caller->call_of(4, message("modal"));
     call();
     host->answer([](const HostCall &) { return HostReply{{}, words({4})}; });
     EXPECT_EQ(write(client->own_end, "x", 1), 1);
@@ -476,27 +469,16 @@ TEST_F(Session, OutlivesAHostThatItCannotCheck)
 }
 
 // A running session, which answers a ping and what else it is asked, over UDP.
-class Door
-{
-public:
-    explicit Door(const HostReply &reply) : Door(velt::test::socket_on_loopback(SOCK_DGRAM), reply)
-    {
-    }
-    ~Door() { velt::mapper_unset(session_program, 1); }
-
-    // The argument of what it was asked first besides.
-    Bytes request() { return server.next() ? server.next().value().arguments : Bytes(); }
-
-private:
-    Door(std::pair<int, in_port_t> socket, const HostReply &reply)
-        : server({socket.first}, [reply](const HostCall &call) {
+struct Door : RawServer {
+    explicit Door(const HostReply &reply,
+                  std::pair<int, in_port_t> socket = velt::test::socket_on_loopback(SOCK_DGRAM))
+        : RawServer({socket.first}, [reply](const HostCall &call) {
               return call.procedure == NULLPROC ? HostReply{} : reply;
           })
     {
         EXPECT_TRUE(velt::mapper_set(session_program, 1, IPPROTO_UDP, socket.second));
     }
-
-    RawServer server;
+    ~Door() { velt::mapper_unset(session_program, 1); }
 };
 
 HostReply accepted(UIntT program)
@@ -530,7 +512,8 @@ TEST_F(Session, ConnectsToARunningOne)
     says({"fd added", "connect 0 0 600"});
     EXPECT_EQ(host_call().substr(0, 4), "1000");
     // The name, the address in dotted decimal, the process id.
-    const Bytes request = door.request();
+    door.next(); // the ping
+    const Bytes request = door.next()->arguments;
     EXPECT_EQ(text(request.substr(0, request.size() - 4)),
               counted("caller") + " " + counted("127.0.0.1"));
     caller.emplace();

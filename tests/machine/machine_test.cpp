@@ -15,8 +15,8 @@
 
 #include "apilib/unix/transport/transport.h"
 #include "host/host.h"
-#include "portmap/mapper_process.h"
-#include "transport/service_process.h"
+#include "support/mapper_process.h"
+#include "support/service_process.h"
 
 namespace velt::test
 {

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -44,6 +45,7 @@ TEST(Soak, NothingGrows)
     Options options;
     // However long it takes.
     options.start_limit = options.turn_limit = options.exit_limit = std::chrono::hours(1);
+    setenv("SOAK", "", 1);
     Host host(std::move(options), model, desk);
     Client &client = host.start(SOAK_CLIENT, 1, 1, "soak");
 
