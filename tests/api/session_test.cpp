@@ -159,6 +159,8 @@ TEST_F(Session, StartUpFailures)
         expect_failure(unsound, "not called by a Velt product", "???");
     expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}, {"NO_SOCKET", ""}},
                    "unable to create TCP service");
+    expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}, {"VQPMAP", "1"}},
+                   "unable to register TCP client).");
     ClientProcess alone({{"VQAPIX", identity(getpid(), "5.tester")}, {"NO_FORK", ""}});
     EXPECT_EQ(alone.error(), "Velt API client \"tester\": unable to fork.");
     EXPECT_EQ(alone.line(), "exit 1 number 5 timeout 0"); // its number is known all the same
@@ -176,13 +178,6 @@ TEST_F(Session, StartUpFailures)
     Environment nowhere = on_machine("nowhere.invalid", mapper);
     nowhere.insert(*sound.begin());
     expect_failure(nowhere, "unable to gethostbyname");
-}
-
-TEST_F(Session, StartUpWithoutAPortMapper)
-{
-    for (const char *sessions : {"1", "0", "65536", "-1", "port", "111x", ""})
-        expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}, {"VQPMAP", sessions}},
-                       "unable to register TCP client).");
 }
 
 // Every call to the port mapper by its version, procedure and argument.
@@ -231,7 +226,7 @@ TEST_F(Session, ForksUnlessTheNumberIsNegative)
     quit();
 }
 
-TEST_F(Session, CallbacksHandControlBack)
+TEST_F(Session, CallbacksHandControlBackOnce)
 {
     start();
     turn(2, "00000001", {"init 1"});
@@ -243,12 +238,6 @@ TEST_F(Session, CallbacksHandControlBack)
          {"filter 2 a,b,c,d,e,f,+g 4"});
     turn(6, "00000001 00000002 fffffffd", {"dialog 1 2 -3"});
     turn(6, "00000000 00000000 00000005", {}); // the end of a modal wait that there is not
-    quit();
-}
-
-TEST_F(Session, ControlIsHandedOverOnce)
-{
-    start();
     order("done", {"done 0 -1"});
     order("take", {"take -1"});
     // Every call was one hand-over; a bail-out goes with the last.
@@ -327,7 +316,7 @@ TEST_F(Session, WatchesItsDescriptorsAndWaitsOnItsOwn)
     says({"fd added"}); // the service
     EXPECT_EQ(caller->call(0, ""), 0);
     says({"fd added"}); // this connection
-    EXPECT_EQ(write(client->own_end, "x", 1), 1);
+    client->poke();
     says({"own -1 0 -1 0"});
     EXPECT_EQ(host_call(), "1343");
     EXPECT_EQ(host_call(), "1002 0");
@@ -381,7 +370,7 @@ TEST_F(Session, ServesWhatTheClientRegistersItself)
     caller->call_of(4, message("modal"));
     call();
     host->answer([](const HostCall &) { return HostReply{{}, words({4})}; });
-    EXPECT_EQ(write(client->own_end, "x", 1), 1);
+    client->poke();
     EXPECT_EQ(caller->status(), 0);
     says({"message \"hold\" 7 8", "let go 1", "message \"modal\" 7 8", "own service 5"});
     for (const char *expected : {"1002 0", "1316 7"})

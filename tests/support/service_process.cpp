@@ -221,6 +221,13 @@ std::pair<int, in_port_t> socket_on_loopback(int type, int backlog)
     return {made, ntohs(address.sin_port)};
 }
 
+std::pair<int, int> connected_sockets()
+{
+    int ends[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    return {ends[0], ends[1]};
+}
+
 Peer::Peer(in_port_t port, in_addr_t to, in_addr_t from)
     : descriptor_(socket(AF_INET, SOCK_STREAM, 0))
 {

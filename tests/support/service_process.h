@@ -71,6 +71,9 @@ private:
 // A new socket of this machine, which listens if it is of the stream kind, and its port.
 std::pair<int, in_port_t> socket_on_loopback(int type = SOCK_STREAM, int backlog = 64);
 
+// Two sockets that are connected.
+std::pair<int, int> connected_sockets();
+
 // A socket that sends and receives bytes as a test says.
 class Peer
 {

@@ -144,9 +144,8 @@ TEST(Service, WhatComesBehindARecordIsNotMovedAgainAndAgain)
 {
     const auto processor_time_behind = [](std::size_t bytes) {
         constexpr std::size_t count = 500'000;
-        int ends[2];
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-        Peer from(ends[0]), to(ends[1]);
+        const auto [one_end, other_end] = connected_sockets();
+        Peer from(one_end), to(other_end);
         std::string small;
         while (small.size() < 8 * count)
             small += fragment("abcd");
