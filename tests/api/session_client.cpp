@@ -93,12 +93,28 @@ extern "C" int clock_gettime(clockid_t clock, timespec *time) noexcept
     return result;
 }
 
+// A system call that fails where the environment has a variable.
+static int unless(const char *variable, int error, auto... call) noexcept
+{
+    if (!asked(variable))
+        return static_cast<int>(syscall(call...));
+    errno = error;
+    return -1;
+}
+
 extern "C" int timerfd_create(int clock, int flags) noexcept
 {
-    if (!asked("SHORT_WAIT"))
-        return static_cast<int>(syscall(SYS_timerfd_create, clock, flags));
-    errno = EMFILE;
-    return -1;
+    return unless("SHORT_WAIT", EMFILE, SYS_timerfd_create, clock, flags);
+}
+
+extern "C" int socket(int domain, int type, int protocol) noexcept
+{
+    return unless("NO_SOCKET", EMFILE, SYS_socket, domain, type, protocol);
+}
+
+extern "C" pid_t fork() noexcept
+{
+    return unless("NO_FORK", EAGAIN, SYS_fork);
 }
 
 // The machine's port mapper is the test's, PATH:PORT, or none; its name is what the test says.
@@ -125,22 +141,6 @@ extern "C" int gethostname(char *name, size_t size) noexcept
 {
     std::snprintf(name, size, "%s", asked("MACHINE_NAME") ? std::getenv("MACHINE_NAME") : "vm");
     return 0;
-}
-
-extern "C" int socket(int domain, int type, int protocol) noexcept
-{
-    if (!asked("NO_SOCKET"))
-        return static_cast<int>(syscall(SYS_socket, domain, type, protocol));
-    errno = EMFILE;
-    return -1;
-}
-
-extern "C" pid_t fork() noexcept
-{
-    if (!asked("NO_FORK"))
-        return static_cast<pid_t>(syscall(SYS_fork));
-    errno = EAGAIN;
-    return -1;
 }
 
 void V_ApiInitialize(IntT code)

@@ -58,11 +58,10 @@ TEST(Service, AHostilePeerHoldsUpNobodyAndGrowsNothing)
         EXPECT_TRUE(ping(other.get()));
     }
     EXPECT_EQ(drips.receive(28), null_reply());
-    for (rpcproc_t procedure : {echo, count})
-        for (UIntT length : {0x10000000u, 0x3FFFFFFFu, 0x40000000u, 0xFFFFFFFFu}) {
-            ASSERT_TRUE(lies.send(fragment(head(procedure) + words({length, 0}))));
-            EXPECT_EQ(lies.receive(28), fragment(words({7, 1, 0, 0, 0, 4})));
-        }
+    for (UIntT length : {0x10000000u, 0x3FFFFFFFu, 0x40000000u, 0xFFFFFFFFu}) {
+        ASSERT_TRUE(lies.send(fragment(head(echo) + words({length, 0}))));
+        EXPECT_EQ(lies.receive(28), fragment(words({7, 1, 0, 0, 0, 4})));
+    }
     const std::string large =
         fragment(head(echo) + words({1'000'000}) + std::string(1'000'000, 'a'));
     std::string calls;

@@ -119,18 +119,21 @@ TEST(Japanese, KatakanaBecomeFullWidth)
 
 TEST(Japanese, OneKatakanaByItself)
 {
-    IntT index = 1, c1 = 0xB6, c2 = 0;
-    EXPECT_EQ(Vdehan2zen("\xB6\xDE", &index, &c1, &c2, VdeHanShiftJis), 0xB6);
-    EXPECT_EQ((std::vector{c1, c2, index}), (std::vector{0x83, 0x4B, 2}));
-    index = 2, c1 = 0xCA;
-    EXPECT_EQ(Vdehan2zen("\x8E\xCA\x8E\xDF", &index, &c1, &c2, VdeHanEuc), 0xCA);
-    EXPECT_EQ((std::vector{c1, c2, index}), (std::vector{0x83, 0x70, 4}));
-    index = 1, c1 = 'A', c2 = 7;
-    EXPECT_EQ(Vdehan2zen("A\x8E\xDE", &index, &c1, &c2, VdeHanEuc), 'A');
-    EXPECT_EQ((std::vector{c1, c2, index}), (std::vector{65, 7, 1}));
-    index = 1, c1 = 0xB6;
-    Vdehan2zen("\xB6", &index, &c1, &c2, VdeHanEuc);
-    EXPECT_EQ((std::vector{c1, c2, index}), (std::vector{0x83, 0x4A, 1}));
+    const struct {
+        const char *text;
+        IntT index, c1, c2, kind;
+        std::vector<IntT> after; // c1, c2, index
+    } cases[] = {
+        {"\xB6\xDE", 1, 0xB6, 0, VdeHanShiftJis, {0x83, 0x4B, 2}},
+        {"\x8E\xCA\x8E\xDF", 2, 0xCA, 0, VdeHanEuc, {0x83, 0x70, 4}},
+        {"A\x8E\xDE", 1, 'A', 7, VdeHanEuc, {65, 7, 1}},
+        {"\xB6", 1, 0xB6, 0, VdeHanEuc, {0x83, 0x4A, 1}},
+    };
+    for (auto [text, index, c1, c2, kind, after] : cases) {
+        const IntT before = c1;
+        EXPECT_EQ(Vdehan2zen(text, &index, &c1, &c2, kind), before);
+        EXPECT_EQ((std::vector{c1, c2, index}), after) << before;
+    }
 }
 
 TEST(Japanese, EscapesAndLineEndsOfJis)
