@@ -117,24 +117,21 @@ extern "C" pid_t fork() noexcept
     return unless("NO_FORK", EAGAIN, SYS_fork);
 }
 
-// The machine's port mapper is the test's, PATH:PORT, or none; its name is what the test says.
+// The machine's port mapper is the test's, or none; its name is what the test says.
 
 extern "C" int connect(int descriptor, const sockaddr *address, socklen_t size)
 {
-    const char *name = std::getenv("MACHINE_MAPPER");
-    const std::string mapper = name ? name : ":1";
-    sockaddr_storage other;
-    std::memcpy(&other, address, size);
-    auto &local = reinterpret_cast<sockaddr_un &>(other);
-    auto &loopback = reinterpret_cast<sockaddr_in &>(other);
-    if (address->sa_family == AF_UNIX) {
-        local.sun_path[mapper.copy(local.sun_path, mapper.find(':'))] = '\0';
-        size = sizeof local;
-    } else if (loopback.sin_port == htons(PMAPPORT)) {
-        loopback.sin_port =
-            htons(static_cast<in_port_t>(std::stoi(mapper.substr(mapper.find(':') + 1))));
-    }
-    return static_cast<int>(syscall(SYS_connect, descriptor, &other, size));
+    const std::string mapper = asked("MACHINE_MAPPER") ? std::getenv("MACHINE_MAPPER") : "1";
+    sockaddr_un local{AF_UNIX, ""};
+    mapper.copy(local.sun_path + 1, mapper.size());
+    sockaddr_in loopback;
+    std::memcpy(&loopback, address, sizeof loopback);
+    if (loopback.sin_port == htons(PMAPPORT))
+        loopback.sin_port = htons(static_cast<in_port_t>(std::stoi(mapper)));
+    const bool to_local = address->sa_family == AF_UNIX;
+    return static_cast<int>(syscall(SYS_connect, descriptor,
+                                    to_local ? static_cast<const void *>(&local) : &loopback,
+                                    to_local ? sizeof local : size));
 }
 
 extern "C" int gethostname(char *name, size_t size) noexcept

@@ -149,7 +149,7 @@ protected:
 // What a client needs to be on a machine of that name, with the machine's port mapper.
 Environment on_machine(const std::string &name, const RawMapper &mapper)
 {
-    return {{"VQPMAP", ""}, {"MACHINE_MAPPER", mapper.as_machines()}, {"MACHINE_NAME", name}};
+    return {{"VQPMAP", ""}, {"MACHINE_MAPPER", mapper.name()}, {"MACHINE_NAME", name}};
 }
 
 TEST_F(Session, StartUpFailures)
@@ -190,7 +190,7 @@ TEST_F(Session, TellsThePortMapper)
         "2 3" + number(host_program) + number(host_version) + number(6) + number(0) + "\n";
     const std::string unset = "2 2" + ours + number(0) + number(0) + "\n";
     RawMapper mapper(*host);
-    start({{"VQPMAP", mapper.as_sessions()}}, &mapper);
+    start({{"VQPMAP", mapper.name()}}, &mapper);
     quit();
     EXPECT_EQ(mapper.told(), unset + "2 1" + ours + number(6) + number(mapper.registered()) + "\n" +
                                  lookup + unset);

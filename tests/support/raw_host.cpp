@@ -103,11 +103,8 @@ RawHost::~RawHost()
 
 RawMapper::RawMapper(const RawHost &host)
 {
-    char folder[] = "/tmp/velt-mapper-XXXXXX";
-    EXPECT_NE(mkdtemp(folder), nullptr);
-    path_ = std::string(folder) + "/socket";
     const auto [listener, port] = velt::test::socket_on_loopback();
-    port_ = port;
+    name_ = std::to_string(port);
     const auto answer = [this, known = host.port](const HostCall &call) {
         constexpr UIntT set = 1, get_port = 3;
         // In the newer version the port is the end of an address in words.
@@ -120,20 +117,13 @@ RawMapper::RawMapper(const RawHost &host)
             registered_ = static_cast<in_port_t>(high * 256 + low);
         return HostReply{HostReply::answer, words({call.procedure == get_port ? known : 1U})};
     };
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path_.copy(address.sun_path, sizeof address.sun_path - 1);
+    // The local socket has that name, too, in no folder.
+    sockaddr_un address{AF_UNIX, ""};
+    name_.copy(address.sun_path + 1, name_.size());
     const int local = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     EXPECT_EQ(bind(local, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
     EXPECT_EQ(listen(local, 64), 0);
     server_.emplace(std::vector{listener, local}, answer);
-}
-
-RawMapper::~RawMapper()
-{
-    server_.reset();
-    unlink(path_.c_str());
-    rmdir(path_.substr(0, path_.rfind('/')).c_str());
 }
 
 std::string RawMapper::told()

@@ -76,19 +76,16 @@ class RawMapper
 {
 public:
     explicit RawMapper(const RawHost &host);
-    ~RawMapper();
 
-    std::string as_sessions() const { return std::to_string(port_); }
-    // For a client that takes this one for the machine's.
-    std::string as_machines() const { return path_ + ":" + as_sessions(); }
+    // For a client that takes this one for the session's or for the machine's.
+    const std::string &name() const { return name_; }
     // The port that was registered last.
     in_port_t registered() const { return registered_; }
     // What it was told, a line each: version, procedure, argument.
     std::string told();
 
 private:
-    std::string path_;
-    in_port_t port_;
+    std::string name_;
     std::atomic<in_port_t> registered_ = 0;
     std::optional<RawServer> server_;
 };
