@@ -13,7 +13,3 @@ set_tests_properties(syscalls_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrin
 velt_test(soak_test SOURCES transport/soak.cpp LINK vqhost-lib LABELS no-valgrind no-sanitizers)
 target_compile_definitions(soak_test PRIVATE SOAK_CLIENT="$<TARGET_FILE:session_client>")
 add_dependencies(soak_test session_client)
-
-add_test(NAME capture_test
-  COMMAND ${CMAKE_CURRENT_LIST_DIR}/capture_test.sh $<TARGET_FILE:transport_test>)
-set_tests_properties(capture_test PROPERTIES TIMEOUT ${limit} SKIP_RETURN_CODE 77 LABELS "machine;no-valgrind")
