@@ -385,30 +385,20 @@ TEST(Caller, AClosedConnectionIsAnErrorAndNoSignal)
 }
 
 // With the RPC library at the other end, in both directions.
-void echo_sizes(std::initializer_list<std::size_t> sizes)
+TEST(Interoperation, CallsOfEverySize)
 {
     ServiceProcess ours;
     const Client theirs = stock_client(ours.port());
     ServiceProcess stock_service(nullptr, 0, Library::stock);
     const Client our = our_client(stock_service.port());
     for (CLIENT *client : {theirs.get(), our.get()})
-        for (std::size_t size : sizes) {
+        for (std::size_t size : {0, 1, 4, 1000, 16'380, 32'720, 32'768, 100'000, 8 << 20}) {
             std::string text(size, 'a'), answer;
             for (std::size_t i = 0; i < size; i += 97)
                 text[i] = static_cast<char>('b' + i % 23);
             ASSERT_EQ(call_echo(client, text, &answer), RPC_SUCCESS) << size;
             ASSERT_TRUE(answer == text) << size;
         }
-}
-
-TEST(Interoperation, SmallCalls)
-{
-    echo_sizes({0, 1, 4, 1000});
-}
-
-TEST(Interoperation, LargeCalls)
-{
-    echo_sizes({16'380, 32'720, 32'768, 100'000, 8 << 20});
 }
 
 } // namespace
