@@ -159,8 +159,9 @@ TEST_F(Session, StartUpFailures)
         expect_failure(unsound, "not called by a Velt product", "???");
     expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}, {"NO_SOCKET", ""}},
                    "unable to create TCP service");
-    expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}, {"VQPMAP", "1"}},
-                   "unable to register TCP client).");
+    for (const char *sessions : {"1", ""})
+        expect_failure({{"VQAPIX", identity(getpid(), "-1.tester")}, {"VQPMAP", sessions}},
+                       "unable to register TCP client).");
     ClientProcess alone({{"VQAPIX", identity(getpid(), "5.tester")}, {"NO_FORK", ""}});
     EXPECT_EQ(alone.error(), "Velt API client \"tester\": unable to fork.");
     EXPECT_EQ(alone.line(), "exit 1 number 5 timeout 0"); // its number is known all the same

@@ -135,6 +135,7 @@ TEST_F(Vqsre, TellsWhatIsWrongWithASource)
         const char *language, *line, *reason;
     } cases[] = {
         {"dutch", "hello", "not of the form 'ID: text'"},
+        {"dutch", "1 hello", "not of the form 'ID: text'"},
         {"dutch", "32768: x", "the id does not lie between -32768 and 32767"},
         {"dutch", "99999999999: x", "the id does not lie between -32768 and 32767"},
         {"dutch", "0: again", "string 0 is already in line 2"},

@@ -44,16 +44,23 @@ bool_t stock_string(XDR *xdrs, StringT *text)
     return xdr_string(xdrs, text, ~0U);
 }
 
-void answer_echo(SVCXPRT *transport)
+bool_t stock_integers(XDR *xdrs, V_IntsT *list)
 {
-    StringT text{};
+    return xdr_array(xdrs, reinterpret_cast<char **>(&list->val), &list->len, ~0U,
+                     sizeof *list->val, reinterpret_cast<xdrproc_t>(xdr_int));
+}
+
+template <class T, class Answer>
+void answer(SVCXPRT *transport, bool_t (*stock_routine)(XDR *, T *), Answer make)
+{
+    T value{};
     const auto decode =
-        library == Library::stock ? reinterpret_cast<xdrproc_t>(stock_string) : routine<StringT>();
-    if (svc_getargs(transport, decode, reinterpret_cast<char *>(&text)))
-        reply(transport, text);
+        library == Library::stock ? reinterpret_cast<xdrproc_t>(stock_routine) : routine<T>();
+    if (svc_getargs(transport, decode, reinterpret_cast<char *>(&value)))
+        reply(transport, make(value));
     else
         svcerr_decode(transport);
-    free_decoded(text);
+    free_decoded(value);
 }
 
 void serve_once(int limit)
@@ -76,7 +83,10 @@ void dispatch(svc_req *request, SVCXPRT *transport)
 {
     switch (request->rq_proc) {
     case echo:
-        return answer_echo(transport);
+        return answer<StringT>(transport, stock_string, [](StringT text) { return text; });
+    case count:
+        return answer<V_IntsT>(transport, stock_integers,
+                               [](const V_IntsT &list) { return list.len; });
     case reports:
         return reply(transport, IntT{reported});
     case descriptor:

@@ -28,6 +28,7 @@ constexpr rpcprog_t program = 0x20000077;
 // What the service answers besides the null procedure.
 enum Procedure : rpcproc_t {
     echo = 1,       // a string
+    count = 2,      // the number of integers in a list
     nest = 3,       // serves others until one of them calls unnest, then replies
     reports = 4,    // how many peers were turned away with a report
     descriptor = 5, // the number of the connection's descriptor
