@@ -335,10 +335,10 @@ TEST(Caller, ATooLongArgumentOrAnswerIsRefused)
     EXPECT_EQ(V_ApiGetLimit(V_limit_none), 0U);
 }
 
-// What an answer to an echo begins with, after the call has come.
-std::string answer_begun(Peer &peer)
+// What an answer to an echo of so many bytes begins with, after the call has come.
+std::string answer_begun(Peer &peer, UIntT length = 4)
 {
-    return peer.receive(44 + 8).substr(4, 4) + words({1, 0, 0, 0, 0, 4});
+    return peer.receive(44 + 8).substr(4, 4) + words({1, 0, 0, 0, 0, length});
 }
 
 // Of an answer above the limit, in fragments or not, all bytes are skipped, and only its call
@@ -349,8 +349,8 @@ TEST(Caller, AnAnswerAboveTheLimitFailsItsOwnCall)
     V_ApiSetLimit(V_limit_record_in, 100'000);
     Server huge([](Peer &peer) {
         const std::string bytes(90'000, 'x');
-        peer.send(fragment(answer_begun(peer) + std::string(3'000'000, 'x')));
-        peer.send(fragment(answer_begun(peer), false) + fragment(bytes, false) +
+        peer.send(fragment(answer_begun(peer, 3'000'000) + std::string(3'000'000, 'x')));
+        peer.send(fragment(answer_begun(peer, 270'000), false) + fragment(bytes, false) +
                   fragment(bytes, false) + fragment("", false) + fragment(bytes));
         peer.send(fragment(answer_begun(peer) + "last"));
     });
