@@ -393,7 +393,8 @@ TEST(Interoperation, CallsOfEverySize)
     ServiceProcess stock_service(nullptr, 0, Library::stock);
     const Client our = our_client(stock_service.port());
     for (CLIENT *client : {theirs.get(), our.get()})
-        for (std::size_t size : {0, 1, 4, 1000, 16'380, 32'720, 32'768, 100'000, 8 << 20}) {
+        for (std::size_t size :
+             {0u, 1u, 4u, 1000u, 16'380u, 32'720u, 32'768u, 100'000u, 8u << 20}) {
             std::string text(size, 'a'), answer;
             for (std::size_t i = 0; i < size; i += 97)
                 text[i] = static_cast<char>('b' + i % 23);
