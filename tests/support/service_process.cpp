@@ -180,8 +180,9 @@ ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t al
 
 ServiceProcess::~ServiceProcess()
 {
-    close(alive_);
+    // In this order: a SIGCONT would undo the stop by which the leak checker at its end looks at it.
     go_on();
+    close(alive_);
     int status = -1;
     waitpid(id_, &status, 0);
     EXPECT_EQ(status, 0) << "the service's";
