@@ -180,7 +180,8 @@ ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t al
 
 ServiceProcess::~ServiceProcess()
 {
-    // In this order: a SIGCONT would undo the stop by which the leak checker at its end looks at it.
+    // In this order: a SIGCONT would undo the stop by which the leak checker at its end looks at
+    // it.
     go_on();
     close(alive_);
     int status = -1;
