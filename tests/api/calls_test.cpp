@@ -1,9 +1,9 @@
 // Every remote call against a host of plain sockets: its procedure, its exact argument bytes, and
 // what it returns when the host answers, refuses, or gives no answer that can be read.
 
-#include "api/raw_host.h"
 #include "apilib/wire/memory.h"
 #include "support/heap.h"
+#include "support/raw_host.h"
 #include "velt/api.h"
 
 #include <algorithm>

@@ -1,5 +1,8 @@
-// A client as a process: its log, its errors and a descriptor of its own come and go through pipes.
+// A client as a process: its log, its errors and a descriptor of its own come and go through
+// sockets.
 #pragma once
+
+#include "support/service_process.h"
 
 #include <gtest/gtest.h>
 
@@ -7,14 +10,12 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <map>
-#include <poll.h>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 
 inline constexpr int own_descriptor = 20;
 inline constexpr int log_descriptor = 21;
-inline constexpr int hang = 300'000; // milliseconds that pass only when something hangs
 
 using Environment = std::map<std::string, std::string>;
 
@@ -23,27 +24,20 @@ class ClientProcess
 public:
     explicit ClientProcess(Environment environment)
     {
-        int out[2], err[2], own[2];
-        for (int *ends : {out, err, own})
-            EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
         environment["SESSION_LOG"] = std::to_string(log_descriptor);
         id = fork();
         if (id == 0) {
             unsetenv("VQAPIX");
             for (auto &[name, value] : environment)
                 setenv(name.c_str(), value.c_str(), 1);
-            dup2(err[1], STDERR_FILENO);
-            dup2(own[0], own_descriptor);
-            dup2(out[1], log_descriptor);
+            dup2(errors.theirs, STDERR_FILENO);
+            dup2(own.theirs, own_descriptor);
+            dup2(log.theirs, log_descriptor);
             execl(SESSION_CLIENT, SESSION_CLIENT, nullptr);
             _exit(127);
         }
-        close(out[1]);
-        close(err[1]);
-        close(own[0]);
-        log = out[0];
-        errors = err[0];
-        own_end = own[1];
+        for (const Link *link : {&errors, &own, &log})
+            close(link->theirs);
     }
     ~ClientProcess()
     {
@@ -51,15 +45,13 @@ public:
             kill(id, SIGKILL);
             waitpid(id, nullptr, 0);
         }
-        for (int fd : {log, errors, own_end})
-            close(fd);
     }
-    ClientProcess(const ClientProcess &) = delete;
-    ClientProcess &operator=(const ClientProcess &) = delete;
 
     // The next line of the client's log or error stream; empty at the end, or when none comes.
-    std::string line() { return line_of(log); }
-    std::string error() { return line_of(errors); }
+    std::string line() { return log.line(); }
+    std::string error() { return errors.line(); }
+    // Makes its own descriptor readable.
+    void poke() { EXPECT_TRUE(own.send("x")); }
     int exit_status()
     {
         int status = -1;
@@ -68,24 +60,23 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    int own_end;
-
 private:
-    static std::string line_of(int fd)
-    {
-        std::string line;
-        char byte;
-        for (;;) {
-            pollfd wait{fd, POLLIN, 0};
-            if (poll(&wait, 1, hang) != 1)
-                return line + " (and no more)";
-            if (read(fd, &byte, 1) != 1 || byte == '\n')
-                return line;
-            line += byte;
+    struct Link : velt::test::Peer {
+        explicit Link(std::pair<int, int> ends = velt::test::connected_sockets())
+            : Peer(ends.first), theirs(fcntl(ends.second, F_DUPFD_CLOEXEC, 64))
+        {
+            close(ends.second);
         }
-    }
+        std::string line()
+        {
+            std::string line;
+            for (std::string byte; (byte = receive(1)) != "\n" && !byte.empty();)
+                line += byte;
+            return line;
+        }
+        int theirs; // not one of those that the client has it as
+    };
 
+    Link own, log, errors;
     pid_t id;
-    int log;
-    int errors;
 };

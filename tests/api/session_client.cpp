@@ -1,5 +1,6 @@
 // A client whose behaviour a test commands: by the environment at start-up, and by the messages
-// that it gets later. What happens to it is written, a line each, to descriptor SESSION_LOG.
+// that it gets later. What happens to it is written, a line each, to descriptor SESSION_LOG. With
+// SOAK it makes as many calls as a command says, and waits for a dialog in each notification.
 
 #include "velt/api.h"
 #include "velt/wire.h"
@@ -35,7 +36,8 @@ bool asked(const char *name)
 {
     va_list arguments;
     va_start(arguments, format);
-    vdprintf(std::atoi(std::getenv("SESSION_LOG")), format, arguments);
+    if (const char *descriptor = std::getenv("SESSION_LOG"))
+        vdprintf(std::atoi(descriptor), format, arguments);
     va_end(arguments);
 }
 
@@ -91,54 +93,51 @@ extern "C" int clock_gettime(clockid_t clock, timespec *time) noexcept
     return result;
 }
 
-extern "C" int timerfd_create(int clock, int flags) noexcept
+// A system call that fails where the environment has a variable.
+static int unless(const char *variable, int error, auto... call) noexcept
 {
-    if (!asked("SHORT_WAIT"))
-        return static_cast<int>(syscall(SYS_timerfd_create, clock, flags));
-    errno = EMFILE;
+    if (!asked(variable))
+        return static_cast<int>(syscall(call...));
+    errno = error;
     return -1;
 }
 
-// The machine's port mapper is the test's, PATH:PORT, or none; its name is what the test says.
+extern "C" int timerfd_create(int clock, int flags) noexcept
+{
+    return unless("SHORT_WAIT", EMFILE, SYS_timerfd_create, clock, flags);
+}
+
+extern "C" int socket(int domain, int type, int protocol) noexcept
+{
+    return unless("NO_SOCKET", EMFILE, SYS_socket, domain, type, protocol);
+}
+
+extern "C" pid_t fork() noexcept
+{
+    return unless("NO_FORK", EAGAIN, SYS_fork);
+}
+
+// The machine's port mapper is the test's, or none; its name is what the test says.
 
 extern "C" int connect(int descriptor, const sockaddr *address, socklen_t size)
 {
-    const char *name = std::getenv("MACHINE_MAPPER");
-    const std::string mapper = name ? name : ":1";
-    sockaddr_storage other;
-    std::memcpy(&other, address, size);
-    auto &local = reinterpret_cast<sockaddr_un &>(other);
-    auto &loopback = reinterpret_cast<sockaddr_in &>(other);
-    if (address->sa_family == AF_UNIX) {
-        local.sun_path[mapper.copy(local.sun_path, mapper.find(':'))] = '\0';
-        size = sizeof local;
-    } else if (loopback.sin_port == htons(PMAPPORT)) {
-        loopback.sin_port =
-            htons(static_cast<in_port_t>(std::stoi(mapper.substr(mapper.find(':') + 1))));
-    }
-    return static_cast<int>(syscall(SYS_connect, descriptor, &other, size));
+    const std::string mapper = asked("MACHINE_MAPPER") ? std::getenv("MACHINE_MAPPER") : "1";
+    sockaddr_un local{AF_UNIX, ""};
+    mapper.copy(local.sun_path + 1, mapper.size());
+    sockaddr_in loopback;
+    std::memcpy(&loopback, address, sizeof loopback);
+    if (loopback.sin_port == htons(PMAPPORT))
+        loopback.sin_port = htons(static_cast<in_port_t>(std::stoi(mapper)));
+    const bool to_local = address->sa_family == AF_UNIX;
+    return static_cast<int>(syscall(SYS_connect, descriptor,
+                                    to_local ? static_cast<const void *>(&local) : &loopback,
+                                    to_local ? sizeof local : size));
 }
 
 extern "C" int gethostname(char *name, size_t size) noexcept
 {
     std::snprintf(name, size, "%s", asked("MACHINE_NAME") ? std::getenv("MACHINE_NAME") : "vm");
     return 0;
-}
-
-extern "C" int socket(int domain, int type, int protocol) noexcept
-{
-    if (!asked("NO_SOCKET"))
-        return static_cast<int>(syscall(SYS_socket, domain, type, protocol));
-    errno = EMFILE;
-    return -1;
-}
-
-extern "C" pid_t fork() noexcept
-{
-    if (!asked("NO_FORK"))
-        return static_cast<pid_t>(syscall(SYS_fork));
-    errno = EAGAIN;
-    return -1;
 }
 
 void V_ApiInitialize(IntT code)
@@ -149,12 +148,16 @@ void V_ApiInitialize(IntT code)
 void V_ApiCommand(IntT command)
 {
     log("command %d\n", command);
+    for (IntT i = 0; asked("SOAK") && i < command; i++)
+        V_ApiGetInt(0, 0, 577);
 }
 
 void V_ApiNotify(IntT notification, V_ObjHandleT object, StringT text, IntT number)
 {
     if (notification != 75) {
         log("notify %d %u \"%s\" %d\n", notification, object, text, number);
+        if (asked("SOAK"))
+            V_ApiModalDialog(7, 9);
         return;
     }
     const auto *filter = reinterpret_cast<const V_FilterArgsT *>(text);

@@ -15,8 +15,8 @@
 
 #include "apilib/unix/transport/transport.h"
 #include "host/answers/responder.h"
-#include "portmap/mapper_process.h"
-#include "transport/service_process.h"
+#include "support/mapper_process.h"
+#include "support/service_process.h"
 
 namespace velt::test
 {
@@ -25,11 +25,17 @@ namespace
 
 constexpr rpcprog_t other_program = program + 1;
 
+struct Machine : testing::Test {
+    void SetUp() override
+    {
+        if (geteuid() != 0)
+            GTEST_SKIP() << "needs root, to be two users and to have networks of its own";
+    }
+};
+
 // Only root and the user's own processes may speak.
-TEST(Machine, AnotherUserIsTurnedAwayAndReportedOnce)
+TEST_F(Machine, AnotherUserIsTurnedAwayAndReportedOnce)
 {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs root, to be two users";
     ServiceProcess service([] {
         if (setuid(1234) != 0)
             _exit(1);
@@ -92,19 +98,15 @@ void speak_from_two_machines()
     EXPECT_EQ(status, 0);
 }
 
-TEST(Machine, OfOtherMachinesOnlyTheHostsMaySpeak)
+TEST_F(Machine, OfOtherMachinesOnlyTheHostsMaySpeak)
 {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs root, to have networks of its own";
     if (std::system("unshare --net ip link add near type veth peer name far 2>/dev/null") != 0)
         GTEST_SKIP() << "the machine makes no networks with a cable between them";
     EXPECT_EXIT((speak_from_two_machines(), _exit(HasFailure())), testing::ExitedWithCode(0), "");
 }
 
-TEST(Machine, APortMapperOfAnotherUserIsNotBelievedAndDoesNotListen)
+TEST_F(Machine, APortMapperOfAnotherUserIsNotBelievedAndDoesNotListen)
 {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs root, to be two users";
     const auto found = [] {
         return mapper_find(on_loopback(), other_program, 1, IPPROTO_TCP, {60, 0});
     };
@@ -121,10 +123,8 @@ TEST(Machine, APortMapperOfAnotherUserIsNotBelievedAndDoesNotListen)
     EXPECT_EQ(found(), 0);
 }
 
-TEST(Machine, AnotherUsersServiceIsNotCalled)
+TEST_F(Machine, AnotherUsersServiceIsNotCalled)
 {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs root, to be two users";
     // Nothing is accepted: whose the connection is shows by who listens.
     const auto is_refused = [] {
         const bool other = seteuid(1234) == 0;
@@ -145,10 +145,8 @@ struct ListeningConsole : host::Console {
     }
 };
 
-TEST(Machine, ADatagramOfAnotherUserIsTurnedAway)
+TEST_F(Machine, ADatagramOfAnotherUserIsTurnedAway)
 {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs root, to be two users";
     host::Model model;
     host::ModelResponder responder(model);
     ListeningConsole console;

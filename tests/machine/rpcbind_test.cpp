@@ -13,7 +13,7 @@
 #include <string>
 
 #include "apilib/unix/transport/transport.h"
-#include "transport/service_process.h"
+#include "support/service_process.h"
 
 namespace velt::test
 {
@@ -74,9 +74,7 @@ TEST(Rpcbind, OurTransportAndTheRpcLibrarysFindEachOther)
                   std::string::npos);
         EXPECT_TRUE(mapper_unset(program, 1));
     }
-    setenv("VELT_STOCK", "", 0);
-    const ServiceProcess theirs;
-    unsetenv("VELT_STOCK");
+    const ServiceProcess theirs(nullptr, 0, Library::stock);
     EXPECT_TRUE(pmap_set(program, 1, IPPROTO_TCP, theirs.port()));
     found(our_client(0).get());
     EXPECT_TRUE(pmap_unset(program, 1));

@@ -1,10 +1,10 @@
 # What not every machine allows; a test that it refuses says why.
 
 # It becomes users who may write no logs.
-velt_test(machine_test SOURCES machine/machine_test.cpp transport/service_process.cpp
+velt_test(machine_test SOURCES machine/machine_test.cpp support/service_process.cpp
   LINK vqhost-lib LABELS machine no-valgrind)
 
-add_executable(rpcbind_tests machine/rpcbind_test.cpp transport/service_process.cpp main.cpp)
+add_executable(rpcbind_tests machine/rpcbind_test.cpp support/service_process.cpp main.cpp)
 target_include_directories(rpcbind_tests PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
 target_link_libraries(rpcbind_tests PRIVATE velt_options velt-api-static GTest::gtest)
 add_test(NAME rpcbind_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/rpcbind_test.sh

@@ -12,8 +12,8 @@
 #include <string>
 
 #include "apilib/wire/routines.h"
-#include "portmap/mapper_process.h"
-#include "transport/service_process.h"
+#include "support/mapper_process.h"
+#include "support/service_process.h"
 #include "velt/api.h"
 
 namespace velt::host

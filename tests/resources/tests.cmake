@@ -8,10 +8,10 @@ foreach(linkage static shared)
     LINK velt-vde-${linkage})
 endforeach()
 
-velt_test(vqsre_test SOURCES resources/vqsre.cpp LINK velt-vde-static)
-target_compile_definitions(vqsre_test PRIVATE
-  VQSRE="$<TARGET_FILE:vqsre>" VELT_VERSION="${PROJECT_VERSION}")
-add_dependencies(vqsre_test vqsre)
+set(vqsre ${PROJECT_SOURCE_DIR}/tools/vqsre)
+set_source_files_properties(${vqsre}/main.cpp PROPERTIES COMPILE_DEFINITIONS main=vqsre_main)
+velt_test(vqsre_test SOURCES resources/vqsre.cpp
+  ${vqsre}/main.cpp ${vqsre}/source.cpp ${vqsre}/sre.cpp LINK velt-tools)
 
 get_target_property(vqhome shelfwise-resources VELT_VQHOME)
 velt_test(labels_test SOURCES resources/labels.cpp LINK velt-vde-static)

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -45,6 +46,7 @@ TEST(Soak, NothingGrows)
     Options options;
     // However long it takes.
     options.start_limit = options.turn_limit = options.exit_limit = std::chrono::hours(1);
+    setenv("SOAK", "", 1);
     Host host(std::move(options), responder, console);
     Client &client = host.start(SOAK_CLIENT, 1, "soak");
     ASSERT_TRUE(host.initialise(client, 1));

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "apilib/wire/routines.h"
-#include "transport/service_process.h"
+#include "support/service_process.h"
 
 using namespace velt::test;
 

@@ -1,6 +1,4 @@
-// What a peer does to a service and to a caller, and what they may not suffer from it. Run with
-// VELT_STOCK=1 both are the RPC library's own: then all but the interoperation, what is late and
-// the record reader's fail.
+// What a peer does to a service and to a caller, and what they may not suffer from it.
 
 #include <gtest/gtest.h>
 
@@ -19,7 +17,7 @@
 
 #include "apilib/unix/transport/record.h"
 #include "apilib/wire/routines.h"
-#include "transport/service_process.h"
+#include "support/service_process.h"
 #include "velt/api.h"
 
 namespace velt::test
@@ -40,25 +38,45 @@ IntT call_for_int(CLIENT *client, Procedure procedure)
     return answer;
 }
 
-// Others are served while one peer stops half way, drips, does not read or is not one at all.
-
-TEST(Service, ABadPeerHoldsUpNobody)
+// However slow the machine is.
+void with_patience()
 {
-    ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 3600); });
+    V_ApiSetLimit(V_limit_record_seconds, 3600);
+}
+
+// Peers that stop half way, drip, lie about lengths, flood with what is no record or do not read.
+TEST(Service, AHostilePeerHoldsUpNobodyAndGrowsNothing)
+{
+    ServiceProcess service(with_patience);
     const Client other = stock_client(service.port());
-    Peer stops(service.port()), drips(service.port()), deaf(service.port());
+    ASSERT_TRUE(ping(other.get()));
+    const long before = service.status("VmPeak");
+    Peer stops(service.port()), drips(service.port()), lies(service.port());
     ASSERT_TRUE(stops.send("\x80"));
-    const std::string call = fragment(head(NULLPROC));
-    // Answers that it never reads, until the service takes no more of its calls.
-    const std::string large = fragment(head(echo) + words({100000}) + std::string(100000, 'a'));
-    fcntl(deaf.descriptor(), F_SETFL, O_NONBLOCK);
-    for (int i = 0; i < 500; i++)
-        deaf.send(large);
-    for (const char byte : call) {
+    for (const char byte : fragment(head(NULLPROC))) {
         ASSERT_TRUE(drips.send(std::string(1, byte)));
         EXPECT_TRUE(ping(other.get()));
     }
     EXPECT_EQ(drips.receive(28), null_reply());
+    for (rpcproc_t procedure : {echo, count})
+        for (UIntT length : {0x10000000u, 0x3FFFFFFFu, 0x40000000u, 0xFFFFFFFFu}) {
+            ASSERT_TRUE(lies.send(fragment(head(procedure) + words({length, 0}))));
+            EXPECT_EQ(lies.receive(28), fragment(words({7, 1, 0, 0, 0, 4})));
+        }
+    std::string calls;
+    while (calls.size() < 200'000)
+        calls += fragment(head(NULLPROC));
+    const std::string large = fragment(head(echo) + words({100000}) + std::string(100000, 'a'));
+    std::vector<Peer> floods;
+    for (const std::string &flood : {std::string(8192, '\0'), calls, large}) {
+        Peer &peer = floods.emplace_back(service.port());
+        fcntl(peer.descriptor(), F_SETFL, O_NONBLOCK);
+        for (int i = 0; i < 500; i++) {
+            peer.send(flood);
+            EXPECT_TRUE(i % 5 || ping(other.get()));
+        }
+    }
+    EXPECT_LT(service.status("VmPeak") - before, 65536);
 }
 
 TEST(Service, TakesRecordsInAnyCut)
@@ -86,7 +104,7 @@ TEST(Service, TakesRecordsInAnyCut)
 
 TEST(Service, EndsConnectionsThatCannotGoOn)
 {
-    ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 3600); });
+    ServiceProcess service(with_patience);
     Peer too_long(service.port()), no_call(service.port());
     ASSERT_TRUE(too_long.send(words({0x84000001})));
     ASSERT_TRUE(no_call.send(fragment("GET / HTTP/1.0\r\n\r\n")));
@@ -121,49 +139,13 @@ TEST(Service, ItsOwnPauseMakesNoPeerLate)
         EXPECT_TRUE(each->receive(28).ends_with(null_reply().substr(4)));
 }
 
-TEST(Service, ALengthIsNotBelieved)
-{
-    ServiceProcess service;
-    Peer peer(service.port());
-    EXPECT_TRUE(peer.ping());
-    const long before = service.status("VmPeak");
-    for (rpcproc_t procedure : {echo, count})
-        for (UIntT length : {0x10000000u, 0x3FFFFFFFu, 0x40000000u, 0xFFFFFFFFu}) {
-            ASSERT_TRUE(peer.send(fragment(head(procedure) + words({length, 0}))));
-            EXPECT_EQ(peer.receive(28), fragment(words({7, 1, 0, 0, 0, 4})));
-        }
-    EXPECT_LT(service.status("VmPeak") - before, 1024);
-}
-
-// Bytes without end are no record, and nothing is kept of them.
-TEST(Service, AFloodGrowsNothingAndHoldsUpNobody)
-{
-    ServiceProcess service([] { V_ApiSetLimit(V_limit_record_seconds, 3600); });
-    const Client other = stock_client(service.port());
-    ASSERT_TRUE(ping(other.get()));
-    const long before = service.status("VmPeak");
-    std::string calls;
-    while (calls.size() < 2'000'000)
-        calls += fragment(head(NULLPROC));
-    for (const std::string &flood : {std::string(8192, '\0'), calls}) {
-        Peer peer(service.port());
-        fcntl(peer.descriptor(), F_SETFL, O_NONBLOCK);
-        for (int i = 0; i < 100; i++) {
-            peer.send(flood);
-            EXPECT_TRUE(ping(other.get()));
-        }
-    }
-    EXPECT_LT(service.status("VmPeak") - before, 65536);
-}
-
 // Many small records that come behind a long one cost no more than their bytes.
 TEST(Service, WhatComesBehindARecordIsNotMovedAgainAndAgain)
 {
     const auto processor_time_behind = [](std::size_t bytes) {
         constexpr std::size_t count = 500'000;
-        int ends[2];
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-        Peer from(ends[0]), to(ends[1]);
+        const auto [one_end, other_end] = connected_sockets();
+        Peer from(one_end), to(other_end);
         std::string small;
         while (small.size() < 8 * count)
             small += fragment("abcd");
@@ -272,39 +254,6 @@ TEST(Service, AClosedConnectionIsNoSignal)
     EXPECT_TRUE(ping(other.get()));
 }
 
-// A peer of a caller: does what it is told with the connection, then waits for its end.
-class Answering
-{
-public:
-    explicit Answering(const std::function<void(Peer &)> &act)
-    {
-        const auto [listener, port] = socket_on_loopback();
-        port_ = port;
-        thread_ = std::thread([this, act, listening = listener] {
-            // The caller's thread is the one that hears of signals.
-            sigset_t all;
-            sigfillset(&all);
-            pthread_sigmask(SIG_SETMASK, &all, nullptr);
-            Peer peer(accept(listening, nullptr, nullptr));
-            act(peer);
-            over_.wait(false);
-            close(listening);
-        });
-    }
-    ~Answering()
-    {
-        over_ = true;
-        over_.notify_one();
-        thread_.join();
-    }
-    in_port_t port() const { return port_; }
-
-private:
-    in_port_t port_;
-    std::atomic<bool> over_ = false;
-    std::thread thread_;
-};
-
 template <class F>
 void takes_a_second(F act)
 {
@@ -315,9 +264,51 @@ void takes_a_second(F act)
     EXPECT_LE(took, ages);
 }
 
-// To a port on which nobody accepts, so that the kernel soon answers no more.
-void connecting_takes_a_second()
+volatile std::sig_atomic_t alarms;
+
+// Nor does a signal make it longer or shorter.
+TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
 {
+    struct sigaction action {
+    };
+    action.sa_handler = [](int) { alarms = alarms + 1; };
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval timer{{0, 100'000}, {0, 100'000}}, off{};
+    Server deaf([](Peer &) {});
+    Server drips([](Peer &peer) {
+        for (std::size_t i = 0; peer.send(fragment("", false).substr(i % 4, 1)); i++)
+            std::this_thread::sleep_for(20ms);
+    });
+    Server floods([](Peer &peer) {
+        std::string stale;
+        while (stale.size() < 100'000)
+            stale += null_reply(1);
+        while (peer.send(stale))
+            ;
+    });
+    // Takes its time to read, and does not answer.
+    Server slow([](Peer &peer) {
+        std::this_thread::sleep_for(100ms);
+        peer.receive(20'000'000);
+    });
+    const std::string large(20'000'000, 'a');
+    for (const Server *peer : {&deaf, &drips, &floods, &slow}) {
+        setitimer(ITIMER_REAL, peer == &deaf ? &timer : &off, nullptr);
+        const Client client = our_client(peer->port());
+        const std::string text = peer == &slow ? large : "a";
+        takes_a_second([&] {
+            EXPECT_EQ(call_echo(client.get(), text, nullptr, {1, 0}), RPC_TIMEDOUT);
+        });
+    }
+    EXPECT_GE(std::exchange(alarms, 0), 1);
+    const Client client = our_client(deaf.port());
+    timeval second{1, 0};
+    ASSERT_TRUE(clnt_control(client.get(), CLSET_TIMEOUT, reinterpret_cast<char *>(&second)));
+    takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), large, nullptr), RPC_TIMEDOUT); });
+    EXPECT_EQ(call_echo(client.get(), "a", nullptr), RPC_CANTSEND);
+
+    // To a port on which nobody accepts, so that the kernel soon answers no more.
+    setitimer(ITIMER_REAL, &timer, nullptr);
     const auto [listener, port] = socket_on_loopback(SOCK_STREAM, 0);
     const Peer full(listener), first(port);
     std::vector<Client> more;
@@ -325,47 +316,8 @@ void connecting_takes_a_second()
         EXPECT_THROW(for (;;) more.push_back(our_client(at, {1, 0})), std::runtime_error);
         EXPECT_EQ(rpc_createerr.cf_stat, RPC_TIMEDOUT);
     });
-}
-
-TEST(Caller, ATimeLimitIsOneWhateverThePeerDoes)
-{
-    std::atomic<bool> over = false;
-    Answering drips([&over](Peer &peer) {
-        for (std::size_t i = 0; !over; i++) {
-            peer.send(fragment("", false).substr(i % 4, 1));
-            std::this_thread::sleep_for(20ms);
-        }
-    });
-    Answering floods([&over](Peer &peer) {
-        std::string stale;
-        while (stale.size() < 100'000)
-            stale += null_reply(1);
-        while (!over && peer.send(stale))
-            ;
-    });
-    // Takes its time to read, and does not answer.
-    Answering slow([](Peer &peer) {
-        std::this_thread::sleep_for(100ms);
-        peer.receive(20'000'000);
-    });
-    Answering deaf([](Peer &) {});
-
-    const std::string large(20'000'000, 'a');
-    for (const Answering *peer : {&drips, &floods, &slow}) {
-        const Client client = our_client(peer->port());
-        const std::string text = peer == &slow ? large : "a";
-        takes_a_second([&] {
-            EXPECT_EQ(call_echo(client.get(), text, nullptr, {1, 0}), RPC_TIMEDOUT);
-        });
-    }
-    over = true;
-    const Client client = our_client(deaf.port());
-    timeval second{1, 0};
-    ASSERT_TRUE(clnt_control(client.get(), CLSET_TIMEOUT, reinterpret_cast<char *>(&second)));
-    takes_a_second([&] { EXPECT_EQ(call_echo(client.get(), large, nullptr), RPC_TIMEDOUT); });
-    EXPECT_EQ(call_echo(client.get(), "a", nullptr), RPC_CANTSEND);
-
-    connecting_takes_a_second();
+    EXPECT_GE(alarms, 1);
+    setitimer(ITIMER_REAL, &off, nullptr);
 }
 
 // What is refused is refused before any of it is sent, and the connection is as good as before.
@@ -383,19 +335,24 @@ TEST(Caller, ATooLongArgumentOrAnswerIsRefused)
     EXPECT_EQ(V_ApiGetLimit(V_limit_none), 0U);
 }
 
+// What an answer to an echo of so many bytes begins with, after the call has come.
+std::string answer_begun(Peer &peer, UIntT length = 4)
+{
+    return peer.receive(44 + 8).substr(4, 4) + words({1, 0, 0, 0, 0, length});
+}
+
 // Of an answer above the limit, in fragments or not, all bytes are skipped, and only its call
 // fails.
 TEST(Caller, AnAnswerAboveTheLimitFailsItsOwnCall)
 {
     const UIntT before = V_ApiGetLimit(V_limit_record_in);
     V_ApiSetLimit(V_limit_record_in, 100'000);
-    Answering huge([](Peer &peer) {
-        const auto answered = [&peer] { return peer.receive(44 + 8).substr(4, 4); };
-        const std::string head = words({1, 0, 0, 0, 0, 4}), bytes(90'000, 'x');
-        peer.send(fragment(answered() + head + std::string(3'000'000, 'x')));
-        peer.send(fragment(answered() + head, false) + fragment(bytes, false) +
+    Server huge([](Peer &peer) {
+        const std::string bytes(90'000, 'x');
+        peer.send(fragment(answer_begun(peer, 3'000'000) + std::string(3'000'000, 'x')));
+        peer.send(fragment(answer_begun(peer, 270'000), false) + fragment(bytes, false) +
                   fragment(bytes, false) + fragment("", false) + fragment(bytes));
-        peer.send(fragment(answered() + head + "last"));
+        peer.send(fragment(answer_begun(peer) + "last"));
     });
     const Client client = our_client(huge.port());
     std::string answer;
@@ -408,13 +365,9 @@ TEST(Caller, AnAnswerAboveTheLimitFailsItsOwnCall)
 
 TEST(Caller, ALateAnswerIsNotTheNextCalls)
 {
-    Answering late([](Peer &peer) {
-        const std::string first = peer.receive(44 + 8), second = peer.receive(44 + 8);
-        const auto reply = [](const std::string &to, const char *text) {
-            return fragment(to + words({1, 0, 0, 0, 0, 4}) + text);
-        };
-        peer.send(reply(first.substr(4, 4), "old!"));
-        peer.send(reply(second.substr(4, 4), "new!"));
+    Server late([](Peer &peer) {
+        const std::string first = answer_begun(peer), second = answer_begun(peer);
+        peer.send(fragment(first + "old!") + fragment(second + "new!"));
     });
     const Client client = our_client(late.port());
     std::string answer;
@@ -426,63 +379,28 @@ TEST(Caller, ALateAnswerIsNotTheNextCalls)
 TEST(Caller, AClosedConnectionIsAnErrorAndNoSignal)
 {
     std::signal(SIGPIPE, SIG_DFL);
-    Answering closes([](Peer &peer) { Peer gone(std::move(peer)); });
+    Server closes([](Peer &peer) { shutdown(peer.descriptor(), SHUT_RDWR); });
     const Client client = our_client(closes.port());
     for (int i = 0; i < 3; i++)
         EXPECT_NE(call_echo(client.get(), std::string(100'000, 'a'), nullptr), RPC_SUCCESS);
 }
 
-volatile std::sig_atomic_t alarms;
-
-TEST(Caller, SignalsComeDuringACallAndWhileConnecting)
-{
-    struct sigaction action {
-    };
-    action.sa_handler = [](int) { alarms = alarms + 1; };
-    sigaction(SIGALRM, &action, nullptr);
-    Answering deaf([](Peer &) {});
-    const Client client = our_client(deaf.port());
-    alarms = 0;
-    const itimerval timer{{0, 100'000}, {0, 100'000}};
-    setitimer(ITIMER_REAL, &timer, nullptr);
-    takes_a_second([&] {
-        EXPECT_EQ(call_echo(client.get(), "a", nullptr, {1, 0}), RPC_TIMEDOUT);
-        EXPECT_GE(alarms, 1);
-    });
-    alarms = 0;
-    connecting_takes_a_second();
-    EXPECT_GE(alarms, 1);
-    const itimerval off{};
-    setitimer(ITIMER_REAL, &off, nullptr);
-}
-
 // With the RPC library at the other end, in both directions.
-void echo_sizes(std::initializer_list<std::size_t> sizes)
+TEST(Interoperation, CallsOfEverySize)
 {
     ServiceProcess ours;
     const Client theirs = stock_client(ours.port());
-    setenv("VELT_STOCK", "", 0);
-    ServiceProcess stock_service;
-    unsetenv("VELT_STOCK");
+    ServiceProcess stock_service(nullptr, 0, Library::stock);
     const Client our = our_client(stock_service.port());
     for (CLIENT *client : {theirs.get(), our.get()})
-        for (std::size_t size : sizes) {
+        for (std::size_t size :
+             {0u, 1u, 4u, 1000u, 16'380u, 32'720u, 32'768u, 100'000u, 8u << 20}) {
             std::string text(size, 'a'), answer;
             for (std::size_t i = 0; i < size; i += 97)
                 text[i] = static_cast<char>('b' + i % 23);
             ASSERT_EQ(call_echo(client, text, &answer), RPC_SUCCESS) << size;
             ASSERT_TRUE(answer == text) << size;
         }
-}
-
-TEST(Interoperation, SmallCalls)
-{
-    echo_sizes({0, 1, 4, 1000});
-}
-
-TEST(Interoperation, LargeCalls)
-{
-    echo_sizes({16'380, 32'720, 32'768, 100'000, 8 << 20});
 }
 
 } // namespace

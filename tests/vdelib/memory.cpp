@@ -7,6 +7,7 @@ namespace
 
 using Memory = FreshInstance;
 using Handles = FreshInstance;
+using Failure = FreshInstance;
 
 constexpr UIntT too_large = 100000000;
 
@@ -86,7 +87,6 @@ TEST_F(Memory, ExhaustionKeepsTheOldBlockOrRunsTheExitHandler)
     EXPECT_ABORT(V_Alloc(1, 3), "exhausted\n");
     EXPECT_ABORT(V_Calloc(1, 1, 1), "exhausted\n");
     EXPECT_ABORT(V_Realloc(block.get(), 2, 1), "exhausted\n");
-    EXPECT_ABORT(VdeFail(), "");
 }
 
 TEST_F(Handles, KeepSizeAndContent)
@@ -138,6 +138,46 @@ TEST_F(Handles, CompareAndCopy)
     EXPECT_ABORT(V_UnlockHandle(nullptr), "");
     EXPECT_ABORT(V_DuplicateHandle(nullptr, &four), "");
     EXPECT_ABORT(V_ClearHandle(nullptr), "");
+}
+
+void report()
+{
+    std::fputs("handler\n", stderr);
+}
+
+TEST_F(Failure, EndsTheProcessAfterTheInstalledHandler)
+{
+    EXPECT_ABORT(VdeFail(), "");
+    EXPECT_ABORT(VdeEnforcement(), "");
+    const VdeRoutineT none = V_SetAssert(nullptr);
+    EXPECT_ABORT(none(), "");
+    EXPECT_EQ(V_SetAssert(report), none);
+    EXPECT_ABORT(VdeFail(), "handler\n");
+    EXPECT_ABORT(VdeEnforcement(), "handler\n");
+    EXPECT_EQ(V_SetAssert(nullptr), report);
+    EXPECT_ABORT(VdeFail(), "");
+}
+
+TEST_F(Failure, EnforcementIsLenientOnlyUntilTheNextInitialisation)
+{
+    EXPECT_EQ(VdeSetStrictEnforcement(0), 1);
+    EXPECT_EQ(VdeEnforcement(), 1);
+    EXPECT_EQ(VdeSetStrictEnforcement(0), 1);
+    EXPECT_EQ(VdeSetStrictEnforcement(256), 1);
+    EXPECT_EQ(VdeInstance->strictEnforcement, 1);
+    VdeSetStrictEnforcement(0);
+    V_SetAssert(nullptr);
+    EXPECT_ABORT(VdeEnforcement(), "");
+}
+
+TEST_F(Failure, InitialisingAgainKeepsTheRecord)
+{
+    V_SetDSExit(report);
+    VdeInstanceT *const instance = VdeInstance;
+    EXPECT_EQ(instance->srIndex, nullptr);
+    VdeInstanceInit();
+    EXPECT_EQ(VdeInstance, instance);
+    EXPECT_EQ(instance->dsExitHandler, report);
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 velt_test(vdelib_core SOURCES
-  vdelib/failure.cpp vdelib/memory.cpp vdelib/strings.cpp vdelib/formatted.cpp vdelib/quire.cpp
+  vdelib/memory.cpp vdelib/strings.cpp vdelib/formatted.cpp vdelib/quire.cpp
   support/heap.cpp LINK velt-vde-static)
 velt_test(vdelib_files SOURCES
   vdelib/paths.cpp vdelib/channel.cpp vdelib/exhaustion.cpp support/heap.cpp

@@ -1,4 +1,4 @@
-#include "transport/service_process.h"
+#include "support/service_process.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +15,7 @@
 #include <ctime>
 #include <fstream>
 #include <stdexcept>
+#include <vector>
 
 #include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"
@@ -30,6 +31,7 @@ int nested;
 time_t skipped;        // by the clock
 int still_wanted = -1; // a pipe of which the test closes the other end
 bool over;
+Library library;
 
 template <class T>
 void reply(SVCXPRT *transport, T value)
@@ -52,7 +54,8 @@ template <class T, class Answer>
 void answer(SVCXPRT *transport, bool_t (*stock_routine)(XDR *, T *), Answer make)
 {
     T value{};
-    const auto decode = stock() ? reinterpret_cast<xdrproc_t>(stock_routine) : routine<T>();
+    const auto decode =
+        library == Library::stock ? reinterpret_cast<xdrproc_t>(stock_routine) : routine<T>();
     if (svc_getargs(transport, decode, reinterpret_cast<char *>(&value)))
         reply(transport, make(value));
     else
@@ -62,7 +65,7 @@ void answer(SVCXPRT *transport, bool_t (*stock_routine)(XDR *, T *), Answer make
 
 void serve_once(int limit)
 {
-    if (!stock()) {
+    if (library == Library::ours) {
         transport_wait(nullptr, limit);
         return transport_dispatch();
     }
@@ -113,7 +116,7 @@ void dispatch(svc_req *request, SVCXPRT *transport)
 {
     SVCXPRT *service;
     still_wanted = alive;
-    if (stock()) {
+    if (library == Library::stock) {
         service = svctcp_create(RPC_ANYSOCK, 0, 0);
         svc_register(service, program, 1, dispatch, 0);
     } else {
@@ -131,7 +134,7 @@ void dispatch(svc_req *request, SVCXPRT *transport)
     close(tell);
     while (!over)
         serve_once(1000);
-    if (stock())
+    if (library == Library::stock)
         _exit(0);
     transport_unwatch(alive);
     svc_destroy(service);
@@ -152,12 +155,8 @@ void ServiceProcess::go_on() const
     kill(id_, SIGCONT);
 }
 
-bool stock()
-{
-    return std::getenv("VELT_STOCK") != nullptr;
-}
-
-ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t allowed)
+ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t allowed,
+                               Library whose)
 {
     int tell[2], alive[2];
     if (pipe(tell) != 0 || pipe(alive) != 0)
@@ -167,6 +166,7 @@ ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t al
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         close(tell[0]);
         close(alive[1]);
+        library = whose;
         if (before)
             before();
         serve(tell[1], alive[0], allowed);
@@ -181,8 +181,10 @@ ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t al
 
 ServiceProcess::~ServiceProcess()
 {
-    close(alive_);
+    // In this order: a SIGCONT would undo the stop by which the leak checker at its end looks at
+    // it.
     go_on();
+    close(alive_);
     int status = -1;
     waitpid(id_, &status, 0);
     EXPECT_EQ(status, 0) << "the service's";
@@ -220,6 +222,13 @@ std::pair<int, in_port_t> socket_on_loopback(int type, int backlog)
     }
     EXPECT_EQ(getsockname(made, generic, &size), 0);
     return {made, ntohs(address.sin_port)};
+}
+
+std::pair<int, int> connected_sockets()
+{
+    int ends[2];
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    return {ends[0], ends[1]};
 }
 
 Peer::Peer(in_port_t port, in_addr_t to, in_addr_t from)
@@ -262,6 +271,24 @@ std::string Peer::receive(std::size_t size, milliseconds limit)
     return bytes;
 }
 
+std::string Peer::receive_record()
+{
+    constexpr UIntT last = 0x80000000;
+    constexpr std::chrono::hours for_ever(24);
+    std::string record;
+    for (UIntT mark = 0; !(mark & last);) {
+        const std::string head = receive(4, for_ever);
+        if (head.size() < 4)
+            return "";
+        mark = word_at(head, 0);
+        const std::size_t end = record.size() + (mark & ~last);
+        record += receive(mark & ~last, for_ever);
+        if (record.size() < end)
+            return "";
+    }
+    return record;
+}
+
 bool Peer::closed(milliseconds limit)
 {
     pollfd wait{descriptor_, POLLIN, 0};
@@ -273,6 +300,49 @@ bool Peer::closed(milliseconds limit)
 bool Peer::ping()
 {
     return send(fragment(head(NULLPROC))) && receive(28) == null_reply();
+}
+
+Server::Server(Act act, std::pair<int, in_port_t> socket)
+    : act_(std::move(act)), socket_(socket.first), port_(socket.second),
+      thread_([this] { serve(); })
+{
+}
+
+Server::~Server()
+{
+    over_ = true;
+    for (const int waits : {socket_, current_.load()})
+        shutdown(waits, SHUT_RDWR);
+    thread_.join();
+}
+
+void Server::serve()
+{
+    // The caller's thread is the one that hears of signals.
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, nullptr);
+    Peer own(socket_);
+    int listens = 0;
+    socklen_t size = sizeof listens;
+    getsockopt(socket_, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size);
+    if (!listens)
+        return act_(own);
+    std::vector<Peer> kept;
+    while (!over_) {
+        current_ = accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
+        Peer &peer = kept.emplace_back(current_);
+        if (!over_)
+            act_(peer);
+    }
+}
+
+UIntT word_at(const std::string &bytes, std::size_t offset)
+{
+    UIntT value = 0;
+    for (std::size_t i = 0; i < 4; i++)
+        value = value << 8 | static_cast<UCharT>(bytes.at(offset + i));
+    return value;
 }
 
 std::string words(std::initializer_list<UIntT> values)
@@ -289,9 +359,10 @@ std::string fragment(const std::string &bytes, bool last)
     return words({static_cast<UIntT>(bytes.size()) | (last ? 0x80000000 : 0)}) + bytes;
 }
 
-std::string head(rpcproc_t procedure, UIntT id)
+std::string head(rpcproc_t procedure, UIntT id, rpcprog_t to, rpcvers_t version)
 {
-    return words({id, 0, 2, program, 1, static_cast<UIntT>(procedure), 0, 0, 0, 0});
+    return words({id, 0, 2, static_cast<UIntT>(to), static_cast<UIntT>(version),
+                  static_cast<UIntT>(procedure), 0, 0, 0, 0});
 }
 
 std::string null_reply(UIntT id)
@@ -315,8 +386,6 @@ Client stock_client(in_port_t port, u_int buffer)
 
 Client our_client(in_port_t port, timeval limit)
 {
-    if (stock())
-        return stock_client(port);
     return connected(transport_connect(on_loopback(port), program, 1, limit));
 }
 

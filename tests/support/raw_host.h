@@ -3,19 +3,20 @@
 #pragma once
 
 #include "api/samples.h"
-#include "transport/service_process.h"
+#include "support/service_process.h"
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
+using velt::test::word_at;
 using velt::test::words;
 
 constexpr rpcprog_t host_program = 0x20000100;
@@ -29,7 +30,7 @@ struct HostCall {
 };
 
 struct HostReply {
-    enum Kind { answer, silence, hang_up } kind = answer;
+    enum Kind { answer, hang_up } kind = answer;
     Bytes body;
     UIntT accept_status = 0; // 0 success, 1 unknown program, 3 unknown procedure
 };
@@ -40,8 +41,7 @@ public:
     using Answerer = std::function<HostReply(const HostCall &)>;
 
     // Serves the sockets, which are its own from now on: those that listen, and datagrams.
-    RawServer(std::vector<int> listeners, Answerer answerer);
-    ~RawServer();
+    RawServer(const std::vector<int> &sockets, Answerer answerer);
 
     void answer(Answerer answerer);
     // The next call not yet taken.
@@ -50,34 +50,24 @@ public:
     bool idle();
 
 private:
-    void serve();
-    bool serve_one(int connection);
-    void serve_datagram(int socket);
-    // The answer to a call; none for a call that gets none, and the kind then.
-    HostReply::Kind answered(const Bytes &call, Bytes &reply);
+    void serve(velt::test::Peer &peer);
+    HostReply answered(const Bytes &call);
 
-    std::vector<int> listeners_;
-    int stop_[2];
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::deque<HostCall> calls_;
     Answerer answerer_;
-    std::thread thread_;
+    std::list<velt::test::Server> servers_;
 };
 
 // A host of plain sockets, which is registered with the session's port mapper.
 class RawHost : public RawServer
 {
 public:
-    RawHost();
+    explicit RawHost(std::pair<int, in_port_t> listener = velt::test::socket_on_loopback());
     ~RawHost();
 
-    in_port_t port() const { return port_; }
-
-private:
-    explicit RawHost(std::pair<int, in_port_t> listener);
-
-    in_port_t port_;
+    const in_port_t port;
 };
 
 // A port mapper of plain sockets, the session's or the machine's: it says yes to whatever it is
@@ -86,22 +76,16 @@ class RawMapper
 {
 public:
     explicit RawMapper(const RawHost &host);
-    ~RawMapper();
 
-    std::string as_sessions() const { return std::to_string(port_); }
-    // For a client that takes this one for the machine's.
-    std::string as_machines() const { return path_ + ":" + as_sessions(); }
+    // For a client that takes this one for the session's or for the machine's.
+    const std::string &name() const { return name_; }
     // The port that was registered last.
     in_port_t registered() const { return registered_; }
     // What it was told, a line each: version, procedure, argument.
     std::string told();
 
 private:
-    std::string path_;
-    in_port_t port_;
+    std::string name_;
     std::atomic<in_port_t> registered_ = 0;
     std::optional<RawServer> server_;
 };
-
-// The big-endian word there.
-UIntT word_at(const Bytes &bytes, std::size_t offset);

@@ -1,4 +1,4 @@
-// A service in a process of its own, and raw peers for it.
+// A service in a process of its own, and peers of plain sockets for services and callers.
 #pragma once
 
 #include <netinet/in.h>
@@ -6,11 +6,13 @@
 #include <sys/socket.h>
 #include <sys/types.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "velt/wire.h"
@@ -38,15 +40,15 @@ enum Procedure : rpcproc_t {
 // What only a hang takes.
 constexpr milliseconds ages(120'000);
 
-// With VELT_STOCK in the environment services and callers are the RPC library's own, to show what
-// that does.
-bool stock();
+// Whose the transport of a service is.
+enum class Library { ours, stock };
 
 class ServiceProcess
 {
 public:
     // `allowed` is another machine that may speak to it.
-    explicit ServiceProcess(const std::function<void()> &before = nullptr, in_addr_t allowed = 0);
+    explicit ServiceProcess(const std::function<void()> &before = nullptr, in_addr_t allowed = 0,
+                            Library library = Library::ours);
     ServiceProcess(const ServiceProcess &) = delete;
     ServiceProcess &operator=(const ServiceProcess &) = delete;
     // Ends it in order.
@@ -69,6 +71,9 @@ private:
 // A new socket of this machine, which listens if it is of the stream kind, and its port.
 std::pair<int, in_port_t> socket_on_loopback(int type = SOCK_STREAM, int backlog = 64);
 
+// Two sockets that are connected.
+std::pair<int, int> connected_sockets();
+
 // A socket that sends and receives bytes as a test says.
 class Peer
 {
@@ -84,6 +89,8 @@ public:
     bool send(const std::string &bytes);
     // Up to `size` bytes; fewer at the end of the connection or when the time is over.
     std::string receive(std::size_t size, milliseconds limit = ages);
+    // A whole record; none at the end of the connection.
+    std::string receive_record();
     bool closed(milliseconds limit = ages);
     // Whether a null call is answered.
     bool ping();
@@ -92,11 +99,38 @@ private:
     int descriptor_;
 };
 
+// Does what it is told with each connection to it, one after the other, or with its socket if that
+// is for datagrams. The connections stay until it ends, which ends them.
+class Server
+{
+public:
+    using Act = std::function<void(Peer &)>;
+
+    explicit Server(Act act, std::pair<int, in_port_t> socket = socket_on_loopback());
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
+    ~Server();
+
+    in_port_t port() const { return port_; }
+
+private:
+    void serve();
+
+    Act act_;
+    int socket_;
+    in_port_t port_;
+    std::atomic<int> current_ = -1;
+    std::atomic<bool> over_ = false;
+    std::thread thread_;
+};
+
+// Words in the order of the wire, and the one there.
 std::string words(std::initializer_list<UIntT> values);
+UIntT word_at(const std::string &bytes, std::size_t offset);
 // One fragment with its mark.
 std::string fragment(const std::string &bytes, bool last = true);
 // The head of a call, as far as its arguments; the reply to a null call.
-std::string head(rpcproc_t procedure, UIntT id = 7);
+std::string head(rpcproc_t procedure, UIntT id = 7, rpcprog_t to = program, rpcvers_t version = 1);
 std::string null_reply(UIntT id = 7);
 
 struct DestroyClient {
