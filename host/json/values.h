@@ -12,13 +12,12 @@
 #include <nlohmann/json.hpp>
 
 #include "apilib/wire/fields.h"
+#include "host/json/json.h"
 #include "host/json/node.h"
 #include "host/values/owned.h"
 
 namespace velt::host
 {
-
-using Json = nlohmann::ordered_json;
 
 // Writes a value to `out`, which is told of each part in order: a JsonWriter, or a JsonTree.
 template <class T, class Out, class ToUtf8>

@@ -34,7 +34,7 @@ clnt_stat Connection::send(const Procedure &procedure, void *argument)
     constexpr timeval no_wait{0, 0};
     char nothing = 0;
     const clnt_stat sent =
-        clnt_call(handle_, procedure.number, procedure.argument.routine,
+        clnt_call(handle_, procedure.number, procedure.argument.routine(),
                   static_cast<caddr_t>(argument), routine<void>(), &nothing, no_wait);
     return sent == RPC_TIMEDOUT ? RPC_SUCCESS : sent;
 }

@@ -4,6 +4,7 @@
 
 #include "apilib/wire/routines.h"
 #include "host/session/tracing.h"
+#include "host/trace/trace.h"
 
 namespace velt::host
 {

@@ -7,7 +7,7 @@
 
 #include "common/interrupts.h"
 #include "host/portmap/portmap.h"
-#include "host/trace/trace.h"
+#include "host/trace/sink.h"
 
 namespace velt::host
 {

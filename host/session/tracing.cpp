@@ -1,5 +1,7 @@
 #include "host/session/tracing.h"
 
+#include "host/trace/trace.h"
+
 namespace velt::host
 {
 namespace

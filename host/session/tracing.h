@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/session/client.h"
-#include "host/trace/trace.h"
+#include "host/trace/sink.h"
 
 namespace velt::host
 {

@@ -8,7 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "host/json/values.h"
+#include <nlohmann/json.hpp>
+
+#include "host/json/json.h"
 #include "host/values/text.h"
 
 namespace velt::host
@@ -32,8 +34,6 @@ struct TraceEvent {
     std::string outcome = {}; // empty while a call of the host is under way
     std::optional<std::chrono::nanoseconds> duration = {};
 };
-
-using TraceSink = std::function<void(const TraceEvent &)>;
 
 // With every text in UTF-8.
 Json decoded(const Json &value, const SessionText &text);

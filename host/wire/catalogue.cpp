@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "apilib/wire/routines.h"
+#include "host/json/values.h"
 
 namespace velt::host
 {
@@ -29,38 +30,43 @@ Json json_of(void *message)
 }
 
 template <class T>
-MessageType type_of()
+bool_t code(XDR *xdrs, void *message)
 {
-    return {sizeof(T), routine<T>(), json_of<T>, status_of<T>};
+    return typed_routine<T>(xdrs, static_cast<T *>(message));
 }
 
+template <class T>
+constexpr MessageType type_of{sizeof(T), code<T>, json_of<T>, status_of<T>};
 template <>
-MessageType type_of<void>()
-{
-    return {0, routine<void>(), [](void *) { return Json(); },
-            [](void *) -> IntT * { return nullptr; }};
-}
+constexpr MessageType type_of<void>{0, code<void>, [](void *) { return Json(); },
+                                    [](void *) -> IntT * { return nullptr; }};
+
+constexpr Procedure of_host[] = {
+#define V_PROCEDURE(number, stub, argument, result)                                                \
+    {number, #stub, type_of<argument>, type_of<result>},
+#include "velt/tables/procedures.def"
+};
+
+constexpr Procedure of_client[] = {
+#define V_CALLBACK(number, handler, argument) {number, #handler, type_of<argument>, type_of<void>},
+#include "velt/tables/callbacks.def"
+};
 
 } // namespace
 
 std::span<const Procedure> host_procedures()
 {
-    static const Procedure rows[] = {
-#define V_PROCEDURE(number, stub, argument, result)                                                \
-    {number, #stub, type_of<argument>(), type_of<result>()},
-#include "velt/tables/procedures.def"
-    };
-    return rows;
+    return of_host;
 }
 
 std::span<const Procedure> client_procedures()
 {
-    static const Procedure rows[] = {
-#define V_CALLBACK(number, handler, argument)                                                      \
-    {number, #handler, type_of<argument>(), type_of<void>()},
-#include "velt/tables/callbacks.def"
-    };
-    return rows;
+    return of_client;
+}
+
+Json Message::to_json()
+{
+    return type_.to_json(address());
 }
 
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number)

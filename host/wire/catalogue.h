@@ -10,7 +10,7 @@
 
 #include <rpc/rpc.h>
 
-#include "host/json/values.h"
+#include "host/json/json.h"
 #include "host/wire/procedures.h"
 
 namespace velt::host
@@ -19,11 +19,14 @@ namespace velt::host
 // A type of argument or result. That of void has no size.
 struct MessageType {
     std::size_t size;
-    xdrproc_t routine; // encodes, decodes and frees it
+    bool_t (*code)(XDR *, void *message); // encodes, decodes and frees it
     // With the bytes of each text as they are.
     Json (*to_json)(void *message);
     // Where a refused call's result says why; null where it cannot.
     IntT *(*status)(void *result);
+
+    // As the RPC library takes it.
+    xdrproc_t routine() const { return reinterpret_cast<xdrproc_t>(code); }
 };
 
 struct Procedure {
@@ -48,11 +51,11 @@ public:
     }
     Message(const Message &) = delete;
     Message &operator=(const Message &) = delete;
-    ~Message() { xdr_free(type_.routine, address()); }
+    ~Message() { xdr_free(type_.routine(), address()); }
 
     caddr_t address() { return reinterpret_cast<caddr_t>(words_.data()); }
-    xdrproc_t routine() const { return type_.routine; }
-    Json to_json() { return type_.to_json(address()); }
+    xdrproc_t routine() const { return type_.routine(); }
+    Json to_json();
 
 private:
     const MessageType &type_;

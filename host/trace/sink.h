@@ -1,0 +1,12 @@
+// Who hears of each event of a trace.
+#pragma once
+
+#include <functional>
+
+namespace velt::host
+{
+
+struct TraceEvent;
+using TraceSink = std::function<void(const TraceEvent &)>;
+
+} // namespace velt::host
