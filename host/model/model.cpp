@@ -6,8 +6,6 @@
 #include <functional>
 #include <iterator>
 
-#include "host/values/owned.h"
-
 namespace velt::host
 {
 namespace
@@ -97,34 +95,6 @@ bool addressed_alone(IntT type)
 }
 
 } // namespace
-
-Value::Value(const V_TypedValT &value) : value_(owned_copy(value)) {}
-
-Value::~Value()
-{
-    velt::release(value_);
-}
-
-Value Value::integer(IntT number, IntT value_kind)
-{
-    Value value;
-    value.value_.valType = value_kind;
-    value.value_.u.intVal = number;
-    return value;
-}
-
-Value Value::string(const std::string &text)
-{
-    Value value;
-    value.value_.valType = kind::string;
-    value.value_.u.stringVal = owned_string(text);
-    return value;
-}
-
-PropertyKey::PropertyKey(const V_PropIdentT &ident)
-    : number(ident.num), name(ident.num == 0 ? text_of(ident.name) : std::string())
-{
-}
 
 Model::Model()
 {
