@@ -201,13 +201,14 @@ void Commands::show()
     const Object &book = s_.model.object(0, s_.book);
     const UIntT selected = s_.model.selected(s_.book);
     s_.out << paint("1", shown(book.name)) << "\n";
+    const auto components = s_.model.components(s_.book);
     int position = 0;
-    for (UIntT id : book.members) {
+    for (UIntT id : components) {
         const std::string text = shown(s_.model.at(id).name);
         s_.out << (id == selected ? "> " : "  ") << std::setw(2) << ++position << "  "
                << (id == selected ? paint("7", text) : text) << "\n";
     }
-    if (book.members.empty())
+    if (components.empty())
         s_.out << "  (no components)\n";
     s_.out << "Context menu:\n";
     show_menu(s_.model.menu(book_context_menu), 1);
@@ -217,9 +218,9 @@ void Commands::show()
 void Commands::show_menu(UIntT menu, int depth)
 {
     const std::string indent(static_cast<std::size_t>(2 * depth), ' ');
-    if (s_.model.at(menu).members.empty())
+    if (s_.model.at(menu).items.empty())
         s_.out << indent << "(empty)\n";
-    for (UIntT id : s_.model.at(menu).members) {
+    for (UIntT id : s_.model.at(menu).items) {
         const Object &item = s_.model.at(id);
         s_.out << indent << label(item);
         if (!item.shortcut.empty())
@@ -232,7 +233,7 @@ void Commands::show_menu(UIntT menu, int depth)
 
 void Commands::collect(UIntT menu, std::vector<const Object *> &items) const
 {
-    for (UIntT id : s_.model.at(menu).members) {
+    for (UIntT id : s_.model.at(menu).items) {
         const Object &item = s_.model.at(id);
         if (item.type == object_type::menu)
             collect(id, items);
@@ -252,7 +253,7 @@ std::vector<const Object *> Commands::menu_items() const
 std::vector<std::string> Commands::order() const
 {
     std::vector<std::string> names;
-    for (UIntT id : s_.model.object(0, s_.book).members)
+    for (UIntT id : s_.model.components(s_.book))
         names.push_back(shown(s_.model.at(id).name));
     return names;
 }
@@ -260,7 +261,7 @@ std::vector<std::string> Commands::order() const
 UIntT Commands::component(std::string_view name) const
 {
     const auto names = order();
-    const auto &members = s_.model.object(0, s_.book).members;
+    const auto members = s_.model.components(s_.book);
     const auto found = std::ranges::find(names, name);
     if (found != names.end())
         return members[static_cast<std::size_t>(found - names.begin())];
