@@ -1,7 +1,5 @@
 #include "host/answers/answers.h"
 
-#include <algorithm>
-
 namespace velt::host
 {
 namespace
@@ -28,10 +26,7 @@ void Answer<api_vq_menu_exists_1>::answer(Context &c, const ApiVqExistsArgT &a, 
 
 void Answer<api_vq_shortcut_exists_1>::answer(Context &c, const ApiVqExistsArgT &a, IntT &r)
 {
-    const std::string shortcut = text(a.str1);
-    r = std::ranges::any_of(c.model.objects(), [&](const auto &each) {
-        return !shortcut.empty() && each.second.shortcut == shortcut;
-    });
+    r = c.model.shortcut_exists(text(a.str1));
 }
 
 // The menu to add to, the new menu's name, its label.

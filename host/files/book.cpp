@@ -141,16 +141,16 @@ void Reader::properties(const JsonNode &node, UIntT doc, UIntT id)
 void Reader::component(const JsonNode &node, UIntT book)
 {
     need_object(node, {"name", "file", "properties"});
-    const UIntT id = model_.append(book, object_type::component, {});
-    if (const JsonNode *name = node.member("name"))
+    std::string name;
+    if (const JsonNode *named = node.member("name"))
         attempt(problems_, [&] {
-            std::string its_name = text(*name);
-            if (!its_name.empty() && !names_.insert(its_name).second)
-                throw JsonError(*name, "two components have this name");
-            model_.at(id).name = std::move(its_name);
+            name = text(*named);
+            if (!name.empty() && !names_.insert(name).second)
+                throw JsonError(*named, "two components have this name");
         });
     else
         problems_.emplace_back(node, "a component needs a \"name\"");
+    const UIntT id = model_.append(book, object_type::component, name);
     if (const JsonNode *file = node.member("file"))
         attempt(problems_, [&] {
             model_.set(book, id, PropertyKey(file_property), Value::string(text(*file)).get());
@@ -166,12 +166,12 @@ UIntT Reader::selected(const JsonNode &node, UIntT book)
             return found->id;
         throw JsonError(node, "no component has this name");
     }
-    const auto &members = model_.object(0, book).members;
+    const auto components = model_.components(book);
     IntT position = 0;
     decode(position, node);
-    if (position < 1 || static_cast<std::size_t>(position) > members.size())
+    if (position < 1 || static_cast<std::size_t>(position) > components.size())
         throw JsonError(node, "no component has this number");
-    return members[static_cast<std::size_t>(position - 1)];
+    return components[static_cast<std::size_t>(position - 1)];
 }
 
 // Without the language, no text can be read.
@@ -211,13 +211,14 @@ UIntT Reader::book(const JsonNode &root, IntT language)
                 {"title", "language", "dialogEncoding", "selected", "properties", "components"});
     session(root, language);
 
-    const UIntT book = model_.create(0, object_type::book, {});
-    model_.at(book).stays = true;
-    model_.activate(book);
-    if (const JsonNode *title = root.member("title"))
-        attempt(problems_, [&] { model_.at(book).name = text(*title); });
+    std::string title;
+    if (const JsonNode *named = root.member("title"))
+        attempt(problems_, [&] { title = text(*named); });
     else
         problems_.emplace_back(root, "a book needs a \"title\"");
+    const UIntT book = model_.append(0, object_type::book, title);
+    model_.keep(book);
+    model_.activate(book);
     attempt(problems_, [&] { properties(root, 0, book); });
 
     const bool sound = attempt(problems_, [&] {

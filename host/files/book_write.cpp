@@ -68,6 +68,7 @@ std::string write_book(const Model &model, UIntT book)
 {
     const SessionText session(model.language());
     const Object &object = model.object(0, book);
+    const auto components = model.components(book);
     JsonWriter out;
     out.begin('{');
     out.text("title", session.to_utf8(object.name));
@@ -78,12 +79,12 @@ std::string write_book(const Model &model, UIntT book)
         if (const std::string &name = model.at(selected).name; !name.empty())
             out.text(session.to_utf8(name));
         else
-            out.number(1 + (std::ranges::find(object.members, selected) - object.members.begin()));
+            out.number(1 + (std::ranges::find(components, selected) - components.begin()));
     }
     write_properties(object, session, out);
     out.key("components");
     out.begin('[');
-    for (UIntT id : object.members) {
+    for (UIntT id : components) {
         const Object &component = model.at(id);
         out.begin('{');
         out.text("name", session.to_utf8(component.name));

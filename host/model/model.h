@@ -2,96 +2,13 @@
 // whatever else a client creates. Each has a type, a name and properties.
 #pragma once
 
-#include <compare>
-#include <map>
-#include <set>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
-
-#include "host/values/status.h"
-#include "velt/api.h"
+#include "host/model/books.h"
+#include "host/model/menus.h"
+#include "host/model/notifications.h"
+#include "host/model/properties.h"
 
 namespace velt::host
 {
-
-namespace kind
-{
-#define V_KIND(code, name) inline constexpr IntT name = code;
-#include "velt/tables/kinds.def"
-} // namespace kind
-
-namespace object_type
-{
-#define V_OBJECT_TYPE(number, name, meaning) inline constexpr IntT name = number;
-#include "velt/tables/object_types.def"
-} // namespace object_type
-
-namespace property
-{
-#define V_PROPERTY(number, kind, object, name, rule, meaning) inline constexpr IntT name = number;
-#include "velt/tables/properties.def"
-} // namespace property
-
-// The menus that are there from the start.
-inline constexpr const char *book_context_menu = "!BookContextMenu";
-inline constexpr const char *menu_bar = "!MenuBar";
-
-// A value that owns what it holds.
-class Value
-{
-public:
-    Value() = default; // kind 0, which no property has
-    // Copies.
-    explicit Value(const V_TypedValT &value);
-    static Value integer(IntT number, IntT kind = kind::integer);
-    static Value id(UIntT number) { return integer(static_cast<IntT>(number), kind::id); }
-    static Value string(const std::string &text);
-
-    Value(const Value &other) : Value(other.value_) {}
-    Value(Value &&other) noexcept : value_(std::exchange(other.value_, {})) {}
-    Value &operator=(Value other) noexcept
-    {
-        std::swap(value_, other.value_);
-        return *this;
-    }
-    ~Value();
-
-    const V_TypedValT &get() const { return value_; }
-    IntT kind() const { return value_.valType; }
-
-private:
-    V_TypedValT value_{};
-};
-
-// A property's number, or its name when the number is 0.
-struct PropertyKey {
-    IntT number = 0;
-    std::string name = {};
-
-    explicit PropertyKey(IntT property_number) : number(property_number) {}
-    explicit PropertyKey(std::string property_name) : name(std::move(property_name)) {}
-    explicit PropertyKey(const V_PropIdentT &ident);
-    auto operator<=>(const PropertyKey &) const = default; // NOLINT(modernize-use-nullptr)
-};
-
-struct Object {
-    UIntT document; // the book or document that holds it, or 0
-    UIntT id;
-    IntT type;
-    std::string name;
-    bool stays = false;              // no client may delete it
-    UIntT parent = 0;                // for one created in another
-    std::vector<UIntT> members = {}; // a book's components, a menu's items, in order
-    std::map<PropertyKey, Value> properties = {};
-
-    // Of commands and menus.
-    int client = 0; // that defined it
-    IntT command = 0;
-    std::string label = {};
-    std::string shortcut = {};
-};
 
 // Functions throw StatusError with the status that the client is to get. Names, labels and strings
 // are in the session's own encoding.
@@ -101,17 +18,21 @@ public:
     Model();
 
     // Refuses when doc is neither 0 nor a document or book.
-    void check_document(UIntT doc) const;
+    void check_document(UIntT doc) const { objects_.check_document(doc); }
     // doc and id as a client addresses them; (0, 0) is the session.
-    Object &object(UIntT doc, UIntT id);
-    const Object &object(UIntT doc, UIntT id) const;
+    const Object &object(UIntT doc, UIntT id) const { return objects_.addressed(doc, id); }
     // By its id alone; it must exist.
-    Object &at(UIntT id) { return objects_.at(id); }
     const Object &at(UIntT id) const { return objects_.at(id); }
     // The first of the type and name; null when there is none.
-    const Object *find(UIntT doc, IntT type, std::string_view name) const;
-    // All, by rising id.
-    const std::map<UIntT, Object> &objects() const { return objects_; }
+    const Object *find(UIntT doc, IntT type, std::string_view name) const
+    {
+        return objects_.find(doc, type, name);
+    }
+    // A book's, in their order.
+    std::vector<UIntT> components(UIntT book) const
+    {
+        return books::components(objects_, object(0, book));
+    }
 
     // A named object's name is not used twice for a type in a document. A component joins its book
     // as the last.
@@ -123,12 +44,26 @@ public:
     UIntT create_in(UIntT doc, IntT type, UIntT parent);
     // With everything that it contains.
     void remove(UIntT doc, UIntT id);
+    // No client may delete it from now on.
+    void keep(UIntT id) { objects_.at(id).stays = true; }
 
     // A value that is written keeps the kind of the one that it replaces.
-    Value get(UIntT doc, UIntT id, const PropertyKey &key) const;
-    void set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value);
-    void remove_property(UIntT doc, UIntT id, const PropertyKey &key);
-    std::vector<std::pair<PropertyKey, Value>> properties(UIntT doc, UIntT id) const;
+    Value get(UIntT doc, UIntT id, const PropertyKey &key) const
+    {
+        return properties::get(object(doc, id), key);
+    }
+    void set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value)
+    {
+        properties::set(objects_, objects_.addressed(doc, id), key, value);
+    }
+    void remove_property(UIntT doc, UIntT id, const PropertyKey &key)
+    {
+        properties::remove(objects_.addressed(doc, id), key);
+    }
+    std::vector<std::pair<PropertyKey, Value>> properties(UIntT doc, UIntT id) const
+    {
+        return properties::all(object(doc, id));
+    }
 
     // The host's own access to the properties above.
     UIntT active_book() const;
@@ -142,31 +77,47 @@ public:
 
     // The commands of a client have names of their own; one that is defined again is replaced.
     UIntT define_command(int client, IntT number, const std::string &name, const std::string &label,
-                         const std::string &shortcut);
-    UIntT define_menu(int client, const std::string &name, const std::string &label);
+                         const std::string &shortcut)
+    {
+        return menus::define_command(objects_, client, number, name, label, shortcut);
+    }
+    UIntT define_menu(int client, const std::string &name, const std::string &label)
+    {
+        return menus::define_menu(objects_, client, name, label);
+    }
     // The menu by its name; refuses when there is none.
-    UIntT menu(std::string_view name) const;
-    void add_to_menu(UIntT menu, UIntT item);
-    void remove_from_menu(UIntT menu, UIntT item);
+    UIntT menu(std::string_view name) const { return menus::menu(objects_, name); }
+    bool shortcut_exists(std::string_view shortcut) const
+    {
+        return menus::shortcut_exists(objects_, shortcut);
+    }
+    void add_to_menu(UIntT menu, UIntT item) { menus::add(objects_, menu, item); }
+    void remove_from_menu(UIntT menu, UIntT item) { menus::remove(objects_, menu, item); }
     // Whether the item is in the menu, or, when deep, in a menu below.
-    bool in_menu(UIntT menu, UIntT item, bool deep) const;
+    bool in_menu(UIntT menu, UIntT item, bool deep) const
+    {
+        return menus::has(objects_, menu, item, deep);
+    }
 
-    void subscribe(int client, IntT notification, bool wanted);
-    bool subscribed(int client, IntT notification) const;
+    void subscribe(int client, IntT notification, bool wanted)
+    {
+        wanted ? notifications_.subscribe(client, notification)
+               : notifications_.unsubscribe(client, notification);
+    }
+    bool subscribed(int client, IntT notification) const
+    {
+        return notifications_.subscribed(client, notification);
+    }
     // The client has left the session: nothing is sent to it any more. Its commands stay.
-    void forget_subscriptions(int client);
+    void forget_subscriptions(int client) { notifications_.forget(client); }
 
 private:
-    Object &add(UIntT doc, IntT type, const std::string &name);
-    const Object &of_type(UIntT id, IntT type) const;
+    Object &add(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
     // Writes what a client may not.
     void put(UIntT id, IntT number, Value value);
-    void move(const Object &component, UIntT neighbour, bool after);
-    void rename(Object &named, const std::string &name);
 
-    std::map<UIntT, Object> objects_;
-    std::set<std::pair<int, IntT>> subscriptions_;
-    UIntT next_id_ = 1;
+    Objects objects_;
+    Notifications notifications_;
 };
 
 } // namespace velt::host

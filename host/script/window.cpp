@@ -46,12 +46,13 @@ void Window::show(std::ostream &out, bool colour) const
     const UIntT selected = model_.selected(book_);
     out << paint("1", shown(book.name)) << "\n";
     int position = 0;
-    for (UIntT id : book.members) {
+    const auto components = model_.components(book_);
+    for (UIntT id : components) {
         const std::string text = shown(model_.at(id).name);
         out << (id == selected ? "> " : "  ") << std::setw(2) << ++position << "  "
             << (id == selected ? paint("7", text) : text) << "\n";
     }
-    if (book.members.empty())
+    if (components.empty())
         out << "  (no components)\n";
     out << "Context menu:\n";
     show_menu(out, model_.menu(book_context_menu), 1);
@@ -61,9 +62,9 @@ void Window::show(std::ostream &out, bool colour) const
 void Window::show_menu(std::ostream &out, UIntT menu, int depth) const
 {
     const std::string indent(static_cast<std::size_t>(2 * depth), ' ');
-    if (model_.at(menu).members.empty())
+    if (model_.at(menu).items.empty())
         out << indent << "(empty)\n";
-    for (UIntT id : model_.at(menu).members) {
+    for (UIntT id : model_.at(menu).items) {
         const Object &item = model_.at(id);
         out << indent << label(item);
         if (!item.shortcut.empty())
@@ -76,7 +77,7 @@ void Window::show_menu(std::ostream &out, UIntT menu, int depth) const
 
 void Window::collect(UIntT menu, std::vector<const Object *> &items) const
 {
-    for (UIntT id : model_.at(menu).members) {
+    for (UIntT id : model_.at(menu).items) {
         const Object &item = model_.at(id);
         if (item.type == object_type::menu)
             collect(id, items);
@@ -96,7 +97,7 @@ std::vector<const Object *> Window::menu_items() const
 std::vector<std::string> Window::order() const
 {
     std::vector<std::string> names;
-    for (UIntT id : model_.object(0, book_).members)
+    for (UIntT id : model_.components(book_))
         names.push_back(shown(model_.at(id).name));
     return names;
 }
@@ -104,7 +105,7 @@ std::vector<std::string> Window::order() const
 UIntT Window::component(std::string_view name) const
 {
     const auto names = order();
-    const auto &members = model_.object(0, book_).members;
+    const auto members = model_.components(book_);
     const auto found = std::ranges::find(names, name);
     if (found != names.end())
         return members[static_cast<std::size_t>(found - names.begin())];

@@ -66,17 +66,17 @@ TEST(Book, RoundTripOfEveryKindAndOfQuireNames)
     const UIntT book = read_book(text, "book", first);
     EXPECT_EQ(first.at(book).name, "\x86"
                                    "ber \x80pfel");
-    const UIntT two = first.at(book).members.at(1);
+    const UIntT two = first.components(book).at(1);
     EXPECT_EQ(first.selected(book), two);
     EXPECT_EQ(first.properties(book, two).size(), 15u + 4);
     const std::string written = write_book(first, book);
     EXPECT_EQ(write_book(second, read_book(written, "again", second)), written);
 
     // A selection without a name is kept by its position.
-    first.at(two).name.clear();
+    first.set(book, two, PropertyKey(property::name), Value::string("").get());
     Model third;
     const UIntT again = read_book(write_book(first, book), "unnamed", third);
-    EXPECT_EQ(third.selected(again), third.at(again).members.at(1));
+    EXPECT_EQ(third.selected(again), third.components(again).at(1));
     EXPECT_EQ(nlohmann::json::parse(written), nlohmann::json::parse(text));
 }
 
@@ -197,7 +197,7 @@ TEST_F(BookTest, WhatSomebodyElseHasChangedIsNotReplaced)
     const UIntT book = ours.load(model);
     Model other;
     const UIntT their_book = theirs.load(other);
-    other.at(their_book).name = "Theirs";
+    other.create(their_book, object_type::component, "Theirs");
     ours.save(model, book);
     EXPECT_THROW(theirs.save(other, their_book), Error);
     EXPECT_THROW(theirs.save_as(file, other, their_book), Error);

@@ -85,7 +85,7 @@ protected:
     // What clients read must agree with the reference in both directions.
     void check_order()
     {
-        ASSERT_EQ(model.object(0, book).members, reference);
+        ASSERT_EQ(model.components(book), reference);
         EXPECT_EQ(id(0, book, property::first_component), reference[0]);
         for (std::size_t i = 0; i < reference.size(); i++) {
             EXPECT_EQ(id(book, reference[i], property::previous_component),
@@ -180,7 +180,7 @@ TEST_F(ModelTest, DeletingAComponent)
 
     EXPECT_EQ(status(api_vq_delete_1{}, {0, book}), ok);
     EXPECT_EQ(id(0, 0, property::active_book), 0u);
-    EXPECT_FALSE(model.objects().contains(reference[0]));
+    EXPECT_THROW(model.at(reference[0]), std::out_of_range);
     EXPECT_EQ(status(api_vq_delete_1{}, {0, 0}), not_permitted);
     EXPECT_EQ(status(api_vq_delete_1{}, {0, model.menu(book_context_menu)}), not_permitted);
 }
@@ -361,6 +361,30 @@ TEST_F(ModelTest, ObjectsAreFoundAndMade)
     EXPECT_EQ(status(api_vq_object_valid_1{}, {book, static_cast<UIntT>(inner)}), no_such_object);
 }
 
+TEST_F(ModelTest, NamesLeadToTheOldestThatHasThem)
+{
+    make_book(1);
+    constexpr IntT component = object_type::component;
+    const auto found = [&](const char *name) {
+        const Object *one = model.find(book, component, name);
+        return one ? one->id : 0;
+    };
+    const auto rename = [&](UIntT id, const char *name) {
+        model.set(book, id, PropertyKey(property::name), Value::string(name).get());
+    };
+    const UIntT older = model.append(book, component, "twin");
+    const UIntT younger = model.append(book, component, "twin");
+    EXPECT_EQ(found("twin"), older);
+    rename(older, "single");
+    EXPECT_EQ(found("single"), older);
+    EXPECT_EQ(found("twin"), younger);
+    rename(older, "");
+    EXPECT_EQ(found(""), older);
+    model.remove(book, younger);
+    EXPECT_EQ(found("twin"), 0u);
+    EXPECT_GT(model.create(book, component, "twin"), younger);
+}
+
 TEST_F(ModelTest, MenusAndCommands)
 {
     const UIntT menu = model.menu(book_context_menu);
@@ -375,7 +399,7 @@ TEST_F(ModelTest, MenusAndCommands)
     const auto command_id = static_cast<UIntT>(command);
     EXPECT_EQ(model.at(command_id).label, "Gehen");
     EXPECT_EQ(model.at(command_id).command, 5);
-    EXPECT_EQ(model.at(menu).members, std::vector<UIntT>{command_id});
+    EXPECT_EQ(model.at(menu).items, std::vector<UIntT>{command_id});
     client.number = 2;
     const auto other =
         static_cast<UIntT>(object(api_vq_define_command_1{}, {1, str("Go"), str("Go"), str("!g")}));
@@ -385,12 +409,12 @@ TEST_F(ModelTest, MenusAndCommands)
     EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {str("")}), 0);
 
     // Refused before anything is defined.
-    const std::size_t before = model.objects().size();
     EXPECT_EQ(
         object(api_vq_define_and_add_command_1{}, {1, other, str("New"), str("New"), str("")}),
         wrong_kind);
     EXPECT_EQ(object(api_vq_define_and_add_menu_1{}, {4711, str("M"), str("M")}), no_such_object);
-    EXPECT_EQ(model.objects().size(), before);
+    EXPECT_FALSE(model.find(0, object_type::command, "New"));
+    EXPECT_FALSE(model.find(0, object_type::menu, "M"));
 
     EXPECT_EQ(status(api_vq_add_menu_1{}, {str("!MenuBar"), str("Tools"), str("Tools")}), ok);
     EXPECT_EQ(status(api_vq_menu_exists_1{}, {str("Tools")}), 1);
@@ -404,8 +428,13 @@ TEST_F(ModelTest, MenusAndCommands)
     EXPECT_EQ(object(api_vq_menu_item_in_menu_1{}, {bar, other, 1}), static_cast<IntT>(other));
     EXPECT_EQ(status(api_vq_remove_menu_1{}, {str("!MenuBar"), str("Tools")}), ok);
     EXPECT_EQ(status(api_vq_remove_menu_1{}, {str("!MenuBar"), str("Tools")}), no_such_object);
+    EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {menu, tools}), ok);
+    EXPECT_EQ(status(api_vq_delete_1{}, {0, tools}), ok);
+    EXPECT_EQ(status(api_vq_delete_1{}, {0, other}), ok);
+    EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {str("!g")}), 0);
+    EXPECT_EQ(model.at(menu).items, std::vector<UIntT>{command_id});
     EXPECT_EQ(status(api_vq_delete_1{}, {0, command_id}), ok);
-    EXPECT_TRUE(model.at(menu).members.empty());
+    EXPECT_TRUE(model.at(menu).items.empty());
 }
 
 TEST_F(ModelTest, NotificationsAndAlerts)

@@ -1,0 +1,109 @@
+// All objects by their ids, by their names, and by what contains them.
+#pragma once
+
+#include <compare>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "host/values/status.h"
+#include "host/values/value.h"
+
+namespace velt::host
+{
+
+namespace object_type
+{
+#define V_OBJECT_TYPE(number, name, meaning) inline constexpr IntT name = number;
+#include "velt/tables/object_types.def"
+} // namespace object_type
+
+struct Object {
+    UIntT document; // the book or document that holds it, or 0
+    UIntT id;
+    IntT type;
+    std::string name;   // changes by Objects::rename alone
+    UIntT parent;       // for one created in another, else 0
+    bool stays = false; // no client may delete it
+    // What goes with it: those created in it, and for a book or document those that it holds.
+    std::set<UIntT> contents = {};
+    std::map<PropertyKey, Value> properties = {};
+
+    // Of components and books: the neighbours in the ring that is the book's order.
+    UIntT previous = id;
+    UIntT next = id;
+
+    // Of commands and menus.
+    std::vector<UIntT> items = {}; // of a menu, in order
+    std::set<UIntT> menus = {};    // that it is in
+    int client = 0;                // that defined it
+    IntT command = 0;
+    std::string label = {};
+    std::string shortcut = {};
+
+    UIntT container() const { return parent != 0 ? parent : document; }
+};
+
+inline void check(bool holds, Status status)
+{
+    if (!holds)
+        throw StatusError(status);
+}
+
+class Objects
+{
+public:
+    Objects() = default; // the first to be added gets the id 0: it is the session
+    Objects(const Objects &) = delete;
+    Objects &operator=(const Objects &) = delete;
+
+    bool contains(UIntT id) const { return objects_.contains(id); }
+    // It must exist.
+    Object &at(UIntT id) { return objects_.at(id); }
+    const Object &at(UIntT id) const { return objects_.at(id); }
+    // Refuses when doc is neither 0 nor a document or book.
+    void check_document(UIntT doc) const;
+    // As a client addresses it.
+    const Object &addressed(UIntT doc, UIntT id) const;
+    Object &addressed(UIntT doc, UIntT id)
+    {
+        return at(std::as_const(*this).addressed(doc, id).id);
+    }
+
+    // The first of the type and name; null when there is none.
+    const Object *find(UIntT doc, IntT type, std::string_view name) const;
+    // By rising id.
+    std::vector<UIntT> named(UIntT doc, IntT type, std::string_view name) const;
+    std::vector<UIntT> of_type(UIntT doc, IntT type) const;
+
+    Object &add(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
+    void rename(Object &object, const std::string &name);
+    // The object and all that goes with it.
+    std::vector<UIntT> with_contents(UIntT id) const;
+    void remove(UIntT id);
+
+private:
+    struct Entry {
+        UIntT document;
+        IntT type;
+        std::string_view name; // the object's own
+        UIntT id;
+        auto operator<=>(const Entry &) const = default; // NOLINT(modernize-use-nullptr)
+    };
+    static Entry entry(const Object &object)
+    {
+        return {object.document, object.type, object.name, object.id};
+    }
+    std::vector<UIntT> between(const Entry &from, const Entry &to) const;
+
+    std::unordered_map<UIntT, Object> objects_;
+    std::set<Entry> by_name_;
+    UIntT next_id_ = 0;
+};
+
+} // namespace velt::host

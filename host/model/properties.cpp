@@ -1,0 +1,165 @@
+#include "host/model/properties.h"
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
+#include "host/model/books.h"
+
+namespace velt::host::properties
+{
+namespace
+{
+
+enum class Rule { book, member, after, before, first, name, any, nothing };
+
+struct PropertyRow {
+    IntT number;
+    IntT kind;
+    IntT type;
+    Rule rule;
+
+    // Told by the order of the book, or by the object itself; all others are stored.
+    constexpr bool computed() const
+    {
+        return rule == Rule::after || rule == Rule::before || rule == Rule::first ||
+               rule == Rule::name;
+    }
+};
+
+constexpr PropertyRow rows[] = {
+#define V_PROPERTY(number, kind_name, object, name, rule, meaning)                                 \
+    {number, kind::kind_name, object_type::object, Rule::rule},
+#include "velt/tables/properties.def"
+};
+
+template <class Table, class Projection = std::identity>
+constexpr bool ascending(const Table &table, Projection key = {})
+{
+    return std::ranges::adjacent_find(table, std::ranges::greater_equal{}, key) ==
+           std::ranges::end(table);
+}
+static_assert(ascending(rows, &PropertyRow::number));
+
+constexpr IntT kinds[] = {
+#define V_KIND(code, name) code,
+#include "velt/tables/kinds.def"
+};
+constexpr IntT types[] = {
+#define V_OBJECT_TYPE(number, name, meaning) number,
+#include "velt/tables/object_types.def"
+};
+static_assert(ascending(kinds) && ascending(types));
+
+const PropertyRow *row(IntT type, const PropertyKey &key)
+{
+    const auto is_it = [&](const PropertyRow &each) {
+        return each.number == key.number && each.type == type;
+    };
+    const auto *found = std::ranges::find_if(rows, is_it);
+    return found == std::end(rows) ? nullptr : found;
+}
+
+void move(Objects &objects, Object &component, UIntT neighbour, bool after)
+{
+    check(neighbour != component.id &&
+              books::has(objects, objects.at(component.document), neighbour),
+          bad_value);
+    // Out first: the place before the neighbour may be behind this very component.
+    books::take_out(objects, component);
+    books::put_after(objects, component, after ? neighbour : objects.at(neighbour).previous);
+}
+
+void rename(Objects &objects, Object &component, const std::string &name)
+{
+    const Object *other =
+        name.empty() ? nullptr : objects.find(component.document, component.type, name);
+    check(!other || other == &component, bad_value);
+    objects.rename(component, name);
+}
+
+} // namespace
+
+void add_own(Object &made)
+{
+    for (const PropertyRow &each : rows)
+        if (each.type == made.type && !each.computed())
+            made.properties[PropertyKey(each.number)] =
+                each.kind == kind::string ? Value::string("") : Value::integer(0, each.kind);
+}
+
+Value get(const Object &from, const PropertyKey &key)
+{
+    if (const PropertyRow *behaviour = row(from.type, key))
+        switch (behaviour->rule) {
+        case Rule::after:
+            return Value::id(books::previous(from));
+        case Rule::before:
+            return Value::id(books::next(from));
+        case Rule::first:
+            return Value::id(books::first(from));
+        case Rule::name:
+            return Value::string(from.name);
+        case Rule::book:
+        case Rule::member:
+        case Rule::any:
+        case Rule::nothing:
+            break;
+        }
+    const auto found = from.properties.find(key);
+    check(found != from.properties.end(), no_such_property);
+    return found->second;
+}
+
+void set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT &value)
+{
+    check(key.number != 0 || !key.name.empty(), no_such_property);
+    check(std::ranges::binary_search(kinds, value.valType), wrong_kind);
+
+    if (const PropertyRow *behaviour = row(to.type, key)) {
+        check(behaviour->kind == value.valType, wrong_kind);
+        const auto wanted = static_cast<UIntT>(value.u.intVal);
+        switch (behaviour->rule) {
+        case Rule::book:
+            check(wanted == 0 ||
+                      (objects.contains(wanted) && objects.at(wanted).type == object_type::book),
+                  bad_value);
+            break;
+        case Rule::member:
+            check(wanted == 0 || books::has(objects, to, wanted), bad_value);
+            break;
+        case Rule::after:
+        case Rule::before:
+            return move(objects, to, wanted, behaviour->rule == Rule::after);
+        case Rule::first:
+            check(books::has(objects, to, wanted), bad_value);
+            return books::put_after(objects, objects.at(wanted), to.id);
+        case Rule::name:
+            return rename(objects, to, value.u.stringVal ? value.u.stringVal : "");
+        case Rule::nothing:
+            throw StatusError(not_permitted);
+        case Rule::any:
+            break;
+        }
+    }
+    const auto old = to.properties.find(key);
+    check(old == to.properties.end() || old->second.kind() == value.valType, wrong_kind);
+    to.properties[key] = Value(value);
+}
+
+void remove(Object &from, const PropertyKey &key)
+{
+    check(!row(from.type, key), not_permitted);
+    check(from.properties.erase(key) != 0, no_such_property);
+}
+
+std::vector<std::pair<PropertyKey, Value>> all(const Object &of)
+{
+    std::map<PropertyKey, Value> both = of.properties;
+    for (const PropertyRow &each : rows)
+        if (each.type == of.type)
+            both.insert_or_assign(PropertyKey(each.number), get(of, PropertyKey(each.number)));
+    return {both.begin(), both.end()};
+}
+
+} // namespace velt::host::properties
