@@ -3,12 +3,11 @@
 #pragma once
 
 #include <algorithm>
+#include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstddef>
 #include <exception>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 namespace velt::bench
 {

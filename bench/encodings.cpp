@@ -138,7 +138,7 @@ public:
         : from_(from), to_(to), icu_(from.icu, to.icu, room), encode_("UTF-8", from.icu, room),
           decode_(to.icu, "UTF-8", room)
     {
-        if (from.iconv != nullptr && to.iconv != nullptr)
+        if (from.iconv && to.iconv)
             iconv_.emplace(from.iconv, to.iconv, room);
     }
 
@@ -198,7 +198,7 @@ private:
                 continue;
             const std::string character = utf8(code);
             const std::string_view *encoded = encode_.convert(character);
-            if (encoded == nullptr)
+            if (!encoded)
                 continue;
             const std::string text(*encoded);
             const auto first = static_cast<unsigned char>(text[0]);
@@ -215,7 +215,7 @@ private:
     {
         const Owned ours = bench::convert(text, from_.id, to_.id);
         const std::string_view *icu = icu_.convert(text);
-        if (ours == nullptr || icu == nullptr)
+        if (!ours || !icu)
             return false;
         const std::string expected = characters(*icu);
         if (expected.empty() || characters(ours.get()) != expected)
@@ -223,7 +223,7 @@ private:
         if (!iconv_)
             return true;
         const std::string_view *result = iconv_->convert(text);
-        return result != nullptr && characters(*result) == expected;
+        return result && characters(*result) == expected;
     }
 
     // Quire has an end of a paragraph where others have that of a line, which is a sign in ANSI,
@@ -233,7 +233,7 @@ private:
         constexpr std::pair<std::string_view, char> plain[] = {
             {"\xE2\x80\xA9", '\n'}, {"\xC2\xB6", '\n'}, {"\xE2\x80\x99", '\''}};
         const std::string_view *decoded = decode_.convert(text);
-        std::string result = decoded != nullptr ? std::string(*decoded) : "";
+        std::string result = decoded ? std::string(*decoded) : "";
         for (const auto &[sign, byte] : plain) {
             for (std::size_t at = 0; (at = result.find(sign, at)) != result.npos;)
                 result.replace(at, sign.size(), 1, byte);
@@ -316,7 +316,7 @@ void register_encodings()
         // All conversions from Quire text to East Asian encodings are one.
         const bool repeated =
             row.from == VdeEncQuire && is_east_asian(row.to) && row.to != VdeEncShiftJis;
-        if (from == nullptr || to == nullptr || repeated)
+        if (!from || !to || repeated)
             continue;
         for (const auto &[text, name] : texts) {
             if ((from->texts & to->texts & text) == 0)

@@ -7,9 +7,8 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <vector>
-
 #include <unicode/ucnv.h>
+#include <vector>
 
 namespace velt::bench
 {

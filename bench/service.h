@@ -3,12 +3,11 @@
 #pragma once
 
 #include <functional>
+#include <netinet/in.h>
+#include <rpc/rpc.h>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-
-#include <netinet/in.h>
-#include <rpc/rpc.h>
 #include <sys/types.h>
 
 namespace velt::bench

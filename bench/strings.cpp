@@ -91,7 +91,7 @@ public:
     Resources()
     {
         std::string pattern = fs::temp_directory_path() / "velt-bench-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr)
+        if (!mkdtemp(pattern.data()))
             throw std::runtime_error("there is no temporary directory");
         directory_ = pattern;
         std::string index, text;
@@ -119,8 +119,7 @@ std::vector<char *> read_and_copy(const std::string &path)
     const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(path.c_str(), "rb"),
                                                                   std::fclose);
     std::string content(fs::file_size(path), '\0');
-    if (file == nullptr ||
-        std::fread(content.data(), 1, content.size(), file.get()) != content.size())
+    if (!file || std::fread(content.data(), 1, content.size(), file.get()) != content.size())
         throw std::runtime_error("cannot read " + path);
     std::vector<char *> strings(Resources::count);
     for (std::size_t i = 0; i < strings.size(); ++i) {

@@ -2,9 +2,6 @@
 
 #include "common/charset.h"
 
-#include "velt/vde/encodings.h"
-#include "velt/vde/fontenc.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -12,6 +9,9 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+
+#include "velt/vde/encodings.h"
+#include "velt/vde/fontenc.h"
 
 namespace velt
 {

@@ -1,12 +1,12 @@
 // The byte encodings in which the languages' texts are kept.
 #pragma once
 
-#include "velt/scalars.h"
-
 #include <array>
 #include <map>
 #include <string>
 #include <string_view>
+
+#include "velt/scalars.h"
 
 namespace velt
 {

@@ -1,8 +1,7 @@
 #include "common/options.h"
 
-#include <getopt.h>
-
 #include <algorithm>
+#include <getopt.h>
 
 #include "common/error.h"
 

@@ -1,14 +1,13 @@
 #include "common/program.h"
 
-#include "common/printable.h"
-#include "common/replace_file.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <new>
 #include <utility>
 
+#include "common/printable.h"
+#include "common/replace_file.h"
 #include "velt/api/facts.h"
 #include "velt/vde/instance.h"
 

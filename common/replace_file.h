@@ -3,7 +3,6 @@
 
 #include <string>
 #include <string_view>
-
 #include <sys/stat.h>
 
 namespace velt

@@ -1,12 +1,12 @@
 // What a client serves: connections on which anything may come, in any pieces, up to its handlers.
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "apilib/unix/transport/connection.h"
 #include "fuzz/input.h"
 #include "velt/api.h"
 #include "velt/wire.h"
-
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace
 {
@@ -95,6 +95,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     setsockopt(peer, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     close(peer);
     serve();
-    require(velt::waiters == &listener && listener.next == nullptr, "the connection is released");
+    require(velt::waiters == &listener && !listener.next, "the connection is released");
     return 0;
 }

@@ -1,13 +1,13 @@
 // Records off a socket: they are those that the marks delimit, in whatever pieces they arrive, and
 // none is above the limit.
 
-#include "apilib/unix/transport/record.h"
-#include "fuzz/input.h"
-#include "velt/api.h"
-
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
+
+#include "apilib/unix/transport/record.h"
+#include "fuzz/input.h"
+#include "velt/api.h"
 
 namespace
 {

@@ -1,11 +1,11 @@
 // Runs a target over the files given, and over those in the directories given: each as it is, and
 // in some hundred variants, the same every time.
 
-#include "fuzz/input.h"
-
 #include <iterator>
 #include <random>
 #include <vector>
+
+#include "fuzz/input.h"
 
 namespace
 {

@@ -30,7 +30,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         V_SrGetF(1, out.get(), room, types.c_str(), argument.get(), integer, 2, integer,
                  integer * 1e300, integer, nullptr, argument.get(), 1, 0.5);
     require(result == (room == 0 ? -1 : 0), "a string that is there is found");
-    require(room == 0 || std::memchr(out.get(), 0, static_cast<std::size_t>(room)) != nullptr,
+    require(room == 0 || std::memchr(out.get(), 0, static_cast<std::size_t>(room)),
             "it is terminated");
     VdeInstance->srIndex = nullptr;
     VdeInstance->srCount = 0;

@@ -1,12 +1,11 @@
 // The reference of the calls: one page in the sources, and the manual of section 3.
 
-#include "tools/vqcalls/calls.h"
-
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
 #include <string_view>
 
+#include "tools/vqcalls/calls.h"
 #include "velt/api/facts.h"
 
 namespace fs = std::filesystem;

@@ -1,12 +1,12 @@
 // The reference as one page of Markdown, and as manual pages.
 
-#include "tools/vqcalls/calls.h"
-
 #include <algorithm>
 #include <cctype>
 #include <regex>
 #include <sstream>
 #include <string_view>
+
+#include "tools/vqcalls/calls.h"
 
 namespace velt::calls
 {

@@ -1,11 +1,11 @@
-#include "characters.h"
+#include "tools/vqconv/characters.h"
+
+#include <algorithm>
+#include <memory>
 
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/memory.h"
-
-#include <algorithm>
-#include <memory>
 
 namespace
 {
@@ -220,7 +220,7 @@ std::string Characters::convert(std::string_view state, std::string_view text) c
     const std::string whole = std::string(state) + std::string(text);
     const std::unique_ptr<char, decltype(&V_Free)> result(
         V_StrConvertEnc(whole.c_str(), from_, to_), V_Free);
-    return result != nullptr ? result.get() : "";
+    return result ? result.get() : "";
 }
 
 bool Characters::comes_back(std::string_view code, const Characters &reverse) const

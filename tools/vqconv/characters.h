@@ -1,14 +1,13 @@
 // The characters of a text to be converted: where each ends, and whether the library converts it.
-#ifndef VELT_TOOLS_VQCONV_CHARACTERS_H
-#define VELT_TOOLS_VQCONV_CHARACTERS_H
-
-#include "velt/scalars.h"
+#pragma once
 
 #include <array>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "velt/scalars.h"
 
 struct Character {
     enum Kind {
@@ -96,5 +95,3 @@ private:
     enum Verdict : UCharT { untried, yes, no };
     std::vector<Verdict> verdicts_; // of the codes tried, by length and last two bytes
 };
-
-#endif

@@ -1,11 +1,4 @@
-#include "encodings.h"
-
-#include "characters.h"
-
-#include "velt/vde/encodings.h"
-#include "velt/vde/fontenc.h"
-#include "velt/vde/memory.h"
-#include "velt/vde/unicode.h"
+#include "tools/vqconv/encodings.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,6 +6,12 @@
 #include <iterator>
 #include <stdexcept>
 #include <vector>
+
+#include "tools/vqconv/characters.h"
+#include "velt/vde/encodings.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/unicode.h"
 
 namespace
 {
@@ -76,7 +75,7 @@ std::string tables_home(const std::string &home)
         return home;
     std::error_code error;
     const char *const vqhome = std::getenv("VQHOME");
-    if (vqhome != nullptr && fs::is_directory(fs::path(vqhome) / "unicode", error))
+    if (vqhome && fs::is_directory(fs::path(vqhome) / "unicode", error))
         return vqhome;
     const auto program = fs::read_symlink("/proc/self/exe", error);
     return program.parent_path().parent_path() / "share" / "velt";

@@ -1,11 +1,10 @@
 // The text encodings: how they are called, and which convert into which.
-#ifndef VELT_TOOLS_VQCONV_ENCODINGS_H
-#define VELT_TOOLS_VQCONV_ENCODINGS_H
-
-#include "velt/scalars.h"
+#pragma once
 
 #include <optional>
 #include <string>
+
+#include "velt/scalars.h"
 
 // By a name that the library knows, in any of its forms, by a title, or by number.
 std::optional<UIntT> encoding_of(const std::string &word);
@@ -24,5 +23,3 @@ void load_tables(const std::string &home, UIntT from);
 std::string encoding_list();
 // The tables of the manual: the encodings, and how much each conversion keeps.
 std::string encoding_markdown(const std::string &home);
-
-#endif

@@ -1,12 +1,5 @@
 // vqconv: converts text from one of the library's encodings to another.
 
-#include "encodings.h"
-#include "stream.h"
-
-#include "common/file.h"
-#include "common/program.h"
-#include "common/replace_file.h"
-
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -16,6 +9,12 @@
 #include <system_error>
 #include <unistd.h>
 #include <vector>
+
+#include "common/file.h"
+#include "common/program.h"
+#include "common/replace_file.h"
+#include "tools/vqconv/encodings.h"
+#include "tools/vqconv/stream.h"
 
 using namespace velt;
 

@@ -1,12 +1,11 @@
-#include "stream.h"
-
-#include "encodings.h"
-
-#include "velt/vde/encodings.h"
+#include "tools/vqconv/stream.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <utility>
+
+#include "tools/vqconv/encodings.h"
+#include "velt/vde/encodings.h"
 
 namespace
 {

@@ -1,14 +1,13 @@
 // The conversion of a text that comes in blocks.
-#ifndef VELT_TOOLS_VQCONV_STREAM_H
-#define VELT_TOOLS_VQCONV_STREAM_H
-
-#include "characters.h"
+#pragma once
 
 #include <cstdint>
 #include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "tools/vqconv/characters.h"
 
 // Tells the offset, the bytes and what is wrong with them.
 struct Unconvertible : std::runtime_error {
@@ -56,5 +55,3 @@ private:
     std::uint64_t skipped_ = 0;
     std::string first_skipped_;
 };
-
-#endif

@@ -1,11 +1,5 @@
 // vqsre: compiles, prints and checks string resource files.
 
-#include "common/program.h"
-#include "common/replace_file.h"
-#include "sre.h"
-
-#include "velt/vde/language.h"
-
 #include <cerrno>
 #include <filesystem>
 #include <iostream>
@@ -13,6 +7,11 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+
+#include "common/program.h"
+#include "common/replace_file.h"
+#include "tools/vqsre/sre.h"
+#include "velt/vde/language.h"
 
 using namespace velt;
 

@@ -1,13 +1,6 @@
 // Sources: parsing, checks, and printing.
 
-#include "source.h"
-
-#include "common/file.h"
-#include "common/printable.h"
-#include "sre.h"
-
-#include "velt/vde/memory.h"
-#include "velt/vde/quire.h"
+#include "tools/vqsre/source.h"
 
 #include <algorithm>
 #include <charconv>
@@ -18,6 +11,12 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+
+#include "common/file.h"
+#include "common/printable.h"
+#include "tools/vqsre/sre.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/quire.h"
 
 using namespace velt;
 
@@ -260,7 +259,7 @@ std::string source_text(std::string_view bytes, const Charset &charset)
             text += unit;
         } else {
             const OwnedText escape(VdeQuireToDbText(std::string(unit).c_str()));
-            if (escape == nullptr)
+            if (!escape)
                 throw std::bad_alloc();
             if (c < 0x80 && escape.get() != unit)
                 text += escape.get();

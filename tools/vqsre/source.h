@@ -1,13 +1,12 @@
 // Sources of string resource files: UTF-8 text, one string a line.
-#ifndef VELT_TOOLS_VQSRE_SOURCE_H
-#define VELT_TOOLS_VQSRE_SOURCE_H
-
-#include "common/charset.h"
+#pragma once
 
 #include <map>
 #include <set>
 #include <string>
 #include <string_view>
+
+#include "common/charset.h"
 
 struct String {
     int line = 0;                     // of the source
@@ -41,5 +40,3 @@ void compare_sources(const Source &first, const Source &translation, Errors &err
 
 // A string in the form that read_source reads.
 std::string source_text(std::string_view bytes, const velt::Charset &charset);
-
-#endif

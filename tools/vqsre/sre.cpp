@@ -1,13 +1,13 @@
 // Compiled files: writing and reading.
 
-#include "sre.h"
-
-#include "common/file.h"
+#include "tools/vqsre/sre.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <map>
 #include <stdexcept>
+
+#include "common/file.h"
 
 using namespace velt;
 
@@ -66,7 +66,7 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     std::string content = read_file(path);
     const auto end = content.size();
     const File file(fmemopen(content.data(), end, "rb"));
-    if (file == nullptr)
+    if (!file)
         throw std::system_error(errno, std::generic_category(), path);
     velt::SrIndex index;
     if (const char *reason = velt::sr_read_index(file.get(), index))

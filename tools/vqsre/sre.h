@@ -1,16 +1,14 @@
 // Compiled string resource files.
-#ifndef VELT_TOOLS_VQSRE_SRE_H
-#define VELT_TOOLS_VQSRE_SRE_H
-
-#include "source.h"
-
-#include "vdelib/unix_sr/srfile.h"
+#pragma once
 
 #include <cstddef>
 #include <limits>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tools/vqsre/source.h"
+#include "vdelib/unix_sr/srfile.h"
 
 // What the library reads at most.
 inline constexpr std::size_t max_string = velt::sr_text_size - 1; // bytes
@@ -21,5 +19,3 @@ std::string compile(const Source &source);
 // The strings of a file in its order. Throws std::runtime_error, with the file's name, when it is
 // damaged.
 std::vector<std::pair<int, std::string>> read_sre(const std::string &path);
-
-#endif

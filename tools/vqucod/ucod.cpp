@@ -1,14 +1,14 @@
-#include "ucod.h"
-
-#include "common/charset.h"
-#include "velt/vde/encodings.h"
-#include "velt/vde/fontenc.h"
-#include "velt/vde/unicode.h"
+#include "tools/vqucod/ucod.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <stdexcept>
+
+#include "common/charset.h"
+#include "velt/vde/encodings.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/unicode.h"
 
 using namespace velt;
 

@@ -1,14 +1,13 @@
 // Table files of the East Asian encodings: what a code means, and how a file says it.
-#ifndef VELT_TOOLS_VQUCOD_UCOD_H
-#define VELT_TOOLS_VQUCOD_UCOD_H
-
-#include "velt/scalars.h"
+#pragma once
 
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "velt/scalars.h"
 
 // Code points by code. A code below 0x100 is a single byte, another one the two bytes of a
 // character, the first the higher.
@@ -33,5 +32,3 @@ std::vector<std::string> ucod_faults(const Ucod &table, const std::string &name)
 
 // The table as text: a line for each code.
 std::string ucod_text(const Ucod &table);
-
-#endif

@@ -1,9 +1,9 @@
 // Conversions between Big5 and the EUC form of CNS 11643.
 
+#include <span>
+
 #include "vdelib/encconv/output.h"
 #include "velt/vde/chinese.h"
-
-#include <span>
 
 namespace
 {

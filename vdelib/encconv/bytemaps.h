@@ -2,9 +2,9 @@
 
 #pragma once
 
-#include "velt/scalars.h"
-
 #include <array>
+
+#include "velt/scalars.h"
 
 namespace velt
 {

@@ -3,10 +3,6 @@
 
 #pragma once
 
-#include "velt/vde/builder.h"
-#include "velt/vde/failure.h"
-#include "velt/vde/memory.h"
-
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -15,6 +11,10 @@
 #include <cstring>
 #include <iterator>
 #include <type_traits>
+
+#include "velt/vde/builder.h"
+#include "velt/vde/failure.h"
+#include "velt/vde/memory.h"
 
 namespace velt
 {
@@ -25,7 +25,7 @@ using Converter = IntT (*)(VdeClT *cl, const char *src, IntT srcLen);
 template <class Builder>
 Builder *checked(Builder *cl)
 {
-    if (cl == nullptr || cl->magic != VdeClMagic)
+    if (!cl || cl->magic != VdeClMagic)
         VdeFail();
     return cl;
 }
@@ -102,7 +102,7 @@ private:
         const int64_t ahead =
             std::max(bytes + following + following / (2 * little), int64_t{cl.len} / little);
         // A first block is zero, which what it grows by need not be.
-        if (cl.buf == nullptr)
+        if (!cl.buf)
             make_room(cl, 1);
         make_room(cl, std::max(static_cast<IntT>(std::min(ahead, most)), bytes));
     }
@@ -135,7 +135,7 @@ struct Source {
 template <IntT expansion, class Finish = std::nullptr_t>
 IntT convert(VdeClT *cl, const char *src, IntT srcLen, auto step, Finish finish = nullptr)
 {
-    if (cl == nullptr || src == nullptr || srcLen < 1)
+    if (!cl || !src || srcLen < 1)
         return 0;
     constexpr IntT spare = 16;
     constexpr IntT strip = (Output::most_room - spare) / expansion;

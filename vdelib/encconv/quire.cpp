@@ -2,9 +2,9 @@
 
 #include "velt/vde/quire.h"
 
-#include "vdelib/encconv/bytemaps.h"
-
 #include <array>
+
+#include "vdelib/encconv/bytemaps.h"
 
 namespace
 {

@@ -1,5 +1,7 @@
 // The conversion of strings from one text encoding to another.
 
+#include <iterator>
+
 #include "vdelib/encconv/bytemaps.h"
 #include "vdelib/encconv/output.h"
 #include "velt/vde/chinese.h"
@@ -8,8 +10,6 @@
 #include "velt/vde/quire.h"
 #include "velt/vde/strings.h"
 #include "velt/vde/unicode.h"
-
-#include <iterator>
 
 namespace
 {

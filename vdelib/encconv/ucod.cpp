@@ -5,15 +5,15 @@
 // is its lowest and highest byte, and the code points of these and those between, each of two
 // bytes, the higher first. Where the lowest is not below the highest, nothing follows.
 
-#include "vdelib/encconv/unicode.h"
-#include "velt/vde/fontenc.h"
-#include "velt/vde/strings.h"
-
 #include <cstdio>
 #include <fcntl.h>
 #include <memory>
 #include <span>
 #include <unistd.h>
+
+#include "vdelib/encconv/unicode.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -42,7 +42,7 @@ Bytes read_whole(std::FILE *file)
         return {};
     Bytes bytes{Owned<UCharT>{static_cast<UCharT *>(V_Alloc(static_cast<UIntT>(size), 0))},
                 static_cast<size_t>(size)};
-    if (bytes.block != nullptr && std::fread(bytes.block.get(), 1, bytes.size, file) != bytes.size)
+    if (bytes.block && std::fread(bytes.block.get(), 1, bytes.size, file) != bytes.size)
         return {};
     return bytes;
 }
@@ -65,9 +65,9 @@ Bytes read_packed(const char *base_name, const char *dir)
     // Nobody is waited for who may write to a pipe.
     const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     const Owned<std::FILE> file{descriptor < 0 ? nullptr : fdopen(descriptor, "r")};
-    if (file == nullptr && descriptor >= 0)
+    if (!file && descriptor >= 0)
         close(descriptor);
-    return file != nullptr ? read_whole(file.get()) : Bytes{};
+    return file ? read_whole(file.get()) : Bytes{};
 }
 
 // Hands the rows to `visit`, with their numbers; false when the file does not hold them all. What
@@ -109,7 +109,7 @@ UCharT *VdeGetPackedUnicodeInfo(const char *baseName, const char *dir)
 EastAsianTable *velt::load_table(const VdeFontEncT &font, const char *dir)
 {
     const Bytes bytes = read_packed(font.name, dir);
-    if (bytes.block == nullptr)
+    if (!bytes.block)
         return nullptr;
     const std::span<const UCharT> file{bytes.block.get(), bytes.size};
     size_t count = 2; // those for what the file lacks
@@ -117,7 +117,7 @@ EastAsianTable *velt::load_table(const VdeFontEncT &font, const char *dir)
         return nullptr;
     auto *table = static_cast<EastAsianTable *>(
         V_Calloc(1, static_cast<UIntT>(sizeof(EastAsianTable) + count * sizeof(Utf8Row)), 0));
-    if (table == nullptr)
+    if (!table)
         return nullptr;
 
     auto *next = reinterpret_cast<Utf8Row *>(table + 1);

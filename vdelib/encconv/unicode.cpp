@@ -1,14 +1,14 @@
 // Conversion to Unicode.
 
 #include "vdelib/encconv/unicode.h"
-#include "vdelib/encode/fontenc.h"
-
-#include "velt/vde/encodings.h"
-#include "velt/vde/fontenc.h"
-#include "velt/vde/strings.h"
 
 #include <iterator>
 #include <string_view>
+
+#include "vdelib/encode/fontenc.h"
+#include "velt/vde/encodings.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -120,7 +120,7 @@ struct EastAsian {
     {
         const UCharT first = *at++;
         const Utf8Row *const pairs = table.pairs[first];
-        if (pairs != nullptr && at < end) {
+        if (pairs && at < end) {
             const Utf8 &character = (*pairs)[*at];
             if (character.size != EastAsianTable::no_pair.size) {
                 ++at;
@@ -139,7 +139,7 @@ void with_table(UIntT enc, auto use)
             return use(SingleBytes{table});
     }
     for (const Slot &slot : AsianToUnicodeTable) {
-        if (slot.enc == enc && slot.table != nullptr)
+        if (slot.enc == enc && slot.table)
             return use(EastAsian{*slot.table});
     }
 }
@@ -161,13 +161,13 @@ void with_table(UIntT enc, auto use)
 
 void V_FdeInitUnicode(const char *dir)
 {
-    if (AsianToUnicodeTable[0].table != nullptr)
+    if (AsianToUnicodeTable[0].table)
         return;
-    if (V_FontEncName(vdeVeltRomanEncodingId) == nullptr)
+    if (!V_FontEncName(vdeVeltRomanEncodingId))
         set_up_font_encodings();
     for (Slot &slot : AsianToUnicodeTable) {
         EastAsianTable *table = load_table(*vdeFontEncs[V_TextEncToFontEnc(slot.enc)], dir);
-        if (table == nullptr)
+        if (!table)
             continue;
         V_Free(slot.table);
         slot.table = table;
@@ -184,7 +184,7 @@ UIntT *VdeTextEncStringToLString(const char *text, UIntT enc)
     with_table(enc, [&](const auto &characters) {
         lstring = static_cast<UIntT *>(
             V_Alloc((static_cast<UIntT>(length) + 1) * UIntT{sizeof(UIntT)}, 0));
-        if (lstring == nullptr)
+        if (!lstring)
             return;
         UIntT *out = lstring;
         const auto *at = reinterpret_cast<const UCharT *>(text);

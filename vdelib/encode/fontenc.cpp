@@ -2,14 +2,14 @@
 
 #include "velt/vde/fontenc.h"
 
-#include "vdelib/encode/fontenc.h"
-#include "velt/vde/strings.h"
-
 #include <algorithm>
 #include <array>
 #include <initializer_list>
 #include <iterator>
 #include <locale.h>
+
+#include "vdelib/encode/fontenc.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -65,7 +65,7 @@ constexpr bool contains(const Ranges &all, unsigned byte)
 
 IntT set_up(VdeFontEncT *record, Index index)
 {
-    if (record == nullptr)
+    if (!record)
         return -1;
     const Encoding &encoding = encodings[index];
     for (unsigned byte = 0; byte < 256; ++byte) {
@@ -94,7 +94,7 @@ void detect_locale()
     const char *name = setlocale(LC_CTYPE, "");
     const auto *row = std::ranges::find_if(
         locales, [name](const auto &locale) { return V_StrPrefix(name, locale.prefix) != 0; });
-    if (row != std::end(locales) && row->flag != nullptr)
+    if (row != std::end(locales) && row->flag)
         *row->flag = 1;
 }
 

@@ -1,6 +1,5 @@
 // The records of the font encodings.
-#ifndef VELT_VDELIB_FONTENC_H
-#define VELT_VDELIB_FONTENC_H
+#pragma once
 
 namespace velt
 {
@@ -9,5 +8,3 @@ namespace velt
 void set_up_font_encodings();
 
 } // namespace velt
-
-#endif

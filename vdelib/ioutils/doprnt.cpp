@@ -1,11 +1,11 @@
 #include "velt/vde/formatted.h"
 
-#include "velt/vde/memory.h"
-
 #include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+
+#include "velt/vde/memory.h"
 
 // The analyzer loses sight of an argument list that is reached through its address.
 // NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
@@ -34,15 +34,15 @@ public:
         if (needed >= V_MaxBlockSize)
             return false;
         const auto wanted = static_cast<UIntT>(needed);
-        void *larger = block == nullptr ? V_Alloc(wanted, 0) : V_Realloc(block, wanted, 0);
-        if (larger == nullptr)
+        void *larger = block ? V_Realloc(block, wanted, 0) : V_Alloc(wanted, 0);
+        if (!larger)
             return false;
         block = static_cast<char *>(larger);
         capacity = wanted;
         return true;
     }
 
-    char *data() { return block != nullptr ? block : fixed; }
+    char *data() { return block ? block : fixed; }
     UIntT size() const { return capacity; }
 
 private:
@@ -79,7 +79,7 @@ public:
         *end++ = '%';
         const size_t flag_count = std::strspn(p, flags);
         for (const char *flag = flags; *flag != '\0'; ++flag) {
-            if (std::memchr(p, *flag, flag_count) != nullptr)
+            if (std::memchr(p, *flag, flag_count))
                 *end++ = *flag;
         }
         p += flag_count;
@@ -95,7 +95,7 @@ public:
         const size_t size_letters = std::strspn(p, "hlLqjzt");
         const auto shorts = static_cast<IntT>(std::count(p, p + size_letters, 'h'));
         // Before these, "l" makes the argument a wide one rather than a longer one.
-        wide = is_one_of(character, "cs") && std::memchr(p, 'l', size_letters) != nullptr;
+        wide = is_one_of(character, "cs") && std::memchr(p, 'l', size_letters);
         if (wide)
             *end++ = 'l';
         else if (argument_type() == Type::integer && character != 'c')
@@ -118,7 +118,7 @@ public:
             break;
         case Type::pointer:
             pointer = va_arg(*arguments, const void *);
-            if (character == 's' && pointer == nullptr)
+            if (character == 's' && !pointer)
                 pointer = wide ? static_cast<const void *>(L"") : "";
             break;
         }
@@ -187,7 +187,7 @@ public:
             if (*p == '\0')
                 return total;
             const char *last = std::strpbrk(p + 1, conversion_characters);
-            if (last == nullptr || !convert(p, static_cast<size_t>(last - p) + 1, arguments))
+            if (!last || !convert(p, static_cast<size_t>(last - p) + 1, arguments))
                 return total;
             p = last + 1;
         }
@@ -215,7 +215,7 @@ private:
     bool convert(const char *text, size_t text_length, va_list *arguments)
     {
         const char *spec = copyformat(text, text_length, arguments);
-        if (spec == nullptr)
+        if (!spec)
             return false;
         const size_t length = std::strlen(spec);
         if (spec[length - 1] == 'n') {
@@ -265,7 +265,7 @@ IntT outs(void *sink, const char *bytes, IntT length)
 
 void VdeProcessWildFieldWidth(char *spec, va_list *arguments)
 {
-    while ((spec = std::strchr(spec, '*')) != nullptr) {
+    while ((spec = std::strchr(spec, '*'))) {
         char number[sizeof "-2147483648"];
         const int length =
             std::snprintf(number, sizeof number, "%ld", long{va_arg(*arguments, int)});
@@ -286,14 +286,14 @@ IntT Vde_doprnt(VdeOutFuncT out, void *sink, const char *format, va_list argumen
     // A parameter of this type may be an array, whose address is another type's: hence the copy.
     va_list list;
     va_copy(list, arguments);
-    const IntT total = Formatter{out, sink}.format(format != nullptr ? format : "", &list);
+    const IntT total = Formatter{out, sink}.format(format ? format : "", &list);
     va_end(list);
     return total;
 }
 
 IntT VdeVSnprintf(char *buf, IntT size, const char *format, va_list arguments)
 {
-    const bool stores = buf != nullptr && size > 0;
+    const bool stores = buf && size > 0;
     MemorySink memory{buf, stores ? size - 1 : 0};
     const IntT total = Vde_doprnt(outs, &memory, format, arguments);
     if (stores)

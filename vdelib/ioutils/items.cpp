@@ -2,11 +2,11 @@
 
 #include "velt/vde/channel.h"
 
-#include "velt/vde/failure.h"
-
 #include <algorithm>
 #include <bit>
 #include <cstring>
+
+#include "velt/vde/failure.h"
 
 namespace
 {
@@ -15,7 +15,7 @@ constexpr IntT chunk_size = 1024; // bytes that are reversed and written togethe
 
 V_ChannelT *needed(V_ChannelT *ch)
 {
-    if (ch == nullptr)
+    if (!ch)
         VdeFail();
     return ch;
 }

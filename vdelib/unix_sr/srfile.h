@@ -1,13 +1,12 @@
 // Reading a string resource file.
-#ifndef VELT_VDELIB_SRFILE_H
-#define VELT_VDELIB_SRFILE_H
-
-#include "velt/vde/instance.h"
-#include "velt/vde/memory.h"
+#pragma once
 
 #include <memory>
 #include <stdint.h>
 #include <stdio.h>
+
+#include "velt/vde/instance.h"
+#include "velt/vde/memory.h"
 
 namespace velt
 {
@@ -45,5 +44,3 @@ constexpr uint64_t sr_most(uint64_t file_size)
 IntT sr_read_text(FILE *stream, UIntT offset, char (&text)[sr_text_size], uint64_t &most);
 
 } // namespace velt
-
-#endif

@@ -1,11 +1,10 @@
 // Fetching strings, with references to arguments.
 
-#include "srfile.h"
+#include <float.h>
 
+#include "vdelib/unix_sr/srfile.h"
 #include "velt/vde/resources.h"
 #include "velt/vde/strings.h"
-
-#include <float.h>
 
 namespace
 {
@@ -26,7 +25,7 @@ class Arguments
 public:
     Arguments(const char *letters, va_list values)
     {
-        for (; letters != nullptr && *letters != '\0' && count_ < max_arguments; ++letters) {
+        for (; letters && *letters != '\0' && count_ < max_arguments; ++letters) {
             Argument &argument = arguments_[count_];
             argument.letter = *letters;
             switch (*letters) {
@@ -156,7 +155,7 @@ void expand(const char *text, const Arguments &arguments, Output out)
             ++text;
         if (brace) {
             const char *end = V_StrChr(text, '}');
-            text = end != nullptr ? end + 1 : text + V_StrLen(text);
+            text = end ? end + 1 : text + V_StrLen(text);
         }
 
         if (digit) {
@@ -165,7 +164,7 @@ void expand(const char *text, const Arguments &arguments, Output out)
             else
                 out.insert(missing, text);
         } else if (c == 'u') {
-            out.insert(VdeInstance != nullptr ? VdeInstance->language : nullptr, text);
+            out.insert(VdeInstance ? VdeInstance->language : nullptr, text);
         } else if (!brace) {
             out.insert("%", text);
         } else if (c != '}') {
@@ -176,7 +175,7 @@ void expand(const char *text, const Arguments &arguments, Output out)
 
 const char *find_string(IntT id)
 {
-    if (VdeInstance == nullptr || VdeInstance->srIndex == nullptr)
+    if (!VdeInstance || !VdeInstance->srIndex)
         return nullptr;
     IntT low = 0;
     IntT high = VdeInstance->srCount - 1;
@@ -197,14 +196,14 @@ const char *find_string(IntT id)
 
 IntT V_SrGetVF(IntT id, StringT buf, IntT size, const char *argTypes, va_list arguments)
 {
-    if (buf == nullptr || size < 1)
+    if (!buf || size < 1)
         return -1;
     const velt::SrBlock<char[]> text(static_cast<char *>(V_Calloc(1, static_cast<UIntT>(size), 0)));
-    if (text == nullptr)
+    if (!text)
         return -1;
     if (V_SrFetch(id, text.get(), size) != 0) {
         const char *stored = find_string(id);
-        if (stored == nullptr) {
+        if (!stored) {
             V_StrCpyN(buf, missing, size);
             return -1;
         }

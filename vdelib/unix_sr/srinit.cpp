@@ -1,11 +1,5 @@
 // Finding and loading a string resource file.
 
-#include "srfile.h"
-
-#include "velt/vde/paths.h"
-#include "velt/vde/resources.h"
-#include "velt/vde/strings.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -14,6 +8,11 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "vdelib/unix_sr/srfile.h"
+#include "velt/vde/paths.h"
+#include "velt/vde/resources.h"
+#include "velt/vde/strings.h"
 
 using velt::SrBlock;
 using velt::SrIndex;
@@ -60,7 +59,7 @@ private:
     bool resize(UIntT size)
     {
         void *bytes = V_Realloc(bytes_.get(), size, 0);
-        if (bytes == nullptr)
+        if (!bytes)
             return false;
         static_cast<void>(bytes_.release());
         bytes_.reset(static_cast<UCharT *>(bytes));
@@ -109,7 +108,7 @@ IntT load(FILE *stream, const Path &path)
     const SrBlock<VdeSrIndexT *[]> sorted(static_cast<VdeSrIndexT **>(
         V_Calloc(static_cast<UIntT>(index.count), sizeof(VdeSrIndexT *), 0)));
     Pool pool;
-    if (sorted == nullptr || !pool.start())
+    if (!sorted || !pool.start())
         return refuse(no_memory, path);
     const size_t count = static_cast<size_t>(index.count);
     for (size_t i = 0; i < count; ++i)
@@ -152,9 +151,9 @@ __attribute__((format(printf, 2, 3))) FILE *open_path(Path &path, const char *fo
     // Nobody is waited for who may write to a pipe.
     const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     FILE *stream = file < 0 ? nullptr : fdopen(file, "rb");
-    if (stream == nullptr && errno != ENOENT && errno != ENOTDIR)
+    if (!stream && errno != ENOENT && errno != ENOTDIR)
         refuse("%s: %s", path, strerror(errno));
-    if (stream == nullptr && file >= 0)
+    if (!stream && file >= 0)
         close(file);
     return stream;
 }
@@ -165,14 +164,14 @@ FILE *open_file(Path &path, const char *name, const char *language)
         return stream;
 
     const char *slash = V_StrRChr(name, '/');
-    const char *base = slash != nullptr ? slash + 1 : nullptr;
+    const char *base = slash ? slash + 1 : nullptr;
     for (const char *variable : {"HOME", "VQHOME"}) {
         const char *directory = getenv(variable);
         for (const char *file : {name, base}) {
-            if (directory == nullptr || file == nullptr)
+            if (!directory || !file)
                 continue;
             if (FILE *stream = open_path(path, "%s/vqinit/%s/APIArea/resources/%s.sre", directory,
-                                         language != nullptr ? language : "", file))
+                                         language ? language : "", file))
                 return stream;
         }
     }
@@ -182,7 +181,7 @@ FILE *open_file(Path &path, const char *name, const char *language)
 const char *value_of(const char *variable)
 {
     const char *value = getenv(variable);
-    return value != nullptr ? value : "not set";
+    return value ? value : "not set";
 }
 
 } // namespace
@@ -198,7 +197,7 @@ const char *velt::sr_read_index(FILE *stream, SrIndex &index)
 
     index.entries.reset(static_cast<VdeSrIndexT *>(V_Calloc(count, sizeof(VdeSrIndexT), 0)));
     index.count = static_cast<IntT>(count);
-    if (index.entries == nullptr)
+    if (!index.entries)
         return "not enough memory for its index";
 
     const VdeDrfEntryT drf_offsetarray[] = {
@@ -214,18 +213,18 @@ IntT V_SrInit(const char *name, const char *language)
 {
     reason[0] = '\0';
     const SrBlock<char> platform_name(VdeInternalToPlatformFilename(name));
-    if (platform_name == nullptr)
+    if (!platform_name)
         return refuse("the name of the string resource file cannot be converted");
-    if (VdeInstance == nullptr)
+    if (!VdeInstance)
         VdeInstanceInit();
     Path path;
     FILE *stream = open_file(path, platform_name.get(), language);
-    if (stream == nullptr && reason[0] != '\0')
+    if (!stream && reason[0] != '\0')
         return -1;
-    if (stream == nullptr)
+    if (!stream)
         return refuse("there is no %s.sre, nor vqinit/%s/APIArea/resources/%s.sre below HOME (%s) "
                       "or VQHOME (%s)",
-                      platform_name.get(), language != nullptr ? language : "", platform_name.get(),
+                      platform_name.get(), language ? language : "", platform_name.get(),
                       value_of("HOME"), value_of("VQHOME"));
     reason[0] = '\0'; // a file before it may have been unreadable
     const IntT result = load(stream, path);

@@ -1,7 +1,6 @@
 // The text form of a resource string.
 
-#include "srfile.h"
-
+#include "vdelib/unix_sr/srfile.h"
 #include "velt/vde/quire.h"
 #include "velt/vde/resources.h"
 

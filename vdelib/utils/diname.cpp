@@ -1,12 +1,11 @@
 // Device-independent names.
 
-#include "names.h"
-
-#include "velt/vde/failure.h"
-#include "velt/vde/strings.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "vdelib/utils/names.h"
+#include "velt/vde/failure.h"
+#include "velt/vde/strings.h"
 
 using velt::NameBuffer;
 
@@ -119,7 +118,7 @@ IntT VdeStrCpyAndAdvance(StringT *outp, IntT *outLen, const char *s)
 
 IntT VdeParseDiName(const char *diName, StringT out)
 {
-    if (diName == nullptr || out == nullptr)
+    if (!diName || !out)
         VdeFail();
     *out = '\0';
     Internal name{out};
@@ -144,7 +143,7 @@ IntT VdeParseDiName(const char *diName, StringT out)
 IntT V_FilePathToDI(const V_FilePathT *path, const V_FilePathT *anchor, StringT *diName,
                     IntT *diLen)
 {
-    if (diName == nullptr || diLen == nullptr)
+    if (!diName || !diLen)
         VdeFail();
     *diName = nullptr;
     *diLen = 0;
@@ -156,7 +155,7 @@ IntT V_FilePathToDI(const V_FilePathT *path, const V_FilePathT *anchor, StringT 
     NameBuffer name;
     V_StrCpyN(name, path->name, V_FileNameSize);
     anchor = VdeInterpretAnchor(anchor);
-    if (anchor != nullptr) {
+    if (anchor) {
         if (!velt::is_file_path(anchor) || relative(anchor))
             VdeFail();
         VdeRelativizeFileName(name, anchor->name);
@@ -177,7 +176,7 @@ IntT V_FilePathToDI(const V_FilePathT *path, const V_FilePathT *anchor, StringT 
         }
     }
     *diName = V_StrCopyString(di);
-    if (*diName == nullptr)
+    if (!*diName)
         return -1;
     *diLen = V_StrLen(di);
     return 0;

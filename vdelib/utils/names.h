@@ -1,12 +1,11 @@
 // What the routines for names share.
-#ifndef VELT_VDELIB_NAMES_H
-#define VELT_VDELIB_NAMES_H
+#pragma once
+
+#include <memory>
 
 #include "vdelib/strings/characters.h"
 #include "velt/vde/memory.h"
 #include "velt/vde/paths.h"
-
-#include <memory>
 
 namespace velt
 {
@@ -20,7 +19,7 @@ using NameBuffer = char[V_FileNameSize];
 
 inline bool is_file_path(const V_FilePathT *path)
 {
-    return path != nullptr && path->magic == V_FilePathMagic;
+    return path && path->magic == V_FilePathMagic;
 }
 
 // The internal name of a record; null if it is none.
@@ -44,5 +43,3 @@ inline bool is_ascii_letter(char c)
 OwnedName working_directory();
 
 } // namespace velt
-
-#endif

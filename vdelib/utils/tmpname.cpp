@@ -2,12 +2,6 @@
 
 #include "velt/vde/files.h"
 
-#include "names.h"
-
-#include "velt/vde/formatted.h"
-#include "velt/vde/memory.h"
-#include "velt/vde/strings.h"
-
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -15,6 +9,11 @@
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "vdelib/utils/names.h"
+#include "velt/vde/formatted.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -27,8 +26,7 @@ constexpr UIntT room = 22; // bytes beside the directory: counter, suffix, termi
 
 bool usable(const char *platform)
 {
-    const velt::OwnedName name(platform != nullptr ? VdePlatformToInternalFilename(platform)
-                                                   : nullptr);
+    const velt::OwnedName name(platform ? VdePlatformToInternalFilename(platform) : nullptr);
     return VdeOperationOk(name.get(), V_FileTypeDirectory, V_AccessWrite) != 0;
 }
 
@@ -36,7 +34,7 @@ bool usable(const char *platform)
 const char *directory()
 {
     static StringT chosen = nullptr;
-    if (chosen != nullptr)
+    if (chosen)
         return chosen;
     const char *candidates[] = {std::getenv("TMPDIR"), "/tmp", "/usr/tmp", std::getenv("HOME")};
     for (const char *candidate : candidates)
@@ -86,7 +84,7 @@ StringT VdeMakeTmpFileName()
 {
     static UIntT counter = 0;
     const char *dir = directory();
-    if (dir == nullptr)
+    if (!dir)
         return nullptr;
     const auto size = static_cast<UIntT>(V_StrLen(dir)) + room;
     const velt::OwnedName name(static_cast<char *>(V_Alloc(size, V_AllocFatal)));

@@ -9,10 +9,10 @@
 #include <netdb.h>
 #include <unistd.h>
 
-#include "apilib/wire/routines.h"
 #include "apilib/unix/apislib/session.h"
 #include "apilib/unix/descriptors.h"
 #include "apilib/unix/process.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 IntT VA_errno = 0;

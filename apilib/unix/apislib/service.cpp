@@ -4,9 +4,9 @@
 #include <poll.h>
 #include <utility>
 
-#include "apilib/wire/routines.h"
 #include "apilib/unix/apislib/session.h"
 #include "apilib/unix/process.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 #include "velt/vde/memory.h"
 

@@ -1,7 +1,5 @@
 // The handle on which calls are made.
 
-#include <rpc/rpc.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -10,14 +8,15 @@
 #include <netinet/tcp.h>
 #include <new>
 #include <poll.h>
+#include <rpc/rpc.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <type_traits>
 #include <unistd.h>
 
-#include "apilib/wire/routines.h"
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 namespace velt

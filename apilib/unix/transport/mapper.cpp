@@ -1,6 +1,6 @@
 // The port mapper, with which programs are registered and by which they are found.
 
-#include <rpc/rpc.h>
+#include <rpc/rpc.h> // first, since pmap_prot.h needs it
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -14,9 +14,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "apilib/wire/routines.h"
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 namespace velt
