@@ -12,7 +12,7 @@ namespace velt
 namespace
 {
 
-// What has no end is not to fill the memory.
+// The limit keeps an endless file from filling the memory.
 constexpr std::size_t most_content = std::size_t{256} << 20;
 
 [[noreturn]] void fail(const std::string &path)

@@ -37,7 +37,7 @@ void show(const std::string &text)
 int run_program(const Program &program, const std::function<bool()> &body)
 {
     survive_file_size_limit();
-    // The library ends the process when it lacks the memory to go on.
+    // The support library ends the process when it runs out of memory.
     static const char *name;
     name = program.name;
     VdeInstanceInit();

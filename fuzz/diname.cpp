@@ -1,4 +1,4 @@
-// Device-independent names, in each encoding of the dialogs.
+// Fuzzes device-independent names, in each encoding of the dialogs.
 
 #include "fuzz/input.h"
 #include "velt/vde/fontenc.h"

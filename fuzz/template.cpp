@@ -1,4 +1,4 @@
-// Strings with references to arguments, expanded into buffers of any size.
+// Fuzzes the expansion of strings with references to arguments, into buffers of any size.
 
 #include "fuzz/input.h"
 #include "velt/vde/instance.h"
@@ -15,7 +15,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const auto other = exact_string(input.take(input.byte()));
     const auto text = exact_string(input.rest());
 
-    // One string after the other, in a block that ends with the second.
+    // Two strings in sequence, in a block that ends with the second.
     const std::string_view first(text.get(), std::strlen(text.get()) + 1);
     const auto pool = exact(std::string(first) + std::string(other.get()) + '\0');
     VdeSrIndexT index[] = {{1, 0}, {2, static_cast<std::uint32_t>(first.size())}};

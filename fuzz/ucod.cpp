@@ -1,4 +1,4 @@
-// Table files of the East Asian encodings.
+// Fuzzes the table files of the East Asian encodings.
 
 #include "fuzz/input.h"
 #include "vdelib/encconv/unicode.h"

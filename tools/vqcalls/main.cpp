@@ -51,7 +51,7 @@ int run(const std::vector<std::string> &arguments)
     }
     const velt::calls::Interface interface = velt::calls::read_interface(arguments[0]);
     if (option == "--man") {
-        // Pages of calls that are gone go too.
+        // Pages of calls that no longer exist are removed.
         fs::create_directories(arguments[2]);
         for (const auto &entry : fs::directory_iterator(arguments[2]))
             if (entry.path().extension() == ".3")

@@ -67,8 +67,8 @@ std::string padded(std::string text, std::size_t width)
     return text;
 }
 
-// The directories whose unicode/ may have the tables: the one that the user names, else those that
-// do.
+// The directory in whose unicode/ the tables are: the one that the user names, else VQHOME if it
+// has any, else the installed one.
 std::string tables_home(const std::string &home)
 {
     if (!home.empty())
@@ -81,7 +81,7 @@ std::string tables_home(const std::string &home)
     return program.parent_path().parent_path() / "share" / "velt";
 }
 
-// What becomes of the codes of an encoding.
+// The numbers of codes of an encoding: all, those with an equivalent, and those that convert back.
 struct Kept {
     int all = 0, converted = 0, back = 0;
 };

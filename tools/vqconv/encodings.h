@@ -1,4 +1,4 @@
-// The text encodings: how they are called, and which convert into which.
+// The text encodings: their names, and which convert into which.
 #pragma once
 
 #include <optional>
@@ -6,17 +6,17 @@
 
 #include "velt/scalars.h"
 
-// By a name that the library knows, in any of its forms, by a title, or by number.
+// Finds an encoding by a name that the library knows, in any of its forms, by title or by number.
 std::optional<UIntT> encoding_of(const std::string &word);
 
 std::string encoding_title(UIntT id);
 
-// Whether text of one converts to the other, and whether that takes a table file.
+// Whether the library converts one to the other, and whether it needs a table file for that.
 bool converts(UIntT from, UIntT to);
 bool takes_table(UIntT from, UIntT to);
 
-// Reads the table files of this directory, or else of where they are by themselves; throws
-// std::runtime_error when there is none for the encoding.
+// Reads the table files of the directory, or of the default one when none is given; throws
+// std::runtime_error when there is no table for the encoding.
 void load_tables(const std::string &home, UIntT from);
 
 // All encodings, one line each, with what they convert to.

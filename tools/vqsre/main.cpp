@@ -50,7 +50,7 @@ struct Options {
     std::vector<std::string> words; // the command and its files
 };
 
-// The language given, or the last of the path's names that is one.
+// Returns the language given, or the last component of the path that is a language.
 IntT language_of(const Options &options, const std::string &path)
 {
     if (!options.language.empty()) {

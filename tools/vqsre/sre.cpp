@@ -21,8 +21,8 @@ void put(std::string &to, T value)
         to += static_cast<char>(value >> shift & 0xFF);
 }
 
-// The line that the library reads as these bytes. A second byte of a character may be a backslash
-// too; the library does not tell.
+// Makes the line that the library reads as these bytes. Every byte that equals a backslash is
+// escaped, even as the second of a character: the library does not distinguish.
 std::string line_of(const std::string &bytes)
 {
     std::string line;
@@ -71,14 +71,14 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     velt::SrIndex index;
     if (const char *reason = velt::sr_read_index(file.get(), index))
         throw std::runtime_error(path + ": " + reason);
-    // The library keeps what it can read of such a file; here it is told.
+    // The library loads a file with an unsorted index, but may not find its strings.
     if (!std::ranges::is_sorted(index, {}, &VdeSrIndexT::id))
         throw std::runtime_error(path + ": the index is not sorted");
     // An empty string may begin where the file ends.
     if (std::ranges::any_of(index, [=](const VdeSrIndexT &entry) { return entry.offset > end; }))
         throw std::runtime_error(path + ": the index points behind the end of the file");
     std::vector<std::pair<int, std::string>> strings;
-    std::map<UIntT, std::string> known; // by offset
+    std::map<UIntT, std::string> known; // strings read already, by offset
     std::uint64_t most = velt::sr_most(end);
     for (const VdeSrIndexT &entry : index) {
         const auto [place, is_new] = known.try_emplace(entry.offset);

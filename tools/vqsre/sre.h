@@ -10,7 +10,7 @@
 #include "tools/vqsre/source.h"
 #include "vdelib/unix_sr/srfile.h"
 
-// What the library reads at most.
+// The limits of the library.
 inline constexpr std::size_t max_string = velt::sr_text_size - 1; // bytes
 inline constexpr std::size_t max_strings = std::numeric_limits<std::int16_t>::max();
 

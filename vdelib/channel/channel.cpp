@@ -23,7 +23,8 @@ struct StreamClose {
 };
 using Stream = std::unique_ptr<FILE, StreamClose>;
 
-// New channel, which takes over both; null, with both released, when memory runs out.
+// Makes a channel that owns the stream and the name; null, with both released, when memory runs
+// out.
 V_ChannelT *new_channel(Stream stream, velt::OwnedName name)
 {
     if (!stream || !name)
@@ -36,7 +37,8 @@ V_ChannelT *new_channel(Stream stream, velt::OwnedName name)
     return ch;
 }
 
-// Opens a file that did not exist, so that nobody else has it open or gave it another's name.
+// Creates a file and fails if it exists, so that no other process has it open or has put a link in
+// its place.
 Stream create_private(const char *platform)
 {
     const int fd = open(platform, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
@@ -52,7 +54,7 @@ Stream create_private(const char *platform)
 
 IntT count_of(size_t items)
 {
-    return static_cast<IntT>(items); // never more than were asked for
+    return static_cast<IntT>(items); // never more than requested
 }
 
 FILE *output_of(const V_ChannelT *ch)
@@ -77,7 +79,7 @@ V_ChannelT *V_ChannelOpen(const V_FilePathT *path, const char *mode)
 
 V_ChannelT *V_ChannelMakeTmp()
 {
-    constexpr int tries = 16; // somebody would have to guess every one of the names
+    constexpr int tries = 16; // each failed try means that somebody guessed the name
     for (int i = 0; i < tries; ++i) {
         velt::OwnedName name(VdeMakeTmpFileName());
         if (!name)
@@ -114,7 +116,7 @@ IntT VdeChannelCloseTmp(V_ChannelT **chp)
 {
     if (!chp)
         VdeFail();
-    // The path of a channel without name would be the working directory.
+    // A channel without a name is not deleted: V_ChannelPath gives the working directory for it.
     if (*chp && (*chp)->name) {
         V_FilePathT *path = V_GetFilePath(*chp);
         V_DeleteFile(path);
@@ -171,7 +173,7 @@ IntT V_ChannelAppend(V_ChannelT *src, V_ChannelT *dst)
 {
     if (!src || !dst)
         VdeFail();
-    if (src == dst) // the end would run ahead for ever
+    if (src == dst) // copying a file to its own end would never finish
         return -1;
     UCharT buffer[8192];
     while (const IntT size = V_ReadBytes(buffer, sizeof buffer, src))

@@ -17,7 +17,7 @@ UCharT *new_buffer(IntT size)
     return static_cast<UCharT *>(V_Calloc(static_cast<UIntT>(size) + 1, 1, V_AllocFatal));
 }
 
-// Appends as many of n bytes as fit; `write` gets their place and number.
+// Appends as many of n bytes as fit; calls `write` with the place and the number of bytes.
 IntT append(VdeClT *cl, IntT n, auto write)
 {
     velt::make_room(*checked(cl), n);

@@ -30,7 +30,7 @@ consteval bool letters_differ()
 }
 static_assert(letters_differ(), "an escape letter must stand for one code");
 
-// The escape whose code, or letter, is c; null if there is none.
+// Finds the escape whose code or letter is c; null if there is none.
 const Escape *find_escape(char Escape::*key, char c)
 {
     const auto *found = std::find_if(std::begin(escapes), std::end(escapes),
@@ -46,7 +46,7 @@ StringT VdeQuireToDbText(const char *text)
 {
     char work[work_size];
     IntT length = 0;
-    // The last character may still be an escape, which leaves room for the terminator alone.
+    // The last character may take two bytes, an escape, and the terminator one.
     for (; text && *text != '\0' && length < work_size - 2; ++text) {
         const Escape *escape = find_escape(&Escape::code, *text);
         if (escape)

@@ -31,7 +31,7 @@ struct FontEnc {
     UIntT text;
 };
 
-// The first is that of everything else.
+// The first row is the default.
 const FontEnc font_encs[] = {
     {&vdeVeltRomanEncodingId, VdeEncQuire},     {&vdeJISX0208_ShiftJISEncodingId, VdeEncShiftJis},
     {&vdeKSC5601_1992EncodingId, VdeEncKscEuc}, {&vdeBIG5EncodingId, VdeEncBig5},
@@ -46,7 +46,7 @@ const FontEnc &find_font_enc(auto matches)
 
 using ControlMap = std::array<UCharT, 32>;
 
-// What the control characters become; those that stay are 0.
+// The images of the control characters; 0 for those that stay.
 constexpr ControlMap vq_control_to_external_map = [] {
     ControlMap map{};
     map[0x08] = '\t';
@@ -64,7 +64,7 @@ StringT rewrite(StringT s, auto image)
     return s;
 }
 
-// The capital of the next letter or digit, or 0 at the end.
+// Returns the capital of the next letter or digit, or 0 at the end.
 UCharT next_alphanumeric(const char *&s)
 {
     for (; s && *s != '\0'; ++s) {

@@ -1,9 +1,10 @@
 // Reads the table files of the East Asian encodings.
 //
 // A file begins with the lowest and the highest first byte of two-byte characters. The rows follow:
-// one for single bytes, numbered before the lowest first byte, and one for each first byte. A row
-// is its lowest and highest byte, and the code points of these and those between, each of two
-// bytes, the higher first. Where the lowest is not below the highest, nothing follows.
+// one for single bytes, whose number is one less than the lowest first byte, and one for each first
+// byte. A row is its lowest and highest byte, and the code points of these and those between, each
+// of two bytes, the higher first. A row whose lowest byte is not below its highest has no code
+// points.
 
 #include <cstdio>
 #include <fcntl.h>
@@ -61,8 +62,8 @@ Bytes read_packed(const char *base_name, const char *dir)
         length += V_StrLen(part);
     }
     if (V_StrLen(path) != length)
-        return {}; // a name cut short is another file's
-    // Nobody is waited for who may write to a pipe.
+        return {}; // a truncated path may name another file
+    // O_NONBLOCK: opening a pipe that no process writes to must not block.
     const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     const Owned<std::FILE> file{descriptor < 0 ? nullptr : fdopen(descriptor, "r")};
     if (!file && descriptor >= 0)
@@ -70,8 +71,8 @@ Bytes read_packed(const char *base_name, const char *dir)
     return file ? read_whole(file.get()) : Bytes{};
 }
 
-// Hands the rows to `visit`, with their numbers; false when the file does not hold them all. What
-// stands behind them does not count.
+// Calls `visit` with each row and its number; false when the file does not hold all rows. Bytes
+// after the rows are ignored.
 bool for_each_row(std::span<const UCharT> file, auto visit)
 {
     if (file.size() < 2)
@@ -112,7 +113,7 @@ EastAsianTable *velt::load_table(const VdeFontEncT &font, const char *dir)
     if (!bytes.block)
         return nullptr;
     const std::span<const UCharT> file{bytes.block.get(), bytes.size};
-    size_t count = 2; // those for what the file lacks
+    size_t count = 2; // the two rows for bytes that the file has no row for
     if (!for_each_row(file, [&count](auto...) { ++count; }))
         return nullptr;
     auto *table = static_cast<EastAsianTable *>(
@@ -139,7 +140,7 @@ EastAsianTable *velt::load_table(const VdeFontEncT &font, const char *dir)
         Utf8Row *const characters = row == 0 ? new_row() : new_pairs();
         for (size_t i = 0; i < codes.size(); i += 2) {
             const size_t byte = lo + i / 2;
-            // Control characters are the host's, whatever the file says.
+            // Control characters have the code points of Quire text, whatever the file says.
             const CodePoint point = single && byte < 0x20
                                         ? VdeVeltRomanToUnicodeConversionTable[byte]
                                         : static_cast<CodePoint>(codes[i] * 256 + codes[i + 1]);

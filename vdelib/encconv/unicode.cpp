@@ -102,8 +102,8 @@ Slot AsianToUnicodeTable[] = {
     {VdeEncGbEuc, nullptr},
 };
 
-// Take the characters of text one by one. The run is a copy: a byte that is written might change
-// what is only referred to, for all that the compiler knows, and it would load the run each time.
+// Read the characters of text one by one. They hold the run by value: if it were a reference, the
+// compiler would reload it after every byte that is written, which might alias it.
 
 struct SingleBytes {
     const SingleByteTable &table;
@@ -131,7 +131,7 @@ struct EastAsian {
     }
 };
 
-// Calls `use` with what takes the characters of the encoding; not when there is no table.
+// Calls `use` with the reader of the encoding's characters, unless the encoding has no table.
 void with_table(UIntT enc, auto use)
 {
     for (const SingleByteTable &table : single_byte_tables) {
@@ -177,7 +177,7 @@ void V_FdeInitUnicode(const char *dir)
 UIntT *VdeTextEncStringToLString(const char *text, UIntT enc)
 {
     const IntT length = V_StrLen(text);
-    // More than a block may hold is refused rather than fatal.
+    // Text that needs more than the largest block gives null; V_Alloc would end the process.
     if (length == 0 || length >= V_MaxBlockSize / IntT{sizeof(UIntT)} - 1)
         return nullptr;
     UIntT *lstring = nullptr;
@@ -205,7 +205,7 @@ IntT vdeTranslateToUnicode(VdeClT *cl, const char *src, IntT srcLen, UIntT enc)
             characters.run.copy(source, out);
             const UCharT *at = source.at;
             UCharT *to = out;
-            // Behind the run up to the next character that may begin another.
+            // Converts single characters after a run, up to one that may begin another run.
             for (UCharT size = 0; size != 1 && at < source.stop;) {
                 const Utf8 &character = characters.next(at, source.end);
                 size = character.size;

@@ -1,10 +1,10 @@
-// The records of the font encodings.
+// Sets up the structures of the font encodings.
 #pragma once
 
 namespace velt
 {
 
-// Fills them, and leaves dialogs and locale alone.
+// Fills the structures; does not change the dialogs' encoding or the locale.
 void set_up_font_encodings();
 
 } // namespace velt

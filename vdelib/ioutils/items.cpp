@@ -11,7 +11,7 @@
 namespace
 {
 
-constexpr IntT chunk_size = 1024; // bytes that are reversed and written together
+constexpr IntT chunk_size = 1024; // bytes that are reversed and written at a time
 
 V_ChannelT *needed(V_ChannelT *ch)
 {
@@ -49,7 +49,7 @@ IntT write_items(const void *ptr, IntT size, IntT count, V_ChannelT *ch)
         reverse_items(chunk, size, items);
         const IntT now = V_ChannelWrite(chunk, size, items, ch);
         written += now;
-        if (now < items) // what follows would stand in the wrong place
+        if (now < items) // after a short write the next items would be misplaced
             break;
         bytes += length;
     }

@@ -5,7 +5,7 @@
 namespace
 {
 
-// What a released handle variable holds: no address, and recognised in a debugger.
+// The value of a released handle variable: not an address, and easily recognised in a debugger.
 constexpr uintptr_t released = 0xDEADDEAD;
 
 template <class Handle>

@@ -22,8 +22,8 @@ void check_size(uint64_t size)
         VdeFail();
 }
 
-// What the system is asked for: an empty block too has an address, so that null always means
-// failure and resizing to nothing does not release.
+// The size requested from the system. An empty block has an address as well, so that null always
+// means failure and resizing to 0 does not release.
 size_t system_size(UIntT size)
 {
     return std::max<size_t>(size, 1);
@@ -46,7 +46,7 @@ void *V_Alloc(UIntT size, UIntT flags)
 
 void *V_Calloc(UIntT count, UIntT size, UIntT flags)
 {
-    // In 64 bits, where the product cannot wrap to a size smaller than what was asked for.
+    // The product is computed in 64 bits, where it cannot wrap to a smaller size.
     const uint64_t total = uint64_t{count} * size;
     check_size(total);
     return checked(std::calloc(1, system_size(static_cast<UIntT>(total))), flags);

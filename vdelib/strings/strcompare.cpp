@@ -58,7 +58,7 @@ bool ends_with(const char *s, const char *suffix)
            (s && from >= 0 && difference<image>(s + from, suffix, unbounded) == 0);
 }
 
-// How the ordering routines read their bound: a negative one compares the first character.
+// The bound of the ordering routines: a negative one counts as one character.
 IntT at_least_one(IntT N)
 {
     return N < 0 ? 1 : N;

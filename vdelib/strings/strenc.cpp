@@ -31,8 +31,8 @@ Char char_at(const char *s, const VdeFontEncT &enc)
     return {fold == Case::folded && size == 1 ? VdeQToLower[first] : first, size};
 }
 
-// Difference of the first differing characters of a and b, where `more` says whether to go on after
-// so many bytes of a.
+// Difference of the first differing characters of a and b. `more` tells, for a number of bytes of
+// a, whether the comparison goes on after them.
 template <Case fold>
 IntT compare(const char *a, const char *b, UIntT enc, auto more)
 {
@@ -55,7 +55,7 @@ IntT compare(const char *a, const char *b, UIntT enc, auto more)
     }
 }
 
-// At least one character, unless N is 0.
+// Compares at least one character, unless N is 0.
 template <Case fold>
 IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 {

@@ -28,7 +28,7 @@ size_t room_of(IntT N)
     return N > 1 ? static_cast<size_t>(N) - 1 : 0;
 }
 
-// Puts the first `count` bytes of src at dst[at], where the string ends then, and returns its
+// Copies the first `count` bytes of src to dst[at], terminates dst after them and returns its
 // length. The two may overlap, so that a string can be moved inside itself.
 IntT put(StringT dst, size_t at, const char *src, size_t count)
 {

@@ -63,7 +63,7 @@ private:
     int count_ = 0;
 };
 
-// Copies src into limit bytes; what is too long loses its middle.
+// Copies src into `limit` bytes; removes the middle of text that is too long.
 void StrMiddleTruncate(StringT dst, const char *src, IntT limit)
 {
     constexpr const char *dots = "...";
@@ -78,7 +78,7 @@ void StrMiddleTruncate(StringT dst, const char *src, IntT limit)
     V_StrCatN(dst, src + V_StrLen(src) - tail, limit);
 }
 
-// The rest of the buffer that a string is expanded into; always terminated.
+// The free part of the buffer that a string is expanded into; the text is always terminated.
 class Output
 {
 public:
@@ -89,7 +89,7 @@ public:
         V_StrNCatN(at_, text, count, room_);
         advance();
     }
-    // Keeps room for the rest of the template.
+    // Inserts text but keeps room for the rest of the template.
     void insert(const char *text, const char *rest)
     {
         StrMiddleTruncate(at_, text, room_ - V_StrLen(rest) - 1);
@@ -102,7 +102,8 @@ public:
     }
     void insert_argument(const Argument &argument, const char *rest)
     {
-        char number[DBL_MAX_10_EXP + 8]; // the longest: a sign, the digits, a point, three digits
+        char number[DBL_MAX_10_EXP +
+                    8]; // holds the longest number: a sign, digits, a point, three digits
         const auto format = [&](const char *conversion, auto value) {
             snprintf(number, sizeof number, conversion, value);
             insert(number, rest);
@@ -134,7 +135,7 @@ private:
     }
 
     StringT at_;
-    IntT room_; // at least the terminator's byte
+    IntT room_; // at least 1, for the terminator
 };
 
 void expand(const char *text, const Arguments &arguments, Output out)
@@ -209,7 +210,7 @@ IntT V_SrGetVF(IntT id, StringT buf, IntT size, const char *argTypes, va_list ar
         }
         V_StrCpyN(text.get(), stored, size);
     }
-    text[static_cast<size_t>(size) - 1] = '\0'; // whatever a client's V_SrFetch has done
+    text[static_cast<size_t>(size) - 1] = '\0'; // a client's V_SrFetch may not have terminated it
     expand(text.get(), Arguments(argTypes, arguments), Output(buf, size));
     return 0;
 }

@@ -33,8 +33,8 @@ constexpr VdeDrfEntryT drf_srindex[] = {
     {VdeDrfEnd, 0, 0, 0, nullptr},
 };
 
-// The strings one after another, each with its terminator, from the second byte on: the first is an
-// empty string.
+// The pool of strings, each with its terminator. The first byte is an empty string, the others
+// follow.
 class Pool
 {
 public:
@@ -51,7 +51,7 @@ public:
         used_ += length + 1;
         return true;
     }
-    bool start() { return resize(step); } // all of it zero
+    bool start() { return resize(step); } // zero-filled
     bool shrink() { return resize(used_); }
     UCharT *release() { return bytes_.release(); }
 
@@ -72,7 +72,7 @@ private:
     UIntT capacity_ = 0;
 };
 
-// Why the last V_SrInit has failed; empty when it has not.
+// Why the last V_SrInit failed; empty when it succeeded.
 char reason[1200];
 
 __attribute__((format(printf, 1, 2))) IntT refuse(const char *format, ...)
@@ -104,7 +104,7 @@ IntT load(FILE *stream, const Path &path)
     SrIndex index;
     if (const char *fault = velt::sr_read_index(stream, index))
         return refuse("%s: %s", path, fault);
-    // In the order of the file, and once for all the numbers that one string has.
+    // The strings are read in the order of the file, and one with several ids is read once.
     const SrBlock<VdeSrIndexT *[]> sorted(static_cast<VdeSrIndexT **>(
         V_Calloc(static_cast<UIntT>(index.count), sizeof(VdeSrIndexT *), 0)));
     Pool pool;
@@ -132,7 +132,7 @@ IntT load(FILE *stream, const Path &path)
     }
     if (!pool.shrink())
         return refuse(no_memory, path);
-    // The table before, if any, is left to whoever may still hold its strings.
+    // An earlier table is not released, because the client may still hold its strings.
     VdeInstance->srIndex = index.entries.release();
     VdeInstance->srCount = index.count;
     VdeInstance->srPool = pool.release();
@@ -148,7 +148,7 @@ __attribute__((format(printf, 2, 3))) FILE *open_path(Path &path, const char *fo
     va_end(parts);
     if (length < 0 || length >= int{sizeof path})
         return nullptr;
-    // Nobody is waited for who may write to a pipe.
+    // O_NONBLOCK: opening a pipe that no process writes to must not block.
     const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     FILE *stream = file < 0 ? nullptr : fdopen(file, "rb");
     if (!stream && errno != ENOENT && errno != ENOTDIR)
@@ -226,11 +226,12 @@ IntT V_SrInit(const char *name, const char *language)
                       "or VQHOME (%s)",
                       platform_name.get(), language ? language : "", platform_name.get(),
                       value_of("HOME"), value_of("VQHOME"));
-    reason[0] = '\0'; // a file before it may have been unreadable
+    reason[0] = '\0'; // an earlier candidate may have been unreadable
     const IntT result = load(stream, path);
     fclose(stream);
 
-    const StringT copy = V_StrCopyString(language); // it may be the very copy that is replaced
+    const StringT copy =
+        V_StrCopyString(language); // `language` may point to the copy that is replaced
     V_Free(VdeInstance->language);
     VdeInstance->language = copy;
     return result;

@@ -7,7 +7,7 @@
 namespace
 {
 
-// The byte of the digits, two at most, after "\x"; -1 if there is none.
+// Reads the digits, two at most, after "\x" and returns their byte; -1 if there is no digit.
 template <class Next>
 int scan_hex(FILE *stream, Next next)
 {
@@ -23,7 +23,7 @@ int scan_hex(FILE *stream, Next next)
     return value;
 }
 
-// Next gives one byte after another, or EOF. What does not fit is read all the same, or left.
+// `Next` returns the next byte, or EOF. Text that does not fit is read and dropped, or left unread.
 enum class Rest { read, left };
 
 template <class Next>

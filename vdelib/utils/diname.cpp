@@ -12,7 +12,8 @@ using velt::NameBuffer;
 namespace
 {
 
-// A character of a token's text: so many bytes after a backslash that escapes it, if any.
+// A character of a token's text: a backslash that escapes it, if any, and the bytes of the
+// character.
 struct TextChar {
     IntT escape, size; // size 0: the text ends here
 };
@@ -41,8 +42,8 @@ struct Internal {
         return append(text) && append("/");
     }
 
-    // Takes the token of that letter, whose text is at p. False if it may not stand here or does
-    // not fit.
+    // Appends the token of that letter, whose text is at p. False if the token is not allowed here
+    // or does not fit.
     bool take(IntT letter, const char *&p)
     {
         switch (letter) {
@@ -132,11 +133,11 @@ IntT VdeParseDiName(const char *diName, StringT out)
         VdeAdvPastToken(&p);
         if (*p == '\0')
             break;
-        letter = VdeGetDiTokenID(&p); // 0, of what is no token, means nothing
+        letter = VdeGetDiTokenID(&p); // 0 stands for an invalid token, which is ignored
     }
     if (name.length == 0)
         return -1;
-    name.end[-1] = '\0'; // every form ends with a "/"
+    name.end[-1] = '\0'; // removes the "/" that ends the name
     return 0;
 }
 

@@ -1,4 +1,4 @@
-// Expanding names and working out "." and "..".
+// Expansion of names, and resolution of "." and "..".
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,7 +13,7 @@ using velt::NameBuffer;
 namespace
 {
 
-// A name that grows and is cut where its buffer ends.
+// A growing name, truncated at the end of its buffer.
 class NameText
 {
 public:
@@ -33,7 +33,7 @@ private:
     size_t length = 0;
 };
 
-// Takes what stands at p, up to the next "/" or the end, and moves there. False if it is too long.
+// Copies the text at p up to the next "/" or the end and moves p there. False if it is too long.
 bool take_word(const char *&p, NameBuffer &word)
 {
     const size_t size = std::strcspn(p, "/");
@@ -42,7 +42,7 @@ bool take_word(const char *&p, NameBuffer &word)
     return size < sizeof word;
 }
 
-// Looked up once: the value that the process started to work with stays.
+// The value is looked up once, so that later changes of the environment have no effect.
 const char *own_home()
 {
     static NameBuffer home;

@@ -10,7 +10,7 @@
 namespace
 {
 
-// The text encodings of names where they differ, each under the flag of a locale.
+// The text encodings of names where the two forms differ, by the flags of the locale.
 struct NameEncodings {
     const IntT *locale;
     UIntT internal, platform;

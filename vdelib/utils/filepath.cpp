@@ -1,4 +1,4 @@
-// File path records.
+// File paths.
 
 #include "vdelib/utils/names.h"
 #include "velt/vde/channel.h"
@@ -10,7 +10,8 @@ using velt::NameBuffer;
 namespace
 {
 
-// New record for a name, worked out against a directory and classified. The buffer changes.
+// Makes a file path of a name, which it resolves against a directory and classifies. The buffer is
+// changed.
 V_FilePathT *resolved(NameBuffer &name, const char *dir)
 {
     VdeUiExpandFileName(name, dir);
@@ -22,7 +23,8 @@ V_FilePathT *resolved(NameBuffer &name, const char *dir)
     return path;
 }
 
-// The directory of the anchor's file, none without anchor. False if the anchor may not be one.
+// Gets the directory of the anchor's file; it is empty without an anchor. False if the anchor is
+// not valid.
 bool anchor_directory(const V_FilePathT *anchor, NameBuffer &dir)
 {
     dir[0] = '\0';
@@ -65,7 +67,7 @@ IntT VdeFilePathFree(V_FilePathT **path)
     if (!path)
         VdeFail();
     if (velt::is_file_path(*path)) {
-        (*path)->magic = 0; // a pointer that outlives the record is the less likely to be taken
+        (*path)->magic = 0; // makes use after release likely to be noticed
         V_Free((*path)->name);
         V_Free(*path);
     }

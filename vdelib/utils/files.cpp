@@ -1,4 +1,4 @@
-// What files there are, and deletion.
+// Tests for files, and their deletion.
 
 #include "velt/vde/files.h"
 
@@ -10,7 +10,7 @@
 namespace
 {
 
-constexpr UIntT file_type_mask = 0xF000; // of a mode that stat reports
+constexpr UIntT file_type_mask = 0xF000; // the bits of st_mode that hold the type
 
 static_assert((S_IFMT & ~0u) == file_type_mask && S_IFDIR == V_FileTypeDirectory &&
               S_IFREG == V_FileTypeRegular && R_OK == V_AccessRead && W_OK == V_AccessWrite);

@@ -1,4 +1,4 @@
-// What a name looks like.
+// The platform that a name looks like it is from.
 
 #include "vdelib/utils/names.h"
 #include "velt/vde/strings.h"

@@ -75,11 +75,11 @@ bool ends_segment(char c)
     return c == '\0' || c == '/';
 }
 
-// How two names run together.
+// The common beginning of two names.
 struct Common {
-    IntT size = 0;    // bytes that are equal
-    IntT slash = 0;   // index of the last "/" in them
-    bool any = false; // whether a whole segment is among them
+    IntT size = 0;    // the number of equal bytes
+    IntT slash = 0;   // the index of the last "/" in them
+    bool any = false; // whether they contain a whole segment
 };
 
 Common common_part(const char *a, const char *b)
