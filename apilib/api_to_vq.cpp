@@ -1,4 +1,4 @@
-// The stubs of the host's program, one a row of the procedure table.
+// The client stubs of the host's program, one for each row of the procedure table.
 
 #include <cstddef>
 #include <cstring>
@@ -10,7 +10,7 @@
 namespace
 {
 
-// Time limit of a call on a handle that has none of its own.
+// The time limit of a call on a handle without one of its own.
 constexpr timeval TIMEOUT = {25, 0};
 
 constexpr rpcproc_t numbers[] = {
@@ -28,7 +28,7 @@ constexpr bool ascending()
 
 static_assert(ascending(), "a procedure number is used twice or out of order");
 
-// What holds a decoded answer; a void answer still needs an address.
+// The storage of a decoded answer; even a void answer needs an address.
 template <class T>
 struct Holder {
     T value;
@@ -40,23 +40,24 @@ struct Holder<void> {
     void *address() { return &value; }
 };
 
-// Calls in a row that got no answer, and with how many it is told.
+// The number of successive calls without an answer, and the number that is reported.
 int unanswered;
-constexpr int told = 2;
+constexpr int reported_at = 2;
 
 bool call(CLIENT *client, rpcproc_t number, xdrproc_t encode, const void *argument,
           xdrproc_t decode, void *result)
 {
-    // Without a session nobody answers.
+    // Outside a session there is no host to answer.
     if (!client)
         return false;
     const clnt_stat status =
         clnt_call(client, number, encode, const_cast<void *>(argument), decode, result, TIMEOUT);
     const bool silent = status == RPC_CANTSEND || status == RPC_CANTRECV || status == RPC_TIMEDOUT;
-    // One call may be too much for the host. Who goes on calling is told once why nothing happens.
+    // A single call may have been too much for the host. If further calls fail as well, that is
+    // reported, once.
     if (!silent)
         unanswered = 0;
-    else if (unanswered < told && ++unanswered == told)
+    else if (unanswered < reported_at && ++unanswered == reported_at)
         V_ApiErr("the host does not answer calls any more");
     if (status == RPC_SUCCESS)
         return true;

@@ -1,4 +1,4 @@
-// The XDR routines of the value types and of the records of the host's program.
+// The XDR routines of the value types and of the structures of the host's program.
 
 #include "apilib/wire/coding.h"
 

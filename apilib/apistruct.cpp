@@ -73,7 +73,7 @@ IntT V_ApiGetPropIndex(const V_PropValsT *list, IntT propNum)
 
 void V_ApiAppendVal(V_PropValsT *list, IntT propNum, const V_TypedValT *value)
 {
-    // Copied first: the value may stand in the entry that it replaces.
+    // The value is copied first, because it may be part of the entry that it replaces.
     V_TypedValT made = V_ApiCopyVal(value);
     IntT index = V_ApiGetPropIndex(list, propNum);
     if (index >= 0) {
@@ -144,8 +144,8 @@ void addfstr(V_StringsT *list, StringT s)
 
 V_FilterArgsT *VdeApiExpandFilterArgs(const char *packed)
 {
-    auto *record = static_cast<V_FilterArgsT *>(VapiCalloc(1, sizeof(V_FilterArgsT)));
-    if (!record)
+    auto *arguments = static_cast<V_FilterArgsT *>(VapiCalloc(1, sizeof(V_FilterArgsT)));
+    if (!arguments)
         return nullptr;
     std::size_t slot = 0;
     for (const char *start = packed ? packed : "";; start++) {
@@ -153,23 +153,23 @@ V_FilterArgsT *VdeApiExpandFilterArgs(const char *packed)
         while (*end && *end != argument_separator)
             end++;
         StringT argument = copy_bytes(start, static_cast<std::size_t>(end - start));
-        if (slot < std::size(record->args)) {
-            record->args[slot++] = argument;
+        if (slot < std::size(arguments->args)) {
+            arguments->args[slot++] = argument;
         } else {
-            UIntT before = record->extraArgs.len;
-            addfstr(&record->extraArgs, argument);
-            if (record->extraArgs.len == before)
+            UIntT before = arguments->extraArgs.len;
+            addfstr(&arguments->extraArgs, argument);
+            if (arguments->extraArgs.len == before)
                 V_ApiFree(argument);
         }
         if (!*end)
-            return record;
+            return arguments;
         start = end;
     }
 }
 
-void VdeApiDeallocateFilterArgs(V_FilterArgsT *record)
+void VdeApiDeallocateFilterArgs(V_FilterArgsT *arguments)
 {
-    for (StringT &argument : record->args)
+    for (StringT &argument : arguments->args)
         V_ApiDeallocateString(&argument);
-    V_ApiDeallocateStrings(&record->extraArgs);
+    V_ApiDeallocateStrings(&arguments->extraArgs);
 }

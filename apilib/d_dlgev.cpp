@@ -1,4 +1,4 @@
-// A dialog event, for a client that has no callback of its own.
+// The callback for a dialog event, for a client that defines none.
 
 #include "velt/api/session.h"
 

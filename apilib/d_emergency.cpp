@@ -1,4 +1,4 @@
-// The end of the host, for a client that has no callback of its own.
+// The callback for the end of the host, for a client that defines none.
 
 #include "velt/api/session.h"
 

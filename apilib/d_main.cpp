@@ -1,4 +1,4 @@
-// The process entry, for a client that has none of its own.
+// The main function, for a client that defines none.
 
 #include "velt/api/session.h"
 

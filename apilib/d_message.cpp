@@ -1,4 +1,4 @@
-// A message of another client, for a client that has no callback of its own.
+// The callback for a message of another client, for a client that defines none.
 
 #include "velt/api/session.h"
 

@@ -1,4 +1,4 @@
-// A notification, for a client that has no callback of its own.
+// The callback for a notification, for a client that defines none.
 
 #include "velt/api/session.h"
 

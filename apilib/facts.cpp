@@ -1,4 +1,4 @@
-// What errors say, and the version.
+// The texts of errors, and the version.
 
 #include "velt/api/facts.h"
 
@@ -10,7 +10,7 @@ struct Text {
     const char *text;
 };
 
-// Of two rows of one code the first counts.
+// When two rows have the same code, the first is used.
 constexpr Text texts[] = {
     {0, "no error"},
 #define V_ERROR(code, name, meaning) {code, meaning},

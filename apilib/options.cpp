@@ -1,4 +1,4 @@
-// The host's own options of its operations; the status that they return; dictionaries.
+// The default options of the host's operations, the status that these return, and dictionaries.
 
 #include "apilib/wire/memory.h"
 #include "velt/api.h"
@@ -69,7 +69,7 @@ IntT V_ApiCheckStatus(const V_PropValsT *returned, IntT statusBit)
         VA_errno = V_error_no_status;
         return 0;
     }
-    // The value is taken for a list whatever its kind; without an array it has no bits.
+    // The value is read as a list whatever its kind; a null array has no bits.
     const V_IntsT &words = returned->val[index].propVal.u.intsVal;
     auto bit = static_cast<UIntT>(statusBit);
     if (!words.val || bit / word_bits >= words.len) {

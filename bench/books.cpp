@@ -24,8 +24,8 @@ std::string book_text(int count)
     return text + "]}";
 }
 
-// One large book beside several of as many components together: what is as long takes time in
-// proportion to the components.
+// Compares one large book with several that have as many components together: linear algorithms
+// take the same time for both.
 void read(benchmark::State &state)
 {
     const std::string small = book_text(components / parts), large = book_text(components);

@@ -1,4 +1,4 @@
-// What reading and writing a large book costs.
+// The cost of reading and writing a large book.
 #pragma once
 
 namespace velt::bench

@@ -1,15 +1,14 @@
 #include "bench/calls.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include "apilib/unix/transport/transport.h"
@@ -20,7 +19,7 @@
 #include "host/portmap/portmap.h"
 #include "velt/api.h"
 
-// This process is a client too.
+// This process acts as a client as well, so it defines the callbacks.
 void V_ApiInitialize(IntT) {}
 
 void V_ApiCommand(IntT) {}
@@ -30,8 +29,8 @@ namespace velt::bench
 namespace
 {
 
-// Programs of the host that is a process of its own, of the host that this process is, and of their
-// clients.
+// Program numbers of the host in its own process, of the host that this process acts as, and of
+// their clients.
 constexpr rpcprog_t far_host = 0x20100000;
 constexpr rpcprog_t far_client = far_host + 1;
 constexpr rpcprog_t near_host = far_host + 2;
@@ -46,7 +45,7 @@ void require(bool done, const char *what)
         throw std::runtime_error(what);
 }
 
-// A process, which does not outlive this object.
+// A child process, which ends with this object.
 class Process
 {
 public:
@@ -82,11 +81,11 @@ private:
     pid_t id_;
 };
 
-// A client of this process, which is its host.
+// A client in another process; this process acts as its host.
 class HostedClient
 {
 public:
-    HostedClient() : process_({VELT_BENCH_CLIENT}) { serve_one(&Served::acknowledgements); }
+    HostedClient() : process_({VELT_BENCH_CLIENT}) { serve_one(&AnsweredCalls::acknowledgements); }
 
     void connect()
     {
@@ -145,7 +144,7 @@ try {
             constexpr rpcproc_t notify_procedure = 7;
             return timed(calls_in_block, [&](std::size_t) {
                 client.call(notify_procedure, &argument);
-                serve_one(&Served::hand_overs);
+                serve_one(&AnsweredCalls::hand_overs);
             });
         });
     state.counters[counter::as_rate] = 1;
@@ -172,7 +171,7 @@ void start_up(benchmark::State &state)
     });
 }
 
-// The client tells of its first callback on the output that it shares with its host.
+// The client reports its first callback on the output that it shares with its host.
 void first_callback(benchmark::State &state)
 try {
     setenv("VELT_BENCH_TELL", "", 1);
@@ -200,11 +199,11 @@ try {
 
 } // namespace
 
-std::unique_ptr<Server> register_calls()
+std::unique_ptr<ServiceProcess> register_calls()
 {
     VA_TimeOut.seconds = static_cast<IntT>(limit.tv_sec);
-    // Before this process has a service, of which the other would inherit half.
-    auto host = std::make_unique<Server>([](const std::function<void(in_port_t)> &tell) {
+    // The child is forked before this process starts a service, whose socket it would inherit.
+    auto host = std::make_unique<ServiceProcess>([](const std::function<void(in_port_t)> &tell) {
         host::SessionPortMapper mapper;
         mapper.set({far_host, 1, IPPROTO_TCP, open_service(far_host)});
         tell(static_cast<in_port_t>(std::stoi(mapper.name())));

@@ -1,4 +1,4 @@
-// What a session costs: round trips, callbacks, start-up.
+// The cost of a session: round trips, callbacks, start-up.
 #pragma once
 
 #include <memory>
@@ -8,8 +8,8 @@
 namespace velt::bench
 {
 
-// Returns the process that plays the host and the session's port mapper; it must outlive the
+// Returns the process that acts as the host and as the session's port mapper; it must outlive the
 // benchmarks.
-[[nodiscard]] std::unique_ptr<Server> register_calls();
+[[nodiscard]] std::unique_ptr<ServiceProcess> register_calls();
 
 } // namespace velt::bench

@@ -1,4 +1,4 @@
-/* The least that a client can be: it serves the host and does nothing, but to tell of its first
+/* The smallest possible client: it serves the host and does nothing except report its first
  * callback where it is asked to. */
 #include <stdlib.h>
 #include <unistd.h>

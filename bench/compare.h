@@ -1,14 +1,13 @@
-// Times two ways of doing the same thing. Both run in every pair, which goes first changes from
-// pair to pair, and medians are taken: what disturbs the machine for a while disturbs both.
+// Times two ways of doing the same thing. Each pair runs both, in alternating order, and the result
+// is the medians, so that a disturbance of the machine affects both.
 #pragma once
 
 #include <algorithm>
+#include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstddef>
 #include <exception>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 namespace velt::bench
 {
@@ -30,7 +29,7 @@ inline double median(std::vector<double> values)
     return *middle;
 }
 
-// Seconds for one of `count` calls.
+// Returns the mean time of `count` calls in seconds.
 template <class Call>
 double timed(std::size_t count, Call call)
 {

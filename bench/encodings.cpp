@@ -24,9 +24,10 @@ namespace
 
 constexpr std::size_t megabyte = 1'000'000;
 constexpr int pairs = 41;
-constexpr double linear = 1.05; // the times of a large text and of its parts count as equal
+constexpr double linear = 1.05; // the largest ratio that counts as equal
 
-// Prose in languages; else characters of the encoding that begin with a high byte, in any order.
+// A text is prose in some languages, or else characters of the encoding that begin with a high
+// byte, in random order.
 enum Text : unsigned {
     english = 1,
     french = 2,
@@ -54,8 +55,8 @@ constexpr struct {
 #include "bench/prose.def"
 };
 
-// What others call the encodings, and which texts they hold. Quire text is the Macintosh's but for
-// its control characters and some that no text here has.
+// The names of the encodings in the other libraries, and the texts that they can encode. Quire text
+// equals the Macintosh's apart from its control characters and some that no text here contains.
 struct Encoding {
     UIntT id;
     const char *title, *iconv, *icu;
@@ -102,8 +103,8 @@ constexpr struct {
 #undef CONVERSION
 };
 
-// Half the time of the faster of the others, where two tables and a way over Unicode can be saved;
-// else no more than it takes.
+// The goal is half the time of the faster library where the conversion saves two tables and the
+// detour through Unicode; else the same time.
 constexpr double goal_of(UIntT from, UIntT to)
 {
     const auto joins = [=](UIntT one, UIntT other) { return from == one && to == other; };
@@ -130,7 +131,7 @@ std::string utf8(char32_t code)
     return {static_cast<char>(0xE0 | code >> 12), low(6), low(0)};
 }
 
-// A pair of encodings, with all that converts the one to the other.
+// A pair of encodings, with all converters from one to the other.
 class Pair
 {
 public:
@@ -138,11 +139,11 @@ public:
         : from_(from), to_(to), icu_(from.icu, to.icu, room), encode_("UTF-8", from.icu, room),
           decode_(to.icu, "UTF-8", room)
     {
-        if (from.iconv != nullptr && to.iconv != nullptr)
+        if (from.iconv && to.iconv)
             iconv_.emplace(from.iconv, to.iconv, room);
     }
 
-    // A text of about a megabyte in UTF-8, in the encoding to convert from.
+    // Makes a text of about a megabyte in UTF-8, in the encoding to convert from.
     std::string make(Text text)
     {
         std::vector<std::string> parts;
@@ -159,7 +160,8 @@ public:
             all += part;
             if (parts.front().size() <= longest_character)
                 continue;
-            // About as long as paragraphs are, and no lines below: those are for who sets the text.
+            // Lines are about as long as paragraphs, because texts leave the breaking of lines to
+            // the host.
             paragraph += part.size();
             all += paragraph < 500 ? " " : "\n";
             paragraph %= 500;
@@ -189,7 +191,7 @@ private:
     static constexpr std::size_t room = 8 * megabyte;
     static constexpr std::size_t longest_character = 3;
 
-    // The characters, in UTF-8, that begin with a high byte and that all convert to the same.
+    // The characters, in UTF-8, that begin with a high byte and that all libraries convert alike.
     std::vector<std::string> high_characters()
     {
         std::vector<std::string> characters;
@@ -198,7 +200,7 @@ private:
                 continue;
             const std::string character = utf8(code);
             const std::string_view *encoded = encode_.convert(character);
-            if (encoded == nullptr)
+            if (!encoded)
                 continue;
             const std::string text(*encoded);
             const auto first = static_cast<unsigned char>(text[0]);
@@ -209,13 +211,13 @@ private:
         return characters;
     }
 
-    // Whether all convert the text to the same characters, seen as Unicode: escape sequences have
-    // more than one form.
+    // Whether all libraries convert the text to the same characters. These are compared in Unicode,
+    // because escape sequences have more than one form.
     bool agree(const std::string &text)
     {
         const Owned ours = bench::convert(text, from_.id, to_.id);
         const std::string_view *icu = icu_.convert(text);
-        if (ours == nullptr || icu == nullptr)
+        if (!ours || !icu)
             return false;
         const std::string expected = characters(*icu);
         if (expected.empty() || characters(ours.get()) != expected)
@@ -223,17 +225,17 @@ private:
         if (!iconv_)
             return true;
         const std::string_view *result = iconv_->convert(text);
-        return result != nullptr && characters(*result) == expected;
+        return result && characters(*result) == expected;
     }
 
-    // Quire has an end of a paragraph where others have that of a line, which is a sign in ANSI,
-    // and a curved apostrophe for ANSI's straight one.
+    // Quire text has paragraph ends where other text has line ends, which are signs in ANSI, and a
+    // curved apostrophe for ANSI's straight one.
     std::string characters(std::string_view text)
     {
         constexpr std::pair<std::string_view, char> plain[] = {
             {"\xE2\x80\xA9", '\n'}, {"\xC2\xB6", '\n'}, {"\xE2\x80\x99", '\''}};
         const std::string_view *decoded = decode_.convert(text);
-        std::string result = decoded != nullptr ? std::string(*decoded) : "";
+        std::string result = decoded ? std::string(*decoded) : "";
         for (const auto &[sign, byte] : plain) {
             for (std::size_t at = 0; (at = result.find(sign, at)) != result.npos;)
                 result.replace(at, sign.size(), 1, byte);
@@ -265,7 +267,7 @@ try {
     state.SkipWithError(error.what());
 }
 
-// Beside the time that so many bytes take at a rate.
+// Compares with the time that so many bytes take at a given rate.
 void convert_at(benchmark::State &state, const Encoding &from, double bytes_per_second)
 try {
     const Encoding &to = *find(VdeEncUtf8);
@@ -278,8 +280,8 @@ try {
     state.SkipWithError(error.what());
 }
 
-// A large text, beside its parts converted one by one, whose results are all kept. All the memory
-// is fresh in both: what the C library has kept of it goes back to the system before.
+// Compares a large text with its parts, converted one by one, whose results are all kept. Both
+// start with fresh memory: what the C library has cached is returned to the system before.
 void convert_large(benchmark::State &state, const Encoding &from, const Encoding &to, Text text)
 try {
     const std::vector<std::string> parts(64, Pair(from, to).make(text));
@@ -313,10 +315,10 @@ void register_encodings()
     for (const auto &row : conversions) {
         const Encoding *from = find(row.from);
         const Encoding *to = find(row.to);
-        // All conversions from Quire text to East Asian encodings are one.
+        // All conversions from Quire text to East Asian encodings are the same, so one is measured.
         const bool repeated =
             row.from == VdeEncQuire && is_east_asian(row.to) && row.to != VdeEncShiftJis;
-        if (from == nullptr || to == nullptr || repeated)
+        if (!from || !to || repeated)
             continue;
         for (const auto &[text, name] : texts) {
             if ((from->texts & to->texts & text) == 0)

@@ -1,4 +1,4 @@
-// What it costs to convert text, beside the C library's iconv and beside ICU.
+// The cost of converting text, compared with the C library's iconv and with ICU.
 #pragma once
 
 namespace velt::bench

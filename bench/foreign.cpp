@@ -8,7 +8,7 @@ namespace velt::bench
 std::string Foreign::checked(std::string_view text)
 {
     const std::string_view *converted = convert(text);
-    if (converted == nullptr)
+    if (!converted)
         throw std::runtime_error("the text cannot be converted");
     return std::string(*converted);
 }

@@ -1,5 +1,5 @@
-// The converters of others: the C library's iconv, and ICU's. What they take is opened and
-// allocated once.
+// Converters of other libraries: the C library's iconv, and ICU's. Each opens its descriptors and
+// allocates its buffers once.
 #pragma once
 
 #include <iconv.h>
@@ -7,9 +7,8 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <vector>
-
 #include <unicode/ucnv.h>
+#include <vector>
 
 namespace velt::bench
 {
@@ -18,8 +17,8 @@ class Foreign
 {
 public:
     virtual ~Foreign() = default;
-    // The converted text, valid until the next call; null when something has no equivalent, or the
-    // result is larger than what there is room for.
+    // Returns the converted text, valid until the next call; null when a character has no
+    // equivalent or the result exceeds the buffer.
     virtual const std::string_view *convert(std::string_view text) = 0;
 
     std::string checked(std::string_view text);

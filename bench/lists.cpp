@@ -20,8 +20,8 @@ namespace velt::bench
 namespace
 {
 
-// The baseline: every type as routines for the RPC library are usually written, with its xdr_array,
-// xdr_string and xdr_pointer.
+// The baseline: routines for every type as they are usually written, with the RPC library's
+// xdr_array, xdr_string and xdr_pointer.
 namespace baseline
 {
 
@@ -67,7 +67,7 @@ bool code(XDR *xdrs, T &value)
     return fields(value, [xdrs](const char *, auto &field) { return code(xdrs, field); });
 }
 
-// Numbers have the library's own routines, without a wrapper's cost.
+// Numbers use the RPC library's own routines, without the cost of a wrapper.
 template <class T>
 xdrproc_t routine()
 {
@@ -103,7 +103,7 @@ private:
 
     void visit(std::string_view name, IntT &value)
     {
-        // Other tags, and the number that decides on a name, are 0 or 1.
+        // Tags of other unions, and the number that decides whether a name is sent, are 0 or 1.
         value = static_cast<IntT>(random_() % (name == "valType" ? value_kinds : 2));
     }
     void visit(std::string_view, UIntT &value) { value = static_cast<UIntT>(random_()); }
@@ -124,9 +124,9 @@ private:
         visit("", *value);
     }
     template <Record T>
-    void visit(std::string_view, T &record)
+    void visit(std::string_view, T &value)
     {
-        fields(record, [this](const char *name, auto &field) {
+        fields(value, [this](const char *name, auto &field) {
             this->visit(name, field);
             return true;
         });
@@ -135,7 +135,7 @@ private:
     std::minstd_rand random_;
 };
 
-// A list with its encoding.
+// A list with its encoded form.
 template <List T>
 struct Sample {
     explicit Sample(UIntT count)
@@ -168,13 +168,14 @@ private:
     }
 };
 
-// Calls in one block, so that short ones can be timed.
+// The number of calls that are timed together, so that short ones can be measured.
 std::size_t repetitions(UIntT count)
 {
     return std::max(1U, 20'000 / count);
 }
 
-// Lists of plain integers go in one block; short ones are mostly the allocation.
+// Lists of plain integers are encoded in one block; the cost of short ones is mostly the
+// allocation.
 template <List T>
 double goal(UIntT count)
 {

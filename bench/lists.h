@@ -1,4 +1,4 @@
-// What it costs to encode and decode each list type.
+// The cost of encoding and decoding each list type.
 #pragma once
 
 namespace velt::bench

@@ -1,14 +1,13 @@
 #include "bench/service.h"
 
 #include <arpa/inet.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <csignal>
 #include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <type_traits>
+#include <unistd.h>
 #include <vector>
 
 #include "apilib/unix/transport/transport.h"
@@ -24,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto patience = std::chrono::seconds(10);
 
-Served served;
+AnsweredCalls served;
 
 char text[] = "some text of a usual length";
 
@@ -119,11 +118,11 @@ in_port_t open_service(rpcprog_t program)
          nullptr, nullptr, nullptr});
     if (!transport)
         throw std::runtime_error("cannot open a service");
-    transport_answer(transport, program, 1);
+    transport_set_program(transport, program, 1);
     return transport->xp_port;
 }
 
-Server::Server(void (*serve)(const std::function<void(in_port_t)> &))
+ServiceProcess::ServiceProcess(void (*serve)(const std::function<void(in_port_t)> &))
 {
     int ends[2];
     if (pipe(ends) != 0 || (id_ = fork()) < 0)
@@ -146,7 +145,7 @@ Server::Server(void (*serve)(const std::function<void(in_port_t)> &))
     address_.sin_port = htons(port);
 }
 
-Server::~Server()
+ServiceProcess::~ServiceProcess()
 {
     kill(id_, SIGKILL);
     waitpid(id_, nullptr, 0);
@@ -158,7 +157,7 @@ void serve_forever()
         wait_and_dispatch(patience);
 }
 
-void serve_one(std::size_t Served::*kind)
+void serve_one(std::size_t AnsweredCalls::*kind)
 {
     const std::size_t before = served.*kind;
     const auto give_up = Clock::now() + patience;

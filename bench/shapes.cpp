@@ -38,11 +38,12 @@ public:
     Session &operator=(const Session &) = delete;
 };
 
-// Nothing still has an address.
+// A stub without an argument wants an address all the same.
 template <class T>
 using Storage = std::conditional_t<std::is_void_v<T>, char, T>;
 
-// A line: the bare call of the stub's records, released, and the public call.
+// Registers one line of the table: the bare call of the stub, with the release of its result, and
+// the public call.
 template <class Argument, class Result, class Call>
 void add(const std::string &session, const char *line, rpcproc_t number,
          Result *(*)(const Argument *, CLIENT *), std::type_identity_t<Storage<Argument>> argument,
@@ -118,17 +119,17 @@ void register_shapes(const std::string &session)
     static const V_PropValsT options = V_ApiGetOpenDefaultParams();
 #define SHAPE(call, stub, argument, came)                                                          \
     add(session, #call " / bare call", number_of(#stub), stub, argument, [] { return came; })
-#define RECORD(...) {__VA_ARGS__}
-    SHAPE(V_ApiGetInt, api_vq_get_int_1, RECORD(1, 2, {3, nullptr}), V_ApiGetInt(1, 2, 3) == 42);
-    SHAPE(V_ApiSetInt, api_vq_set_int_1, RECORD(1, 2, {3, nullptr}, 42),
+#define ARGUMENT(...) {__VA_ARGS__}
+    SHAPE(V_ApiGetInt, api_vq_get_int_1, ARGUMENT(1, 2, {3, nullptr}), V_ApiGetInt(1, 2, 3) == 42);
+    SHAPE(V_ApiSetInt, api_vq_set_int_1, ARGUMENT(1, 2, {3, nullptr}, 42),
           (V_ApiSetInt(1, 2, 3, 42), true));
-    SHAPE(V_ApiDelete, api_vq_delete_1, RECORD(1, 2), V_ApiDelete(1, 2) == 0);
-    SHAPE(V_ApiMenuExists, api_vq_menu_exists_1, RECORD(menu), V_ApiMenuExists(menu) == 1);
+    SHAPE(V_ApiDelete, api_vq_delete_1, ARGUMENT(1, 2), V_ApiDelete(1, 2) == 0);
+    SHAPE(V_ApiMenuExists, api_vq_menu_exists_1, ARGUMENT(menu), V_ApiMenuExists(menu) == 1);
     SHAPE(V_ApiClientName, api_client_name_1, 0, get_name());
-    SHAPE(V_ApiPromptString, api_vq_prompt_string_1, RECORD(question, suggestion), prompt());
-    SHAPE(V_ApiGetStrings of 10, api_vq_get_strings_1, RECORD(1, 2, {3, nullptr}), get_strings());
-    SHAPE(V_ApiGetProps of 1000, api_vq_get_props_1, RECORD(1, 2), get_properties());
-    SHAPE(V_ApiOpen, api_vq_open_1, RECORD(file, options), open_document(options));
+    SHAPE(V_ApiPromptString, api_vq_prompt_string_1, ARGUMENT(question, suggestion), prompt());
+    SHAPE(V_ApiGetStrings of 10, api_vq_get_strings_1, ARGUMENT(1, 2, {3, nullptr}), get_strings());
+    SHAPE(V_ApiGetProps of 1000, api_vq_get_props_1, ARGUMENT(1, 2), get_properties());
+    SHAPE(V_ApiOpen, api_vq_open_1, ARGUMENT(file, options), open_document(options));
     SHAPE(V_ApiPushClipboard, api_vq_push_clipboard_1, 0, (V_ApiPushClipboard(), true));
 }
 

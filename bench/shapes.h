@@ -1,4 +1,4 @@
-// What each shape of call costs, beside the bare call of the same records.
+// The cost of each shape of call, compared with the bare call of the same stub.
 #pragma once
 
 #include <string>

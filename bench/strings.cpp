@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 constexpr int pairs = 41;
 constexpr std::size_t repetitions = 20'000;
 
-// The compiler may not know what comes out, nor take a call for the one before.
+// Keeps the compiler from computing the result itself and from merging calls.
 template <class Call>
 auto block(Call call)
 {
@@ -48,7 +48,7 @@ void length(benchmark::State &state, std::size_t size)
     compare(state, block([s] { return std::strlen(s); }), block([s] { return V_StrLen(s); }));
 }
 
-// Equal but for the case of every second letter.
+// Two texts that are equal apart from the case of every second letter.
 void compare_case(benchmark::State &state, std::size_t size)
 {
     std::string one, other;
@@ -82,7 +82,7 @@ std::string big_endian(std::size_t value, int bytes)
     return text;
 }
 
-// A directory with a resource file of as many strings as there can be.
+// A directory with a resource file of the maximal number of strings.
 class Resources
 {
 public:
@@ -91,7 +91,7 @@ public:
     Resources()
     {
         std::string pattern = fs::temp_directory_path() / "velt-bench-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr)
+        if (!mkdtemp(pattern.data()))
             throw std::runtime_error("there is no temporary directory");
         directory_ = pattern;
         std::string index, text;
@@ -113,14 +113,13 @@ private:
     fs::path directory_;
 };
 
-// The least that has the same use: the file read whole, and every string copied.
+// The least work with the same result: reads the whole file and copies every string.
 std::vector<char *> read_and_copy(const std::string &path)
 {
     const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(path.c_str(), "rb"),
                                                                   std::fclose);
     std::string content(fs::file_size(path), '\0');
-    if (file == nullptr ||
-        std::fread(content.data(), 1, content.size(), file.get()) != content.size())
+    if (!file || std::fread(content.data(), 1, content.size(), file.get()) != content.size())
         throw std::runtime_error("cannot read " + path);
     std::vector<char *> strings(Resources::count);
     for (std::size_t i = 0; i < strings.size(); ++i) {

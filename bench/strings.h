@@ -1,4 +1,4 @@
-// What strings cost, beside the C library's functions.
+// The cost of string operations, compared with the C library's functions.
 #pragma once
 
 namespace velt::bench

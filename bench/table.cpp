@@ -60,7 +60,7 @@ void Table::ReportRuns(const std::vector<Run> &runs)
         }
         const auto &counters = run.counters;
         const bool as_rate = counters.count(counter::as_rate) != 0;
-        // What is printed is what is judged.
+        // The goal is checked against the ratio as printed.
         const double ratio = std::round(counters.at(counter::ratio) * 100) / 100;
         const auto goal = counters.find(counter::goal);
         const bool has_goal = goal != counters.end();

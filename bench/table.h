@@ -1,9 +1,8 @@
 // Prints the results as one table, a line as soon as it is measured.
 #pragma once
 
-#include <vector>
-
 #include <benchmark/benchmark.h>
+#include <vector>
 
 namespace velt::bench
 {

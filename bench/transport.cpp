@@ -1,19 +1,18 @@
 #include "bench/transport.h"
 
 #include <arpa/inet.h>
+#include <csignal>
+#include <functional>
+#include <memory>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sched.h>
+#include <stdexcept>
+#include <string>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <csignal>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
 
 #include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"
@@ -31,7 +30,7 @@ constexpr rpcproc_t get_int = number_of("api_vq_get_int_1");
 constexpr rpcproc_t echo = 1;
 constexpr timeval limit = {10, 0};
 
-// The call of an integer property and its answer, with their marks.
+// The sizes of the call for an integer property and of its answer, with their record marks.
 constexpr std::size_t call_bytes = 4 + 40 + 12;
 constexpr std::size_t reply_bytes = 4 + 24 + 8;
 
@@ -50,7 +49,7 @@ void dispatch(svc_req *request, SVCXPRT *transport)
     }
 }
 
-// Each tells the port, and serves for ever.
+// The bodies of the child processes: each tells its port, then serves until it is killed.
 
 void serve_stock(const std::function<void(in_port_t)> &tell)
 {
@@ -65,8 +64,8 @@ void serve_ours(const std::function<void(in_port_t)> &tell)
     SVCXPRT *service = transport_listen(
         {[](void *, svc_req *request, SVCXPRT *connection) { dispatch(request, connection); },
          nullptr, nullptr, nullptr});
-    // Nobody asks the port mapper.
-    transport_answer(service, program, 1);
+    // The service is not registered, because the caller knows its port.
+    transport_set_program(service, program, 1);
     tell(service->xp_port);
     for (;;) {
         transport_wait(nullptr, 1000);
@@ -98,7 +97,7 @@ void pin(int cpu)
     sched_setaffinity(0, sizeof set, &set);
 }
 
-// This process and those that it starts on one processor, until the end of the scope.
+// Binds this process, and those that it starts, to one processor until the end of the scope.
 class OneProcessor
 {
 public:
@@ -159,7 +158,7 @@ void call_echo(CLIENT *client, const std::string &text)
 template <class Call>
 void against_stock(benchmark::State &state, std::size_t count, Call call)
 {
-    const Server stock(serve_stock), own(serve_ours);
+    const ServiceProcess stock(serve_stock), own(serve_ours);
     const Client theirs = stock_client(stock.address()), our = our_client(own.address());
     require(theirs && our);
     compare(
@@ -179,7 +178,7 @@ try {
 void small_call_beside_bytes(benchmark::State &state)
 try {
     const OneProcessor one;
-    const Server bytes(serve_bytes), own(serve_ours);
+    const ServiceProcess bytes(serve_bytes), own(serve_ours);
     const Client our = our_client(own.address());
     const int fd = socket(AF_INET, SOCK_STREAM, 0);
     const int on = 1;

@@ -1,4 +1,4 @@
-// What the transport costs, beside the RPC library's own and beside bare sockets.
+// The cost of the transport, compared with the RPC library's own and with bare sockets.
 #pragma once
 
 namespace velt::bench

@@ -2,9 +2,6 @@
 
 #include "common/charset.h"
 
-#include "velt/vde/encodings.h"
-#include "velt/vde/fontenc.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -12,6 +9,9 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+
+#include "velt/vde/encodings.h"
+#include "velt/vde/fontenc.h"
 
 namespace velt
 {
@@ -65,7 +65,7 @@ public:
     Converter &operator=(const Converter &) = delete;
     ~Converter() { iconv_close(handle_); }
 
-    // The whole text converted, or nothing if it is malformed.
+    // Converts the whole text; returns nothing if it is malformed.
     template <class To, class From>
     std::optional<std::basic_string<To>> convert(std::basic_string_view<From> text)
     {
@@ -127,7 +127,7 @@ Charset::Charset(UIntT id)
         bytes_.emplace(character, bytes);
     };
     for (unsigned first = 0x80; first < 256; ++first) {
-        // The first byte of two is no character, whatever the converter makes of it.
+        // A byte that can begin a pair is no character alone, even if iconv converts it.
         if (!leads_[first])
             enter({static_cast<char>(first)});
         for (unsigned second = 0; leads_[first] && second < 256; ++second)

@@ -1,12 +1,12 @@
 // The byte encodings in which the languages' texts are kept.
 #pragma once
 
-#include "velt/scalars.h"
-
 #include <array>
 #include <map>
 #include <string>
 #include <string_view>
+
+#include "velt/scalars.h"
 
 namespace velt
 {
@@ -15,8 +15,8 @@ namespace velt
 std::u32string from_utf8(std::string_view text);
 std::string to_utf8(char32_t character);
 
-// A text encoding in which the host keeps text of a language. All of them hold ASCII as it is; what
-// else there is, is looked up.
+// A text encoding in which the host keeps text of a language. All of them contain ASCII; other
+// characters are looked up.
 class Charset
 {
 public:
@@ -27,8 +27,9 @@ public:
     // The bytes of a character outside ASCII; empty if the encoding lacks it.
     std::string encode(char32_t character) const;
 
-    // The character, of one or two bytes, that nonempty text begins with: a view of its bytes, and
-    // the code point; 0 for an ASCII character and for bytes that encode nothing.
+    // Decodes the character of one or two bytes at the beginning of nonempty text: a view of its
+    // bytes, and its code point, which is 0 for an ASCII character and for bytes that encode
+    // nothing.
     struct Decoded {
         std::string_view bytes;
         char32_t character;

@@ -1,4 +1,4 @@
-// What goes wrong, and how the program that it goes wrong in ends.
+// Errors, with the exit code of the program that they end.
 #pragma once
 
 #include <stdexcept>
@@ -24,7 +24,7 @@ public:
     throw Error(failed, text);
 }
 
-// What the caller of a program, or of a command, has to write otherwise.
+// Reports wrong usage of a program or of a command.
 [[noreturn]] inline void misuse(const std::string &text)
 {
     throw Error(misused, text);

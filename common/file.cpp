@@ -12,7 +12,7 @@ namespace velt
 namespace
 {
 
-// What has no end is not to fill the memory.
+// The limit keeps an endless file from filling the memory.
 constexpr std::size_t most_content = std::size_t{256} << 20;
 
 [[noreturn]] void fail(const std::string &path)
@@ -25,7 +25,7 @@ constexpr std::size_t most_content = std::size_t{256} << 20;
 File open_file(const std::string &path, const char *mode)
 {
     File file(std::fopen(path.c_str(), mode));
-    if (file == nullptr)
+    if (!file)
         fail(path);
     return file;
 }

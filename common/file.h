@@ -14,7 +14,7 @@ struct Closer {
 using File = std::unique_ptr<std::FILE, Closer>;
 
 File open_file(const std::string &path, const char *mode);
-// - is the standard input.
+// The path "-" means the standard input.
 std::string read_file(const std::string &path);
 
 } // namespace velt

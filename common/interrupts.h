@@ -1,4 +1,4 @@
-// Signals that ask the program to end: it does so in order.
+// Signals that ask the program to end in an orderly way.
 #pragma once
 
 #include <csignal>
@@ -8,17 +8,17 @@
 namespace velt
 {
 
-// What the signal handlers write: the last signal, and how many there have been.
+// State that the signal handlers write: the last signal, and the number of signals so far.
 struct Interrupts {
     volatile std::sig_atomic_t signal = 0;
     volatile std::sig_atomic_t count = 0;
 };
 extern Interrupts interrupts;
 
-// From now on SIGINT, SIGTERM and SIGHUP are counted, and interrupt what waits.
+// From now on SIGINT, SIGTERM and SIGHUP are counted, and interrupt blocking system calls.
 void watch_interrupts();
 
-// Thrown out of what is interrupted.
+// Thrown by an operation that a signal interrupts.
 struct Interrupted : Error {
     Interrupted() : Error(failed, "interrupted") {}
 };

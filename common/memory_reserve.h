@@ -1,13 +1,14 @@
-// Memory kept back for the way out of an operation that there is none left for.
+// A reserve of memory, so that an operation that runs out of memory can be unwound.
 #pragma once
 
 namespace velt
 {
 
-// From now on an allocation by `new` that fails gets what has been kept back: values with lists in
-// them allocate when they are destroyed, where nothing may be thrown.
+// Sets memory aside, which is released when an allocation by `new` fails. Unwinding needs it: the
+// destructors of values with lists allocate, and must not throw.
 void keep_memory_back();
-// Between two operations. Throws std::bad_alloc when what was used cannot be had again.
+// Fills the reserve again, between two operations. Throws std::bad_alloc when there is too little
+// memory.
 void restore_memory();
 
 } // namespace velt

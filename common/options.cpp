@@ -1,8 +1,7 @@
 #include "common/options.h"
 
-#include <getopt.h>
-
 #include <algorithm>
+#include <getopt.h>
 
 #include "common/error.h"
 
@@ -11,7 +10,7 @@ namespace velt
 namespace
 {
 
-// What getopt returns for the option: outside the range of letters for those without one.
+// The value that getopt returns for the option: its letter, or a number above all letters.
 int code_of(const std::vector<Option> &options, std::size_t i)
 {
     return options[i].letter ? options[i].letter : 256 + static_cast<int>(i);
@@ -54,14 +53,14 @@ std::vector<std::string> parse_options(int argc, char **argv, const std::vector<
         const Option *option = by_code(found == ':' || found == '?' ? optopt : found);
         if (found == ':')
             misuse(shown(*option) + ": its value is missing");
-        // A letter may stand among others in its word.
+        // The letter is named by optopt, because its word may contain others.
         if (found == '?' && option)
             misuse(shown(*option) + " takes no value");
         if (found == '?')
             misuse((optopt ? std::string("-") + static_cast<char>(optopt)
                            : std::string(argv[optind - 1])) +
                    ": unknown option");
-        // A script's variable that was never set is a mistake.
+        // An empty value is rejected: it usually comes from a script's unset variable.
         if (option->takes != Option::value_or_empty && optarg && *optarg == '\0')
             misuse(shown(*option) + ": its value is empty");
         option->take(optarg ? optarg : "");

@@ -8,7 +8,7 @@
 namespace velt
 {
 
-// An option with its letter, if it has one, and its name, if it has one.
+// An option with its letter (0 for none) and its name (null for none).
 struct Option {
     char letter;
     const char *name;
@@ -25,7 +25,7 @@ struct Option {
     }
 };
 
-// Takes the options in, in their order, and returns the other words. Throws Error.
+// Processes the options in their order and returns the other words. Throws Error.
 std::vector<std::string> parse_options(int argc, char **argv, const std::vector<Option> &options);
 
 } // namespace velt

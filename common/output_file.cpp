@@ -1,15 +1,14 @@
 #include "common/output_file.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <fcntl.h>
+#include <poll.h>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "common/interrupts.h"
@@ -31,7 +30,7 @@ bool same(const struct stat &one, const struct stat &other)
     throw std::system_error(errno, std::generic_category(), path + ": cannot be written" + why);
 }
 
-// The standard descriptor that a path means; -1 for none.
+// The standard descriptor that a path names; -1 for none.
 int standard_descriptor(const std::string &path)
 {
     for (const auto &[name, descriptor] : {std::pair("out", STDOUT_FILENO), {"err", STDERR_FILENO}})
@@ -64,7 +63,7 @@ OutputFile::OutputFile(const std::string &path) : path_(path)
         errno = ENXIO;
         fail_to_write(path, ": nobody reads from it");
     }
-    // Nobody is waited for who may yet read from a pipe, but what one reads is written whole.
+    // O_NONBLOCK only keeps open() from waiting for a reader of a pipe; writes are to block.
     if (!file_ || fcntl(file_.get(), F_SETFL, O_APPEND) != 0)
         fail_to_write(path);
 }
@@ -137,8 +136,8 @@ void OutputFile::check() const
                                          "there is lost");
 }
 
-// Where a reader may be waited for, no more is written at once than the wait promises room for: a
-// signal is seen between the pieces.
+// To a pipe or terminal the text goes in pieces for which poll() has promised room, so that no
+// write blocks and a signal is noticed between the pieces.
 bool write_whole(int descriptor, std::string_view text)
 {
     struct stat here {

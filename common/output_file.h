@@ -12,24 +12,25 @@ namespace velt
 class OutputFile
 {
 public:
-    // Opens the file, or makes it; what it holds stays up to begin(). Of /dev/stdout and the like
-    // it is the descriptor that counts. A pipe must have a reader. Throws std::system_error.
+    // Opens the file, or creates it; its content stays until begin(). /dev/stdout and the like mean
+    // this process's descriptor. A pipe must have a reader. Throws std::system_error.
     explicit OutputFile(const std::string &path);
     OutputFile(OutputFile &&) = default;
     OutputFile &operator=(OutputFile &&) = default;
-    // One that was made and not begun is gone again.
+    // Removes a file that was created but not begun.
     ~OutputFile();
 
-    // Whether it is the plain file that has the path, or is open there; for what is read, also the
-    // same pipe.
+    // Whether this is the plain file at a path, or that of another output or of an input
+    // descriptor; for an input also whether it is the same pipe.
     bool is(const std::string &path) const;
     bool is(const OutputFile &other) const;
     bool is_read_from(int descriptor) const;
 
-    // Empties it. Where the standard output or error lead to the same file, its text goes on there.
+    // Empties the file. If standard output or standard error is the same file, the text is appended
+    // through that descriptor instead.
     void begin();
-    // Writes all of the text, in one piece if the system takes it. Throws std::system_error, also
-    // when it waits for a reader and is interrupted.
+    // Writes all of the text, in one piece if the system accepts it. Throws std::system_error, also
+    // when a signal interrupts the wait for a reader.
     void write(std::string_view text);
     // Throws std::runtime_error when another file has taken its place.
     void check() const;
@@ -42,7 +43,7 @@ private:
     bool made_ = false, named_ = false;
 };
 
-// The same for an open descriptor; false with errno when not all of it is written.
+// Writes all of the text to an open descriptor; false with errno when that failed.
 bool write_whole(int descriptor, std::string_view text);
 
 } // namespace velt

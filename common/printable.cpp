@@ -15,7 +15,7 @@ struct Decoded {
     char32_t character;
 };
 
-// What nonempty text begins with; one byte of what is not UTF-8.
+// Decodes the first character of nonempty text; one byte of malformed UTF-8.
 Decoded decode(std::string_view text)
 {
     const auto lead = static_cast<unsigned char>(text[0]);
@@ -37,8 +37,8 @@ Decoded decode(std::string_view text)
     return {text.substr(0, length), character};
 }
 
-// Controls, which also U+0080 to U+009F are; line ends; what turns the direction of the text around
-// it; and no characters at all.
+// Rejects control characters, U+0080 to U+009F included; line ends; characters that change the
+// direction of text; and code points without characters.
 bool fit_to_print(char32_t c)
 {
     return !(c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x2028 && c <= 0x202E) ||

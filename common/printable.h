@@ -1,5 +1,5 @@
-// Whatever others wrote, in files, names or calls, passes here before it is printed: it is UTF-8
-// then, and no part of it commands a terminal, hides what stands beside it or breaks a line.
+// Sanitises text from files, names or calls before it is printed: the result is UTF-8 without
+// terminal controls, hidden text or line breaks.
 #pragma once
 
 #include <string>
@@ -8,13 +8,13 @@
 namespace velt
 {
 
-// What is not fit to print reads as '?'.
+// Replaces each character that is not fit to print by '?'.
 std::string printable(std::string_view text);
-// The same, but lines may end.
+// The same, but keeps line ends.
 std::string printable_lines(std::string_view text);
-// In what is JSON already: as its escapes.
+// Replaces such characters in JSON text by JSON escapes.
 std::string printable_json(std::string_view json);
-// The content of an XML element or attribute, in which line ends count.
+// Escapes the content of an XML element or attribute; line ends are kept.
 std::string printable_xml(std::string_view text);
 
 } // namespace velt

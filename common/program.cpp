@@ -1,14 +1,13 @@
 #include "common/program.h"
 
-#include "common/printable.h"
-#include "common/replace_file.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <new>
 #include <utility>
 
+#include "common/printable.h"
+#include "common/replace_file.h"
 #include "velt/api/facts.h"
 #include "velt/vde/instance.h"
 
@@ -38,7 +37,7 @@ void show(const std::string &text)
 int run_program(const Program &program, const std::function<bool()> &body)
 {
     survive_file_size_limit();
-    // The library ends the process when it lacks the memory to go on.
+    // The support library ends the process when it runs out of memory.
     static const char *name;
     name = program.name;
     VdeInstanceInit();

@@ -1,5 +1,4 @@
-// What the tools have in common as programs: options, ways to end, and what goes to standard
-// output.
+// What the tools have in common as programs: options, exit statuses and standard output.
 #pragma once
 
 #include <functional>
@@ -17,16 +16,16 @@ struct Program {
     const char *help;
 };
 
-// Takes the options in, and --help (-h) and --version besides, which end the program; returns the
-// other words. Throws Error.
+// Processes the options, and --help (-h) and --version, which end the program; returns the other
+// words. Throws Error.
 std::vector<std::string> parse_options(const Program &program, int argc, char **argv,
                                        std::vector<Option> options = {});
 
 // Writes to standard output, or throws.
 void show(const std::string &text);
 
-// Does what a program is for and returns its exit status: 0 all went well, 1 it did not, as the
-// body says or an exception, 2 wrong usage.
+// Runs the body of a program and returns the exit status: 0 for success; 1 when the body returns
+// false or throws; 2 for wrong usage.
 int run_program(const Program &program, const std::function<bool()> &body);
 
 } // namespace velt

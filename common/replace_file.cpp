@@ -1,19 +1,18 @@
 #include "common/replace_file.h"
 
-#include <fcntl.h>
-#include <sys/random.h>
-#include <sys/xattr.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <memory>
 #include <stdexcept>
+#include <sys/random.h>
+#include <sys/xattr.h>
 #include <system_error>
+#include <unistd.h>
 #include <vector>
 
 namespace velt
@@ -30,7 +29,7 @@ void close_open(int &descriptor)
     descriptor = -1;
 }
 
-// Short, so that it fits wherever the file's own name does.
+// The name is short, so that a directory that accepts the file's own name accepts it too.
 std::string unforeseeable_name()
 {
     unsigned long long number = 0;
@@ -41,16 +40,17 @@ std::string unforeseeable_name()
     return text;
 }
 
-// The group gets what everybody has.
+// Limits the group's permissions to those of others.
 mode_t without_group(mode_t mode)
 {
     return mode & ~(S_IRWXG & ~((mode & S_IRWXO) << 3));
 }
 
-// Whether the new file has the access list of the old one, or, like that, none.
+// Copies the access list of the old file to the new one, or removes the new one's; whether that
+// succeeded.
 bool same_access_list(int from, int to)
 {
-    std::vector<char> list(65536); // the longest there is
+    std::vector<char> list(65536); // the longest list that the system allows
     const ssize_t size = fgetxattr(from, access_list, list.data(), list.size());
     if (size > 0)
         return fsetxattr(to, access_list, list.data(), static_cast<std::size_t>(size), 0) == 0;
@@ -102,11 +102,11 @@ NewFile::NewFile(const std::string &path, Others others) : path_(path), earlier_
 void NewFile::begin_beside(const std::string &target)
 try {
     const auto slash = target.rfind('/');
-    name_ = target.substr(slash + 1); // all of it when there is no slash
+    name_ = target.substr(slash + 1); // the whole target when it has no slash
     const std::string folder = slash == target.npos ? "." : target.substr(0, slash + 1);
     if ((directory_ = open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) < 0)
         fail();
-    // To have it open for writing is to be allowed to write.
+    // Opening the old file for writing checks the permission to write it.
     constexpr int to_write = O_WRONLY | O_CLOEXEC | O_NOFOLLOW;
     old_ = openat(directory_, name_.c_str(), to_write | O_NONBLOCK);
     if (old_ < 0 && errno != ENOENT)
@@ -179,7 +179,8 @@ void NewFile::keep_attributes()
         if (old.st_gid != made.st_gid && fchown(file_, static_cast<uid_t>(-1), old.st_gid) != 0)
             mode = without_group(mode);
     }
-    // The mode first: with an access list, the group's part of it is the list's mask.
+    // The mode comes first: once there is an access list, chmod sets the list's mask instead of the
+    // group's permissions.
     if (fchmod(file_, mode) != 0)
         fail();
     if (!same_access_list(old_, file_) && fchmod(file_, without_group(mode)) != 0)
@@ -210,7 +211,7 @@ void NewFile::commit()
     if (renameat(directory_, unfinished_.c_str(), directory_, name_.c_str()) != 0)
         fail();
     unfinished_.clear();
-    // Without this the new name may be lost with the power, but neither file is damaged.
+    // Without this sync a power failure may undo the renaming, but it damages neither file.
     int folder = openat(directory_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder >= 0)
         fsync(folder);

@@ -3,24 +3,23 @@
 
 #include <string>
 #include <string_view>
-
 #include <sys/stat.h>
 
 namespace velt
 {
 
-// A file that is about to take the place of another, or to be a new one. It is written beside that,
-// and gone again unless it is committed. Failures are std::runtime_error with the path and the
-// reason, and leave the old file as it is:
+// A file that will replace another, or be a new one. It is written under another name in the same
+// directory, and removed unless it is committed. Failures are std::runtime_error with the path and
+// the reason, and leave the old file as it is:
 //
-// - a symbolic link stays one, and what it points at is replaced; there must be something;
-// - owner, group, mode and access list stay; where they cannot, nobody gets more than before;
-// - what the caller may not write, or nobody may by its mode, is not replaced;
-// - nor is a file that has other names (hard links), which would keep the old content.
+// - a symbolic link stays, and the file that it points at, which must exist, is replaced;
+// - owner, group, mode and access list are kept; where they cannot be, nobody gains access;
+// - a file that the caller may not write, or whose mode lets nobody write, is not replaced;
+// - nor is a file with other names (hard links), which would keep the old content.
 class NewFile
 {
 public:
-    // What is no plain file, such as /dev/null, cannot be replaced: it is refused, or written to.
+    // How to treat a path that is no plain file, such as /dev/null, and so cannot be replaced.
     enum class Others { refused, written };
 
     explicit NewFile(const std::string &path, Others others = Others::refused);
@@ -29,11 +28,11 @@ public:
     ~NewFile();
 
     void write(std::string_view bytes);
-    // Everything but the replacement: the new file is complete and on the disk.
+    // Does all but the replacement: the new file is complete and on the disk.
     void finish();
     void commit();
 
-    // Removes those that are not committed, in a process that is about to end without destructors.
+    // Removes all uncommitted files, for a process that ends without running destructors.
     static void remove_unfinished();
 
 private:
@@ -49,15 +48,15 @@ private:
     int old_ = -1; // the file that is replaced
     int file_ = -1;
     bool finished_ = false;
-    NewFile *earlier_; // that is not committed either
+    NewFile *earlier_; // the next in the list of uncommitted files
     static NewFile *latest_;
 };
 
 void replace_file(const std::string &path, std::string_view content,
                   NewFile::Others others = NewFile::Others::refused);
 
-// Has a write beyond the limit on the size of files fail like one on a full disk, for the whole
-// process. Without this the limit ends it by a signal.
+// From now on a write beyond the file size limit fails like one on a full disk, in the whole
+// process. Without this a signal ends the process.
 void survive_file_size_limit();
 
 } // namespace velt

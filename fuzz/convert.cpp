@@ -1,4 +1,4 @@
-// Every conversion between text encodings, over text that lies in a block of just its size.
+// Fuzzes every conversion between text encodings, with text in a block of exactly its size.
 
 #include "fuzz/input.h"
 #include "velt/vde/chinese.h"
@@ -23,7 +23,8 @@ constexpr IntT (*converters[])(VdeClT *, const char *, IntT) = {
     VdeJisToShiftJis, VdeJisToEuc,    VdeShiftJisToJis, VdeShiftJisToEuc, VdeEucToJis,
     VdeEucToShiftJis, VdeBig52CNSEUC, VdeCNSEUC2Big5,   VdeGb8ToHz,       VdeHzToGb8};
 
-// Two-byte characters of the first bytes 81 to FE, with code points of every length in UTF-8.
+// A table of two-byte characters with the first bytes 81 to FE and code points of every length in
+// UTF-8.
 void load_tables()
 {
     std::string table = "\x81\xFE";
@@ -53,7 +54,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     V_Free(V_StrConvertEnc(string.get(), from, to));
     V_Free(VdeTextEncStringToLString(string.get(), from));
 
-    // Text with zero bytes in it and no terminator, onto what a builder holds already.
+    // The text contains zero bytes, has no terminator, and is appended to a builder's content.
     const auto block = exact(text);
     const auto length = static_cast<IntT>(text.size());
     UCharT held[9];

@@ -1,4 +1,4 @@
-// Device-independent names, in each encoding of the dialogs.
+// Fuzzes device-independent names, in each encoding of the dialogs.
 
 #include "fuzz/input.h"
 #include "velt/vde/fontenc.h"
@@ -30,7 +30,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const V_FilePathT *root = VdeFilePathSimpleCreate("/a/b");
     for (const V_FilePathT *anchor : {root, static_cast<const V_FilePathT *>(nullptr)}) {
         V_FilePathT *path = V_DIToFilePath(name.get(), anchor);
-        if (path != nullptr && path->name[0] == '/' && (path->flags & V_FilePathRelative) == 0) {
+        if (path && path->name[0] == '/' && (path->flags & V_FilePathRelative) == 0) {
             StringT again = nullptr;
             IntT length = 0;
             V_FilePathToDI(path, anchor, &again, &length);

@@ -1,31 +1,31 @@
-// What a client serves: connections on which anything may come, in any pieces, up to its handlers.
+// Fuzzes a client's service, from the connection to the handlers: any bytes arrive, in any pieces.
+
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "apilib/unix/transport/connection.h"
 #include "fuzz/input.h"
 #include "velt/api.h"
 #include "velt/wire.h"
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 namespace
 {
 
 constexpr std::uint32_t program = 0x20000001;
 
-velt::Listener &service()
+velt::Service &service()
 {
-    static velt::Listener &made = [&]() -> velt::Listener & {
+    static velt::Service &made = [&]() -> velt::Service & {
         SVCXPRT *handle =
             velt::transport_listen({[](void *, svc_req *request, SVCXPRT *connection) {
                                         vq_api_prog_1(request, connection);
                                     },
                                     nullptr, nullptr, nullptr});
         require(handle != nullptr, "a service can listen");
-        auto &listener = *static_cast<velt::Listener *>(handle->xp_p1);
-        listener.program = program; // without a port mapper
-        listener.version = 1;
-        return listener;
+        auto &service = *static_cast<velt::Service *>(handle->xp_p1);
+        service.program = program; // set directly, without a port mapper
+        service.version = 1;
+        return service;
     }();
     return made;
 }
@@ -39,7 +39,7 @@ std::string words(std::initializer_list<std::uint32_t> values)
     return text;
 }
 
-// Calls with arguments of any bytes, and bytes between them that are just sent.
+// Makes a stream of calls whose arguments are any bytes, with other bytes between them.
 std::string stream_of(Input input)
 {
     std::string stream;
@@ -64,13 +64,13 @@ void serve()
 
 } // namespace
 
-// The callbacks that every client has; the library has the others.
+// The callbacks that every client defines; the library has defaults for the others.
 void V_ApiInitialize(IntT) {}
 void V_ApiCommand(IntT) {}
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const velt::Listener &listener = service();
+    const velt::Service &listening = service();
     Input input(data, size);
     Cuts cuts(input);
     const std::string bytes = stream_of(input);
@@ -78,7 +78,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(listener.handle.xp_port);
+    address.sin_port = htons(listening.handle.xp_port);
     const int peer = socket(AF_INET, SOCK_STREAM, 0);
     require(connect(peer, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0,
             "the service can be reached");
@@ -90,11 +90,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
             break; // the service has ended the connection
         serve();
     }
-    // Without the pause in which the port would stay taken.
+    // A linger time of 0 resets the connection, so that its port is free at once.
     const linger at_once{1, 0};
     setsockopt(peer, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     close(peer);
     serve();
-    require(velt::waiters == &listener && listener.next == nullptr, "the connection is released");
+    require(velt::event_sources == &listening && !listening.next, "the connection is released");
     return 0;
 }

@@ -1,4 +1,4 @@
-// Expansion, and the other rewriting, of file names.
+// Fuzzes the expansion and the other rewriting of file names.
 
 #include "fuzz/input.h"
 #include "velt/vde/fontenc.h"
@@ -8,7 +8,7 @@
 namespace
 {
 
-// Runs with a copy of the text in a block of the size that every name's buffer has.
+// Runs with a copy of the text in a block of V_FileNameSize bytes.
 template <class Change>
 void change(const char *text, Change rewrite)
 {

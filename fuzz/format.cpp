@@ -1,4 +1,4 @@
-// Formats of any text, each with the arguments that it takes, into buffers of any size.
+// Fuzzes formatting: any format, with the arguments that it takes, into buffers of any size.
 
 #include "fuzz/input.h"
 #include "velt/vde/formatted.h"
@@ -8,7 +8,8 @@ namespace
 
 constexpr std::size_t most_arguments = 5;
 
-// What the arguments are, 'i' or 's'. The format is cut before what takes others, or too many.
+// Returns the types of the arguments, 'i' or 's' each, and truncates the format before a conversion
+// with another type or one argument too many.
 std::string arguments_of(std::string &format)
 {
     std::string kinds;
@@ -32,7 +33,7 @@ std::string arguments_of(std::string &format)
     return kinds;
 }
 
-// Whether a width is in the range that is allowed, but only takes time.
+// Whether a width is valid but so large that the format only takes time.
 bool is_slow(std::string_view format)
 {
     for (std::size_t at = 0; (at = format.find_first_of("0123456789", at)) != format.npos;) {
@@ -60,7 +61,7 @@ struct Printer {
         require(length < size && buffer[length] == '\0', "the result fits, and is terminated");
         return length;
     }
-    // Adds arguments of the kinds that are left.
+    // Adds the arguments of the remaining types.
     template <class... Arguments>
     IntT with(const char *kinds, Arguments... arguments) const
     {

@@ -1,5 +1,5 @@
-// What the targets share: taking an input apart, blocks of exactly the size of what they hold, and
-// a directory for files.
+// Helpers of the fuzz targets: parsing an input, blocks of exactly the size of their content, and a
+// directory for files.
 #pragma once
 
 #include <algorithm>
@@ -15,7 +15,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
 
-// Takes values off the front of an input; what is beyond its end reads as 0.
+// Reads values from the front of an input; values beyond its end are 0.
 class Input
 {
 public:
@@ -43,8 +43,9 @@ private:
     std::string_view rest_;
 };
 
-// In which pieces a stream of bytes arrives: the input says their number, at most 15, and the size
-// of each; then they come again. Of no pieces, or an empty one, all the rest is one.
+// The pieces in which a stream of bytes arrives. The input gives their number, at most 15, and the
+// size of each; the sizes repeat. Without a piece, or at an empty one, all the rest arrives at
+// once.
 class Cuts
 {
 public:
@@ -65,7 +66,7 @@ private:
     std::size_t at_ = 0;
 };
 
-// A block of just the text's size, without a terminator.
+// A block of exactly the text's size, without a terminator.
 inline std::unique_ptr<char[]> exact(std::string_view text)
 {
     std::unique_ptr<char[]> block(new char[text.size()]);
@@ -73,14 +74,14 @@ inline std::unique_ptr<char[]> exact(std::string_view text)
     return block;
 }
 
-// The same with a terminator; the text ends at its first zero byte.
+// The same with a terminator; the text is cut at its first zero byte.
 inline std::unique_ptr<char[]> exact_string(std::string_view text)
 {
     std::string string(text.substr(0, text.find('\0')));
     return exact({string.c_str(), string.size() + 1});
 }
 
-// What must hold for every input.
+// Checks a condition that must hold for every input.
 inline void require(bool holds, const char *what)
 {
     if (holds)
@@ -89,7 +90,7 @@ inline void require(bool holds, const char *what)
     std::abort();
 }
 
-// A directory of the process, removed when it ends.
+// The temporary directory of the process, removed when it ends.
 class Place
 {
 public:

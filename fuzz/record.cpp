@@ -1,13 +1,13 @@
-// Records off a socket: they are those that the marks delimit, in whatever pieces they arrive, and
-// none is above the limit.
-
-#include "apilib/unix/transport/record.h"
-#include "fuzz/input.h"
-#include "velt/api.h"
+// Fuzzes the record reader on a socket: it finds the records that the marks delimit, in whatever
+// pieces they arrive, and none above the limit.
 
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
+
+#include "apilib/unix/transport/record.h"
+#include "fuzz/input.h"
+#include "velt/api.h"
 
 namespace
 {
@@ -55,7 +55,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         if (piece.empty())
             shutdown(ends[0], SHUT_WR);
         else if (send(ends[0], piece.data(), piece.size(), 0) < 0)
-            break; // an input above what a socket holds
+            break; // the input exceeds the socket's buffer
         status = reader.read(ends[1]);
         for (; reader.has_record(); count++) {
             velt::Message record = reader.take();

@@ -1,11 +1,11 @@
-// Runs a target over the files given, and over those in the directories given: each as it is, and
-// in some hundred variants, the same every time.
-
-#include "fuzz/input.h"
+// Runs a fuzz target over the files given and those in the directories given: each as it is, and in
+// some hundred variants, which are the same every time.
 
 #include <iterator>
 #include <random>
 #include <vector>
+
+#include "fuzz/input.h"
 
 namespace
 {
@@ -30,7 +30,7 @@ void run(const std::string &text, const fs::path &path, int variant = 0)
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(block.get()), text.size());
 }
 
-// The text cut off, with bytes gone wrong or lost, or with a piece of another.
+// Makes a variant: the text truncated, with bytes changed or removed, or with a piece of another.
 std::string varied(std::string text, const std::string &other, std::mt19937 &random)
 {
     for (auto edits = 1 + random() % 4; edits > 0; edits--) {

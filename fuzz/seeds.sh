@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Writes the inputs in fuzz/corpus anew. What the bytes before the text of each mean stands in its
-# target.
+# Regenerates the inputs in fuzz/corpus. The meaning of the bytes before the text of each is in the
+# source of its target.
 set -euo pipefail
 cd "$(dirname "$0")"
 

@@ -1,5 +1,5 @@
-// String resource files: whatever is in one, each string that it gives can be fetched, where the
-// index is in order.
+// Fuzzes string resource files: whatever a file contains, every string that it yields can be
+// fetched if the index is sorted.
 
 #include "fuzz/input.h"
 #include "velt/vde/instance.h"

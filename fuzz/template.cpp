@@ -1,4 +1,4 @@
-// Strings with references to arguments, expanded into buffers of any size.
+// Fuzzes the expansion of strings with references to arguments, into buffers of any size.
 
 #include "fuzz/input.h"
 #include "velt/vde/instance.h"
@@ -15,7 +15,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const auto other = exact_string(input.take(input.byte()));
     const auto text = exact_string(input.rest());
 
-    // One string after the other, in a block that ends with the second.
+    // Two strings in sequence, in a block that ends with the second.
     const std::string_view first(text.get(), std::strlen(text.get()) + 1);
     const auto pool = exact(std::string(first) + std::string(other.get()) + '\0');
     VdeSrIndexT index[] = {{1, 0}, {2, static_cast<std::uint32_t>(first.size())}};
@@ -30,7 +30,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         V_SrGetF(1, out.get(), room, types.c_str(), argument.get(), integer, 2, integer,
                  integer * 1e300, integer, nullptr, argument.get(), 1, 0.5);
     require(result == (room == 0 ? -1 : 0), "a string that is there is found");
-    require(room == 0 || std::memchr(out.get(), 0, static_cast<std::size_t>(room)) != nullptr,
+    require(room == 0 || std::memchr(out.get(), 0, static_cast<std::size_t>(room)),
             "it is terminated");
     VdeInstance->srIndex = nullptr;
     VdeInstance->srCount = 0;

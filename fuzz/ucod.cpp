@@ -1,4 +1,4 @@
-// Table files of the East Asian encodings.
+// Fuzzes the table files of the East Asian encodings.
 
 #include "fuzz/input.h"
 #include "vdelib/encconv/unicode.h"
@@ -14,7 +14,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     place.write("unicode/x.UCOD", content);
 
     UCharT *packed = VdeGetPackedUnicodeInfo("x", place.path());
-    require(packed == nullptr ||
+    require(!packed ||
                 std::equal(content.begin(), content.end(), reinterpret_cast<const char *>(packed)),
             "a file is read as it is");
     V_Free(packed);
@@ -22,7 +22,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     char name[] = "x";
     font.name = name;
     velt::EastAsianTable *table = velt::load_table(font, place.path());
-    if (table == nullptr)
+    if (!table)
         return 0;
     volatile unsigned sum = 0;
     const auto add = [&sum](const velt::Utf8Row *row) {
@@ -31,7 +31,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     };
     add(table->single);
     for (const velt::Utf8Row *row : table->pairs) {
-        if (row != nullptr)
+        if (row)
             add(row);
     }
     V_Free(table);

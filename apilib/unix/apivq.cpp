@@ -5,7 +5,7 @@
 namespace
 {
 
-// The session may have been shut down while a callback ran.
+// Calls the host unless the session was shut down while a callback ran.
 template <class Arg>
 IntT answered(void *(*stub)(const Arg *, CLIENT *), const Arg *arg)
 {

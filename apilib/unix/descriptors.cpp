@@ -6,7 +6,7 @@
 void velt::fill_standard_descriptors()
 {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++)
-        // The lowest that is free is this one.
+        // open() takes the lowest free descriptor, which is this one.
         if (fcntl(fd, F_GETFD) < 0 &&
             open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0)
             return;

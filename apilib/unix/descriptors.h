@@ -5,7 +5,7 @@ namespace velt
 {
 
 // Opens those of the descriptors 0 to 2 that are closed, so that no connection takes their place
-// and gets what is printed. Reading the first and writing the others fails as before.
+// and receives what the process prints. Reading descriptor 0 and writing the others still fails.
 void fill_standard_descriptors();
 
 } // namespace velt

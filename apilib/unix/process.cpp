@@ -10,7 +10,7 @@ namespace velt
 
 bool read_process(pid_t id, ProcessFacts &facts)
 {
-    // Of the kernel's flags of a process.
+    // The kernel's flag PF_EXITING.
     constexpr unsigned long exiting = 0x4;
     char path[32];
     std::snprintf(path, sizeof path, "/proc/%d/stat", id);
@@ -20,7 +20,7 @@ bool read_process(pid_t id, ProcessFacts &facts)
     char text[1024];
     text[std::fread(text, 1, sizeof text - 1, file)] = '\0';
     std::fclose(file);
-    // The name of the program comes first, and may hold anything.
+    // The program's name comes first, in parentheses, and may contain any character.
     const char *rest = std::strrchr(text, ')');
     unsigned long flags;
     if (!rest || std::sscanf(rest + 1,

@@ -1,4 +1,4 @@
-// What the system tells of another process.
+// Facts about another process, as the system tells them.
 #pragma once
 
 #include <sys/types.h>
@@ -9,18 +9,19 @@ namespace velt
 struct ProcessFacts {
     char state; // as ps(1) shows it
     pid_t parent;
-    bool exiting;             // it runs no more, although it has not been closed down
-    unsigned long long start; // when it was started; tells it from another of the same number
+    bool exiting; // it is exiting, although the kernel has not released it yet
+    unsigned long long
+        start; // its start time, which tells it from a later process with the same id
 };
 
-// False when there is no such process, or the system does not tell.
+// False when there is no such process, or its facts cannot be read.
 bool read_process(pid_t id, ProcessFacts &facts);
 
-// When the process was started; 0 when that is not known.
+// The start time of the process; 0 when it is not known.
 unsigned long long start_of(pid_t id);
 
-// Whether the process that was started then is there and has not ended; one that has ended stays
-// until its parent asks for its status.
+// Whether the process with this id and start time is running. A process that has exited stays a
+// zombie until its parent asks for its status.
 bool lives(pid_t id, unsigned long long start);
 
 } // namespace velt

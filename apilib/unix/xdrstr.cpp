@@ -7,8 +7,8 @@ namespace
 
 constexpr std::size_t unit = 4;
 
-// A string's bytes, filled up to whole words, where they lie in the stream's buffer; null when they
-// do not lie there in one piece, and for long strings.
+// The place of a string's bytes, padded to whole words, in the stream's buffer; null when the
+// buffer does not hold them in one piece, and for long strings.
 int32_t *in_buffer(XDR *xdrs, std::size_t header, std::size_t length)
 {
     std::size_t whole = header + (length + unit - 1) / unit * unit;
@@ -36,7 +36,8 @@ bool decode_string(XDR *xdrs, StringT &value)
     UIntT size;
     if (!velt::code(xdrs, size) || !velt::may_hold(xdrs, size))
         return false;
-    // Into a string that the caller gave, or else into one that grows with what comes.
+    // The bytes go into the string that the caller gave, or else into a new one that grows as they
+    // are decoded.
     if (value) {
         value[size] = '\0';
         return xdr_opaque(xdrs, value, size);

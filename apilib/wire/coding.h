@@ -1,8 +1,8 @@
 // The XDR encoding of every type, derived from the tables: code(xdrs, value) encodes, decodes or
-// frees, as the stream says, and answers false as soon as something fails.
+// frees, as the stream says, and returns false as soon as a field fails.
 //
-// A count or length from the wire is not believed before the bytes are there: what is decoded grows
-// with them. After a failure every value is fit to be freed.
+// A count or length from the wire is not trusted: memory is allocated as the bytes arrive. After a
+// failure every value can still be freed.
 #pragma once
 
 #include <algorithm>
@@ -46,7 +46,7 @@ bool code(XDR *xdrs, T &value)
     return fields(value, [xdrs](const char *, auto &field) { return code(xdrs, field); });
 }
 
-// Optional data: a flag, then the value when there is one.
+// Optional data are a flag, and the value when it is set.
 template <class T>
 bool code_optional(XDR *xdrs, T *&value)
 {
@@ -82,7 +82,7 @@ bool code(XDR *xdrs, T *&value)
     return code_optional(xdrs, value);
 }
 
-// How many 32-bit words make up an element, when it is nothing but such words, else 0.
+// The number of 32-bit words of an element that consists of such words only; 0 for others.
 template <class T>
 constexpr std::size_t words_of()
 {
@@ -101,12 +101,13 @@ constexpr std::size_t words_of()
     }
 }
 
-// Elements that go in blocks: plain words, and bytes, each of which fills a word on the wire.
+// Elements that are converted in blocks: those of plain words, and bytes, each of which takes a
+// word on the wire.
 template <class T>
 constexpr bool is_plain = std::is_same_v<T, UCharT> || words_of<T>() != 0;
 template <class T>
 concept Plain = is_plain<T>;
-// What a union holds is not known by its size.
+// A union's member does not follow from its size, so unions must not count as plain.
 static_assert(!is_plain<TextItemT> && !is_plain<TextItemDataT> && !is_plain<V_TypedValT>);
 
 template <Plain T>
@@ -148,7 +149,7 @@ bool code_elements(XDR *xdrs, T *elements, std::size_t count)
 {
     std::size_t done = 0;
     if constexpr (Plain<T>) {
-        // A block that lies whole in the stream's buffer is swapped there.
+        // A block that the stream's buffer holds in one piece is converted in place.
         constexpr std::size_t block = std::max<std::size_t>(64 / wire_words<T>, 1);
         while (done < count) {
             std::size_t step = std::min(block, count - done);
@@ -174,7 +175,7 @@ bool code_elements(XDR *xdrs, T *elements, std::size_t count)
     return true;
 }
 
-// How many bytes a decoder takes at once on the word of a count.
+// The number of bytes that a decoder allocates before the data that a count announces have arrived.
 constexpr std::size_t trusted_bytes = 65536;
 
 template <List T>
@@ -183,10 +184,11 @@ bool decode_list(XDR *xdrs, T &list)
     using E = Element<T>;
     UIntT count;
     list.len = 0;
-    // No element is shorter than a word.
+    // Every element takes at least one word.
     if (!code(xdrs, count) || !may_hold(xdrs, std::uint64_t{4} * count))
         return false;
-    // Into an array that the caller gave, or else into one that grows with what comes.
+    // The elements go into the array that the caller gave, or else into a new one that grows as
+    // they are decoded.
     if (list.val) {
         list.len = count;
         return code_elements(xdrs, list.val, count);
@@ -202,7 +204,7 @@ bool decode_list(XDR *xdrs, T &list)
         list.val = grown;
         std::memset(static_cast<void *>(grown + room), 0, step * sizeof(E));
         room += step;
-        // From here on what the array holds is fit to be freed, decoded or not.
+        // The new elements are zero, so that all of the array can be freed if decoding fails.
         UIntT first = list.len;
         list.len = static_cast<UIntT>(room);
         if (!code_elements(xdrs, grown + first, step))

@@ -1,6 +1,6 @@
-// The tables as visitors: `fields(record, visit)` calls visit(name, field) for each field in wire
-// order and stops at the first that answers false. Whatever walks a value (encoding, copying,
-// releasing, printing) is one such visitor.
+// The tables as visitors: `fields(value, visit)` calls visit(name, field) for each field in wire
+// order and stops at the first for which the visitor returns false. Whatever walks a value
+// (encoding, copying, releasing, printing) is one such visitor.
 #pragma once
 
 #include <type_traits>
@@ -39,7 +39,7 @@ concept List = IsList<T>::value;
 template <List T>
 using Element = std::remove_pointer_t<decltype(T::val)>;
 
-// A visitor of memory, rather than of the wire, also sees the fields that the wire leaves out.
+// A visitor that copies or releases memory also visits the fields that are not sent on the wire.
 template <class F, class = void>
 struct SeesAllFields : std::false_type {
 };

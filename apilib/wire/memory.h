@@ -8,15 +8,15 @@
 namespace velt
 {
 
-// Replaces, in a copy made field by field, everything that the value owns by a copy of its own.
-// False when memory ran out: what has no copy is then null or empty.
+// Turns a shallow copy into a deep one: replaces everything that the value points to by a copy.
+// False when memory ran out; what could not be copied is then null or empty.
 template <class T>
 bool own(T &value);
 
 struct Owning {
     static constexpr bool sees_all_fields = true;
     bool &whole;
-    // Goes on with every field, so that none stays the source's.
+    // The visit goes on after a failure, so that no field keeps pointing into the source.
     template <class T>
     constexpr bool operator()(const char *, T &field) const
     {
@@ -96,7 +96,7 @@ bool own(T &value)
         return made && whole;
     } else if constexpr (List<T>) {
         T source = value;
-        // These count as empty without their array.
+        // Lists of these types count as empty when their array is null.
         constexpr bool may_be_empty =
             std::is_same_v<T, V_PropValsT> || std::is_same_v<T, TextItemsT>;
         value = allocate<T>(may_be_empty && !source.val ? 0 : source.len);
@@ -107,7 +107,7 @@ bool own(T &value)
             whole = own(value.val[i]) && whole;
         }
     } else if constexpr (std::is_same_v<T, V_PropIdentT>) {
-        // A property by number has no name; a copy does not give it one.
+        // A property identified by number has no name, and its copy gets none.
         return !value.name || own(value.name);
     } else if constexpr (Record<T>) {
         fields(value, Owning{whole});

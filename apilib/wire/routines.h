@@ -1,5 +1,5 @@
-// The XDR routine of each type as the RPC library takes it. The encoding itself is in coding.h, and
-// compiled once.
+// The XDR routine of each type, as the RPC library calls it. The encoding itself is in coding.h,
+// which is compiled once.
 #pragma once
 
 #include "velt/wire.h"

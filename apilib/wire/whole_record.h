@@ -1,4 +1,4 @@
-// What a decoder may know of the stream that it reads.
+// Lets a decoder know how many bytes can follow in the stream that it reads.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,8 @@
 namespace velt
 {
 
-// A stream of memory that holds the whole of a record has these operations, the same as others of
-// memory: nothing follows what is in it.
+// The operations of a memory stream that holds a whole record. They equal those of other memory
+// streams; their address tells that no more bytes will follow.
 inline XDR::xdr_ops whole_record_operations;
 
 inline void mark_whole_record(XDR *xdrs)
@@ -17,7 +17,7 @@ inline void mark_whole_record(XDR *xdrs)
     xdrs->x_ops = &whole_record_operations;
 }
 
-// Whether so many bytes can follow; of other streams nobody knows.
+// Whether so many bytes can follow in the stream; true for a stream whose end is not known.
 inline bool may_hold(XDR *xdrs, std::uint64_t bytes)
 {
     if (xdrs->x_ops != &whole_record_operations)

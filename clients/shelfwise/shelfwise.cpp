@@ -1,8 +1,9 @@
-// Shelfwise: three commands in the context menu of a book window. Delete the component on which the
-// menu was opened, move it up, move it down.
+// Shelfwise: three commands in the context menu of a book window. They delete the component on
+// which the menu was opened, move it up, or move it down.
 //
-// Started with code 1 it defines the commands and ends. Started with any other code it waits for
-// them. It keeps nothing between commands: each reads what it needs from the host.
+// When the host starts it with code 1, it defines the commands and ends. With any other code it
+// waits for the commands. It keeps no state between commands: each reads what it needs from the
+// host.
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -28,7 +29,7 @@ constexpr Command commands[] = {
     {move_file_down, "BookMoveFileDown", 2},
 };
 
-// What a command acts on; component 0 when there is nothing.
+// The objects that a command acts on; component 0 when there is none.
 struct Selection {
     V_ObjHandleT book;
     V_ObjHandleT component;
@@ -67,7 +68,7 @@ IntT moveBookComponent(bool up)
     auto [book, component] = selection();
     if (!component)
         return 0;
-    // To stand after its successor is to move down, before its predecessor to move up.
+    // Placing the component after its successor moves it down, before its predecessor up.
     IntT neighbour = up ? V_prop_previous_component : V_prop_next_component;
     IntT place = up ? V_prop_next_component : V_prop_previous_component;
     if (V_ObjHandleT other = V_ApiGetId(book, component, neighbour))
@@ -110,7 +111,7 @@ void V_ApiCommand(IntT command)
     }
 }
 
-// For a person; the host starts clients without arguments.
+// Arguments come from a person only; the host starts clients without any.
 int main(int argc, char **argv)
 {
     const char *asked = argc == 2 && !getenv("VQAPIX") ? argv[1] : "";

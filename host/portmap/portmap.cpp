@@ -75,7 +75,7 @@ SessionPortMapper::SessionPortMapper(Report report)
     if (!service_)
         throw std::system_error(errno, std::generic_category(),
                                 "no port mapper on the loopback interface");
-    transport_answer(service_, PMAPPROG, PMAPVERS);
+    transport_set_program(service_, PMAPPROG, PMAPVERS);
     // The interface may have its address and carry nothing.
     const Descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const sockaddr_in here = on_loopback(service_->xp_port);

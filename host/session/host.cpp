@@ -128,7 +128,7 @@ void Host::listen()
                                            "may ask for a connection");
          }}));
     program_ = registrations_.add(IPPROTO_TCP, service_->xp_port);
-    transport_answer(service_, program_, service_version);
+    transport_set_program(service_, program_, service_version);
     session_program_ = registrations_.add(IPPROTO_UDP, session_service_->port());
     session_service_->answer_to(session_program_);
 }

@@ -1,4 +1,4 @@
-/* What every public header opens and closes with. */
+/* The macros with which every public header opens and closes its declarations. */
 #ifndef VELT_DECL_H
 #define VELT_DECL_H
 

@@ -1,4 +1,4 @@
-/* The wire: records, XDR routines and stubs of both RPC programs, for hosts and tools. */
+/* The wire: structures, XDR routines and stubs of both RPC programs, for hosts and tools. */
 #ifndef VELT_WIRE_H
 #define VELT_WIRE_H
 

@@ -123,7 +123,7 @@ void dispatch(svc_req *request, SVCXPRT *transport)
         service = transport_listen(
             {[](void *, svc_req *request, SVCXPRT *connection) { dispatch(request, connection); },
              [](void *, const char *) { reported++; }, nullptr, nullptr});
-        transport_answer(service, program, 1);
+        transport_set_program(service, program, 1);
         transport_allow(service, allowed);
         transport_watch(
             alive, [](void *) { over = true; }, nullptr);

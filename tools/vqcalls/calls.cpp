@@ -17,10 +17,10 @@ namespace
 struct Field {
     std::string type;
     std::string name;
-    std::string when; // when it is there, if not always
+    std::string when; // the condition under which the field is sent; empty for always
 };
 
-const std::map<std::string, std::vector<Field>> records = {
+const std::map<std::string, std::vector<Field>> structures = {
 #define V_KEEP_MACROS
 #define V_RECORD(name, fields) {#name, {fields}},
 #define V_FIELD(type, name) {#type, #name, ""},
@@ -43,10 +43,10 @@ const List lists[] = {
 #include "velt/tables/values.def"
 };
 
-std::string record(const std::string &type)
+std::string structure_text(const std::string &type)
 {
-    const auto found = records.find(type);
-    if (found == records.end())
+    const auto found = structures.find(type);
+    if (found == structures.end())
         return type == "void" ? "none" : type;
     std::string text = type + " {";
     for (const Field &field : found->second)
@@ -58,9 +58,9 @@ std::vector<Procedure> procedure_table()
 {
     return {
 #define V_PROCEDURE(number, stub, argument, result)                                                \
-    {number, #stub, record(#argument), record(#result), true, {}},
+    {number, #stub, structure_text(#argument), structure_text(#result), true, {}},
 #define V_STUB_ONLY(number, stub, argument, result)                                                \
-    {number, #stub, record(#argument), record(#result), false, {}},
+    {number, #stub, structure_text(#argument), structure_text(#result), false, {}},
 #include "velt/tables/procedures.def"
     };
 }
@@ -73,7 +73,7 @@ std::string one_line(const std::string &text)
     return line.erase(line.find_last_not_of(' ') + 1);
 }
 
-// The parts between commas that no bracket encloses.
+// Splits at commas outside brackets.
 std::vector<std::string> parts(const std::string &text)
 {
     std::vector<std::string> found{""};
@@ -128,14 +128,15 @@ std::optional<Call> parse(const std::string &declaration, const std::string &com
     return call;
 }
 
-// A declaration that a row of V_LIST makes.
+// Makes a declaration of a row of V_LIST.
 std::string expanded(std::string text, const List &list)
 {
     text = std::regex_replace(text, std::regex("##plural"), list.plural);
     return std::regex_replace(text, std::regex("\\bname\\b"), list.name);
 }
 
-// A comment holds for what follows it, up to an empty line; the first is of the whole header.
+// A comment describes the declarations after it, up to an empty line; the first comment describes
+// the header.
 Family read_header(const fs::path &path)
 {
     Family family;
@@ -183,7 +184,8 @@ Family read_header(const fs::path &path)
     return family;
 }
 
-// What a call of this shape returns for each outcome; `failure` is what the call says for it.
+// Sets what a call of this shape returns for each outcome; `failure` is the value that the call
+// gives for a failure.
 void tell_outcomes(Call &call, const std::string &shape, const std::string &failure)
 {
     const auto set = [&](const std::string &answered, const std::string &refused,
@@ -205,10 +207,10 @@ void tell_outcomes(Call &call, const std::string &shape, const std::string &fail
         set("0, and the answer stored", "-1, and VA_errno as it was", "-1");
     else if (shape == "bare_string")
         set("a copy", "", "null");
-    else if (shape == "record" && call.type == "StringT")
+    else if (shape == "aggregate" && call.type == "StringT")
         set("a copy", "null", "null");
-    else if (shape == "record")
-        set(call.release.empty() ? "the record" : "a copy", "all zero", "all zero");
+    else if (shape == "aggregate")
+        set(call.release.empty() ? "the structure" : "a copy", "all zero", "all zero");
     else if (shape == "return_list" && failure == ".id")
         set("the id", "0, and the list all the same", "0, and the pointer as it was");
     else if (shape == "return_list")
@@ -220,8 +222,7 @@ struct Definition {
     std::string body;
 };
 
-// The definitions of a source file: a name that is exported, its parameters, and what stands in the
-// braces.
+// Finds the definitions of exported functions in a source file: name, parameters and body.
 std::vector<Definition> definitions(const std::string &source)
 {
     static const std::regex head("\n\\w[^\n;{}()]*\\b((?:V_|VA_|oldV_|Vapi|Vde)\\w*)"
@@ -246,10 +247,11 @@ Call *find(Interface &interface, const std::string &name)
     return nullptr;
 }
 
-// Which calls use a stub, and how.
+// Finds which calls use a stub, and how.
 void read_source(const fs::path &path, Interface &interface)
 {
-    // The whole body is one use of a template: shape, stub and the rest, a member of what it gives.
+    // Matches a body that is a single use of a template: the shape, the stub, other arguments, and
+    // a member of the result.
     static const std::regex one_use("(?:return )?(\\w+)\\((\\w+)(.*)\\)(\\.\\w+)?;");
     static const std::regex word("\\b\\w+\\b");
     for (const Definition &definition : definitions(read_file(path))) {

@@ -1,5 +1,5 @@
-// The public calls, as the headers declare them, the tables describe what goes over the wire, and
-// the sources of the call layer use both.
+// The public calls, gathered from the headers that declare them, the tables that describe their
+// messages, and the sources of the call layer, which connect the two.
 #pragma once
 
 #include <filesystem>
@@ -13,14 +13,14 @@ namespace velt::calls
 struct Procedure {
     int number;
     std::string stub;
-    std::string argument; // as a record with its fields in wire order
+    std::string argument; // the structure with its fields in wire order
     std::string result;
     bool has_call;
     std::vector<std::string> users;
 };
 
 struct Parameter {
-    std::string type; // up to the name, `const char *`, say
+    std::string type; // the part before the name, such as `const char *`
     std::string name;
 };
 
@@ -30,8 +30,8 @@ struct Call {
     std::vector<Parameter> parameters;
     bool is_function;
     std::string comment;
-    // From the sources: the stub that it calls, and what it returns for each outcome where its
-    // shape tells; else the comment does.
+    // From the sources: the stub that the call uses, and what it returns for each outcome if its
+    // shape determines that; otherwise the comment says so.
     std::string stub;
     std::string answered, refused, unanswered;
     std::string release; // what releases the result
@@ -40,12 +40,12 @@ struct Call {
 // The calls of one header.
 struct Family {
     std::string name;
-    std::string about;  // one phrase
-    std::string common; // what holds for all of them
+    std::string about;  // one phrase on the family
+    std::string common; // text that applies to all of its calls
     std::vector<Call> calls;
 };
 
-// The numbers of one kind.
+// The named numbers of one kind.
 struct Facts {
     struct Fact {
         std::string name;
@@ -70,13 +70,13 @@ Interface read_interface(const std::filesystem::path &root);
 
 std::string read_file(const std::filesystem::path &path);
 
-// As it stands in C, without the semicolon.
+// The declaration in C, without the semicolon.
 std::string signature(const Call &call);
 
 std::string markdown(const Interface &interface);
 
-// The files of section 3 by their names: a page for each family, and for each call the page that it
-// is an alias of.
+// The files of section 3 by their names: a page for each family, and an alias of that page for each
+// call.
 std::map<std::string, std::string> man_pages(const Interface &interface);
 std::map<std::string, std::string> man_aliases(const Interface &interface);
 

@@ -1,4 +1,4 @@
-// The numbers that have names, as the tables say them.
+// The named numbers of the tables.
 
 #include "velt/api/facts.h"
 #include "tools/vqcalls/calls.h"
@@ -8,7 +8,7 @@ namespace velt::calls
 namespace
 {
 
-// Of the unions, that of values alone has tags with names.
+// Only the union of values has tags with names.
 std::vector<Facts::Fact> kinds()
 {
     std::vector<Facts::Fact> rows = {

@@ -1,12 +1,11 @@
 // The reference of the calls: one page in the sources, and the manual of section 3.
 
-#include "tools/vqcalls/calls.h"
-
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
 #include <string_view>
 
+#include "tools/vqcalls/calls.h"
 #include "velt/api/facts.h"
 
 namespace fs = std::filesystem;
@@ -52,7 +51,7 @@ int run(const std::vector<std::string> &arguments)
     }
     const velt::calls::Interface interface = velt::calls::read_interface(arguments[0]);
     if (option == "--man") {
-        // Pages of calls that are gone go too.
+        // Pages of calls that no longer exist are removed.
         fs::create_directories(arguments[2]);
         for (const auto &entry : fs::directory_iterator(arguments[2]))
             if (entry.path().extension() == ".3")

@@ -1,19 +1,19 @@
 // The reference as one page of Markdown, and as manual pages.
 
-#include "tools/vqcalls/calls.h"
-
 #include <algorithm>
 #include <cctype>
 #include <regex>
 #include <sstream>
 #include <string_view>
 
+#include "tools/vqcalls/calls.h"
+
 namespace velt::calls
 {
 namespace
 {
 
-// What a call returns for each outcome, as far as its shape tells, as one sentence.
+// Says in one sentence what a call returns for each outcome, as far as its shape determines it.
 std::string outcomes(const Call &call)
 {
     if (call.answered.empty())
@@ -31,7 +31,7 @@ std::string release(const Call &call)
     return call.release.empty() ? "" : "The caller releases it with " + call.release + ".";
 }
 
-// Text for a manual page: each sentence begins a line, and no line is longer than 80 bytes.
+// Formats text for a manual page: each sentence begins a line, and no line is longer than 80 bytes.
 std::string flowed(const std::string &text)
 {
     std::istringstream words(text);
@@ -60,7 +60,7 @@ std::string flowed(const std::string &text)
     return out;
 }
 
-// Names of headers become names of pages.
+// Replaces names of headers by names of manual pages.
 std::string referring(const std::string &text)
 {
     return std::regex_replace(text, std::regex("\\b(\\w+)\\.h\\b"), "velt-$1(3)");
@@ -124,7 +124,8 @@ std::string man_page(const Interface &interface, const Family &family)
     for (const Family &other : interface.families)
         if (&other != &family)
             others += (others.empty() ? "velt-" : ", velt-") + other.name + "(3)";
-    // As plain text: a checker looks for cross-references where nothing of ours is installed yet.
+    // The names are plain text rather than cross-references, which checkers would look for among
+    // the installed pages.
     out << ".Sh SEE ALSO\n" << flowed(others);
     return std::move(out).str();
 }

@@ -1,11 +1,11 @@
-#include "characters.h"
+#include "tools/vqconv/characters.h"
+
+#include <algorithm>
+#include <memory>
 
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/memory.h"
-
-#include <algorithm>
-#include <memory>
 
 namespace
 {
@@ -36,7 +36,7 @@ bool is_seven_bit(UCharT byte)
     return within(byte, 0x21, 0x7E);
 }
 
-// A character of this size, whose bytes behind the first have to be what `belongs` says.
+// Takes a character of this size, whose bytes after the first must satisfy `belongs`.
 Character of_size(std::string_view text, std::size_t size, auto belongs,
                   Character::Kind kind = Character::good)
 {
@@ -54,13 +54,13 @@ bool is_east_asian(UIntT encoding)
     return encoding >= VdeEncJis && encoding <= VdeEncKscEuc;
 }
 
-// The full-width space of the encodings in which it stands for what is lost.
+// The full-width space, in the encodings where it replaces characters without an equivalent.
 std::string_view space_of(UIntT encoding)
 {
     return encoding == VdeEncBig5 ? "\xA1\x40" : encoding == VdeEncCnsEuc ? "\xA1\xA1" : "";
 }
 
-// A character as a text of its own.
+// Converts one character as a text of its own.
 std::string wrapped(UIntT encoding, std::string_view code)
 {
     const auto [open, close] = escapes_of(encoding);
@@ -102,7 +102,7 @@ Character Characters::next(std::string_view text)
     return character;
 }
 
-// What changes no state, but that a line's end leaves the two-byte part.
+// Splits off a character that changes no state, except that a line end leaves the two-byte part.
 Character Characters::split_seven_bit(std::string_view text)
 {
     const UCharT byte = byte_at(text, 0);
@@ -145,7 +145,7 @@ Character Characters::split_hz(std::string_view text)
             return {2, Character::shift};
         case '~':
             return {2, Character::shift};
-        case '\n': // only goes on with the line
+        case '\n': // a line continuation
             two_byte_ = false;
             return {1, Character::shift};
         default:
@@ -188,7 +188,7 @@ Character Characters::split(std::string_view text)
 
 bool Characters::converts(std::string_view code)
 {
-    // A single byte, two bytes, and four with the first plane or another.
+    // Codes are a single byte, two bytes, or four with one of the planes.
     const UCharT last = byte_at(code, code.size() - 1);
     std::size_t index = code.size() > 1 ? pair_index(byte_at(code, code.size() - 2), last) : last;
     if (code.size() > 2)
@@ -204,8 +204,8 @@ bool Characters::try_code(std::string_view code) const
     if (from_ == to_ || code == std::string_view("\0", 1))
         return true;
     const std::string result = convert("", wrapped(from_, code));
-    // What is no character of an East Asian encoding goes through, as it is or byte by byte; what
-    // has no equivalent becomes nothing, or a character that stands for it.
+    // The library copies bytes that are no character of an East Asian encoding, in one piece or one
+    // by one. A character without an equivalent becomes nothing, or a replacement character.
     const bool apart =
         code.size() == 2 && result == convert("", code.substr(0, 1)) + convert("", code.substr(1));
     const bool through =
@@ -220,7 +220,7 @@ std::string Characters::convert(std::string_view state, std::string_view text) c
     const std::string whole = std::string(state) + std::string(text);
     const std::unique_ptr<char, decltype(&V_Free)> result(
         V_StrConvertEnc(whole.c_str(), from_, to_), V_Free);
-    return result != nullptr ? result.get() : "";
+    return result ? result.get() : "";
 }
 
 bool Characters::comes_back(std::string_view code, const Characters &reverse) const

@@ -1,8 +1,5 @@
 // The characters of a text to be converted: where each ends, and whether the library converts it.
-#ifndef VELT_TOOLS_VQCONV_CHARACTERS_H
-#define VELT_TOOLS_VQCONV_CHARACTERS_H
-
-#include "velt/scalars.h"
+#pragma once
 
 #include <array>
 #include <functional>
@@ -10,19 +7,21 @@
 #include <string_view>
 #include <vector>
 
+#include "velt/scalars.h"
+
 struct Character {
     enum Kind {
         good,
-        shift,     // an escape sequence, or what else only changes the state
+        shift,     // an escape sequence, or other bytes that only change the state
         lost,      // has no equivalent
-        malformed, // is no character of the encoding
-        cut        // the text ends inside of it
+        malformed, // bytes that are no character of the encoding
+        cut        // the text ends inside the character
     };
     std::size_t size;
     Kind kind;
 };
 
-// What stands around two-byte characters; empty strings in an encoding without.
+// The escape sequences around two-byte characters; empty strings in an encoding that has none.
 struct Escapes {
     std::string_view open, close;
 };
@@ -33,17 +32,17 @@ class Characters
 public:
     Characters(UIntT from, UIntT to);
 
-    // The character that nonempty text begins with, in the state that those before left.
+    // Finds the first character of nonempty text, in the state that the characters before it left.
     Character next(std::string_view text);
 
-    // How much of the text, from its beginning on, is of characters that were met before and
-    // convert, and where the last of them begins; a single byte that is apart ends it.
+    // Measures the beginning of the text that consists of characters known to convert: its size,
+    // and where its last character begins. A single byte for which is_apart is true ends it.
     struct Known {
         std::size_t size = 0, last = 0;
     };
     Known known(std::string_view text, const auto &is_apart) const
     {
-        // In each state, a byte begins either single characters or pairs.
+        // The state decides whether a byte may be a single character or begin a pair.
         const bool singles = !two_byte_;
         const bool pairs = two_byte_ || !stateful_;
         Known known;
@@ -61,19 +60,20 @@ public:
         return known;
     }
 
-    // What has to stand before text in this state when it is converted by itself.
+    // The escape sequence to put before text in the present state when it is converted separately.
     std::string_view state() const;
-    // Begins another text.
+    // Starts another text.
     void reset() { two_byte_ = false; }
 
     // Whether the library has an equivalent for a character, less escape sequences.
     bool converts(std::string_view code);
-    // Text converted that has no zero bytes; none of it may be lost.
+    // Converts text without zero bytes, all of whose characters must have equivalents.
     std::string convert(std::string_view state, std::string_view text) const;
-    // Whether a character that converts is itself again when the other converts it.
+    // Whether `reverse` converts the character's equivalent back to the character.
     bool comes_back(std::string_view code, const Characters &reverse) const;
 
-    // Calls for each code of the encoding but the zero byte and what changes the state.
+    // Calls `visit` for each code of the encoding except the zero byte and those that change the
+    // state.
     void for_each_code(const std::function<void(const std::string &)> &visit);
 
 private:
@@ -94,7 +94,6 @@ private:
     std::array<UCharT, 256> leads_{}, trails_{};
 
     enum Verdict : UCharT { untried, yes, no };
-    std::vector<Verdict> verdicts_; // of the codes tried, by length and last two bytes
+    std::vector<Verdict>
+        verdicts_; // the results of codes that were tried, indexed by length and last two bytes
 };
-
-#endif

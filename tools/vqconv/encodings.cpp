@@ -1,11 +1,4 @@
-#include "encodings.h"
-
-#include "characters.h"
-
-#include "velt/vde/encodings.h"
-#include "velt/vde/fontenc.h"
-#include "velt/vde/memory.h"
-#include "velt/vde/unicode.h"
+#include "tools/vqconv/encodings.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,6 +6,12 @@
 #include <iterator>
 #include <stdexcept>
 #include <vector>
+
+#include "tools/vqconv/characters.h"
+#include "velt/vde/encodings.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/unicode.h"
 
 namespace
 {
@@ -68,21 +67,21 @@ std::string padded(std::string text, std::size_t width)
     return text;
 }
 
-// The directories whose unicode/ may have the tables: the one that the user names, else those that
-// do.
+// The directory in whose unicode/ the tables are: the one that the user names, else VQHOME if it
+// has any, else the installed one.
 std::string tables_home(const std::string &home)
 {
     if (!home.empty())
         return home;
     std::error_code error;
     const char *const vqhome = std::getenv("VQHOME");
-    if (vqhome != nullptr && fs::is_directory(fs::path(vqhome) / "unicode", error))
+    if (vqhome && fs::is_directory(fs::path(vqhome) / "unicode", error))
         return vqhome;
     const auto program = fs::read_symlink("/proc/self/exe", error);
     return program.parent_path().parent_path() / "share" / "velt";
 }
 
-// What becomes of the codes of an encoding.
+// The numbers of codes of an encoding: all, those with an equivalent, and those that convert back.
 struct Kept {
     int all = 0, converted = 0, back = 0;
 };

@@ -1,12 +1,5 @@
 // vqconv: converts text from one of the library's encodings to another.
 
-#include "encodings.h"
-#include "stream.h"
-
-#include "common/file.h"
-#include "common/program.h"
-#include "common/replace_file.h"
-
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -16,6 +9,12 @@
 #include <system_error>
 #include <unistd.h>
 #include <vector>
+
+#include "common/file.h"
+#include "common/program.h"
+#include "common/replace_file.h"
+#include "tools/vqconv/encodings.h"
+#include "tools/vqconv/stream.h"
 
 using namespace velt;
 
@@ -77,7 +76,7 @@ Options parse(int argc, char **argv)
     throw std::system_error(errno, std::generic_category(), path);
 }
 
-// Where the result goes. A file is replaced by commit(); until then, the old one stays.
+// The output. commit() replaces the file; until then the old one stays.
 class Output
 {
 public:
@@ -112,7 +111,7 @@ private:
     std::optional<velt::NewFile> file_;
 };
 
-// Tells on a terminal how far the work is, if there is much of it.
+// Shows the progress of a long conversion on a terminal.
 class Progress
 {
 public:
@@ -167,7 +166,8 @@ void convert_file(const std::string &path, Stream &stream, Progress &progress)
     std::vector<char> block(1 << 16);
     progress.begin(name);
     try {
-        // As much as there is: what comes through a pipe does not wait for a whole block.
+        // Reads as much as is available, so that text from a pipe is converted without waiting for
+        // a whole block.
         ssize_t count;
         while ((count = read(fileno(file), block.data(), block.size())) != 0) {
             if (count < 0 && errno == EINTR)

@@ -1,12 +1,11 @@
-#include "stream.h"
-
-#include "encodings.h"
-
-#include "velt/vde/encodings.h"
+#include "tools/vqconv/stream.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <utility>
+
+#include "tools/vqconv/encodings.h"
+#include "velt/vde/encodings.h"
 
 namespace
 {
@@ -42,9 +41,9 @@ void Stream::finish()
 void Stream::convert_pending(bool final)
 {
     const std::string_view text = pending_;
-    std::size_t start = 0; // of what is to be converted in one go
+    std::size_t start = 0; // where the run to be converted begins
     std::size_t at = 0;
-    std::size_t last = 0; // character before `at`
+    std::size_t last = 0; // where the character before `at` begins
     std::string_view state = characters_.state();
     const auto convert = [&](std::size_t next) {
         if (at > start)
@@ -52,7 +51,7 @@ void Stream::convert_pending(bool final)
         state = characters_.state();
         start = next;
     };
-    // What may have to wait for the next block is not among the known.
+    // Characters that may need the next block do not count as known.
     constexpr std::size_t longest = 4;
     const std::string_view certain = text.substr(0, text.size() - std::min(text.size(), longest));
     while (at < text.size()) {
@@ -87,7 +86,7 @@ void Stream::convert_pending(bool final)
     pending_.erase(0, at);
 }
 
-// A part of the output in two-byte characters that ends one run and goes on in the next is one.
+// A two-byte part that ends the output of one run and begins that of the next is joined.
 void Stream::convert_run(std::string_view state, std::string_view run, bool last_is_ascii)
 {
     const std::string converted = characters_.convert(state, run);
@@ -118,7 +117,7 @@ bool Stream::verbatim(char byte) const
     return byte == '\0' || (options_.plain && line_or_tab);
 }
 
-// Half-width katakana become one character with a mark that follows.
+// Half-width katakana combine with a mark that follows.
 bool Stream::may_combine(std::string_view character) const
 {
     const char last = character.back();

@@ -1,8 +1,5 @@
-// The conversion of a text that comes in blocks.
-#ifndef VELT_TOOLS_VQCONV_STREAM_H
-#define VELT_TOOLS_VQCONV_STREAM_H
-
-#include "characters.h"
+// The conversion of a text that arrives in blocks.
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -10,7 +7,9 @@
 #include <string>
 #include <string_view>
 
-// Tells the offset, the bytes and what is wrong with them.
+#include "tools/vqconv/characters.h"
+
+// Its text tells the offset, the bytes and what is wrong with them.
 struct Unconvertible : std::runtime_error {
     using runtime_error::runtime_error;
 };
@@ -18,23 +17,23 @@ struct Unconvertible : std::runtime_error {
 struct StreamOptions {
     UIntT from, to;
     bool plain = false; // tabs and line ends stay as they are
-    bool skip = false;  // what cannot be converted is left out
+    bool skip = false;  // text that cannot be converted is left out
 };
 
-// Makes of the blocks of a text what the library makes of the whole. No more is kept than the
-// character that a block ends inside of.
+// Converts the blocks of a text with the same result as the library converts the whole. Between
+// blocks only an incomplete character is kept.
 class Stream
 {
 public:
     using Sink = std::function<void(std::string_view)>;
     Stream(const StreamOptions &options, Sink sink);
 
-    // Both throw Unconvertible, after all before was written, unless such is left out. The end of a
-    // text is the beginning of another.
+    // Both throw Unconvertible, after writing everything before it, unless StreamOptions::skip is
+    // set. After finish() another text may begin.
     void feed(std::string_view block);
     void finish();
 
-    // What was left out.
+    // The text that was left out.
     std::uint64_t skipped_bytes() const { return skipped_; }
     const std::string &first_skipped() const { return first_skipped_; }
 
@@ -49,12 +48,10 @@ private:
     StreamOptions options_;
     Sink sink_;
     Characters characters_;
-    Escapes escapes_;          // around the output's two-byte parts; Quire text makes none
-    bool to_close_ = false;    // such a part, unless it goes on
+    Escapes escapes_;          // of two-byte parts of the output; empty when converting Quire text
+    bool to_close_ = false;    // a two-byte part of the output is open
     std::string pending_;      // input not yet converted
-    std::uint64_t offset_ = 0; // of that
+    std::uint64_t offset_ = 0; // the offset of `pending_` in the text
     std::uint64_t skipped_ = 0;
     std::string first_skipped_;
 };
-
-#endif

@@ -1,11 +1,5 @@
 // vqsre: compiles, prints and checks string resource files.
 
-#include "common/program.h"
-#include "common/replace_file.h"
-#include "sre.h"
-
-#include "velt/vde/language.h"
-
 #include <cerrno>
 #include <filesystem>
 #include <iostream>
@@ -13,6 +7,11 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+
+#include "common/program.h"
+#include "common/replace_file.h"
+#include "tools/vqsre/sre.h"
+#include "velt/vde/language.h"
 
 using namespace velt;
 
@@ -51,7 +50,7 @@ struct Options {
     std::vector<std::string> words; // the command and its files
 };
 
-// The language given, or the last of the path's names that is one.
+// Returns the language given, or the last component of the path that is a language.
 IntT language_of(const Options &options, const std::string &path)
 {
     if (!options.language.empty()) {

@@ -1,13 +1,6 @@
 // Sources: parsing, checks, and printing.
 
-#include "source.h"
-
-#include "common/file.h"
-#include "common/printable.h"
-#include "sre.h"
-
-#include "velt/vde/memory.h"
-#include "velt/vde/quire.h"
+#include "tools/vqsre/source.h"
 
 #include <algorithm>
 #include <charconv>
@@ -18,6 +11,12 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+
+#include "common/file.h"
+#include "common/printable.h"
+#include "tools/vqsre/sre.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/quire.h"
 
 using namespace velt;
 
@@ -38,7 +37,7 @@ std::string hex(const char *format, unsigned value)
     return text;
 }
 
-// The byte of an escape of the host's text form: a backslash and a letter.
+// Returns the byte of an escape in the host's text form, a backslash and a letter.
 std::optional<char> escaped(char32_t letter)
 {
     if (letter <= 0 || letter >= 0x80)
@@ -46,7 +45,7 @@ std::optional<char> escaped(char32_t letter)
     const char escape[] = {'\\', static_cast<char>(letter), '\0'};
     const OwnedText byte(VdeDbTextToQuire(escape));
     if (*byte == escape[1] && letter != U'\\')
-        return std::nullopt; // a letter that stands for itself
+        return std::nullopt; // no escape: the letter stands for itself
     return *byte;
 }
 
@@ -64,7 +63,7 @@ std::string encode(char32_t character, const Charset &charset)
     return bytes;
 }
 
-// Takes an escape, whose backslash is already taken, from the text.
+// Removes an escape, whose backslash is removed already, from the text and returns its byte.
 char take_escape(std::u32string_view &text)
 {
     if (text.empty())
@@ -89,7 +88,7 @@ char take_escape(std::u32string_view &text)
     return *byte;
 }
 
-// The bytes of a line's text, without the spaces around it.
+// Converts a line's text, without the spaces around it, to bytes.
 std::string parse_text(std::string_view line, const Charset &charset)
 {
     const std::u32string characters = from_utf8(line);
@@ -165,7 +164,7 @@ void compare_string(const Source &first, int id, const Source &translation, Erro
                        list(string.references) + " in " + where);
 }
 
-// Takes "ID:" from a line.
+// Removes "ID:" from a line and returns the id.
 int take_id(std::string_view &line)
 {
     int id = 0;
@@ -260,7 +259,7 @@ std::string source_text(std::string_view bytes, const Charset &charset)
             text += unit;
         } else {
             const OwnedText escape(VdeQuireToDbText(std::string(unit).c_str()));
-            if (escape == nullptr)
+            if (!escape)
                 throw std::bad_alloc();
             if (c < 0x80 && escape.get() != unit)
                 text += escape.get();

@@ -1,19 +1,18 @@
 // Sources of string resource files: UTF-8 text, one string a line.
-#ifndef VELT_TOOLS_VQSRE_SOURCE_H
-#define VELT_TOOLS_VQSRE_SOURCE_H
-
-#include "common/charset.h"
+#pragma once
 
 #include <map>
 #include <set>
 #include <string>
 #include <string_view>
 
+#include "common/charset.h"
+
 struct String {
-    int line = 0;                     // of the source
-    std::string bytes;                // as the client will get them
-    std::set<std::string> references; // to arguments, as "%0", and to the language, "%u"
-    bool sound = false;               // no error was found in it
+    int line = 0;                     // in the source
+    std::string bytes;                // the string as the client gets it
+    std::set<std::string> references; // to arguments, such as "%0", and to the language, "%u"
+    bool sound = false;               // no error was found in the string
 };
 
 struct Source {
@@ -22,7 +21,7 @@ struct Source {
     std::map<int, String> strings;
 };
 
-// Where errors go: each is one line on standard error.
+// Prints errors, each as one line on standard error.
 class Errors
 {
 public:
@@ -39,7 +38,5 @@ Source read_source(const std::string &path, const velt::Charset &charset, Errors
 // Checks that a translation has the strings of the first source, with the same references.
 void compare_sources(const Source &first, const Source &translation, Errors &errors);
 
-// A string in the form that read_source reads.
+// Writes a string in the form that read_source reads.
 std::string source_text(std::string_view bytes, const velt::Charset &charset);
-
-#endif

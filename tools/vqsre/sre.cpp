@@ -1,13 +1,13 @@
 // Compiled files: writing and reading.
 
-#include "sre.h"
-
-#include "common/file.h"
+#include "tools/vqsre/sre.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <map>
 #include <stdexcept>
+
+#include "common/file.h"
 
 using namespace velt;
 
@@ -21,8 +21,8 @@ void put(std::string &to, T value)
         to += static_cast<char>(value >> shift & 0xFF);
 }
 
-// The line that the library reads as these bytes. A second byte of a character may be a backslash
-// too; the library does not tell.
+// Makes the line that the library reads as these bytes. Every byte that equals a backslash is
+// escaped, even as the second of a character: the library does not distinguish.
 std::string line_of(const std::string &bytes)
 {
     std::string line;
@@ -66,19 +66,19 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     std::string content = read_file(path);
     const auto end = content.size();
     const File file(fmemopen(content.data(), end, "rb"));
-    if (file == nullptr)
+    if (!file)
         throw std::system_error(errno, std::generic_category(), path);
     velt::SrIndex index;
     if (const char *reason = velt::sr_read_index(file.get(), index))
         throw std::runtime_error(path + ": " + reason);
-    // The library keeps what it can read of such a file; here it is told.
+    // The library loads a file with an unsorted index, but may not find its strings.
     if (!std::ranges::is_sorted(index, {}, &VdeSrIndexT::id))
         throw std::runtime_error(path + ": the index is not sorted");
     // An empty string may begin where the file ends.
     if (std::ranges::any_of(index, [=](const VdeSrIndexT &entry) { return entry.offset > end; }))
         throw std::runtime_error(path + ": the index points behind the end of the file");
     std::vector<std::pair<int, std::string>> strings;
-    std::map<UIntT, std::string> known; // by offset
+    std::map<UIntT, std::string> known; // strings read already, by offset
     std::uint64_t most = velt::sr_most(end);
     for (const VdeSrIndexT &entry : index) {
         const auto [place, is_new] = known.try_emplace(entry.offset);

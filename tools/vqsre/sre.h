@@ -1,10 +1,5 @@
 // Compiled string resource files.
-#ifndef VELT_TOOLS_VQSRE_SRE_H
-#define VELT_TOOLS_VQSRE_SRE_H
-
-#include "source.h"
-
-#include "vdelib/unix_sr/srfile.h"
+#pragma once
 
 #include <cstddef>
 #include <limits>
@@ -12,7 +7,10 @@
 #include <utility>
 #include <vector>
 
-// What the library reads at most.
+#include "tools/vqsre/source.h"
+#include "vdelib/unix_sr/srfile.h"
+
+// The limits of the library.
 inline constexpr std::size_t max_string = velt::sr_text_size - 1; // bytes
 inline constexpr std::size_t max_strings = std::numeric_limits<std::int16_t>::max();
 
@@ -21,5 +19,3 @@ std::string compile(const Source &source);
 // The strings of a file in its order. Throws std::runtime_error, with the file's name, when it is
 // damaged.
 std::vector<std::pair<int, std::string>> read_sre(const std::string &path);
-
-#endif

@@ -1,15 +1,14 @@
 // vqucod: makes, prints and checks the Unicode tables of the East Asian encodings.
 
-#include "ucod.h"
+#include <filesystem>
+#include <iostream>
+#include <map>
 
 #include "common/file.h"
 #include "common/printable.h"
 #include "common/program.h"
 #include "common/replace_file.h"
-
-#include <filesystem>
-#include <iostream>
-#include <map>
+#include "tools/vqucod/ucod.h"
 
 using namespace velt;
 

@@ -1,14 +1,14 @@
-#include "ucod.h"
-
-#include "common/charset.h"
-#include "velt/vde/encodings.h"
-#include "velt/vde/fontenc.h"
-#include "velt/vde/unicode.h"
+#include "tools/vqucod/ucod.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <stdexcept>
+
+#include "common/charset.h"
+#include "velt/vde/encodings.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/unicode.h"
 
 using namespace velt;
 
@@ -41,10 +41,11 @@ void append_row(std::string &file, const Ucod &table, unsigned row)
     const auto end = table.lower_bound((row + 1) * 0x100);
     std::string codes(2, '\0');
     if (begin != end) {
-        // The row of single bytes has a place for control characters too: they are the library's.
+        // The row of single bytes includes the control characters, which the library defines
+        // itself.
         unsigned lo = row == 0 ? 0 : begin->first & 0xFF;
         unsigned hi = std::prev(end)->first & 0xFF;
-        // A row of one code would be one of none.
+        // A row with equal lowest and highest byte would count as empty, so it gets two codes.
         if (lo == hi && hi < 0xFF)
             ++hi;
         else if (lo == hi)
@@ -103,7 +104,7 @@ Ucod make_ucod(UIntT encoding)
 std::string pack_ucod(const Ucod &table)
 {
     const auto pairs = table.lower_bound(0x100);
-    // Single bytes stand in the row before that of the lowest first byte.
+    // The row of single bytes has the number before that of the lowest first byte.
     const unsigned first_lead = pairs != table.end() ? pairs->first >> 8 : 1;
     const unsigned last_lead = pairs != table.end() ? table.rbegin()->first >> 8 : 0;
     std::string file{static_cast<char>(first_lead), static_cast<char>(last_lead)};

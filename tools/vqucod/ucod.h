@@ -1,8 +1,5 @@
-// Table files of the East Asian encodings: what a code means, and how a file says it.
-#ifndef VELT_TOOLS_VQUCOD_UCOD_H
-#define VELT_TOOLS_VQUCOD_UCOD_H
-
-#include "velt/scalars.h"
+// Table files of the East Asian encodings, and the tables of code points in them.
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -10,8 +7,10 @@
 #include <string_view>
 #include <vector>
 
-// Code points by code. A code below 0x100 is a single byte, another one the two bytes of a
-// character, the first the higher.
+#include "velt/scalars.h"
+
+// Code points by code. A code below 0x100 is a single byte; any other is two bytes, the first the
+// higher.
 using Ucod = std::map<unsigned, std::uint16_t>;
 
 // Text encodings that have a file.
@@ -23,15 +22,14 @@ std::string ucod_name(UIntT encoding);
 // The table of an encoding, made from the system's iconv.
 Ucod make_ucod(UIntT encoding);
 
-// The contents of a file, and back. A damaged file is a std::runtime_error that says where.
+// Converts a table to the contents of a file, and back. unpack_ucod throws std::runtime_error,
+// which says where the file is damaged.
 std::string pack_ucod(const Ucod &table);
 Ucod unpack_ucod(std::string_view file);
 
-// Code points that are no characters, and codes that the library does not look up in the file of
-// that name; one line each.
+// Lists the faults of a table, one line each: code points that are no characters, and codes that
+// the library does not look up in the file of that name.
 std::vector<std::string> ucod_faults(const Ucod &table, const std::string &name);
 
 // The table as text: a line for each code.
 std::string ucod_text(const Ucod &table);
-
-#endif

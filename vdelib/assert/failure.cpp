@@ -1,8 +1,8 @@
 #include "velt/vde/failure.h"
 
-#include "velt/vde/instance.h"
-
 #include <cstdlib>
+
+#include "velt/vde/instance.h"
 
 namespace
 {
@@ -21,15 +21,14 @@ void V_Abort()
 
 void VdeFail()
 {
-    if (VdeInstance != nullptr && VdeInstance->assertHandler != nullptr &&
-        VdeInstance->assertHandler != defaultHandler)
+    if (VdeInstance && VdeInstance->assertHandler && VdeInstance->assertHandler != defaultHandler)
         VdeInstance->assertHandler();
     V_Abort();
 }
 
 IntT VdeEnforcement()
 {
-    if (VdeInstance == nullptr || VdeInstance->strictEnforcement != 0)
+    if (!VdeInstance || VdeInstance->strictEnforcement != 0)
         VdeFail();
     return 1;
 }
@@ -38,8 +37,8 @@ VdeRoutineT V_SetAssert(VdeRoutineT handler)
 {
     VdeInstanceInit();
     const VdeRoutineT previous = VdeInstance->assertHandler;
-    VdeInstance->assertHandler = handler != nullptr ? handler : defaultHandler;
-    return previous != nullptr ? previous : defaultHandler;
+    VdeInstance->assertHandler = handler ? handler : defaultHandler;
+    return previous ? previous : defaultHandler;
 }
 
 IntT VdeSetStrictEnforcement(IntT flag)

@@ -2,18 +2,18 @@
 
 #include "velt/vde/channel.h"
 
-#include "vdelib/utils/names.h"
-#include "velt/vde/failure.h"
-#include "velt/vde/files.h"
-#include "velt/vde/memory.h"
-#include "velt/vde/strings.h"
-
 #include <cerrno>
 #include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
+
+#include "vdelib/utils/names.h"
+#include "velt/vde/failure.h"
+#include "velt/vde/files.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -23,27 +23,29 @@ struct StreamClose {
 };
 using Stream = std::unique_ptr<FILE, StreamClose>;
 
-// New channel, which takes over both; null, with both released, when memory runs out.
+// Makes a channel that owns the stream and the name; null, with both released, when memory runs
+// out.
 V_ChannelT *new_channel(Stream stream, velt::OwnedName name)
 {
-    if (stream == nullptr || name == nullptr)
+    if (!stream || !name)
         return nullptr;
     auto *ch = static_cast<V_ChannelT *>(V_Calloc(1, sizeof(V_ChannelT), 0));
-    if (ch != nullptr) {
+    if (ch) {
         ch->name = name.release();
         ch->fp = stream.release();
     }
     return ch;
 }
 
-// Opens a file that did not exist, so that nobody else has it open or gave it another's name.
+// Creates a file and fails if it exists, so that no other process has it open or has put a link in
+// its place.
 Stream create_private(const char *platform)
 {
     const int fd = open(platform, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (fd < 0)
         return nullptr;
     Stream stream(fdopen(fd, "w+"));
-    if (stream == nullptr) {
+    if (!stream) {
         close(fd);
         unlink(platform);
     }
@@ -52,12 +54,12 @@ Stream create_private(const char *platform)
 
 IntT count_of(size_t items)
 {
-    return static_cast<IntT>(items); // never more than were asked for
+    return static_cast<IntT>(items); // never more than requested
 }
 
 FILE *output_of(const V_ChannelT *ch)
 {
-    return ch != nullptr ? ch->fp : stdout;
+    return ch ? ch->fp : stdout;
 }
 
 } // namespace
@@ -65,30 +67,29 @@ FILE *output_of(const V_ChannelT *ch)
 V_ChannelT *V_ChannelOpen(const V_FilePathT *path, const char *mode)
 {
     const char *name = velt::name_of(path);
-    if (name == nullptr || mode == nullptr)
+    if (!name || !mode)
         return nullptr;
     const velt::OwnedName platform(VdeInternalToPlatformFilename(name));
-    if (platform == nullptr)
+    if (!platform)
         return nullptr;
     Stream stream(fopen(platform.get(), mode));
-    return stream != nullptr
-               ? new_channel(std::move(stream), velt::OwnedName(V_StrCopyString(name)))
-               : nullptr;
+    return stream ? new_channel(std::move(stream), velt::OwnedName(V_StrCopyString(name)))
+                  : nullptr;
 }
 
 V_ChannelT *V_ChannelMakeTmp()
 {
-    constexpr int tries = 16; // somebody would have to guess every one of the names
+    constexpr int tries = 16; // each failed try means that somebody guessed the name
     for (int i = 0; i < tries; ++i) {
         velt::OwnedName name(VdeMakeTmpFileName());
-        if (name == nullptr)
+        if (!name)
             return nullptr;
         const velt::OwnedName platform(VdeInternalToPlatformFilename(name.get()));
-        if (platform == nullptr)
+        if (!platform)
             return nullptr;
         if (Stream stream = create_private(platform.get())) {
             V_ChannelT *ch = new_channel(std::move(stream), std::move(name));
-            if (ch == nullptr)
+            if (!ch)
                 unlink(platform.get());
             return ch;
         }
@@ -100,9 +101,9 @@ V_ChannelT *V_ChannelMakeTmp()
 
 IntT VdeChannelClose(V_ChannelT **chp)
 {
-    if (chp == nullptr)
+    if (!chp)
         VdeFail();
-    if (*chp == nullptr)
+    if (!*chp)
         return -1;
     const IntT result = fclose((*chp)->fp);
     V_Free((*chp)->name);
@@ -113,10 +114,10 @@ IntT VdeChannelClose(V_ChannelT **chp)
 
 IntT VdeChannelCloseTmp(V_ChannelT **chp)
 {
-    if (chp == nullptr)
+    if (!chp)
         VdeFail();
-    // The path of a channel without name would be the working directory.
-    if (*chp != nullptr && (*chp)->name != nullptr) {
+    // A channel without a name is not deleted: V_ChannelPath gives the working directory for it.
+    if (*chp && (*chp)->name) {
         V_FilePathT *path = V_GetFilePath(*chp);
         V_DeleteFile(path);
         VdeFilePathFree(&path);
@@ -136,7 +137,7 @@ IntT V_ChannelCloseTmp(V_ChannelT *ch)
 
 IntT V_ChannelRead(void *ptr, IntT size, IntT count, V_ChannelT *ch)
 {
-    if (ch == nullptr || size < 1 || count < 1)
+    if (!ch || size < 1 || count < 1)
         return 0;
     return count_of(fread(ptr, static_cast<size_t>(size), static_cast<size_t>(count), ch->fp));
 }
@@ -151,12 +152,12 @@ IntT V_ChannelWrite(const void *ptr, IntT size, IntT count, V_ChannelT *ch)
 
 IntT V_ChannelSeek(V_ChannelT *ch, int64_t offset, IntT whence)
 {
-    return ch != nullptr ? fseeko(ch->fp, offset, whence) : -1;
+    return ch ? fseeko(ch->fp, offset, whence) : -1;
 }
 
 int64_t V_ChannelTell(V_ChannelT *ch)
 {
-    return ch != nullptr ? ftello(ch->fp) : -1;
+    return ch ? ftello(ch->fp) : -1;
 }
 
 int64_t V_ChannelSize(V_ChannelT *ch)
@@ -170,9 +171,9 @@ int64_t V_ChannelSize(V_ChannelT *ch)
 
 IntT V_ChannelAppend(V_ChannelT *src, V_ChannelT *dst)
 {
-    if (src == nullptr || dst == nullptr)
+    if (!src || !dst)
         VdeFail();
-    if (src == dst) // the end would run ahead for ever
+    if (src == dst) // copying a file to its own end would never finish
         return -1;
     UCharT buffer[8192];
     while (const IntT size = V_ReadBytes(buffer, sizeof buffer, src))
@@ -188,5 +189,5 @@ IntT V_ChannelFlush(V_ChannelT *ch)
 
 IntT V_ChannelEof(V_ChannelT *ch)
 {
-    return ch != nullptr && feof(ch->fp) != 0;
+    return ch && feof(ch->fp) != 0;
 }

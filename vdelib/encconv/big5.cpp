@@ -1,24 +1,24 @@
 // Conversions between Big5 and the EUC form of CNS 11643.
 
+#include <span>
+
 #include "vdelib/encconv/output.h"
 #include "velt/vde/chinese.h"
-
-#include <span>
 
 namespace
 {
 
 using namespace velt;
 
-// The number of a character in the order of its set. Hanzi are numbered from 0, those of the second
-// level from second_level on; symbols from SymOffset on.
+// The ordinal of a character in its set. Hanzi count from 0, those of the second level from
+// second_level; symbols count from SymOffset.
 using Sequence = IntT;
 constexpr Sequence BadSeq = -1;
 constexpr Sequence SymOffset = -10000;
 constexpr Sequence symbols_end = 3135;
 constexpr Sequence second_level = 5401;
 constexpr Sequence hanzi_end = 13054;
-constexpr Sequence space = 0; // the symbol for what is no character
+constexpr Sequence space = 0; // the symbol that replaces invalid characters
 
 constexpr bool is_symbol(Sequence sequence)
 {
@@ -48,7 +48,8 @@ using Hanzi = std::array<Sequence, hanzi_end>;
 
 consteval Hanzi hanzi_in_other_set(std::span<const Delta> deltas)
 {
-    // Not for compile time: a table without a beginning or out of order does not compile.
+    // VdeFail cannot be called at compile time, so a table without a beginning or out of order does
+    // not compile.
     if (deltas.front().start != 1 || !std::ranges::is_sorted(deltas, {}, &Delta::start))
         VdeFail();
     Hanzi other{};
@@ -85,14 +86,14 @@ constexpr Sequence in_other_set(Sequence sequence, const Hanzi &hanzi, Sequence 
                                               : SymOffset + space;
 }
 
-// Rows of two-byte codes: both bytes begin at 0xA1 in CNS; in Big5 the first does, and the second
+// Rows of two-byte codes: in CNS both bytes begin at 0xA1; in Big5 the first does, and the second
 // has 157 values.
 constexpr IntT first_byte = 0xA1;
 constexpr IntT cns_row = 94;
 constexpr IntT big5_row = 157;
 constexpr IntT rows = 0xFE - first_byte + 1;
 
-// A code of two bytes; 0 is one byte of 0.
+// A code of two bytes; 0 stands for a single zero byte.
 using Code = uint16_t;
 
 constexpr Code code_of(IntT b0, IntT b1)
@@ -100,20 +101,20 @@ constexpr Code code_of(IntT b0, IntT b1)
     return static_cast<Code>(b0 * 256 + b1);
 }
 
-// Codes of CNS with four bytes hold the last two, with this bit clear.
+// A four-byte code of CNS is kept as its last two bytes with this bit clear.
 constexpr Code two_bytes = 0x80;
 
 constexpr UCharT four_byte_lead = 0x8E;
 constexpr IntT second_plane = 0xA2;
 
-// In these, the row is that of the first byte, the column that of the second.
+// The row of a code is the index of its first byte, the column that of its second.
 
 constexpr Sequence big5_sequence(IntT row, IntT column)
 {
     constexpr IntT level1 = 0xA4 - first_byte, level1_end = 0xC6 - first_byte + 1;
     constexpr IntT level2 = 0xC9 - first_byte;
     if (row < level1) {
-        // The few codes behind the last symbol are no characters.
+        // The few codes behind the last symbol have no character.
         const Sequence i = row * big5_row + column;
         return i <= 440 ? SymOffset + i : BadSeq;
     }
@@ -179,7 +180,7 @@ constexpr Code cns_code(Sequence sequence)
     return sequence >= second_level ? static_cast<Code>(code & ~two_bytes) : code;
 }
 
-// The codes in the other set of all codes of this one, row by row.
+// A table that maps every code of one set to the other, row by row.
 template <IntT columns>
 consteval auto codes(Sequence sequence(IntT, IntT), const Hanzi &hanzi, Sequence symbol(Sequence),
                      Code code(Sequence))
@@ -221,7 +222,7 @@ constexpr auto big5_columns = [] {
     return columns;
 }();
 
-// The code of a row and column of bytes from 0xA1 on; `otherwise` for what lies outside.
+// Looks up the bytes of a code, which are from 0xA1 on; returns `otherwise` outside the table.
 Code cns_entry(const auto &table, UCharT b0, UCharT b1, Code otherwise)
 {
     const IntT row = b0 - first_byte;
@@ -252,7 +253,7 @@ IntT VdeCNSEUC2Big5(VdeClT *cl, const char *src, IntT srcLen)
             put_code(out, cns_entry(cns_to_big5, at[0], at[1], big5_space));
             source.at += 2;
         } else if (*at == four_byte_lead) {
-            // Cut off by the end, it is one character that is none.
+            // A character cut off by the end of the text counts as one invalid character.
             Code code = big5_space;
             if (source.left() >= 4 && within(at[1], second_plane, 0xB0))
                 code = cns_entry(cns_second_to_big5, at[2], at[3], big5_space);
@@ -287,8 +288,8 @@ IntT VdeBig52CNSEUC(VdeClT *cl, const char *src, IntT srcLen)
             put(out, 0);
             return true;
         }
-        // Which plane a character has, no processor can foresee: what stands before the second is
-        // always written, and kept or not.
+        // The processor cannot predict the plane of a character, so the prefix of the second plane
+        // is always written, and kept only where it is needed.
         out[0] = four_byte_lead;
         out[1] = second_plane;
         out += (~code & two_bytes) / (two_bytes / 2);

@@ -1,11 +1,11 @@
 #include "velt/vde/builder.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "vdelib/encconv/output.h"
 #include "velt/vde/failure.h"
 #include "velt/vde/memory.h"
-
-#include <algorithm>
-#include <cstring>
 
 using velt::checked;
 
@@ -17,7 +17,7 @@ UCharT *new_buffer(IntT size)
     return static_cast<UCharT *>(V_Calloc(static_cast<UIntT>(size) + 1, 1, V_AllocFatal));
 }
 
-// Appends as many of n bytes as fit; `write` gets their place and number.
+// Appends as many of n bytes as fit; calls `write` with the place and the number of bytes.
 IntT append(VdeClT *cl, IntT n, auto write)
 {
     velt::make_room(*checked(cl), n);
@@ -44,14 +44,14 @@ void velt::make_room(VdeClT &cl, IntT n)
 
 void VdeClInit(VdeClT *cl, IntT growBy)
 {
-    if (cl == nullptr || growBy < 1)
+    if (!cl || growBy < 1)
         VdeFail();
     *cl = {.magic = VdeClMagic, .size = 0, .len = 0, .growBy = growBy, .flags = 0, .buf = nullptr};
 }
 
 void VdeClInitWithBuffer(VdeClT *cl, UCharT *buf, IntT bufSize, IntT growBy)
 {
-    if (cl == nullptr || buf == nullptr || bufSize < 1)
+    if (!cl || !buf || bufSize < 1)
         VdeFail();
     const UIntT fixed = growBy < 1 ? VdeClFixed : 0;
     *cl = {.magic = VdeClMagic,
@@ -75,14 +75,14 @@ void VdeClSetSize(VdeClT *cl, IntT newSize)
         if (newSize < cl->size)
             return;
         UCharT *own = new_buffer(newSize);
-        if (cl->buf != nullptr)
+        if (cl->buf)
             std::memcpy(own, cl->buf, static_cast<size_t>(cl->size) + 1);
         cl->flags &= ~UIntT{VdeClCallersBuffer};
         cl->buf = own;
     } else if (newSize == 0) {
         V_Free(cl->buf);
         cl->buf = nullptr;
-    } else if (cl->buf != nullptr) {
+    } else if (cl->buf) {
         cl->buf = static_cast<UCharT *>(
             V_Realloc(cl->buf, static_cast<UIntT>(newSize) + 1, V_AllocFatal));
     } else {
@@ -103,7 +103,7 @@ IntT VdeClAdd1CharNTimes(VdeClT *cl, UCharT ch, IntT n)
 
 IntT VdeClAddString(VdeClT *cl, const char *s)
 {
-    const size_t length = s != nullptr ? std::strlen(s) : 0;
+    const size_t length = s ? std::strlen(s) : 0;
     if (length >= V_MaxBlockSize)
         VdeFail();
     return VdeClAddNChars(cl, s, static_cast<IntT>(length));
@@ -111,13 +111,13 @@ IntT VdeClAddString(VdeClT *cl, const char *s)
 
 IntT VdeClAddNChars(VdeClT *cl, const char *chars, IntT n)
 {
-    return append(cl, chars != nullptr ? n : 0,
+    return append(cl, chars ? n : 0,
                   [chars](UCharT *at, size_t count) { std::memcpy(at, chars, count); });
 }
 
 void VdeClTrim(VdeClT *cl)
 {
-    if (cl == nullptr)
+    if (!cl)
         VdeFail();
     VdeClSetSize(cl, cl->len);
 }
@@ -126,7 +126,7 @@ void VdeClSetLen(VdeClT *cl, IntT newLen)
 {
     checked(cl);
     // A builder whose buffer was made smaller than its contents may have no byte of that index.
-    if (newLen < 0 || newLen >= cl->len || newLen > cl->size || cl->buf == nullptr)
+    if (newLen < 0 || newLen >= cl->len || newLen > cl->size || !cl->buf)
         return;
     cl->len = newLen;
     cl->buf[newLen] = 0;

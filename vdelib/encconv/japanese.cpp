@@ -11,7 +11,7 @@ namespace
 using namespace velt;
 
 constexpr UCharT escape = 0x1B;
-constexpr UCharT single_shift = 0x8E; // stands before a half-width katakana byte in EUC
+constexpr UCharT single_shift = 0x8E; // precedes a half-width katakana byte in EUC
 constexpr unsigned both_high = 0x8080;
 
 constexpr bool is_katakana(UCharT byte)
@@ -53,8 +53,8 @@ constexpr void sjis_to_jis(IntT &c1, IntT &c2)
     c1 = (c1 - (c1 < 0xA0 ? 0x70 : 0xB0)) * 2 - adjust;
 }
 
-// A two-byte character, the first byte the higher. Of each, as a sum may leave it, the low 8 bits
-// count.
+// A two-byte character, the first byte the higher. Only the low 8 bits of each byte are used, since
+// transforms may carry beyond them.
 using Code = uint16_t;
 
 constexpr Code code_of(IntT c1, IntT c2)
@@ -79,8 +79,8 @@ constexpr Code euc_of_sjis(IntT c1, IntT c2)
     return static_cast<Code>(transformed<sjis_to_jis>(c1, c2) + both_high);
 }
 
-// A transform of codes, as the sum of what the first byte adds and what the second does; that
-// depends at most on whether the first is odd.
+// A transform of codes as a sum of two table entries: one for the first byte, and one for the
+// second, which depends at most on whether the first is odd.
 class PairTable
 {
 public:
@@ -168,7 +168,7 @@ consteval KatakanaTable katakana_table()
     KatakanaTable table{};
     unsigned at = 0;
     const auto append = [&](unsigned half, auto... codes) {
-        // Not for compile time: a row out of place does not compile.
+        // VdeFail cannot be called at compile time, so a row out of order does not compile.
         if (half != first_katakana + at)
             VdeFail();
         ((table.at(at++) = static_cast<Code>(codes)), ...);
@@ -192,7 +192,7 @@ constexpr bool combines(UCharT katakana, Mark mark)
     return mark == Mark::semi_voiced ? h_row : mark == Mark::voiced && voiced;
 }
 
-// The full-width Shift-JIS code; the source moves past a mark that combines.
+// Returns the full-width Shift-JIS code and moves the source past a mark that combines.
 Code full_width(UCharT katakana, const UCharT *&at, const UCharT *end, IntT mode)
 {
     const int shift = mode == VdeHanEuc ? 1 : 0;
@@ -223,14 +223,14 @@ public:
         put_code(out, code);
     }
 
-    // A katakana byte that the source has just moved past.
+    // Writes a katakana byte that the source has just moved past.
     void katakana(UCharT *&out, UCharT byte, Source &source, IntT mode)
     {
         const Code code = full_width(byte, source.at, source.end, mode);
         pair(out, jis_of_sjis(high_byte(code), low_byte(code)));
     }
 
-    // Before anything but pairs.
+    // Ends a two-byte part before any other output.
     void leave_kanji(UCharT *&out)
     {
         if (kanji)
@@ -256,7 +256,7 @@ UCharT in_quire(UCharT byte)
     return xatoq_map[byte];
 }
 
-// Single bytes, from where there is at least one: those of the run, or else one as `other` has it.
+// Converts single bytes, at least one: a run that is copied, or else one byte through `other`.
 template <const AsciiRun &run, UCharT other(UCharT) = as_it_is>
 void copy_bytes(Source &source, UCharT *&out)
 {
@@ -266,15 +266,15 @@ void copy_bytes(Source &source, UCharT *&out)
         *out++ = other(*source.at++);
 }
 
-// The two bytes from the source on as they are.
+// Copies two bytes of the source unchanged.
 void copy_pair(Source &source, UCharT *&out)
 {
     put(out, source.at[0], source.at[1]);
     source.at += 2;
 }
 
-// From JIS: what a pair becomes, and how single bytes are copied. Known when this is compiled, both
-// become part of the loop.
+// Converts from JIS. The conversion of a pair and the copying of single bytes are template
+// arguments, so that the compiler inlines them into the loop.
 template <Code of_pair(UCharT, UCharT), void copy_singles(Source &, UCharT *&)>
 IntT from_jis(VdeClT *cl, const char *src, IntT srcLen)
 {
@@ -302,7 +302,7 @@ IntT from_jis(VdeClT *cl, const char *src, IntT srcLen)
     });
 }
 
-// To JIS: a step gets what writes it, too.
+// Converts to JIS: a step also gets the writer.
 IntT to_jis(VdeClT *cl, const char *src, IntT srcLen, auto step)
 {
     JisWriter jis;

@@ -11,7 +11,7 @@ struct Range {
     uint16_t first, last;
 };
 
-// A bit for each code point.
+// A bit set over code points.
 using CharSet = std::array<UCharT, 0x10000 / 8>;
 
 constexpr void insert(CharSet &set, std::initializer_list<Range> ranges)

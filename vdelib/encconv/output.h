@@ -1,11 +1,7 @@
-// What the encoding converters are made of: the loop over the source, the space that a builder has
-// for their output, and the copying of runs of ASCII.
+// The parts of an encoding converter: the loop over the source, the output into a builder's free
+// space, and the copying of runs of ASCII.
 
 #pragma once
-
-#include "velt/vde/builder.h"
-#include "velt/vde/failure.h"
-#include "velt/vde/memory.h"
 
 #include <algorithm>
 #include <array>
@@ -16,16 +12,21 @@
 #include <iterator>
 #include <type_traits>
 
+#include "velt/vde/builder.h"
+#include "velt/vde/failure.h"
+#include "velt/vde/memory.h"
+
 namespace velt
 {
 
-// The form of every converter: 0, or nonzero for a failure, with the output so far appended.
+// The signature of every converter. It returns 0, or nonzero on failure, with the output so far
+// appended.
 using Converter = IntT (*)(VdeClT *cl, const char *src, IntT srcLen);
 
 template <class Builder>
 Builder *checked(Builder *cl)
 {
-    if (cl == nullptr || cl->magic != VdeClMagic)
+    if (!cl || cl->magic != VdeClMagic)
         VdeFail();
     return cl;
 }
@@ -35,11 +36,10 @@ constexpr int64_t rounded_up(int64_t n, int64_t unit)
     return (n + unit - 1) / unit * unit;
 }
 
-// Makes the capacity enough for n more bytes, if the builder may grow.
+// Grows the capacity to hold n more bytes, if the builder may grow.
 void make_room(VdeClT &cl, IntT n);
 
-// The free space of a builder, written to directly while there is enough of it; else bytes are
-// collected in a chunk first.
+// Writes to the free space of a builder directly while there is enough of it, else through a chunk.
 class Output
 {
 public:
@@ -50,8 +50,8 @@ public:
     Output(const Output &) = delete;
     Output &operator=(const Output &) = delete;
 
-    // Gives back what was taken ahead of need: the capacity is as if each byte had been appended.
-    // The block keeps what is only a little too much: were it shrunk, the C library would take a
+    // Gives back memory that was reserved in advance: the capacity is as if each byte had been
+    // appended. A block that is only a little too large is not shrunk, or the C library would get a
     // new one from the system for every text, which costs more than the conversion.
     ~Output()
     {
@@ -65,15 +65,15 @@ public:
 
     static constexpr IntT most_room = 4096;
 
-    // Room for so many bytes, at most most_room.
+    // Returns a place for so many bytes, at most most_room.
     UCharT *room(IntT bytes)
     {
         direct = cl.growBy > 0 && cl.size - cl.len >= bytes;
         return direct ? cl.buf + cl.len : chunk.data();
     }
 
-    // The room was written to up to this end, now that so many bytes of the source are done and so
-    // many left.
+    // Ends writing at `end`. The bytes of the source that are done and left serve to estimate the
+    // rest.
     void wrote(const UCharT *end, int64_t done, int64_t left)
     {
         if (direct) {
@@ -88,12 +88,11 @@ public:
     }
 
 private:
-    static constexpr IntT little = 16; // one part in so many
+    static constexpr IntT little = 16; // one part in this number counts as a little
 
-    // Makes the capacity enough for these bytes and for as much as is likely to follow, and a
-    // little more, so that the bytes are not moved once for every step of the builder's. Where the
-    // estimate falls short again and again, each block is still that part larger than the one
-    // before.
+    // Grows the capacity to these bytes, the output that is likely to follow and a little more, so
+    // that the bytes are not moved with every growth step of the builder. Even if the estimate
+    // falls short repeatedly, each block is larger than the one before by a constant factor.
     void grow(IntT bytes, int64_t done, int64_t left)
     {
         const int64_t most = int64_t{V_MaxBlockSize} - 1 - cl.growBy - cl.len;
@@ -101,8 +100,8 @@ private:
         const int64_t following = written * left / std::max(done, int64_t{1});
         const int64_t ahead =
             std::max(bytes + following + following / (2 * little), int64_t{cl.len} / little);
-        // A first block is zero, which what it grows by need not be.
-        if (cl.buf == nullptr)
+        // The first block is allocated zeroed; later growth is not.
+        if (!cl.buf)
             make_room(cl, 1);
         make_room(cl, std::max(static_cast<IntT>(std::min(ahead, most)), bytes));
     }
@@ -114,28 +113,28 @@ private:
     std::array<UCharT, most_room> chunk;
 };
 
-// Writes these bytes.
+// Writes the given bytes.
 void put(UCharT *&out, auto... bytes)
 {
     ((*out++ = static_cast<UCharT>(bytes)), ...);
 }
 
-// A place in the source.
+// A position in the source.
 struct Source {
     const UCharT *at;
     const UCharT *end;  // of the source
-    const UCharT *stop; // up to where characters are to be converted now
+    const UCharT *stop; // the end of the part to be converted now
 
     int64_t left() const { return end - at; }
 };
 
 // Runs `step` over the source. A step converts one character or more, moves the source past them
 // and the output past what it wrote, and says whether it could; `finish` writes what the text ends
-// with. No character writes more than `expansion` bytes for each byte that it takes, and a few.
+// with. A character writes at most `expansion` bytes for each of its own, and a constant few more.
 template <IntT expansion, class Finish = std::nullptr_t>
 IntT convert(VdeClT *cl, const char *src, IntT srcLen, auto step, Finish finish = nullptr)
 {
-    if (cl == nullptr || src == nullptr || srcLen < 1)
+    if (!cl || !src || srcLen < 1)
         return 0;
     constexpr IntT spare = 16;
     constexpr IntT strip = (Output::most_room - spare) / expansion;
@@ -165,7 +164,7 @@ IntT convert(VdeClT *cl, const char *src, IntT srcLen, auto step, Finish finish 
     return 0;
 }
 
-// The ASCII bytes low to high but for two; runs of them are copied in blocks.
+// The ASCII bytes low to high except two. Runs of these bytes are copied in blocks.
 class AsciiRun
 {
 public:
@@ -174,8 +173,8 @@ public:
     {
     }
 
-    // Copies the bytes from the source on that belong, as far as the source is to be converted; up
-    // to fifteen bytes of the room behind them are overwritten.
+    // Copies the bytes of the class at the start of the source, up to its stop; up to fifteen bytes
+    // of the output behind them are overwritten.
     void copy(Source &source, UCharT *&out) const
     {
         const UCharT *at = source.at;
@@ -197,23 +196,23 @@ public:
         out = to;
     }
 
-    // Whether the byte belongs.
+    // Whether the byte is in the class.
     constexpr bool has(UCharT byte) const
     {
         return byte >= lowest && byte <= highest && byte != other && byte != another;
     }
 
 private:
-    // The compiler makes what the processor has of such vectors. A byte that does not belong has
-    // all bits set in the result of a comparison.
+    // The compiler maps these vectors to the processor's instructions. A comparison sets all bits
+    // of the bytes that are not in the class.
     static constexpr int block_size = 16;
     using Block = signed char __attribute__((vector_size(block_size)));
     using Halves = uint64_t __attribute__((vector_size(block_size)));
 
     static constexpr UCharT none = 0x80;
 
-    // The number of bytes before the first that does not belong. As signed numbers, bytes from 0x80
-    // on are below all others.
+    // The number of bytes before the first that is not in the class. As signed numbers, bytes from
+    // 0x80 on are below all others.
     int belonging(Block block) const
     {
         const auto signed_of = [](UCharT byte) { return static_cast<signed char>(byte); };
@@ -233,8 +232,8 @@ private:
     UCharT lowest, highest, other, another;
 };
 
-// The printable ASCII that stands for itself: from the space on, but for two characters, up to the
-// third that does not.
+// The printable ASCII that a converter leaves unchanged: from the space on, except for two
+// characters, up to a third.
 template <class Code>
 constexpr AsciiRun identical_ascii(const Code *codes)
 {

@@ -2,16 +2,16 @@
 
 #include "velt/vde/quire.h"
 
-#include "vdelib/encconv/bytemaps.h"
-
 #include <array>
+
+#include "vdelib/encconv/bytemaps.h"
 
 namespace
 {
 
 using velt::ByteTable;
 
-// Not for compile time: a table whose text is wrong calls it, and so does not compile.
+// Not constexpr, so that a table with a wrong text, which calls it, does not compile.
 [[maybe_unused]] void malformed_table() {}
 
 // Reads the text of a table.
@@ -29,7 +29,7 @@ public:
         return static_cast<UCharT>(high * 16 + digit());
     }
 
-    // Whether this character stands here; it is then skipped.
+    // Skips the character if it comes next; returns whether it did.
     consteval bool skip(char c)
     {
         const bool found = *next == c;
@@ -37,7 +37,7 @@ public:
         return found;
     }
 
-    // What ends a code, except at the end of the text.
+    // Skips the separator after a code, except at the end of the text.
     consteval void separator()
     {
         if (!at_end() && *next != ' ')
@@ -145,7 +145,7 @@ consteval ByteTable mac_to_quire()
     return map;
 }
 
-// 0x80 too goes through the ASCII map, and so loses its accent.
+// 0x80 goes through the ASCII map as well and loses its accent.
 consteval ByteTable quire_to_mac()
 {
     ByteTable map = xident_map;

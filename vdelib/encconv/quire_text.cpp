@@ -1,10 +1,10 @@
 // Quire text in the escaped form of databases.
 
-#include "velt/vde/quire.h"
-#include "velt/vde/strings.h"
-
 #include <algorithm>
 #include <iterator>
+
+#include "velt/vde/quire.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -30,7 +30,7 @@ consteval bool letters_differ()
 }
 static_assert(letters_differ(), "an escape letter must stand for one code");
 
-// The escape whose code, or letter, is c; null if there is none.
+// Finds the escape whose code or letter is c; null if there is none.
 const Escape *find_escape(char Escape::*key, char c)
 {
     const auto *found = std::find_if(std::begin(escapes), std::end(escapes),
@@ -46,12 +46,12 @@ StringT VdeQuireToDbText(const char *text)
 {
     char work[work_size];
     IntT length = 0;
-    // The last character may still be an escape, which leaves room for the terminator alone.
-    for (; text != nullptr && *text != '\0' && length < work_size - 2; ++text) {
+    // The last character may take two bytes, an escape, and the terminator one.
+    for (; text && *text != '\0' && length < work_size - 2; ++text) {
         const Escape *escape = find_escape(&Escape::code, *text);
-        if (escape != nullptr)
+        if (escape)
             work[length++] = '\\';
-        work[length++] = escape != nullptr ? escape->letter : *text;
+        work[length++] = escape ? escape->letter : *text;
     }
     work[length] = '\0';
     return V_StrCopyString(work);
@@ -61,14 +61,14 @@ StringT VdeDbTextToQuire(const char *text)
 {
     char work[work_size];
     IntT length = 0;
-    for (; text != nullptr && *text != '\0' && length < work_size - 1; ++text) {
+    for (; text && *text != '\0' && length < work_size - 1; ++text) {
         const Escape *escape = nullptr;
         if (*text == '\\') {
             if (*++text == '\0')
                 break;
             escape = find_escape(&Escape::letter, *text);
         }
-        work[length++] = escape != nullptr ? escape->code : *text;
+        work[length++] = escape ? escape->code : *text;
     }
     work[length] = '\0';
     return V_StrCopyString(work);

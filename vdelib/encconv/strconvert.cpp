@@ -1,5 +1,7 @@
 // The conversion of strings from one text encoding to another.
 
+#include <iterator>
+
 #include "vdelib/encconv/bytemaps.h"
 #include "vdelib/encconv/output.h"
 #include "velt/vde/chinese.h"
@@ -9,22 +11,21 @@
 #include "velt/vde/strings.h"
 #include "velt/vde/unicode.h"
 
-#include <iterator>
-
 namespace
 {
 
 using namespace velt;
 
-// No byte.
+// A run of no bytes at all.
 constexpr AsciiRun no_run{1, 0};
 
-// Through a table of bytes, a word at a time where it is not a run.
+// Converts through a table of bytes, a word at a time outside runs.
 template <const auto &map>
 IntT bytes_through(VdeClT *cl, const char *src, IntT srcLen)
 {
     const UCharT *const table = &map[0];
-    // A short text is mapped sooner than the table is looked through for what it leaves alone.
+    // For a short text, finding out which bytes the table leaves alone takes longer than mapping
+    // all bytes.
     constexpr IntT short_text = 128;
     const AsciiRun identical = srcLen < short_text ? no_run : identical_ascii(table);
     return convert<1>(cl, src, srcLen, [table, identical](Source &source, UCharT *&out) {
@@ -76,10 +77,10 @@ static_assert(std::ranges::all_of(conversions, [](const Conversion &row) {
            }) == 1;
 }));
 
-// A string of which a step that is too much does not matter, and moving it would.
+// From this size on the result keeps its unused room, which costs less than moving the text.
 constexpr IntT large = 65536;
 
-// 0, or nonzero when there is no conversion or it failed.
+// Returns 0, or nonzero when there is no conversion or it failed.
 IntT dispatch(VdeClT *cl, const char *src, IntT srcLen, UIntT from, UIntT to)
 {
     if (from == to) {

@@ -1,12 +1,12 @@
 // Names and ids of the text encodings, and the control characters of Quire text.
 
+#include <algorithm>
+#include <iterator>
+
 #include "vdelib/encconv/bytemaps.h"
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/quire.h"
-
-#include <algorithm>
-#include <iterator>
 
 namespace
 {
@@ -31,7 +31,7 @@ struct FontEnc {
     UIntT text;
 };
 
-// The first is that of everything else.
+// The first row is the default.
 const FontEnc font_encs[] = {
     {&vdeVeltRomanEncodingId, VdeEncQuire},     {&vdeJISX0208_ShiftJISEncodingId, VdeEncShiftJis},
     {&vdeKSC5601_1992EncodingId, VdeEncKscEuc}, {&vdeBIG5EncodingId, VdeEncBig5},
@@ -46,7 +46,7 @@ const FontEnc &find_font_enc(auto matches)
 
 using ControlMap = std::array<UCharT, 32>;
 
-// What the control characters become; those that stay are 0.
+// The images of the control characters; 0 for those that stay.
 constexpr ControlMap vq_control_to_external_map = [] {
     ControlMap map{};
     map[0x08] = '\t';
@@ -59,15 +59,15 @@ constexpr ControlMap vq_control_to_external_map = [] {
 // Replaces each byte by its image.
 StringT rewrite(StringT s, auto image)
 {
-    for (; s != nullptr && *s != '\0'; ++s)
+    for (; s && *s != '\0'; ++s)
         *s = static_cast<char>(image(static_cast<UCharT>(*s)));
     return s;
 }
 
-// The capital of the next letter or digit, or 0 at the end.
+// Returns the capital of the next letter or digit, or 0 at the end.
 UCharT next_alphanumeric(const char *&s)
 {
-    for (; s != nullptr && *s != '\0'; ++s) {
+    for (; s && *s != '\0'; ++s) {
         const auto byte = static_cast<UCharT>(*s);
         if ((VdeCharProps[byte] & (VdeCharLetter | VdeCharDigit)) != 0) {
             ++s;
@@ -85,12 +85,12 @@ const char *VdeTextEncValueToNameByType(UIntT id, UIntT type)
     for (const TextEncName &row : encMap) {
         if (row.value != id)
             continue;
-        if (name == nullptr || (row.flags & type) != 0)
+        if (!name || (row.flags & type) != 0)
             name = row.name;
         if ((row.flags & type) != 0)
             break;
     }
-    return name != nullptr ? name : "";
+    return name ? name : "";
 }
 
 const char *VdeTextEncValueToName(UIntT id)

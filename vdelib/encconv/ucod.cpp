@@ -1,19 +1,20 @@
 // Reads the table files of the East Asian encodings.
 //
 // A file begins with the lowest and the highest first byte of two-byte characters. The rows follow:
-// one for single bytes, numbered before the lowest first byte, and one for each first byte. A row
-// is its lowest and highest byte, and the code points of these and those between, each of two
-// bytes, the higher first. Where the lowest is not below the highest, nothing follows.
-
-#include "vdelib/encconv/unicode.h"
-#include "velt/vde/fontenc.h"
-#include "velt/vde/strings.h"
+// one for single bytes, whose number is one less than the lowest first byte, and one for each first
+// byte. A row is its lowest and highest byte, and the code points of these and those between, each
+// of two bytes, the higher first. A row whose lowest byte is not below its highest has no code
+// points.
 
 #include <cstdio>
 #include <fcntl.h>
 #include <memory>
 #include <span>
 #include <unistd.h>
+
+#include "vdelib/encconv/unicode.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -42,7 +43,7 @@ Bytes read_whole(std::FILE *file)
         return {};
     Bytes bytes{Owned<UCharT>{static_cast<UCharT *>(V_Alloc(static_cast<UIntT>(size), 0))},
                 static_cast<size_t>(size)};
-    if (bytes.block != nullptr && std::fread(bytes.block.get(), 1, bytes.size, file) != bytes.size)
+    if (bytes.block && std::fread(bytes.block.get(), 1, bytes.size, file) != bytes.size)
         return {};
     return bytes;
 }
@@ -61,17 +62,17 @@ Bytes read_packed(const char *base_name, const char *dir)
         length += V_StrLen(part);
     }
     if (V_StrLen(path) != length)
-        return {}; // a name cut short is another file's
-    // Nobody is waited for who may write to a pipe.
+        return {}; // a truncated path may name another file
+    // O_NONBLOCK: opening a pipe that no process writes to must not block.
     const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     const Owned<std::FILE> file{descriptor < 0 ? nullptr : fdopen(descriptor, "r")};
-    if (file == nullptr && descriptor >= 0)
+    if (!file && descriptor >= 0)
         close(descriptor);
-    return file != nullptr ? read_whole(file.get()) : Bytes{};
+    return file ? read_whole(file.get()) : Bytes{};
 }
 
-// Hands the rows to `visit`, with their numbers; false when the file does not hold them all. What
-// stands behind them does not count.
+// Calls `visit` with each row and its number; false when the file does not hold all rows. Bytes
+// after the rows are ignored.
 bool for_each_row(std::span<const UCharT> file, auto visit)
 {
     if (file.size() < 2)
@@ -109,15 +110,15 @@ UCharT *VdeGetPackedUnicodeInfo(const char *baseName, const char *dir)
 EastAsianTable *velt::load_table(const VdeFontEncT &font, const char *dir)
 {
     const Bytes bytes = read_packed(font.name, dir);
-    if (bytes.block == nullptr)
+    if (!bytes.block)
         return nullptr;
     const std::span<const UCharT> file{bytes.block.get(), bytes.size};
-    size_t count = 2; // those for what the file lacks
+    size_t count = 2; // the two rows for bytes that the file has no row for
     if (!for_each_row(file, [&count](auto...) { ++count; }))
         return nullptr;
     auto *table = static_cast<EastAsianTable *>(
         V_Calloc(1, static_cast<UIntT>(sizeof(EastAsianTable) + count * sizeof(Utf8Row)), 0));
-    if (table == nullptr)
+    if (!table)
         return nullptr;
 
     auto *next = reinterpret_cast<Utf8Row *>(table + 1);
@@ -139,7 +140,7 @@ EastAsianTable *velt::load_table(const VdeFontEncT &font, const char *dir)
         Utf8Row *const characters = row == 0 ? new_row() : new_pairs();
         for (size_t i = 0; i < codes.size(); i += 2) {
             const size_t byte = lo + i / 2;
-            // Control characters are the host's, whatever the file says.
+            // Control characters have the code points of Quire text, whatever the file says.
             const CodePoint point = single && byte < 0x20
                                         ? VdeVeltRomanToUnicodeConversionTable[byte]
                                         : static_cast<CodePoint>(codes[i] * 256 + codes[i + 1]);

@@ -1,14 +1,14 @@
 // Conversion to Unicode.
 
 #include "vdelib/encconv/unicode.h"
-#include "vdelib/encode/fontenc.h"
-
-#include "velt/vde/encodings.h"
-#include "velt/vde/fontenc.h"
-#include "velt/vde/strings.h"
 
 #include <iterator>
 #include <string_view>
+
+#include "vdelib/encode/fontenc.h"
+#include "velt/vde/encodings.h"
+#include "velt/vde/fontenc.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -102,8 +102,8 @@ Slot AsianToUnicodeTable[] = {
     {VdeEncGbEuc, nullptr},
 };
 
-// Take the characters of text one by one. The run is a copy: a byte that is written might change
-// what is only referred to, for all that the compiler knows, and it would load the run each time.
+// Read the characters of text one by one. They hold the run by value: if it were a reference, the
+// compiler would reload it after every byte that is written, which might alias it.
 
 struct SingleBytes {
     const SingleByteTable &table;
@@ -120,7 +120,7 @@ struct EastAsian {
     {
         const UCharT first = *at++;
         const Utf8Row *const pairs = table.pairs[first];
-        if (pairs != nullptr && at < end) {
+        if (pairs && at < end) {
             const Utf8 &character = (*pairs)[*at];
             if (character.size != EastAsianTable::no_pair.size) {
                 ++at;
@@ -131,7 +131,7 @@ struct EastAsian {
     }
 };
 
-// Calls `use` with what takes the characters of the encoding; not when there is no table.
+// Calls `use` with the reader of the encoding's characters, unless the encoding has no table.
 void with_table(UIntT enc, auto use)
 {
     for (const SingleByteTable &table : single_byte_tables) {
@@ -139,7 +139,7 @@ void with_table(UIntT enc, auto use)
             return use(SingleBytes{table});
     }
     for (const Slot &slot : AsianToUnicodeTable) {
-        if (slot.enc == enc && slot.table != nullptr)
+        if (slot.enc == enc && slot.table)
             return use(EastAsian{*slot.table});
     }
 }
@@ -161,13 +161,13 @@ void with_table(UIntT enc, auto use)
 
 void V_FdeInitUnicode(const char *dir)
 {
-    if (AsianToUnicodeTable[0].table != nullptr)
+    if (AsianToUnicodeTable[0].table)
         return;
-    if (V_FontEncName(vdeVeltRomanEncodingId) == nullptr)
+    if (!V_FontEncName(vdeVeltRomanEncodingId))
         set_up_font_encodings();
     for (Slot &slot : AsianToUnicodeTable) {
         EastAsianTable *table = load_table(*vdeFontEncs[V_TextEncToFontEnc(slot.enc)], dir);
-        if (table == nullptr)
+        if (!table)
             continue;
         V_Free(slot.table);
         slot.table = table;
@@ -177,14 +177,14 @@ void V_FdeInitUnicode(const char *dir)
 UIntT *VdeTextEncStringToLString(const char *text, UIntT enc)
 {
     const IntT length = V_StrLen(text);
-    // More than a block may hold is refused rather than fatal.
+    // Text that needs more than the largest block gives null; V_Alloc would end the process.
     if (length == 0 || length >= V_MaxBlockSize / IntT{sizeof(UIntT)} - 1)
         return nullptr;
     UIntT *lstring = nullptr;
     with_table(enc, [&](const auto &characters) {
         lstring = static_cast<UIntT *>(
             V_Alloc((static_cast<UIntT>(length) + 1) * UIntT{sizeof(UIntT)}, 0));
-        if (lstring == nullptr)
+        if (!lstring)
             return;
         UIntT *out = lstring;
         const auto *at = reinterpret_cast<const UCharT *>(text);
@@ -205,7 +205,7 @@ IntT vdeTranslateToUnicode(VdeClT *cl, const char *src, IntT srcLen, UIntT enc)
             characters.run.copy(source, out);
             const UCharT *at = source.at;
             UCharT *to = out;
-            // Behind the run up to the next character that may begin another.
+            // Converts single characters after a run, up to one that may begin another run.
             for (UCharT size = 0; size != 1 && at < source.stop;) {
                 const Utf8 &character = characters.next(at, source.end);
                 size = character.size;

@@ -9,18 +9,17 @@
 namespace velt
 {
 
-using CodePoint = uint16_t; // VdeNoCodePoint where there is no character
+using CodePoint = uint16_t; // VdeNoCodePoint for a code without a character
 using CodePoints = std::array<CodePoint, 256>;
 
 inline constexpr IntT most_utf8 = 3;
 
-// A character as UTF-8; the bytes behind the size are of no account. Without a code point there are
-// none.
+// A character in UTF-8; bytes beyond the size are unspecified. The size is 0 without a code point.
 struct Utf8 {
     UCharT bytes[most_utf8];
     UCharT size;
 
-    // Writes all of it, of which the size counts.
+    // Writes the whole structure, of which only the first `size` bytes count.
     void put(UCharT *&out) const
     {
         std::memcpy(out, this, sizeof *this);
@@ -28,7 +27,7 @@ struct Utf8 {
     }
 };
 
-// Codes that begin with the same byte, by their last bytes.
+// The code points of the codes that begin with the same byte, by their last byte.
 using Utf8Row = std::array<Utf8, 256>;
 
 constexpr Utf8 in_utf8(CodePoint code)
@@ -61,20 +60,20 @@ constexpr CodePoint code_point(const Utf8 &utf8)
 }
 
 // The table of an East Asian encoding: a row for the bytes that are single, and one for each first
-// byte of two-byte characters, null for other bytes. The rows stand behind it in its block; those
-// that the file lacks are one row, without characters.
+// byte of two-byte characters, null for other bytes. The rows follow the table in its block; bytes
+// that the file has no row for share one without characters.
 struct EastAsianTable {
     AsciiRun run;
     const Utf8Row *single;
     const Utf8Row *pairs[256];
 
-    // In a row of pairs, what the last byte cannot end: the first is a single byte then.
+    // The entry of a last byte that cannot end a pair: the first byte is then a single character.
     static constexpr Utf8 no_pair{{}, 0xFF};
 };
 
-// New table of the file that is named as the font encoding is, whose tests say what two-byte
-// characters begin and end with; V_Free it. Null when the file is missing or damaged, and when
-// memory runs out.
+// Reads the file named after the font encoding, whose tests tell the first and second bytes of
+// two-byte characters. Returns a new table, for V_Free; null when the file is missing or damaged,
+// and when memory runs out.
 EastAsianTable *load_table(const VdeFontEncT &font, const char *dir);
 
 } // namespace velt

@@ -2,20 +2,20 @@
 
 #include "velt/vde/fontenc.h"
 
-#include "vdelib/encode/fontenc.h"
-#include "velt/vde/strings.h"
-
 #include <algorithm>
 #include <array>
 #include <initializer_list>
 #include <iterator>
 #include <locale.h>
 
+#include "vdelib/encode/fontenc.h"
+#include "velt/vde/strings.h"
+
 namespace
 {
 
 struct Range {
-    UCharT low = 0, high = 0; // {0, 0}: none
+    UCharT low = 0, high = 0; // {0, 0} is no range
 };
 using Ranges = std::array<Range, 2>;
 
@@ -34,18 +34,18 @@ constexpr Ranges ranges(std::initializer_list<Range> list)
 constexpr Encoding encodings[] = {
 #define BYTES(...) ranges({__VA_ARGS__})
 #define VELT_FONT_ENCODING(id, name, first, second) {name, first, second},
-#include "fontencs.def"
+#include "vdelib/encode/fontencs.def"
 #undef VELT_FONT_ENCODING
 #undef BYTES
 };
 
 enum Index : UIntT {
 #define VELT_FONT_ENCODING(id, name, first, second) id,
-#include "fontencs.def"
+#include "vdelib/encode/fontencs.def"
 #undef VELT_FONT_ENCODING
 };
 
-// The string routines take it that no two-byte character reaches past a terminator.
+// The string routines rely on it that no two-byte character contains a terminator.
 constexpr bool well_formed(const Ranges &all)
 {
     return std::ranges::all_of(all, [](Range r) {
@@ -63,16 +63,16 @@ constexpr bool contains(const Ranges &all, unsigned byte)
            std::ranges::any_of(all, [byte](Range r) { return r.low <= byte && byte <= r.high; });
 }
 
-IntT set_up(VdeFontEncT *record, Index index)
+IntT set_up(VdeFontEncT *result, Index index)
 {
-    if (record == nullptr)
+    if (!result)
         return -1;
     const Encoding &encoding = encodings[index];
     for (unsigned byte = 0; byte < 256; ++byte) {
-        record->firstByte[byte] = contains(encoding.first, byte);
-        record->secondByte[byte] = contains(encoding.second, byte);
+        result->firstByte[byte] = contains(encoding.first, byte);
+        result->secondByte[byte] = contains(encoding.second, byte);
     }
-    record->name = const_cast<StringT>(encoding.name);
+    result->name = const_cast<StringT>(encoding.name);
     return 0;
 }
 
@@ -82,7 +82,7 @@ void detect_locale()
         return;
     vdeLocaleIsEUC = vdeLocaleIsJIS = vdeLocaleIsCNS = 0;
 
-    // The first row that the locale's name begins with decides.
+    // The first row whose name is a prefix of the locale's name applies.
     static constexpr struct {
         const char *prefix;
         IntT *flag;
@@ -94,27 +94,27 @@ void detect_locale()
     const char *name = setlocale(LC_CTYPE, "");
     const auto *row = std::ranges::find_if(
         locales, [name](const auto &locale) { return V_StrPrefix(name, locale.prefix) != 0; });
-    if (row != std::end(locales) && row->flag != nullptr)
+    if (row != std::end(locales) && row->flag)
         *row->flag = 1;
 }
 
-VdeFontEncT records[std::size(encodings)];
+VdeFontEncT font_encodings[std::size(encodings)];
 
 } // namespace
 
 VdeFontEncT *vdeFontEncs[] = {
-#define VELT_FONT_ENCODING(id, name, first, second) &records[id],
-#include "fontencs.def"
+#define VELT_FONT_ENCODING(id, name, first, second) &font_encodings[id],
+#include "vdelib/encode/fontencs.def"
 #undef VELT_FONT_ENCODING
 };
 
 #define VELT_FONT_ENCODING(id, name, first, second)                                                \
     UIntT vde##id##EncodingId = id;                                                                \
-    IntT VdeInit##id##Encoding(VdeFontEncT *record)                                                \
+    IntT VdeInit##id##Encoding(VdeFontEncT *result)                                                \
     {                                                                                              \
-        return set_up(record, id);                                                                 \
+        return set_up(result, id);                                                                 \
     }
-#include "fontencs.def"
+#include "vdelib/encode/fontencs.def"
 #undef VELT_FONT_ENCODING
 
 UIntT vdeLastEncodingId = std::size(encodings) - 1;
@@ -127,14 +127,14 @@ IntT vdeLocaleIsCNS = -1;
 void velt::set_up_font_encodings()
 {
 #define VELT_FONT_ENCODING(id, name, first, second) VdeInit##id##Encoding(vdeFontEncs[id]);
-#include "fontencs.def"
+#include "vdelib/encode/fontencs.def"
 #undef VELT_FONT_ENCODING
 }
 
 IntT V_FdeInitFontEncs(const char *dialogEncodingName)
 {
     velt::set_up_font_encodings();
-    // The id of an unknown name is 0 too, so it is compared with the name once more.
+    // An unknown name has the id 0 as well, so the name of that encoding is compared once more.
     const UIntT id = V_FontEncId(dialogEncodingName);
     if (V_StrIEqual(V_FontEncName(id), dialogEncodingName))
         vdeDialogEncodingId = id;

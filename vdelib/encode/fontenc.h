@@ -1,13 +1,10 @@
-// The records of the font encodings.
-#ifndef VELT_VDELIB_FONTENC_H
-#define VELT_VDELIB_FONTENC_H
+// Sets up the structures of the font encodings.
+#pragma once
 
 namespace velt
 {
 
-// Fills them, and leaves dialogs and locale alone.
+// Fills the structures; does not change the dialogs' encoding or the locale.
 void set_up_font_encodings();
 
 } // namespace velt
-
-#endif

@@ -1,11 +1,11 @@
 #include "velt/vde/formatted.h"
 
-#include "velt/vde/memory.h"
-
 #include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+
+#include "velt/vde/memory.h"
 
 // The analyzer loses sight of an argument list that is reached through its address.
 // NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
@@ -16,7 +16,7 @@ namespace
 // A specification ends with the first of these.
 constexpr const char *conversion_characters = "dioxXucsfeEgGp%n";
 
-// A buffer that takes from the heap only what is unusually long.
+// A buffer that uses the heap only for unusually long text.
 template <UIntT inline_size>
 class WorkBuffer
 {
@@ -26,7 +26,7 @@ public:
     WorkBuffer &operator=(const WorkBuffer &) = delete;
     ~WorkBuffer() { V_Free(block); }
 
-    // Makes room, and forgets what the buffer holds. False when there is not so much memory.
+    // Makes room and discards the content. False when memory runs out.
     bool reserve(size_t needed)
     {
         if (needed <= capacity)
@@ -34,15 +34,15 @@ public:
         if (needed >= V_MaxBlockSize)
             return false;
         const auto wanted = static_cast<UIntT>(needed);
-        void *larger = block == nullptr ? V_Alloc(wanted, 0) : V_Realloc(block, wanted, 0);
-        if (larger == nullptr)
+        void *larger = block ? V_Realloc(block, wanted, 0) : V_Alloc(wanted, 0);
+        if (!larger)
             return false;
         block = static_cast<char *>(larger);
         capacity = wanted;
         return true;
     }
 
-    char *data() { return block != nullptr ? block : fixed; }
+    char *data() { return block ? block : fixed; }
     UIntT size() const { return capacity; }
 
 private:
@@ -51,7 +51,8 @@ private:
     UIntT capacity = inline_size;
 };
 
-// The digits at p, which it passes; as much as an int holds.
+// Reads the number at p and moves p past it; a larger number than an int holds is cut to the
+// largest.
 int take_number(const char *&p)
 {
     int64_t number = 0;
@@ -65,27 +66,29 @@ bool is_one_of(char c, const char *set)
     return std::strchr(set, c) != nullptr;
 }
 
-// A conversion specification without "*", taken apart, and its argument. The platform's formatter
-// gets it in a form of our own, so that no size letter makes it read more than the argument is.
+// A conversion specification without "*", parsed, and its argument. The platform's formatter gets a
+// specification that is made anew, so that no size letter makes it read more than the argument's
+// size.
 class Conversion
 {
 public:
     Conversion(const char *spec, IntT spec_length)
         : text{spec}, length{spec_length}, character{spec[spec_length - 1]}
     {
-        // The next argument by its position among those left is the next argument.
+        // The position "1$" is skipped: the first of the arguments that are left is the next one
+        // anyway.
         const char *p = spec + (std::strncmp(spec + 1, "1$", 2) == 0 ? 3 : 1);
         char *end = pattern;
         *end++ = '%';
         const size_t flag_count = std::strspn(p, flags);
         for (const char *flag = flags; *flag != '\0'; ++flag) {
-            if (std::memchr(p, *flag, flag_count) != nullptr)
+            if (std::memchr(p, *flag, flag_count))
                 *end++ = *flag;
         }
         p += flag_count;
         width = take_number(p);
         if (*p == '.') {
-            const bool negative = *++p == '-'; // as if there were none
+            const bool negative = *++p == '-'; // a negative precision counts as none
             p += negative;
             precision = take_number(p);
             if (negative)
@@ -94,8 +97,8 @@ public:
         end = std::copy_n("*.*", 3, end);
         const size_t size_letters = std::strspn(p, "hlLqjzt");
         const auto shorts = static_cast<IntT>(std::count(p, p + size_letters, 'h'));
-        // Before these, "l" makes the argument a wide one rather than a longer one.
-        wide = is_one_of(character, "cs") && std::memchr(p, 'l', size_letters) != nullptr;
+        // Before "c" and "s", "l" stands for a wide argument, not a longer one.
+        wide = is_one_of(character, "cs") && std::memchr(p, 'l', size_letters);
         if (wide)
             *end++ = 'l';
         else if (argument_type() == Type::integer && character != 'c')
@@ -118,19 +121,19 @@ public:
             break;
         case Type::pointer:
             pointer = va_arg(*arguments, const void *);
-            if (character == 's' && pointer == nullptr)
+            if (character == 's' && !pointer)
                 pointer = wide ? static_cast<const void *>(L"") : "";
             break;
         }
     }
 
-    // The length of the whole result, of which as much is stored as fits; negative when there is
-    // no such result. What is no specification to the platform stands for itself.
+    // Stores as much of the result as fits and returns the length of all of it, negative on
+    // failure. Text that the platform does not take for a specification is copied as it is.
     int print(char *buf, size_t size) const
     {
         if (!well_formed)
             return std::snprintf(buf, size, "%.*s", length, text);
-        // No such result can be kept, and the platform would take its time over it.
+        // No result of this width fits into memory, and the platform would spend long on it.
         if (std::max(width, precision) >= V_MaxBlockSize)
             return -1;
         switch (argument_type()) {
@@ -187,7 +190,7 @@ public:
             if (*p == '\0')
                 return total;
             const char *last = std::strpbrk(p + 1, conversion_characters);
-            if (last == nullptr || !convert(p, static_cast<size_t>(last - p) + 1, arguments))
+            if (!last || !convert(p, static_cast<size_t>(last - p) + 1, arguments))
                 return total;
             p = last + 1;
         }
@@ -199,7 +202,7 @@ private:
         total += out(sink, bytes, static_cast<IntT>(length));
     }
 
-    // The text of a conversion, "*" expanded; null when there is no memory for it.
+    // Returns the text of a conversion with "*" expanded; null when memory runs out.
     const char *copyformat(const char *text, size_t length, va_list *arguments)
     {
         const auto wild = static_cast<size_t>(std::count(text, text + length, '*'));
@@ -211,11 +214,11 @@ private:
         return spec;
     }
 
-    // False when the result is more than there is memory for, or than the platform can make.
+    // False when memory runs out or the platform cannot produce the result.
     bool convert(const char *text, size_t text_length, va_list *arguments)
     {
         const char *spec = copyformat(text, text_length, arguments);
-        if (spec == nullptr)
+        if (!spec)
             return false;
         const size_t length = std::strlen(spec);
         if (spec[length - 1] == 'n') {
@@ -265,7 +268,7 @@ IntT outs(void *sink, const char *bytes, IntT length)
 
 void VdeProcessWildFieldWidth(char *spec, va_list *arguments)
 {
-    while ((spec = std::strchr(spec, '*')) != nullptr) {
+    while ((spec = std::strchr(spec, '*'))) {
         char number[sizeof "-2147483648"];
         const int length =
             std::snprintf(number, sizeof number, "%ld", long{va_arg(*arguments, int)});
@@ -283,17 +286,18 @@ IntT VdePrintToStream(char *outbuf, const char *spec, IntT specLength, va_list *
 
 IntT Vde_doprnt(VdeOutFuncT out, void *sink, const char *format, va_list arguments)
 {
-    // A parameter of this type may be an array, whose address is another type's: hence the copy.
+    // The list is copied because va_list may be an array type, and the address of such a parameter
+    // has another type.
     va_list list;
     va_copy(list, arguments);
-    const IntT total = Formatter{out, sink}.format(format != nullptr ? format : "", &list);
+    const IntT total = Formatter{out, sink}.format(format ? format : "", &list);
     va_end(list);
     return total;
 }
 
 IntT VdeVSnprintf(char *buf, IntT size, const char *format, va_list arguments)
 {
-    const bool stores = buf != nullptr && size > 0;
+    const bool stores = buf && size > 0;
     MemorySink memory{buf, stores ? size - 1 : 0};
     const IntT total = Vde_doprnt(outs, &memory, format, arguments);
     if (stores)

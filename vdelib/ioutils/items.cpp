@@ -2,20 +2,20 @@
 
 #include "velt/vde/channel.h"
 
-#include "velt/vde/failure.h"
-
 #include <algorithm>
 #include <bit>
 #include <cstring>
 
+#include "velt/vde/failure.h"
+
 namespace
 {
 
-constexpr IntT chunk_size = 1024; // bytes that are reversed and written together
+constexpr IntT chunk_size = 1024; // bytes that are reversed and written at a time
 
 V_ChannelT *needed(V_ChannelT *ch)
 {
-    if (ch == nullptr)
+    if (!ch)
         VdeFail();
     return ch;
 }
@@ -49,7 +49,7 @@ IntT write_items(const void *ptr, IntT size, IntT count, V_ChannelT *ch)
         reverse_items(chunk, size, items);
         const IntT now = V_ChannelWrite(chunk, size, items, ch);
         written += now;
-        if (now < items) // what follows would stand in the wrong place
+        if (now < items) // after a short write the next items would be misplaced
             break;
         bytes += length;
     }

@@ -5,13 +5,13 @@
 namespace
 {
 
-// What a released handle variable holds: no address, and recognised in a debugger.
+// The value of a released handle variable: not an address, and easily recognised in a debugger.
 constexpr uintptr_t released = 0xDEADDEAD;
 
 template <class Handle>
 Handle &checked(Handle *handle)
 {
-    if (handle == nullptr)
+    if (!handle)
         VdeFail();
     return *handle;
 }
@@ -27,10 +27,10 @@ void enforce_unlocked(const V_HandleT &handle)
 V_HandleT *V_AllocHandle(UIntT size, UIntT flags)
 {
     auto *handle = static_cast<V_HandleT *>(V_Alloc(sizeof(V_HandleT), flags));
-    if (handle == nullptr)
+    if (!handle)
         return nullptr;
     *handle = {.lockCount = 0, .size = size, .block = V_Calloc(1, size, flags)};
-    if (handle->block == nullptr) {
+    if (!handle->block) {
         V_Free(handle);
         return nullptr;
     }
@@ -75,7 +75,7 @@ V_HandleT *V_ReallocHandle(V_HandleT *handle, UIntT size, UIntT flags)
     if (size == handle->size)
         return handle;
     void *block = V_Realloc(handle->block, size, flags);
-    if (block == nullptr)
+    if (!block)
         return nullptr;
     handle->block = block;
     handle->size = size;

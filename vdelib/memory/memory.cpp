@@ -1,17 +1,17 @@
 #include "velt/vde/memory.h"
 
-#include "velt/vde/instance.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+
+#include "velt/vde/instance.h"
 
 namespace
 {
 
 void VdeFDSExit()
 {
-    if (VdeInstance != nullptr && VdeInstance->dsExitHandler != nullptr)
+    if (VdeInstance && VdeInstance->dsExitHandler)
         VdeInstance->dsExitHandler();
     V_Abort();
 }
@@ -22,8 +22,8 @@ void check_size(uint64_t size)
         VdeFail();
 }
 
-// What the system is asked for: an empty block too has an address, so that null always means
-// failure and resizing to nothing does not release.
+// The size requested from the system. An empty block has an address as well, so that null always
+// means failure and resizing to 0 does not release.
 size_t system_size(UIntT size)
 {
     return std::max<size_t>(size, 1);
@@ -31,7 +31,7 @@ size_t system_size(UIntT size)
 
 void *checked(void *block, UIntT flags)
 {
-    if (block == nullptr && (flags & V_AllocFatal) != 0)
+    if (!block && (flags & V_AllocFatal) != 0)
         VdeFDSExit();
     return block;
 }
@@ -46,7 +46,7 @@ void *V_Alloc(UIntT size, UIntT flags)
 
 void *V_Calloc(UIntT count, UIntT size, UIntT flags)
 {
-    // In 64 bits, where the product cannot wrap to a size smaller than what was asked for.
+    // The product is computed in 64 bits, where it cannot wrap to a smaller size.
     const uint64_t total = uint64_t{count} * size;
     check_size(total);
     return checked(std::calloc(1, system_size(static_cast<UIntT>(total))), flags);
@@ -54,7 +54,7 @@ void *V_Calloc(UIntT count, UIntT size, UIntT flags)
 
 void *V_Realloc(void *pointer, UIntT size, UIntT flags)
 {
-    if (pointer == nullptr)
+    if (!pointer)
         return V_Calloc(1, size, flags);
     check_size(size);
     return checked(std::realloc(pointer, system_size(size)), flags);
@@ -62,7 +62,7 @@ void *V_Realloc(void *pointer, UIntT size, UIntT flags)
 
 IntT V_Free(void *pointer)
 {
-    if (pointer == nullptr)
+    if (!pointer)
         return -1;
     std::free(pointer);
     return 0;
@@ -77,7 +77,7 @@ IntT VdeFree(void **pointer)
 
 IntT V_CopyPtr(const void *from, void *to, UIntT count)
 {
-    if (from == nullptr || to == nullptr)
+    if (!from || !to)
         return -1;
     check_size(count);
     std::memmove(to, from, count);
@@ -91,7 +91,7 @@ IntT V_CopyBytes(const void *from, void *to, UIntT count)
 
 IntT V_ClearPtr(void *pointer, UIntT count)
 {
-    if (pointer == nullptr)
+    if (!pointer)
         return -1;
     std::memset(pointer, 0, count);
     return 0;
@@ -101,18 +101,18 @@ IntT V_PtrEqual(const void *a, const void *b, UIntT count)
 {
     if (count == 0 || a == b)
         return 1;
-    if (a != nullptr && b != nullptr)
+    if (a && b)
         return std::memcmp(a, b, count) == 0;
-    const auto *bytes = static_cast<const UCharT *>(a != nullptr ? a : b);
+    const auto *bytes = static_cast<const UCharT *>(a ? a : b);
     return std::all_of(bytes, bytes + count, [](UCharT byte) { return byte == 0; });
 }
 
 void *V_DuplicatePtr(const void *pointer, UIntT size, UIntT flags)
 {
-    if (pointer == nullptr)
+    if (!pointer)
         return nullptr;
     void *copy = V_Alloc(size, flags);
-    if (copy != nullptr)
+    if (copy)
         V_CopyPtr(pointer, copy, size);
     return copy;
 }

@@ -1,6 +1,5 @@
 // The characters of a font encoding.
-#ifndef VELT_VDELIB_CHARACTERS_H
-#define VELT_VDELIB_CHARACTERS_H
+#pragma once
 
 #include "velt/vde/fontenc.h"
 
@@ -24,5 +23,3 @@ inline IntT char_size(const char *s, const VdeFontEncT &enc)
 }
 
 } // namespace velt
-
-#endif

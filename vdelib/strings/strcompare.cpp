@@ -1,10 +1,10 @@
 // Comparing strings.
 
-#include "velt/vde/quire.h"
-#include "velt/vde/strings.h"
-
 #include <algorithm>
 #include <climits>
+
+#include "velt/vde/quire.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
@@ -25,7 +25,7 @@ UCharT fold(UCharT byte)
 
 const UCharT *bytes_of(const char *s)
 {
-    return reinterpret_cast<const UCharT *>(s != nullptr ? s : "");
+    return reinterpret_cast<const UCharT *>(s ? s : "");
 }
 
 // Difference of the first bytes whose images differ among the first `count`; 0 when a string ends
@@ -55,10 +55,10 @@ bool ends_with(const char *s, const char *suffix)
 {
     const IntT from = V_StrLen(s) - V_StrLen(suffix);
     return V_StrLen(suffix) == 0 ||
-           (s != nullptr && from >= 0 && difference<image>(s + from, suffix, unbounded) == 0);
+           (s && from >= 0 && difference<image>(s + from, suffix, unbounded) == 0);
 }
 
-// How the ordering routines read their bound: a negative one compares the first character.
+// The bound of the ordering routines: a negative one counts as one character.
 IntT at_least_one(IntT N)
 {
     return N < 0 ? 1 : N;

@@ -1,13 +1,12 @@
 // String routines that know two-byte characters.
 
-#include "characters.h"
+#include <algorithm>
+#include <cstdint>
 
+#include "vdelib/strings/characters.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/quire.h"
 #include "velt/vde/strings.h"
-
-#include <algorithm>
-#include <cstdint>
 
 namespace
 {
@@ -32,14 +31,14 @@ Char char_at(const char *s, const VdeFontEncT &enc)
     return {fold == Case::folded && size == 1 ? VdeQToLower[first] : first, size};
 }
 
-// Difference of the first differing characters of a and b, where `more` says whether to go on after
-// so many bytes of a.
+// Difference of the first differing characters of a and b. `more` tells, for a number of bytes of
+// a, whether the comparison goes on after them.
 template <Case fold>
 IntT compare(const char *a, const char *b, UIntT enc, auto more)
 {
-    if (a == nullptr)
+    if (!a)
         a = "";
-    if (b == nullptr)
+    if (!b)
         b = "";
     const VdeFontEncT &table = font_encoding(enc);
     IntT done = 0;
@@ -56,7 +55,7 @@ IntT compare(const char *a, const char *b, UIntT enc, auto more)
     }
 }
 
-// At least one character, unless N is 0.
+// Compares at least one character, unless N is 0.
 template <Case fold>
 IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 {
@@ -68,7 +67,7 @@ constexpr auto to_the_end = [](IntT) { return true; };
 // Whether a two-byte character occupies the bytes n - 1 and n of s.
 bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
 {
-    if (s == nullptr || n <= 0)
+    if (!s || n <= 0)
         return false;
     const VdeFontEncT &table = font_encoding(enc);
     IntT at = 0;
@@ -91,7 +90,7 @@ IntT whole_chars(const char *s, IntT count, UIntT enc)
 
 IntT V_StrLenEnc(const char *s, UIntT enc)
 {
-    if (s == nullptr || enc == vdeVeltRomanEncodingId)
+    if (!s || enc == vdeVeltRomanEncodingId)
         return V_StrLen(s);
     const VdeFontEncT &table = font_encoding(enc);
     IntT count = 0;
@@ -104,7 +103,7 @@ IntT V_StrLenEnc(const char *s, UIntT enc)
 
 IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
 {
-    if (s == nullptr || sub == nullptr)
+    if (!s || !sub)
         return -1;
     const VdeFontEncT &table = font_encoding(enc);
     for (IntT at = 0; s[at] != '\0'; at += char_size(s + at, table))
@@ -152,7 +151,7 @@ IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
     const IntT start = V_StrLen(s) - V_StrLen(suffix);
     if (V_StrLen(suffix) == 0)
         return 1;
-    return s != nullptr && start >= 0 && !IsSplittingDBChar(s, start, enc) &&
+    return s && start >= 0 && !IsSplittingDBChar(s, start, enc) &&
            V_StrIEqualEnc(s + start, suffix, enc);
 }
 
@@ -195,7 +194,7 @@ IntT V_StrCpyNEnc(StringT dst, const char *src, IntT N, UIntT enc)
 
 IntT V_StrCatNEnc(StringT dst, const char *src, IntT N, UIntT enc)
 {
-    if (dst == nullptr || V_StrLen(src) == 0)
+    if (!dst || V_StrLen(src) == 0)
         return 0;
     const IntT length = V_StrLen(dst);
     if (length >= std::int64_t{N} - 1)
@@ -205,7 +204,7 @@ IntT V_StrCatNEnc(StringT dst, const char *src, IntT N, UIntT enc)
 
 IntT V_StrNCatNEnc(StringT dst, const char *src, IntT count, IntT N, UIntT enc)
 {
-    if (dst == nullptr)
+    if (!dst)
         return 0;
     const IntT most = std::max(N, 1) - 1;
     if (V_StrLen(dst) > most)

@@ -2,19 +2,19 @@
 
 #include "velt/vde/strings.h"
 
-#include "velt/vde/formatted.h"
-#include "velt/vde/memory.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+
+#include "velt/vde/formatted.h"
+#include "velt/vde/memory.h"
 
 namespace
 {
 
 const char *or_empty(const char *s)
 {
-    return s != nullptr ? s : "";
+    return s ? s : "";
 }
 
 size_t length_of(const char *s)
@@ -28,7 +28,7 @@ size_t room_of(IntT N)
     return N > 1 ? static_cast<size_t>(N) - 1 : 0;
 }
 
-// Puts the first `count` bytes of src at dst[at], where the string ends then, and returns its
+// Copies the first `count` bytes of src to dst[at], terminates dst after them and returns its
 // length. The two may overlap, so that a string can be moved inside itself.
 IntT put(StringT dst, size_t at, const char *src, size_t count)
 {
@@ -46,7 +46,7 @@ StringT V_StrNew(IntT length)
 
 StringT V_StrCopyString(const char *s)
 {
-    if (s == nullptr)
+    if (!s)
         return nullptr;
     StringT copy = V_StrNew(V_StrLen(s));
     V_StrCpy(copy, s);
@@ -60,19 +60,19 @@ IntT V_StrLen(const char *s)
 
 void V_StrTrunc(StringT s, IntT index)
 {
-    if (s != nullptr)
+    if (s)
         s[index] = '\0';
 }
 
 void V_StrCpy(StringT dst, const char *src)
 {
-    if (dst != nullptr)
+    if (dst)
         put(dst, 0, or_empty(src), length_of(src));
 }
 
 IntT V_StrCpyN(StringT dst, const char *src, IntT N)
 {
-    if (dst == nullptr)
+    if (!dst)
         return 0;
     src = or_empty(src);
     return put(dst, 0, src, strnlen(src, room_of(N)));
@@ -80,7 +80,7 @@ IntT V_StrCpyN(StringT dst, const char *src, IntT N)
 
 IntT V_StrCat(StringT dst, const char *src)
 {
-    if (dst == nullptr)
+    if (!dst)
         return 0;
     return put(dst, length_of(dst), or_empty(src), length_of(src));
 }
@@ -88,7 +88,7 @@ IntT V_StrCat(StringT dst, const char *src)
 IntT V_StrCatN(StringT dst, const char *src, IntT N)
 {
     const size_t length = length_of(dst);
-    if (dst == nullptr || length >= room_of(N))
+    if (!dst || length >= room_of(N))
         return static_cast<IntT>(length);
     src = or_empty(src);
     return put(dst, length, src, strnlen(src, room_of(N) - length));
@@ -96,7 +96,7 @@ IntT V_StrCatN(StringT dst, const char *src, IntT N)
 
 IntT V_StrNCatN(StringT dst, const char *src, IntT count, IntT N)
 {
-    if (dst == nullptr)
+    if (!dst)
         return 0;
     src = or_empty(src);
     const size_t length = strnlen(dst, room_of(N));
@@ -107,7 +107,7 @@ IntT V_StrNCatN(StringT dst, const char *src, IntT count, IntT N)
 IntT V_StrCatCharN(StringT dst, IntT c, IntT N)
 {
     const size_t length = length_of(dst);
-    if (dst == nullptr || length >= room_of(N))
+    if (!dst || length >= room_of(N))
         return static_cast<IntT>(length);
     const char byte = static_cast<char>(c);
     return put(dst, length, &byte, 1);
@@ -134,15 +134,15 @@ StringT V_StrRChr(const char *s, IntT c)
 
 IntT V_StrSubString(const char *s, const char *sub)
 {
-    if (s == nullptr || sub == nullptr || *s == '\0')
+    if (!s || !sub || *s == '\0')
         return -1;
     const char *found = std::strstr(s, sub);
-    return found != nullptr ? static_cast<IntT>(found - s) : -1;
+    return found ? static_cast<IntT>(found - s) : -1;
 }
 
 void V_StrStrip(StringT s, const char *set)
 {
-    if (s == nullptr)
+    if (!s)
         return;
     const auto in_set = [set](char c) { return V_StrChr(set, c) != nullptr; };
     *std::remove_if(s, s + length_of(s), in_set) = '\0';
@@ -150,7 +150,7 @@ void V_StrStrip(StringT s, const char *set)
 
 void V_StrStripLeadingSpaces(StringT s)
 {
-    if (s != nullptr)
+    if (s)
         V_StrCpy(s, s + std::strspn(s, " "));
 }
 
@@ -162,7 +162,7 @@ void V_StrStripTrailingSpaces(StringT s)
 
 void V_StrReverse(StringT s, IntT N)
 {
-    if (s != nullptr && N > 1)
+    if (s && N > 1)
         std::reverse(s, s + strnlen(s, static_cast<size_t>(N)));
 }
 

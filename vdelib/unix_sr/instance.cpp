@@ -6,7 +6,7 @@ VdeInstanceT *VdeInstance = nullptr;
 
 void VdeInstanceInit()
 {
-    if (VdeInstance == nullptr)
+    if (!VdeInstance)
         VdeInstance = static_cast<VdeInstanceT *>(V_Calloc(1, sizeof(VdeInstanceT), V_AllocFatal));
     VdeInstance->strictEnforcement = 1;
 }

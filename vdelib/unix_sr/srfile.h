@@ -1,18 +1,17 @@
 // Reading a string resource file.
-#ifndef VELT_VDELIB_SRFILE_H
-#define VELT_VDELIB_SRFILE_H
-
-#include "velt/vde/instance.h"
-#include "velt/vde/memory.h"
+#pragma once
 
 #include <memory>
 #include <stdint.h>
 #include <stdio.h>
 
+#include "velt/vde/instance.h"
+#include "velt/vde/memory.h"
+
 namespace velt
 {
 
-// Bytes of a string, with its terminator.
+// The size of a string's buffer, terminator included.
 inline constexpr IntT sr_text_size = 1024;
 
 struct SrFree {
@@ -21,7 +20,7 @@ struct SrFree {
 template <class T>
 using SrBlock = std::unique_ptr<T, SrFree>;
 
-// The index of a file; each offset is one in the file.
+// The index of a file; its offsets are relative to the start of the file.
 struct SrIndex {
     SrBlock<VdeSrIndexT[]> entries;
     IntT count = 0;
@@ -30,20 +29,18 @@ struct SrIndex {
     VdeSrIndexT *end() const { return entries.get() + count; }
 };
 
-// Reads header and index, sound or not. Null, or why there is none.
+// Reads header and index without checking them. Returns null, or why they cannot be read.
 const char *sr_read_index(FILE *stream, SrIndex &index);
 
-// As many bytes as are read at most for all the strings of a file of this size: with strings that
-// overlap, a small file might have one take hours.
+// The number of bytes read at most for all strings of a file of this size. Strings may overlap, so
+// that without a limit a small file could take hours to read.
 constexpr uint64_t sr_most(uint64_t file_size)
 {
     return 4 * file_size + 4 * sr_text_size;
 }
 
-// Reads the string at an offset, by no more bytes than `most`, from which they are taken. -1 when
-// it does not end properly; text is then what there is.
+// Reads the string at an offset, at most `most` bytes, and subtracts the bytes read from `most`.
+// Returns -1 when the string does not end properly; text then holds what was read.
 IntT sr_read_text(FILE *stream, UIntT offset, char (&text)[sr_text_size], uint64_t &most);
 
 } // namespace velt
-
-#endif

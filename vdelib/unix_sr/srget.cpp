@@ -1,11 +1,10 @@
 // Fetching strings, with references to arguments.
 
-#include "srfile.h"
+#include <float.h>
 
+#include "vdelib/unix_sr/srfile.h"
 #include "velt/vde/resources.h"
 #include "velt/vde/strings.h"
-
-#include <float.h>
 
 namespace
 {
@@ -26,7 +25,7 @@ class Arguments
 public:
     Arguments(const char *letters, va_list values)
     {
-        for (; letters != nullptr && *letters != '\0' && count_ < max_arguments; ++letters) {
+        for (; letters && *letters != '\0' && count_ < max_arguments; ++letters) {
             Argument &argument = arguments_[count_];
             argument.letter = *letters;
             switch (*letters) {
@@ -64,7 +63,7 @@ private:
     int count_ = 0;
 };
 
-// Copies src into limit bytes; what is too long loses its middle.
+// Copies src into `limit` bytes; removes the middle of text that is too long.
 void StrMiddleTruncate(StringT dst, const char *src, IntT limit)
 {
     constexpr const char *dots = "...";
@@ -79,7 +78,7 @@ void StrMiddleTruncate(StringT dst, const char *src, IntT limit)
     V_StrCatN(dst, src + V_StrLen(src) - tail, limit);
 }
 
-// The rest of the buffer that a string is expanded into; always terminated.
+// The free part of the buffer that a string is expanded into; the text is always terminated.
 class Output
 {
 public:
@@ -90,7 +89,7 @@ public:
         V_StrNCatN(at_, text, count, room_);
         advance();
     }
-    // Keeps room for the rest of the template.
+    // Inserts text but keeps room for the rest of the template.
     void insert(const char *text, const char *rest)
     {
         StrMiddleTruncate(at_, text, room_ - V_StrLen(rest) - 1);
@@ -103,7 +102,8 @@ public:
     }
     void insert_argument(const Argument &argument, const char *rest)
     {
-        char number[DBL_MAX_10_EXP + 8]; // the longest: a sign, the digits, a point, three digits
+        char number[DBL_MAX_10_EXP +
+                    8]; // holds the longest number: a sign, digits, a point, three digits
         const auto format = [&](const char *conversion, auto value) {
             snprintf(number, sizeof number, conversion, value);
             insert(number, rest);
@@ -135,7 +135,7 @@ private:
     }
 
     StringT at_;
-    IntT room_; // at least the terminator's byte
+    IntT room_; // at least 1, for the terminator
 };
 
 void expand(const char *text, const Arguments &arguments, Output out)
@@ -156,7 +156,7 @@ void expand(const char *text, const Arguments &arguments, Output out)
             ++text;
         if (brace) {
             const char *end = V_StrChr(text, '}');
-            text = end != nullptr ? end + 1 : text + V_StrLen(text);
+            text = end ? end + 1 : text + V_StrLen(text);
         }
 
         if (digit) {
@@ -165,7 +165,7 @@ void expand(const char *text, const Arguments &arguments, Output out)
             else
                 out.insert(missing, text);
         } else if (c == 'u') {
-            out.insert(VdeInstance != nullptr ? VdeInstance->language : nullptr, text);
+            out.insert(VdeInstance ? VdeInstance->language : nullptr, text);
         } else if (!brace) {
             out.insert("%", text);
         } else if (c != '}') {
@@ -176,7 +176,7 @@ void expand(const char *text, const Arguments &arguments, Output out)
 
 const char *find_string(IntT id)
 {
-    if (VdeInstance == nullptr || VdeInstance->srIndex == nullptr)
+    if (!VdeInstance || !VdeInstance->srIndex)
         return nullptr;
     IntT low = 0;
     IntT high = VdeInstance->srCount - 1;
@@ -197,20 +197,20 @@ const char *find_string(IntT id)
 
 IntT V_SrGetVF(IntT id, StringT buf, IntT size, const char *argTypes, va_list arguments)
 {
-    if (buf == nullptr || size < 1)
+    if (!buf || size < 1)
         return -1;
     const velt::SrBlock<char[]> text(static_cast<char *>(V_Calloc(1, static_cast<UIntT>(size), 0)));
-    if (text == nullptr)
+    if (!text)
         return -1;
     if (V_SrFetch(id, text.get(), size) != 0) {
         const char *stored = find_string(id);
-        if (stored == nullptr) {
+        if (!stored) {
             V_StrCpyN(buf, missing, size);
             return -1;
         }
         V_StrCpyN(text.get(), stored, size);
     }
-    text[static_cast<size_t>(size) - 1] = '\0'; // whatever a client's V_SrFetch has done
+    text[static_cast<size_t>(size) - 1] = '\0'; // a client's V_SrFetch may not have terminated it
     expand(text.get(), Arguments(argTypes, arguments), Output(buf, size));
     return 0;
 }

@@ -1,11 +1,5 @@
 // Finding and loading a string resource file.
 
-#include "srfile.h"
-
-#include "velt/vde/paths.h"
-#include "velt/vde/resources.h"
-#include "velt/vde/strings.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -14,6 +8,11 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "vdelib/unix_sr/srfile.h"
+#include "velt/vde/paths.h"
+#include "velt/vde/resources.h"
+#include "velt/vde/strings.h"
 
 using velt::SrBlock;
 using velt::SrIndex;
@@ -34,8 +33,8 @@ constexpr VdeDrfEntryT drf_srindex[] = {
     {VdeDrfEnd, 0, 0, 0, nullptr},
 };
 
-// The strings one after another, each with its terminator, from the second byte on: the first is an
-// empty string.
+// The pool of strings, each with its terminator. The first byte is an empty string, the others
+// follow.
 class Pool
 {
 public:
@@ -52,7 +51,7 @@ public:
         used_ += length + 1;
         return true;
     }
-    bool start() { return resize(step); } // all of it zero
+    bool start() { return resize(step); } // zero-filled
     bool shrink() { return resize(used_); }
     UCharT *release() { return bytes_.release(); }
 
@@ -60,7 +59,7 @@ private:
     bool resize(UIntT size)
     {
         void *bytes = V_Realloc(bytes_.get(), size, 0);
-        if (bytes == nullptr)
+        if (!bytes)
             return false;
         static_cast<void>(bytes_.release());
         bytes_.reset(static_cast<UCharT *>(bytes));
@@ -73,7 +72,7 @@ private:
     UIntT capacity_ = 0;
 };
 
-// Why the last V_SrInit has failed; empty when it has not.
+// Why the last V_SrInit failed; empty when it succeeded.
 char reason[1200];
 
 __attribute__((format(printf, 1, 2))) IntT refuse(const char *format, ...)
@@ -105,11 +104,11 @@ IntT load(FILE *stream, const Path &path)
     SrIndex index;
     if (const char *fault = velt::sr_read_index(stream, index))
         return refuse("%s: %s", path, fault);
-    // In the order of the file, and once for all the numbers that one string has.
+    // The strings are read in the order of the file, and one with several ids is read once.
     const SrBlock<VdeSrIndexT *[]> sorted(static_cast<VdeSrIndexT **>(
         V_Calloc(static_cast<UIntT>(index.count), sizeof(VdeSrIndexT *), 0)));
     Pool pool;
-    if (sorted == nullptr || !pool.start())
+    if (!sorted || !pool.start())
         return refuse(no_memory, path);
     const size_t count = static_cast<size_t>(index.count);
     for (size_t i = 0; i < count; ++i)
@@ -133,7 +132,7 @@ IntT load(FILE *stream, const Path &path)
     }
     if (!pool.shrink())
         return refuse(no_memory, path);
-    // The table before, if any, is left to whoever may still hold its strings.
+    // An earlier table is not released, because the client may still hold its strings.
     VdeInstance->srIndex = index.entries.release();
     VdeInstance->srCount = index.count;
     VdeInstance->srPool = pool.release();
@@ -149,12 +148,12 @@ __attribute__((format(printf, 2, 3))) FILE *open_path(Path &path, const char *fo
     va_end(parts);
     if (length < 0 || length >= int{sizeof path})
         return nullptr;
-    // Nobody is waited for who may write to a pipe.
+    // O_NONBLOCK: opening a pipe that no process writes to must not block.
     const int file = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     FILE *stream = file < 0 ? nullptr : fdopen(file, "rb");
-    if (stream == nullptr && errno != ENOENT && errno != ENOTDIR)
+    if (!stream && errno != ENOENT && errno != ENOTDIR)
         refuse("%s: %s", path, strerror(errno));
-    if (stream == nullptr && file >= 0)
+    if (!stream && file >= 0)
         close(file);
     return stream;
 }
@@ -165,14 +164,14 @@ FILE *open_file(Path &path, const char *name, const char *language)
         return stream;
 
     const char *slash = V_StrRChr(name, '/');
-    const char *base = slash != nullptr ? slash + 1 : nullptr;
+    const char *base = slash ? slash + 1 : nullptr;
     for (const char *variable : {"HOME", "VQHOME"}) {
         const char *directory = getenv(variable);
         for (const char *file : {name, base}) {
-            if (directory == nullptr || file == nullptr)
+            if (!directory || !file)
                 continue;
             if (FILE *stream = open_path(path, "%s/vqinit/%s/APIArea/resources/%s.sre", directory,
-                                         language != nullptr ? language : "", file))
+                                         language ? language : "", file))
                 return stream;
         }
     }
@@ -182,7 +181,7 @@ FILE *open_file(Path &path, const char *name, const char *language)
 const char *value_of(const char *variable)
 {
     const char *value = getenv(variable);
-    return value != nullptr ? value : "not set";
+    return value ? value : "not set";
 }
 
 } // namespace
@@ -198,7 +197,7 @@ const char *velt::sr_read_index(FILE *stream, SrIndex &index)
 
     index.entries.reset(static_cast<VdeSrIndexT *>(V_Calloc(count, sizeof(VdeSrIndexT), 0)));
     index.count = static_cast<IntT>(count);
-    if (index.entries == nullptr)
+    if (!index.entries)
         return "not enough memory for its index";
 
     const VdeDrfEntryT drf_offsetarray[] = {
@@ -214,24 +213,25 @@ IntT V_SrInit(const char *name, const char *language)
 {
     reason[0] = '\0';
     const SrBlock<char> platform_name(VdeInternalToPlatformFilename(name));
-    if (platform_name == nullptr)
+    if (!platform_name)
         return refuse("the name of the string resource file cannot be converted");
-    if (VdeInstance == nullptr)
+    if (!VdeInstance)
         VdeInstanceInit();
     Path path;
     FILE *stream = open_file(path, platform_name.get(), language);
-    if (stream == nullptr && reason[0] != '\0')
+    if (!stream && reason[0] != '\0')
         return -1;
-    if (stream == nullptr)
+    if (!stream)
         return refuse("there is no %s.sre, nor vqinit/%s/APIArea/resources/%s.sre below HOME (%s) "
                       "or VQHOME (%s)",
-                      platform_name.get(), language != nullptr ? language : "", platform_name.get(),
+                      platform_name.get(), language ? language : "", platform_name.get(),
                       value_of("HOME"), value_of("VQHOME"));
-    reason[0] = '\0'; // a file before it may have been unreadable
+    reason[0] = '\0'; // an earlier candidate may have been unreadable
     const IntT result = load(stream, path);
     fclose(stream);
 
-    const StringT copy = V_StrCopyString(language); // it may be the very copy that is replaced
+    const StringT copy =
+        V_StrCopyString(language); // `language` may point to the copy that is replaced
     V_Free(VdeInstance->language);
     VdeInstance->language = copy;
     return result;

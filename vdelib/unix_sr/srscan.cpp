@@ -1,14 +1,13 @@
 // The text form of a resource string.
 
-#include "srfile.h"
-
+#include "vdelib/unix_sr/srfile.h"
 #include "velt/vde/quire.h"
 #include "velt/vde/resources.h"
 
 namespace
 {
 
-// The byte of the digits, two at most, after "\x"; -1 if there is none.
+// Reads the digits, two at most, after "\x" and returns their byte; -1 if there is no digit.
 template <class Next>
 int scan_hex(FILE *stream, Next next)
 {
@@ -24,7 +23,7 @@ int scan_hex(FILE *stream, Next next)
     return value;
 }
 
-// Next gives one byte after another, or EOF. What does not fit is read all the same, or left.
+// `Next` returns the next byte, or EOF. Text that does not fit is read and dropped, or left unread.
 enum class Rest { read, left };
 
 template <class Next>

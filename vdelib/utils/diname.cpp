@@ -1,19 +1,19 @@
 // Device-independent names.
 
-#include "names.h"
-
-#include "velt/vde/failure.h"
-#include "velt/vde/strings.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "vdelib/utils/names.h"
+#include "velt/vde/failure.h"
+#include "velt/vde/strings.h"
 
 using velt::NameBuffer;
 
 namespace
 {
 
-// A character of a token's text: so many bytes after a backslash that escapes it, if any.
+// A character of a token's text: a backslash that escapes it, if any, and the bytes of the
+// character.
 struct TextChar {
     IntT escape, size; // size 0: the text ends here
 };
@@ -42,8 +42,8 @@ struct Internal {
         return append(text) && append("/");
     }
 
-    // Takes the token of that letter, whose text is at p. False if it may not stand here or does
-    // not fit.
+    // Appends the token of that letter, whose text is at p. False if the token is not allowed here
+    // or does not fit.
     bool take(IntT letter, const char *&p)
     {
         switch (letter) {
@@ -119,7 +119,7 @@ IntT VdeStrCpyAndAdvance(StringT *outp, IntT *outLen, const char *s)
 
 IntT VdeParseDiName(const char *diName, StringT out)
 {
-    if (diName == nullptr || out == nullptr)
+    if (!diName || !out)
         VdeFail();
     *out = '\0';
     Internal name{out};
@@ -133,18 +133,18 @@ IntT VdeParseDiName(const char *diName, StringT out)
         VdeAdvPastToken(&p);
         if (*p == '\0')
             break;
-        letter = VdeGetDiTokenID(&p); // 0, of what is no token, means nothing
+        letter = VdeGetDiTokenID(&p); // 0 stands for an invalid token, which is ignored
     }
     if (name.length == 0)
         return -1;
-    name.end[-1] = '\0'; // every form ends with a "/"
+    name.end[-1] = '\0'; // removes the "/" that ends the name
     return 0;
 }
 
 IntT V_FilePathToDI(const V_FilePathT *path, const V_FilePathT *anchor, StringT *diName,
                     IntT *diLen)
 {
-    if (diName == nullptr || diLen == nullptr)
+    if (!diName || !diLen)
         VdeFail();
     *diName = nullptr;
     *diLen = 0;
@@ -156,7 +156,7 @@ IntT V_FilePathToDI(const V_FilePathT *path, const V_FilePathT *anchor, StringT 
     NameBuffer name;
     V_StrCpyN(name, path->name, V_FileNameSize);
     anchor = VdeInterpretAnchor(anchor);
-    if (anchor != nullptr) {
+    if (anchor) {
         if (!velt::is_file_path(anchor) || relative(anchor))
             VdeFail();
         VdeRelativizeFileName(name, anchor->name);
@@ -177,7 +177,7 @@ IntT V_FilePathToDI(const V_FilePathT *path, const V_FilePathT *anchor, StringT 
         }
     }
     *diName = V_StrCopyString(di);
-    if (*diName == nullptr)
+    if (!*diName)
         return -1;
     *diLen = V_StrLen(di);
     return 0;

@@ -1,20 +1,19 @@
-// Expanding names and working out "." and "..".
-
-#include "names.h"
-
-#include "velt/vde/strings.h"
+// Expansion of names, and resolution of "." and "..".
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <pwd.h>
 
+#include "vdelib/utils/names.h"
+#include "velt/vde/strings.h"
+
 using velt::NameBuffer;
 
 namespace
 {
 
-// A name that grows and is cut where its buffer ends.
+// A growing name, truncated at the end of its buffer.
 class NameText
 {
 public:
@@ -34,7 +33,7 @@ private:
     size_t length = 0;
 };
 
-// Takes what stands at p, up to the next "/" or the end, and moves there. False if it is too long.
+// Copies the text at p up to the next "/" or the end and moves p there. False if it is too long.
 bool take_word(const char *&p, NameBuffer &word)
 {
     const size_t size = std::strcspn(p, "/");
@@ -43,7 +42,7 @@ bool take_word(const char *&p, NameBuffer &word)
     return size < sizeof word;
 }
 
-// Looked up once: the value that the process started to work with stays.
+// The value is looked up once, so that later changes of the environment have no effect.
 const char *own_home()
 {
     static NameBuffer home;
@@ -59,7 +58,7 @@ const char *home_of(const char *user)
     if (*user == '\0')
         return own_home();
     const passwd *entry = getpwnam(user);
-    return entry != nullptr ? entry->pw_dir : nullptr;
+    return entry ? entry->pw_dir : nullptr;
 }
 
 // Removes the last segment, but not the root.
@@ -80,7 +79,7 @@ void drop_segment(StringT name)
 
 IntT VdeFixTildaName(StringT name)
 {
-    if (name == nullptr)
+    if (!name)
         return 1;
     NameText out;
     NameBuffer word;
@@ -88,7 +87,7 @@ IntT VdeFixTildaName(StringT name)
     if (*p == '~') {
         ++p;
         const char *home = take_word(p, word) ? home_of(word) : nullptr;
-        if (home == nullptr)
+        if (!home)
             return 0;
         out.append(home);
     }
@@ -97,7 +96,7 @@ IntT VdeFixTildaName(StringT name)
         if (*p == '$' && !escaped) {
             ++p;
             const char *value = take_word(p, word) ? std::getenv(word) : nullptr;
-            if (value == nullptr)
+            if (!value)
                 return 0;
             out.append(value);
             continue;
@@ -114,7 +113,7 @@ IntT VdeFixTildaName(StringT name)
 
 void VdeUiExpandFileName(StringT name, const char *dir)
 {
-    if (name == nullptr)
+    if (!name)
         return;
     VdeFixTildaName(name);
     NameBuffer result;

@@ -1,17 +1,16 @@
 // File names in the internal form and in the platform's.
 
-#include "names.h"
-
-#include "velt/vde/encodings.h"
-#include "velt/vde/strings.h"
-
 #include <algorithm>
 #include <iterator>
+
+#include "vdelib/utils/names.h"
+#include "velt/vde/encodings.h"
+#include "velt/vde/strings.h"
 
 namespace
 {
 
-// The text encodings of names where they differ, each under the flag of a locale.
+// The text encodings of names where the two forms differ, by the flags of the locale.
 struct NameEncodings {
     const IntT *locale;
     UIntT internal, platform;
@@ -25,7 +24,7 @@ constexpr NameEncodings differing[] = {
 
 StringT converted(const char *name, UIntT NameEncodings::*from, UIntT NameEncodings::*to)
 {
-    if (name == nullptr || *name == '\0')
+    if (!name || *name == '\0')
         return V_StrNew(0);
     const auto *row = std::ranges::find_if(
         differing, [](const NameEncodings &encodings) { return *encodings.locale > 0; });

@@ -1,7 +1,6 @@
-// File path records.
+// File paths.
 
-#include "names.h"
-
+#include "vdelib/utils/names.h"
 #include "velt/vde/channel.h"
 #include "velt/vde/failure.h"
 #include "velt/vde/strings.h"
@@ -11,24 +10,26 @@ using velt::NameBuffer;
 namespace
 {
 
-// New record for a name, worked out against a directory and classified. The buffer changes.
+// Makes a file path of a name, which it resolves against a directory and classifies. The buffer is
+// changed.
 V_FilePathT *resolved(NameBuffer &name, const char *dir)
 {
     VdeUiExpandFileName(name, dir);
     if (name[0] == '\0')
         return nullptr;
     V_FilePathT *path = VdeFilePathSimpleCreate(name);
-    if (path != nullptr)
+    if (path)
         path->flags = name[0] == '/' ? V_FilePathAbsolute : V_FilePathRelative;
     return path;
 }
 
-// The directory of the anchor's file, none without anchor. False if the anchor may not be one.
+// Gets the directory of the anchor's file; it is empty without an anchor. False if the anchor is
+// not valid.
 bool anchor_directory(const V_FilePathT *anchor, NameBuffer &dir)
 {
     dir[0] = '\0';
     anchor = VdeInterpretAnchor(anchor);
-    if (anchor == nullptr)
+    if (!anchor)
         return true;
     if (!velt::is_file_path(anchor) || (anchor->flags & V_FilePathRelative) != 0)
         return false;
@@ -47,7 +48,7 @@ V_FilePathT *unless_empty(const char *name)
 V_FilePathT *VdeFilePathCreate()
 {
     auto *path = static_cast<V_FilePathT *>(V_Calloc(1, sizeof(V_FilePathT), 0));
-    if (path != nullptr)
+    if (path)
         path->magic = V_FilePathMagic;
     return path;
 }
@@ -55,18 +56,18 @@ V_FilePathT *VdeFilePathCreate()
 V_FilePathT *VdeFilePathSimpleCreate(const char *name)
 {
     velt::OwnedName copy(V_StrCopyString(name));
-    V_FilePathT *path = copy != nullptr ? VdeFilePathCreate() : nullptr;
-    if (path != nullptr)
+    V_FilePathT *path = copy ? VdeFilePathCreate() : nullptr;
+    if (path)
         path->name = copy.release();
     return path;
 }
 
 IntT VdeFilePathFree(V_FilePathT **path)
 {
-    if (path == nullptr)
+    if (!path)
         VdeFail();
     if (velt::is_file_path(*path)) {
-        (*path)->magic = 0; // a pointer that outlives the record is the less likely to be taken
+        (*path)->magic = 0; // makes use after release likely to be noticed
         V_Free((*path)->name);
         V_Free(*path);
     }
@@ -104,7 +105,7 @@ V_FilePathT *V_DosToFilePath(const char *dosName)
 
 V_FilePathT *V_DIToFilePath(const char *diName, const V_FilePathT *anchor)
 {
-    if (diName == nullptr)
+    if (!diName)
         return nullptr;
     NameBuffer name, dir;
     if (VdeParseDiName(diName, name) != 0)
@@ -116,12 +117,11 @@ V_FilePathT *V_DIToFilePath(const char *diName, const V_FilePathT *anchor)
 
 V_FilePathT *V_GetFilePath(const V_ChannelT *ch)
 {
-    if (ch == nullptr)
+    if (!ch)
         return nullptr;
-    if (ch->name != nullptr)
+    if (ch->name)
         return VdeFilePathSimpleCreate(ch->name);
     const velt::OwnedName here = velt::working_directory();
-    const velt::OwnedName name(here != nullptr ? VdePlatformToInternalFilename(here.get())
-                                               : nullptr);
+    const velt::OwnedName name(here ? VdePlatformToInternalFilename(here.get()) : nullptr);
     return VdeFilePathSimpleCreate(name.get());
 }

@@ -1,16 +1,16 @@
-// What files there are, and deletion.
+// Tests for files, and their deletion.
 
 #include "velt/vde/files.h"
-
-#include "names.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "vdelib/utils/names.h"
+
 namespace
 {
 
-constexpr UIntT file_type_mask = 0xF000; // of a mode that stat reports
+constexpr UIntT file_type_mask = 0xF000; // the bits of st_mode that hold the type
 
 static_assert((S_IFMT & ~0u) == file_type_mask && S_IFDIR == V_FileTypeDirectory &&
               S_IFREG == V_FileTypeRegular && R_OK == V_AccessRead && W_OK == V_AccessWrite);
@@ -19,8 +19,7 @@ static_assert((S_IFMT & ~0u) == file_type_mask && S_IFDIR == V_FileTypeDirectory
 UIntT file_type(const char *platform)
 {
     struct stat status;
-    return platform != nullptr && stat(platform, &status) == 0 ? status.st_mode & file_type_mask
-                                                               : 0;
+    return platform && stat(platform, &status) == 0 ? status.st_mode & file_type_mask : 0;
 }
 
 velt::OwnedName platform_name(const char *name)
@@ -30,7 +29,7 @@ velt::OwnedName platform_name(const char *name)
 
 bool may_access(const char *platform, IntT mode)
 {
-    return platform != nullptr && access(platform, mode) == 0;
+    return platform && access(platform, mode) == 0;
 }
 
 } // namespace
@@ -103,7 +102,7 @@ UIntT VdeAccessProperty(const char *name, UIntT props)
 IntT V_DeleteFile(const V_FilePathT *path)
 {
     const velt::OwnedName platform = platform_name(velt::name_of(path));
-    if (platform == nullptr)
+    if (!platform)
         return -1;
     const bool directory = file_type(platform.get()) == V_FileTypeDirectory;
     return directory ? rmdir(platform.get()) : unlink(platform.get());

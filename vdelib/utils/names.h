@@ -1,12 +1,11 @@
-// What the routines for names share.
-#ifndef VELT_VDELIB_NAMES_H
-#define VELT_VDELIB_NAMES_H
+// Helpers that the routines for names share.
+#pragma once
+
+#include <memory>
 
 #include "vdelib/strings/characters.h"
 #include "velt/vde/memory.h"
 #include "velt/vde/paths.h"
-
-#include <memory>
 
 namespace velt
 {
@@ -20,16 +19,16 @@ using NameBuffer = char[V_FileNameSize];
 
 inline bool is_file_path(const V_FilePathT *path)
 {
-    return path != nullptr && path->magic == V_FilePathMagic;
+    return path && path->magic == V_FilePathMagic;
 }
 
-// The internal name of a record; null if it is none.
+// The internal name of a file path; null if the structure is not valid.
 inline const char *name_of(const V_FilePathT *path)
 {
     return is_file_path(path) ? path->name : nullptr;
 }
 
-// Bytes of the character of the dialogs' encoding that s begins with; 0 at the end of the text.
+// The size in bytes of the first character of s in the dialogs' encoding; 0 at the end of the text.
 inline IntT dialog_char_size(const char *s)
 {
     return char_size(s, font_encoding(vdeDialogEncodingId));
@@ -40,9 +39,7 @@ inline bool is_ascii_letter(char c)
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// New platform form of the working directory; null on failure.
+// Returns the working directory in platform form, allocated; null on failure.
 OwnedName working_directory();
 
 } // namespace velt
-
-#endif

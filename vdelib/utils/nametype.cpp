@@ -1,7 +1,6 @@
-// What a name looks like.
+// The platform that a name looks like it is from.
 
-#include "names.h"
-
+#include "vdelib/utils/names.h"
 #include "velt/vde/strings.h"
 
 namespace
@@ -16,10 +15,9 @@ bool begins_longer(const char *name, const char *prefix)
 
 IntT V_PathNameType(const char *name)
 {
-    if (name == nullptr || *name == '\0')
+    if (!name || *name == '\0')
         return V_PathNone;
-    if (name[0] == '<' && V_StrChr("rcuhv", name[1]) != nullptr && name[2] == '>' &&
-        name[3] != '\0')
+    if (name[0] == '<' && V_StrChr("rcuhv", name[1]) && name[2] == '>' && name[3] != '\0')
         return V_PathDI;
     if (begins_longer(name, "/") || begins_longer(name, "./") || begins_longer(name, "../"))
         return V_PathUnix;

@@ -1,12 +1,11 @@
 // The segments of a name.
 
-#include "names.h"
-
-#include "velt/vde/failure.h"
-#include "velt/vde/strings.h"
-
 #include <algorithm>
 #include <cstddef>
+
+#include "vdelib/utils/names.h"
+#include "velt/vde/failure.h"
+#include "velt/vde/strings.h"
 
 using velt::NameBuffer;
 
@@ -24,7 +23,7 @@ const char *skip_slashes(const char *s)
 
 void VdeUFCinit(VdeUFCT *cursor, const char *name)
 {
-    cursor->at = name != nullptr ? name : "";
+    cursor->at = name ? name : "";
     cursor->segment[0] = '\0';
 }
 
@@ -45,7 +44,7 @@ IntT VdeUFCgetSegment(VdeUFCT *cursor)
 StringT VdeStrFileLastName(const char *name)
 {
     const StringT slash = V_StrRChr(name, '/');
-    return slash != nullptr ? slash + 1 : const_cast<StringT>(name);
+    return slash ? slash + 1 : const_cast<StringT>(name);
 }
 
 void VdeSplitFullFileName(const char *full, StringT dirOut, StringT nameOut)
@@ -59,7 +58,7 @@ void VdeSplitFullFileName(const char *full, StringT dirOut, StringT nameOut)
 
 void VdeDirCatN(StringT dir, const char *name, IntT max)
 {
-    if (name == nullptr)
+    if (!name)
         return;
     name = skip_slashes(name);
     const IntT length = V_StrLen(dir);
@@ -76,11 +75,11 @@ bool ends_segment(char c)
     return c == '\0' || c == '/';
 }
 
-// How two names run together.
+// The common beginning of two names.
 struct Common {
-    IntT size = 0;    // bytes that are equal
-    IntT slash = 0;   // index of the last "/" in them
-    bool any = false; // whether a whole segment is among them
+    IntT size = 0;    // the number of equal bytes
+    IntT slash = 0;   // the index of the last "/" in them
+    bool any = false; // whether they contain a whole segment
 };
 
 Common common_part(const char *a, const char *b)
@@ -102,7 +101,7 @@ Common common_part(const char *a, const char *b)
 
 void VdeRelativizeFileName(StringT name, const char *anchorName)
 {
-    if (anchorName == nullptr)
+    if (!anchorName)
         return;
     if (!V_StrPrefix(name, "/") || !V_StrPrefix(anchorName, "/"))
         VdeFail();

@@ -2,12 +2,6 @@
 
 #include "velt/vde/files.h"
 
-#include "names.h"
-
-#include "velt/vde/formatted.h"
-#include "velt/vde/memory.h"
-#include "velt/vde/strings.h"
-
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -16,32 +10,35 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "vdelib/utils/names.h"
+#include "velt/vde/formatted.h"
+#include "velt/vde/memory.h"
+#include "velt/vde/strings.h"
+
 namespace
 {
 
-// What a name adds to its directory: a counter in hexadecimal, and what nobody can foresee in the
-// place of the X.
+// The name in its directory: a counter in hexadecimal, and random characters in the place of the X.
 constexpr char name_template[] = "%s/V%x.XXXXXX";
 constexpr UIntT suffix_size = 6;
-constexpr UIntT room = 22; // bytes beside the directory: counter, suffix, terminator and the rest
+constexpr UIntT room = 22; // bytes beyond the directory: counter, suffix, terminator and the rest
 
 bool usable(const char *platform)
 {
-    const velt::OwnedName name(platform != nullptr ? VdePlatformToInternalFilename(platform)
-                                                   : nullptr);
+    const velt::OwnedName name(platform ? VdePlatformToInternalFilename(platform) : nullptr);
     return VdeOperationOk(name.get(), V_FileTypeDirectory, V_AccessWrite) != 0;
 }
 
-// Platform name, chosen once; null if there is none.
+// The platform name of the directory, which is chosen once; null if there is none.
 const char *directory()
 {
     static StringT chosen = nullptr;
-    if (chosen != nullptr)
+    if (chosen)
         return chosen;
     const char *candidates[] = {std::getenv("TMPDIR"), "/tmp", "/usr/tmp", std::getenv("HOME")};
     for (const char *candidate : candidates)
         if (usable(candidate))
-            return chosen = V_StrCopyString(candidate); // the environment may change
+            return chosen = V_StrCopyString(candidate); // a copy, since the environment may change
     return chosen = velt::working_directory().release();
 }
 
@@ -59,10 +56,10 @@ bool fill_suffix(char *suffix)
     return true;
 }
 
-// Whether the end of a name could be filled in so that no file has it.
+// Fills in the random characters so that no file has the name; whether that succeeded.
 bool make_unique(char *name)
 {
-    constexpr int tries = 100; // with billions of suffixes, the second is one too many already
+    constexpr int tries = 100; // among billions of suffixes even two collisions are unlikely
     char *const suffix = name + std::strlen(name) - suffix_size;
     for (int i = 0; i < tries; ++i) {
         struct stat status;
@@ -86,7 +83,7 @@ StringT VdeMakeTmpFileName()
 {
     static UIntT counter = 0;
     const char *dir = directory();
-    if (dir == nullptr)
+    if (!dir)
         return nullptr;
     const auto size = static_cast<UIntT>(V_StrLen(dir)) + room;
     const velt::OwnedName name(static_cast<char *>(V_Alloc(size, V_AllocFatal)));

@@ -1,5 +1,5 @@
 // The call layer: one function template for each shape that a remote call has. A call gives its
-// stub, its argument record and the field of the result record that it returns.
+// stub, its argument structure and the field of the result structure that it returns.
 #pragma once
 
 #include <type_traits>
@@ -15,12 +15,12 @@ namespace velt
 template <class Arg, class Ret>
 using Stub = Ret *(*)(const Arg *, CLIENT *);
 
-// What a call passes: the argument record, or 0 to a procedure without an argument, which is still
-// handed an address.
+// What a call passes to its stub: the argument structure, or an integer for a procedure without an
+// argument, because the stub wants an address all the same.
 template <class Arg>
 using Argument = std::conditional_t<std::is_void_v<Arg>, IntT, Arg>;
 
-// The argument records hold strings that are not const; encoding only reads them.
+// The strings in argument structures are not const, although encoding only reads them.
 inline StringT in(const char *s)
 {
     return const_cast<StringT>(s);
@@ -36,13 +36,13 @@ inline V_PropIdentT by_name(const char *name)
     return {0, in(name)};
 }
 
-// Ids and text selectors travel unsigned.
+// Numbers such as text selectors are unsigned on the wire.
 inline UIntT in(IntT selector)
 {
     return static_cast<UIntT>(selector);
 }
 
-// An answer that is released at the end of the call, and what its status says.
+// The answer to a call, released when this object is destroyed.
 template <class Ret>
 class Answer
 {
@@ -65,7 +65,7 @@ public:
     Ret &operator*() const { return *ret; }
     Ret *operator->() const { return ret; }
 
-    // True for an answer of success; a refusal is put into VA_errno.
+    // Whether the call succeeded; puts the status of a refusal into VA_errno.
     bool success() const { return ret && noted(status()) == 0; }
 
     IntT status() const
@@ -87,18 +87,19 @@ private:
     Ret *ret;
 };
 
-// What was decoded into an answer becomes the caller's, and is no longer released with the answer.
+// Moves a decoded value out of an answer, so that it is the caller's and not released with the
+// answer.
 template <class Value>
 Value take(Value &field)
 {
-    // As a copy of it is, an empty list of text has its array.
+    // An empty list of text items has an array, in a copy as well as here.
     if constexpr (std::is_same_v<Value, TextItemsT>)
         if (!field.val)
             return allocate<TextItemsT>(0);
     return std::exchange(field, {});
 }
 
-// The host's status, 0 for success; -1 (or what the call says) when no answer came.
+// Returns the host's status, 0 for success; -1, or what the call gives, when no answer came.
 template <class Arg, class Ret>
 IntT status(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, IntT no_answer = -1)
 {
@@ -106,14 +107,14 @@ IntT status(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, IntT n
     return answer ? answer.noted(answer.status()) : no_answer;
 }
 
-// Nothing is returned; a failure is in VA_errno.
+// Returns nothing; a failure is in VA_errno.
 template <class Arg>
 void set(Stub<Arg, IntT> stub, std::type_identity_t<Argument<Arg>> arg)
 {
     status(stub, arg);
 }
 
-// A bare integer that is the answer itself.
+// Returns an integer that is the whole answer.
 template <class Arg>
 IntT plain(Stub<Arg, IntT> stub, std::type_identity_t<Argument<Arg>> arg, IntT no_answer = -1)
 {
@@ -121,7 +122,7 @@ IntT plain(Stub<Arg, IntT> stub, std::type_identity_t<Argument<Arg>> arg, IntT n
     return answer ? *answer : no_answer;
 }
 
-// A number or an id after the status.
+// Returns a number or an id that follows the status.
 template <class Arg, class Ret, class Value>
 Value scalar(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value Ret::*field,
              std::type_identity_t<Value> failure = 0)
@@ -130,16 +131,16 @@ Value scalar(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value
     return answer.success() ? (*answer).*field : failure;
 }
 
-// A list, a record or a string after (or before) the status, handed to the caller.
+// Returns a list, a structure or a string that stands beside the status; it is the caller's.
 template <class Arg, class Ret, class Value>
-Value record(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value Ret::*field)
+Value aggregate(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value Ret::*field)
 {
     Answer<Ret> answer(stub, arg);
     return answer.success() ? take((*answer).*field) : Value{};
 }
 
-// An answer after the status, handed out through a pointer: 0, or -1 with nothing handed out. The
-// host's status stays untold.
+// Stores an answer that follows the status through a pointer and returns 0, or returns -1 and
+// stores nothing. The host's status does not reach VA_errno.
 template <class Arg, class Ret, class Value>
 IntT prompt(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value Ret::*field,
             std::type_identity_t<Value> *out)
@@ -151,8 +152,8 @@ IntT prompt(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg, Value 
     return 0;
 }
 
-// An operation that returns a list of what happened, whatever its status. The list is the
-// library's, one for each operation.
+// What an operation returns that also stores a list of what happened, whatever its status. The
+// library owns that list, one for each operation.
 struct Outcome {
     IntT status;
     V_ObjHandleT id;
@@ -167,14 +168,14 @@ Outcome return_list(Stub<Arg, Ret> stub, std::type_identity_t<Argument<Arg>> arg
     if (!answer)
         return {};
     V_ApiDeallocatePropVals(*returned);
-    V_ApiDeallocatePropVals(&sretval); // of a caller that has not kept the pointer
+    V_ApiDeallocatePropVals(&sretval); // left by a caller that did not keep the pointer
     sretval = answer->retParams ? take(*answer->retParams) : V_PropValsT{};
     *returned = &sretval;
     IntT status = answer.noted(answer->status);
     return {status, status == 0 ? answer->docId : 0};
 }
 
-// An empty answer: whether it came.
+// Returns whether an answer, which is empty, came.
 template <class Arg>
 bool answered(Stub<Arg, void> stub, std::type_identity_t<Argument<Arg>> arg)
 {
@@ -184,7 +185,7 @@ bool answered(Stub<Arg, void> stub, std::type_identity_t<Argument<Arg>> arg)
     return false;
 }
 
-// A bare string, without a status.
+// Returns a string that is the whole answer.
 inline StringT bare_string(Stub<void, StringT> stub)
 {
     IntT nothing = 0;

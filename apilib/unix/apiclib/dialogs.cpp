@@ -21,7 +21,7 @@ IntT V_ApiModalDialog(IntT number, V_ObjHandleT dialog)
 {
     IntT result;
     {
-        // Released before the callbacks, which may make calls of their own.
+        // The answer is released before the callbacks run, since they may call the same stub.
         ApiVqDoDialogArgT arg{number, dialog};
         Answer<IntT> answer(api_vq_modal_dialog_1, arg);
         if (!answer)

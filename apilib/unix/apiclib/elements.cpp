@@ -34,22 +34,22 @@ void V_ApiDemoteElement(V_ObjHandleT doc)
 { set(api_vq_demote_element_1, {doc}); }
 
 V_TextLocT V_ApiElementLocToTextLoc(V_ObjHandleT doc, const V_ElementLocT *loc)
-{ return record(api_vq_elementloc_to_textloc_1, {doc, *loc}, &ApiVqElementLocToTextLocRetT::textLoc); }
+{ return aggregate(api_vq_elementloc_to_textloc_1, {doc, *loc}, &ApiVqElementLocToTextLocRetT::textLoc); }
 
 V_ElementLocT V_ApiTextLocToElementLoc(V_ObjHandleT doc, const V_TextLocT *loc)
-{ return record(api_vq_textloc_to_elementloc_1, {doc, *loc}, &ApiVqTextLocToElementLocRetT::elemLoc); }
+{ return aggregate(api_vq_textloc_to_elementloc_1, {doc, *loc}, &ApiVqTextLocToElementLocRetT::elemLoc); }
 
 V_ElementCatalogEntriesT V_ApiGetElementCatalog(V_ObjHandleT doc)
-{ return record(api_vq_get_element_catalog_1, {doc, doc, by_number(V_prop_element_catalog)}, &ApiVqGetElementCatalogRetT::catalog); }
+{ return aggregate(api_vq_get_element_catalog_1, {doc, doc, by_number(V_prop_element_catalog)}, &ApiVqGetElementCatalogRetT::catalog); }
 
 V_AttributeDefsT V_ApiGetAttributeDefs(V_ObjHandleT doc, V_ObjHandleT def)
-{ return record(api_vq_get_attribute_defs_1, {doc, def, by_number(V_prop_attribute_definitions)}, &ApiVqGetAttributeDefsRetT::attrDefs); }
+{ return aggregate(api_vq_get_attribute_defs_1, {doc, def, by_number(V_prop_attribute_definitions)}, &ApiVqGetAttributeDefsRetT::attrDefs); }
 
 void V_ApiSetAttributeDefs(V_ObjHandleT doc, V_ObjHandleT def, const V_AttributeDefsT *value)
 { set(api_vq_set_attribute_defs_1, {doc, def, by_number(V_prop_attribute_definitions), *value}); }
 
 V_AttributesT V_ApiGetAttributes(V_ObjHandleT doc, V_ObjHandleT element)
-{ return record(api_vq_get_attributes_1, {doc, element, by_number(V_prop_attributes)}, &ApiVqGetAttributesRetT::attrs); }
+{ return aggregate(api_vq_get_attributes_1, {doc, element, by_number(V_prop_attributes)}, &ApiVqGetAttributesRetT::attrs); }
 
 void V_ApiSetAttributes(V_ObjHandleT doc, V_ObjHandleT element, const V_AttributesT *value)
 { set(api_vq_set_attributes_1, {doc, element, by_number(V_prop_attributes), *value}); }

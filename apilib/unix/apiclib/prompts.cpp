@@ -1,4 +1,4 @@
-// What the host asks the user on the client's behalf.
+// Alerts and prompts, with which the host asks the user on the client's behalf.
 
 #include "apilib/unix/apiclib/call.h"
 
@@ -34,7 +34,7 @@ IntT V_ApiQuickSelect(V_ObjHandleT doc, const char *str2, const V_StringsT *item
 { return scalar(api_vq_quick_select_1, {doc, in(str2), *items}, &ApiVqQuickSelectRetT::result, -1); }
 
 V_PointT V_ApiPromptPoint(V_ObjHandleT id1, V_ObjHandleT id2, IntT int3)
-{ return record(api_vq_prompt_point_1, {id1, id2, int3}, &ApiVqPromptPointRetT::point); }
+{ return aggregate(api_vq_prompt_point_1, {id1, id2, int3}, &ApiVqPromptPointRetT::point); }
 
 RectT V_ApiPromptRect(V_ObjHandleT id1, V_ObjHandleT id2, IntT int3)
-{ return record(api_vq_prompt_rect_1, {id1, id2, int3}, &ApiVqPromptRectRetT::rect); }
+{ return aggregate(api_vq_prompt_rect_1, {id1, id2, int3}, &ApiVqPromptRectRetT::rect); }

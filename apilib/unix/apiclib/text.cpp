@@ -7,7 +7,7 @@ using namespace velt;
 // clang-format off
 
 V_TextLocT V_ApiAddText(V_ObjHandleT doc, const V_TextLocT *loc, const char *text)
-{ return record(api_vq_add_text_1, {doc, *loc, in(text)}, &ApiVqAddTextRetT::textLoc); }
+{ return aggregate(api_vq_add_text_1, {doc, *loc, in(text)}, &ApiVqAddTextRetT::textLoc); }
 
 IntT V_ApiDeleteText(V_ObjHandleT doc, const V_TextRangeT *range)
 { return status(api_vq_delete_text_1, {doc, *range}); }
@@ -25,19 +25,19 @@ IntT V_ApiCenterOnGraphicObject(V_ObjHandleT doc, V_ObjHandleT obj)
 { return status(api_vq_center_on_graphic_object_1, {doc, obj}); }
 
 TextItemsT V_ApiGetText(V_ObjHandleT doc, V_ObjHandleT obj, IntT int3)
-{ return record(api_vq_get_text_1, {doc, obj, in(int3)}, &ApiVqGetTextRetT::items); }
+{ return aggregate(api_vq_get_text_1, {doc, obj, in(int3)}, &ApiVqGetTextRetT::items); }
 
 TextItemsT V_ApiGetText2(V_ObjHandleT doc, V_ObjHandleT obj, IntT int3, IntT int4)
-{ return record(api_vq_get_text2_1, {doc, obj, in(int3), in(int4)}, &ApiVqGetTextRetT::items); }
+{ return aggregate(api_vq_get_text2_1, {doc, obj, in(int3), in(int4)}, &ApiVqGetTextRetT::items); }
 
 TextItemsT V_ApiGetTextForRange(V_ObjHandleT doc, const V_TextRangeT *range, IntT int3)
-{ return record(api_vq_get_text_for_range_1, {doc, *range, in(int3)}, &ApiVqGetTextRetT::items); }
+{ return aggregate(api_vq_get_text_for_range_1, {doc, *range, in(int3)}, &ApiVqGetTextRetT::items); }
 
 TextItemsT V_ApiGetTextForRange2(V_ObjHandleT doc, const V_TextRangeT *range, IntT int3, IntT int4)
-{ return record(api_vq_get_text_for_range2_1, {doc, *range, in(int3), in(int4)}, &ApiVqGetTextRetT::items); }
+{ return aggregate(api_vq_get_text_for_range2_1, {doc, *range, in(int3), in(int4)}, &ApiVqGetTextRetT::items); }
 
 V_TextRangeT V_ApiFind(V_ObjHandleT doc, const V_TextLocT *start, const V_PropValsT *options)
-{ return record(api_vq_find_1, {doc, *start, *options}, &ApiVqFindRetT::textRange); }
+{ return aggregate(api_vq_find_1, {doc, *start, *options}, &ApiVqFindRetT::textRange); }
 
 IntT V_ApiModifyDictionary(V_ObjHandleT id1, IntT int2, IntT int3, const char *str4)
 { return status(api_vq_modifydictionary_1, {id1, int2, int3, in(str4)}, 0); }
@@ -46,7 +46,7 @@ IntT V_ApiResetSpelling(V_ObjHandleT id1)
 { return status(api_vq_resetspelling_1, {id1}); }
 
 StringT V_ApiShowHyphenation(const char *word)
-{ return record(api_vq_showhyphenation_1, {in(word)}, &ApiVqShowHyphenationRetT::str1); }
+{ return aggregate(api_vq_showhyphenation_1, {in(word)}, &ApiVqShowHyphenationRetT::str1); }
 
 // clang-format on
 

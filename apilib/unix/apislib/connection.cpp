@@ -9,10 +9,10 @@
 #include <netdb.h>
 #include <unistd.h>
 
-#include "apilib/wire/routines.h"
 #include "apilib/unix/apislib/session.h"
 #include "apilib/unix/descriptors.h"
 #include "apilib/unix/process.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 IntT VA_errno = 0;
@@ -49,7 +49,8 @@ bool strEqual(const char *a, const char *b)
 
 const char *thishost()
 {
-    // A session with a port mapper of its own is this machine's alone, whatever its name is.
+    // A session with its own port mapper is confined to this machine, whatever the machine's name
+    // is.
     if (velt::session_has_mapper())
         return "localhost";
     static char h[256];
@@ -58,7 +59,7 @@ const char *thishost()
     return h;
 }
 
-// Others of a machine's addresses, once its first one is known.
+// Lets a machine call the service from all of its addresses, of which `first` is known already.
 void allow_machine(const char *name, in_addr_t first)
 {
     velt::transport_allow(session.client_transp, first);
@@ -70,7 +71,8 @@ void allow_machine(const char *name, in_addr_t first)
     }
 }
 
-// A session with a port mapper of its own is on this machine, also for who gives it its name.
+// Whether the name is this machine's and the session is confined to it: then the loopback address
+// is meant.
 bool is_this_session(const char *name)
 {
     char here[sizeof session.myname] = "";
@@ -124,7 +126,8 @@ timeval get_VA_TimeOut()
     return {VA_TimeOut.seconds, VA_TimeOut.microseconds};
 }
 
-// What is another user's is told of besides: the failure that follows has one text for all causes.
+// Reports a service of another user separately, because the message of the failure that follows is
+// the same for all causes.
 void tell_refusal(const char *what)
 {
     if (rpc_createerr.cf_stat == RPC_SYSTEMERROR && rpc_createerr.cf_error.re_errno == EACCES)
@@ -146,7 +149,7 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
                                velt::session_has_mapper() ? htonl(INADDR_LOOPBACK) : INADDR_ANY);
     if (!session.client_transp)
         return "unable to create TCP service";
-    velt::transport_answer(session.client_transp, myprog, myvers);
+    velt::transport_set_program(session.client_transp, myprog, myvers);
     rpc_createerr = {};
     if (!velt::mapper_set(myprog, myvers, IPPROTO_TCP, session.client_transp->xp_port)) {
         tell_refusal("the session's port mapper is another user's");
@@ -192,7 +195,7 @@ bool apiLocalCall(const char *hostName, UIntT program, rpcproc_t procedure, xdrp
     if (hostnameToRealAddr(hostName, &address) != 0)
         return false;
     timeval limit = {VA_TimeOut.seconds, VA_TimeOut.microseconds};
-    // The RPC library knows nothing of the session's port mapper, nor whose a program is.
+    // The RPC library neither asks the session's port mapper nor checks the owner of a program.
     address.sin_port =
         htons(velt::mapper_find(address, program, VQ_RPC_SESSION_VERSION, IPPROTO_UDP, limit));
     if (address.sin_port == 0)
@@ -228,7 +231,7 @@ IntT connect_to_session(const char *name, const char *hostName, UIntT program)
                      velt::routine<VqRpcApiConnectReturnT>(), &answer))
         result = answer.status;
     if (result == 0) {
-        // A session that there may be already ends here.
+        // An earlier session, if any, ends here.
         V_ApiShutDown();
         if (hookup(static_cast<UIntT>(answer.myprog), static_cast<UIntT>(answer.myvers),
                    static_cast<UIntT>(answer.hisprog), static_cast<UIntT>(answer.hisvers),

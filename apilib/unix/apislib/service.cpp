@@ -4,9 +4,9 @@
 #include <poll.h>
 #include <utility>
 
-#include "apilib/wire/routines.h"
 #include "apilib/unix/apislib/session.h"
 #include "apilib/unix/process.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 #include "velt/vde/memory.h"
 
@@ -21,14 +21,14 @@ constexpr int wait_limit = 22000; // milliseconds
 constexpr IntT filter_notification = 75;
 constexpr char nest_msg[] = "Nested API_Init/V_ApiNotify/V_ApiMessage/V_ApiCommand";
 
-// 1 while the client holds control and owes the host a hand-over.
+// 1 while the client holds control and has to hand it back to the host.
 IntT turn_over_needed;
-// Depth of modal waits, and the result of the modal dialog that ended last.
+// The number of nested modal waits, and the result of the modal dialog that ended last.
 IntT callbacksDone;
 IntT modalRetval;
 
 V_FdFuncT fd_func;
-V_FdFuncT told; // the watcher that is being told
+V_FdFuncT notified; // the watcher that is being called
 UIntT old_svc_fds;
 
 // The services that the client itself has registered with the RPC library.
@@ -51,8 +51,8 @@ void turn_over()
     turn_over_needed = 0;
 }
 
-// What every call that leads to a callback has in common: the host gets its answer at once, the
-// client holds control while the callback runs, and hands it back.
+// Handles a call of the host that leads to a callback: replies at once, holds control while the
+// callback runs, and hands control back.
 template <class Callback>
 void *handle(svc_req *request, Callback callback)
 {
@@ -70,11 +70,11 @@ void *handle(svc_req *request, Callback callback)
 
 void translateFileToFile(const VqApiNotifyArgT &arg)
 {
-    V_FilterArgsT *record = VdeApiExpandFilterArgs(arg.stringArg);
-    V_ApiNotify(arg.notification, arg.objectId, reinterpret_cast<StringT>(record), arg.intArg);
-    if (record)
-        VdeApiDeallocateFilterArgs(record);
-    V_Free(record);
+    V_FilterArgsT *arguments = VdeApiExpandFilterArgs(arg.stringArg);
+    V_ApiNotify(arg.notification, arg.objectId, reinterpret_cast<StringT>(arguments), arg.intArg);
+    if (arguments)
+        VdeApiDeallocateFilterArgs(arguments);
+    V_Free(arguments);
 }
 
 } // namespace
@@ -84,9 +84,10 @@ void velt::call_fd_func()
     UIntT now = transport_mask() | foreign_services();
     if (!fd_func || now == old_svc_fds)
         return;
-    // The watcher may install another while it is told, which then hears all of it first.
+    // The watcher may install another while it is called; the new one is then told of all changes
+    // first.
     V_FdFuncT watcher = fd_func;
-    V_FdFuncT outer = std::exchange(told, watcher);
+    V_FdFuncT outer = std::exchange(notified, watcher);
     UIntT before = old_svc_fds;
     for (int fd = 0; fd < mask_bits; fd++)
         if ((before & ~now) & 1U << fd)
@@ -95,15 +96,15 @@ void velt::call_fd_func()
         if ((now & ~before) & 1U << fd)
             watcher(fd, 1);
     old_svc_fds = now;
-    told = outer;
+    notified = outer;
 }
 
 V_FdFuncT V_ApiSetFdFunc(V_FdFuncT func)
 {
     V_FdFuncT previous = fd_func;
     fd_func = func;
-    // One that installs itself while it is told hears it already.
-    if (!func || func != told)
+    // A watcher that installs itself while it is called is being told of the changes already.
+    if (!func || func != notified)
         velt::call_fd_func();
     return previous;
 }
@@ -130,21 +131,23 @@ IntT V_ApiService(UIntT *readMask)
         VA_SelectMask = velt::transport_ready() | others;
         others &= ~foreign;
         velt::transport_dispatch();
-        // Who waits with a loop of its own hears of descriptors alone.
+        // A client with its own loop waits on descriptors, which no longer report calls that have
+        // been read.
         velt::transport_dispatch_rest();
         for (int fd = 0; fd < mask_bits; fd++) {
-            // A callback may have served it meanwhile, in a loop of its own.
+            // A callback with its own loop may have served the descriptor meanwhile.
             pollfd again{fd, POLLIN, 0};
             if (called & 1U << fd && poll(&again, 1, 0) > 0)
                 svc_getreq_poll(&again, 1);
         }
     }
-    // A nested service loop has left its own there.
+    // A nested service loop has left its own result in VA_SelectMask.
     VA_SelectMask = others;
     if (readMask)
         *readMask = others;
     velt::call_fd_func();
-    // What the host has sent before, such as its quit, has been served.
+    // The calls that the host sent before it ended the connection, such as its quit, have been
+    // served.
     if (!VA_bailout && velt_client && velt::transport_ended(velt_client))
         end_without_host();
     return ready;
@@ -179,7 +182,7 @@ IntT V_ApiServiceModalCallbacks(void)
     turn_over_needed = 0;
     modalRetval = 0;
     IntT level = callbacksDone++;
-    // A callback may have ended the session, and then nobody ends the wait.
+    // A callback may have ended the session; then no call of the host can end the wait.
     while (callbacksDone > level && velt_client)
         V_ApiService(nullptr);
     if (!velt_client)

@@ -1,4 +1,5 @@
-// The session's state, which its files share. One process, one session, one thread.
+// The state of the session, which the files of this directory share. A process has one session and
+// serves it in one thread.
 #pragma once
 
 #include "apilib/unix/transport/transport.h"
@@ -12,7 +13,7 @@ struct Session {
     UIntT myvers = 0;
     UIntT hisprog = 0;
     UIntT hisvers = 0;
-    IntT hispid = 0;                   // below 1: the host's life cannot be checked
+    IntT hispid = 0;                   // below 1: whether the host is alive cannot be checked
     unsigned long long host_start = 0; // as start_of() tells it
     char myname[256] = "???";
     SVCXPRT *client_transp = nullptr;
@@ -24,7 +25,7 @@ extern Session session;
 // Removes the client's registration with the port mapper, once.
 void un_portmap();
 
-// Tells the descriptor watcher what has changed.
+// Tells the descriptor watcher which descriptors were added or removed.
 void call_fd_func();
 
 } // namespace velt

@@ -1,7 +1,5 @@
 // The handle on which calls are made.
 
-#include <rpc/rpc.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -10,14 +8,15 @@
 #include <netinet/tcp.h>
 #include <new>
 #include <poll.h>
+#include <rpc/rpc.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <type_traits>
 #include <unistd.h>
 
-#include "apilib/wire/routines.h"
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 namespace velt
@@ -25,7 +24,7 @@ namespace velt
 namespace
 {
 
-struct Caller : Connection {
+struct ClientConnection : Connection {
     sockaddr_in address;
     std::uint32_t program;
     std::uint32_t version;
@@ -33,19 +32,21 @@ struct Caller : Connection {
     rpc_err error{};
     bool limit_set = false;
     timeval limit{};
-    Time patience = 0; // of a read that waits
+    Time receive_timeout = 0; // the socket's SO_RCVTIMEO
     bool close_descriptor = true;
-    bool dead = false;     // a record is cut off in one direction or the other
-    bool unproven = false; // until there is an answer, it is not certain who answers
-    bool ended = false;    // by the peer, while nothing was waited for
+    bool dead = false; // a record was cut off in either direction
+    bool unproven =
+        false; // the service has not accepted the connection yet, so its owner is not known
+    bool ended = false; // the peer ended the connection while no call was under way
     void (*replied)(void *, const rpc_err &) = nullptr;
     void *context = nullptr;
 
-    Caller(int fd, const sockaddr_in &peer, rpcprog_t prog, rpcvers_t vers)
-        : Connection(calling, fd), address(peer), program(static_cast<std::uint32_t>(prog)),
-          version(static_cast<std::uint32_t>(vers)), id(static_cast<std::uint32_t>(now()))
+    ClientConnection(int fd, const sockaddr_in &peer, rpcprog_t prog, rpcvers_t vers)
+        : Connection(EventKind::async_client, fd), address(peer),
+          program(static_cast<std::uint32_t>(prog)), version(static_cast<std::uint32_t>(vers)),
+          id(static_cast<std::uint32_t>(now()))
     {
-        // Such an answer fails its own call, and no other.
+        // A reply above the limit fails its own call only.
         in.skip_long_records();
     }
 
@@ -67,13 +68,13 @@ struct Caller : Connection {
     clnt_stat receive(AUTH *auth, xdrproc_t decode, void *result, Time whole, Time until);
 };
 
-Caller &caller(CLIENT *client)
+ClientConnection &connection_of(CLIENT *client)
 {
-    return *static_cast<Caller *>(client->cl_private);
+    return *static_cast<ClientConnection *>(client->cl_private);
 }
 
-// Has the head of an answer decoded, and, with an authenticator, its results.
-void read_reply(const Message &record, AUTH *auth, xdrproc_t decode, void *result, rpc_err *error)
+// Decodes the header of a reply and, if an authenticator is given, the results.
+void decode_reply(const Message &record, AUTH *auth, xdrproc_t decode, void *result, rpc_err *error)
 {
     XDR xdrs;
     record.open(xdrs);
@@ -101,8 +102,8 @@ void read_reply(const Message &record, AUTH *auth, xdrproc_t decode, void *resul
     xdr_destroy(&xdrs);
 }
 
-clnt_stat Caller::send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *argument,
-                       Time until)
+clnt_stat ClientConnection::send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *argument,
+                                 Time until)
 {
     RecordWriter writer(descriptor, chunk, replied ? &out : nullptr, until);
     id++;
@@ -119,7 +120,7 @@ clnt_stat Caller::send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *
               AUTH_WRAP(auth, writer.xdrs(), encode, static_cast<char *>(argument));
     if (encoded && writer.finish()) {
         if (replied)
-            pace();
+            update_deadline();
         return RPC_SUCCESS;
     }
     const int failure = writer.error();
@@ -129,38 +130,40 @@ clnt_stat Caller::send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *
     return writer.begun() || status == RPC_CANTSEND ? lose(status, failure) : fail(status, failure);
 }
 
-// The first read of an answer waits by itself, which saves the call that waits: the socket knows
-// the time limit of calls, as long as hardly anything of it is over.
-bool Caller::read_may_wait(Time whole, Time until)
+// Whether the first read of a reply may block on the socket, which saves a call of poll(). The
+// socket's own time limit is that of whole calls, so it serves only while nearly all of the time is
+// left.
+bool ClientConnection::read_may_wait(Time whole, Time until)
 {
     if (until - now() < whole - whole / 64)
         return false;
-    if (patience != whole) {
+    if (receive_timeout != whole) {
         const Time time = whole / 1000;
         const timeval wait = {time / 1'000'000, std::max<Time>(time % 1'000'000, 1)};
         if (setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait) != 0)
             return false;
-        patience = whole;
+        receive_timeout = whole;
     }
     return true;
 }
 
-// What has come shows that the connection has been accepted.
-bool Caller::is_proven()
+// Bytes of the peer prove that the service has accepted the connection, so its owner is known now.
+bool ClientConnection::is_proven()
 {
     if (unproven)
         unproven = identify_callee(descriptor, address) != Callee::trusted;
     return !unproven;
 }
 
-clnt_stat Caller::receive(AUTH *auth, xdrproc_t decode, void *result, Time whole, Time until)
+clnt_stat ClientConnection::receive(AUTH *auth, xdrproc_t decode, void *result, Time whole,
+                                    Time until)
 {
     bool waits = in.at_rest() && read_may_wait(whole, until);
     for (;;) {
         while (!in.has_record()) {
             if (!waits && !wait_until(descriptor, POLLIN, until))
                 return fail(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_CANTRECV, errno);
-            // A peer that sends without end has no more time than one that sends nothing.
+            // A peer that sends without end gets no more time than one that sends nothing.
             if (!waits && now() >= until)
                 return fail(RPC_TIMEDOUT, ETIMEDOUT);
             const auto status = in.read(descriptor, waits ? 0 : MSG_DONTWAIT);
@@ -173,10 +176,10 @@ clnt_stat Caller::receive(AUTH *auth, xdrproc_t decode, void *result, Time whole
         if (!is_proven())
             return lose(RPC_CANTRECV, EACCES);
         Message record = in.take();
-        // An answer to a call that was given up is not this one's.
+        // A reply to an earlier call that timed out is discarded.
         const bool ours = record.id() == id;
         if (ours)
-            read_reply(record, auth, decode, result, &error);
+            decode_reply(record, auth, decode, result, &error);
         in.give_back(std::move(record));
         if (ours)
             return error.re_status;
@@ -186,7 +189,7 @@ clnt_stat Caller::receive(AUTH *auth, xdrproc_t decode, void *result, Time whole
 clnt_stat call(CLIENT *client, rpcproc_t procedure, xdrproc_t encode, void *argument,
                xdrproc_t decode, void *result, timeval given)
 {
-    Caller &to = caller(client);
+    ClientConnection &to = connection_of(client);
     if (to.dead)
         return to.fail(RPC_CANTSEND, EPIPE);
     const timeval limit = to.limit_set ? to.limit : given;
@@ -210,7 +213,7 @@ void abort_call(CLIENT *) {}
 
 void get_error(CLIENT *client, rpc_err *error)
 {
-    *error = caller(client).error;
+    *error = connection_of(client).error;
 }
 
 bool_t free_results(CLIENT *, xdrproc_t decode, void *result)
@@ -222,7 +225,7 @@ bool_t free_results(CLIENT *, xdrproc_t decode, void *result)
 
 void destroy(CLIENT *client)
 {
-    Caller &to = caller(client);
+    ClientConnection &to = connection_of(client);
     unlink(to);
     if (to.close_descriptor)
         close(to.descriptor);
@@ -232,7 +235,7 @@ void destroy(CLIENT *client)
 
 bool_t control(CLIENT *client, u_int request, void *info)
 {
-    Caller &to = caller(client);
+    ClientConnection &to = connection_of(client);
     auto *number = static_cast<std::uint32_t *>(info);
     switch (request) {
     case CLSET_TIMEOUT:
@@ -283,11 +286,11 @@ int open_connection(const sockaddr *address, socklen_t size, Time deadline, Port
     const int fd = socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return -1;
-    // Who may not have such a port tries with another.
+    // A process that may not bind a reserved port connects from another.
     if (from == Port::reserved)
         bindresvport(fd, nullptr);
     int error = connect(fd, address, size) == 0 ? 0 : errno;
-    // A local socket whose queue is full tells nobody when it is so no more.
+    // The system does not signal when the full queue of a local socket has room again.
     while (error == EAGAIN && now() < deadline) {
         poll(nullptr, 0, 10);
         error = connect(fd, address, size) == 0 ? 0 : errno;
@@ -307,7 +310,7 @@ int open_connection(const sockaddr *address, socklen_t size, Time deadline, Port
     // The last segment of a record must not wait for an acknowledgement.
     const int on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    // From here on only a read that says so waits.
+    // The socket blocks from here on; all but the first read of a reply pass MSG_DONTWAIT.
     fcntl(fd, F_SETFL, 0);
     return fd;
 }
@@ -316,7 +319,7 @@ CLIENT *make_client(int fd, const sockaddr_in &address, rpcprog_t program, rpcve
 {
     if (fd < 0)
         return no_client(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_SYSTEMERROR, errno);
-    auto *made = make<Caller>(fd, address, program, version);
+    auto *made = make<ClientConnection>(fd, address, program, version);
     auto *handle = make<CLIENT>();
     AUTH *nobody = authnone_create();
     if (!made || !handle || !nobody) {
@@ -350,7 +353,7 @@ CLIENT *no_client(clnt_stat status, int system_error)
 timeval left_until(Time deadline)
 {
     const Time left = deadline - now();
-    // 0 would not wait for the answer at all.
+    // A time limit of 0 would not wait for the reply at all.
     const Time time = left > 1000 ? left / 1000 : 1;
     return {time / 1'000'000, time % 1'000'000};
 }
@@ -360,7 +363,7 @@ CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t vers
 {
     const int fd = open_connection(address, deadline, from);
     auto callee = Callee::trusted;
-    // The machine's port mapper may have given up being root.
+    // The machine's port mapper may run as another user than root.
     if (fd >= 0 && ntohs(address.sin_port) != PMAPPORT)
         callee = identify_callee(fd, address);
     if (callee == Callee::refused) {
@@ -369,7 +372,7 @@ CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t vers
     }
     CLIENT *client = make_client(fd, address, program, version);
     if (client)
-        caller(client).unproven = callee == Callee::unproven;
+        connection_of(client).unproven = callee == Callee::unproven;
     return client;
 }
 
@@ -378,30 +381,30 @@ CLIENT *connect_to(const sockaddr_un &address, rpcprog_t program, rpcvers_t vers
     return make_client(open_connection(address, deadline, Port::any), {}, program, version);
 }
 
-void serve_replies(Connection &connection)
+void receive_replies(Connection &connection)
 {
-    auto &from = static_cast<Caller &>(connection);
+    auto &from = static_cast<ClientConnection &>(connection);
     auto status = RecordReader::broken;
     if (from.out.send(from.descriptor))
         status = from.in.has_record() ? RecordReader::whole : from.in.read(from.descriptor);
     if (status == RecordReader::more)
-        return from.pace();
+        return from.update_deadline();
     if (status == RecordReader::whole && from.is_proven()) {
         Message record = from.in.take();
-        read_reply(record, nullptr, nullptr, nullptr, &from.error);
+        decode_reply(record, nullptr, nullptr, nullptr, &from.error);
         from.in.give_back(std::move(record));
-        from.pace();
+        from.update_deadline();
     } else {
         from.lose(RPC_CANTRECV, status == RecordReader::closed ? ECONNRESET : errno);
         unlink(from);
     }
-    // The last thing here: the handle may be destroyed now.
+    // The callback may destroy the handle, so nothing may follow.
     from.replied(from.context, from.error);
 }
 
-void give_up_replies(Connection &connection)
+void time_out_replies(Connection &connection)
 {
-    auto &from = static_cast<Caller &>(connection);
+    auto &from = static_cast<ClientConnection &>(connection);
     from.lose(RPC_TIMEDOUT, ETIMEDOUT);
     unlink(from);
     from.replied(from.context, from.error);
@@ -419,32 +422,32 @@ CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t vers
 void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc_err &error),
                         void *context)
 {
-    Caller &to = caller(client);
+    ClientConnection &to = connection_of(client);
     unlink(to);
-    to.kind = Waiter::calling;
+    to.kind = EventKind::async_client;
     link(to);
     to.replied = replied;
     to.context = context;
 }
 
-void end_rest(Connection &connection)
+void note_end(Connection &connection)
 {
-    auto &gone = static_cast<Caller &>(connection);
-    gone.lose(RPC_CANTRECV, ECONNRESET);
-    gone.ended = true;
-    unlink(gone);
+    auto &client = static_cast<ClientConnection &>(connection);
+    client.lose(RPC_CANTRECV, ECONNRESET);
+    client.ended = true;
+    unlink(client);
 }
 
 void transport_watch_end(CLIENT *client)
 {
-    Caller &to = caller(client);
-    to.kind = Waiter::resting;
+    ClientConnection &to = connection_of(client);
+    to.kind = EventKind::idle_client;
     link(to);
 }
 
 bool transport_ended(CLIENT *client)
 {
-    return caller(client).ended;
+    return connection_of(client).ended;
 }
 
 } // namespace velt

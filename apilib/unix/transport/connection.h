@@ -1,4 +1,4 @@
-// What is waited for, and how a connection is served when its turn comes.
+// The event sources of the wait, and what is done when one is ready.
 #pragma once
 
 #include <sys/un.h>
@@ -9,102 +9,110 @@
 namespace velt
 {
 
-// How long what lacks a descriptor or memory rests.
-constexpr Time breather = 100'000'000;
+// How long a service pauses, or a wait lasts, that could get no descriptor or memory.
+constexpr Time retry_interval = 100'000'000;
 
-// Whatever has a descriptor to be waited for.
-struct Waiter {
-    enum Kind { listener, serving, calling, resting, foreign };
+enum class EventKind {
+    service,            // a listening socket
+    service_connection, // a connection on which the peer calls
+    async_client,       // one on which calls are made without waiting for their answers
+    idle_client,        // one on which calls wait for their answers, while none is under way
+    watched,            // a descriptor of another part of the process
+};
 
-    Kind kind;
+// A descriptor that the wait polls.
+struct EventSource {
+    EventKind kind;
     int descriptor;
-    bool ready = false;     // since the last wait
-    int slot = -1;          // in that wait
-    Time deadline = never;  // until which it must have got on
-    bool late_turn = false; // when that was over, it had one, and a second more
-    Waiter *next = nullptr;
+    bool ready = false;         // the last wait found an event
+    int slot = -1;              // index in that wait's array for poll(), -1 for none
+    Time deadline = never;      // when the transfer that has begun must have ended
+    bool had_late_turn = false; // it was served after its deadline, which was then extended
+    EventSource *next = nullptr;
 
-    Waiter(Kind of, int fd) : kind(of), descriptor(fd) {}
+    EventSource(EventKind of, int fd) : kind(of), descriptor(fd) {}
 };
 
-extern Waiter *waiters; // the newest first
-void link(Waiter &waiter);
-void unlink(Waiter &waiter);
+extern EventSource *event_sources; // the newest first
+void link(EventSource &source);
+void unlink(EventSource &source);
 
-// A connection as far as its bytes go.
-struct Connection : Waiter {
+// The two directions of a connection, as bytes.
+struct Connection : EventSource {
     RecordReader in;
-    Outgoing out;
-    Block chunk;
+    SendBuffer out;
+    Block chunk; // for RecordWriter
 
-    using Waiter::Waiter;
-    // Gives what is under way its time, from when it has begun.
-    void pace();
+    using EventSource::EventSource;
+    // Sets the deadline of a transfer that has begun, or clears it when none is under way.
+    void update_deadline();
 };
 
-// Why a connection is turned away.
-enum class Refusal { unknown, elsewhere, stranger, too_many, no_memory, count };
+// Why a service refuses a connection.
+enum class Refusal { unknown, other_machine, other_user, too_many, no_memory, count };
 
-// A service that is listening.
-struct Listener : Waiter {
+// A service and its listening socket.
+struct Service : EventSource {
     static constexpr std::size_t most_machines = 16;
 
     SVCXPRT handle{};
-    Service service;
+    ServiceCallbacks callbacks;
     std::uint32_t program = 0;
     std::uint32_t version = 0;
-    in_addr_t machines[most_machines];
+    in_addr_t machines[most_machines]; // those whose processes may call
     std::size_t machine_count = 0;
-    Time rests_until = 0;
-    Time silent_until[static_cast<int>(Refusal::count)] = {};
+    Time paused_until = 0; // accepts no connection before
+    Time report_again_at[static_cast<int>(Refusal::count)] = {};
 
-    Listener(int fd, const Service &of);
-    void turn_away(Refusal why, const sockaddr_in &peer);
+    Service(int fd, const ServiceCallbacks &of);
+    void report_refusal(Refusal why, const sockaddr_in &peer);
 };
 
-void accept_on(Listener &listener);
-// One on which the peer calls: answers what it has sent.
+void accept_on(Service &service);
+// Answers the calls that the peer has sent on a service's connection.
 void serve_calls(Connection &connection);
-// Whether its next call may be read: the one before is answered, and the answer has gone.
+// Whether the next call on it may be read: the answer to the one before has been sent.
 bool can_read(const Connection &connection);
 void drop(Connection &connection);
-// One on which calls are made without waiting: tells of their answers, or of its end.
-void serve_replies(Connection &connection);
-void give_up_replies(Connection &connection);
-// One on which calls are made that wait, between these: its peer has ended it.
-void end_rest(Connection &connection);
+// Reports an answer that has come to a call made without waiting, or the end of the connection.
+void receive_replies(Connection &connection);
+// Reports that answers, or room to send, did not come in time, and ends the connection.
+void time_out_replies(Connection &connection);
+// Notes that the peer has ended a connection on which no call is under way.
+void note_end(Connection &connection);
 
-// A handle on a new connection, from a port that only root can have where that is asked for and to
-// be had. Null with rpc_createerr set.
+// Makes a handle on a new connection; null with rpc_createerr set. `reserved` binds the connection
+// to a port that only root may use, if this process may.
 enum class Port { any, reserved };
 CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t version, Time deadline,
                    Port from = Port::any);
 CLIENT *connect_to(const sockaddr_un &address, rpcprog_t program, rpcvers_t version, Time deadline);
-// Says in rpc_createerr why there is none.
+// Puts the reason into rpc_createerr and returns null.
 CLIENT *no_client(clnt_stat status, int system_error);
-// As a time limit of a call.
+// The time until the deadline, as the time limit of a call.
 timeval left_until(Time deadline);
 
-// Who is at the other end of a connection.
-enum class Speaker {
-    trusted,   // a process of root or of our own user, or one of the machines that may speak
-    stranger,  // a process of another user on this machine
-    elsewhere, // on another machine
-    gone,      // it has closed its end, and nobody knows any more whose it was
-    unknown,   // the system does not tell; errno says why
+// Whose process is at the other end of a connection.
+enum class Peer {
+    trusted,       // root's or our own user's, or on a machine that may call
+    other_user,    // another user's on this machine
+    other_machine, // on a machine that may not call
+    disconnected,  // it has closed its end, so that its owner is no longer known
+    unknown,       // the system does not tell; errno says why
 };
-Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines,
-                 std::size_t count);
-// Whether what is said on a connection to a service is for root or our own user, or for another
-// machine, and not for another user of this one.
+Peer identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines,
+              std::size_t count);
+// Whether a connection leads to a service that may hear what we send: one of root, of our own user
+// or on another machine.
 enum class Callee {
     refused,
-    unproven, // the service is, but it has not accepted the connection yet
+    unproven, // the listening socket may, but the service has not accepted the connection yet
     trusted,
 };
 Callee identify_callee(int descriptor, const sockaddr_in &service);
 
-// Makes an object in memory of the C library's heap; null when there is none.
+// Makes an object with malloc(), since the library does without the C++ run-time library; null when
+// memory runs out.
 template <class T, class... Arguments>
 T *make(Arguments &&...arguments)
 {

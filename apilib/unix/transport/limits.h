@@ -1,4 +1,4 @@
-// The limits as the transport reads them: V_ApiSetLimit writes here.
+// The limits that the transport reads and V_ApiSetLimit sets.
 #pragma once
 
 #include "velt/scalars.h"

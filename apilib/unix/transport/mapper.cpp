@@ -1,6 +1,6 @@
-// The port mapper, with which programs are registered and by which they are found.
+// The calls of the port mapper, which registers programs and tells their ports.
 
-#include <rpc/rpc.h>
+#include <rpc/rpc.h> // first, since pmap_prot.h needs it
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -14,9 +14,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "apilib/wire/routines.h"
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
+#include "apilib/wire/routines.h"
 #include "velt/api.h"
 
 namespace velt
@@ -24,11 +24,11 @@ namespace velt
 namespace
 {
 
-// A registration that stays behind is not worth a longer wait at the end.
+// Removing a registration at the end of the process is not worth a longer wait.
 constexpr std::uint32_t removal_seconds = 3;
 
-// The port of the session's own port mapper; below 0 when there is none, 0 when its name is no
-// port.
+// The port of the session's own port mapper; -1 when there is none, 0 when VQPMAP is no port
+// number.
 int session_mapper()
 {
     const char *name = std::getenv("VQPMAP");
@@ -50,7 +50,7 @@ clnt_stat ask(CLIENT *mapper, rpcproc_t procedure, bool_t (*encode)(XDR *, Argum
                      reinterpret_cast<char *>(result), left_until(deadline));
 }
 
-// Has the session's port mapper change what is registered.
+// Calls a procedure of the session's port mapper that registers or unregisters.
 bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
 {
     const sockaddr_in address = on_loopback(static_cast<in_port_t>(session_mapper()));
@@ -68,8 +68,8 @@ bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
     return status == RPC_SUCCESS && done;
 }
 
-// The machine's learns by its own socket whose a registration is. Where that is not to be seen,
-// there is its port.
+// Connects to the machine's port mapper through its local socket, which tells it the user of the
+// registration. Where that socket is missing, its TCP port is used.
 CLIENT *connect_to_machine(Time deadline)
 {
     sockaddr_un local{};

@@ -1,5 +1,5 @@
-// Whose process is at the other end of a connection. The kernel knows every TCP socket of this
-// machine with its owner: a peer that it knows is on this machine.
+// Finds out whose process is at the other end of a connection. The kernel tells the owner of every
+// TCP socket of this machine; a peer whose socket it does not know is on another machine.
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -18,16 +18,16 @@ namespace velt
 namespace
 {
 
-Speaker by_owner(unsigned owner, unsigned long inode)
+Peer by_owner(unsigned owner, unsigned long inode)
 {
-    // A socket that its process has closed is said to be root's.
+    // The kernel names root as the owner of a socket that its process has closed.
     if (inode == 0)
-        return Speaker::gone;
-    return owner == 0 || owner == geteuid() ? Speaker::trusted : Speaker::stranger;
+        return Peer::disconnected;
+    return owner == 0 || owner == geteuid() ? Peer::trusted : Peer::other_user;
 }
 
-// Asks for the socket that is at `local` and connected to `remote`.
-Speaker ask_kernel(int kernel, const sockaddr_in &local, const sockaddr_in &remote)
+// Asks the kernel for the owner of the socket at `local` that is connected to `remote`.
+Peer ask_kernel(int kernel, const sockaddr_in &local, const sockaddr_in &remote)
 {
     struct {
         nlmsghdr header;
@@ -48,27 +48,27 @@ Speaker ask_kernel(int kernel, const sockaddr_in &local, const sockaddr_in &remo
 
     alignas(nlmsghdr) char answer[1024];
     if (send(kernel, &question, sizeof question, 0) != sizeof question)
-        return Speaker::unknown;
+        return Peer::unknown;
     const ssize_t got = recv(kernel, answer, sizeof answer, 0);
     const auto *header = reinterpret_cast<const nlmsghdr *>(answer);
     if (got < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(inet_diag_msg))) ||
         header->nlmsg_type != SOCK_DIAG_BY_FAMILY)
-        return Speaker::elsewhere;
+        return Peer::other_machine;
     inet_diag_msg found;
     std::memcpy(&found, answer + NLMSG_HDRLEN, sizeof found);
-    // Where there is none, a socket that listens there may be named.
+    // When no socket is connected so, the kernel may name one that listens at `local`.
     if (found.id.idiag_dport != remote.sin_port)
-        return Speaker::elsewhere;
+        return Peer::other_machine;
     return by_owner(found.idiag_uid, found.idiag_inode);
 }
 
-// Looks for the peer's socket in a table, whose lines name both ends as in `ends`.
-Speaker find_owner(const char *table, const char *ends)
+// Looks for a socket in a table of /proc/net, whose lines name both ends as in `ends`.
+Peer find_owner(const char *table, const char *ends)
 {
     std::FILE *file = std::fopen(table, "re");
     if (!file)
-        return Speaker::unknown;
-    Speaker found = Speaker::elsewhere;
+        return Peer::unknown;
+    Peer found = Peer::other_machine;
     char line[512];
     while (std::fgets(line, sizeof line, file)) {
         const char *at = std::strstr(line, ends);
@@ -84,46 +84,47 @@ Speaker find_owner(const char *table, const char *ends)
     return found;
 }
 
-// The same where the kernel is built to be read only.
-Speaker read_tables(const sockaddr_in &local, const sockaddr_in &remote)
+// Finds the owner in the tables of /proc/net, for kernels without socket diagnostics.
+Peer read_tables(const sockaddr_in &local, const sockaddr_in &remote)
 {
     char ends[160];
     std::snprintf(ends, sizeof ends, " %08X:%04X %08X:%04X", local.sin_addr.s_addr,
                   ntohs(local.sin_port), remote.sin_addr.s_addr, ntohs(remote.sin_port));
-    const Speaker found = find_owner("/proc/net/tcp", ends);
-    if (found != Speaker::elsewhere)
+    const Peer found = find_owner("/proc/net/tcp", ends);
+    if (found != Peer::other_machine)
         return found;
-    // A process may reach an address of version 4 through a socket of version 6.
+    // An IPv6 socket may have an IPv4 address, which is mapped.
     const unsigned mapped = htonl(0xFFFF);
     std::snprintf(ends, sizeof ends, " 0000000000000000%08X%08X:%04X 0000000000000000%08X%08X:%04X",
                   mapped, local.sin_addr.s_addr, ntohs(local.sin_port), mapped,
                   remote.sin_addr.s_addr, ntohs(remote.sin_port));
-    const Speaker six = find_owner("/proc/net/tcp6", ends);
-    // A system without version 6 has no such table.
-    return six == Speaker::unknown && errno == ENOENT ? Speaker::elsewhere : six;
+    const Peer six = find_owner("/proc/net/tcp6", ends);
+    // A system without IPv6 has no such table.
+    return six == Peer::unknown && errno == ENOENT ? Peer::other_machine : six;
 }
 
-Speaker find_speaker(const sockaddr_in &here, const sockaddr_in &peer)
+Peer find_peer(const sockaddr_in &here, const sockaddr_in &peer)
 {
     const int kernel = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
     if (kernel < 0 && (errno == EMFILE || errno == ENFILE))
-        return Speaker::unknown;
-    // A kernel that answers at all knows our own end.
-    const bool answers = kernel >= 0 && ask_kernel(kernel, here, peer) == Speaker::trusted;
-    const Speaker found = answers ? ask_kernel(kernel, peer, here) : read_tables(peer, here);
+        return Peer::unknown;
+    // A kernel with socket diagnostics finds our own end of the connection.
+    const bool answers = kernel >= 0 && ask_kernel(kernel, here, peer) == Peer::trusted;
+    const Peer found = answers ? ask_kernel(kernel, peer, here) : read_tables(peer, here);
     if (kernel >= 0)
         close(kernel);
     return found;
 }
 
-// Whether an address is this machine's: then a socket can have it.
+// Whether an address is this machine's: a socket can be bound to such an address only.
 bool is_ours(in_addr address)
 {
     const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in at{};
     at.sin_family = AF_INET;
     at.sin_addr = address;
-    // Without a socket to try it with, nobody is trusted by an address.
+    // When no socket can be opened, the address counts as this machine's, which trusts nobody by
+    // it.
     const bool ours =
         probe < 0 || bind(probe, reinterpret_cast<const sockaddr *>(&at), sizeof at) == 0;
     if (probe >= 0)
@@ -131,18 +132,18 @@ bool is_ours(in_addr address)
     return ours;
 }
 
-// In which state the tables have a socket for datagrams, and one that listens.
+// The states of sockets in the tables: UDP sockets match any, listening TCP sockets this one.
 constexpr unsigned any_state = 0, listens = 0x0A;
 
-// Counts the sockets in a table that have an address: those that may speak, and the others. More
-// than one process may have the same.
+// Counts the sockets bound to an address in a table: those of trusted owners, and the others.
+// Several processes may share an address.
 void count_owners(const char *table, const sockaddr_in &at, unsigned state, int &trusted,
                   int &others)
 {
     std::FILE *file = std::fopen(table, "re");
     if (!file)
         return;
-    // Addresses of version 6 end with one of version 4; all zero is any.
+    // A mapped IPv6 address ends with the IPv4 address; a socket bound to all addresses has zeros.
     char address[9];
     std::snprintf(address, sizeof address, "%08X", at.sin_addr.s_addr);
     char line[512];
@@ -157,12 +158,12 @@ void count_owners(const char *table, const sockaddr_in &at, unsigned state, int 
             continue;
         const char *tail = host + std::strlen(host) - 8;
         if (std::strcmp(tail, address) == 0 || std::strcmp(tail, "00000000") == 0)
-            (by_owner(owner, inode) == Speaker::trusted ? trusted : others)++;
+            (by_owner(owner, inode) == Peer::trusted ? trusted : others)++;
     }
     std::fclose(file);
 }
 
-// Whether all sockets of an address are of root or of our own user.
+// Whether the address has sockets, and all belong to root or our own user.
 bool is_trusted(const char *table, const char *table6, const sockaddr_in &at, unsigned state)
 {
     int trusted = 0, others = 0;
@@ -187,10 +188,10 @@ bool transport_may_send(const sockaddr_in &receiver)
 Callee identify_callee(int descriptor, const sockaddr_in &service)
 {
     switch (identify(descriptor, service, nullptr, 0)) {
-    case Speaker::trusted:
-    case Speaker::elsewhere:
+    case Peer::trusted:
+    case Peer::other_machine:
         return Callee::trusted;
-    case Speaker::gone:
+    case Peer::disconnected:
         return is_trusted("/proc/net/tcp", "/proc/net/tcp6", service, listens) ? Callee::unproven
                                                                                : Callee::refused;
     default:
@@ -198,24 +199,23 @@ Callee identify_callee(int descriptor, const sockaddr_in &service)
     }
 }
 
-Speaker identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines,
-                 std::size_t count)
+Peer identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines, std::size_t count)
 {
     sockaddr_in here{};
     socklen_t size = sizeof here;
-    // The peer has broken the connection off, and the kernel has forgotten both ends.
+    // The peer has reset the connection, and the kernel no longer knows either end.
     if (getpeername(descriptor, reinterpret_cast<sockaddr *>(&here), &size) != 0)
-        return Speaker::gone;
+        return Peer::disconnected;
     if (getsockname(descriptor, reinterpret_cast<sockaddr *>(&here), &size) != 0)
-        return Speaker::unknown;
-    const Speaker found = find_speaker(here, peer);
-    if (found == Speaker::elsewhere && is_ours(peer.sin_addr))
-        return Speaker::gone;
-    // Only now: a machine that was named may be this one.
-    if (found == Speaker::elsewhere)
+        return Peer::unknown;
+    const Peer found = find_peer(here, peer);
+    if (found == Peer::other_machine && is_ours(peer.sin_addr))
+        return Peer::disconnected;
+    // The list comes last, because a machine in it may turn out to be this one.
+    if (found == Peer::other_machine)
         for (std::size_t i = 0; i < count; i++)
             if (machines[i] == peer.sin_addr.s_addr)
-                return Speaker::trusted;
+                return Peer::trusted;
     return found;
 }
 

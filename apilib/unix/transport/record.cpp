@@ -21,10 +21,11 @@ constexpr std::size_t mark_size = 4;
 constexpr std::uint32_t last_fragment = 0x80000000;
 
 constexpr std::size_t first_size = 8192;
-// Memory that a connection keeps from one record to the next.
+// The largest block that a connection keeps for the next record.
 constexpr std::size_t kept_size = 2 << 20;
-// The first bytes of a long record are on their way while the rest is encoded. With its mark a
-// chunk fits into one segment of the loopback device; and no number of whole pages, see Block.
+// Long records are sent in chunks, so that the first bytes travel while the rest is encoded. A
+// chunk with its mark fits into one segment of the loopback device; its size is no whole number of
+// pages, for the reason given at Block.
 constexpr std::size_t chunk_size = 63 << 10;
 
 void put_mark(char *to, std::size_t size, bool last)
@@ -58,7 +59,7 @@ bool wait_until(int descriptor, short events, Time deadline)
 {
     for (;;) {
         const Time left = deadline - now();
-        // Up, so that the wait is never cut short.
+        // The time is rounded up, so that poll() does not return early.
         const Time time = left > 0 ? std::min<Time>((left + 999'999) / 1'000'000, INT_MAX) : 0;
         pollfd wait = {descriptor, events, 0};
         const int ready = poll(&wait, 1, static_cast<int>(time));
@@ -87,7 +88,7 @@ void Message::open(XDR &xdrs) const
     mark_whole_record(&xdrs);
 }
 
-// No more than what has come is believed to come.
+// The block grows with the bytes received, never by the length that a mark announces.
 bool RecordReader::make_room()
 {
     if (end_ < block_.size())
@@ -114,7 +115,8 @@ RecordReader::Status RecordReader::read(int descriptor, int flags)
             return would_block() || errno == EINTR ? more : broken;
         end_ += static_cast<std::size_t>(got);
         const Status status = assemble();
-        // There is more, as it seems, but others have their turns too.
+        // Even if more bytes may be there, two reads end the turn, so that other connections get
+        // theirs.
         if (status != more || static_cast<std::size_t>(got) < most || reads == 1)
             return status;
         flags = MSG_DONTWAIT;
@@ -135,7 +137,7 @@ RecordReader::Status RecordReader::assemble()
             mark = ntohl(mark);
             const std::size_t length = mark & ~last_fragment;
             if (length > limits.record_in || size_ > limits.record_in - length) {
-                // The mark stays: whoever asks again gets the same answer.
+                // The mark is not consumed, so that every further read fails in the same way.
                 if (!skips_)
                     return broken;
                 cut_ = true;
@@ -151,7 +153,7 @@ RecordReader::Status RecordReader::assemble()
             return more;
         }
         const std::size_t to = begin_ + mark_size + size_;
-        // Of a record above the limit only the word counts by which it is told from others.
+        // Only the first word of a record above the limit is kept: it is the transaction id.
         const std::size_t kept =
             cut_ ? std::min(take, sizeof(std::uint32_t) - std::min(size_, sizeof(std::uint32_t)))
                  : take;
@@ -164,18 +166,19 @@ RecordReader::Status RecordReader::assemble()
     return whole;
 }
 
-// The marks of earlier fragments, the empty ones too, leave a gap before what is not yet looked at.
+// Removes the gap that the marks of earlier fragments, even empty ones, leave before the bytes not
+// yet parsed.
 void RecordReader::close_gap()
 {
-    // Nothing of a record, its first mark included, has been taken in.
+    // Before the first mark of a record has been parsed, there is nothing to keep.
     const std::size_t to = begin_ + (size_ == 0 && left_ == 0 ? 0 : mark_size + size_);
     std::memmove(block_.data() + to, block_.data() + scanned_, end_ - scanned_);
     end_ -= scanned_ - to;
     scanned_ = to;
 }
 
-// Of the record and what follows it the smaller part is copied, so that many records in one block
-// cost no more than their bytes.
+// Copies the smaller of the record and the bytes after it, so that removing many short records from
+// one block takes linear time.
 Message RecordReader::take()
 {
     Message record;
@@ -211,9 +214,9 @@ void RecordReader::give_back(Message record)
         block_ = std::move(record.block);
 }
 
-ssize_t Outgoing::add(const char *bytes, std::size_t size)
+ssize_t SendBuffer::add(const char *bytes, std::size_t size)
 {
-    // What has gone makes room; not for less than it costs.
+    // The bytes already sent are removed when they are at least as many as have to be moved.
     if (begin_ != 0 && begin_ >= end_ - begin_) {
         std::memmove(block_.data(), block_.data() + begin_, end_ - begin_);
         end_ -= begin_;
@@ -230,7 +233,7 @@ ssize_t Outgoing::add(const char *bytes, std::size_t size)
     return static_cast<ssize_t>(size);
 }
 
-bool Outgoing::send(int descriptor)
+bool SendBuffer::send(int descriptor)
 {
     while (!empty()) {
         const ssize_t sent =
@@ -271,7 +274,8 @@ struct WriterOperations {
     static bool_t setpostn(XDR *, u_int) { return FALSE; }
     static int32_t *in_line(XDR *xdrs, u_int size)
     {
-        // Words lie on whole words; what follows a fragment of odd size goes one by one.
+        // Words must be aligned, so after an odd number of bytes the caller encodes them one by
+        // one.
         RecordWriter &to = writer(xdrs);
         return size <= chunk_size && to.used_ % 4 == 0 ? reinterpret_cast<int32_t *>(to.room(size))
                                                        : nullptr;
@@ -283,7 +287,7 @@ struct WriterOperations {
                                            setpostn, in_line, destroy,  control};
 };
 
-RecordWriter::RecordWriter(int descriptor, Block &chunk, Outgoing *queue, Time deadline)
+RecordWriter::RecordWriter(int descriptor, Block &chunk, SendBuffer *queue, Time deadline)
     : descriptor_(descriptor), chunk_(chunk), queue_(queue), deadline_(deadline), used_(0)
 {
     xdrs_.x_op = XDR_ENCODE;
@@ -293,7 +297,7 @@ RecordWriter::RecordWriter(int descriptor, Block &chunk, Outgoing *queue, Time d
         error_ = ENOMEM;
 }
 
-// Whether so much more is allowed; before any of it is on its way.
+// Checks the limit before any of these bytes is sent.
 bool RecordWriter::may_add(std::size_t size)
 {
     const std::size_t limit = limits.record_out;
@@ -327,7 +331,7 @@ bool RecordWriter::put(const char *bytes, std::size_t size)
     return true;
 }
 
-// Sends what is in the chunk as one fragment.
+// Sends the content of the chunk as one fragment.
 bool RecordWriter::flush(bool last)
 {
     put_mark(chunk_.data(), used_, last);

@@ -11,7 +11,7 @@
 namespace velt
 {
 
-// Nanoseconds of a clock that only goes forward.
+// Nanoseconds of the monotonic clock.
 using Time = std::int64_t;
 constexpr Time never = INT64_MAX;
 Time now();
@@ -20,12 +20,12 @@ inline Time after_seconds(std::uint32_t seconds)
 {
     return now() + Time{seconds} * 1'000'000'000;
 }
-// Waits for one descriptor up to a time; false, with errno ETIMEDOUT, when that is over.
+// Polls one descriptor until the deadline; false, with errno ETIMEDOUT, when that has passed.
 bool wait_until(int descriptor, short events, Time deadline);
 
-// A block of memory that grows. Its data begin a little into it: the processors' string moves, by
-// which the system copies into it, take ten times as long to a place that is just behind the place
-// of the source in its page, and sources begin with a page, as large blocks of the heap do.
+// A growing block of memory. Its data begin `lead` bytes into it. The kernel copies with string
+// moves, which are ten times slower when the destination lies just behind the source modulo the
+// page size; large blocks of the heap, which sources mostly are, begin near the start of a page.
 class Block
 {
 public:
@@ -63,39 +63,39 @@ private:
     std::size_t size_ = 0;
 };
 
-// A record that was read, with the memory that it lies in.
+// The content of a record that has been read, with the memory that holds it.
 struct Message {
     Block block;
     std::size_t begin = 0;
     std::size_t size = 0;
-    bool cut = false; // it was above the limit: no more than its first word is here
+    bool cut = false; // the record was above the limit, and only its first word was kept
 
     char *bytes() const { return block.data() + begin; }
-    // Its first word, which tells a call and its answer from others; 0 in one that is too short.
+    // Its first word, the RPC transaction id; 0 when the message is too short.
     std::uint32_t id() const;
-    // A stream of the whole record, of which decoders may know that nothing follows.
+    // Makes an XDR stream of the message, marked so that decoders know where the record ends.
     void open(XDR &xdrs) const;
 };
 
-// Takes bytes as they come and puts the fragments of a record together.
+// Reads a byte stream and assembles records from their fragments.
 class RecordReader
 {
 public:
     enum Status { more, whole, closed, broken };
 
-    // A record above the limit is no error: its bytes are skipped as they come.
+    // From now on a record above the limit is no error: its bytes are read and discarded.
     void skip_long_records() { skips_ = true; }
 
-    // Reads what there is, once and once more if that filled the room; with flags of 0 waits for it
-    // first, as the socket says. `closed`: the peer has ended the connection; `broken`: an error of
+    // Reads what has arrived, at most twice. With flags of 0 the first read waits up to the
+    // socket's own time limit. `closed`: the peer has ended the connection; `broken`: an error of
     // the system, or a record above the limit.
     Status read(int descriptor, int flags = MSG_DONTWAIT);
     bool has_record() const { return last_ && left_ == 0; }
-    // Between two records, with nothing of the next one read.
+    // Whether the reader is between two records, with nothing of the next one read.
     bool at_rest() const { return end_ == begin_; }
-    // The record; what follows it stays for the next.
+    // Removes the complete record; bytes read after it stay and are assembled next.
     Message take();
-    // The memory of a record that is done with, for the next one.
+    // Reuses the memory of a record that is no longer needed.
     void give_back(Message record);
 
 private:
@@ -103,26 +103,26 @@ private:
     Status assemble();
     void close_gap();
 
-    Block block_;           // a mark, the record's bytes so far, then what is not yet looked at
-    std::size_t begin_ = 0; // of the mark
-    std::size_t end_ = 0;   // of all that was read
-    std::size_t scanned_ = 0;
-    std::size_t size_ = 0; // of the record so far
-    std::size_t left_ = 0; // of the present fragment
-    bool failed_ = false;  // what followed a record that was taken is broken
-    bool last_ = false;    // it is the last one
-    bool skips_ = false;
-    bool cut_ = false; // the record is above the limit
+    Block block_;             // a mark, the record's bytes so far, then bytes not yet parsed
+    std::size_t begin_ = 0;   // where the mark is
+    std::size_t end_ = 0;     // where the bytes read end
+    std::size_t scanned_ = 0; // where the bytes not yet parsed begin
+    std::size_t size_ = 0;    // bytes of the record so far
+    std::size_t left_ = 0;    // bytes of the present fragment still to come
+    bool failed_ = false;     // the bytes after the record that take() removed are no valid record
+    bool last_ = false;       // the present fragment is the record's last
+    bool skips_ = false;      // skip_long_records() was called
+    bool cut_ = false;        // the record is above the limit
 };
 
-// Bytes that a peer has not taken yet.
-class Outgoing
+// Bytes to be sent that the socket had no room for yet.
+class SendBuffer
 {
 public:
     bool empty() const { return begin_ == end_; }
-    // The number of bytes, or -1 with errno when they are too many.
+    // Returns the number of bytes, or -1 with errno when the buffer would exceed its limit.
     ssize_t add(const char *bytes, std::size_t size);
-    // Sends what goes; false when the connection is broken.
+    // Sends as much as the socket accepts; false when the connection is broken.
     bool send(int descriptor);
 
 private:
@@ -131,21 +131,22 @@ private:
     std::size_t end_ = 0;
 };
 
-// An XDR stream that encodes one record onto a socket. A long one goes out in fragments while it is
-// being encoded.
+// An XDR stream that encodes one record onto a socket. Fragments of a long record are sent while
+// the rest is being encoded.
 class RecordWriter
 {
 public:
-    // What the peer does not take at once goes to `queue`, or, without one, is waited for up to the
-    // deadline. The memory is the caller's, to be used anew.
-    RecordWriter(int descriptor, Block &chunk, Outgoing *queue, Time deadline);
+    // Bytes that the socket has no room for are appended to `queue`; without a queue the writer
+    // waits for room until the deadline. `chunk` is the caller's, so that its memory can be reused.
+    RecordWriter(int descriptor, Block &chunk, SendBuffer *queue, Time deadline);
     RecordWriter(const RecordWriter &) = delete;
     RecordWriter &operator=(const RecordWriter &) = delete;
 
     XDR *xdrs() { return &xdrs_; }
-    // Sends the rest; false with errno.
+    // Sends the last fragment; false with errno.
     bool finish();
-    // Whether some of the record is out: then it must be finished, or the connection is of no use.
+    // Whether some of the record has been sent. It must then be finished, or the connection cannot
+    // be used any more.
     bool begun() const { return begun_; }
     // Not 0 when bytes could not be sent.
     int error() const { return error_; }
@@ -160,10 +161,10 @@ private:
     XDR xdrs_{};
     int descriptor_;
     Block &chunk_;
-    Outgoing *queue_;
+    SendBuffer *queue_;
     Time deadline_;
     std::size_t used_;
-    std::size_t sent_ = 0; // in the fragments before
+    std::size_t sent_ = 0; // bytes in earlier fragments
     bool begun_ = false;
     int error_ = 0;
 };

@@ -22,9 +22,10 @@ namespace
 using Operations = std::remove_pointer_t<decltype(SVCXPRT::xp_ops)>;
 using MoreOperations = std::remove_pointer_t<decltype(SVCXPRT::xp_ops2)>;
 
-constexpr Time longest_turn = 5'000'000;
+constexpr Time turn_limit = 5'000'000;
 
-// A call of the peer that is being answered. They nest when a handler serves its own peer.
+// A call of the peer that is being answered. Calls nest when a handler runs the wait and the same
+// peer calls again.
 struct Call {
     XDR arguments{};
     std::uint32_t id = 0;
@@ -32,44 +33,44 @@ struct Call {
     Call *outer = nullptr;
 };
 
-struct Served : Connection {
+struct ServiceConnection : Connection {
     SVCXPRT handle{};
     sockaddr_in peer;
-    Listener *listener;
+    Service *service;
     Call *call = nullptr; // the innermost
-    int depth = 0;        // of dispatches that are on the stack
-    bool dead = false;    // to be released as soon as none is
+    int depth = 0;        // dispatches of this connection on the stack
+    bool dead = false;    // closed; released when `depth` is 0
     bool has_called = false;
 
-    Served(int fd, const sockaddr_in &from, Listener &of);
+    ServiceConnection(int fd, const sockaddr_in &from, Service &of);
 };
 
-Served &served(SVCXPRT *transport)
+ServiceConnection &connection_of(SVCXPRT *transport)
 {
-    return *static_cast<Served *>(transport->xp_p1);
+    return *static_cast<ServiceConnection *>(transport->xp_p1);
 }
 
-Listener &listener(SVCXPRT *transport)
+Service &service_of(SVCXPRT *transport)
 {
-    return *static_cast<Listener *>(transport->xp_p1);
+    return *static_cast<Service *>(transport->xp_p1);
 }
 
 template <class F>
-void each_served(F visit)
+void each_connection(F visit)
 {
-    for (Waiter *each = waiters; each; each = each->next)
-        if (each->kind == Waiter::serving)
-            visit(*static_cast<Served *>(each));
+    for (EventSource *each = event_sources; each; each = each->next)
+        if (each->kind == EventKind::service_connection)
+            visit(*static_cast<ServiceConnection *>(each));
 }
 
-void end(Served &connection)
+void end(ServiceConnection &connection)
 {
     if (!connection.dead) {
         connection.dead = true;
         unlink(connection);
-        const Service &service = connection.listener->service;
-        if (service.closed)
-            service.closed(service.context, &connection.handle);
+        const ServiceCallbacks &callbacks = connection.service->callbacks;
+        if (callbacks.closed)
+            callbacks.closed(callbacks.context, &connection.handle);
         close(connection.descriptor);
     }
     if (connection.depth == 0)
@@ -90,7 +91,7 @@ xprt_stat state(SVCXPRT *)
 
 bool_t get_arguments(SVCXPRT *transport, xdrproc_t decode, void *arguments)
 {
-    Call *call = served(transport).call;
+    Call *call = connection_of(transport).call;
     return call ? (*decode)(&call->arguments, arguments) : FALSE;
 }
 
@@ -103,7 +104,7 @@ bool_t free_arguments(SVCXPRT *, xdrproc_t decode, void *arguments)
 
 bool_t reply(SVCXPRT *transport, rpc_msg *message)
 {
-    Served &to = served(transport);
+    ServiceConnection &to = connection_of(transport);
     if (!to.call || to.call->answered || to.dead)
         return FALSE;
     RecordWriter writer(to.descriptor, to.chunk, &to.out, never);
@@ -111,11 +112,11 @@ bool_t reply(SVCXPRT *transport, rpc_msg *message)
     message->rm_direction = REPLY;
     if (xdr_replymsg(writer.xdrs(), message) && writer.finish()) {
         to.call->answered = true;
-        to.pace();
+        to.update_deadline();
         return TRUE;
     }
-    // An answer that is out in part cannot be taken back. Instead of one that is too long or does
-    // not encode the peer hears that there is none.
+    // A reply that has been sent in part cannot be replaced. One that is too long or cannot be
+    // encoded is replaced by a system error.
     if (writer.begun())
         end(to);
     else if (message->rm_reply.rp_stat == MSG_ACCEPTED && message->acpted_rply.ar_stat == SUCCESS)
@@ -125,7 +126,7 @@ bool_t reply(SVCXPRT *transport, rpc_msg *message)
 
 void destroy(SVCXPRT *transport)
 {
-    end(served(transport));
+    end(connection_of(transport));
 }
 
 bool_t control(SVCXPRT *, u_int, void *)
@@ -136,8 +137,8 @@ bool_t control(SVCXPRT *, u_int, void *)
 constexpr Operations operations = {receive, state, get_arguments, reply, free_arguments, destroy};
 constexpr MoreOperations more_operations = {control};
 
-Served::Served(int fd, const sockaddr_in &from, Listener &of)
-    : Connection(serving, fd), peer(from), listener(&of)
+ServiceConnection::ServiceConnection(int fd, const sockaddr_in &from, Service &of)
+    : Connection(EventKind::service_connection, fd), peer(from), service(&of)
 {
     static char network[] = "tcp";
     handle.xp_fd = fd;
@@ -149,7 +150,7 @@ Served::Served(int fd, const sockaddr_in &from, Listener &of)
     handle.xp_p1 = this;
 }
 
-// Those of a service's own handle, on which nobody calls.
+// The operations of a service's own handle, on which no call arrives.
 
 bool_t no_arguments(SVCXPRT *, xdrproc_t, void *)
 {
@@ -161,33 +162,36 @@ bool_t no_reply(SVCXPRT *, rpc_msg *)
     return FALSE;
 }
 
-void destroy_listener(SVCXPRT *transport)
+void destroy_service(SVCXPRT *transport)
 {
-    Listener &gone = listener(transport);
-    for (Waiter *each = waiters; each;) {
-        auto *connection = each->kind == Waiter::serving ? static_cast<Served *>(each) : nullptr;
+    Service &service = service_of(transport);
+    for (EventSource *each = event_sources; each;) {
+        auto *connection = each->kind == EventKind::service_connection
+                               ? static_cast<ServiceConnection *>(each)
+                               : nullptr;
         each = each->next;
-        if (connection && connection->listener == &gone) {
+        if (connection && connection->service == &service) {
             end(*connection);
-            // Who is told may have ended others.
-            each = waiters;
+            // The callback may have ended other connections.
+            each = event_sources;
         }
     }
-    unlink(gone);
-    close(gone.descriptor);
-    unmake(&gone);
+    unlink(service);
+    close(service.descriptor);
+    unmake(&service);
 }
 
-constexpr Operations listener_operations = {receive,  state,        no_arguments,
-                                            no_reply, no_arguments, destroy_listener};
+constexpr Operations service_operations = {receive,  state,        no_arguments,
+                                           no_reply, no_arguments, destroy_service};
 
-// Makes room for one more: the connection that has not called yet, and has been quiet for longest.
-bool spare_one()
+// Ends the connection that has not called yet and has been idle for longest, to make room for
+// another.
+bool evict_one()
 {
-    Served *found = nullptr;
-    // New ones stand in front.
+    ServiceConnection *found = nullptr;
+    // New connections are linked in front, so the last match is the oldest.
     bool found_rests = false;
-    each_served([&](Served &connection) {
+    each_connection([&](ServiceConnection &connection) {
         const bool rests = connection.in.at_rest() && connection.out.empty();
         if (!connection.has_called && connection.depth == 0 && rests >= found_rests) {
             found = &connection;
@@ -199,11 +203,11 @@ bool spare_one()
     return found != nullptr;
 }
 
-bool is_room()
+bool has_room()
 {
     UIntT all = 0;
     UIntT idle = 0;
-    each_served([&](Served &connection) {
+    each_connection([&](ServiceConnection &connection) {
         all++;
         idle += !connection.has_called;
     });
@@ -215,7 +219,7 @@ bool out_of_descriptors()
     return errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
 }
 
-void dispatch(Served &on, const rpc_msg &message)
+void dispatch(ServiceConnection &on, const rpc_msg &message)
 {
     const call_body &body = message.rm_call;
     svc_req request{};
@@ -224,7 +228,7 @@ void dispatch(Served &on, const rpc_msg &message)
     request.rq_proc = body.cb_proc;
     request.rq_cred = body.cb_cred;
     request.rq_xprt = &on.handle;
-    const Listener &to = *on.listener;
+    const Service &to = *on.service;
     if (body.cb_cred.oa_flavor != AUTH_NONE && body.cb_cred.oa_flavor != AUTH_SYS)
         return svcerr_auth(&on.handle, AUTH_REJECTEDCRED);
     if (body.cb_prog != to.program)
@@ -232,15 +236,15 @@ void dispatch(Served &on, const rpc_msg &message)
     if (body.cb_vers != to.version)
         return svcerr_progvers(&on.handle, to.version, to.version);
     on.has_called |= body.cb_proc != NULLPROC;
-    to.service.dispatch(to.service.context, &request, &on.handle);
+    to.callbacks.dispatch(to.callbacks.context, &request, &on.handle);
 }
 
-// False when what the peer has sent is no call.
-bool answer(Served &on)
+// Answers the next call; false when the peer has sent something else.
+bool answer(ServiceConnection &on)
 {
     Message record = on.in.take();
     on.deadline = never;
-    on.pace();
+    on.update_deadline();
     char credentials[MAX_AUTH_BYTES];
     char verifier[MAX_AUTH_BYTES];
     rpc_msg message{};
@@ -255,7 +259,7 @@ bool answer(Served &on)
         on.call = &call;
         dispatch(on, message);
         on.call = call.outer;
-        // While its call was served nothing of it was read.
+        // Nothing was read from the connection while its call was served, so it cannot be late.
         on.deadline = never;
     }
     xdr_destroy(&call.arguments);
@@ -265,25 +269,26 @@ bool answer(Served &on)
 
 } // namespace
 
-Listener::Listener(int fd, const Service &of) : Waiter(listener, fd), service(of)
+Service::Service(int fd, const ServiceCallbacks &of)
+    : EventSource(EventKind::service, fd), callbacks(of)
 {
     handle.xp_fd = fd;
-    handle.xp_ops = &listener_operations;
+    handle.xp_ops = &service_operations;
     handle.xp_ops2 = &more_operations;
     handle.xp_verf = _null_auth;
     handle.xp_p1 = this;
 }
 
-void Listener::turn_away(Refusal why, const sockaddr_in &peer)
+void Service::report_refusal(Refusal why, const sockaddr_in &peer)
 {
     static constexpr const char *reasons[] = {"the system does not tell whose it is",
                                               "only the host's machine may speak here",
                                               "only root and the same user may speak here",
                                               "there are too many connections", "no memory"};
     static_assert(std::size(reasons) == static_cast<int>(Refusal::count));
-    // A peer that comes again and again is not heard of each time.
-    Time &until = silent_until[static_cast<int>(why)];
-    if (now() < until || !service.report)
+    // A peer that connects again and again is reported at most once a minute.
+    Time &until = report_again_at[static_cast<int>(why)];
+    if (now() < until || !callbacks.report)
         return;
     until = after_seconds(60);
     char text[160];
@@ -291,10 +296,10 @@ void Listener::turn_away(Refusal why, const sockaddr_in &peer)
     inet_ntop(AF_INET, &peer.sin_addr, address, sizeof address);
     std::snprintf(text, sizeof text, "turned away a connection from %s: %s", address,
                   reasons[static_cast<int>(why)]);
-    service.report(service.context, text);
+    callbacks.report(callbacks.context, text);
 }
 
-void accept_on(Listener &to)
+void accept_on(Service &to)
 {
     sockaddr_in peer{};
     socklen_t size = sizeof peer;
@@ -302,27 +307,27 @@ void accept_on(Listener &to)
                            SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) {
         const bool passing = errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
-        if (!passing && !(out_of_descriptors() && spare_one()))
-            to.rests_until = now() + breather;
+        if (!passing && !(out_of_descriptors() && evict_one()))
+            to.paused_until = now() + retry_interval;
         return;
     }
-    Speaker speaker = identify(fd, peer, to.machines, to.machine_count);
-    if (speaker == Speaker::unknown && out_of_descriptors() && spare_one())
-        speaker = identify(fd, peer, to.machines, to.machine_count);
-    Served *made = nullptr;
+    Peer identity = identify(fd, peer, to.machines, to.machine_count);
+    if (identity == Peer::unknown && out_of_descriptors() && evict_one())
+        identity = identify(fd, peer, to.machines, to.machine_count);
+    ServiceConnection *made = nullptr;
     Refusal refusal = Refusal::no_memory;
-    if (speaker != Speaker::trusted)
-        refusal = speaker == Speaker::unknown     ? Refusal::unknown
-                  : speaker == Speaker::elsewhere ? Refusal::elsewhere
-                                                  : Refusal::stranger;
-    else if (!is_room() && !spare_one())
+    if (identity != Peer::trusted)
+        refusal = identity == Peer::unknown         ? Refusal::unknown
+                  : identity == Peer::other_machine ? Refusal::other_machine
+                                                    : Refusal::other_user;
+    else if (!has_room() && !evict_one())
         refusal = Refusal::too_many;
     else
-        made = make<Served>(fd, peer, to);
+        made = make<ServiceConnection>(fd, peer, to);
     if (!made) {
         close(fd);
-        if (speaker != Speaker::gone)
-            to.turn_away(refusal, peer);
+        if (identity != Peer::disconnected)
+            to.report_refusal(refusal, peer);
         return;
     }
     const int on = 1;
@@ -332,38 +337,39 @@ void accept_on(Listener &to)
 
 void serve_calls(Connection &connection)
 {
-    auto &on = static_cast<Served &>(connection);
+    auto &on = static_cast<ServiceConnection &>(connection);
     on.depth++;
     bool goes = on.out.send(on.descriptor);
     if (goes && on.out.empty() && !on.in.has_record()) {
         const auto status = on.in.read(on.descriptor);
         goes = status != RecordReader::closed && status != RecordReader::broken;
     }
-    // No more than what one read has brought, and not for long: others wait too.
+    // One turn answers the calls that one read brought, for a limited time, so that other
+    // connections get their turns.
     for (Time turn = 0; goes && can_read(on) && on.in.has_record() && (!turn || now() < turn);) {
         goes = answer(on);
         if (!turn && on.in.has_record())
-            turn = now() + longest_turn;
+            turn = now() + turn_limit;
     }
     on.depth--;
     if (!goes || on.dead)
         end(on);
     else
-        on.pace();
+        on.update_deadline();
 }
 
 bool can_read(const Connection &connection)
 {
-    const auto &on = static_cast<const Served &>(connection);
+    const auto &on = static_cast<const ServiceConnection &>(connection);
     return !on.dead && on.out.empty() && !(on.call && !on.call->answered);
 }
 
 void drop(Connection &connection)
 {
-    end(static_cast<Served &>(connection));
+    end(static_cast<ServiceConnection &>(connection));
 }
 
-SVCXPRT *transport_listen(const Service &service, in_addr_t interface)
+SVCXPRT *transport_listen(const ServiceCallbacks &service, in_addr_t interface)
 {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
     sockaddr_in address{};
@@ -371,10 +377,10 @@ SVCXPRT *transport_listen(const Service &service, in_addr_t interface)
     address.sin_addr.s_addr = interface;
     socklen_t size = sizeof address;
     auto *where = reinterpret_cast<sockaddr *>(&address);
-    Listener *made = nullptr;
+    Service *made = nullptr;
     if (fd >= 0 && bind(fd, where, size) == 0 && listen(fd, SOMAXCONN) == 0 &&
         getsockname(fd, where, &size) == 0)
-        made = make<Listener>(fd, service);
+        made = make<Service>(fd, service);
     if (!made) {
         if (fd >= 0)
             close(fd);
@@ -385,17 +391,17 @@ SVCXPRT *transport_listen(const Service &service, in_addr_t interface)
     return &made->handle;
 }
 
-void transport_answer(SVCXPRT *service, rpcprog_t program, rpcvers_t version)
+void transport_set_program(SVCXPRT *service, rpcprog_t program, rpcvers_t version)
 {
-    Listener &to = listener(service);
+    Service &to = service_of(service);
     to.program = static_cast<std::uint32_t>(program);
     to.version = static_cast<std::uint32_t>(version);
 }
 
 void transport_allow(SVCXPRT *service, in_addr_t machine)
 {
-    Listener &to = listener(service);
-    if (to.machine_count < Listener::most_machines)
+    Service &to = service_of(service);
+    if (to.machine_count < Service::most_machines)
         to.machines[to.machine_count++] = machine;
 }
 

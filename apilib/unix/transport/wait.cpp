@@ -1,4 +1,4 @@
-// The one wait for every descriptor, and the turns of those that are ready.
+// The wait for all event sources, and the dispatch of those that are ready.
 
 #include <algorithm>
 #include <cerrno>
@@ -17,30 +17,30 @@
 namespace velt
 {
 
-Waiter *waiters;
+EventSource *event_sources;
 
 namespace
 {
 
 constexpr int mask_bits = 32;
 
-struct Foreign : Waiter {
+struct Watched : EventSource {
     void (*act)(void *context);
     void *context;
 
-    Foreign(int fd, void (*then)(void *), void *with)
-        : Waiter(foreign, fd), act(then), context(with)
+    Watched(int fd, void (*then)(void *), void *with)
+        : EventSource(EventKind::watched, fd), act(then), context(with)
     {
     }
 };
 
-// The descriptors of one wait.
-struct Poll {
+// The array that one wait passes to poll().
+struct PollSet {
     Block block;
     std::size_t count = 0;
 
     pollfd *entries() const { return reinterpret_cast<pollfd *>(block.data()); }
-    // Its place, or -1 when there is no memory.
+    // Returns the index of the entry, or -1 when memory runs out.
     int add(int descriptor, short events)
     {
         if (!block.grow(count < block.size() / sizeof(pollfd) ? 0
@@ -51,12 +51,13 @@ struct Poll {
     }
 };
 
-// Ends a wait in time by a descriptor. A time limit of poll's own has the system set up a timer and
-// take it down again with every wait, and nearly all waits end long before.
+// Ends a wait in time through a timer descriptor. The time limit of poll() itself would have the
+// kernel set up a timer and remove it again in every wait, and nearly all waits end long before.
 class Alarm
 {
 public:
-    // The descriptor, which will be readable at that time or before; -1 when there is none.
+    // Returns the descriptor, which becomes readable at that time or earlier; -1 when there is
+    // none.
     int set(Time time, Time present)
     {
         if (descriptor_ < 0 && !open())
@@ -70,16 +71,17 @@ public:
         }
         return descriptor_;
     }
-    // It has been found readable. Whether it has gone off or is open no more: it is set anew.
-    void gone_off() { set_for_ = 0; }
+    // The descriptor was found readable, because the timer expired or the descriptor is no longer
+    // open. Either way the next wait sets it anew.
+    void expired() { set_for_ = 0; }
 
 private:
     bool open()
     {
-        // A child process that goes on with the service must not set its parent's.
+        // After a fork the child must not set the timer, which it shares with its parent.
         static const int at_fork = pthread_atfork(nullptr, nullptr, [] { forget(); });
         const int low = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-        // Those that masks can name are few.
+        // Low descriptors are left to the services, since masks only name those below 32.
         descriptor_ = low < 0 || at_fork != 0 ? -1 : fcntl(low, F_DUPFD_CLOEXEC, mask_bits);
         if (low >= 0)
             close(low);
@@ -100,35 +102,36 @@ void Alarm::forget()
     alarm_clock = Alarm();
 }
 
-// Used anew by every wait: what it finds goes into the waiters. Never released.
-Poll *polled;
+// The array of all waits, whose results are copied into the event sources. It is never released.
+PollSet *poll_set;
 
-// What to wait for; 0 for nothing now. `ready` is set for what need not be waited for.
-short interest(Waiter &waiter, Time time, Time &nearest)
+// The events of poll() to wait for; 0 for none at present. Sets `ready` of a source that can be
+// served without a wait.
+short interest(EventSource &source, Time time, Time &nearest)
 {
-    switch (waiter.kind) {
-    case Waiter::listener: {
-        const Time rest = static_cast<Listener &>(waiter).rests_until;
+    switch (source.kind) {
+    case EventKind::service: {
+        const Time rest = static_cast<Service &>(source).paused_until;
         if (rest <= time)
             return POLLIN;
         nearest = std::min(nearest, rest);
         return 0;
     }
-    case Waiter::foreign:
+    case EventKind::watched:
         return POLLIN;
-    case Waiter::resting:
+    case EventKind::idle_client:
         return POLLRDHUP;
-    case Waiter::serving:
-    case Waiter::calling:
+    case EventKind::service_connection:
+    case EventKind::async_client:
         break;
     }
-    auto &connection = static_cast<Connection &>(waiter);
-    const bool calling = waiter.kind == Waiter::calling;
+    auto &connection = static_cast<Connection &>(source);
+    const bool calling = source.kind == EventKind::async_client;
     if (!connection.out.empty())
         return static_cast<short>(calling ? POLLIN | POLLOUT : POLLOUT);
     if (!calling && !can_read(connection))
         return 0;
-    waiter.ready = connection.in.has_record();
+    source.ready = connection.in.has_record();
     return POLLIN;
 }
 
@@ -136,34 +139,34 @@ template <class F>
 UIntT mask_of(F counts)
 {
     UIntT mask = 0;
-    for (const Waiter *each = waiters; each; each = each->next)
-        if ((each->kind == Waiter::listener || each->kind == Waiter::serving) &&
+    for (const EventSource *each = event_sources; each; each = each->next)
+        if ((each->kind == EventKind::service || each->kind == EventKind::service_connection) &&
             each->descriptor < mask_bits && counts(*each))
             mask |= 1U << each->descriptor;
     return mask;
 }
 
-// Drops what has not got on in its time, although it had a turn since that was over: this process
-// may have been busy with something else.
+// Ends the connections whose deadline has passed. One that is ready, and has had no turn since,
+// gets one first: this process may have been busy with something else.
 void drop_late(Time time)
 {
-    for (Waiter *each = waiters; each;) {
-        Waiter *next = each->next;
+    for (EventSource *each = event_sources; each;) {
+        EventSource *next = each->next;
         if (each->deadline <= time) {
             auto &connection = static_cast<Connection &>(*each);
-            const bool calling = each->kind == Waiter::calling;
+            const bool calling = each->kind == EventKind::async_client;
             const bool sends = !connection.out.empty();
             pollfd ready{each->descriptor, sends ? short{POLLOUT} : short{POLLIN}, 0};
             if (!calling && !sends && !can_read(connection)) {
-                // Its own call is being answered meanwhile.
+                // Its own call is still being answered, so the peer cannot be late.
                 each->deadline = never;
-            } else if (each->late_turn || poll(&ready, 1, 0) <= 0) {
+            } else if (each->had_late_turn || poll(&ready, 1, 0) <= 0) {
                 if (calling)
-                    give_up_replies(connection);
+                    time_out_replies(connection);
                 else
                     drop(connection);
-                // Who is told may have ended others.
-                next = waiters;
+                // The callback may have ended other connections.
+                next = event_sources;
             }
         }
         each = next;
@@ -172,35 +175,35 @@ void drop_late(Time time)
 
 } // namespace
 
-void link(Waiter &waiter)
+void link(EventSource &source)
 {
-    waiter.next = waiters;
-    waiters = &waiter;
+    source.next = event_sources;
+    event_sources = &source;
 }
 
-void unlink(Waiter &waiter)
+void unlink(EventSource &source)
 {
-    for (Waiter **each = &waiters; *each; each = &(*each)->next) {
-        if (*each == &waiter) {
-            *each = waiter.next;
+    for (EventSource **each = &event_sources; *each; each = &(*each)->next) {
+        if (*each == &source) {
+            *each = source.next;
             return;
         }
     }
 }
 
-void Connection::pace()
+void Connection::update_deadline()
 {
     if (out.empty() && (in.at_rest() || in.has_record())) {
         deadline = never;
     } else if (deadline == never) {
         deadline = after_seconds(limits.record_seconds);
-        late_turn = false;
+        had_late_turn = false;
     }
 }
 
 bool transport_watch(int descriptor, void (*ready)(void *context), void *context)
 {
-    auto *made = make<Foreign>(descriptor, ready, context);
+    auto *made = make<Watched>(descriptor, ready, context);
     if (made)
         link(*made);
     return made != nullptr;
@@ -208,22 +211,22 @@ bool transport_watch(int descriptor, void (*ready)(void *context), void *context
 
 void transport_unwatch(int descriptor)
 {
-    for (Waiter *each = waiters; each; each = each->next) {
-        if (each->kind == Waiter::foreign && each->descriptor == descriptor) {
+    for (EventSource *each = event_sources; each; each = each->next) {
+        if (each->kind == EventKind::watched && each->descriptor == descriptor) {
             unlink(*each);
-            return unmake(static_cast<Foreign *>(each));
+            return unmake(static_cast<Watched *>(each));
         }
     }
 }
 
 UIntT transport_mask()
 {
-    return mask_of([](const Waiter &) { return true; });
+    return mask_of([](const EventSource &) { return true; });
 }
 
 UIntT transport_ready()
 {
-    return mask_of([](const Waiter &waiter) { return waiter.ready; });
+    return mask_of([](const EventSource &source) { return source.ready; });
 }
 
 int transport_wait(UIntT *others, int milliseconds)
@@ -231,52 +234,52 @@ int transport_wait(UIntT *others, int milliseconds)
     const UIntT wanted = others ? *others : 0;
     if (others)
         *others = 0;
-    if (!polled && !(polled = make<Poll>()))
+    if (!poll_set && !(poll_set = make<PollSet>()))
         return -1;
     Time time = now();
     for (const Time end = time + Time{milliseconds} * 1'000'000;; time = now()) {
         drop_late(time);
         Time nearest = end;
         int ready = 0;
-        polled->count = 0;
-        for (Waiter *each = waiters; each; each = each->next) {
+        poll_set->count = 0;
+        for (EventSource *each = event_sources; each; each = each->next) {
             each->ready = false;
             const short events = interest(*each, time, nearest);
-            each->slot = events && !each->ready ? polled->add(each->descriptor, events) : -1;
+            each->slot = events && !each->ready ? poll_set->add(each->descriptor, events) : -1;
             ready += each->ready;
-            // Without memory to wait for it, soon again.
+            // When memory for its entry ran out, the wait ends early and tries again.
             if (events && !each->ready && each->slot < 0)
-                nearest = std::min(nearest, time + breather);
+                nearest = std::min(nearest, time + retry_interval);
             nearest = std::min(nearest, each->deadline);
         }
-        const std::size_t ours = polled->count;
+        const std::size_t ours = poll_set->count;
         for (int fd = 0; fd < mask_bits; fd++)
             if (wanted & 1U << fd)
-                polled->add(fd, POLLIN);
+                poll_set->add(fd, POLLIN);
 
-        const std::size_t theirs = polled->count;
+        const std::size_t theirs = poll_set->count;
         const Time left = ready ? 0 : std::max<Time>(nearest - time, 0);
         auto limit = static_cast<int>(std::min<Time>((left + 999'999) / 1'000'000, INT_MAX));
         if (const int fd = limit ? alarm_clock.set(nearest, time) : -1;
-            fd >= 0 && polled->add(fd, POLLIN) >= 0)
+            fd >= 0 && poll_set->add(fd, POLLIN) >= 0)
             limit = -1;
-        int found = poll(polled->entries(), polled->count, limit);
+        int found = poll(poll_set->entries(), poll_set->count, limit);
         if (found < 0)
             return -1;
-        if (polled->count > theirs && polled->entries()[theirs].revents) {
-            alarm_clock.gone_off();
+        if (poll_set->count > theirs && poll_set->entries()[theirs].revents) {
+            alarm_clock.expired();
             found--;
         }
         if (found + ready == 0) {
             if (now() >= end)
                 return 0;
-            continue; // something else has had its time
+            continue; // only the timer of a deadline expired
         }
-        for (Waiter *each = waiters; each; each = each->next)
+        for (EventSource *each = event_sources; each; each = each->next)
             if (each->slot >= 0)
-                each->ready = polled->entries()[each->slot].revents != 0;
+                each->ready = poll_set->entries()[each->slot].revents != 0;
         for (std::size_t i = ours; i < theirs; i++) {
-            const pollfd &entry = polled->entries()[i];
+            const pollfd &entry = poll_set->entries()[i];
             if (entry.revents & POLLNVAL) {
                 *others = 0;
                 errno = EBADF;
@@ -291,46 +294,46 @@ int transport_wait(UIntT *others, int milliseconds)
 
 void transport_dispatch()
 {
-    for (Waiter *each = waiters; each;) {
+    for (EventSource *each = event_sources; each;) {
         if (!each->ready) {
             each = each->next;
             continue;
         }
         each->ready = false;
-        if (each->deadline != never && !each->late_turn && each->deadline <= now()) {
-            each->late_turn = true;
+        if (each->deadline != never && !each->had_late_turn && each->deadline <= now()) {
+            each->had_late_turn = true;
             each->deadline = after_seconds(1);
         }
         switch (each->kind) {
-        case Waiter::listener:
-            accept_on(static_cast<Listener &>(*each));
+        case EventKind::service:
+            accept_on(static_cast<Service &>(*each));
             break;
-        case Waiter::serving:
+        case EventKind::service_connection:
             serve_calls(static_cast<Connection &>(*each));
             break;
-        case Waiter::calling:
-            serve_replies(static_cast<Connection &>(*each));
+        case EventKind::async_client:
+            receive_replies(static_cast<Connection &>(*each));
             break;
-        case Waiter::resting:
-            end_rest(static_cast<Connection &>(*each));
+        case EventKind::idle_client:
+            note_end(static_cast<Connection &>(*each));
             break;
-        case Waiter::foreign:
-            static_cast<Foreign &>(*each).act(static_cast<Foreign &>(*each).context);
+        case EventKind::watched:
+            static_cast<Watched &>(*each).act(static_cast<Watched &>(*each).context);
             break;
         }
-        // Whoever was served may have changed the list.
-        each = waiters;
+        // The handlers may have changed the list, so the search begins anew.
+        each = event_sources;
     }
 }
 
 void transport_dispatch_rest()
 {
-    for (Waiter *each = waiters; each;) {
+    for (EventSource *each = event_sources; each;) {
         auto *connection =
-            each->kind == Waiter::serving ? static_cast<Connection *>(each) : nullptr;
+            each->kind == EventKind::service_connection ? static_cast<Connection *>(each) : nullptr;
         if (connection && connection->in.has_record() && can_read(*connection)) {
             serve_calls(*connection);
-            each = waiters;
+            each = event_sources;
         } else {
             each = each->next;
         }

@@ -15,9 +15,9 @@ IntT V_ApiClear(V_ObjHandleT doc, IntT int2);
 IntT V_ApiCopy(V_ObjHandleT doc, IntT int2);
 /* Pastes. */
 IntT V_ApiPaste(V_ObjHandleT doc, IntT int2);
-/* Puts the clipboard on its stack. */
+/* Pushes the clipboard on its stack. */
 void V_ApiPushClipboard(void);
-/* Takes the clipboard from its stack. */
+/* Pops the clipboard from its stack. */
 IntT V_ApiPopClipboard(void);
 
 VELT_END_DECLS

@@ -4,14 +4,15 @@
  * what happened, also when the host refuses: the caller passes the address of a pointer, which must
  * be null at first. What it points to is released, and the pointer set to the list of this call,
  * which belongs to the library and stays until the next call of the same operation. Without an
- * answer it stays as it was. Record pointers must not be null. Failures otherwise as in session.h.
+ * answer it stays as it was. Structure pointers must not be null. Failures otherwise as in
+ * session.h.
  */
 #ifndef VELT_API_DOCUMENTS_H
 #define VELT_API_DOCUMENTS_H
 
 #include "velt/api/values.h"
 
-/* What a comparison makes; the host says what the two are. */
+/* The two ids that a comparison returns; the host says what they are. */
 typedef struct V_CompareRetT {
     UIntT firstId;
     UIntT secondId;
@@ -31,8 +32,8 @@ V_ObjHandleT V_ApiImport(V_ObjHandleT doc, const V_TextLocT *loc, const char *fi
 IntT V_ApiExport(V_ObjHandleT doc, const char *fileName, const V_PropValsT *options,
                  V_PropValsT **returned);
 
-/* The host's own options of an operation, to be changed and passed to it. The list is the caller's;
- * it is empty when memory runs out. */
+/* The host's default options of an operation, to be changed and passed to it. The list is the
+ * caller's; it is empty when memory runs out. */
 V_PropValsT V_ApiGetOpenDefaultParams(void);
 V_PropValsT V_ApiGetSaveDefaultParams(void);
 V_PropValsT V_ApiGetImportDefaultParams(void);
@@ -44,18 +45,18 @@ IntT V_ApiCheckStatus(const V_PropValsT *returned, IntT statusBit);
 
 /* Closes a document or book. */
 IntT V_ApiClose(V_ObjHandleT doc, IntT int2);
-/* Creates a document of one's own measures; returns its id. */
+/* Creates a document of custom measures; returns its id. */
 V_ObjHandleT V_ApiCustomDoc(IntT int1, IntT int2, IntT int3, IntT int4, IntT int5, IntT int6,
                             IntT int7, IntT int8, IntT int9, IntT int10);
 /* Has the host cache a document; returns the id that it answers. */
 V_ObjHandleT V_ApiCacheDocument(V_ObjHandleT doc);
 /* Prints a document without asking the user. */
 IntT V_ApiSilentPrintDoc(V_ObjHandleT doc);
-/* Takes formats over into a document. */
+/* Imports formats into a document. */
 IntT V_ApiSimpleImportFormats(V_ObjHandleT doc, V_ObjHandleT id2, IntT int3);
-/* Takes element definitions over into a document. */
+/* Imports element definitions into a document. */
 IntT V_ApiSimpleImportElementDefs(V_ObjHandleT doc, V_ObjHandleT id2, IntT int3);
-/* Generates what a book asks for. */
+/* Generates the files that a book asks for. */
 IntT V_ApiSimpleGenerate(V_ObjHandleT id1, IntT int2, IntT int3);
 /* Compares two documents or books; returns two ids, both 0 on failure. */
 V_CompareRetT V_ApiCompare(V_ObjHandleT id1, V_ObjHandleT id2, IntT int3, const char *str4,
@@ -66,7 +67,7 @@ IntT V_ApiUpdateXRefs(V_ObjHandleT doc, IntT int2);
 IntT V_ApiApplyPageLayout(V_ObjHandleT id1, V_ObjHandleT id2, V_ObjHandleT id3);
 /* Brings a text inset up to date. */
 IntT V_ApiUpdateTextInset(V_ObjHandleT doc, V_ObjHandleT inset);
-/* Deletes what a text inset holds. */
+/* Deletes the contents of a text inset. */
 IntT V_ApiDeleteTextInsetContents(V_ObjHandleT doc, V_ObjHandleT inset);
 /* Creates a book component at a place in the book's structure; returns its id. */
 V_ObjHandleT V_ApiNewBookComponentInHierarchy(V_ObjHandleT book, const char *name,
@@ -76,11 +77,11 @@ V_ObjHandleT V_ApiNewBookComponentInHierarchy(V_ObjHandleT book, const char *nam
 IntT V_ApiRestartPgfNumbering(V_ObjHandleT doc);
 /* Hyphenates the document again. */
 IntT V_ApiRehyphenate(V_ObjHandleT doc);
-/* Takes all change bars away. */
+/* Removes all change bars. */
 IntT V_ApiClearAllChangebars(V_ObjHandleT doc);
-/* Puts the settings of equations back. */
+/* Resets the settings of equations. */
 IntT V_ApiResetEqnSettings(V_ObjHandleT doc);
-/* Puts the reference frames back. */
+/* Resets the reference frames. */
 IntT V_ApiResetReferenceFrames(V_ObjHandleT doc);
 /* Brings variables up to date. */
 IntT V_ApiUpdateVariables(V_ObjHandleT doc);

@@ -1,6 +1,6 @@
 /* The element structure of structured documents, and attributes.
  *
- * Some calls return nothing: their failure is in VA_errno. Record pointers must not be null.
+ * Some calls return nothing: their failure is in VA_errno. Structure pointers must not be null.
  * Failures otherwise as in session.h.
  */
 #ifndef VELT_API_ELEMENTS_H
@@ -17,7 +17,7 @@ V_ObjHandleT V_ApiNewElementInHierarchy(V_ObjHandleT doc, V_ObjHandleT def,
                                         const V_ElementLocT *loc);
 /* Wraps the selection in an element of a definition. */
 void V_ApiWrapElement(V_ObjHandleT doc, V_ObjHandleT def);
-/* Takes the selected element away from around what it holds. */
+/* Removes the selected element but keeps its contents. */
 void V_ApiUnWrapElement(V_ObjHandleT doc);
 /* Merges the selected elements into the first of them. */
 void V_ApiMergeIntoFirst(V_ObjHandleT doc);

@@ -10,7 +10,7 @@
 #include "velt/decl.h"
 #include "velt/scalars.h"
 
-/* The version that these headers are of; V_ApiVersion tells the library's. */
+/* The version of these headers; V_ApiVersion tells the library's. */
 #define VELT_VERSION "0.1.0"
 
 /* V_kind_integer, say: what V_TypedValT.valType tells. */
@@ -35,21 +35,21 @@ enum {
     V_prop_by_name = 0
 };
 
-/* V_status_no_such_object, say: why the host refuses. */
+/* V_status_no_such_object, say: the reasons for which the host refuses a call. */
 enum {
 #define V_STATUS(code, name, meaning) V_status_##name = code,
 #include "velt/tables/statuses.def"
     V_status_ok = 0
 };
 
-/* V_error_no_answer, say: what the library sets itself. */
+/* V_error_no_answer, say: the errors that the library sets itself. */
 enum {
 #define V_ERROR(code, name, meaning) V_error_##name = code,
 #include "velt/tables/errors.def"
     V_error_none = 0
 };
 
-/* V_limit_record_in, say: what V_ApiSetLimit sets. */
+/* V_limit_record_in, say: the limits that V_ApiSetLimit sets. */
 enum {
 #define V_LIMIT(number, name, value, meaning) V_limit_##name = number,
 #include "velt/tables/limits.def"
@@ -71,8 +71,8 @@ enum {
 
 VELT_BEGIN_DECLS
 
-/* One line on a value of VA_errno, without its end; never null. A code that the library and the
- * host both have means what the library says. */
+/* One line of text on a value of VA_errno, without a line end; never null. A code that the library
+ * and the host both have means what the library says. */
 const char *V_ApiErrorText(IntT error);
 /* The version of the library, as VELT_VERSION is that of the headers. */
 const char *V_ApiVersion(void);

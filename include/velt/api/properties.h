@@ -2,8 +2,8 @@
  *
  * An object is named by two ids: the document or book that contains it, or 0, then its own; the
  * session is (0, 0). A property is named by number, or by name in the calls that end in ByName;
- * facts.h has the numbers that the reference host knows. Setters return nothing: their
- * failure is in VA_errno. Record pointers must not be null. Failures otherwise as in session.h.
+ * facts.h has the numbers that the reference host knows. Setters return nothing: their failure is
+ * in VA_errno. Structure pointers must not be null. Failures otherwise as in session.h.
  */
 #ifndef VELT_API_PROPERTIES_H
 #define VELT_API_PROPERTIES_H

@@ -5,11 +5,11 @@
  *
  * Failures of every remote call: no answer sets VA_errno to V_error_no_answer, -1, a refusal sets
  * it to the host's status, which is not 0. Then a call that returns a status returns that; one that
- * returns an id, a number or a string returns 0; one that returns a record, a list or a value
+ * returns an id, a number or a string returns 0; one that returns a structure, a list or a value
  * returns one of zeros. Where it differs, the call says so. What a call returns is the caller's to
  * release, strings by V_ApiDeallocateString, lists and values by the release of their type; what it
- * is passed stays the caller's. A parameter that is named by its place and type, such as int3,
- * means what the host says.
+ * is passed stays the caller's. The host defines the meaning of a parameter that is named by its
+ * place and type, such as int3.
  */
 #ifndef VELT_API_SESSION_H
 #define VELT_API_SESSION_H
@@ -23,7 +23,8 @@ typedef struct V_TimeT {
     IntT microseconds;
 } V_TimeT;
 
-/* Told of every descriptor that the service starts (added 1) or stops (added 0) using. */
+/* A descriptor watcher. It is called for every descriptor that the service starts (added 1) or
+ * stops (added 0) using. */
 typedef void (*V_FdFuncT)(IntT descriptor, IntT added);
 
 /* A CLIENT of the RPC library. */
@@ -38,7 +39,8 @@ extern struct __rpc_client *velt_client;
 extern IntT VA_errno;
 /* Time limit of every call to the host; set it before start-up. 0, 0 becomes seven days. */
 extern V_TimeT VA_TimeOut;
-/* Non-zero asks the service loop to end; the host is told with every hand-over of control. */
+/* Non-zero asks the service loop to end; every hand-over of control passes the value to the host.
+ */
 extern IntT VA_bailout;
 /* The client's number, from the host; -1 before start-up. */
 extern IntT VA_clientno;
@@ -48,7 +50,7 @@ extern UIntT VA_SelectMask;
 /* The whole life of a client: start-up, service until VA_bailout, shutdown. Returns the exit
  * status: 0, or 1 when start-up failed (reported through V_ApiErr). The arguments are not used. */
 IntT V_ApiRun(int argc, char **argv);
-/* What the library bounds, by number: V_limit_record_in, say, in facts.h. 0 when it has no such
+/* A limit of the library by its number: V_limit_record_in, say, in facts.h. 0 when it has no such
  * limit. */
 UIntT V_ApiGetLimit(IntT limit);
 /* Sets a limit, before start-up: 0, or -1 when the library has no such limit. */
@@ -57,13 +59,13 @@ IntT V_ApiSetLimit(IntT limit, UIntT value);
  * null. Returns null, or a constant message that tells what failed. May fork: the parent exits.
  *
  * A second variable, VQPMAP, may name the port on 127.0.0.1 of a port mapper of the session's own.
- * Where it is set and not empty, that one is told and asked in the place of the machine's, the
- * session is of this machine alone, whose name is then "localhost", and the client's service
+ * Where it is set and not empty, the library uses that port mapper instead of the machine's, the
+ * session is confined to this machine, whose name is then "localhost", and the client's service
  * listens on the loopback interface. */
 const char *V_ApiStartUp(V_FdFuncT fdFunc);
 /* Releases everything that start-up made. Harmless when there is nothing. */
 void V_ApiShutDown(void);
-/* Joins a running session of the host: `name` is told to the host, hostName null or empty is this
+/* Joins a running session of the host: `name` is passed to the host, hostName null or empty is this
  * machine, program is the session's RPC program. Returns 0 or a code, also in VA_errno:
  * V_error_no_session, V_error_not_joined, V_error_no_connection, else the host's refusal. */
 IntT V_ApiConnectToSession(const char *name, const char *hostName, UIntT program);
@@ -72,7 +74,8 @@ void V_ApiErr(const char *message);
 
 /* One wait of at most 22 s at a time, and one pass of dispatch. readMask, or null, points to a mask
  * of the client's own descriptors (0 to 31) to wait on as well; on return, the ready ones. Returns
- * the wait's result. Ends the process with status 1 when the host is gone. */
+ * the wait's result. Ends the process with status 1 when the host has exited or
+ * closed the connection. */
 IntT V_ApiService(UIntT *readMask);
 /* Installs a descriptor watcher, or null, and tells it of the present descriptors at once. Returns
  * the previous one. */
@@ -98,8 +101,8 @@ StringT V_ApiClientDir(void);
 IntT V_ApiSetClientDir(const char *directory);
 /* Calls another client by name; returns the value that the host answers. */
 IntT V_ApiCallClient(const char *client, const char *str2);
-/* Asks for a notification by its code. For the reference host int2 is 0 to be told no longer; it
- * sends the codes that its user gives to its command "notify". */
+/* Asks for a notification by its code. For the reference host int2 is 0 to cancel that; it sends
+ * the codes that its user gives to its command "notify". */
 IntT V_ApiNotification(IntT notification, IntT int2);
 /* Leaves the session for good: control goes back, the connections close, VA_bailout is set. Returns
  * the host's answer, -1 when none came. No remote call may follow. */
@@ -110,16 +113,16 @@ void V_ApiInitialize(IntT initCode);
 /* A callback that each client defines: the user has chosen the command that it defined under this
  * number. */
 void V_ApiCommand(IntT command);
-/* What the client has asked for by this code has come; for code 75, stringArg points to a
+/* A notification that the client has asked for by this code; for code 75, stringArg points to a
  * V_FilterArgsT. A callback: the library's does nothing, the client's own definition replaces it.
- * What it is passed is borrowed. */
+ * Its arguments are borrowed. */
 void V_ApiNotify(IntT notification, V_ObjHandleT objectId, StringT stringArg, IntT intArg);
-/* A message has come. A callback like V_ApiNotify. */
+/* A message of another client. A callback like V_ApiNotify. */
 void V_ApiMessage(StringT message, V_ObjHandleT objectId1, V_ObjHandleT objectId2);
 /* Something has happened to an item of the client's dialog. A callback like V_ApiNotify. */
 void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail);
-/* The host is gone; the process ends with status 1 when this returns. A callback like V_ApiNotify.
- */
+/* The host has exited or closed the connection; the process ends with status 1 when this returns. A
+ * callback like V_ApiNotify. */
 void V_ApiEmergency(void);
 
 VELT_END_DECLS

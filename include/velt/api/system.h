@@ -23,7 +23,7 @@ IntT V_ApiSystemShell(const char *command);
 /* Has the host run a program with arguments; returns the host's answer, -1 when none came. The
  * pointer must not be null. */
 IntT V_ApiForkAndExec(const char *program, const V_StringsT *arguments);
-/* Hands a value to whoever called this client. */
+/* Passes a value to the client that called this one. */
 IntT V_ApiReturnValue(IntT value);
 /* Changes the colour palette. Pointers must not be null. */
 IntT V_ApiChangeColorPalette(V_ObjHandleT id1, const V_MetricsT *metrics2, V_ObjHandleT id3,
@@ -31,7 +31,7 @@ IntT V_ApiChangeColorPalette(V_ObjHandleT id1, const V_MetricsT *metrics2, V_Obj
                              const V_MetricsT *metrics6, V_ObjHandleT id7,
                              const V_MetricsT *metrics8, const V_MetricsT *metrics9,
                              V_ObjHandleT id10);
-/* Tells the user how far the client is (V_prop_progress of the session). 0, or -1 on failure;
+/* Shows the user the client's progress (V_prop_progress of the session). 0, or -1 on failure;
  * VA_errno stays as it was. */
 IntT V_Progress(IntT value);
 

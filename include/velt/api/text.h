@@ -1,6 +1,6 @@
 /* Text: editing, reading, searching, spelling, dictionaries, thesaurus, hyphenation.
  *
- * Record and list pointers must not be null. Failures as in session.h.
+ * Structure and list pointers must not be null. Failures as in session.h.
  */
 #ifndef VELT_API_TEXT_H
 #define VELT_API_TEXT_H
@@ -22,7 +22,7 @@ IntT V_ApiCenterOnText(V_ObjHandleT doc, const V_TextRangeT *range);
 /* Scrolls a graphic object to the middle. */
 IntT V_ApiCenterOnGraphicObject(V_ObjHandleT doc, V_ObjHandleT obj);
 
-/* Reads the text of an object. The host's selector, here and below, travels unsigned. */
+/* Reads the text of an object. The host's selector, here and below, is unsigned on the wire. */
 TextItemsT V_ApiGetText(V_ObjHandleT doc, V_ObjHandleT obj, IntT int3);
 /* The same with a second selector. */
 TextItemsT V_ApiGetText2(V_ObjHandleT doc, V_ObjHandleT obj, IntT int3, IntT int4);
@@ -39,20 +39,20 @@ V_TextRangeT V_ApiFind(V_ObjHandleT doc, const V_TextLocT *start, const V_PropVa
  * V_ApiDeallocateStrings; nothing when no answer came. */
 V_TextRangeT V_ApiSpell(V_ObjHandleT doc, const V_TextLocT *start, const V_PropValsT *options,
                         IntT *intOut, V_StringsT *listOut);
-/* The host's own options of the spelling check, to be changed and passed to it. The list is the
+/* The host's default options of the spelling check, to be changed and passed to it. The list is the
  * caller's; it is empty when memory runs out. */
 V_PropValsT V_ApiGetSpellDefaultParams(void);
 /* Works on a dictionary. Returns the host's status, -1 when no answer came; *listOut becomes the
  * host's strings, whatever the status, for V_ApiDeallocateStrings. */
 IntT V_ApiDictionary(V_ObjHandleT id1, const char *str2, IntT int3, IntT int4, V_StringsT *listOut);
-/* The same without strings to read out: V_dictionary_read_out, which does, is refused with
- * V_error_reads_out, also in VA_errno, unasked. */
+/* The same for operations that return no strings. V_dictionary_read_out, which does, is refused
+ * with V_error_reads_out, also in VA_errno, without asking the host. */
 IntT V_ApiDictionaryOperation(V_ObjHandleT id1, const char *str2, IntT int3, IntT operation);
 /* The strings of a dictionary, by V_dictionary_read_out; they are the caller's. */
 V_StringsT V_ApiGetDictionaryStrings(V_ObjHandleT id1, IntT int2);
 /* Changes a dictionary. 0 is success or no answer: only VA_errno tells. */
 IntT V_ApiModifyDictionary(V_ObjHandleT id1, IntT int2, IntT int3, const char *str4);
-/* Forgets what the spelling check has learnt. */
+/* Forgets the words that the spelling check has learnt. */
 IntT V_ApiResetSpelling(V_ObjHandleT id1);
 /* Looks a word up. Returns the host's status, -1 when no answer came; the four lists become the
  * host's, whatever the status, for V_ApiDeallocateStrings. */

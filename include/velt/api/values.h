@@ -31,7 +31,7 @@ VELT_BEGIN_DECLS
 #define V_LIST(name, element, plural) void V_ApiDeallocate##plural(name *list);
 #include "velt/tables/values.def"
 
-/* Memory from the process heap; null when it runs out. */
+/* Allocates memory on the process heap; null when it runs out. */
 void *VapiMalloc(size_t size);
 /* The same, zero-filled. */
 void *VapiCalloc(size_t count, size_t size);
@@ -60,8 +60,8 @@ void V_ApiAppendIntProp(V_PropValsT *list, IntT propNum, IntT value);
 void V_ApiAppendStringProp(V_PropValsT *list, IntT propNum, const char *value);
 
 /* Appends a string to a list whose array, grown by 16 entries at a time, only this call has made.
- * The list takes the string over; when memory runs out it stays as it was, and the string the
- * caller's. */
+ * The list becomes the owner of the string; when memory runs out it stays as it was, and the string
+ * the caller's. */
 void addfstr(V_StringsT *list, StringT s);
 
 /* A copy of a value; null gives zero. */
@@ -96,10 +96,10 @@ V_AttributeT V_ApiCopyAttribute(const V_AttributeT *attribute);
 /* Releases its name and values. */
 void V_ApiDeallocateAttribute(V_AttributeT *attribute);
 
-/* A new record of the arguments in `packed`, which byte 30 separates; null when memory runs out.
+/* A new structure of the arguments in `packed`, which byte 30 separates; null when memory runs out.
  * Release with VdeApiDeallocateFilterArgs, then V_Free. */
 V_FilterArgsT *VdeApiExpandFilterArgs(const char *packed);
-/* Releases what the record holds, not the record. */
+/* Releases the strings and the list in the structure, not the structure itself. */
 void VdeApiDeallocateFilterArgs(V_FilterArgsT *record);
 
 VELT_END_DECLS

@@ -1,5 +1,5 @@
-/* A row for which the includer has defined no macro gives nothing. No include guard: every table
- * includes this file anew. */
+/* A row for which the includer has defined no macro expands to nothing. No include guard: every
+ * table includes this file anew. */
 #ifndef V_RECORD
 #define V_RECORD(name, fields)
 #endif

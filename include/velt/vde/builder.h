@@ -1,7 +1,7 @@
 /* The character builder: the growable byte buffer that the encoding converters append to.
  *
- * A record that is null or was not initialised ends the process, and so does running out of memory.
- * The routines that append return the new length less 1.
+ * A null pointer or a builder that was not initialised ends the process, and so does running out of
+ * memory. The routines that append return the new length less 1.
  */
 #ifndef VELT_VDE_BUILDER_H
 #define VELT_VDE_BUILDER_H
@@ -15,11 +15,11 @@ enum {
     /* Bits of the flags. */
     VdeClCallersBuffer = 0x1, /* the buffer belongs to the caller */
     VdeClFixed = 0x2,         /* the buffer may not be resized */
-    VdeClOverflow = 0x4       /* it should have been resized */
+    VdeClOverflow = 0x4       /* it would have had to be resized */
 };
 
-/* A builder. The caller owns the record; the buffer is the builder's, V_Free it, unless the flags
- * say that it is the caller's. */
+/* A builder. The caller owns the structure; the buffer is the builder's, V_Free it, unless the
+ * flags say that it is the caller's. */
 typedef struct VdeClT {
     UIntT magic; /* VdeClMagic once initialised */
     IntT size;   /* capacity in bytes; the buffer has one more, for a terminator */

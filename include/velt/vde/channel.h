@@ -21,7 +21,7 @@ typedef struct V_ChannelT {
 
 VELT_BEGIN_DECLS
 
-/* Opens the file of the record in a mode of fopen. Null when that fails. */
+/* Opens the file of a file path in a mode of fopen. Null when that fails. */
 V_ChannelT *V_ChannelOpen(const V_FilePathT *path, const char *mode);
 /* Creates a temporary file that only the user may read and write, open for both, for
  * V_ChannelCloseTmp. Null on failure. */
@@ -34,8 +34,8 @@ IntT V_ChannelCloseTmp(V_ChannelT *ch);
 IntT VdeChannelClose(V_ChannelT **chp);
 IntT VdeChannelCloseTmp(V_ChannelT **chp);
 
-/* Reads, writes, items of so many bytes; returns how many. From a null channel comes nothing; what
- * is written to one goes to standard output. */
+/* Read and write items of a size in bytes; return the number of items. Nothing is read from a null
+ * channel; data written to one goes to standard output. */
 IntT V_ChannelRead(void *ptr, IntT size, IntT count, V_ChannelT *ch);
 IntT V_ChannelWrite(const void *ptr, IntT size, IntT count, V_ChannelT *ch);
 IntT V_ReadBytes(void *ptr, IntT count, V_ChannelT *ch);
@@ -49,7 +49,7 @@ int64_t V_ChannelSize(V_ChannelT *ch);
 /* Appends to dst all from here to the end of src, another file: 0, or -1 when reading or writing
  * fails; what was written before stays. Neither channel may be null. */
 IntT V_ChannelAppend(V_ChannelT *src, V_ChannelT *dst);
-/* Writes out what is buffered, for null that of standard output: 0, or EOF. */
+/* Writes out buffered data, for null that of standard output: 0, or EOF. */
 IntT V_ChannelFlush(V_ChannelT *ch);
 /* 1 if a read has met the end of the file, else 0; 0 for null. */
 IntT V_ChannelEof(V_ChannelT *ch);

@@ -14,8 +14,8 @@
 
 VELT_BEGIN_DECLS
 
-/* What is no character, or one that the other set lacks, becomes the full-width space; neither
- * fails. */
+/* Bytes that are no character, and characters that the other set lacks, become the full-width
+ * space; neither fails. */
 IntT VdeCNSEUC2Big5(VdeClT *cl, const char *src, IntT srcLen);
 IntT VdeBig52CNSEUC(VdeClT *cl, const char *src, IntT srcLen);
 /* A pair of bytes that is no character goes through as it is. */

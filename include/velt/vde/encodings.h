@@ -51,15 +51,17 @@ IntT V_StrANICmp(const char *a, const char *b);
 UIntT V_FontEncToTextEnc(UIntT fontEnc);
 UIntT V_TextEncToFontEnc(UIntT textEnc);
 
-/* Makes the tabs, line ends, spaces and hyphens that are control characters in Quire text those of
- * other text, and other text's tabs Quire's. In place; returns the address of the terminator. */
+/* Replace in place the tabs, line ends, spaces and hyphens that are control characters in Quire
+ * text by those of other text, and the tabs of other text by those of Quire text. They return the
+ * address of the terminator. */
 StringT VdeVQControlToExternal(StringT s);
 StringT VdeExternalControlToVQ(StringT s);
 
-/* New string in another encoding; V_Free it. Null when there is no conversion between the two, when
- * the text is cut off inside a character, and when nothing comes out. A character without an
- * equivalent ends the result of a conversion between single-byte encodings. An id above VdeEncLast
- * to convert from, and a font's or unknown encoding to convert Quire text to, end the process. */
+/* Returns a new string in another encoding; V_Free it. Null when there is no conversion between the
+ * two, when the text is cut off inside a character, and when the result is empty. A character
+ * without an equivalent ends the result of a conversion between single-byte encodings. An id above
+ * VdeEncLast to convert from, and a font's or unknown encoding to convert Quire text to, end the
+ * process. */
 StringT V_StrConvertEnc(const char *text, UIntT fromEnc, UIntT toEnc);
 
 VELT_END_DECLS

@@ -1,4 +1,4 @@
-/* What happens on a broken precondition: the process ends. */
+/* How a broken precondition ends the process. */
 #ifndef VELT_VDE_FAILURE_H
 #define VELT_VDE_FAILURE_H
 
@@ -14,8 +14,8 @@ VELT_BEGIN_DECLS
 __attribute__((noreturn)) void VdeFail(void);
 /* Ends the process as VdeFail does, unless enforcement is lenient; then returns 1. */
 IntT VdeEnforcement(void);
-/* Installs what VdeFail runs first; null installs a default that only ends the process. Returns the
- * previous one, which is the default when none was set. Makes enforcement strict. */
+/* Installs the routine that VdeFail runs first; null installs a default that only ends the process.
+ * Returns the previous one, which is the default when none was set. Makes enforcement strict. */
 VdeRoutineT V_SetAssert(VdeRoutineT handler);
 /* Makes enforcement strict (nonzero) or lenient (0). Returns 1. */
 IntT VdeSetStrictEnforcement(IntT flag);

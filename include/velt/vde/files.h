@@ -1,5 +1,5 @@
-/* What files there are, temporary names, and deletion. Names are in the internal form; a null name
- * and what is no file path record name no file. */
+/* Tests for files, temporary names, and deletion. Names are in the internal form; a null name and
+ * an invalid file path name no file. */
 #ifndef VELT_VDE_FILES_H
 #define VELT_VDE_FILES_H
 
@@ -13,13 +13,13 @@ enum { V_FileTypeDirectory = 0x4000, V_FileTypeRegular = 0x8000 };
 /* Access modes. */
 enum { V_AccessWrite = 2, V_AccessRead = 4 };
 
-/* Properties, to ask for and to get. */
+/* Properties, to be asked for and returned. */
 enum { V_StatDirectory = 0x100, V_StatRegular = 0x200, V_StatExists = 0x400 };
 enum { V_AccessReadable = 0x1, V_AccessWritable = 0x2 };
 
 VELT_BEGIN_DECLS
 
-/* 1 or 0: whether there is a file of that type, which may be accessed so. */
+/* Whether there is a file of that type that may be accessed in that mode, 1 or 0. */
 IntT VdeExists(const char *name, UIntT fileType);
 IntT VdeOperationOk(const char *name, UIntT fileType, IntT accessMode);
 IntT V_DirectoryExists(const V_FilePathT *path);
@@ -29,11 +29,11 @@ IntT V_DirectoryIsWriteable(const V_FilePathT *path);
 IntT V_FileExists(const V_FilePathT *path);
 IntT V_FileIsReadable(const V_FilePathT *path);
 IntT V_FileIsWriteable(const V_FilePathT *path);
-/* Those of the V_Stat..., V_Access... bits asked for that hold. */
+/* Returns those of the V_Stat..., V_Access... bits asked for that apply to the file. */
 UIntT VdeStatProperty(const char *name, UIntT props);
 UIntT VdeAccessProperty(const char *name, UIntT props);
 
-/* New name, of no file at present, in the first writable directory among TMPDIR, "/tmp",
+/* Returns a new name, of no file at present, in the first writable directory among TMPDIR, "/tmp",
  * "/usr/tmp", HOME and the working directory; chosen on the first call and kept. V_Free it. Null if
  * no name can be had. Somebody else may take the name: V_ChannelMakeTmp makes the file as well. */
 StringT VdeMakeTmpFileName(void);

@@ -37,12 +37,12 @@ extern IntT vdeLocaleIsEUC;
 extern IntT vdeLocaleIsJIS;
 extern IntT vdeLocaleIsCNS;
 
-/* Sets up the encodings, takes the named one (in any case) for the dialogs', if there is one of
- * that name, and on the first call sets the process's locale from the environment and the locale
+/* Sets up the encodings, makes the named one (in any case), if it exists, the encoding of the
+ * dialogs, and on the first call sets the process's locale from the environment and the locale
  * flags from its name. Returns the id of the dialogs' encoding. */
 IntT V_FdeInitFontEncs(const char *dialogEncodingName);
 
-/* Each sets up one encoding in the record. 0, or -1 for a null address. */
+/* Each sets up one encoding in the structure. Returns 0, or -1 for a null address. */
 IntT VdeInitVeltRomanEncoding(VdeFontEncT *record);
 IntT VdeInitJISX0208_ShiftJISEncoding(VdeFontEncT *record);
 IntT VdeInitKSC5601_1992Encoding(VdeFontEncT *record);
@@ -76,9 +76,9 @@ IntT V_StrIEqualNEnc(const char *a, const char *b, IntT N, UIntT enc);
 IntT V_StrIPrefixEnc(const char *s, const char *prefix, UIntT enc);
 IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc);
 
-/* Difference of the first differing characters, or 0; I: single-byte characters in any case; N:
- * over the first N bytes of a, the last character whole, and for a negative N over one character;
- * M: in any case first, then byte by byte. */
+/* Return the difference of the first differing characters, or 0; I: single-byte characters in any
+ * case; N: over the first N bytes of a, the last character whole, and for a negative N over one
+ * character; M: in any case first, then byte by byte. */
 IntT V_StrICmpEnc(const char *a, const char *b, UIntT enc);
 IntT V_StrCmpNEnc(const char *a, const char *b, IntT N, UIntT enc);
 IntT V_StrICmpNEnc(const char *a, const char *b, IntT N, UIntT enc);

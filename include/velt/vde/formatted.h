@@ -17,7 +17,7 @@ typedef IntT (*VdeOutFuncT)(void *sink, const char *bytes, IntT length);
 
 VELT_BEGIN_DECLS
 
-/* Formats piece by piece to an output routine; returns the sum of what that returned. Stops early
+/* Formats piece by piece to an output routine; returns the sum of its return values. Stops early
  * when memory for a long piece runs out. */
 IntT Vde_doprnt(VdeOutFuncT out, void *sink, const char *format, va_list arguments);
 /* Formats into the size bytes (at least 1) of buf, cut to fit and terminated; returns the number of

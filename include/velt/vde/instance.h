@@ -1,4 +1,4 @@
-/* The library's instance record. */
+/* The state of the library's only instance. */
 #ifndef VELT_VDE_INSTANCE_H
 #define VELT_VDE_INSTANCE_H
 
@@ -6,7 +6,7 @@
 #include "velt/scalars.h"
 #include "velt/vde/failure.h"
 
-/* Where a loaded resource string stands. */
+/* The place of a loaded resource string. */
 typedef struct VdeSrIndexT {
     int16_t id;
     uint32_t offset; /* in the string pool */
@@ -19,16 +19,16 @@ typedef struct VdeInstanceT {
     IntT srCount;              /* entries of the index */
     UCharT *srPool;            /* the strings */
     UCharT strictEnforcement;  /* 1: VdeEnforcement ends the process */
-    VdeRoutineT assertHandler; /* what VdeFail runs; may be null */
-    VdeRoutineT dsExitHandler; /* what a fatal allocation failure runs; may be null */
+    VdeRoutineT assertHandler; /* the routine that VdeFail runs; may be null */
+    VdeRoutineT dsExitHandler; /* the routine that a fatal allocation failure runs; may be null */
 } VdeInstanceT;
 
 VELT_BEGIN_DECLS
 
-/* Null until first needed, then there until the process ends. */
+/* Null until the library first needs it; it then exists until the process ends. */
 extern VdeInstanceT *VdeInstance;
 
-/* Creates the record if there is none, and makes enforcement strict. */
+/* Creates the instance if there is none, and makes enforcement strict. */
 void VdeInstanceInit(void);
 /* For a client to call when it initialises. Returns 0. */
 IntT V_FdeInit(void);

@@ -12,7 +12,7 @@
 #include "velt/scalars.h"
 #include "velt/vde/builder.h"
 
-/* In which encoding Vdehan2zen finds the mark behind a katakana character. */
+/* The encoding in which Vdehan2zen finds the mark after a katakana character. */
 enum {
     VdeHanShiftJis = 128, /* a byte DE or DF */
     VdeHanEuc = 256       /* the byte 8E and that byte */

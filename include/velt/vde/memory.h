@@ -15,7 +15,7 @@ enum {
     V_MaxBlockSize = 100000000 /* bytes; every request is smaller */
 };
 
-/* A block that may move, reached through its record. */
+/* A handle: a structure through which a block that may move is reached. */
 typedef struct V_HandleT {
     UIntT lockCount; /* outstanding locks; 0 when the block may move */
     UIntT size;      /* bytes */
@@ -46,20 +46,21 @@ IntT V_PtrEqual(const void *a, const void *b, UIntT count);
 /* New block that holds a copy of the first bytes; null for null. */
 void *V_DuplicatePtr(const void *pointer, UIntT size, UIntT flags);
 
-/* Installs what runs before a failed allocation ends the process, or null. Returns the previous. */
+/* Installs the routine that runs before a failed allocation ends the process, or null. Returns the
+ * previous one. */
 VdeRoutineT V_SetDSExit(VdeRoutineT handler);
 
 /* The handle routines end the process on a null handle. */
 
 /* New handle, not locked, with a block of zero bytes. */
 V_HandleT *V_AllocHandle(UIntT size, UIntT flags);
-/* Releases record and block, which must not be locked. Returns 0. */
+/* Releases the handle and its block, which must not be locked. Returns 0. */
 IntT V_FreeHandle(V_HandleT *handle);
 /* The same, and marks the variable with 0xDEADDEAD. */
 IntT VdeFreeHandle(V_HandleT **handle);
 /* Adds a lock; returns the block. */
 void *V_LockHandle(V_HandleT *handle);
-/* Takes a lock away, if there is one; returns how many are left. */
+/* Removes a lock, if there is one; returns how many are left. */
 UIntT V_UnlockHandle(V_HandleT *handle);
 UIntT VdeHandleCountDec(V_HandleT *handle);
 /* Resizes the block, which must not be locked; bytes added are not set. Returns the handle; null

@@ -13,7 +13,7 @@
 #include "velt/decl.h"
 #include "velt/scalars.h"
 
-/* Types of the entries of a template, which says how a structure stands in a file. */
+/* Types of the entries of a template, which describes the form of a structure in a file. */
 enum {
     VdeDrfEnd = 0,
     VdeDrfBytes = -1,
@@ -42,14 +42,15 @@ IntT Vde_drf_read(FILE *stream, const VdeDrfEntryT *entries, void *destination);
  * not used. */
 IntT VdeUiScanLabel(FILE *stream, UIntT fileFlags, IntT lineEnd, IntT size, StringT buf);
 
-/* Loads the strings of the first file there is: "NAME.sre", then, in the directories that HOME and
- * VQHOME name, "vqinit/LANGUAGE/APIArea/resources/NAME.sre" with the whole name and with what
- * follows its last "/". A path of more than 1023 bytes is passed over. 0, or -1 when there is no
- * file, it is damaged or memory runs out: the strings loaded before stay then; otherwise they are
- * replaced, but not released. The language is that of the last file found, damaged or not. */
+/* Loads the strings of the first of these files that exists: "NAME.sre", then, in the directories
+ * that HOME and VQHOME name, "vqinit/LANGUAGE/APIArea/resources/NAME.sre" with the whole name and
+ * with what follows its last "/". A path of more than 1023 bytes is passed over. 0, or -1 when
+ * there is no file, it is damaged or memory runs out: the strings loaded before stay then;
+ * otherwise they are replaced, but not released. The language is that of the last file found,
+ * damaged or not. */
 IntT V_SrInit(const char *name, const char *language);
-/* Why the last V_SrInit failed, with the file, in one line for a person; empty when it did not.
- * Valid until the next. */
+/* Tells in one line for a person why the last V_SrInit failed, and for which file; empty when it
+ * succeeded. Valid until the next V_SrInit. */
 const char *VdeSrError(void);
 
 /* Puts a string into the size bytes of buf, with "%0" to "%9" and "%{0}" to "%{9}" replaced by the
@@ -62,11 +63,11 @@ IntT V_SrGetF(IntT id, StringT buf, IntT size, const char *argTypes, ...);
 IntT V_SrGetVF(IntT id, StringT buf, IntT size, const char *argTypes, va_list arguments);
 /* V_SrGetF without arguments. */
 IntT V_SrGetN(IntT id, StringT buf, IntT size);
-/* New copy of the string, of 511 bytes at most. V_Free it. */
+/* Returns a new copy of the string, of 511 bytes at most. V_Free it. */
 StringT V_SrCopy(IntT id);
 
-/* Asked first for every string: 0 when it has put the string into the size bytes of buf. The
- * library's own never does; a client may define another. */
+/* A hook that the library asks first for every string: it returns 0 when it has put the string into
+ * the size bytes of buf. The library's own never does; a client may define another. */
 IntT V_SrFetch(IntT id, StringT buf, IntT size);
 
 VELT_END_DECLS

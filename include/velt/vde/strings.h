@@ -13,9 +13,10 @@
 
 VELT_BEGIN_DECLS
 
-/* New empty string with room for so many characters; null when memory runs out. V_Free it. */
+/* Returns a new empty string with room for so many characters; null when memory runs out. V_Free
+ * it. */
 StringT V_StrNew(IntT length);
-/* New copy; null for null and when memory runs out. V_Free it. */
+/* Returns a new copy; null for null and when memory runs out. V_Free it. */
 StringT V_StrCopyString(const char *s);
 /* Number of bytes before the terminator. */
 IntT V_StrLen(const char *s);
@@ -72,7 +73,7 @@ StringT V_StrRChr(const char *s, IntT c);
 /* Index of the first sub in s, or -1. -1 too for null strings and an empty s. */
 IntT V_StrSubString(const char *s, const char *sub);
 
-/* Removes from s every byte that stands in the set. */
+/* Removes from s every byte that is in the set. */
 void V_StrStrip(StringT s, const char *set);
 /* Remove leading, trailing, spaces (0x20 only). */
 void V_StrStripLeadingSpaces(StringT s);

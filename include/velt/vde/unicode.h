@@ -25,17 +25,17 @@ extern const uint16_t VdeZapfDingbatsToUnicodeConversionTable[256];
 extern const uint16_t VdeWingdingsToUnicodeConversionTable[256];
 
 /* Reads the tables of the East Asian encodings from the directory's unicode/, unless that of
- * Shift-JIS is there already; sets up the font encodings if nobody has, without a look at the
- * locale. A file that is missing or does not hold all its rows gives no table, and a table there
- * was stays. */
+ * Shift-JIS is there already; sets up the font encodings if that has not been done, without
+ * detecting the locale. A file that is missing or does not hold all its rows gives no table; an
+ * earlier table stays. */
 void V_FdeInitUnicode(const char *dir);
 
-/* New block with the contents of dir/unicode/baseName.UCOD; V_Free it. Null when there is no such
- * file, its name has more than 255 bytes, it cannot be read, or memory runs out. */
+/* Returns a new block with the contents of dir/unicode/baseName.UCOD; V_Free it. Null when there is
+ * no such file, its name has more than 255 bytes, it cannot be read, or memory runs out. */
 UCharT *VdeGetPackedUnicodeInfo(const char *baseName, const char *dir);
 
-/* New array of the code points of the text, and a 0; V_Free it. Null for empty text, an encoding
- * without a table, and when memory runs out. */
+/* Returns a new array of the code points of the text, with a 0 at the end; V_Free it. Null for
+ * empty text, an encoding without a table, and when memory runs out. */
 UIntT *VdeTextEncStringToLString(const char *text, UIntT enc);
 
 /* Appends the first srcLen bytes of src to a builder as UTF-8; nothing when the encoding has no

@@ -1,4 +1,4 @@
-/* The host's program: records, their XDR routines, and the stubs that call its procedures. */
+/* The host's program: structures, their XDR routines, and the stubs that call its procedures. */
 #ifndef VELT_WIRE_API_TO_VQ_H
 #define VELT_WIRE_API_TO_VQ_H
 
@@ -11,7 +11,7 @@
 
 VELT_BEGIN_DECLS
 
-/* For each record of the program: its XDR routine, as in values.h. */
+/* For each structure of the program: its XDR routine, as in values.h. */
 #define V_RECORD(name, fields) bool_t xdr_##name(XDR *xdrs, name *value);
 #include "velt/tables/records.def"
 
@@ -21,8 +21,8 @@ VELT_BEGIN_DECLS
     result *stub(const argument *arg, CLIENT *client);
 #include "velt/tables/procedures.def"
 
-/* Frees, by the XDR routine of a result, what the decoder allocated inside it; the result itself
- * stays the stub's. */
+/* Frees, with the XDR routine of a result, the memory that the decoder allocated inside it; the
+ * result itself stays the stub's. */
 void api_xdrfree(xdrproc_t routine, void *result);
 
 /* The control calls: the acknowledgement of start-up (the client's process id), the hand-over of

@@ -1,5 +1,5 @@
-/* The records by which a process asks a running session of the host to be taken in as a client
- * (UDP, version 1 of the session's program). */
+/* The messages with which a process asks to join a running session of the host as a client (UDP,
+ * version 1 of the session's program). */
 #ifndef VELT_WIRE_CONNECT_H
 #define VELT_WIRE_CONNECT_H
 
@@ -12,11 +12,11 @@
 /* The request. On the wire the fields go in the reverse of this order. */
 typedef struct VqRpcApiConnectArgT {
     IntT pid;
-    StringT address; /* of the caller's machine, dotted decimal */
+    StringT address; /* the caller's machine, dotted decimal */
     StringT name;    /* the caller's name */
 } VqRpcApiConnectArgT;
 
-/* Procedure numbers of the session's program: the null procedure tells that it lives. */
+/* Procedure numbers of the session's program. The null procedure shows that it is running. */
 enum { VQ_RPC_SESSION_VERSION = 1, VQ_RPC_SESSION_CONNECT = 108 };
 
 VELT_BEGIN_DECLS

@@ -1,6 +1,6 @@
 /* XDR routines of the value types: each encodes, decodes or frees one value, and returns 1, or 0 as
- * soon as a field fails. Into null a string, list or optional record is decoded as new memory;
- * else into what is there, which must have room for it. */
+ * soon as a field fails. A null string, list or optional structure is decoded into new memory; any
+ * other into the memory that is there, which must have room for it. */
 #ifndef VELT_WIRE_VALUES_H
 #define VELT_WIRE_VALUES_H
 

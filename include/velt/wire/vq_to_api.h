@@ -1,4 +1,4 @@
-/* The program that a client serves: records, their XDR routines, dispatch and handlers. */
+/* The program that a client serves: structures, their XDR routines, dispatch and handlers. */
 #ifndef VELT_WIRE_VQ_TO_API_H
 #define VELT_WIRE_VQ_TO_API_H
 
@@ -10,7 +10,7 @@
 
 VELT_BEGIN_DECLS
 
-/* For each record of the program: its XDR routine, as in values.h. */
+/* For each structure of the program: its XDR routine, as in values.h. */
 #define V_RECORD(name, fields) bool_t xdr_##name(XDR *xdrs, name *value);
 #include "velt/tables/callbacks.def"
 

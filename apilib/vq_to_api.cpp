@@ -1,5 +1,6 @@
-// The program that a client serves: decodes and dispatches the host's calls. Re-entered while a
-// handler serves the host, so everything is on the stack.
+// The dispatcher of the program that a client serves: decodes the host's calls and runs their
+// handlers. A handler may serve the host in turn, so the dispatcher is re-entrant and keeps
+// everything on the stack.
 
 #include <cstdio>
 #include <cstdlib>

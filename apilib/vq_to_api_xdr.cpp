@@ -1,5 +1,5 @@
-// The XDR routines of the records of the program that a client serves, and of the request to be
-// taken in by a session.
+// The XDR routines of the structures of the program that a client serves, and of the request to
+// join a session.
 
 #include "apilib/wire/coding.h"
 
