@@ -11,7 +11,7 @@ endforeach()
 set(vqsre ${PROJECT_SOURCE_DIR}/tools/vqsre)
 set_source_files_properties(${vqsre}/main.cpp PROPERTIES COMPILE_DEFINITIONS main=vqsre_main)
 velt_test(vqsre_test SOURCES resources/vqsre.cpp
-  ${vqsre}/main.cpp ${vqsre}/source.cpp ${vqsre}/sre.cpp LINK velt-tools)
+  ${vqsre}/main.cpp ${vqsre}/source.cpp ${vqsre}/sre.cpp LINK velt-common)
 
 get_target_property(vqhome shelfwise-resources VELT_VQHOME)
 velt_test(labels_test SOURCES resources/labels.cpp LINK velt-vde-static)
