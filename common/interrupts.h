@@ -15,7 +15,7 @@ struct Interrupts {
 };
 extern Interrupts interrupts;
 
-// From now on SIGINT, SIGTERM and SIGHUP are counted, and interrupt blocking system calls.
+// Has SIGINT, SIGTERM and SIGHUP counted from now on, and has them interrupt blocking system calls.
 void watch_interrupts();
 
 // Thrown by an operation that a signal interrupts.

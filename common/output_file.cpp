@@ -30,7 +30,7 @@ bool same(const struct stat &one, const struct stat &other)
     throw std::system_error(errno, std::generic_category(), path + ": cannot be written" + why);
 }
 
-// The standard descriptor that a path names; -1 for none.
+// Returns the standard descriptor that a path names, or -1.
 int standard_descriptor(const std::string &path)
 {
     for (const auto &[name, descriptor] : {std::pair("out", STDOUT_FILENO), {"err", STDERR_FILENO}})

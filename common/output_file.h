@@ -20,7 +20,7 @@ public:
     // Removes a file that was created but not begun.
     ~OutputFile();
 
-    // Whether this is the plain file at a path, or that of another output or of an input
+    // Returns whether this is the plain file at a path, or that of another output or of an input
     // descriptor; for an input also whether it is the same pipe.
     bool is(const std::string &path) const;
     bool is(const OutputFile &other) const;
@@ -43,7 +43,7 @@ private:
     bool made_ = false, named_ = false;
 };
 
-// Writes all of the text to an open descriptor; false with errno when that failed.
+// Writes all of the text to an open descriptor. Returns false with errno set when that fails.
 bool write_whole(int descriptor, std::string_view text);
 
 } // namespace velt

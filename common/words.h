@@ -13,30 +13,30 @@
 namespace velt
 {
 
-// Words are separated by white space; double quotes hold a word together, and in them a backslash
-// keeps the next character. Throws Error for a quote that is not closed.
+// Splits a line into words at white space; double quotes hold a word together, and in them a
+// backslash keeps the next character. Throws Error for a quote that is not closed.
 std::vector<std::string> split_words(std::string_view line);
-// The same with commas as separators; white space around an entry does not count.
+// Splits a text at commas in the same way; white space around an entry does not count.
 std::vector<std::string> split_list(std::string_view text);
 
-// Takes the first word, and the blanks behind it.
+// Removes the first word and the blanks after it from the rest, and returns the word.
 std::string take_word(std::string_view &rest);
 
 inline constexpr std::string_view blanks = " \t\r\n";
 
-// Without the blanks around it.
+// Returns the text without the blanks around it.
 std::string_view trimmed(std::string_view text);
 
-// The rest of a line as one text, of which quotes around it are no part.
+// Returns the rest of a line as one text, without quotes around it.
 std::string whole(std::string_view rest);
 
-// In quotes if need be, as split_words reads it.
+// Returns the text as a word that split_words reads, in quotes if it needs them.
 std::string as_word(const std::string &text);
 
-// As split_list reads it; "none" for none.
+// Returns the names as a list that split_list reads, or "none" when there are none.
 std::string joined(const std::vector<std::string> &names);
 
-// Digits, behind a sign or not.
+// Returns whether the text consists of digits, with or without a sign before them.
 bool is_whole_number(std::string_view text);
 
 template <class T>
@@ -53,7 +53,7 @@ T number(std::string_view text)
     return value;
 }
 
-// Arguments by position; `at` gives what a missing one reads as.
+// Arguments by position; `at` returns a default for a missing one.
 struct Words {
     std::vector<std::string> words;
 

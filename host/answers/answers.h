@@ -1,6 +1,6 @@
-// How the host answers each procedure that has a model behind it. A procedure is answered when it
-// has a row in answers.def; an answer that no row names, or whose parameters are not those of its
-// procedure, does not compile.
+// The host's answers: one function for each procedure that has a row in answers.def. A function for
+// a procedure without a row, or with parameters other than those of its procedure, does not
+// compile.
 #pragma once
 
 #include <string>
@@ -10,14 +10,15 @@
 namespace velt::host
 {
 
-// What an answer works on.
+// The objects that an answer function works on.
 struct Context {
     Model &model;
     Host &host;
-    Client &client; // that calls
+    Client &client; // that made the call
 };
 
-// An answer has the argument and the result of its procedure, and neither for void.
+// The type of an answer function: it takes the argument and the result of its procedure, and omits
+// whichever of them is void.
 template <class Argument, class Result>
 struct Parameters {
     using Function = void(Context &, const Argument &, Result &);
@@ -43,7 +44,7 @@ using namespace procedure;
     };
 #include "host/answers/answers.def"
 
-// 0, or why the model refuses.
+// Runs the action and returns 0, or the status with which the model refuses it.
 template <class Action>
 IntT status_of(Action action)
 {

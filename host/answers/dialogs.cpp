@@ -3,7 +3,7 @@
 namespace velt::host
 {
 
-// Without a dialog to show, the wait that the client begins must end all the same.
+// The host has no dialog to show, but the modal wait that the client begins must end all the same.
 void Answer<api_vq_modal_dialog_1>::answer(Context &c, const ApiVqDoDialogArgT &a, IntT &r)
 {
     r = not_supported;

@@ -10,7 +10,7 @@ UIntT define(Context &c, IntT number, const char *name, const char *label, const
     return c.model.define_command(c.client.number, number, text(name), text(label), text(shortcut));
 }
 
-// Refuses before anything is defined.
+// Refuses an id that is no menu before the caller defines anything for it.
 void need_menu(Context &c, UIntT menu)
 {
     if (c.model.object(0, menu).type != object_type::menu)
@@ -29,7 +29,7 @@ void Answer<api_vq_shortcut_exists_1>::answer(Context &c, const ApiVqExistsArgT 
     r = c.model.shortcut_exists(text(a.str1));
 }
 
-// The menu to add to, the new menu's name, its label.
+// The argument holds the menu to add to, the new menu's name and its label.
 void Answer<api_vq_add_menu_1>::answer(Context &c, const ApiVqAddMenuArgT &a, IntT &r)
 {
     r = status_of([&] {
@@ -38,14 +38,15 @@ void Answer<api_vq_add_menu_1>::answer(Context &c, const ApiVqAddMenuArgT &a, In
     });
 }
 
-// The menu to remove from, the name of the menu in it; the menu itself stays defined.
+// The argument holds the menu to remove from and the name of the menu in it, which itself stays
+// defined.
 void Answer<api_vq_remove_menu_1>::answer(Context &c, const ApiVqRemoveMenuArgT &a, IntT &r)
 {
     r = status_of(
         [&] { c.model.remove_from_menu(c.model.menu(text(a.str1)), c.model.menu(text(a.str2))); });
 }
 
-// Number, the menu to add to, name, label, shortcut.
+// The argument holds the command's number, the menu to add it to, its name, label and shortcut.
 void Answer<api_vq_add_command_1>::answer(Context &c, const ApiVqAddCommandArgT &a, IntT &r)
 {
     r = status_of([&] {
@@ -107,7 +108,7 @@ void Answer<api_vq_define_and_add_menu_1>::answer(Context &c, const ApiVqDefineA
     });
 }
 
-// With a nonzero integer, menus below the menu are searched too.
+// A nonzero integer in the argument has the menus below the menu searched too.
 void Answer<api_vq_menu_item_in_menu_1>::answer(Context &c, const ApiVqMenuItemInMenuArgT &a,
                                                 ApiVqObjRetT &r)
 {

@@ -33,7 +33,7 @@ template <class Argument, class Member>
 IntT set(Context &c, const Argument &a, IntT kind, Member V_ValUnionT::*member)
 {
     return status_of([&] {
-        // Borrows from the argument; the model copies.
+        // This value borrows from the argument; the model copies it.
         V_TypedValT value{};
         value.valType = kind;
         auto newVal = a.newVal;
@@ -50,7 +50,7 @@ void set(Context &c, UIntT doc, UIntT obj, const V_PropValT &property)
     c.model.set(doc, obj, PropertyKey(property.propIdent), property.propVal);
 }
 
-// The property value as the wire carries it.
+// Returns the property and its value as the wire carries them.
 V_PropValT property_value(const PropertyKey &key, const Value &value)
 {
     const auto name = key.number == 0 ? const_cast<StringT>(key.name.c_str()) : nullptr;
@@ -59,7 +59,7 @@ V_PropValT property_value(const PropertyKey &key, const Value &value)
 
 } // namespace
 
-// Every getter and setter of one kind.
+// The rows of answers.def define every getter and setter of one kind by these macros.
 #define V_GETTER(stub, kind_name, member, field)                                                   \
     void Answer<stub>::answer(Context &c, const stub::Argument &a, stub::Result &r)                \
     {                                                                                              \
@@ -103,7 +103,7 @@ void Answer<api_vq_get_props_1>::answer(Context &c, const ApiVqGeneralObjArgT &a
     });
 }
 
-// In their order up to the first that is refused.
+// The properties are set in their order up to the first that is refused.
 void Answer<api_vq_set_props_1>::answer(Context &c, const ApiVqSetPropsArgT &a, IntT &r)
 {
     r = status_of([&] {

@@ -23,7 +23,7 @@ void answer(Context &context, Call &call)
                           *static_cast<Result *>(call.result));
 }
 
-// Null for those without a row.
+// The answer function of a procedure; null for a procedure without a row in answers.def.
 template <class P>
 constexpr Function function_of = nullptr;
 #define V_ANSWER(stub)                                                                             \
@@ -31,7 +31,7 @@ constexpr Function function_of = nullptr;
     constexpr Function function_of<stub> = answer<stub>;
 #include "host/answers/answers.def"
 
-// As host_procedures() has them.
+// The answer functions in the order of host_procedures().
 constexpr Function functions[] = {
 #define V_PROCEDURE(number, stub, argument, result) function_of<stub>,
 #include "velt/tables/procedures.def"

@@ -1,4 +1,4 @@
-// The host's own answers to the calls of clients: those of the model.
+// The responder that answers the calls of clients from the model.
 #pragma once
 
 #include "host/model/model.h"
@@ -12,7 +12,8 @@ class ModelResponder : public Responder
 public:
     explicit ModelResponder(Model &model) : model_(model) {}
 
-    // A procedure without an answer is not supported, which its result says if it can.
+    // Answers a procedure without an answer function with the status not_supported, if its result
+    // has a status.
     Reaction respond(Call &call) override;
     void client_gone(int number) override { model_.forget_subscriptions(number); }
 

@@ -5,7 +5,7 @@
 namespace velt::host
 {
 
-// Code; nonzero to be told, 0 no longer.
+// The argument holds the notification's code, and nonzero to subscribe to it or 0 to unsubscribe.
 void Answer<api_vq_notification_1>::answer(Context &c, const ApiVqNotificationArgT &a, IntT &r)
 {
     c.model.subscribe(c.client.number, a.int1, a.int2 != 0);

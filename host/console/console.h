@@ -1,4 +1,4 @@
-// The person at the host, as the host sees them: who reads alerts and answers questions.
+// The interface to the person at the host, who reads alerts and answers questions.
 #pragma once
 
 #include <optional>
@@ -9,7 +9,7 @@
 namespace velt::host
 {
 
-// A client's alert; the kind of answer that it takes is the type's.
+// A client's alert. Its type decides which kind of answer it takes.
 struct Alert {
     int client;
     std::string message; // in the session's own encoding
@@ -23,11 +23,11 @@ class Console
 public:
     virtual ~Console() = default;
 
-    // Shows the alert. The answer that goes back to the client; none when the alert was cancelled,
-    // of which the client hears as `cancelled`.
+    // Shows the alert and returns the answer for the client; returns nothing when the alert was
+    // cancelled, which the client learns as the answer `cancelled`.
     virtual std::optional<IntT> ask(const Alert &alert) = 0;
 
-    // One line for the person: a client's end, a breach of turn-taking, a delay.
+    // Shows the person one line: a client's end, a breach of turn-taking, a delay.
     virtual void report(const std::string &line) = 0;
 };
 

@@ -1,4 +1,4 @@
-// A console on output streams.
+// A console that prints to output streams.
 #pragma once
 
 #include <deque>
@@ -13,7 +13,8 @@
 namespace velt::host
 {
 
-// Prints alerts, and answers them from a queue, else by a person, else with 0.
+// Prints alerts. It takes each answer from the queue, or asks the person when the queue is empty,
+// or answers 0 when there is no person.
 class PrintingConsole : public Console
 {
 public:
@@ -22,10 +23,10 @@ public:
     std::optional<IntT> ask(const Alert &alert) override;
     void report(const std::string &line) override;
 
-    std::optional<SessionText> text; // for what clients send, as long as one may send
+    std::optional<SessionText> text; // decodes what clients send; set as long as one may send
     std::deque<IntT> answers;
-    std::function<std::optional<IntT>()> person; // when there is one
-    // What the script has not expected yet.
+    std::function<std::optional<IntT>()> person; // asks the person; empty when there is none
+    // The alerts that no expectation of the script has matched yet.
     std::deque<std::string> alerts;
 
 private:

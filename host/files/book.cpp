@@ -1,5 +1,5 @@
-// A book file is read into nodes that know their places, and from these into the model. What is
-// wrong is noted and passed over, so that all of it is told at once.
+// A book file is read into nodes that know their places, and from these into the model. The reader
+// collects mistakes and goes on, so that all of them are reported at once.
 
 #include "host/files/book.h"
 
@@ -29,7 +29,7 @@ const std::string &utf8_in(const JsonNode &node)
     return text;
 }
 
-// Where the book goes, and what is wrong with it.
+// Reads a book from nodes into a model and collects the mistakes in it.
 class Reader
 {
 public:
@@ -41,7 +41,7 @@ public:
     std::vector<JsonError> problems() { return std::move(problems_); }
 
 private:
-    // Nothing is ignored: a name that is not known is a mistake.
+    // Nothing in a file is ignored: an unknown name is a mistake.
     void need_object(const JsonNode &node, std::initializer_list<std::string_view> names)
     {
         node.need(JsonNode::object);
@@ -75,7 +75,7 @@ private:
     Model &model_;
     std::vector<JsonError> problems_;
     std::optional<SessionText> session_;
-    std::unordered_set<std::string> names_; // of components
+    std::unordered_set<std::string> names_; // the names of the components read so far
 };
 
 void Reader::property(const JsonNode &node, UIntT doc, UIntT id)
@@ -158,7 +158,8 @@ void Reader::component(const JsonNode &node, UIntT book)
     attempt(problems_, [&] { properties(node, book, id); });
 }
 
-// By name, or by position from 1: not every component has a name.
+// Returns the component that the node gives by name, or by position from 1, since not every
+// component has a name.
 UIntT Reader::selected(const JsonNode &node, UIntT book)
 {
     if (node.value.is_string()) {
@@ -174,7 +175,7 @@ UIntT Reader::selected(const JsonNode &node, UIntT book)
     return components[static_cast<std::size_t>(position - 1)];
 }
 
-// Without the language, no text can be read.
+// Sets the session's language, without which no text can be read.
 void Reader::session(const JsonNode &root, IntT language)
 {
     if (const JsonNode *named = root.member("language")) {
@@ -229,7 +230,8 @@ UIntT Reader::book(const JsonNode &root, IntT language)
         for (const auto &each : components->members)
             attempt(problems_, [&] { component(each.second, book); });
     });
-    // What is wrong with the components may be why it is not found.
+    // A selected component may be missing because of a mistake in a component, so it is looked for
+    // only when there was none.
     if (const JsonNode *named = root.member("selected"); named && sound)
         attempt(problems_, [&] { model_.select(book, selected(*named, book)); });
     return book;

@@ -11,46 +11,47 @@
 namespace velt::host
 {
 
-// The property, by name, that holds a component's file.
+// The name of the property that holds a component's file.
 inline constexpr const char *file_property = "File";
 
-// Puts a book into a new model, sets the session's language and encoding, and makes the book the
-// active one. Returns its id. Throws Error with a line for each thing that is wrong, which begins
-// with the path, and with line and column where they are to blame; a language other than 0 is the
-// session's in place of the book's.
+// Reads a book file's text into a new model: creates the book, sets the session's language and
+// encoding, makes the book the active one, and returns its id. A language other than 0 replaces the
+// book's own as the session's. Throws Error with a line for each mistake, which begins with the
+// path, and with line and column if the mistake has a place in the text.
 UIntT read_book(std::string_view text, const std::string &path, Model &model, IntT language = 0);
 
 std::string write_book(const Model &model, UIntT book);
 
-// What a book file may hold, as a JSON Schema.
+// Returns a JSON Schema of what a book file may hold.
 std::string book_schema();
 
-// The file of a book, which is not replaced when somebody else has changed it.
+// The file of a book. It is not replaced when somebody else has changed it, unless `force` is set.
 class BookFile
 {
 public:
     explicit BookFile(std::string path) : path_(std::move(path)) {}
     const std::string &path() const { return path_; }
 
-    // Throws Error, as all below.
+    // This function and those below throw Error.
     UIntT load(Model &model, IntT language = 0);
-    // Replaces the file when the new one is complete; the old one stays when it cannot be.
+    // Replaces the file once the new one is complete; if that fails, the old one stays.
     void save(const Model &model, UIntT book, bool force = false);
-    // In another file, or in this one under another name; whether it is this one.
+    // Saves to another file, or to this one by another path. Returns whether it is this one.
     bool save_as(const std::string &path, const Model &model, UIntT book, bool force = false);
 
-    // As last read or written.
+    // Returns the file's text as it was last read or written.
     std::string text() const;
 
 private:
-    // Where a path led when it was read or written last; else where it leads now.
+    // Returns the file to which the path led when it was last read or written, or the one to which
+    // it leads now if it has been neither.
     std::filesystem::path place(const std::string &path) const;
     void remember(const std::string &path, std::string text);
     void check_unchanged(const std::string &path) const;
 
     std::string path_;
-    // What this file holds, and others in which the book has been saved, unless somebody else has
-    // changed them.
+    // The texts of this file and of others to which the book has been saved. They are what the
+    // files hold unless somebody else has changed them.
     std::map<std::filesystem::path, std::string> known_;
     std::map<std::string, std::filesystem::path> places_;
 };

@@ -18,15 +18,15 @@ namespace velt::host
 namespace
 {
 
-// As much as the file's size says and no more, so that what never ends does not fill the memory.
-// Throws std::runtime_error with the reason.
+// Reads as many bytes as the file's size says and no more, so that a file without end does not fill
+// the memory. Throws std::runtime_error with the reason.
 std::string read_plain_file(const std::string &path)
 {
     const auto check = [](bool holds) {
         if (!holds)
             throw std::runtime_error(std::generic_category().message(errno));
     };
-    // Nobody is waited for who may write to a pipe.
+    // O_NONBLOCK keeps open() from waiting for a writer when the path is a pipe.
     const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     check(bool(file));
     struct stat status {
@@ -89,8 +89,8 @@ void BookFile::remember(const std::string &path, std::string text)
     known_[place] = std::move(text);
 }
 
-// An editor writes anew what it has not changed: it is the text that counts. A link that leads to
-// another file by now is a change as well.
+// An editor may write a file anew without changing it, so this compares the texts. A link that now
+// leads to another file counts as a change as well.
 void BookFile::check_unchanged(const std::string &path) const
 {
     const auto known = known_.find(place(path));

@@ -1,4 +1,4 @@
-// The JSON Schema of book files, from the tables by which they are read.
+// Generates the JSON Schema of book files from the tables by which they are read.
 
 #include <limits>
 
@@ -25,7 +25,7 @@ Json list(Json items)
     return {{"type", "array"}, {"items", std::move(items)}};
 }
 
-// As a value of the type stands in a file.
+// Returns the schema of a value of the type as it stands in a file.
 template <class T>
 Json schema_of(T)
 {
@@ -50,7 +50,7 @@ Json schema_of(T)
     }
 }
 
-// A number or a name, and one value.
+// A property has a number or a name, and one value.
 Json property_schema()
 {
     Json properties = {{"number", schema_of(IntT{})}, {"name", {{"type", "string"}}}};

@@ -1,4 +1,4 @@
-// What a book file has of the model.
+// Writes the part of the model that a book file holds.
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-// The JSON of traces and messages, by name only: what looks into it includes values.h.
+// Declares the JSON type of traces and messages; code that looks into a value includes values.h.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>

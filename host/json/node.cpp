@@ -11,7 +11,7 @@ namespace
 
 constexpr std::size_t deepest = 32;
 
-// Tells how far the parser has read.
+// An iterator that records how far the parser has read.
 class WatchedIterator
 {
 public:
@@ -42,7 +42,7 @@ private:
     const char **furthest_;
 };
 
-// A place in the text that only moves on.
+// A place in the text, which only moves forward.
 struct Place {
     int line = 1, column = 1;
     std::size_t offset = 0;
@@ -54,7 +54,7 @@ struct Place {
             if (byte == '\n') {
                 line++;
                 column = 1;
-            } else if ((byte & 0xC0) != 0x80) { // no further byte of a character
+            } else if ((byte & 0xC0) != 0x80) { // not a continuation byte
                 column++;
             }
         }
@@ -90,7 +90,7 @@ public:
                      const nlohmann::json::exception &error) override
     {
         std::size_t at = std::min(position > 0 ? position - 1 : 0, text_.size());
-        // The library's own text begins with the position and ends with all of the token.
+        // The library's message begins with the position and ends with the whole token.
         std::string reason = error.what();
         if (const auto colon = reason.find(": "); colon != reason.npos)
             reason = reason.substr(colon + 2);
@@ -116,7 +116,7 @@ private:
     {
         return static_cast<unsigned char>(at < text_.size() ? text_[at] : 0);
     }
-    // The token that has just been read begins behind the one before it.
+    // The token that has just been read begins after the end of the one before it.
     void begin_token()
     {
         place_.move(text_, std::min(text_.find_first_not_of(" \t\r\n,:", end_), text_.size()));
@@ -137,7 +137,7 @@ private:
         place().value = std::move(value);
         return true;
     }
-    // To find a number's end, the parser reads one character more.
+    // The parser reads one character past a number to find its end.
     bool add_number(nlohmann::json value)
     {
         add(std::move(value));
@@ -169,8 +169,8 @@ private:
     std::vector<JsonNode *> open_;
 };
 
-// Tells what is below a node whose place is final where it stands, and finds names that stand
-// twice.
+// Sets the parent and index of all nodes below a node, whose address no longer changes, and finds
+// names that stand twice in an object.
 void link(JsonNode &node, std::vector<JsonError> &problems)
 {
     for (std::size_t i = 0; i < node.members.size(); i++) {

@@ -1,4 +1,4 @@
-// JSON with the place of each value, so that what is wrong can be pointed at.
+// JSON whose values know their places in the text, so that an error message can point at them.
 #pragma once
 
 #include <string>
@@ -17,17 +17,17 @@ namespace velt::host
 struct JsonNode {
     enum Type { scalar, array, object };
     Type type = scalar;
-    int line = 1, column = 1; // where it begins, in characters
+    int line = 1, column = 1; // where the value begins, in characters
     nlohmann::json value = {};
-    std::vector<std::pair<std::string, JsonNode>> members = {}; // without names in an array
+    std::vector<std::pair<std::string, JsonNode>> members = {}; // the names are empty in an array
     const JsonNode *parent = nullptr;
     std::size_t index = 0; // in the parent's members
 
-    // As in components[3].properties[0]; empty for the root.
+    // Returns a path such as components[3].properties[0]; empty for the root.
     std::string path() const;
-    // Of an object, by its name; null when there is none.
+    // Returns the member of an object by its name, or null.
     const JsonNode *member(std::string_view name) const;
-    // Throws JsonError unless it is of the type.
+    // Throws JsonError unless the node is of the type.
     void need(Type wanted) const;
 };
 
@@ -42,7 +42,8 @@ public:
     int line, column;
 };
 
-// Carries on behind what is wrong, which it keeps; whether nothing was.
+// Runs the action and adds the JsonError that it throws to the problems, so that the caller can go
+// on. Returns whether the action has added no problem.
 template <class Action>
 bool attempt(std::vector<JsonError> &problems, Action action)
 {
@@ -55,8 +56,8 @@ bool attempt(std::vector<JsonError> &problems, Action action)
     return problems.size() == before;
 }
 
-// Reads a text into the root. Throws JsonError where it is no JSON; what can be read all the same,
-// such as a name that stands twice in an object, comes back as a list.
+// Parses a text into the root. Throws JsonError if the text is no JSON. Returns a list of the
+// mistakes in spite of which it can be read, such as a name that stands twice in an object.
 std::vector<JsonError> parse_json(std::string_view text, JsonNode &root);
 
 } // namespace velt::host

@@ -1,5 +1,5 @@
-// Values of every type of the tables to JSON and back. Fields stand in wire order and by name; how
-// texts become UTF-8, and how they come back, is the caller's.
+// Converts values of every type of the tables to JSON and back. Fields stand in wire order and by
+// name; the caller supplies the conversion of texts to UTF-8 and back.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@
 namespace velt::host
 {
 
-// Writes a value to `out`, which is told of each part in order: a JsonWriter, or a JsonTree.
+// Writes a value to `out`, a JsonWriter or a JsonTree, which receives each part in order.
 template <class T, class Out, class ToUtf8>
 void write_value(T &value, Out &out, const ToUtf8 &to_utf8)
 {
@@ -45,7 +45,7 @@ void write_value(T &value, Out &out, const ToUtf8 &to_utf8)
     }
 }
 
-// Makes a tree of what it is told.
+// Builds a tree from the parts that it receives.
 class JsonTree
 {
 public:
@@ -74,29 +74,30 @@ Json to_json(T &value, const ToUtf8 &to_utf8)
     return tree.take();
 }
 
-// With the bytes of each text as they are.
+// Converts a value to a tree in which each text keeps its bytes as they are.
 template <class T>
 Json to_json(T &value)
 {
     return to_json(value, [](const char *bytes) { return std::string_view(bytes); });
 }
 
-// Whether an integer is one that fits; no digit is cut off unseen.
+// Returns whether the value is an integer in the range, so that no digit is cut off silently.
 bool fits(const nlohmann::json &value, std::int64_t least, std::int64_t most);
 
-// Reads values from nodes, and goes on behind what is wrong, which it keeps.
+// Reads values from nodes; it adds mistakes to the problems and goes on.
 template <class FromUtf8>
 class ValueReader
 {
 public:
-    // The function is given a node that is a text, and throws JsonError.
+    // `from_utf8` is given a node that is a text, and throws JsonError.
     ValueReader(FromUtf8 from_utf8, std::vector<JsonError> &problems)
         : from_utf8_(std::move(from_utf8)), problems_(problems)
     {
     }
 
-    // Into a value of zeros. What is made up to an error belongs to the value, which its owner
-    // releases. Throws JsonError, or keeps what is wrong inside.
+    // Reads a node into a value that is filled with zeros. What has been allocated before an error
+    // belongs to the value, which its owner releases. Throws JsonError for a mistake in the node
+    // itself, and adds those further inside to the problems.
     template <class T>
     void read(T &value, const JsonNode &node)
     {

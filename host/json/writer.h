@@ -1,5 +1,5 @@
-// JSON that is written as it goes, two blanks for each level. There is no tree of values, whose
-// release would need memory.
+// Writes JSON as the parts come, indented by two blanks for each level. It builds no tree of
+// values, whose release would need memory.
 #pragma once
 
 #include <string>

@@ -60,7 +60,7 @@ void add(Objects &objects, UIntT menu, UIntT item)
     menu_at(objects, menu);
     Object &added = objects.addressed(0, item);
     check(added.type == object_type::menu || added.type == object_type::command, wrong_kind);
-    // A menu inside itself would have no end.
+    // A menu must not contain itself at any depth, because it would have no end.
     check(item != menu && (added.type == object_type::command || !has(objects, item, menu, true)),
           bad_value);
     if (added.menus.insert(menu).second)

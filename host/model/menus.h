@@ -6,7 +6,7 @@
 namespace velt::host
 {
 
-// The menus that are there from the start.
+// The names of the menus that exist from the start.
 inline constexpr const char *book_context_menu = "!BookContextMenu";
 inline constexpr const char *menu_bar = "!MenuBar";
 
@@ -22,7 +22,7 @@ bool shortcut_exists(const Objects &objects, std::string_view shortcut);
 void add(Objects &objects, UIntT menu, UIntT item);
 void remove(Objects &objects, UIntT menu, UIntT item);
 bool has(const Objects &objects, UIntT menu, UIntT item, bool deep);
-// Out of all menus; and when it is a menu, everything out of it.
+// Takes the item out of all menus and, when it is a menu itself, everything out of it.
 void take_out(Objects &objects, Object &item);
 
 } // namespace menus

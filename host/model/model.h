@@ -10,41 +10,42 @@
 namespace velt::host
 {
 
-// Functions throw StatusError with the status that the client is to get. Names, labels and strings
-// are in the session's own encoding.
+// The functions throw StatusError with the status that the client is to get. Names, labels and
+// strings are in the session's own encoding.
 class Model
 {
 public:
     Model();
 
-    // Refuses when doc is neither 0 nor a document or book.
+    // Refuses a doc that is neither 0 nor a document or book.
     void check_document(UIntT doc) const { objects_.check_document(doc); }
-    // doc and id as a client addresses them; (0, 0) is the session.
+    // Returns the object that a client addresses by doc and id; (0, 0) is the session.
     const Object &object(UIntT doc, UIntT id) const { return objects_.addressed(doc, id); }
-    // By its id alone; it must exist.
+    // Returns the object of the id, which must exist.
     const Object &at(UIntT id) const { return objects_.at(id); }
-    // The first of the type and name; null when there is none.
+    // Returns the first object of the type and name, or null.
     const Object *find(UIntT doc, IntT type, std::string_view name) const
     {
         return objects_.find(doc, type, name);
     }
-    // A book's, in their order.
+    // Returns a book's components in their order.
     std::vector<UIntT> components(UIntT book) const
     {
         return books::components(objects_, object(0, book));
     }
 
-    // A named object's name is not used twice for a type in a document. A component joins its book
-    // as the last.
+    // Creates an object; refuses a name that an object of the type in the document already has,
+    // unless it is empty. A component becomes the last of its book.
     UIntT create(UIntT doc, IntT type, const std::string &name);
-    // The same for a name of which the caller knows that it is free.
+    // Does the same for a name that the caller knows to be free.
     UIntT append(UIntT doc, IntT type, const std::string &name);
-    // After `previous` in the book, or first when that is 0.
+    // Creates an object without a name. A component comes after `previous` in the book, or first
+    // when that is 0.
     UIntT create_after(UIntT doc, IntT type, UIntT previous);
     UIntT create_in(UIntT doc, IntT type, UIntT parent);
-    // With everything that it contains.
+    // Removes the object with everything that it contains.
     void remove(UIntT doc, UIntT id);
-    // No client may delete it from now on.
+    // Keeps clients from deleting the object from now on.
     void keep(UIntT id) { objects_.at(id).stays = true; }
 
     // A value that is written keeps the kind of the one that it replaces.
@@ -65,7 +66,7 @@ public:
         return properties::all(object(doc, id));
     }
 
-    // The host's own access to the properties above.
+    // By these functions, the host itself accesses properties of the session and of books.
     UIntT active_book() const;
     void activate(UIntT book);
     UIntT selected(UIntT book) const;
@@ -75,7 +76,7 @@ public:
     std::string dialog_encoding() const;
     void set_dialog_encoding(const std::string &name);
 
-    // The commands of a client have names of their own; one that is defined again is replaced.
+    // Each client has its own names for its commands; a command that is defined again is replaced.
     UIntT define_command(int client, IntT number, const std::string &name, const std::string &label,
                          const std::string &shortcut)
     {
@@ -85,7 +86,7 @@ public:
     {
         return menus::define_menu(objects_, client, name, label);
     }
-    // The menu by its name; refuses when there is none.
+    // Returns the menu of the name; refuses when there is none.
     UIntT menu(std::string_view name) const { return menus::menu(objects_, name); }
     bool shortcut_exists(std::string_view shortcut) const
     {
@@ -93,7 +94,7 @@ public:
     }
     void add_to_menu(UIntT menu, UIntT item) { menus::add(objects_, menu, item); }
     void remove_from_menu(UIntT menu, UIntT item) { menus::remove(objects_, menu, item); }
-    // Whether the item is in the menu, or, when deep, in a menu below.
+    // Returns whether the item is in the menu or, when deep, in a menu below it.
     bool in_menu(UIntT menu, UIntT item, bool deep) const
     {
         return menus::has(objects_, menu, item, deep);
@@ -108,12 +109,13 @@ public:
     {
         return notifications_.subscribed(client, notification);
     }
-    // The client has left the session: nothing is sent to it any more. Its commands stay.
+    // Ends the subscriptions of a client that has left the session: nothing is sent to it any more.
+    // Its commands stay.
     void forget_subscriptions(int client) { notifications_.forget(client); }
 
 private:
     Object &add(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
-    // Writes what a client may not.
+    // Writes a property that clients may not write.
     void put(UIntT id, IntT number, Value value);
 
     Objects objects_;

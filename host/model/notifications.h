@@ -1,4 +1,4 @@
-// Which notifications each client has asked for.
+// The notifications to which each client has subscribed.
 #pragma once
 
 #include <set>

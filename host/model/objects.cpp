@@ -83,7 +83,7 @@ void Objects::remove(UIntT id)
 {
     for (UIntT each : with_contents(id)) {
         const auto gone = objects_.find(each);
-        // The containers that go too have gone before.
+        // A container that is removed too comes before its contents and is already gone.
         if (const auto container = objects_.find(gone->second.container());
             container != objects_.end())
             container->second.contents.erase(each);

@@ -1,4 +1,4 @@
-// All objects by their ids, by their names, and by what contains them.
+// Finds all objects by their ids, by their names, and by what contains them.
 #pragma once
 
 #include <compare>
@@ -27,21 +27,22 @@ struct Object {
     UIntT document; // the book or document that holds it, or 0
     UIntT id;
     IntT type;
-    std::string name;   // changes by Objects::rename alone
-    UIntT parent;       // for one created in another, else 0
+    std::string name;   // only Objects::rename changes it
+    UIntT parent;       // the object in which it was created, or 0
     bool stays = false; // no client may delete it
-    // What goes with it: those created in it, and for a book or document those that it holds.
+    // The objects that are removed with it: those created in it and, for a book or document, those
+    // that it holds.
     std::set<UIntT> contents = {};
     std::map<PropertyKey, Value> properties = {};
 
-    // Of components and books: the neighbours in the ring that is the book's order.
+    // Only components and books have neighbours: those in the ring that is the book's order.
     UIntT previous = id;
     UIntT next = id;
 
-    // Of commands and menus.
-    std::vector<UIntT> items = {}; // of a menu, in order
-    std::set<UIntT> menus = {};    // that it is in
-    int client = 0;                // that defined it
+    // Only commands and menus use the fields below.
+    std::vector<UIntT> items = {}; // of a menu, in its order
+    std::set<UIntT> menus = {};    // the menus that it is in
+    int client = 0;                // the client that defined it
     IntT command = 0;
     std::string label = {};
     std::string shortcut = {};
@@ -63,27 +64,27 @@ public:
     Objects &operator=(const Objects &) = delete;
 
     bool contains(UIntT id) const { return objects_.contains(id); }
-    // It must exist.
+    // Returns the object of the id, which must exist.
     Object &at(UIntT id) { return objects_.at(id); }
     const Object &at(UIntT id) const { return objects_.at(id); }
-    // Refuses when doc is neither 0 nor a document or book.
+    // Refuses a doc that is neither 0 nor a document or book.
     void check_document(UIntT doc) const;
-    // As a client addresses it.
+    // Returns the object that a client addresses by doc and id.
     const Object &addressed(UIntT doc, UIntT id) const;
     Object &addressed(UIntT doc, UIntT id)
     {
         return at(std::as_const(*this).addressed(doc, id).id);
     }
 
-    // The first of the type and name; null when there is none.
+    // Returns the first object of the type and name, or null.
     const Object *find(UIntT doc, IntT type, std::string_view name) const;
-    // By rising id.
+    // These return ids in ascending order.
     std::vector<UIntT> named(UIntT doc, IntT type, std::string_view name) const;
     std::vector<UIntT> of_type(UIntT doc, IntT type) const;
 
     Object &add(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
     void rename(Object &object, const std::string &name);
-    // The object and all that goes with it.
+    // Returns the object and all objects that are removed with it, each after its container.
     std::vector<UIntT> with_contents(UIntT id) const;
     void remove(UIntT id);
 
@@ -91,7 +92,7 @@ private:
     struct Entry {
         UIntT document;
         IntT type;
-        std::string_view name; // the object's own
+        std::string_view name; // borrowed from the object
         UIntT id;
         auto operator<=>(const Entry &) const = default; // NOLINT(modernize-use-nullptr)
     };

@@ -19,7 +19,8 @@ struct PropertyRow {
     IntT type;
     Rule rule;
 
-    // Told by the order of the book, or by the object itself; all others are stored.
+    // Returns whether the property follows from the book's order or from the object itself; all
+    // others are stored.
     constexpr bool computed() const
     {
         return rule == Rule::after || rule == Rule::before || rule == Rule::first ||
@@ -65,7 +66,8 @@ void move(Objects &objects, Object &component, UIntT neighbour, bool after)
     check(neighbour != component.id &&
               books::has(objects, objects.at(component.document), neighbour),
           bad_value);
-    // Out first: the place before the neighbour may be behind this very component.
+    // The component leaves the ring first, because what precedes the neighbour may be this very
+    // component.
     books::take_out(objects, component);
     books::put_after(objects, component, after ? neighbour : objects.at(neighbour).previous);
 }

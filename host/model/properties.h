@@ -18,7 +18,7 @@ namespace property
 namespace properties
 {
 
-// Those that every object of the type has.
+// Adds the properties that every object of the type has.
 void add_own(Object &made);
 Value get(const Object &from, const PropertyKey &key);
 void set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT &value);

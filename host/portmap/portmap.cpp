@@ -23,7 +23,7 @@ namespace
 constexpr timeval time_to_answer{1, 0};
 constexpr timeval time_to_find{3, 0};
 
-// Many more than clients that one person's session has.
+// The limit is far above the number of clients in one person's session.
 constexpr std::size_t most_registrations = 4096;
 
 } // namespace
@@ -37,7 +37,7 @@ std::string MachinePortMapper::hindrance()
 {
     if (!answers())
         return "the machine's port mapper does not answer: start rpcbind";
-    // Clients ask it by the machine's name.
+    // Clients reach the port mapper by the machine's name.
     char name[HOST_NAME_MAX + 1] = "";
     gethostname(name, sizeof name - 1);
     if (!gethostbyname(name))
@@ -76,7 +76,7 @@ SessionPortMapper::SessionPortMapper(Report report)
         throw std::system_error(errno, std::generic_category(),
                                 "no port mapper on the loopback interface");
     transport_set_program(service_, PMAPPROG, PMAPVERS);
-    // The interface may have its address and carry nothing.
+    // The interface may have its address and still carry no packets.
     const Descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const sockaddr_in here = on_loopback(service_->xp_port);
     if (probe &&
@@ -126,7 +126,7 @@ in_port_t SessionPortMapper::find(UIntT program, UIntT version, unsigned protoco
     return found;
 }
 
-// No exception may leave: the transport knows none.
+// No exception may leave this function: the transport does not handle any.
 void SessionPortMapper::dispatch(void *context, svc_req *request, SVCXPRT *connection)
 try {
     const auto answer = [&](u_int word) {

@@ -1,5 +1,5 @@
-// Port mappers: where the programs of a host and its clients are registered, by their numbers, and
-// found.
+// Port mappers, with which the programs of a host and its clients are registered and found by their
+// numbers.
 #pragma once
 
 #include <netinet/in.h>
@@ -29,23 +29,25 @@ class PortMapper
 public:
     virtual ~PortMapper() = default;
 
-    // False when it cannot be told, or has another port for that program.
+    // Adds a registration. Returns false when the port mapper cannot be told, or has another port
+    // for that program.
     virtual bool set(const Registration &registration) = 0;
-    // Removes the program's registrations with all protocols; false when there is none.
+    // Removes the program's registrations with all protocols; returns false when there is none.
     virtual bool unset(UIntT program, UIntT version) = 0;
-    // The port, or that of another version; 0 with rpc_createerr set when there is none.
+    // Returns the program's port, or that of another version of it, or 0 with rpc_createerr set
+    // when there is none.
     virtual in_port_t find(UIntT program, UIntT version, unsigned protocol) = 0;
-    // By what clients find it, as VQPMAP; empty for the machine's.
+    // Returns the value of VQPMAP by which clients find the port mapper; empty for the machine's.
     virtual std::string name() const = 0;
 };
 
-// The machine's own, on port 111.
+// The machine's own port mapper, on port 111.
 class MachinePortMapper : public PortMapper
 {
 public:
-    // Whether it answers; takes a second at most.
+    // Returns whether it answers within a second.
     static bool answers();
-    // Why it is of no use for clients, and what helps; empty when they can use it.
+    // Returns why clients cannot use it and what helps; empty when they can.
     static std::string hindrance();
 
     bool set(const Registration &registration) override;
@@ -54,19 +56,19 @@ public:
     std::string name() const override { return {}; }
 
 private:
-    // What is left of the time that removals may take while it does not answer.
+    // The time that removals may still take while the port mapper does not answer.
     std::chrono::steady_clock::duration patience_ = most_patience;
     static constexpr std::chrono::seconds most_patience{3};
 };
 
-// One that this process is while the transport is served: on a port of the loopback interface, for
-// root and the same user.
+// A port mapper that this process serves, together with the transport, on a port of the loopback
+// interface, for root and the same user.
 class SessionPortMapper : public PortMapper
 {
 public:
     using Report = std::function<void(const char *)>;
 
-    // `report` hears of who is turned away. Throws std::system_error.
+    // `report` is called for each sender that is turned away. Throws std::system_error.
     explicit SessionPortMapper(Report report = nullptr);
     ~SessionPortMapper() override;
     SessionPortMapper(const SessionPortMapper &) = delete;

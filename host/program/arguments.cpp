@@ -47,7 +47,7 @@ IntT init_code_of(const std::string &text)
     return static_cast<IntT>(code);
 }
 
-// A program by its name alone is looked for as a shell does.
+// Looks for a program that is given by its name alone, as a shell does.
 std::string find_program(const std::string &name)
 {
     const char *path = std::getenv("PATH");
@@ -61,7 +61,7 @@ std::string find_program(const std::string &name)
     return name;
 }
 
-// One of a few words; its number among them.
+// Sets `where` to the choice that the text names. Throws Error for any other text.
 template <class Choice>
 void choose(const std::string &option, const std::string &text, Choice &where,
             std::initializer_list<std::pair<const char *, Choice>> choices)

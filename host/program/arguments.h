@@ -1,4 +1,4 @@
-// What `vqhost run` is given on its command line.
+// The command line of `vqhost run`.
 #pragma once
 
 #include <chrono>
@@ -16,7 +16,7 @@ struct Arguments {
     std::string book;
     std::vector<Startable> clients;
     IntT init_code = 1;
-    IntT language = 0; // the book's
+    IntT language = 0; // 0 for the book's
     enum { untraced, text, json } trace = untraced;
     std::string trace_file, filter;
     std::string script, junit;
@@ -26,16 +26,16 @@ struct Arguments {
     std::vector<std::string> commands;
     bool help = false, version = false; // asked for instead of a run
 
-    // Whether a person types the commands.
+    // Returns whether a person types the commands.
     bool interactive() const;
-    // Whether the standard input is the script.
+    // Returns whether the standard input is the script.
     bool script_is_input() const { return commands.empty() && (script.empty() || script == "-"); }
 };
 
-// Throws Error.
+// Parses the command line. Throws Error for wrong usage.
 Arguments parse_arguments(int argc, char **argv);
 
-// Wrong usage of the program, with where to read more.
+// Throws Error for wrong usage of the program, and says where to read more.
 [[noreturn]] void misuse_of_program(const std::string &text);
 
 } // namespace velt::host

@@ -102,7 +102,8 @@ int schema(int argc, char **)
 struct Verb {
     std::string_view name;
     int (*carry_out)(int argc, char **argv);
-    // Whether --help and --version may stand anywhere behind it; else it has options of its own.
+    // Whether --help and --version may stand anywhere after the verb; if not, the verb has options
+    // of its own.
     bool helps;
 };
 constexpr Verb verbs[] = {

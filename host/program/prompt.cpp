@@ -38,7 +38,7 @@ std::string narrow(std::wstring_view characters)
     return utf8;
 }
 
-// Where the history is kept; empty for nowhere.
+// Returns the path of the history file; empty when the history is not kept.
 std::filesystem::path history_file()
 {
     const auto folder = [](const char *variable) -> std::filesystem::path {
@@ -51,7 +51,7 @@ std::filesystem::path history_file()
     return state.empty() ? state : state / "velt" / "vqhost-history";
 }
 
-// The lines of this run and of those before it.
+// The history: the lines of this run and of earlier ones.
 class History
 {
 public:
@@ -61,7 +61,7 @@ public:
             throw std::bad_alloc();
         history_w(lines_.get(), &event_, H_SETSIZE, remembered_lines);
         history_w(lines_.get(), &event_, H_SETUNIQUE, 1);
-        // What is no plain file is let be.
+        // A path that is not a plain file is left alone.
         std::error_code none;
         if (std::filesystem::exists(file_, none) && !std::filesystem::is_regular_file(file_, none))
             file_.clear();
@@ -70,7 +70,7 @@ public:
     }
     History(const History &) = delete;
     History &operator=(const History &) = delete;
-    // Where there is no place for it, it is kept no longer.
+    // Saves the history; it is lost when it has no file or cannot be saved there.
     ~History()
     {
         std::error_code error;
@@ -91,11 +91,12 @@ private:
     HistEventW event_{};
 };
 
-// One line as the terminal gives it; nothing at its end, or when a signal comes.
+// Returns one line as the terminal gives it, or nothing at the end of the input or when a signal
+// comes.
 std::optional<std::string> plain_line()
 {
     std::string line;
-    // A signal may come before it could interrupt the wait.
+    // The wait is short, because a signal that comes just before it does not interrupt it.
     while (interrupts.signal == 0) {
         pollfd input{STDIN_FILENO, POLLIN, 0};
         if (poll(&input, 1, signal_interval) <= 0)
@@ -129,7 +130,7 @@ wchar_t *Prompt::text(EditLine *)
     return prompt;
 }
 
-// The line editor is no place to throw through.
+// No exception may pass through the line editor, which calls these functions.
 
 int Prompt::next_character(EditLine *editor, wchar_t *character)
 {
@@ -153,7 +154,7 @@ unsigned char Prompt::complete(EditLine *editor, int)
     }
 }
 
-// False when a signal came first.
+// Returns false when a signal has come before any input.
 bool Prompt::wait_for_input()
 {
     const auto readable = [](int limit) {
@@ -186,7 +187,7 @@ int Prompt::read_character(wchar_t &character)
         constexpr auto invalid = static_cast<std::size_t>(-1);
         std::size_t used = std::mbrtowc(&character, &byte, 1, &state);
         if (used == invalid) {
-            // What is no character is left out; this byte may begin the next.
+            // An invalid sequence is left out; this byte may begin the next character.
             state = {};
             used = std::mbrtowc(&character, &byte, 1, &state);
         }
@@ -219,7 +220,7 @@ unsigned char Prompt::complete()
     return CC_REDISPLAY;
 }
 
-// Nothing at the end of the input, and when a signal comes.
+// Returns nothing at the end of the input or when a signal comes.
 std::optional<std::string> Prompt::read_line()
 {
     editing_ = true;
@@ -247,7 +248,7 @@ void Prompt::run(Commands &commands, Host *host)
 {
     commands_ = &commands;
     host_ = host;
-    // Characters as the terminal sends them. Without a locale it is taken for one of UTF-8.
+    // The locale gives the encoding of the terminal, which is taken for UTF-8 without a locale.
     std::setlocale(LC_CTYPE, "");
     if (MB_CUR_MAX == 1)
         std::setlocale(LC_CTYPE, "C.UTF-8");
@@ -268,7 +269,7 @@ void Prompt::run(Commands &commands, Host *host)
     el_wset(editor_, EL_BIND, L"^I", L"velt-complete", nullptr);
 
     std::cout << "help lists the commands; quit ends." << std::endl;
-    bool interrupted = false; // by the latest thing that the person did
+    bool interrupted = false; // whether the person's latest action was Ctrl-C
     const auto goes_on = [&] {
         if (interrupts.signal != SIGINT || interrupted)
             return false;
@@ -302,7 +303,7 @@ void Prompt::run(Commands &commands, Host *host)
             else if (may_end())
                 break;
         } catch (const std::exception &error) {
-            warned_ = false; // it may have changed the book before it failed
+            warned_ = false; // the command may have changed the book before it failed
             std::cerr << printable_lines(error.what()) << std::endl;
         }
         if (interrupts.signal != 0 && !goes_on())
@@ -315,10 +316,10 @@ void Prompt::run(Commands &commands, Host *host)
 
 std::optional<IntT> Prompt::ask()
 {
-    // Who ends the program is not asked any more.
+    // A person who is ending the program is not asked any more.
     if (interrupts.signal != 0)
         return {};
-    // The line editor keeps the terminal from putting lines together.
+    // The line editor has set the terminal to a mode in which it does not assemble lines.
     if (editing_)
         el_wset(editor_, EL_PREP_TERM, 0);
     std::optional<IntT> answer;

@@ -28,7 +28,7 @@ public:
     std::optional<IntT> ask();
 
 private:
-    // What the line editor calls.
+    // The line editor calls these functions.
     static wchar_t *text(EditLine *);
     static int next_character(EditLine *editor, wchar_t *character);
     static unsigned char complete(EditLine *editor, int);
@@ -43,7 +43,7 @@ private:
     Host *host_ = nullptr;
     EditLine *editor_ = nullptr;
     bool editing_ = false;
-    bool warned_ = false; // that changes would be lost
+    bool warned_ = false; // whether the person was warned that changes would be lost
 };
 
 } // namespace velt::host

@@ -29,17 +29,17 @@ bool coloured(int descriptor)
     return isatty(descriptor) && !(no_colour && *no_colour);
 }
 
-// What a run writes beside what it prints.
+// The files that a run writes in addition to what it prints.
 struct Outputs {
     std::optional<OutputFile> report;
     std::optional<TraceOutput> trace;
 
     explicit Outputs(const Arguments &arguments);
-    // Throws when the trace is not complete, or what was printed is not.
+    // Throws when the run is interrupted, or when the trace or what was printed is not complete.
     void check() const;
 };
 
-// Nothing that the run reads is overwritten, nor one of them by the other.
+// Opens the files. Refuses to overwrite a file that the run reads, or one of the two by the other.
 Outputs::Outputs(const Arguments &arguments)
 try {
     std::optional<TraceFilter> filter;
@@ -69,7 +69,7 @@ try {
     for (auto *file : {&report, &trace_file})
         if (*file)
             (*file)->begin();
-    // To a file, or of a part, is a trace too.
+    // --trace-file or --filter alone asks for a trace too.
     if (arguments.trace == Arguments::untraced && !trace_file && arguments.filter.empty())
         return;
     const bool colour = !trace_file && coloured(STDERR_FILENO);
@@ -89,7 +89,8 @@ void Outputs::check() const
         trace->check();
 }
 
-// Clients of an installed host find the resources that are installed with it.
+// Sets VQHOME, unless it is set, so that clients of an installed host find the resources that are
+// installed with it.
 void default_home()
 {
     std::error_code error;
@@ -148,7 +149,7 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
     const std::string name = is_input ? "standard input" : arguments.script;
     ServedInput input(is_input ? STDIN_FILENO : opened.get(), name, host);
     std::istream script(&input);
-    // What the input throws comes through.
+    // This has the stream pass on the exceptions that the input throws.
     script.exceptions(std::ios::badbit);
     commands.run_script(script, name, checks);
 }
@@ -168,7 +169,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     ModelResponder responder(model);
     std::unique_ptr<Host> host;
     if (!arguments.clients.empty()) {
-        // A client of another session may have started this one.
+        // VQPMAP may belong to another session, a client of which has started this host.
         unsetenv("VQPMAP");
         Options options = options_of(arguments);
         if (outputs.trace)
@@ -191,7 +192,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
         try {
             commands.start(client, arguments.init_code);
         } catch (const std::exception &error) {
-            // A person is told and goes on: start is one of the commands.
+            // A person is told and can go on, since `start` is one of the commands.
             if (!interactive || interrupts.signal)
                 throw;
             std::cerr << printable_lines(error.what()) << std::endl;
@@ -200,7 +201,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     carry_out(commands, arguments, host.get(), prompt, checks);
     if (host)
         host->end();
-    // The console has told of them.
+    // The console has already reported how these clients ended.
     if (host)
         for (const Client &client : host->clients())
             if (!commands.ended_well(client))
@@ -212,7 +213,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
 int run(const Arguments &arguments)
 {
     keep_memory_back();
-    // Output that nobody reads is an error like others, and not the end of all.
+    // Output that nobody reads is an error like others and must not kill the process.
     std::signal(SIGPIPE, SIG_IGN);
     watch_interrupts();
     Outputs outputs(arguments);
@@ -223,7 +224,8 @@ int run(const Arguments &arguments)
             action();
         } catch (const std::exception &reason) {
             checks.failed(reason.what());
-            // The first is what has ended the run; what follows from it is told here.
+            // The first error has ended the run and is thrown below; those that follow from it are
+            // printed here.
             if (error)
                 std::cerr << "vqhost: " << printable_lines(reason.what()) << std::endl;
             else

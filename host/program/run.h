@@ -6,8 +6,8 @@
 namespace velt::host
 {
 
-// The exit code. Writes the report that is asked for, whatever happens. Throws what has ended the
-// run.
+// Carries out a run and returns the exit code. Writes the requested report whatever happens. Throws
+// the error that has ended the run.
 int run(const Arguments &arguments);
 
 } // namespace velt::host

@@ -1,4 +1,4 @@
-// What a run expects and what came of it, for the person and for tools that count.
+// The expectations of a run and their results, for the person and for tools that count them.
 #pragma once
 
 #include <ostream>
@@ -11,36 +11,37 @@
 namespace velt::host
 {
 
-// An expectation that is not met: the run goes on and fails at its end.
+// Thrown for an expectation that is not met; the run goes on and fails at its end.
 class Unmet : public Error
 {
 public:
     explicit Unmet(const std::string &text) : Error(failed, text) {}
 };
 
-// Where a command stands.
+// The place of a command in a script or among the arguments.
 struct Position {
     std::string source; // a script's name; empty for the arguments of the program
     int number;         // of the line or argument, from 1
 
-    // "script:2", "argument 2"
+    // Returns a text such as "script:2" or "argument 2".
     std::string text() const;
 };
 
 class Checks
 {
 public:
-    // Each expectation that is not met is told at once.
+    // Each expectation that is not met is reported to `errors` at once.
     explicit Checks(std::ostream &errors) : errors_(errors) {}
 
     void met(const Position &position, std::string_view command);
     void unmet(const Position &position, std::string_view command, const std::string &why);
-    // What made the run fail otherwise, which somebody else tells.
+    // Records another reason for which the run fails. The caller sees to it that it is reported.
     void failed(const std::string &why);
 
-    // One line, if anything was expected; whether nothing was amiss.
+    // Prints one line if anything was expected. Returns whether every expectation was met and
+    // nothing else failed.
     bool summarise() const;
-    // All of it in the format of JUnit; the suite has the book's name.
+    // Returns all results in the format of JUnit; the suite has the book's name.
     std::string junit(const std::string &book) const;
 
 private:

@@ -160,7 +160,7 @@ void Commands::run_script(std::istream &script, const std::string &name, Checks 
 {
     Position position{name, 0};
     for (std::string line; std::getline(script, line);) {
-        // An editor may have begun the text with a mark of its encoding.
+        // An editor may have put a byte order mark at the beginning of the text.
         constexpr std::string_view mark = "\xEF\xBB\xBF";
         if (++position.number == 1 && line.starts_with(mark))
             line.erase(0, mark.size());
@@ -171,7 +171,7 @@ void Commands::run_script(std::istream &script, const std::string &name, Checks 
         } catch (const Interrupted &) {
             throw;
         } catch (const std::exception &error) {
-            // What follows may have no end.
+            // The script is read no further, because the rest of it may have no end.
             fail(position.text() + ": " + error.what() + "; what follows is not done");
         }
     }
@@ -268,7 +268,7 @@ Client &Commands::running_client()
     fail("no client is running; start starts one");
 }
 
-// The last of its name or number.
+// Returns the last client of the name or number.
 Client &Commands::client(const std::string &who)
 {
     Client *found = nullptr;
@@ -322,7 +322,7 @@ void Commands::notify(std::string_view rest)
     const std::string text = window_.sent(words.at(2, ""));
     const auto integer = number<IntT>(words.at(3));
     bool told = false;
-    // The list does not shrink; a client may end meanwhile.
+    // The list does not shrink meanwhile, but a client may end.
     for (Client &each : host().clients()) {
         if (!each.running() || !s_.model.subscribed(each.number, code))
             continue;
@@ -379,7 +379,7 @@ void Commands::wait(std::string_view rest)
 
 void Commands::list_clients()
 {
-    // Only the last of those that had a number counts.
+    // Only the last of the clients that have had a number is listed.
     for (Client &each : host().clients())
         if (host().find(each.number) == &each)
             s_.out << printable(each.title()) << ": "
@@ -416,7 +416,7 @@ std::vector<std::string> Commands::completions(std::string_view line) const
         for (const auto &row : rows)
             all.push_back(std::string(before) + std::string(std::invoke(name, row)));
     };
-    // What stands before the last expectation, after each `not`.
+    // `before` is what stands before the innermost expectation: `expect` and each `not`.
     std::string_view before = line.starts_with("expect ") ? "expect " : "";
     while (!before.empty() && line.substr(before.size()).starts_with("not "))
         before = line.substr(0, before.size() + 4);
@@ -429,7 +429,7 @@ std::vector<std::string> Commands::completions(std::string_view line) const
         else
             offer(before, Expectation::all(), &Expectation::name);
     } else if (word == "select" || word == "selected") {
-        // Without quotes if they are not needed.
+        // A name that needs no quotes is offered without them.
         offer(std::string(before) + std::string(word) + " ", window_.order(),
               [](const std::string &name) {
                   return !name.starts_with('"') && whole(name) == name ? name : as_word(name);

@@ -25,7 +25,8 @@ namespace velt::host
 struct Startable {
     int number;
     Startup what;
-    // That of the program. In the client's description a blank would end it.
+    // Returns the name of the program's file with white space replaced, because a blank would end
+    // the name in the client's description.
     std::string name() const;
 };
 
@@ -44,30 +45,30 @@ public:
         BookFile &file;
         std::ostream &out;
         bool colour;
-        // Throws when the run has to end: what it writes is lost, or it is interrupted.
+        // Throws when the run has to end because what it writes is lost or it is interrupted.
         std::function<void()> check = [] {};
     };
     explicit Commands(Surroundings surroundings);
 
-    // Carries out one line. Throws Error; false once the line is `quit`.
+    // Carries out one line. Returns false if it is `quit`. Throws Error.
     bool run(std::string_view line);
-    // One by one up to `quit` or the first error, which then names its position. Expectations that
-    // are not met are no such error.
+    // These carry out commands one by one up to `quit` or the first error, to which they add its
+    // position. An expectation that is not met is no such error.
     void run_script(std::istream &script, const std::string &name, Checks &checks);
     void run_arguments(const std::vector<std::string> &arguments, Checks &checks);
     // Starts a client and initialises it; one that ends at once with control handed back has done
     // its work.
     void start(const Startable &client, IntT code);
 
-    // Whether the client has ended as it should, or as it was expected to.
+    // Returns whether the client has ended as it should, or as it was expected to.
     bool ended_well(const Client &client) const;
-    // Whether the book has changed since it was loaded or saved.
+    // Returns whether the book has changed since it was loaded or saved.
     bool unsaved() const;
 
-    // What may follow in a line, for completion: whole lines that begin with `line`.
+    // Returns the completions of a line: whole lines that begin with `line`.
     std::vector<std::string> completions(std::string_view line) const;
     static std::string help();
-    // What the help lists.
+    // A command as the help lists it.
     struct Entry {
         std::string usage;
         std::string_view summary;
@@ -103,7 +104,7 @@ private:
 
     Surroundings s_;
     Window window_;
-    // The book as its file would have it, up to the first save.
+    // The text that the book had as a file when it was loaded; empty after the first save.
     std::optional<std::string> saved_;
     std::set<const Client *> expected_exits_; // the list of clients does not shrink once they run
 };

@@ -106,7 +106,7 @@ std::span<const Expectation> Expectation::all()
              if (!c.s_.host)
                  misuse("no client can end here: give one with --client PATH");
              Client &client = c.client(who);
-             // It may be about to.
+             // The client may be about to end.
              c.host().wait_for_exit(client, c.host().options().exit_limit);
              const std::string is =
                  client.running() ? "still running" : status_text(client.exit_status);
@@ -144,7 +144,7 @@ Expectation::Verdict Expectation::verdict(Commands &commands, std::string_view r
     } catch (const Interrupted &) {
         throw;
     } catch (const Error &error) {
-        // What is not there is not so.
+        // An expectation about something that does not exist is not met.
         if (error.code != failed)
             throw;
         found = {false, std::string(wanted), error.what()};

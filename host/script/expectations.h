@@ -1,4 +1,4 @@
-// What a script may expect.
+// The expectations that a script may state.
 #pragma once
 
 #include <functional>
@@ -12,7 +12,8 @@ namespace velt::host
 class Commands;
 
 struct Expectation {
-    // Whether it is so, and what is then done; and what is wanted and is, for the message.
+    // The result of a check: whether the expectation is met, what to do once it is, and the wanted
+    // and the actual state for the message.
     struct Verdict {
         bool met;
         std::string wanted, is;
@@ -23,13 +24,14 @@ struct Expectation {
 
     std::string usage() const;
     static std::span<const Expectation> all();
-    // Null when there is none of the name.
+    // Returns the expectation of the name, or null.
     static const Expectation *find(std::string_view name);
-    // Of an expectation by its name and arguments. Throws Error for what is none.
+    // Checks an expectation that is given by its name and arguments. Throws Error for an unknown
+    // one.
     static Verdict verdict(Commands &, std::string_view rest);
 };
 
-// Throws Unmet, or Error for what is no expectation.
+// Checks an expectation. Throws Unmet when it is not met, or Error for an unknown one.
 void expect(Commands &commands, std::string_view rest);
 
 } // namespace velt::host

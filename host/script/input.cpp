@@ -35,7 +35,7 @@ ServedInput::int_type ServedInput::underflow()
         const ssize_t got = read(descriptor_, buffer_.data(), buffer_.size());
         if (got > 0) {
             setg(buffer_.data(), buffer_.data(), buffer_.data() + got);
-            // What has no end is not to fill the memory.
+            // The limit keeps a line without end from filling the memory.
             const auto end = std::string_view(gptr(), egptr()).rfind('\n');
             line_ = end == std::string_view::npos ? line_ + static_cast<std::size_t>(got)
                                                   : static_cast<std::size_t>(got) - end - 1;

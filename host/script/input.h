@@ -1,4 +1,4 @@
-// Commands from a descriptor.
+// Reads commands from a descriptor.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@
 namespace velt::host
 {
 
-// What a stream reads; while there is nothing to be read, the host serves its clients.
+// The buffer of an input stream; while there is nothing to be read, the host serves its clients.
 class ServedInput : public std::streambuf
 {
 public:
@@ -21,7 +21,7 @@ public:
     }
 
 protected:
-    // Throws Error when it cannot be read.
+    // Throws Error when the descriptor cannot be read.
     int_type underflow() override;
 
 private:

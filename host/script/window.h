@@ -23,35 +23,35 @@ public:
     {
     }
 
-    // The book window: the title, the components in order, the context menu.
+    // Prints the book window: the title, the components in order, the context menu.
     void show(std::ostream &out, bool colour) const;
 
-    // The names of the components in their order.
+    // Returns the names of the components in their order.
     std::vector<std::string> order() const;
-    // By its name or its number in the window. Throws Error for none.
+    // Returns a component by its name or its number in the window. Throws Error when there is none.
     UIntT component(std::string_view name) const;
-    // Those of the context menu and the menu bar, and of the menus in them.
+    // Returns the items of the context menu and the menu bar, and of the menus in them.
     std::vector<const Object *> menu_items() const;
-    // What a menu shows of the item.
+    // Returns what a menu shows for the item.
     std::string label(const Object &item) const;
 
     std::string shown(const std::string &bytes) const { return printable(text_.to_utf8(bytes)); }
     std::string shown(const Value &value) const;
-    // In the session's encoding. Throws Error for what that does not have.
+    // Returns the text in the session's encoding. Throws Error for a character that this lacks.
     std::string sent(const std::string &text) const;
 
-    // What a person calls an object: session, book, or a component as `component` finds it; and a
-    // property of it: its number, its name in the table of properties, or its name.
+    // A person calls an object session, book, or by the name of a component as `component` finds
+    // it, and a property of it by its number, its name in the table of properties, or its own name.
     struct Address {
         UIntT doc, id;
     };
     Address object(const std::string &name) const;
     PropertyKey property(Address of, const std::string &name) const;
-    // Takes both from the beginning of the rest.
+    // Takes the names of an object and a property from the beginning of the rest.
     std::pair<Address, PropertyKey> take_property(std::string_view &rest,
                                                   std::string_view usage) const;
     std::optional<Value> value(Address of, const PropertyKey &key) const;
-    // The number and the name that properties.def has, or the property's own name.
+    // Returns the property's number and its name in properties.def, or the property's own name.
     std::string property_title(Address of, const PropertyKey &key) const;
 
 private:

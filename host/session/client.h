@@ -13,38 +13,38 @@
 namespace velt::host
 {
 
-// Of the host's programs and of those of its clients.
+// The version of the host's programs and of those of its clients.
 inline constexpr UIntT service_version = 1;
 
 struct Client {
     int number = 0;        // as in VQAPIX
     std::string name;      // as in VQAPIX
     std::string directory; // what V_ApiClientDir answers
-    UIntT program = 0;     // its own service
+    UIntT program = 0;     // the RPC program of its own service
     UIntT version = service_version;
 
     // A client goes from each state to a later one.
     enum class State {
-        started,      // or, if it has asked to be taken in, answered
+        started,      // the host has started it, or has admitted it to the session
         acknowledged, // it has told which process it is
-        connected,    // it can be called
-        lost,         // one of its connections has ended, which it will not have again
+        connected,    // the host can call it
+        lost,         // one of its connections has ended and is not made again
         exited,
     };
     State state = State::started;
 
-    std::unique_ptr<ClientProcess> process; // null for one that asked to be taken in
-    pid_t pid = 0;                          // told by its acknowledgement
-    unsigned long long process_start = 0;   // of one that asked to be taken in, as start_of()
+    std::unique_ptr<ClientProcess> process; // null for an admitted client
+    pid_t pid = 0;                          // from its acknowledgement
+    unsigned long long process_start = 0;   // of an admitted client, as start_of() returns it
     int caller = -1;                        // the descriptor on which it calls; -1 without one
     Connection connection;
     Turns turns;
-    std::string refusal;          // of the latest call, by the client's dispatcher
-    std::optional<Turn> quitting; // since it was asked to
+    std::string refusal;          // why the client's dispatcher refused the latest call
+    std::optional<Turn> quitting; // begun when the client was asked to quit
     bool leaving = false;         // it has said that it ends, or was asked to
     bool being_answered = false;  // it waits for the answer to a call and serves nobody
 
-    IntT return_value = 0; // for the client that calls it
+    IntT return_value = 0; // what a client that calls it gets
     std::optional<int> exit_status;
     std::string_view ended_in; // the procedure in which it held control at its end
 

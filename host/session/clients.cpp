@@ -20,7 +20,7 @@ using State = Client::State;
 
 Client *Clients::find(int number)
 {
-    // A number may be used anew when its client has exited.
+    // The search begins at the end, because a number may be used again when its client has exited.
     const auto found = std::ranges::find(all_.rbegin(), all_.rend(), number, &Client::number);
     return found == all_.rend() ? nullptr : &*found;
 }
@@ -76,7 +76,7 @@ void Clients::acknowledge(int descriptor, IntT pid)
         client->process->set_id(pid);
 }
 
-// The reply may have been lost, and the process asks again: it gets the same answer.
+// A process whose reply was lost asks again, and gets the same answer.
 void Clients::admit(const VqRpcApiConnectArgT &wish, UIntT host_program,
                     VqRpcApiConnectReturnT &reply)
 {
@@ -153,7 +153,7 @@ void Clients::connect(Client &client)
         reports_.of(client, clnt_spcreateerror("its service cannot be reached"));
 }
 
-// The client answers each call of the host with an empty reply; they come in order.
+// The client answers each call of the host with an empty reply; the replies come in order.
 void Clients::replied(Client &client, const rpc_err &error)
 {
     if (error.re_status == RPC_CANTRECV || error.re_status == RPC_TIMEDOUT ||
@@ -178,7 +178,7 @@ void Clients::break_off_turns(Client &client, const std::string &outcome)
         trace_return(options_.trace, client, *turn, outcome);
 }
 
-// Without its connections it cannot hand control back.
+// A client that has lost a connection cannot hand control back.
 void Clients::note_loss(Client &client)
 {
     reports_.of(client, "lost its connection while it held control in " +
@@ -190,7 +190,7 @@ void Clients::note_exit(Client &client)
 {
     const bool came_up = client.reached(State::acknowledged);
     client.state = State::exited;
-    client.caller = -1; // it may not have been closed on this side
+    client.caller = -1; // the connection may still be open on this side
     if (client.process)
         client.exit_status = client.process->status();
     client.connection.close();

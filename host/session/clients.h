@@ -22,24 +22,24 @@ public:
     Clients(const Clients &) = delete;
     Clients &operator=(const Clients &) = delete;
 
-    // In order of their start, those that have exited included.
+    // Returns the clients in order of their start, including those that have exited.
     std::list<Client> &all() { return all_; }
-    // The last of the number; null when there is none.
+    // Returns the last client of the number, or null.
     Client *find(int number);
-    // Which calls on this descriptor; null when none does.
+    // Returns the client that calls on the descriptor, or null.
     Client *calling_on(int descriptor);
     bool any_running() const;
 
     Client &add(int number, const std::string &name);
-    // As if it had never been there.
+    // Removes the client from the list, with its connection and its registrations.
     void remove(Client &client);
 
-    // Whoever calls on the descriptor says that it is this process.
+    // Handles an acknowledgement: the caller on the descriptor says that it is the process `pid`.
     void acknowledge(int descriptor, IntT pid);
-    // A process asks to be taken in; the host's own program is told to it.
+    // Answers a process that asks to be admitted; the reply tells it the host's own program.
     void admit(const VqRpcApiConnectArgT &wish, UIntT host_program, VqRpcApiConnectReturnT &reply);
     void connection_closed(int descriptor);
-    // Finds out what has become of each: connects to new ones, and notes ends.
+    // Checks on each client: connects to new ones, and notes those that have ended.
     void look_after();
     void note_exit(Client &client);
 

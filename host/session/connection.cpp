@@ -39,7 +39,7 @@ clnt_stat Connection::send(const Procedure &procedure, void *argument)
     return sent == RPC_TIMEDOUT ? RPC_SUCCESS : sent;
 }
 
-// No exception may leave: the transport knows none.
+// No exception may leave this function: the transport does not handle any.
 void Connection::reply(void *connection, const rpc_err &error)
 try {
     static_cast<Connection *>(connection)->replied_(error);

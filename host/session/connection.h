@@ -14,7 +14,7 @@ namespace velt::host
 class Connection
 {
 public:
-    // Hears of each reply in the order of the calls, and of the end of the connection.
+    // Called for each reply, in the order of the calls, and for the end of the connection.
     using Replied = std::function<void(const rpc_err &)>;
 
     Connection() = default;
@@ -22,13 +22,13 @@ public:
     Connection &operator=(const Connection &) = delete;
     ~Connection() { close(); }
 
-    // False with rpc_createerr set when the client's service cannot be reached.
+    // Returns false with rpc_createerr set when the client's service cannot be reached.
     bool open(const sockaddr_in &service, UIntT program, UIntT version, Replied replied);
     void close();
     bool is_open() const { return handle_ != nullptr; }
 
-    // Sends a call and waits for nothing: the client may have a call of its own under way, which
-    // comes first. RPC_SUCCESS once it is sent.
+    // Sends a call without waiting for the reply, because the client may have a call of its own
+    // under way, which comes first. Returns RPC_SUCCESS once the call is sent.
     clnt_stat send(const Procedure &procedure, void *argument);
 
 private:

@@ -14,7 +14,8 @@ namespace
 using std::chrono::steady_clock;
 using namespace procedure;
 
-// These pass control, so that a client may make them without holding it.
+// Returns whether the procedure passes control, so that a client may call it without holding
+// control.
 bool passes_control(rpcproc_t number)
 {
     return number == api_vq_over_1::number || number == api_vq_take_control_1::number;
@@ -26,7 +27,7 @@ std::string milliseconds_since(steady_clock::time_point when)
     return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
 }
 
-// The client waits for its answer meanwhile, and cannot be called.
+// While one lives, the client waits for its answer and cannot be called.
 class BeingAnswered
 {
 public:
@@ -47,7 +48,7 @@ void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport
     try {
         self.dispatch(request->rq_proc, transport);
     } catch (const std::exception &error) {
-        // Memory may be what failed: nothing is put together here.
+        // A lack of memory may be the cause, so no string is put together here.
         Reports::line(&self.s_.reports, "a call was not answered in full:");
         Reports::line(&self.s_.reports, error.what());
     }
@@ -89,7 +90,7 @@ void Dispatcher::dispatch(rpcproc_t number, SVCXPRT *transport)
         call.after();
 }
 
-// Returns what came of the call.
+// Replies to the call and returns its outcome for the trace.
 std::string Dispatcher::reply(Call &call, Message &argument, Message &result, Json &shown,
                               SVCXPRT *transport)
 try {
@@ -127,7 +128,7 @@ try {
     return std::string("failed: ") + error.what();
 }
 
-// Who calls on the connection is known from here on.
+// From here on, the host knows which client calls on the connection.
 void Dispatcher::acknowledge(const Procedure &procedure, SVCXPRT *transport)
 {
     IntT pid = 0;

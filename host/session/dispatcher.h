@@ -1,4 +1,4 @@
-// What the host serves over RPC: its program.
+// Serves the host's program over RPC.
 #pragma once
 
 #include <rpc/rpc.h>
@@ -22,7 +22,7 @@ public:
     };
     explicit Dispatcher(const Session &session) : s_(session) {}
 
-    // Decodes one call, has it answered, and traces it. For the transport.
+    // Decodes one call, has it answered, and traces it. The transport calls it.
     static void dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport) noexcept;
 
 private:

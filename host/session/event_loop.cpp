@@ -9,7 +9,7 @@ namespace velt::host
 namespace
 {
 
-// The end of a process shows on no descriptor.
+// The loop looks for the ends of processes at this interval, because they show on no descriptor.
 constexpr EventLoop::Milliseconds look_interval(10);
 
 } // namespace
@@ -35,7 +35,8 @@ bool EventLoop::serve_until(const std::function<bool()> &done, Milliseconds limi
     bool over = false;
     for (;;) {
         const bool well = is_done();
-        // This process may have been stopped: what has come meanwhile has come in time.
+        // After the limit, one more round is served: this process may have been stopped, and what
+        // has come meanwhile counts as in time.
         if (well || over) {
             excused_ = excused + (Clock::now() - began);
             return well;

@@ -1,4 +1,5 @@
-// The wait for clients: their calls, their ends, and what is put off until a client can be called.
+// Waits for clients: for their calls and their ends, and to do what is deferred until a client can
+// be called.
 #pragma once
 
 #include <chrono>
@@ -14,8 +15,8 @@ public:
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::milliseconds;
 
-    // `look` is done at every turn, for what shows on no descriptor; `check` after each wait. It
-    // may throw, and nothing is served then.
+    // `look` is called in every round, for what shows on no descriptor, and `check` after each
+    // wait. When `check` throws, nothing is served.
     EventLoop(std::function<void()> look, std::function<void()> check)
         : look_(std::move(look)), check_(std::move(check))
     {
@@ -25,11 +26,12 @@ public:
 
     // Serves what has come by now.
     void serve_pending();
-    // Serves until it is done; false when it is not within the limit. The limit leaves out what was
-    // excused: a person who reads an alert, and another wait within this one, make no client late.
+    // Serves until `done` holds; returns false when it does not within the limit. The limit leaves
+    // out excused time: neither a person who reads an alert nor another wait within this one makes
+    // a client late.
     bool serve_until(const std::function<bool()> &done, Milliseconds limit);
 
-    // Done as soon as it is ready and no call is being answered.
+    // Runs the action as soon as `ready` holds and no call is being answered.
     void defer(std::function<bool()> ready, std::function<void()> action);
 
     // While one lives, a call is being answered.

@@ -24,11 +24,11 @@ using Clock = EventLoop::Clock;
 using State = Client::State;
 using std::chrono::milliseconds;
 
-// From the signal to the end of a process that is killed.
+// The time that a killed process may take to end.
 constexpr milliseconds kill_limit = std::chrono::seconds(5);
 
-// A client's own limits are for one host; a host has many clients, and none that it has not
-// started.
+// The library's default limits suit a client, which has one host; a host has many clients, and none
+// that it has not started or admitted.
 constexpr UIntT host_connections = 4096;
 constexpr UIntT host_idle_connections = 64;
 
@@ -50,9 +50,10 @@ const Procedure &procedure_of()
 
 void prepare_process()
 {
-    // The end of a client that has detached itself is seen too.
+    // As a subreaper, this process also sees the end of a client that has detached itself.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    // A parent that has no interest in its children hands that on, and how they end is lost.
+    // A parent that ignores SIGCHLD hands that on to this process, which then could not learn how
+    // its children end.
     std::signal(SIGCHLD, SIG_DFL);
     for (const auto &[limit, least] : {std::pair{V_limit_connections, host_connections},
                                        {V_limit_idle_connections, host_idle_connections}})
@@ -94,13 +95,13 @@ Host::~Host()
     try {
         end();
     } catch (const std::exception &) {
-        // A console that cannot take a report; the clients end with their processes.
+        // The console cannot take a report; the clients end with their ClientProcess objects.
     }
 }
 
 void Host::listen()
 {
-    // With a port mapper of its own the session is this machine's alone.
+    // A session with its own port mapper is open to this machine only.
     const in_addr_t interface =
         registrations_.are_the_machines() ? INADDR_ANY : htonl(INADDR_LOOPBACK);
     const auto closed = [](void *host, SVCXPRT *connection) noexcept {
@@ -345,17 +346,19 @@ std::optional<IntT> Host::ask(const Alert &alert)
 void Host::end()
 {
     ending_ = true;
-    // One may be the reason for this end; the next is in a hurry.
+    // One interrupt may be the reason for this end; another one means that the person is in a
+    // hurry.
     const int interrupts = options_.interrupts ? std::min(options_.interrupts(), 1) : 0;
     const auto until = Clock::now() + options_.exit_limit;
     for (Client &client : clients()) {
-        // One that has not come up knows of no quit.
+        // A client that has not acknowledged cannot be asked to quit.
         if (client.running() && client.reached(State::acknowledged))
             ask_to_quit(client);
         else if (client.running() && client.process)
             client.process->kill(SIGKILL);
     }
-    // While they end: a port mapper that does not answer takes its time only once.
+    // Registrations are removed while the clients end, so that a port mapper that does not answer
+    // takes its time only once.
     for (Client &client : clients())
         if (client.running())
             registrations_.mapper().unset(client.program, client.version);

@@ -19,15 +19,15 @@ namespace velt::host
 struct Outcome {
     enum Kind {
         handed_back, // for quit: the client has exited
-        queued,      // the client waits for an answer; the call is made once it has it
+        queued,      // the client waits for an answer; the call follows that
         busy,        // not called: the client holds control
         late,        // the time limit passed; the client may still hand over
         died,
-        undelivered, // or refused by the client's dispatcher
+        undelivered, // not sent, or refused by the client's dispatcher
     };
     Kind kind = handed_back;
     std::string text = {}; // one line that names the client
-    bool bailout = false;  // it hands control back for the last time
+    bool bailout = false;  // the client has handed control back for the last time
 
     explicit operator bool() const { return kind == handed_back; }
 };
@@ -39,14 +39,14 @@ public:
     Host(Options options, Responder &responder, Console &console);
     Host(const Host &) = delete;
     Host &operator=(const Host &) = delete;
-    ~Host(); // ends
+    ~Host(); // calls end()
 
     // Starts a client and serves until it has acknowledged and is connected. Throws Error when it
     // does not come up, and nothing of it is then left.
     Client &start(const Startup &what, int number, const std::string &name, bool detach = false);
 
-    // Each calls the client and serves until control comes back, it dies or is late. Whatever is
-    // not as it should be is reported at the console too.
+    // Each of these calls the client and serves until control comes back, the client dies, or it is
+    // late. They report at the console whatever is not as it should be.
     Outcome initialise(Client &client, IntT code);
     Outcome command(Client &client, IntT number);
     Outcome notify(Client &client, IntT notification, UIntT object, const std::string &string,
@@ -59,21 +59,21 @@ public:
     // Serves what has come by now.
     void serve_pending() { loop_.serve_pending(); }
     void serve(std::chrono::milliseconds duration);
-    // Serves until it is done; false when it is not within the limit. Throws Error when
+    // Serves until `done` holds; returns false when it does not within the limit. Throws Error when
     // interrupted.
     bool serve_until(const std::function<bool()> &done, std::chrono::milliseconds limit);
-    // Serves until the client has exited; false when it has not within the limit.
+    // Serves until the client has exited; returns false when it has not within the limit.
     bool wait_for_exit(Client &client, std::chrono::milliseconds limit);
-    // Done as soon as no call is being answered.
+    // Runs the action as soon as no call is being answered.
     void after_reply(std::function<void()> action);
-    // Asks the person, whose time makes no client late.
+    // Asks the person; the time that they take makes no client late.
     std::optional<IntT> ask(const Alert &alert);
 
-    // Quits all clients at once, kills what stays, and removes all registrations. Harmless when
-    // done.
+    // Quits all clients at once, kills those that stay, and removes all registrations. A second
+    // call does no harm.
     void end();
 
-    // In order of their start, those that have exited included.
+    // Returns the clients in order of their start, including those that have exited.
     std::list<Client> &clients() { return clients_.all(); }
     Client *find(int number) { return clients_.find(number); }
 

@@ -1,4 +1,4 @@
-// What may be set for a host.
+// The settings of a host.
 #pragma once
 
 #include <chrono>
@@ -12,20 +12,21 @@
 namespace velt::host
 {
 
-// For the limits below: longer than any session lasts.
+// A value for the limits below that is longer than any session.
 inline constexpr std::chrono::milliseconds no_limit = std::chrono::hours(24 * 365 * 100);
 
 struct Options {
-    std::chrono::milliseconds start_limit = std::chrono::seconds(10); // to the acknowledgement
-    std::chrono::milliseconds turn_limit = std::chrono::seconds(30);  // to the hand-over
-    std::chrono::milliseconds exit_limit = std::chrono::seconds(5);   // from quit to the exit
+    std::chrono::milliseconds start_limit = std::chrono::seconds(10); // until a client acknowledges
+    std::chrono::milliseconds turn_limit = std::chrono::seconds(30);  // until it hands control back
+    std::chrono::milliseconds exit_limit = std::chrono::seconds(5);   // until it exits after quit
     TraceSink trace; // nothing is decoded for an empty one
-    // How often the host has been told to end, asked at every wait: once ends what it does with an
-    // error, and once more while it ends leaves clients no time to do so.
+    // Returns how often the host has been told to end; the host asks at every wait. The first time
+    // ends what the host does with an error; another time during end() leaves clients no time to
+    // end themselves.
     std::function<int()> interrupts;
     // Each client is stopped before it begins, for a debugger.
     bool stop_at_start = false;
-    // Null makes one of the session's own.
+    // The port mapper to use; null creates one for this session.
     std::shared_ptr<PortMapper> port_mapper;
 };
 

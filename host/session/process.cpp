@@ -46,7 +46,7 @@ namespace
         words.push_back(const_cast<char *>(each.c_str()));
     words.push_back(nullptr);
     if (stopped) {
-        // Any debugger may have it, where the system allows that to parents only.
+        // This lets any debugger trace the client where the system allows only parents to.
         prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
     }
@@ -86,8 +86,8 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
         throw std::system_error(error, std::generic_category(),
                                 what.path + (is_there ? ": the program that is to run it" : ""));
     }
-    // A process that is traced stops when it has become another program; from then on it is stopped
-    // for whoever wants to trace it.
+    // A traced process stops when it has become another program; from then on it stays stopped for
+    // whoever wants to trace it.
     if (stopped && waitpid(group_, nullptr, 0) == group_ &&
         ptrace(PTRACE_DETACH, group_, nullptr, SIGSTOP) == 0) {
         siginfo_t seen;
@@ -101,7 +101,7 @@ ClientProcess::~ClientProcess()
     kill(SIGKILL);
     while (!ended_ && (waitpid(-group_, nullptr, 0) > 0 || errno == EINTR))
         ;
-    // A client of another group has become a child of this process.
+    // A client that has left the group has become a child of this process.
     ProcessFacts facts;
     if (id_ != 0 && read_process(id_, facts) && facts.start == start_)
         while (waitpid(id_, nullptr, 0) < 0 && errno == EINTR)
@@ -143,7 +143,7 @@ bool ClientProcess::ended()
         if (pid < 0)
             ended_ = true;
         else if (id_ == 0 || pid == id_)
-            status_ = status; // of several that end before the client has told, the last
+            status_ = status; // until the client has told its id, the last of several counts
         else if (pid == group_)
             first_status_ = status;
     }

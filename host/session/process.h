@@ -11,7 +11,7 @@
 namespace velt::host
 {
 
-// What to start, and how.
+// The program to start, its arguments, and additions to its environment.
 struct Startup {
     std::string path;
     std::vector<std::string> arguments = {};
@@ -21,37 +21,38 @@ struct Startup {
     Startup(const char *what) : path(what) {}
 };
 
-// The process leads a process group, in which it stays when it detaches itself by a fork.
+// The process leads a process group, in which the client stays when it detaches itself by a fork.
 class ClientProcess
 {
 public:
-    // Starts it with VQAPIX set to `identity` and VQPMAP to the port mapper, if that has a name,
-    // default signals, an empty standard input, and no descriptors but the standard ones; `stopped`
-    // has it wait for SIGCONT, or for a debugger, at its first instruction. Throws
-    // std::system_error when it cannot.
+    // Starts the program with VQAPIX set to `identity`, VQPMAP set to the port mapper if that has a
+    // name, default signals, an empty standard input, and no descriptors but the standard ones.
+    // `stopped` has it wait for SIGCONT, or for a debugger, at its first instruction. Throws
+    // std::system_error when it cannot be started.
     ClientProcess(const Startup &what, const std::string &identity, const std::string &port_mapper,
                   bool stopped = false);
     ClientProcess(const ClientProcess &) = delete;
     ClientProcess &operator=(const ClientProcess &) = delete;
-    // Nothing of it is left.
+    // Kills what is left of the client and its group, and waits for their end.
     ~ClientProcess();
 
-    // The first process; a client that detaches has another id, in the same group.
+    // Returns the id of the first process; a client that detaches has another id, in the same
+    // group.
     pid_t group() const { return group_; }
 
-    // Whether a process is the one that was started, or comes from it: a client may be started by a
-    // debugger, or in a shell.
+    // Returns whether a process is the one that was started, or comes from it: a client may be
+    // started by a debugger, or in a shell.
     bool includes(pid_t id) const;
-    // Which process is the client, once it has told.
+    // Sets which process is the client, once the client has told.
     void set_id(pid_t id);
-    // Whether it has stopped running and only waits to be closed down.
+    // Returns whether the client has stopped running and only waits to be reaped.
     bool is_ending() const;
 
-    // Whether the client has ended, be it that others of its group have not.
+    // Returns whether the client has ended, even if others of its group have not.
     bool ended();
 
-    // The client's own exit status as wait(2) gives it, or that of the process that was started,
-    // when that has waited for the client; nothing while it is not known.
+    // Returns the client's own exit status as wait(2) gives it, or that of the process that was
+    // started, if that has waited for the client; nothing while it is not known.
     std::optional<int> status() const { return status_ ? status_ : first_status_; }
 
     void kill(int signal);
@@ -59,12 +60,12 @@ public:
 private:
     pid_t group_;
     pid_t id_ = 0;
-    unsigned long long start_ = 0; // as start_of() tells it
+    unsigned long long start_ = 0; // as start_of() returns it
     bool ended_ = false;
     std::optional<int> status_, first_status_;
 };
 
-// "exited with status 3", "was killed by signal 9 (Killed)".
+// Returns a text such as "exited with status 3" or "was killed by signal 9 (Killed)".
 std::string describe_exit(std::optional<int> status);
 
 } // namespace velt::host

@@ -14,7 +14,7 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-// Program numbers come from the range that nobody assigns; each process begins somewhere else in
+// Program numbers come from the range that nobody assigns; each process begins at another place in
 // it.
 constexpr UIntT transient_programs = 0x40000000;
 constexpr UIntT transient_count = 0x20000000;
@@ -64,7 +64,7 @@ void Registrations::renew()
                               "the port mapper has lost program " + std::to_string(each.program) +
                                   ", and another holds it: clients do not find the host");
     }
-    // One that does not answer is not asked all the time.
+    // A port mapper that takes long to answer is asked less often.
     const auto took = Clock::now() - began;
     next_check_ = Clock::now() + std::max<Clock::duration>(std::chrono::seconds(5), 20 * took);
 }

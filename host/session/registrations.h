@@ -1,4 +1,4 @@
-// The host's programs at the port mapper, and numbers for those of its clients.
+// Registers the host's programs with the port mapper, and finds numbers for those of its clients.
 #pragma once
 
 #include <chrono>
@@ -21,17 +21,18 @@ public:
     }
 
     PortMapper &mapper() { return *mapper_; }
-    // Whether the port mapper is the machine's, which may be started anew and then knows nothing of
+    // Returns whether the port mapper is the machine's, which may be restarted and then has lost
     // what it was told before.
     bool are_the_machines() const { return mapper_->name().empty(); }
 
-    // A number that nobody uses, as far as the port mapper and `is_used` know. Throws Error.
+    // Returns a program number that nobody uses, as far as the port mapper and `is_used` know.
+    // Throws Error.
     UIntT free_program(const std::function<bool(UIntT)> &is_used = nullptr);
     // Registers a program of the host and returns its number. Throws Error.
     UIntT add(unsigned protocol, in_port_t port);
     // Registers again what the machine's port mapper has lost.
     void renew();
-    // The same from time to time.
+    // Does the same if enough time has passed since the last check.
     void renew_when_due();
     void remove_all();
 

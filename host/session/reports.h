@@ -1,4 +1,4 @@
-// What the host tells the person of its own accord.
+// The reports that the host makes to the person of its own accord.
 #pragma once
 
 #include <chrono>
@@ -17,9 +17,10 @@ public:
     explicit Reports(Console &console) : console_(console) {}
 
     void of(const Client &client, const std::string &what);
-    // Of a kind once a minute: who comes again and again is not told of each time.
+    // Reports on a process that is no client, once a minute for each kind of report, so that one
+    // that comes again and again is not reported each time.
     void stranger(const std::string &kind, const std::string &what);
-    // For the transport, which knows no exceptions.
+    // Reports one line for the transport, which does not handle exceptions.
     static void line(void *reports, const char *what) noexcept;
 
 private:

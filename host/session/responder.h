@@ -1,4 +1,4 @@
-// Who answers the calls of clients.
+// The interface that answers the calls of clients.
 #pragma once
 
 #include <functional>
@@ -16,9 +16,10 @@ struct Call {
     Client &client;
     const Procedure &procedure;
     void *argument;
-    // Zeros, to be filled in; strings and lists in it are allocated as a client's are.
+    // The result, filled with zeros, for the responder to fill in; strings and lists in it are
+    // allocated as a client's are.
     void *result;
-    // What is to be done once the call has been answered and traced; empty for nothing.
+    // The action to run once the call has been answered and traced; it may be empty.
     std::function<void()> after = {};
 };
 
@@ -29,11 +30,11 @@ public:
 
     virtual ~Responder() = default;
 
-    // A call that is dropped gets no reply. What is thrown becomes an RPC error.
+    // Answers a call; one that is dropped gets no reply. An exception becomes an RPC error.
     virtual Reaction respond(Call &call) = 0;
-    // The status for a process that asks to be taken in; 0 takes it in.
+    // Returns the status for a process that asks to be admitted; 0 admits it.
     virtual IntT admit(IntT) { return 0; }
-    // Nothing is sent to the client of the number any more.
+    // Called when a client is gone: nothing is sent to the client of the number any more.
     virtual void client_gone(int number) = 0;
 };
 

@@ -17,7 +17,7 @@ namespace velt::host
 namespace
 {
 
-// What a request and an answer hold is a name and a few numbers.
+// The buffer is large enough: a request or a reply holds a name and a few numbers.
 using Datagram = std::array<char, 8800>;
 
 } // namespace
@@ -43,12 +43,12 @@ SessionProgram::~SessionProgram()
     close(descriptor_);
 }
 
-// No exception may leave: the transport knows none.
+// No exception may leave this function: the transport does not handle any.
 void SessionProgram::ready(void *self)
 try {
     static_cast<SessionProgram *>(self)->serve();
 } catch (const std::exception &) {
-    return; // who asked will ask again
+    return; // the process will ask again
 }
 
 void SessionProgram::serve()
@@ -102,7 +102,7 @@ void SessionProgram::answer(const rpc_msg &call, XDR &arguments, const sockaddr_
     Datagram bytes;
     XDR out;
     xdrmem_create(&out, bytes.data(), bytes.size(), XDR_ENCODE);
-    // An answer that cannot be sent is one that was lost: who asked will ask again.
+    // A reply that cannot be sent counts as lost: the process will ask again.
     if (xdr_replymsg(&out, &message))
         sendto(descriptor_, bytes.data(), xdr_getpos(&out), 0,
                reinterpret_cast<const sockaddr *>(&sender), sizeof sender);

@@ -16,13 +16,13 @@ class SessionProgram
 {
 public:
     struct Owner {
-        // Answers a process that asks to be taken in.
+        // Answers a process that asks to be admitted.
         std::function<void(const VqRpcApiConnectArgT &, VqRpcApiConnectReturnT &)> take_in;
-        // Hears of a datagram from who may not ask.
+        // Called for a datagram whose sender may not ask.
         std::function<void()> turned_away;
     };
 
-    // On one interface, or on all. Throws std::system_error.
+    // Serves on one interface, or on all. Throws std::system_error.
     SessionProgram(in_addr_t interface, Owner owner);
     SessionProgram(const SessionProgram &) = delete;
     SessionProgram &operator=(const SessionProgram &) = delete;

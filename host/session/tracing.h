@@ -1,4 +1,4 @@
-// What a trace tells of the calls between the host and a client.
+// Makes the trace events of the calls between the host and a client.
 #pragma once
 
 #include "host/session/client.h"
@@ -7,16 +7,17 @@
 namespace velt::host
 {
 
-// Each does nothing for an empty sink.
+// trace_sent and trace_return do nothing for an empty sink.
 
-// A call of the host is sent.
+// Traces that a call of the host is sent.
 void trace_sent(const TraceSink &sink, const Client &client, const Procedure &procedure,
                 void *argument);
-// How a call of the host, or a turn that the client took, has ended.
+// Traces how a call of the host, or a turn that the client took, has ended.
 void trace_return(const TraceSink &sink, const Client &client, const Turn &turn,
                   const std::string &outcome);
 
-// A call of a client that has begun; its arguments, result, outcome and duration are filled in.
+// Returns the event of a client's call that has begun; the caller fills in its arguments, result,
+// outcome and duration.
 TraceEvent begun(const Client &client, const Procedure &procedure);
 
 } // namespace velt::host

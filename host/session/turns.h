@@ -1,4 +1,5 @@
-// Whose turn it is between the host and one client. These are rules only: they call nobody.
+// Tracks whose turn it is between the host and one client. It only knows the rules and calls
+// nobody.
 #pragma once
 
 #include <chrono>
@@ -13,7 +14,7 @@ namespace velt::host
 
 // A stretch in which the client holds control: the host has called it, or it took control.
 struct Turn {
-    std::string_view procedure; // with which it began
+    std::string_view procedure; // the procedure with which it began
     rpcproc_t number;
     std::chrono::steady_clock::time_point since;
     std::size_t id = 0;
@@ -27,29 +28,32 @@ struct Turn {
 class Turns
 {
 public:
-    // The id of the new turn.
+    // Begins a turn and returns its id.
     std::size_t begin(std::string_view procedure, rpcproc_t number, bool ends_modal_wait = false);
-    // The client hands control back. The turn that ends so; none when the client holds no control.
+    // Ends the turn in which the client hands control back, and returns it; returns nothing when
+    // the client holds no control.
     std::optional<Turn> hand_back();
-    // The turn has not come about.
+    // Removes a turn whose call could not be sent.
     void withdraw(std::size_t id);
-    // The innermost turn ends without a hand-over; none is left when this is none.
+    // Ends the innermost turn without a hand-over and returns it; returns nothing when no turn is
+    // left.
     std::optional<Turn> break_off();
-    // The client begins a modal wait: it can be called although it has not handed control back.
+    // Begins a modal wait, in which the client can be called although it has not handed control
+    // back.
     void wait_modally();
     void mark_late(std::size_t id);
-    // Whether a call that the client makes without holding control is worth a report: once a
-    // stretch, since a client that goes on is not to be told of a thousand times.
+    // Returns whether a call that the client makes without holding control is worth a report: once
+    // for each stretch, so that a client that goes on is not reported a thousand times.
     bool is_new_breach();
 
     bool client_holds_control() const { return !turns_.empty() && !turns_.back().modal_wait; }
     bool empty() const { return turns_.empty(); }
     std::size_t depth() const { return turns_.size(); }
-    // How many turns lie around the one of the id.
+    // Returns the number of turns around the turn of the id.
     std::size_t depth_of(std::size_t id) const;
     bool goes_on(std::size_t id) const;
     const Turn &innermost() const { return turns_.back(); }
-    // The one that was handed back last.
+    // Returns the id of the turn that was handed back last.
     std::size_t last_handed_back() const { return last_handed_back_; }
 
 private:

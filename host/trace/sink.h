@@ -1,4 +1,4 @@
-// Who hears of each event of a trace.
+// The function that receives each event of a trace.
 #pragma once
 
 #include <functional>

@@ -1,4 +1,4 @@
-// Where a trace goes, and what of it.
+// The destination of a trace, and the filter that selects its events.
 #pragma once
 
 #include <optional>
@@ -15,12 +15,12 @@
 namespace velt::host
 {
 
-// Procedures by their names, with * and ? for what may differ, and `failures`: separated by commas.
-// An empty one lets all through.
+// A list, separated by commas, of procedure names, with * and ? as wildcards, and of `failures`. An
+// empty list lets all events through.
 class TraceFilter
 {
 public:
-    // Throws std::runtime_error for what no procedure is called.
+    // Throws std::runtime_error for a name that matches no procedure.
     explicit TraceFilter(const std::string &list);
     bool shows(const TraceEvent &event) const;
 
@@ -32,13 +32,13 @@ private:
 class TraceOutput
 {
 public:
-    // To the standard error without a file.
+    // Without a file, the trace goes to the standard error.
     TraceOutput(std::optional<OutputFile> file, bool json, TraceFilter filter, bool colour)
         : file_(std::move(file)), json_(json), filter_(std::move(filter)), colour_(colour)
     {
     }
 
-    // Each line is one write, so that it stays whole among what others write there.
+    // Writes each line in one piece, so that it stays whole among what others write there.
     void write(const TraceEvent &event, const SessionText &text);
 
     // Throws std::system_error when a part of the trace could not be written.

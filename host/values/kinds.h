@@ -19,7 +19,7 @@ inline constexpr KindName kind_names[] = {
 #include "velt/tables/kinds.def"
 };
 
-// 0 when there is none of the name.
+// Returns the kind of the name, or 0.
 inline IntT kind_of(std::string_view name)
 {
     const auto *found = std::ranges::find(kind_names, name, &KindName::name);

@@ -1,5 +1,6 @@
-// Values from the client library's heap, which are whole or not made: it is without exceptions and
-// answers a lack of memory with less than was asked for.
+// Makes values on the client library's heap, whole or not at all. That heap throws no exceptions:
+// short of memory, it returns less than was asked for, for which these functions throw
+// std::bad_alloc.
 #pragma once
 
 #include <new>
@@ -26,7 +27,7 @@ inline StringT owned_string(const std::string &text)
     return owned_copy(const_cast<StringT>(text.c_str()));
 }
 
-// Zero-filled, as the list is.
+// Returns a record filled with zeros; owned_list fills its elements with zeros as well.
 template <class T>
 T *owned_record()
 {

@@ -1,4 +1,4 @@
-// What the host answers when it refuses a call.
+// The statuses with which the host refuses a call.
 #pragma once
 
 #include "common/error.h"
@@ -7,7 +7,7 @@
 namespace velt::host
 {
 
-// 0 is success.
+// The status 0 is success.
 enum Status : IntT {
     ok = 0,
 #define V_STATUS(code, name, meaning) name = code,
@@ -16,7 +16,7 @@ enum Status : IntT {
 
 const char *meaning_of(Status status);
 
-// Thrown by the model; who answers a call turns it into the status of the answer.
+// The model throws it; the code that answers a call turns it into the status of the result.
 class StatusError : public Error
 {
 public:

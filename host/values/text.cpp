@@ -9,8 +9,8 @@ namespace velt::host
 namespace
 {
 
-// A byte that is no character goes through UTF-8 as one of these private ones, which no encoding
-// has, and back, so that a book that is saved and loaded keeps it.
+// A byte that encodes no character becomes one of these private characters in UTF-8, which no
+// encoding has, and is restored from it, so that a book that is saved and loaded keeps the byte.
 constexpr char32_t stray_bytes = 0x10F000;
 
 char32_t stray(unsigned char byte)

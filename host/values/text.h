@@ -1,5 +1,5 @@
-// Texts between a person's UTF-8 and the encoding of the session's language, in which clients send
-// and get them.
+// Converts texts between a person's UTF-8 and the encoding of the session's language, in which
+// clients send and get them.
 #pragma once
 
 #include <string>
@@ -12,7 +12,8 @@
 namespace velt::host
 {
 
-// The number of a language by its name. Throws std::runtime_error, which tells the names, for none.
+// Returns the number of a language by its name. Throws std::runtime_error, which lists the names,
+// when there is none.
 IntT language_number(const std::string &name);
 
 class SessionText
@@ -20,13 +21,14 @@ class SessionText
 public:
     explicit SessionText(IntT language) : charset_(V_LanguageEncoding(language)) {}
 
-    // Bytes that encode nothing become private characters, and from_utf8 brings them back.
+    // Returns the bytes as UTF-8. Bytes that encode no character become private characters, which
+    // from_utf8 turns back into them.
     std::string to_utf8(std::string_view bytes) const;
     // Throws std::runtime_error when the text is not UTF-8, or has a character that the encoding
     // lacks.
     std::string from_utf8(std::string_view text) const;
 
-    // The byte that is such a private character, or -1.
+    // Returns the byte for which such a private character stands, or -1.
     static int stray_byte(char32_t character);
 
 private:

@@ -1,4 +1,4 @@
-// The values of properties, and what properties are told by.
+// The values of properties, and the keys that identify properties.
 #pragma once
 
 #include <compare>
@@ -21,7 +21,7 @@ class Value
 {
 public:
     Value() = default; // kind 0, which no property has
-    // Copies.
+    // Copies the value.
     explicit Value(const V_TypedValT &value);
     static Value integer(IntT number, IntT kind = kind::integer);
     static Value id(UIntT number) { return integer(static_cast<IntT>(number), kind::id); }

@@ -1,5 +1,5 @@
-// The procedures of the host's program and those of its clients at run time: found by number or
-// name, with what a message of theirs is made of.
+// The procedures of the host's program and those of its clients at run time: each is found by
+// number or name and describes the types of its messages.
 #pragma once
 
 #include <cstddef>
@@ -16,16 +16,17 @@
 namespace velt::host
 {
 
-// A type of argument or result. That of void has no size.
+// The type of an argument or result. The size of void is 0.
 struct MessageType {
     std::size_t size;
     bool_t (*code)(XDR *, void *message); // encodes, decodes and frees it
-    // With the bytes of each text as they are.
+    // Converts a message to JSON in which each text keeps its bytes as they are.
     Json (*to_json)(void *message);
-    // Where a refused call's result says why; null where it cannot.
+    // Returns the place of the status in the result of a refused call; null when the result has
+    // none.
     IntT *(*status)(void *result);
 
-    // As the RPC library takes it.
+    // Returns the function in the form that the RPC library takes.
     xdrproc_t routine() const { return reinterpret_cast<xdrproc_t>(code); }
 };
 
@@ -35,13 +36,14 @@ struct Procedure {
     MessageType argument, result;
 };
 
-// By rising number.
+// These return the procedures in ascending order of their numbers.
 std::span<const Procedure> host_procedures();
 std::span<const Procedure> client_procedures();
-// Null when there is none of the number.
+// Returns the procedure of the number, or null.
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number);
 
-// A message that is decoded or answered: zeros at first, and freed on every path.
+// An argument that is decoded or a result that is filled in. It is filled with zeros at first, and
+// freed on every path.
 class Message
 {
 public:

@@ -1,4 +1,5 @@
-// The procedures of the host's program and those of its clients as types, one a row of the tables.
+// The procedures of the host's program and those of its clients as types, one for each row of the
+// tables.
 #pragma once
 
 #include <string_view>
