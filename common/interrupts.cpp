@@ -13,8 +13,14 @@ void watch_interrupts()
         interrupts.signal = number;
         interrupts.count = interrupts.count + 1;
     };
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
-        sigaction(number, &action, nullptr);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before {
+        };
+        // nohup(1) has the end of the terminal ignored.
+        if (number != SIGHUP ||
+            (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN))
+            sigaction(number, &action, nullptr);
+    }
 }
 
 } // namespace velt

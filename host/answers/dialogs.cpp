@@ -8,7 +8,7 @@ void Answer<api_vq_modal_dialog_1>::answer(Context &c, const ApiVqDoDialogArgT &
 {
     r = not_supported;
     if (a.int1 != 0)
-        c.host.after_reply([&host = c.host, &client = c.client] {
+        c.host.after_reply(c.client, [&host = c.host, &client = c.client] {
             host.dialog_event(client, 0, 0, not_supported);
         });
 }

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <functional>
 
+#include "common/interrupts.h"
 #include "common/memory_reserve.h"
 #include "host/files/book.h"
 #include "host/script/expectations.h"
@@ -131,6 +132,8 @@ bool Commands::run(std::string_view line)
         return false;
     restore_memory();
     try {
+        if (interrupts.signal)
+            throw Interrupted();
         if (s_.host)
             s_.host->serve_pending();
         row->run(*this, rest);

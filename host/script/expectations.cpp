@@ -143,6 +143,8 @@ Expectation::Verdict Expectation::verdict(Commands &commands, std::string_view r
         found = expectation->check(commands, wanted);
     } catch (const Interrupted &) {
         throw;
+    } catch (const StatusError &) {
+        throw;
     } catch (const Error &error) {
         // An expectation about something that does not exist is not met.
         if (error.code != failed)

@@ -55,9 +55,15 @@ void EventLoop::wait_and_dispatch(Clock::duration limit)
     transport_dispatch();
 }
 
-void EventLoop::defer(std::function<bool()> ready, std::function<void()> action)
+void EventLoop::defer(const Client &client, std::function<bool()> ready,
+                      std::function<void()> action)
 {
-    deferred_.push_back({std::move(ready), std::move(action)});
+    deferred_.push_back({&client, std::move(ready), std::move(action)});
+}
+
+void EventLoop::forget(const Client &client)
+{
+    std::erase_if(deferred_, [&](const Deferred &each) { return each.client == &client; });
 }
 
 void EventLoop::run_deferred()

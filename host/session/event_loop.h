@@ -9,6 +9,8 @@
 namespace velt::host
 {
 
+struct Client;
+
 class EventLoop
 {
 public:
@@ -31,8 +33,11 @@ public:
     // a client late.
     bool serve_until(const std::function<bool()> &done, Milliseconds limit);
 
-    // Runs the action as soon as `ready` holds and no call is being answered.
-    void defer(std::function<bool()> ready, std::function<void()> action);
+    // Runs the action, which concerns this client, as soon as `ready` holds and no call is being
+    // answered.
+    void defer(const Client &client, std::function<bool()> ready, std::function<void()> action);
+    // Drops what was deferred for a client that is about to be removed.
+    void forget(const Client &client);
 
     // While one lives, a call is being answered.
     class Answering
@@ -58,6 +63,7 @@ public:
 
 private:
     struct Deferred {
+        const Client *client;
         std::function<bool()> ready;
         std::function<void()> run;
     };

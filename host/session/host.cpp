@@ -190,6 +190,7 @@ Client &Host::start(const Startup &what, int number, const std::string &name, bo
 void Host::give_up(Client &client, const std::string &reason)
 {
     const std::string text = client.title() + ": " + reason;
+    loop_.forget(client);
     clients_.remove(client);
     fail(text);
 }
@@ -215,8 +216,9 @@ Outcome Host::call(Client &client, typename Callback::Argument argument)
             release(*old);
             delete old;
         });
-        loop_.defer([&client] { return !client.running() || !client.turns.client_holds_control(); },
-                    [this, &client, kept] { call<Callback>(client, *kept); });
+        loop_.defer(
+            client, [&client] { return !client.running() || !client.turns.client_holds_control(); },
+            [this, &client, kept] { call<Callback>(client, *kept); });
         return {Outcome::queued, client.title() + ": " + name + " follows the answer"};
     }
     if (client.turns.client_holds_control())
@@ -333,9 +335,10 @@ bool Host::wait_for_exit(Client &client, milliseconds limit)
     return serve_until([&] { return !client.running(); }, limit);
 }
 
-void Host::after_reply(std::function<void()> action)
+void Host::after_reply(const Client &client, std::function<void()> action)
 {
-    loop_.defer([] { return true; }, std::move(action));
+    loop_.defer(
+        client, [] { return true; }, std::move(action));
 }
 
 std::optional<IntT> Host::ask(const Alert &alert)

@@ -65,7 +65,7 @@ public:
     // Serves until the client has exited; returns false when it has not within the limit.
     bool wait_for_exit(Client &client, std::chrono::milliseconds limit);
     // Runs the action as soon as no call is being answered.
-    void after_reply(std::function<void()> action);
+    void after_reply(const Client &client, std::function<void()> action);
     // Asks the person; the time that they take makes no client late.
     std::optional<IntT> ask(const Alert &alert);
 

@@ -36,7 +36,7 @@ UIntT Registrations::free_program(const std::function<bool(UIntT)> &is_used)
             !is_registered(IPPROTO_UDP))
             return program;
     }
-    fail("no free program number: this process has started too many clients");
+    throw Error(no_mapper, "no free program number: this process has started too many clients");
 }
 
 UIntT Registrations::add(unsigned protocol, in_port_t port)

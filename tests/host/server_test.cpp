@@ -142,6 +142,20 @@ TEST_F(ServerTest, EachCallReachesItsCallbackAndControlComesBack)
     EXPECT_TRUE(console.reports.empty()) << console.reports[0];
 }
 
+TEST(EventLoop, DropsWhatConcernsARemovedClient)
+{
+    EventLoop loop([] {}, [] {});
+    Client removed, other;
+    Lines done;
+    for (const Client *client : {&removed, &other})
+        loop.defer(
+            *client, [] { return true; },
+            [&, client] { done.push_back(client == &removed ? "removed" : "other"); });
+    loop.forget(removed);
+    loop.serve_pending();
+    EXPECT_EQ(done, Lines{"other"});
+}
+
 TEST_F(ServerTest, ClientLearnsWhoItIs)
 {
     Client &client = start("who am I");
