@@ -72,9 +72,10 @@ void choose(const std::string &option, const std::string &text, Choice &where,
             where = choice;
             return;
         }
-        all += (all.empty() ? "" : " or ") + std::string(name);
+        if (*name != '\0')
+            all += (all.empty() ? "" : " or ") + std::string(name);
     }
-    misuse(option + " " + text + ": " + all);
+    misuse(option + "=" + text + ": " + all);
 }
 
 Arguments parse(int argc, char **argv)

@@ -1,5 +1,7 @@
 // vqhost: the reference host as a program.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
@@ -7,6 +9,7 @@
 #include <new>
 
 #include "apilib/unix/descriptors.h"
+#include "common/descriptor_buffer.h"
 #include "common/printable.h"
 #include "common/replace_file.h"
 #include "host/program/run.h"
@@ -138,6 +141,7 @@ int main(int argc, char **argv)
 {
     fill_standard_descriptors();
     survive_file_size_limit();
+    const DescriptorBuffer out(std::cout, STDOUT_FILENO), errors(std::cerr, STDERR_FILENO);
     try {
         return carry_out(argc - 1, argv + 1);
     } catch (const Error &error) {

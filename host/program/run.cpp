@@ -196,6 +196,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
             if (!interactive || interrupts.signal)
                 throw;
             std::cerr << printable_lines(error.what()) << std::endl;
+            checks.failed(error.what());
         }
     }
     carry_out(commands, arguments, host.get(), prompt, checks);

@@ -234,4 +234,19 @@ wait "$host" || code=$?
 exec 3>&-
 [[ $code == 1 ]] || fail "vqhost ended with $code when nobody read its trace"
 
+# And what waits for a reader of anything that it writes; its report is whole all the same.
+exec 3<>trace-pipe
+rm report
+yes "expect selected a" 2>/dev/null | "${program[@]}" run three.json --junit report >&3 2>&3 3>&- &
+host=$!
+head -n 1 <&3 >/dev/null
+kill -TERM "$host"
+code=0
+wait "$host" || code=$?
+exec 3>&-
+[[ $code == 1 ]] || fail "vqhost ended with $code when nobody read what it wrote"
+xmllint --noout report || fail "the report of an interrupted run is no XML"
+on_fresh_book 2 --trace=xml
+wrote err "--trace=xml: text or json;"
+
 finish
