@@ -172,11 +172,12 @@ book three.json usenglish
 mkfifo lines
 for ends in client host; do
     exec 3<>lines
+    rm -f out err # what an earlier run wrote is not to be taken for this one's
     "${program[@]}" run three.json "${session[@]}" "${with[@]}" --init 2 <lines >out 2>err 3>&- &
     host=$!
     echo "expect running shelfwise" >&3
     echo clients >&3
-    until grep -q "running, process" out; do
+    until grep -qs "running, process" out; do
         kill -0 "$host" # it runs
         sleep 0.1
     done
@@ -206,11 +207,12 @@ for line in show "expect selected a"; do
     [[ $code == 1 ]] || fail "vqhost ended with $code when nobody read what it wrote"
 done
 for clients in "" "--client $shelfwise --init 2"; do
+    rm -f out err
     # shellcheck disable=SC2086
     { echo show; yes "expect selected b"; } 2>/dev/null |
         "${program[@]}" run three.json --junit report "${session[@]}" $clients >out 2>err &
     host=$!
-    until grep -q "Context menu" out; do
+    until grep -qs "Context menu" out; do
         kill -0 "$host"
         sleep 0.1
     done
