@@ -1,5 +1,7 @@
 #include "host/model/objects.h"
 
+#include <algorithm>
+
 namespace velt::host
 {
 
@@ -21,30 +23,45 @@ const Object &Objects::addressed(UIntT doc, UIntT id) const
     return found->second;
 }
 
+template <class Visit>
+void Objects::visit_named(UIntT doc, IntT type, std::string_view name, Visit visit) const
+{
+    const Entry first = entry(doc, type, name, 0);
+    for (auto each = by_name_.lower_bound(first);
+         each != by_name_.end() && each->document == doc && each->type == type &&
+         each->name_hash == first.name_hash;
+         ++each)
+        if (const Object &object = at(each->id); object.name == name && !visit(object))
+            return;
+}
+
 const Object *Objects::find(UIntT doc, IntT type, std::string_view name) const
 {
-    const auto found = by_name_.lower_bound({doc, type, name, 0});
-    const bool is_it = found != by_name_.end() && found->document == doc && found->type == type &&
-                       found->name == name;
-    return is_it ? &at(found->id) : nullptr;
+    const Object *found = nullptr;
+    visit_named(doc, type, name, [&](const Object &object) {
+        found = &object;
+        return false;
+    });
+    return found;
 }
 
 std::vector<UIntT> Objects::named(UIntT doc, IntT type, std::string_view name) const
 {
-    return between({doc, type, name, 0}, {doc, type, name, std::numeric_limits<UIntT>::max()});
+    std::vector<UIntT> ids;
+    visit_named(doc, type, name, [&](const Object &object) {
+        ids.push_back(object.id);
+        return true;
+    });
+    return ids;
 }
 
 std::vector<UIntT> Objects::of_type(UIntT doc, IntT type) const
 {
-    return between({doc, type, {}, 0}, {doc, type + 1, {}, 0});
-}
-
-std::vector<UIntT> Objects::between(const Entry &from, const Entry &to) const
-{
     std::vector<UIntT> ids;
-    const auto end = by_name_.lower_bound(to);
-    for (auto each = by_name_.lower_bound(from); each != end; ++each)
+    for (auto each = by_name_.lower_bound({doc, type, 0, 0});
+         each != by_name_.end() && each->document == doc && each->type == type; ++each)
         ids.push_back(each->id);
+    std::ranges::sort(ids);
     return ids;
 }
 
@@ -57,8 +74,10 @@ Object &Objects::add(UIntT doc, IntT type, const std::string &name, UIntT parent
                 id, Object{.document = doc, .id = id, .type = type, .name = name, .parent = parent})
             .first->second;
     by_name_.insert(entry(made));
-    if (id != 0)
-        at(made.container()).contents.insert(id);
+    if (id != 0) {
+        auto &contents = at(made.container()).contents;
+        contents.insert(contents.end(), id); // no other id is greater
+    }
     return made;
 }
 

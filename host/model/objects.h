@@ -2,7 +2,7 @@
 #pragma once
 
 #include <compare>
-#include <limits>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -89,18 +89,26 @@ public:
     void remove(UIntT id);
 
 private:
+    // Names are compared by their hashes, because a look at each object's own name would be a cache
+    // miss.
     struct Entry {
         UIntT document;
         IntT type;
-        std::string_view name; // borrowed from the object
+        std::size_t name_hash;
         UIntT id;
         auto operator<=>(const Entry &) const = default; // NOLINT(modernize-use-nullptr)
     };
+    static Entry entry(UIntT document, IntT type, std::string_view name, UIntT id)
+    {
+        return {document, type, std::hash<std::string_view>()(name), id};
+    }
     static Entry entry(const Object &object)
     {
-        return {object.document, object.type, object.name, object.id};
+        return entry(object.document, object.type, object.name, object.id);
     }
-    std::vector<UIntT> between(const Entry &from, const Entry &to) const;
+    // Visits the objects in ascending order of their ids until `visit` returns false.
+    template <class Visit>
+    void visit_named(UIntT doc, IntT type, std::string_view name, Visit visit) const;
 
     std::unordered_map<UIntT, Object> objects_;
     std::set<Entry> by_name_;
