@@ -15,12 +15,17 @@ namespace
 {
 
 struct Field {
-    std::string type;
-    std::string name;
-    std::string when; // the condition under which the field is sent; empty for always
+    std::string_view type;
+    std::string_view name;
+    std::string_view when; // the condition under which the field is sent; empty for always
 };
 
-const std::map<std::string, std::vector<Field>> structures = {
+struct Structure {
+    std::string_view name;
+    std::initializer_list<Field> fields;
+};
+
+const Structure structures[] = {
 #define V_KEEP_MACROS
 #define V_RECORD(name, fields) {#name, {fields}},
 #define V_FIELD(type, name) {#type, #name, ""},
@@ -45,24 +50,37 @@ const List lists[] = {
 
 std::string structure_text(const std::string &type)
 {
-    const auto found = structures.find(type);
-    if (found == structures.end())
+    const auto *found = std::ranges::find(structures, type, &Structure::name);
+    if (found == std::end(structures))
         return type == "void" ? "none" : type;
     std::string text = type + " {";
-    for (const Field &field : found->second)
-        text += (text.back() == '{' ? "" : ", ") + field.type + " " + field.name + field.when;
+    for (const Field &field : found->fields) {
+        text += text.back() == '{' ? "" : ", ";
+        text.append(field.type).append(" ").append(field.name).append(field.when);
+    }
     return text + "}";
 }
 
 std::vector<Procedure> procedure_table()
 {
-    return {
-#define V_PROCEDURE(number, stub, argument, result)                                                \
-    {number, #stub, structure_text(#argument), structure_text(#result), true, {}},
-#define V_STUB_ONLY(number, stub, argument, result)                                                \
-    {number, #stub, structure_text(#argument), structure_text(#result), false, {}},
+    static constexpr struct {
+        int number;
+        const char *stub, *argument, *result;
+        bool has_call;
+    } rows[] = {
+#define V_PROCEDURE(number, stub, argument, result) {number, #stub, #argument, #result, true},
+#define V_STUB_ONLY(number, stub, argument, result) {number, #stub, #argument, #result, false},
 #include "velt/tables/procedures.def"
     };
+    std::vector<Procedure> table;
+    for (const auto &row : rows)
+        table.push_back({row.number,
+                         row.stub,
+                         structure_text(row.argument),
+                         structure_text(row.result),
+                         row.has_call,
+                         {}});
+    return table;
 }
 
 std::string one_line(const std::string &text)
