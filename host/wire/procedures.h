@@ -9,28 +9,26 @@
 namespace velt::host
 {
 
-namespace procedure
-{
-#define V_PROCEDURE(row_number, stub, argument, result)                                            \
+#define ROW(row_number, stub, argument, result)                                                    \
     struct stub {                                                                                  \
         using Argument = argument;                                                                 \
         using Result = result;                                                                     \
         static constexpr rpcproc_t number = row_number;                                            \
         static constexpr std::string_view name = #stub;                                            \
     };
+
+namespace procedure
+{
+#define V_PROCEDURE ROW
 #include "velt/tables/procedures.def"
 } // namespace procedure
 
 namespace callback
 {
-#define V_CALLBACK(row_number, handler, argument)                                                  \
-    struct handler {                                                                               \
-        using Argument = argument;                                                                 \
-        using Result = void;                                                                       \
-        static constexpr rpcproc_t number = row_number;                                            \
-        static constexpr std::string_view name = #handler;                                         \
-    };
+#define V_CALLBACK(number, handler, argument) ROW(number, handler, argument, void)
 #include "velt/tables/callbacks.def"
 } // namespace callback
+
+#undef ROW
 
 } // namespace velt::host
