@@ -2,7 +2,8 @@ get_target_property(vqhome shelfwise-resources VELT_VQHOME)
 add_test(NAME program_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/program_test.sh
   $<TARGET_FILE:vqhost> $<TARGET_FILE:shelfwise> ${vqhome}
   ${PROJECT_SOURCE_DIR}/clients/shelfwise/resources $<TARGET_FILE:host_test_client>)
-set_tests_properties(program_test PROPERTIES TIMEOUT ${limit})
+# A hundred hosts take valgrind two minutes; prompt_test has one that does the same.
+set_tests_properties(program_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
 
 velt_test(prompt_test SOURCES program/prompt_test.cpp)
 target_compile_definitions(prompt_test PRIVATE

@@ -9,7 +9,9 @@ foreach(linkage static shared)
 endforeach()
 
 set(vqsre ${PROJECT_SOURCE_DIR}/tools/vqsre)
-set_source_files_properties(${vqsre}/main.cpp PROPERTIES COMPILE_DEFINITIONS main=vqsre_main)
+# The precompiled headers are made without this definition.
+set_source_files_properties(${vqsre}/main.cpp PROPERTIES COMPILE_DEFINITIONS main=vqsre_main
+  SKIP_PRECOMPILE_HEADERS ON)
 velt_test(vqsre_test SOURCES resources/vqsre.cpp
   ${vqsre}/main.cpp ${vqsre}/source.cpp ${vqsre}/sre.cpp LINK velt-common)
 
