@@ -50,10 +50,10 @@ struct TestConsole : Console {
     }
 };
 
-class ServerTest : public testing::Test
+class HostedClients : public testing::Test
 {
 protected:
-    ServerTest()
+    HostedClients()
     {
         responder.on<procedure::api_vq_alert_1>(
             [this](Client &, const ApiVqAlertArgT &alert, IntT &answer) {
@@ -61,7 +61,7 @@ protected:
                 answer = 0;
             });
     }
-    ~ServerTest() override
+    ~HostedClients() override
     {
         unsetenv("VQTEST");
         host.end();
@@ -120,7 +120,7 @@ protected:
     int next = 3;
 };
 
-TEST_F(ServerTest, EachCallReachesItsCallbackAndControlComesBack)
+TEST_F(HostedClients, EachCallReachesItsCallbackAndControlComesBack)
 {
     for (bool detach : {false, true}) {
         told.clear();
@@ -156,7 +156,7 @@ TEST(EventLoop, DropsWhatConcernsARemovedClient)
     EXPECT_EQ(done, Lines{"other"});
 }
 
-TEST_F(ServerTest, ClientLearnsWhoItIs)
+TEST_F(HostedClients, ClientLearnsWhoItIs)
 {
     Client &client = start("who am I");
     EXPECT_EQ(client.directory + "host_test_client", TEST_CLIENT);
@@ -164,7 +164,7 @@ TEST_F(ServerTest, ClientLearnsWhoItIs)
     EXPECT_EQ(told, (Lines{"command 1", "3 tester /somewhere"}));
 }
 
-TEST_F(ServerTest, ClientCallsAnother)
+TEST_F(HostedClients, ClientCallsAnother)
 {
     host.start(TEST_CLIENT, 20, "callee");
     Client &client = start("call client");
@@ -173,7 +173,7 @@ TEST_F(ServerTest, ClientCallsAnother)
                            "errno " + std::to_string(no_such_object)}));
 }
 
-TEST_F(ServerTest, LongTextTravels)
+TEST_F(HostedClients, LongTextTravels)
 {
     Client &client = start("");
     std::size_t length = 0;
@@ -183,7 +183,7 @@ TEST_F(ServerTest, LongTextTravels)
     EXPECT_EQ(length, std::size_t{8} << 20);
 }
 
-TEST_F(ServerTest, BailingOutAndDisconnectingEndTheClientUnreproached)
+TEST_F(HostedClients, BailingOutAndDisconnectingEndTheClientUnreproached)
 {
     for (const char *script : {"bail out", "disconnect"}) {
         Client &client = start(script);
@@ -198,7 +198,7 @@ TEST_F(ServerTest, BailingOutAndDisconnectingEndTheClientUnreproached)
     }
 }
 
-TEST_F(ServerTest, DeathInACallbackIsReportedAndTheSessionGoesOn)
+TEST_F(HostedClients, DeathInACallbackIsReportedAndTheSessionGoesOn)
 {
     Client &other = start("");
     Client &exits = start("exit");
@@ -215,7 +215,7 @@ TEST_F(ServerTest, DeathInACallbackIsReportedAndTheSessionGoesOn)
     EXPECT_TRUE(host.command(other, 1));
 }
 
-TEST_F(ServerTest, LateHandOver)
+TEST_F(HostedClients, LateHandOver)
 {
     host.options().turn_limit = 100ms;
     Client &slow = start("");
@@ -231,7 +231,7 @@ TEST_F(ServerTest, LateHandOver)
     EXPECT_TRUE(console.reports.empty());
 }
 
-TEST_F(ServerTest, HowAClientEndsCountsWheneverItDoes)
+TEST_F(HostedClients, HowAClientEndsCountsWheneverItDoes)
 {
     const struct {
         const char *script;
@@ -252,7 +252,7 @@ TEST_F(ServerTest, HowAClientEndsCountsWheneverItDoes)
     }
 }
 
-TEST_F(ServerTest, ALostConnectionFailsTheTurnAtOnce)
+TEST_F(HostedClients, ALostConnectionFailsTheTurnAtOnce)
 {
     for (const char *script : {"lose calls", "lose service"}) {
         Client &client = start(script);
@@ -265,7 +265,7 @@ TEST_F(ServerTest, ALostConnectionFailsTheTurnAtOnce)
     }
 }
 
-TEST_F(ServerTest, WhatHangsOrCallsForEverHasItsLimitAndIsKilledAtTheEnd)
+TEST_F(HostedClients, WhatHangsOrCallsForEverHasItsLimitAndIsKilledAtTheEnd)
 {
     host.options().turn_limit = host.options().exit_limit = 100ms;
     for (const char *script : {"hang", "alert for ever"})
@@ -281,7 +281,7 @@ TEST_F(ServerTest, WhatHangsOrCallsForEverHasItsLimitAndIsKilledAtTheEnd)
                   4);
 }
 
-TEST_F(ServerTest, ASecondInterruptLeavesHundredsOfClientsNoTime)
+TEST_F(HostedClients, ASecondInterruptLeavesHundredsOfClientsNoTime)
 {
     for (int i = 0; i < 70; i++)
         start("");
@@ -303,7 +303,7 @@ TEST_F(ServerTest, ASecondInterruptLeavesHundredsOfClientsNoTime)
               7);
 }
 
-TEST_F(ServerTest, AClientIsStartedByAnotherProgramOrForADebugger)
+TEST_F(HostedClients, AClientIsStartedByAnotherProgramOrForADebugger)
 {
     // A debugger gives what it starts a process group of its own.
     Startup shell("/bin/sh");
@@ -329,7 +329,7 @@ TEST_F(ServerTest, AClientIsStartedByAnotherProgramOrForADebugger)
     console.hears = nullptr;
 }
 
-TEST_F(ServerTest, ClientThatDoesNotComeUp)
+TEST_F(HostedClients, ClientThatDoesNotComeUp)
 {
     const auto failure = [this](const char *script, bool detach) -> std::string {
         try {
@@ -350,7 +350,7 @@ TEST_F(ServerTest, ClientThatDoesNotComeUp)
     EXPECT_EQ(mapper->registrations().size(), 2U);
 }
 
-TEST_F(ServerTest, BreachesOfTurnTakingAreReported)
+TEST_F(HostedClients, BreachesOfTurnTakingAreReported)
 {
     // With what the client tells last.
     const char *const cases[][3] = {
@@ -368,7 +368,7 @@ TEST_F(ServerTest, BreachesOfTurnTakingAreReported)
     }
 }
 
-TEST_F(ServerTest, ModalWaitNests)
+TEST_F(HostedClients, ModalWaitNests)
 {
     Client &client = start("modal");
     responder.on<procedure::api_vq_modal_dialog_1>(
@@ -388,14 +388,14 @@ TEST_F(ServerTest, ModalWaitNests)
     EXPECT_TRUE(console.reports.empty()) << console.reports[0];
 }
 
-TEST_F(ServerTest, ModalDialogWithoutAModelEndsItsWait)
+TEST_F(HostedClients, ModalDialogWithoutAModelEndsItsWait)
 {
     Client &client = start("modal");
     EXPECT_TRUE(host.command(client, 1));
     EXPECT_EQ(told.back(), "result " + std::to_string(not_supported));
 }
 
-TEST_F(ServerTest, WhatIsNotUnderstoodIsRefusedAndTheSessionGoesOn)
+TEST_F(HostedClients, WhatIsNotUnderstoodIsRefusedAndTheSessionGoesOn)
 {
     Client &client = start("bad calls");
     EXPECT_TRUE(host.command(client, 1));
@@ -406,7 +406,7 @@ TEST_F(ServerTest, WhatIsNotUnderstoodIsRefusedAndTheSessionGoesOn)
     EXPECT_TRUE(host.command(client, 2));
 }
 
-TEST_F(ServerTest, ReplyThatIsDropped)
+TEST_F(HostedClients, ReplyThatIsDropped)
 {
     Client &client = start("give up waiting");
     responder.dropped = procedure::api_vq_alert_1::number;
@@ -424,7 +424,7 @@ int status_of(pid_t pid)
     return WEXITSTATUS(status);
 }
 
-TEST_F(ServerTest, ProcessIsTakenInOverUdp)
+TEST_F(HostedClients, ProcessIsTakenInOverUdp)
 {
     const auto visit = [this] {
         const pid_t pid = fork();
@@ -457,7 +457,7 @@ TEST_F(ServerTest, ProcessIsTakenInOverUdp)
     EXPECT_EQ(status_of(pid), 0);
 }
 
-TEST_F(ServerTest, TraceShowsBothDirections)
+TEST_F(HostedClients, TraceShowsBothDirections)
 {
     const SessionText session(0);
     std::vector<TraceEvent> events;

@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 using test::read;
 
-class BookTest : public test::InFolder
+class BookFiles : public test::InFolder
 {
 protected:
     std::size_t files() const
@@ -36,7 +36,7 @@ protected:
     }
 };
 
-TEST(Book, RoundTripOfEveryKindAndOfQuireNames)
+TEST(BookText, RoundTripOfEveryKindAndOfQuireNames)
 {
     const std::string text = R"({
   "title": "Über Äpfel",
@@ -82,7 +82,7 @@ TEST(Book, RoundTripOfEveryKindAndOfQuireNames)
 
 // Whatever a client writes into a name survives being saved and loaded, character or not; where two
 // codes are one character, it may come back as the other.
-TEST(Book, EveryPairOfBytesComesBackFromUtf8)
+TEST(BookText, EveryPairOfBytesComesBackFromUtf8)
 {
     for (IntT language : {1, 18, 19, 20, 21}) {
         const SessionText text(language);
@@ -100,7 +100,7 @@ TEST(Book, EveryPairOfBytesComesBackFromUtf8)
     }
 }
 
-TEST(Book, MistakesNameTheirPlace)
+TEST(BookText, MistakesNameTheirPlace)
 {
     const std::pair<const char *, const char *> mistakes[] = {
         {"", "book:1:1: not JSON"},
@@ -157,7 +157,7 @@ TEST(Book, MistakesNameTheirPlace)
 }
 
 // Of a text that memory ran out for, nothing is made that looks like it.
-TEST_F(BookTest, AnAllocationThatFailsLosesNothing)
+TEST_F(BookFiles, AnAllocationThatFailsLosesNothing)
 {
     const fs::path file = folder / "book.json";
     const std::string text = R"({"title": "Title", "components": [{"name": "a", "file": "a.doc",
@@ -187,7 +187,7 @@ TEST_F(BookTest, AnAllocationThatFailsLosesNothing)
 }
 
 // Two hosts, or a host and an editor, on one book.
-TEST_F(BookTest, WhatSomebodyElseHasChangedIsNotReplaced)
+TEST_F(BookFiles, WhatSomebodyElseHasChangedIsNotReplaced)
 {
     const fs::path file = folder / "book.json", link = folder / "link.json";
     std::ofstream(file) << R"({"title": "First", "components": []})";
@@ -221,7 +221,7 @@ TEST_F(BookTest, WhatSomebodyElseHasChangedIsNotReplaced)
     EXPECT_EQ(files(), 3u) << "nothing else is left";
 }
 
-TEST_F(BookTest, AFailedSaveLeavesTheOldFile)
+TEST_F(BookFiles, AFailedSaveLeavesTheOldFile)
 {
     Model model;
     const UIntT book = read_book(R"({"title": "New", "components": []})", "book", model);

@@ -27,7 +27,7 @@ TEST(Parser, WordsAndLists)
     EXPECT_THROW(split_words("a \"b"), Error);
 }
 
-class CommandsTest : public testing::Test
+class CommandLanguage : public testing::Test
 {
 protected:
     Model model;
@@ -42,7 +42,7 @@ protected:
 
     Checks checks{errors};
 
-    CommandsTest() { model.add_to_menu(model.menu(book_context_menu), command); }
+    CommandLanguage() { model.add_to_menu(model.menu(book_context_menu), command); }
 
     // The exit code and the message of a line that fails.
     std::pair<ExitCode, std::string> error(const std::string &line)
@@ -57,7 +57,7 @@ protected:
 };
 
 // Names come from clients: none may command the terminal, nor break the window's lines.
-TEST_F(CommandsTest, WhatWouldCommandATerminalIsNotShown)
+TEST_F(CommandLanguage, WhatWouldCommandATerminalIsNotShown)
 {
     model.set(book, model.components(book).at(0), PropertyKey(property::name),
               Value::string("a\033[2J\nb\x7f").get());
@@ -91,13 +91,13 @@ TEST(Printable, WhatOthersWroteCommandsNothing)
     }
 }
 
-TEST_F(CommandsTest, TheBookIsKept)
+TEST_F(CommandLanguage, TheBookIsKept)
 {
     EXPECT_THROW(model.remove(0, book), StatusError);
     EXPECT_FALSE(commands.unsaved());
 }
 
-TEST_F(CommandsTest, SelectAndExpect)
+TEST_F(CommandLanguage, SelectAndExpect)
 {
     for (const char *line :
          {"expect selected One", "select 三", "expect selected \"三\"", "select 2",
@@ -113,7 +113,7 @@ TEST_F(CommandsTest, SelectAndExpect)
     EXPECT_EQ(error("select 4").first, failed);
 }
 
-TEST_F(CommandsTest, Mistakes)
+TEST_F(CommandLanguage, Mistakes)
 {
     const std::pair<ExitCode, std::vector<const char *>> mistakes[] = {
         {misused, {"fly", "show me", "select", "choose", "message", "wait", "wait \"1", "help me"}},
@@ -136,7 +136,7 @@ TEST_F(CommandsTest, Mistakes)
     EXPECT_NE(error("choose Nothing").second.find("there are: テスト"), std::string::npos);
 }
 
-TEST_F(CommandsTest, AlertsAreAnsweredInOrder)
+TEST_F(CommandLanguage, AlertsAreAnsweredInOrder)
 {
     commands.run("answer 5 -6");
     EXPECT_EQ(console.ask({1, "\x83\x65?", 2}), 5);
@@ -152,7 +152,7 @@ TEST_F(CommandsTest, AlertsAreAnsweredInOrder)
         EXPECT_EQ(error(line).first, done) << line;
 }
 
-TEST_F(CommandsTest, PropertiesAreWrittenAndRead)
+TEST_F(CommandLanguage, PropertiesAreWrittenAndRead)
 {
     for (const char *line :
          {"set One name Four", "expect order Four, \"Two, too\", 三", "set book first_component 4",
@@ -168,7 +168,7 @@ TEST_F(CommandsTest, PropertiesAreWrittenAndRead)
     EXPECT_TRUE(shown.ends_with("1000000002 name, string: Two, too\n-5\n")) << shown;
 }
 
-TEST_F(CommandsTest, ExpectationsAreCountedAndReported)
+TEST_F(CommandLanguage, ExpectationsAreCountedAndReported)
 {
     std::istringstream script("expect order a\n\nexpect selected One\nexpect alert \x1b<&\"\n");
     commands.run_script(script, "s", checks);
@@ -181,7 +181,7 @@ TEST_F(CommandsTest, ExpectationsAreCountedAndReported)
 }
 
 // Help, completion and manual know the same commands.
-TEST_F(CommandsTest, StandInTheManual)
+TEST_F(CommandLanguage, StandInTheManual)
 {
     // Without the macros, brackets and capitals of either.
     const auto bare = [](std::string text) {
@@ -205,7 +205,7 @@ TEST_F(CommandsTest, StandInTheManual)
     EXPECT_EQ(told, known);
 }
 
-TEST_F(CommandsTest, Scripts)
+TEST_F(CommandLanguage, Scripts)
 {
     std::istringstream good("select 2\n# remark\nquit\nfly\n");
     commands.run_script(good, "good", checks);
@@ -220,7 +220,7 @@ TEST_F(CommandsTest, Scripts)
     EXPECT_EQ(error("expect selected Two, too").first, done) << "the rest is left out";
 }
 
-TEST_F(CommandsTest, Completions)
+TEST_F(CommandLanguage, Completions)
 {
     EXPECT_EQ(commands.completions("se"), (Words{"select", "set"}));
     EXPECT_EQ(commands.completions("select T"), (Words{"select Two, too"}));

@@ -36,7 +36,7 @@ V_PropIdentT key(IntT number)
     return {number, nullptr};
 }
 
-class ModelTest : public testing::Test
+class ModelRules : public testing::Test
 {
 protected:
     Model model;
@@ -45,7 +45,7 @@ protected:
     Host host{{}, responder, console};
     Client client;
     Context context{model, host, client};
-    ModelTest() { client.number = 1; }
+    ModelRules() { client.number = 1; }
     UIntT book = 0;
     std::vector<UIntT> reference; // the order as it should be
 
@@ -96,7 +96,7 @@ protected:
     }
 };
 
-TEST_F(ModelTest, EveryMoveInBothDirections)
+TEST_F(ModelRules, EveryMoveInBothDirections)
 {
     make_book(5);
     for (int direction = 0; direction < 2; direction++)
@@ -117,7 +117,7 @@ TEST_F(ModelTest, EveryMoveInBothDirections)
             }
 }
 
-TEST_F(ModelTest, ComponentsGetNamesAndTheFirstPlace)
+TEST_F(ModelRules, ComponentsGetNamesAndTheFirstPlace)
 {
     make_book(3);
     const UIntT second = reference[1];
@@ -147,7 +147,7 @@ TEST_F(ModelTest, ComponentsGetNamesAndTheFirstPlace)
     EXPECT_EQ(set_id(0, empty, property::first_component, second), bad_value);
 }
 
-TEST_F(ModelTest, MovesThatCannotBe)
+TEST_F(ModelRules, MovesThatCannotBe)
 {
     make_book(3);
     const UIntT other = model.create(0, object_type::book, "Other");
@@ -159,7 +159,7 @@ TEST_F(ModelTest, MovesThatCannotBe)
     check_order();
 }
 
-TEST_F(ModelTest, DeletingAComponent)
+TEST_F(ModelRules, DeletingAComponent)
 {
     make_book(4);
     model.select(book, reference[1]);
@@ -185,7 +185,7 @@ TEST_F(ModelTest, DeletingAComponent)
     EXPECT_EQ(status(api_vq_delete_1{}, {0, model.menu(book_context_menu)}), not_permitted);
 }
 
-TEST_F(ModelTest, PropertiesWithABehaviour)
+TEST_F(ModelRules, PropertiesWithABehaviour)
 {
     make_book(2);
     const UIntT other = model.create(0, object_type::book, "Other");
@@ -241,7 +241,7 @@ V_TypedValT integer(IntT value)
     return made;
 }
 
-TEST_F(ModelTest, EveryKindByNumberAndByName)
+TEST_F(ModelRules, EveryKindByNumberAndByName)
 {
     make_book(1);
     const UIntT component = reference[0];
@@ -270,7 +270,7 @@ TEST_F(ModelTest, EveryKindByNumberAndByName)
 }
 
 // Each pair of typed calls reads what it wrote, and only the calls of that kind do.
-TEST_F(ModelTest, EveryTypedGetterAgainstEveryKind)
+TEST_F(ModelRules, EveryTypedGetterAgainstEveryKind)
 {
     make_book(1);
     const UIntT component = reference[0];
@@ -316,7 +316,7 @@ TEST_F(ModelTest, EveryTypedGetterAgainstEveryKind)
     EXPECT_EQ(status(api_vq_set_metric_1{}, {book, component, key(101), -5}), wrong_kind);
 }
 
-TEST_F(ModelTest, ListsOfPropertiesStopAtARefusal)
+TEST_F(ModelRules, ListsOfPropertiesStopAtARefusal)
 {
     make_book(1);
     V_PropValT list[] = {{key(200), integer(1001)},
@@ -328,7 +328,7 @@ TEST_F(ModelTest, ListsOfPropertiesStopAtARefusal)
     EXPECT_EQ(status(api_vq_set_props_1{}, {book, 999, {0, nullptr}}), no_such_object);
 }
 
-TEST_F(ModelTest, ObjectsAreFoundAndMade)
+TEST_F(ModelRules, ObjectsAreFoundAndMade)
 {
     make_book(2);
     constexpr IntT component = object_type::component;
@@ -361,7 +361,7 @@ TEST_F(ModelTest, ObjectsAreFoundAndMade)
     EXPECT_EQ(status(api_vq_object_valid_1{}, {book, static_cast<UIntT>(inner)}), no_such_object);
 }
 
-TEST_F(ModelTest, NamesLeadToTheOldestThatHasThem)
+TEST_F(ModelRules, NamesLeadToTheOldestThatHasThem)
 {
     make_book(1);
     constexpr IntT component = object_type::component;
@@ -385,7 +385,7 @@ TEST_F(ModelTest, NamesLeadToTheOldestThatHasThem)
     EXPECT_GT(model.create(book, component, "twin"), younger);
 }
 
-TEST_F(ModelTest, MenusAndCommands)
+TEST_F(ModelRules, MenusAndCommands)
 {
     const UIntT menu = model.menu(book_context_menu);
     EXPECT_EQ(object(api_vq_get_named_object_1{}, {0, 55, str("!BookContextMenu")}),
@@ -437,7 +437,7 @@ TEST_F(ModelTest, MenusAndCommands)
     EXPECT_TRUE(model.at(menu).items.empty());
 }
 
-TEST_F(ModelTest, NotificationsAndAlerts)
+TEST_F(ModelRules, NotificationsAndAlerts)
 {
     EXPECT_EQ(status(api_vq_notification_1{}, {7, 1}), ok);
     EXPECT_TRUE(model.subscribed(1, 7));

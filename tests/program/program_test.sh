@@ -166,6 +166,13 @@ cp "$shelfwise" "$work/größer and better"
 session=(--port-mapper own --time-limit 0)
 on_fresh_book 0 --client "$work/größer and better" --init 2 "expect running größer_and_better"
 
+# The host that runs in the background is to end, and with status 1.
+host_fails() { # WHEN
+    local code=0
+    wait "$host" || code=$?
+    [[ $code == 1 ]] || fail "vqhost ended with $code $1"
+}
+
 # While a script does not go on the host serves: it tells of a client's end, ends with its client when
 # it is interrupted, and either fails it.
 book three.json usenglish
@@ -193,9 +200,7 @@ for ends in client host; do
         kill -INT "$host"
     fi
     exec 3>&-
-    code=0
-    wait "$host" || code=$?
-    [[ $code == 1 ]] || fail "vqhost ended with $code after the end of its $ends"
+    host_fails "after the end of its $ends"
     ! kill -0 "$client" 2>/dev/null || fail "the client outlives an interrupted host"
 done
 
@@ -217,9 +222,7 @@ for clients in "" "--client $shelfwise --init 2"; do
         sleep 0.1
     done
     kill -INT "$host"
-    code=0
-    wait "$host" || code=$?
-    [[ $code == 1 ]] || fail "vqhost ended with $code when its script had no end"
+    host_fails "when its script had no end"
     wrote err interrupted
     wrote report interrupted
 done
@@ -231,10 +234,8 @@ yes "choose Move File Up" 2>/dev/null | "${program[@]}" run three.json "${sessio
 host=$!
 head -n 1 <&3 >/dev/null
 kill -TERM "$host"
-code=0
-wait "$host" || code=$?
+host_fails "when nobody read its trace"
 exec 3>&-
-[[ $code == 1 ]] || fail "vqhost ended with $code when nobody read its trace"
 
 # And what waits for a reader of anything that it writes; its report is whole all the same.
 exec 3<>trace-pipe
@@ -243,10 +244,8 @@ yes "expect selected a" 2>/dev/null | "${program[@]}" run three.json --junit rep
 host=$!
 head -n 1 <&3 >/dev/null
 kill -TERM "$host"
-code=0
-wait "$host" || code=$?
+host_fails "when nobody read what it wrote"
 exec 3>&-
-[[ $code == 1 ]] || fail "vqhost ended with $code when nobody read what it wrote"
 xmllint --noout report || fail "the report of an interrupted run is no XML"
 on_fresh_book 2 --trace=xml
 wrote err "--trace=xml: text or json;"

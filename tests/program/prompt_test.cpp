@@ -16,10 +16,10 @@ struct Step {
     const char *shown, *typed;
 };
 
-class PromptTest : public velt::test::InFolder
+class PromptLines : public velt::test::InFolder
 {
 protected:
-    PromptTest()
+    PromptLines()
     {
         velt::test::write("book", R"({"title": "T", "components": [{"name": "Größe"},
             {"name": "Grün"}, {"name": "b"}]})");
@@ -83,7 +83,7 @@ private:
     }
 };
 
-TEST_F(PromptTest, LinesAreEditedCompletedAndKept)
+TEST_F(PromptLines, LinesAreEditedCompletedAndKept)
 {
     const char *prompt = "vqhost> ";
     EXPECT_EQ(run({}, {{prompt, "select G\t"},
@@ -105,7 +105,7 @@ TEST_F(PromptTest, LinesAreEditedCompletedAndKept)
               1);
 }
 
-TEST_F(PromptTest, AlertsAreAskedForAlsoWhileALineIsEdited)
+TEST_F(PromptLines, AlertsAreAskedForAlsoWhileALineIsEdited)
 {
     const char *question = "answer with a whole number (Enter: 0, Ctrl-D: cancel, which is -1): ";
     EXPECT_EQ(run({"--port-mapper", "own", "--trace", "--client", TEST_CLIENT, "--client-env",
