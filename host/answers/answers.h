@@ -11,8 +11,7 @@ namespace velt::host
 {
 
 // The objects that an answer function works on.
-struct Context {
-    Model &model;
+struct Context : Workplace {
     Host &host;
     Client &client; // that made the call
 };

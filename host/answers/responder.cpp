@@ -43,7 +43,7 @@ Responder::Reaction ModelResponder::respond(Call &call)
 {
     const auto row = &call.procedure - host_procedures().data();
     if (const Function function = functions[row]) {
-        Context context{model_, call.host, call.client};
+        Context context{workplace_, call.host, call.client};
         function(context, call);
     } else if (IntT *status = call.procedure.result.status(call.result)) {
         *status = not_supported;

@@ -1,24 +1,31 @@
 // The responder that answers the calls of clients from the model.
 #pragma once
 
+#include "host/documents/documents.h"
 #include "host/model/model.h"
 #include "host/session/host.h"
 
 namespace velt::host
 {
 
+// What answers work on, apart from the session.
+struct Workplace {
+    Model &model;
+    Documents &documents;
+};
+
 class ModelResponder : public Responder
 {
 public:
-    explicit ModelResponder(Model &model) : model_(model) {}
+    explicit ModelResponder(const Workplace &workplace) : workplace_(workplace) {}
 
     // Answers a procedure without an answer function with the status not_supported, if its result
     // has a status.
     Reaction respond(Call &call) override;
-    void client_gone(int number) override { model_.forget_subscriptions(number); }
+    void client_gone(int number) override { workplace_.model.forget_subscriptions(number); }
 
 private:
-    Model &model_;
+    Workplace workplace_;
 };
 
 } // namespace velt::host

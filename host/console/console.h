@@ -1,34 +1,47 @@
-// The interface to the person at the host, who reads alerts and answers questions.
+// The interface to the person at the host, who reads alerts, answers questions, and sees how far
+// clients are.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <variant>
+#include <vector>
 
-#include "velt/scalars.h"
+#include "velt/api.h"
 
 namespace velt::host
 {
 
-// A client's alert. Its type decides which kind of answer it takes.
-struct Alert {
-    int client;
-    std::string message; // in the session's own encoding
-    IntT type;
+// A question to the person. Texts are in the session's own encoding.
+struct Question {
+    enum Kind {
+#define V_QUESTION(kind, answer, title) kind,
+#include "host/console/questions.def"
+    };
+    Kind kind;
+    int client; // that asks; 0 for the host itself
+    std::string text;
+    std::string suggestion = {};         // what the answer is unless the person changes it
+    std::vector<std::string> items = {}; // to choose from
+    IntT detail = 0;                     // the type of an alert, the unit of a length, and the like
 };
 
-inline constexpr IntT cancelled = -1;
+// The answer. It holds the alternative that questions.def says, or nothing when the person has
+// cancelled the question or nobody is there to answer.
+using Reply = std::variant<std::monostate, IntT, std::string, V_PointT, RectT>;
 
 class Console
 {
 public:
     virtual ~Console() = default;
 
-    // Shows the alert and returns the answer for the client; returns nothing when the alert was
-    // cancelled, which the client learns as the answer `cancelled`.
-    virtual std::optional<IntT> ask(const Alert &alert) = 0;
+    // Shows the question and returns its answer.
+    virtual Reply ask(const Question &question) = 0;
 
     // Shows the person one line: a client's end, a breach of turn-taking, a delay.
     virtual void report(const std::string &line) = 0;
+
+    // Shows how far the client is, in per cent.
+    virtual void progress(int, IntT) {}
 };
 
 } // namespace velt::host

@@ -2,27 +2,47 @@
 
 namespace velt::host
 {
-
-std::optional<IntT> PrintingConsole::ask(const Alert &alert)
+namespace
 {
-    const std::string shown = printable(text ? text->to_utf8(alert.message) : alert.message);
-    out_ << "alert of client " << alert.client << ", type " << alert.type << ": " << shown
-         << std::endl;
-    alerts.push_back(shown);
-    IntT answer = 0;
+
+constexpr const char *titles[] = {
+#define V_QUESTION(kind, answer, title) title,
+#include "host/console/questions.def"
+};
+
+} // namespace
+
+std::string PrintingConsole::shown(const std::string &bytes) const
+{
+    return printable(text ? text->to_utf8(bytes) : bytes);
+}
+
+Reply PrintingConsole::ask(const Question &question)
+{
+    const std::string asked = shown(question.text);
+    out_ << titles[question.kind] << " of client " << question.client << ", type "
+         << question.detail << ": " << asked << std::endl;
+    if (question.kind == Question::alert)
+        alerts.push_back(asked);
+    Reply reply = IntT{0};
     if (!answers.empty()) {
-        answer = answers.front();
+        reply = answers.front();
         answers.pop_front();
     } else if (person) {
-        return person();
+        return person(question);
     }
-    out_ << "  answered with " << answer << std::endl;
-    return answer;
+    out_ << "  answered with " << std::get<IntT>(reply) << std::endl;
+    return reply;
 }
 
 void PrintingConsole::report(const std::string &line)
 {
     errors_ << "vqhost: " << printable(line) << std::endl;
+}
+
+void PrintingConsole::progress(int client, IntT percent)
+{
+    out_ << "progress of client " << client << ": " << percent << " %" << std::endl;
 }
 
 } // namespace velt::host

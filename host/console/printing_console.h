@@ -20,16 +20,19 @@ class PrintingConsole : public Console
 public:
     PrintingConsole(std::ostream &out, std::ostream &errors) : out_(out), errors_(errors) {}
 
-    std::optional<IntT> ask(const Alert &alert) override;
+    Reply ask(const Question &question) override;
     void report(const std::string &line) override;
+    void progress(int client, IntT percent) override;
 
     std::optional<SessionText> text; // decodes what clients send; set as long as one may send
     std::deque<IntT> answers;
-    std::function<std::optional<IntT>()> person; // asks the person; empty when there is none
+    std::function<Reply(const Question &)> person; // asks the person; empty when there is none
     // The alerts that no expectation of the script has matched yet.
     std::deque<std::string> alerts;
 
 private:
+    std::string shown(const std::string &bytes) const;
+
     std::ostream &out_;
     std::ostream &errors_;
 };

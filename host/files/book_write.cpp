@@ -20,6 +20,7 @@ bool untouched(const PropertyKey &key, const Value &value)
     case property::previous_component:
     case property::next_component:
     case property::selected_component:
+    case property::document:
         return true;
     case property::moved:
         return value.get().u.intVal == 0;

@@ -20,10 +20,9 @@ bool addressed_alone(IntT type)
 
 Model::Model()
 {
-    const UIntT session = objects_.add(0, object_type::session, {}).id;
-    keep(session);
-    activate(0);
-    set_language(0);
+    Object &session = objects_.add(0, object_type::session, {});
+    properties::add_own(session);
+    keep(session.id);
     set_dialog_encoding("");
     for (const char *menu : {book_context_menu, menu_bar})
         keep(define_menu(0, menu, ""));
@@ -34,14 +33,18 @@ Object &Model::add(UIntT doc, IntT type, const std::string &name, UIntT parent)
     check(type > 0 && type != object_type::session, bad_value);
     check_document(doc);
     check(doc == 0 || !addressed_alone(type), wrong_kind);
-    if (type == object_type::component) {
-        check(doc != 0, no_such_document);
-        check(at(doc).type == object_type::book, wrong_kind);
+    const IntT container_type = chains::container_type(type);
+    if (container_type != 0) {
+        check(doc != 0 || type == object_type::document, no_such_document);
+        // A paragraph stands in the first flow unless it is created in another.
+        if (type == object_type::paragraph && parent == 0)
+            parent = at(doc).first;
+        check(at(parent != 0 ? parent : doc).type == container_type, wrong_kind);
     }
     Object &made = objects_.add(doc, type, name, parent);
     properties::add_own(made);
-    if (type == object_type::component)
-        books::put_after(objects_, made, at(doc).previous);
+    if (container_type != 0)
+        chains::put_after(objects_, made, at(made.container()).last);
     return made;
 }
 
@@ -58,11 +61,14 @@ UIntT Model::append(UIntT doc, IntT type, const std::string &name)
 
 UIntT Model::create_after(UIntT doc, IntT type, UIntT previous)
 {
-    if (previous != 0)
+    UIntT parent = 0;
+    if (previous != 0) {
         check(object(doc, previous).type == type, wrong_kind);
-    Object &made = add(doc, type, {});
-    if (type == object_type::component)
-        books::put_after(objects_, made, previous != 0 ? previous : doc);
+        parent = at(previous).parent;
+    }
+    Object &made = add(doc, type, {}, parent);
+    if (chains::container_type(type) != 0)
+        chains::put_after(objects_, made, previous);
     return made.id;
 }
 
@@ -72,16 +78,23 @@ UIntT Model::create_in(UIntT doc, IntT type, UIntT parent)
     return add(doc, type, {}, parent).id;
 }
 
+UIntT Model::create_document(const std::string &name)
+{
+    const UIntT document = add(0, object_type::document, name).id;
+    const UIntT flow = add(document, object_type::flow, {}).id;
+    add(document, object_type::paragraph, {}, flow);
+    return document;
+}
+
 void Model::remove(UIntT doc, UIntT id)
 {
     check(!object(doc, id).stays, not_permitted);
     for (UIntT each : objects_.with_contents(id)) {
         Object &gone = objects_.at(each);
-        if (gone.type == object_type::component) {
-            books::take_out(objects_, gone);
-            if (selected(gone.document) == each)
-                select(gone.document, 0);
-        }
+        if (chains::container_type(gone.type) != 0)
+            chains::take_out(objects_, gone);
+        if (gone.type == object_type::component && selected(gone.document) == each)
+            select(gone.document, 0);
         menus::take_out(objects_, gone);
         if (each == active_book())
             activate(0);

@@ -2,7 +2,7 @@
 // whatever else a client creates. Each has a type, a name and properties.
 #pragma once
 
-#include "host/model/books.h"
+#include "host/model/chains.h"
 #include "host/model/menus.h"
 #include "host/model/notifications.h"
 #include "host/model/properties.h"
@@ -31,7 +31,7 @@ public:
     // Returns a book's components in their order.
     std::vector<UIntT> components(UIntT book) const
     {
-        return books::components(objects_, object(0, book));
+        return chains::members(objects_, object(0, book));
     }
 
     // Creates an object; refuses a name that an object of the type in the document already has,
@@ -43,6 +43,8 @@ public:
     // when that is 0.
     UIntT create_after(UIntT doc, IntT type, UIntT previous);
     UIntT create_in(UIntT doc, IntT type, UIntT parent);
+    // Creates a document with one flow of one empty paragraph.
+    UIntT create_document(const std::string &name);
     // Removes the object with everything that it contains.
     void remove(UIntT doc, UIntT id);
     // Keeps clients from deleting the object from now on.

@@ -35,9 +35,12 @@ struct Object {
     std::set<UIntT> contents = {};
     std::map<PropertyKey, Value> properties = {};
 
-    // Only components and books have neighbours: those in the ring that is the book's order.
-    UIntT previous = id;
-    UIntT next = id;
+    // The neighbours in the order of the container, and the ends of the order of what this object
+    // contains; 0 where there is none.
+    UIntT previous = 0, next = 0;
+    UIntT first = 0, last = 0;
+
+    std::string text = {}; // of a paragraph, in the session's encoding
 
     // Only commands and menus use the fields below.
     std::vector<UIntT> items = {}; // of a menu, in its order

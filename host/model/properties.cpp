@@ -4,14 +4,26 @@
 #include <functional>
 #include <iterator>
 
-#include "host/model/books.h"
+#include "host/model/chains.h"
 
 namespace velt::host::properties
 {
 namespace
 {
 
-enum class Rule { book, member, after, before, first, name, any, nothing };
+enum class Rule {
+    book,
+    document,
+    member,
+    after,
+    before,
+    first,
+    name,
+    container,
+    selection,
+    any,
+    nothing
+};
 
 struct PropertyRow {
     IntT number;
@@ -24,7 +36,7 @@ struct PropertyRow {
     constexpr bool computed() const
     {
         return rule == Rule::after || rule == Rule::before || rule == Rule::first ||
-               rule == Rule::name;
+               rule == Rule::name || rule == Rule::container;
     }
 };
 
@@ -61,23 +73,21 @@ const PropertyRow *row(IntT type, const PropertyKey &key)
     return found == std::end(rows) ? nullptr : found;
 }
 
-void move(Objects &objects, Object &component, UIntT neighbour, bool after)
+void move(Objects &objects, Object &member, UIntT neighbour, bool after)
 {
-    check(neighbour != component.id &&
-              books::has(objects, objects.at(component.document), neighbour),
+    check(neighbour != member.id && chains::has(objects, objects.at(member.container()), neighbour),
           bad_value);
-    // The component leaves the ring first, because what precedes the neighbour may be this very
-    // component.
-    books::take_out(objects, component);
-    books::put_after(objects, component, after ? neighbour : objects.at(neighbour).previous);
+    // The object leaves the order first, because what precedes the neighbour may be this very
+    // object.
+    chains::take_out(objects, member);
+    chains::put_after(objects, member, after ? neighbour : objects.at(neighbour).previous);
 }
 
-void rename(Objects &objects, Object &component, const std::string &name)
+void rename(Objects &objects, Object &object, const std::string &name)
 {
-    const Object *other =
-        name.empty() ? nullptr : objects.find(component.document, component.type, name);
-    check(!other || other == &component, bad_value);
-    objects.rename(component, name);
+    const Object *other = name.empty() ? nullptr : objects.find(object.document, object.type, name);
+    check(!other || other == &object, bad_value);
+    objects.rename(object, name);
 }
 
 } // namespace
@@ -95,15 +105,19 @@ Value get(const Object &from, const PropertyKey &key)
     if (const PropertyRow *behaviour = row(from.type, key))
         switch (behaviour->rule) {
         case Rule::after:
-            return Value::id(books::previous(from));
+            return Value::id(from.previous);
         case Rule::before:
-            return Value::id(books::next(from));
+            return Value::id(from.next);
         case Rule::first:
-            return Value::id(books::first(from));
+            return Value::id(from.first);
         case Rule::name:
             return Value::string(from.name);
+        case Rule::container:
+            return Value::id(from.container());
         case Rule::book:
+        case Rule::document:
         case Rule::member:
+        case Rule::selection:
         case Rule::any:
         case Rule::nothing:
             break;
@@ -121,25 +135,31 @@ void set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT
     if (const PropertyRow *behaviour = row(to.type, key)) {
         check(behaviour->kind == value.valType, wrong_kind);
         const auto wanted = static_cast<UIntT>(value.u.intVal);
+        const auto is_of = [&](IntT type) {
+            return wanted == 0 || (objects.contains(wanted) && objects.at(wanted).type == type);
+        };
         switch (behaviour->rule) {
         case Rule::book:
-            check(wanted == 0 ||
-                      (objects.contains(wanted) && objects.at(wanted).type == object_type::book),
-                  bad_value);
+            check(is_of(object_type::book), bad_value);
+            break;
+        case Rule::document:
+            check(is_of(object_type::document), bad_value);
             break;
         case Rule::member:
-            check(wanted == 0 || books::has(objects, to, wanted), bad_value);
+            check(wanted == 0 || chains::has(objects, to, wanted), bad_value);
             break;
         case Rule::after:
         case Rule::before:
             return move(objects, to, wanted, behaviour->rule == Rule::after);
         case Rule::first:
-            check(books::has(objects, to, wanted), bad_value);
-            return books::put_after(objects, objects.at(wanted), to.id);
+            check(chains::has(objects, to, wanted), bad_value);
+            return chains::put_after(objects, objects.at(wanted), 0);
         case Rule::name:
             return rename(objects, to, value.u.stringVal ? value.u.stringVal : "");
+        case Rule::container:
         case Rule::nothing:
             throw StatusError(not_permitted);
+        case Rule::selection:
         case Rule::any:
             break;
         }

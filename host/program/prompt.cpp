@@ -314,7 +314,7 @@ void Prompt::run(Commands &commands, Host *host)
     editor_ = nullptr;
 }
 
-std::optional<IntT> Prompt::ask()
+Reply Prompt::ask(const Question &)
 {
     // A person who is ending the program is not asked any more.
     if (interrupts.signal != 0)
@@ -322,10 +322,10 @@ std::optional<IntT> Prompt::ask()
     // The line editor has set the terminal to a mode in which it does not assemble lines.
     if (editing_)
         el_wset(editor_, EL_PREP_TERM, 0);
-    std::optional<IntT> answer;
+    Reply answer;
     for (bool done = false; !done;) {
         std::cout << "  answer with a whole number (Enter: " << no_answer
-                  << ", Ctrl-D: cancel, which is " << cancelled << "): " << std::flush;
+                  << ", Ctrl-D: cancel): " << std::flush;
         const std::optional<std::string> line = plain_line();
         done = true;
         if (!line) {

@@ -25,7 +25,7 @@ public:
     void run(Commands &commands, Host *host);
 
     // Asks for the answer to an alert, also while a line is being edited.
-    std::optional<IntT> ask();
+    Reply ask(const Question &question);
 
 private:
     // The line editor calls these functions.

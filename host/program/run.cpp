@@ -164,9 +164,10 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     const bool interactive = arguments.interactive();
     Prompt prompt;
     if (interactive)
-        console.person = [&] { return prompt.ask(); };
+        console.person = [&](const Question &question) { return prompt.ask(question); };
 
-    ModelResponder responder(model);
+    Documents documents(model);
+    ModelResponder responder({model, documents});
     std::unique_ptr<Host> host;
     if (!arguments.clients.empty()) {
         // VQPMAP may belong to another session, a client of which has started this host.
@@ -177,6 +178,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
                 outputs.trace->write(event, *console.text);
             };
         host = std::make_unique<Host>(std::move(options), responder, console);
+        documents.announcer.serve(host.get());
     }
 
     Commands commands({.model = model,

@@ -341,9 +341,9 @@ void Host::after_reply(const Client &client, std::function<void()> action)
         client, [] { return true; }, std::move(action));
 }
 
-std::optional<IntT> Host::ask(const Alert &alert)
+Reply Host::ask(const Question &question)
 {
-    return loop_.excuse([&] { return console_.ask(alert); });
+    return loop_.excuse([&] { return console_.ask(question); });
 }
 
 void Host::end()

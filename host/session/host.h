@@ -67,7 +67,7 @@ public:
     // Runs the action as soon as no call is being answered.
     void after_reply(const Client &client, std::function<void()> action);
     // Asks the person; the time that they take makes no client late.
-    std::optional<IntT> ask(const Alert &alert);
+    Reply ask(const Question &question);
 
     // Quits all clients at once, kills those that stay, and removes all registrations. A second
     // call does no harm.

@@ -32,7 +32,7 @@ constexpr auto hang = 5min;
 struct TestConsole : Console {
     Lines reports;
 
-    std::optional<IntT> ask(const Alert &) override { return 0; }
+    Reply ask(const Question &) override { return IntT{0}; }
     void report(const std::string &line) override
     {
         reports.push_back(line);
@@ -112,7 +112,8 @@ protected:
     Model model;
     TestConsole console;
     std::shared_ptr<SessionPortMapper> mapper = std::make_shared<SessionPortMapper>();
-    ModelResponder answers{model};
+    Documents documents{model};
+    ModelResponder answers{{model, documents}};
     ScriptedResponder responder{answers};
     Host host{options(), responder, console};
     Lines told, text, json; // outlive the host's last call

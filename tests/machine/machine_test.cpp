@@ -138,7 +138,7 @@ TEST_F(Machine, AnotherUsersServiceIsNotCalled)
 
 struct ListeningConsole : host::Console {
     bool reported = false;
-    std::optional<IntT> ask(const host::Alert &) override { return 0; }
+    host::Reply ask(const host::Question &) override { return IntT{0}; }
     void report(const std::string &line) override
     {
         reported |= line.starts_with("turned away a datagram");
@@ -148,7 +148,8 @@ struct ListeningConsole : host::Console {
 TEST_F(Machine, ADatagramOfAnotherUserIsTurnedAway)
 {
     host::Model model;
-    host::ModelResponder responder(model);
+    host::Documents documents(model);
+    host::ModelResponder responder({model, documents});
     ListeningConsole console;
     auto mapper = std::make_shared<host::SessionPortMapper>();
     host::Options options;

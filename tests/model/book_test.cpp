@@ -68,7 +68,7 @@ TEST(BookText, RoundTripOfEveryKindAndOfQuireNames)
                                    "ber \x80pfel");
     const UIntT two = first.components(book).at(1);
     EXPECT_EQ(first.selected(book), two);
-    EXPECT_EQ(first.properties(book, two).size(), 15u + 4);
+    EXPECT_EQ(first.properties(book, two).size(), 15u + 5);
     const std::string written = write_book(first, book);
     EXPECT_EQ(write_book(second, read_book(written, "again", second)), written);
 

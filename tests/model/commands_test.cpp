@@ -138,15 +138,18 @@ TEST_F(CommandLanguage, Mistakes)
 
 TEST_F(CommandLanguage, AlertsAreAnsweredInOrder)
 {
+    const auto ask = [this](const char *text) {
+        return console.ask({.kind = Question::alert, .client = 1, .text = text, .detail = 2});
+    };
     commands.run("answer 5 -6");
-    EXPECT_EQ(console.ask({1, "\x83\x65?", 2}), 5);
-    EXPECT_EQ(console.ask({1, "second", 2}), -6);
-    EXPECT_EQ(console.ask({1, "third", 2}), 0);
+    EXPECT_EQ(std::get<IntT>(ask("\x83\x65?")), 5);
+    EXPECT_EQ(std::get<IntT>(ask("second")), -6);
+    EXPECT_EQ(std::get<IntT>(ask("third")), 0);
     EXPECT_EQ(error("expect alert テ").first, done);
     EXPECT_EQ(error("expect alert テ").first, failed) << "expected once only";
     EXPECT_EQ(error("expect alert third").first, done);
     EXPECT_EQ(error("expect alert").first, failed) << "no more alerts";
-    console.ask({1, "fourth", 2});
+    ask("fourth");
     for (const char *line : {"expect not alert x", "expect not alerts 0", "expect alerts 1",
                              "expect alerts 0", "expect not alert"})
         EXPECT_EQ(error(line).first, done) << line;
@@ -165,7 +168,7 @@ TEST_F(CommandLanguage, PropertiesAreWrittenAndRead)
     commands.run("get session 4711");
     const std::string shown = out.str();
     EXPECT_TRUE(shown.starts_with("\"my own\", string: テスト\n526 previous_component, id: "));
-    EXPECT_TRUE(shown.ends_with("1000000002 name, string: Two, too\n-5\n")) << shown;
+    EXPECT_TRUE(shown.ends_with("1000000003 document, id: 0\n-5\n")) << shown;
 }
 
 TEST_F(CommandLanguage, ExpectationsAreCountedAndReported)

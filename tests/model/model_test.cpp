@@ -13,7 +13,7 @@ namespace
 {
 
 struct SilentConsole : Console {
-    std::optional<IntT> ask(const Alert &alert) override { return 40 + alert.type; }
+    Reply ask(const Question &question) override { return 40 + question.detail; }
     void report(const std::string &) override {}
 };
 
@@ -41,10 +41,11 @@ class ModelRules : public testing::Test
 protected:
     Model model;
     SilentConsole console;
-    ModelResponder responder{model};
+    Documents documents{model};
+    ModelResponder responder{{model, documents}};
     Host host{{}, responder, console};
     Client client;
-    Context context{model, host, client};
+    Context context{{model, documents}, host, client};
     ModelRules() { client.number = 1; }
     UIntT book = 0;
     std::vector<UIntT> reference; // the order as it should be
@@ -204,7 +205,7 @@ TEST_F(ModelRules, PropertiesWithABehaviour)
 
     Answered<api_vq_get_props_1> all(context, {book, reference[0]});
     ASSERT_EQ(all->status, ok);
-    ASSERT_EQ(all->params.len, 4u);
+    ASSERT_EQ(all->params.len, 5u);
     EXPECT_EQ(all->params.val[1].propIdent.num, property::next_component);
     EXPECT_EQ(all->params.val[1].propVal.u.intVal, static_cast<IntT>(reference[1]));
 }

@@ -18,7 +18,7 @@ namespace
 {
 
 struct QuietConsole : Console {
-    std::optional<IntT> ask(const Alert &) override { return 0; }
+    Reply ask(const Question &) override { return IntT{0}; }
     void report(const std::string &line) override { ADD_FAILURE() << line; }
 };
 
@@ -41,7 +41,8 @@ auto descriptors(pid_t process)
 TEST(Soak, NothingGrows)
 {
     Model model;
-    ModelResponder responder(model);
+    Documents documents(model);
+    ModelResponder responder({model, documents});
     QuietConsole console;
     Options options;
     // However long it takes.

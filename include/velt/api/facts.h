@@ -42,6 +42,13 @@ enum {
     V_status_ok = 0
 };
 
+/* V_notification_after_open, say: the notifications that the host sends. */
+enum {
+#define V_NOTIFICATION(code, name, meaning) V_notification_##name = code,
+#include "velt/tables/notifications.def"
+    V_notification_none = 0
+};
+
 /* V_error_no_answer, say: the errors that the library sets itself. */
 enum {
 #define V_ERROR(code, name, meaning) V_error_##name = code,

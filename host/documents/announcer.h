@@ -1,0 +1,30 @@
+// Notifies clients of what happens, as they have asked.
+#pragma once
+
+#include <string>
+
+#include "host/model/model.h"
+#include "host/session/host.h"
+
+namespace velt::host
+{
+
+class Announcer
+{
+public:
+    explicit Announcer(const Model &model) : model_(model) {}
+
+    // Sets the host whose clients are notified; null when there are none.
+    void serve(Host *host) { host_ = host; }
+
+    // Notifies the clients that have subscribed to the notification, apart from the one that causes
+    // it: it holds control and would drop the call, and so would any other that does.
+    void announce(IntT notification, UIntT object, const std::string &text = {}, IntT number = 0,
+                  const Client *cause = nullptr) const;
+
+private:
+    const Model &model_;
+    Host *host_ = nullptr;
+};
+
+} // namespace velt::host
