@@ -1,5 +1,8 @@
 #include "host/model/model.h"
 
+#include "host/model/marks.h"
+#include "velt/vde/language.h"
+
 namespace velt::host
 {
 namespace
@@ -28,7 +31,7 @@ Model::Model()
         keep(define_menu(0, menu, ""));
 }
 
-Object &Model::add(UIntT doc, IntT type, const std::string &name, UIntT parent)
+Object &Model::add(NewObjects &made, UIntT doc, IntT type, const std::string &name, UIntT parent)
 {
     check(type > 0 && type != object_type::session, bad_value);
     check_document(doc);
@@ -41,11 +44,27 @@ Object &Model::add(UIntT doc, IntT type, const std::string &name, UIntT parent)
             parent = at(doc).first;
         check(at(parent != 0 ? parent : doc).type == container_type, wrong_kind);
     }
-    Object &made = objects_.add(doc, type, name, parent);
-    properties::add_own(made);
+    Object &one = made.add(doc, type, name, parent);
+    properties::add_own(one);
     if (container_type != 0)
-        chains::put_after(objects_, made, at(made.container()).last);
-    return made;
+        chains::put_after(objects_, one, at(one.container()).last);
+    // A document is never without a flow, nor a flow without a paragraph.
+    if (type == object_type::flow)
+        add(made, doc, object_type::paragraph, {}, one.id);
+    if (type == object_type::document) {
+        const UIntT paragraph = add(made, one.id, object_type::flow, {}).first;
+        select_text(one.id, {{paragraph, 0}, {paragraph, 0}});
+    }
+    return one;
+}
+
+UIntT Model::create_one(UIntT doc, IntT type, const std::string &name, UIntT parent)
+{
+    NewObjects made(objects_);
+    const UIntT id = add(made, doc, type, name, parent).id;
+    made.keep();
+    touch(doc);
+    return id;
 }
 
 UIntT Model::create(UIntT doc, IntT type, const std::string &name)
@@ -56,7 +75,7 @@ UIntT Model::create(UIntT doc, IntT type, const std::string &name)
 
 UIntT Model::append(UIntT doc, IntT type, const std::string &name)
 {
-    return add(doc, type, name).id;
+    return create_one(doc, type, name);
 }
 
 UIntT Model::create_after(UIntT doc, IntT type, UIntT previous)
@@ -66,45 +85,108 @@ UIntT Model::create_after(UIntT doc, IntT type, UIntT previous)
         check(object(doc, previous).type == type, wrong_kind);
         parent = at(previous).parent;
     }
-    Object &made = add(doc, type, {}, parent);
+    const UIntT id = create_one(doc, type, {}, parent);
     if (chains::container_type(type) != 0)
-        chains::put_after(objects_, made, previous);
-    return made.id;
+        chains::put_after(objects_, objects_.at(id), previous);
+    return id;
 }
 
 UIntT Model::create_in(UIntT doc, IntT type, UIntT parent)
 {
     object(doc, parent);
-    return add(doc, type, {}, parent).id;
+    return create_one(doc, type, {}, parent);
 }
 
-UIntT Model::create_document(const std::string &name)
+UIntT Model::create_anchored(UIntT doc, IntT type, const V_TextLocT &place,
+                             const std::string &format)
 {
-    const UIntT document = add(0, object_type::document, name).id;
-    const UIntT flow = add(document, object_type::flow, {}).id;
-    add(document, object_type::paragraph, {}, flow);
-    return document;
+    texts::place_at(objects_, doc, place);
+    check(chains::container_type(type) == 0, wrong_kind);
+    NewObjects made(objects_);
+    Object &one = add(made, doc, type, {});
+    V_TypedValT anchor{kind::text_location, {}};
+    anchor.u.textLocVal = place;
+    properties::put(objects_, one, PropertyKey(property::anchor), Value(anchor));
+    if (!format.empty())
+        one.properties[PropertyKey("Format")] = Value::string(format);
+    made.keep();
+    touch(doc);
+    return one.id;
 }
 
 void Model::remove(UIntT doc, UIntT id)
 {
-    check(!object(doc, id).stays, not_permitted);
-    for (UIntT each : objects_.with_contents(id)) {
-        Object &gone = objects_.at(each);
-        if (chains::container_type(gone.type) != 0)
-            chains::take_out(objects_, gone);
-        if (gone.type == object_type::component && selected(gone.document) == each)
-            select(gone.document, 0);
-        menus::take_out(objects_, gone);
+    const Object &gone = object(doc, id);
+    check(!gone.stays && gone.type != object_type::document, not_permitted);
+    const bool has_text = gone.type == object_type::flow || gone.type == object_type::paragraph;
+    check(!has_text || gone.previous != 0 || gone.next != 0, not_permitted);
+    std::vector<UIntT> all = objects_.with_contents(id);
+    for (std::size_t i = 0; i < all.size(); i++)
+        for (const texts::Anchor &anchor : texts::anchors(at(all[i])))
+            for (UIntT each : objects_.with_contents(anchor.object))
+                all.push_back(each);
+    if (has_text)
+        evacuate(gone);
+    for (UIntT each : all) {
+        if (at(each).type == object_type::component && selected(at(each).document) == each)
+            select(at(each).document, 0);
         if (each == active_book())
             activate(0);
     }
-    objects_.remove(id);
+    discard(objects_, all);
+    touch(doc);
+}
+
+void Model::evacuate(const Object &gone)
+{
+    const bool is_flow = gone.type == object_type::flow;
+    const bool backwards = gone.previous != 0;
+    const Object *neighbour = &at(backwards ? gone.previous : gone.next);
+    if (is_flow)
+        neighbour = &at(backwards ? neighbour->last : neighbour->first);
+    const V_TextLocT place{neighbour->id, backwards ? characters().count(neighbour->text) : 0};
+    UIntT each = is_flow ? gone.first : gone.id;
+    do {
+        marks::move_all(objects_, objects_.at(each), [&](IntT) { return place; });
+        each = at(each).next;
+    } while (is_flow && each != 0);
+}
+
+void Model::set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value)
+{
+    Object &object = objects_.addressed(doc, id);
+    properties::set(objects_, object, key, value);
+    const auto is = [&](auto... numbers) { return ((key.number == numbers) || ...); };
+    if (object.type != object_type::document)
+        touch(doc);
+    else if (!is(property::selection, property::previous_document, property::next_document))
+        touch(id);
+    const bool has_text = object.type == object_type::paragraph || object.type == object_type::flow;
+    if (has_text &&
+        is(property::previous_paragraph, property::next_paragraph, property::first_paragraph)) {
+        // What was selected may stand in the opposite order now.
+        const auto [beg, end] = selection(doc);
+        if (beg.objId != end.objId && texts::is_before(objects_, end.objId, beg.objId))
+            select_text(doc, {end, beg});
+    }
+}
+
+void Model::remove_property(UIntT doc, UIntT id, const PropertyKey &key)
+{
+    Object &object = objects_.addressed(doc, id);
+    properties::remove(objects_, object, key);
+    touch(object.type == object_type::document ? id : doc);
 }
 
 void Model::put(UIntT id, IntT number, Value value)
 {
-    objects_.at(id).properties[PropertyKey(number)] = std::move(value);
+    properties::put(objects_, objects_.at(id), PropertyKey(number), std::move(value));
+}
+
+void Model::touch(UIntT id)
+{
+    if (at(id).type == object_type::document)
+        put(id, property::changed, Value::integer(1));
 }
 
 UIntT Model::active_book() const
@@ -135,6 +217,7 @@ IntT Model::language() const
 void Model::set_language(IntT number)
 {
     put(0, property::language, Value::integer(number));
+    objects_.characters = Characters(V_LanguageEncoding(number));
 }
 
 std::string Model::dialog_encoding() const

@@ -3,6 +3,10 @@
 #pragma once
 
 #include "host/model/chains.h"
+#include "host/model/clipboard.h"
+#include "host/model/find.h"
+#include "host/model/items.h"
+#include "host/model/lifetime.h"
 #include "host/model/menus.h"
 #include "host/model/notifications.h"
 #include "host/model/properties.h"
@@ -43,9 +47,11 @@ public:
     // when that is 0.
     UIntT create_after(UIntT doc, IntT type, UIntT previous);
     UIntT create_in(UIntT doc, IntT type, UIntT parent);
-    // Creates a document with one flow of one empty paragraph.
-    UIntT create_document(const std::string &name);
-    // Removes the object with everything that it contains.
+    // Creates an object that is anchored in the text; the name of its format may be empty.
+    UIntT create_anchored(UIntT doc, IntT type, const V_TextLocT &place,
+                          const std::string &format = {});
+    // Removes the object with everything that it contains, but no document, not the last flow of
+    // one, and not the last paragraph of a flow.
     void remove(UIntT doc, UIntT id);
     // Keeps clients from deleting the object from now on.
     void keep(UIntT id) { objects_.at(id).stays = true; }
@@ -55,14 +61,8 @@ public:
     {
         return properties::get(object(doc, id), key);
     }
-    void set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value)
-    {
-        properties::set(objects_, objects_.addressed(doc, id), key, value);
-    }
-    void remove_property(UIntT doc, UIntT id, const PropertyKey &key)
-    {
-        properties::remove(objects_.addressed(doc, id), key);
-    }
+    void set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value);
+    void remove_property(UIntT doc, UIntT id, const PropertyKey &key);
     std::vector<std::pair<PropertyKey, Value>> properties(UIntT doc, UIntT id) const
     {
         return properties::all(object(doc, id));
@@ -77,6 +77,63 @@ public:
     void set_language(IntT number);
     std::string dialog_encoding() const;
     void set_dialog_encoding(const std::string &name);
+
+    // Creates a document with one flow of one empty paragraph, in which the insertion point is.
+    UIntT create_document(const std::string &name);
+    // Removes the document with everything in it. Components no longer have it as theirs.
+    void close_document(UIntT document);
+    UIntT active_document() const;
+    void activate_document(UIntT document);
+    // By this, a component has its open document, or 0.
+    void attach(UIntT component, UIntT document);
+    std::string file(UIntT document) const;
+    void set_file(UIntT document, const std::string &path);
+    // Whether the document has changes that are not saved; every change of it sets this.
+    bool changed(UIntT document) const;
+    void set_changed(UIntT document, bool changed);
+    V_TextRangeT selection(UIntT document) const;
+    void select_text(UIntT document, const V_TextRangeT &range);
+
+    // Edits of a document's text, in which a line end begins a paragraph. They keep all places
+    // right that properties hold (marks.h). Adding and replacing return the place after the new
+    // text.
+    V_TextLocT add_text(UIntT document, const V_TextLocT &place, const std::string &text)
+    {
+        return replace_text(document, {place, place}, text);
+    }
+    V_TextLocT replace_text(UIntT document, const V_TextRangeT &range, const std::string &text);
+    void remove_text(UIntT document, const V_TextRangeT &range)
+    {
+        replace_text(document, range, {});
+    }
+    // These give the properties of the text, and items of it, as text.h and items.h say.
+    Properties text_properties(UIntT document, const V_TextLocT &place) const;
+    void set_text_properties(UIntT document, const V_TextRangeT &range, const Properties &values);
+    std::vector<TextItem> text_items(UIntT document, UIntT id, UIntT selector) const
+    {
+        return texts::items_of_object(objects_, document, id, selector);
+    }
+    std::vector<TextItem> text_items(UIntT document, const V_TextRangeT &range,
+                                     UIntT selector) const
+    {
+        return texts::items_of_range(objects_, texts::span_at(objects_, document, range), selector);
+    }
+    V_TextRangeT find_text(UIntT document, const V_TextLocT &start,
+                           const FindOptions &options) const
+    {
+        return texts::find(objects_, document, start, options);
+    }
+    const Characters &characters() const { return objects_.characters; }
+
+    // The clipboard and the document's selection. What changes text returns the first paragraph
+    // that it has changed; all refuse when nothing is selected or, to paste, when nothing was
+    // copied.
+    void copy(UIntT document);
+    UIntT clear(UIntT document);
+    UIntT cut(UIntT document);
+    UIntT paste(UIntT document);
+    void push_clipboard() { clipboard_.push(); }
+    void pop_clipboard() { clipboard_.pop(); }
 
     // Each client has its own names for its commands; a command that is defined again is replaced.
     UIntT define_command(int client, IntT number, const std::string &name, const std::string &label,
@@ -116,11 +173,22 @@ public:
     void forget_subscriptions(int client) { notifications_.forget(client); }
 
 private:
-    Object &add(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
+    // Adds an object to those made and to the order of its container.
+    Object &add(NewObjects &made, UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
+    UIntT create_one(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
     // Writes a property that clients may not write.
     void put(UIntT id, IntT number, Value value);
+    // Notes that the object has changed, if it is a document.
+    void touch(UIntT id);
+    // Takes the marks out of paragraphs that are to go.
+    void evacuate(const Object &gone);
+    texts::Span selected_span(UIntT document) const
+    {
+        return texts::span_at(objects_, document, selection(document));
+    }
 
     Objects objects_;
+    Clipboard clipboard_;
     Notifications notifications_;
 };
 

@@ -73,10 +73,15 @@ Object &Objects::add(UIntT doc, IntT type, const std::string &name, UIntT parent
             .emplace(
                 id, Object{.document = doc, .id = id, .type = type, .name = name, .parent = parent})
             .first->second;
-    by_name_.insert(entry(made));
-    if (id != 0) {
-        auto &contents = at(made.container()).contents;
-        contents.insert(contents.end(), id); // no other id is greater
+    try {
+        by_name_.insert(entry(made));
+        if (id != 0) {
+            auto &contents = at(made.container()).contents;
+            contents.insert(contents.end(), id); // no other id is greater
+        }
+    } catch (...) {
+        drop(id);
+        throw;
     }
     return made;
 }
@@ -98,17 +103,14 @@ std::vector<UIntT> Objects::with_contents(UIntT id) const
     return all;
 }
 
-void Objects::remove(UIntT id)
+void Objects::drop(UIntT id) noexcept
 {
-    for (UIntT each : with_contents(id)) {
-        const auto gone = objects_.find(each);
-        // A container that is removed too comes before its contents and is already gone.
-        if (const auto container = objects_.find(gone->second.container());
-            container != objects_.end())
-            container->second.contents.erase(each);
-        by_name_.erase(entry(gone->second));
-        objects_.erase(gone);
-    }
+    const auto gone = objects_.find(id);
+    // A container that is removed too comes before its contents and is already gone.
+    if (const auto container = objects_.find(gone->second.container()); container != objects_.end())
+        container->second.contents.erase(id);
+    by_name_.erase(entry(gone->second));
+    objects_.erase(gone);
 }
 
 } // namespace velt::host

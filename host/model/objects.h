@@ -3,7 +3,6 @@
 
 #include <compare>
 #include <functional>
-#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -11,8 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "host/model/characters.h"
+#include "host/model/runs.h"
 #include "host/values/status.h"
-#include "host/values/value.h"
 
 namespace velt::host
 {
@@ -22,6 +22,19 @@ namespace object_type
 #define V_OBJECT_TYPE(number, name, meaning) inline constexpr IntT name = number;
 #include "velt/tables/object_types.def"
 } // namespace object_type
+
+using Property = Properties::value_type;
+
+// A place that a property holds, and that edits keep right; the end is 1 for the end of a range.
+struct TextMark {
+    Property *property;
+    int end;
+    UIntT owner = 0;
+    bool operator<(const TextMark &other) const
+    {
+        return std::pair(property, end) < std::pair(other.property, other.end);
+    }
+};
 
 struct Object {
     UIntT document; // the book or document that holds it, or 0
@@ -33,14 +46,18 @@ struct Object {
     // The objects that are removed with it: those created in it and, for a book or document, those
     // that it holds.
     std::set<UIntT> contents = {};
-    std::map<PropertyKey, Value> properties = {};
+    Properties properties = {};
 
     // The neighbours in the order of the container, and the ends of the order of what this object
     // contains; 0 where there is none.
     UIntT previous = 0, next = 0;
     UIntT first = 0, last = 0;
 
-    std::string text = {}; // of a paragraph, in the session's encoding
+    // Only paragraphs use these: the text in the session's encoding, its properties, and the places
+    // in it that properties hold.
+    std::string text = {};
+    TextRuns runs = {};
+    std::set<TextMark> marks = {};
 
     // Only commands and menus use the fields below.
     std::vector<UIntT> items = {}; // of a menu, in its order
@@ -89,7 +106,11 @@ public:
     void rename(Object &object, const std::string &name);
     // Returns the object and all objects that are removed with it, each after its container.
     std::vector<UIntT> with_contents(UIntT id) const;
-    void remove(UIntT id);
+    // Removes the object alone; its contents must go with it.
+    void drop(UIntT id) noexcept;
+
+    // How the objects' texts split into characters.
+    Characters characters{};
 
 private:
     // Names are compared by their hashes, because a look at each object's own name would be a cache

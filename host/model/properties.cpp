@@ -5,6 +5,8 @@
 #include <iterator>
 
 #include "host/model/chains.h"
+#include "host/model/marks.h"
+#include "host/model/text.h"
 
 namespace velt::host::properties
 {
@@ -129,9 +131,8 @@ Value get(const Object &from, const PropertyKey &key)
 
 void set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT &value)
 {
-    check(key.number != 0 || !key.name.empty(), no_such_property);
-    check(std::ranges::binary_search(kinds, value.valType), wrong_kind);
-
+    check_valid(key, value);
+    check(key.number != property::anchor, not_permitted);
     if (const PropertyRow *behaviour = row(to.type, key)) {
         check(behaviour->kind == value.valType, wrong_kind);
         const auto wanted = static_cast<UIntT>(value.u.intVal);
@@ -160,19 +161,42 @@ void set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT
         case Rule::nothing:
             throw StatusError(not_permitted);
         case Rule::selection:
+            texts::span_at(objects, to.id, value.u.textRangeVal);
+            break;
         case Rule::any:
             break;
         }
     }
     const auto old = to.properties.find(key);
     check(old == to.properties.end() || old->second.kind() == value.valType, wrong_kind);
-    to.properties[key] = Value(value);
+    put(objects, to, key, Value(value));
 }
 
-void remove(Object &from, const PropertyKey &key)
+void put(Objects &objects, Object &to, const PropertyKey &key, Value value)
 {
-    check(!row(from.type, key), not_permitted);
-    check(from.properties.erase(key) != 0, no_such_property);
+    const auto [property, fresh] = to.properties.try_emplace(key);
+    try {
+        marks::assign(objects, to, *property, std::move(value));
+    } catch (...) {
+        if (fresh)
+            to.properties.erase(property);
+        throw;
+    }
+}
+
+void remove(Objects &objects, Object &from, const PropertyKey &key)
+{
+    check(!row(from.type, key) && key.number != property::anchor, not_permitted);
+    const auto found = from.properties.find(key);
+    check(found != from.properties.end(), no_such_property);
+    marks::unlink(objects, *found);
+    from.properties.erase(found);
+}
+
+void check_valid(const PropertyKey &key, const V_TypedValT &value)
+{
+    check(key.number != 0 || !key.name.empty(), no_such_property);
+    check(std::ranges::binary_search(kinds, value.valType), wrong_kind);
 }
 
 std::vector<std::pair<PropertyKey, Value>> all(const Object &of)

@@ -12,6 +12,7 @@ namespace velt::host
 namespace property
 {
 #define V_PROPERTY(number, kind, object, name, rule, meaning) inline constexpr IntT name = number;
+#define V_ANY_PROPERTY(number, kind, name, meaning) inline constexpr IntT name = number;
 #include "velt/tables/properties.def"
 } // namespace property
 
@@ -22,7 +23,11 @@ namespace properties
 void add_own(Object &made);
 Value get(const Object &from, const PropertyKey &key);
 void set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT &value);
-void remove(Object &from, const PropertyKey &key);
+// Writes a property that clients may not write.
+void put(Objects &objects, Object &to, const PropertyKey &key, Value value);
+void remove(Objects &objects, Object &from, const PropertyKey &key);
+// Refuses what is no property or no value.
+void check_valid(const PropertyKey &key, const V_TypedValT &value);
 std::vector<std::pair<PropertyKey, Value>> all(const Object &of);
 
 } // namespace properties

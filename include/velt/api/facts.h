@@ -31,6 +31,7 @@ enum {
 enum {
 #define V_PROPERTY(number, kind, object, name, rule, meaning) V_prop_##name = number,
 #define V_CALL_PROPERTY(number, kind, name, meaning) V_prop_##name = number,
+#define V_ANY_PROPERTY(number, kind, name, meaning) V_prop_##name = number,
 #include "velt/tables/properties.def"
     V_prop_by_name = 0
 };
@@ -47,6 +48,21 @@ enum {
 #define V_NOTIFICATION(code, name, meaning) V_notification_##name = code,
 #include "velt/tables/notifications.def"
     V_notification_none = 0
+};
+
+/* V_find_text, say: the options of V_ApiFind. */
+enum {
+#define V_FIND_OPTION(number, name, kind, meaning) V_find_##name = number,
+#include "velt/tables/find_options.def"
+    V_find_none = 0
+};
+
+/* V_select_string, say: bits of the selector of V_ApiGetText and its kin. V_item_string, say: the
+ * dataType of the items that the bit selects. */
+enum {
+#define V_TEXT_ITEM(bit, name, type, meaning) V_select_##name = bit, V_item_##name = type,
+#include "velt/tables/text_items.def"
+    V_select_nothing = 0
 };
 
 /* V_error_no_answer, say: the errors that the library sets itself. */

@@ -1,0 +1,140 @@
+// What the model does with documents and their text.
+
+#include "host/model/model.h"
+
+namespace velt::host
+{
+namespace
+{
+
+UIntT id_of(const Value &value)
+{
+    return static_cast<UIntT>(value.get().u.intVal);
+}
+
+} // namespace
+
+UIntT Model::create_document(const std::string &name)
+{
+    return create_one(0, object_type::document, name);
+}
+
+void Model::close_document(UIntT document)
+{
+    texts::document_at(objects_, document);
+    const auto all = objects_.with_contents(document);
+    for (UIntT book : objects_.of_type(0, object_type::book))
+        for (UIntT each = at(book).first; each != 0; each = at(each).next)
+            if (id_of(get(book, each, PropertyKey(property::document))) == document)
+                attach(each, 0);
+    if (active_document() == document)
+        activate_document(0);
+    discard(objects_, all);
+}
+
+UIntT Model::active_document() const
+{
+    return id_of(get(0, 0, PropertyKey(property::active_document)));
+}
+
+void Model::activate_document(UIntT document)
+{
+    put(0, property::active_document, Value::id(document));
+}
+
+void Model::attach(UIntT component, UIntT document)
+{
+    put(component, property::document, Value::id(document));
+}
+
+std::string Model::file(UIntT document) const
+{
+    return get(0, document, PropertyKey(property::document_file)).get().u.stringVal;
+}
+
+void Model::set_file(UIntT document, const std::string &path)
+{
+    put(document, property::document_file, Value::string(path));
+}
+
+bool Model::changed(UIntT document) const
+{
+    return get(0, document, PropertyKey(property::changed)).get().u.intVal != 0;
+}
+
+void Model::set_changed(UIntT document, bool changed)
+{
+    put(document, property::changed, Value::integer(changed));
+}
+
+V_TextRangeT Model::selection(UIntT document) const
+{
+    texts::document_at(objects_, document);
+    return get(0, document, PropertyKey(property::selection)).get().u.textRangeVal;
+}
+
+void Model::select_text(UIntT document, const V_TextRangeT &range)
+{
+    texts::document_at(objects_, document);
+    V_TypedValT value{kind::text_range, {}};
+    value.u.textRangeVal = range;
+    set(0, document, PropertyKey(property::selection), value);
+}
+
+V_TextLocT Model::replace_text(UIntT document, const V_TextRangeT &range, const std::string &text)
+{
+    const texts::Span span = texts::span_at(objects_, document, range);
+    if (span.empty() && text.empty())
+        return range.beg;
+    const texts::Place after = texts::replace(objects_, span, text);
+    touch(document);
+    return after.location();
+}
+
+Properties Model::text_properties(UIntT document, const V_TextLocT &place) const
+{
+    const auto found = texts::properties_at(objects_, texts::place_at(objects_, document, place));
+    return found ? *found : Properties();
+}
+
+void Model::set_text_properties(UIntT document, const V_TextRangeT &range, const Properties &values)
+{
+    for (const auto &[key, value] : values)
+        properties::check_valid(key, value.get());
+    texts::set_properties(objects_, texts::span_at(objects_, document, range), values);
+    touch(document);
+}
+
+void Model::copy(UIntT document)
+{
+    clipboard_.text = texts::copy(objects_, selected_span(document));
+}
+
+UIntT Model::clear(UIntT document)
+{
+    const texts::Span span = selected_span(document);
+    check(!span.empty(), nothing_selected);
+    remove_text(document, span.range());
+    return span.beg.paragraph;
+}
+
+UIntT Model::cut(UIntT document)
+{
+    auto copied = texts::copy(objects_, selected_span(document));
+    const UIntT first = clear(document);
+    clipboard_.text = std::move(copied);
+    return first;
+}
+
+UIntT Model::paste(UIntT document)
+{
+    const texts::Span span = selected_span(document);
+    check(clipboard_.text != nullptr, nothing_selected);
+    const V_TextLocT after =
+        texts::replace(objects_, span, texts::pieces(*clipboard_.text)).location();
+    touch(document);
+    select_text(document, {after, after});
+    return span.beg.paragraph;
+}
+
+} // namespace velt::host

@@ -1,0 +1,41 @@
+// The properties of stretches of a paragraph's text.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "host/values/value.h"
+
+namespace velt::host
+{
+
+using Properties = std::map<PropertyKey, Value>;
+using SharedProperties = std::shared_ptr<const Properties>; // null when there are none
+
+// The properties of the text from a byte on, up to the next run. Text before the first run has
+// none, and neighbours differ.
+struct TextRun {
+    std::size_t begin;
+    SharedProperties properties;
+};
+using TextRuns = std::vector<TextRun>;
+
+namespace runs
+{
+
+// Returns the properties of the character at the byte.
+SharedProperties at(const TextRuns &runs, std::size_t byte);
+// Makes the text from `place` on, where `to` has not been yet, have the properties that the bytes
+// from `begin` to `end` have in `from`.
+void append(TextRuns &to, std::size_t place, const TextRuns &from, std::size_t begin,
+            std::size_t end);
+// Makes all text have the properties.
+inline TextRuns of(const SharedProperties &properties)
+{
+    return properties ? TextRuns{{0, properties}} : TextRuns{};
+}
+
+} // namespace runs
+} // namespace velt::host
