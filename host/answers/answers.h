@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/answers/responder.h"
+#include "host/values/owned.h"
 
 namespace velt::host
 {
@@ -29,6 +30,11 @@ struct Parameters<Argument, void> {
 template <class Result>
 struct Parameters<void, Result> {
     using Function = void(Context &, Result &);
+};
+
+template <>
+struct Parameters<void, void> {
+    using Function = void(Context &);
 };
 
 template <class P>
@@ -64,6 +70,24 @@ void give_object(ApiVqObjRetT &r, Make make)
 inline std::string text(const char *string)
 {
     return string ? string : "";
+}
+
+// Returns the property and its value as the wire carries them.
+V_PropValT property_value(const PropertyKey &key, const Value &value);
+template <class All>
+void give_properties(V_PropValsT &list, const All &properties)
+{
+    list = owned_list<V_PropValsT>(properties.size());
+    V_PropValT *next = list.val;
+    for (const auto &[key, value] : properties)
+        *next++ = property_value(key, value);
+}
+
+// Tells the other clients that text of the document has changed, from the paragraph on.
+inline void announce_change(Context &c, UIntT document, UIntT paragraph)
+{
+    c.documents.announcer.announce(V_notification_text_changed, document, {},
+                                   static_cast<IntT>(paragraph), &c.client);
 }
 
 } // namespace velt::host

@@ -45,6 +45,20 @@ void Answer<api_vq_new_graphic_object_1>::answer(Context &c, const ApiVqNewGraph
     give_object(r, [&] { return c.model.create_in(a.docId, a.int2, a.id3); });
 }
 
+void Answer<api_vq_new_anchored_object_1>::answer(Context &c, const ApiVqNewAnchoredObjArgT &a,
+                                                  ApiVqObjRetT &r)
+{
+    give_object(r, [&] { return c.model.create_anchored(a.docId, a.int2, a.textLoc); });
+}
+
+// The name of the format becomes the object's property of the name "Format".
+void Answer<api_vq_new_anchored_formatted_object_1>::answer(
+    Context &c, const ApiVqNewAnchoredFormattedObjArgT &a, ApiVqObjRetT &r)
+{
+    give_object(r,
+                [&] { return c.model.create_anchored(a.docId, a.int2, a.textLoc, text(a.str3)); });
+}
+
 void Answer<api_vq_new_sub_object_1>::answer(Context &c, const ApiVqNewSubObjectArgT &a,
                                              ApiVqObjRetT &r)
 {

@@ -29,6 +29,21 @@ IntT get(Context &c, const ApiVqGetPropArgT &a, IntT kind, Member V_ValUnionT::*
     });
 }
 
+// Every call that writes properties of objects does so here.
+void write(Context &c, UIntT doc, UIntT obj, const PropertyKey &key, const V_TypedValT &value)
+{
+    c.model.set(doc, obj, key, value);
+    const IntT type = c.model.object(doc, obj).type;
+    const bool moves =
+        type == object_type::component &&
+        (key.number == property::next_component || key.number == property::previous_component);
+    const bool puts_first = type == object_type::book && key.number == property::first_component;
+    if (moves || puts_first)
+        c.documents.announcer.announce(V_notification_component_moved,
+                                       moves ? obj : static_cast<UIntT>(value.u.intVal), {}, 0,
+                                       &c.client);
+}
+
 template <class Argument, class Member>
 IntT set(Context &c, const Argument &a, IntT kind, Member V_ValUnionT::*member)
 {
@@ -41,23 +56,22 @@ IntT set(Context &c, const Argument &a, IntT kind, Member V_ValUnionT::*member)
             value.u.*member = &newVal;
         else
             value.u.*member = static_cast<Member>(newVal);
-        c.model.set(a.docId, a.objId, PropertyKey(a.propIdent), value);
+        write(c, a.docId, a.objId, PropertyKey(a.propIdent), value);
     });
 }
 
 void set(Context &c, UIntT doc, UIntT obj, const V_PropValT &property)
 {
-    c.model.set(doc, obj, PropertyKey(property.propIdent), property.propVal);
+    write(c, doc, obj, PropertyKey(property.propIdent), property.propVal);
 }
 
-// Returns the property and its value as the wire carries them.
+} // namespace
+
 V_PropValT property_value(const PropertyKey &key, const Value &value)
 {
     const auto name = key.number == 0 ? const_cast<StringT>(key.name.c_str()) : nullptr;
     return owned_copy(V_PropValT{{key.number, name}, value.get()});
 }
-
-} // namespace
 
 // The rows of answers.def define every getter and setter of one kind by these macros.
 #define V_GETTER(stub, kind_name, member, field)                                                   \
@@ -95,12 +109,7 @@ void Answer<api_vq_set_prop_1>::answer(Context &c, const ApiVqSetPropArgT &a, In
 void Answer<api_vq_get_props_1>::answer(Context &c, const ApiVqGeneralObjArgT &a,
                                         ApiVqGetPropsRetT &r)
 {
-    r.status = status_of([&] {
-        const auto all = c.model.properties(a.docId, a.objId);
-        r.params = owned_list<V_PropValsT>(all.size());
-        for (UIntT i = 0; i < r.params.len; i++)
-            r.params.val[i] = property_value(all[i].first, all[i].second);
-    });
+    r.status = status_of([&] { give_properties(r.params, c.model.properties(a.docId, a.objId)); });
 }
 
 // The properties are set in their order up to the first that is refused.

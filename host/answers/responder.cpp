@@ -14,7 +14,9 @@ void answer(Context &context, Call &call)
 {
     using Argument = typename P::Argument;
     using Result = typename P::Result;
-    if constexpr (std::is_void_v<Argument>)
+    if constexpr (std::is_void_v<Argument> && std::is_void_v<Result>)
+        Answer<P>::answer(context);
+    else if constexpr (std::is_void_v<Argument>)
         Answer<P>::answer(context, *static_cast<Result *>(call.result));
     else if constexpr (std::is_void_v<Result>)
         Answer<P>::answer(context, *static_cast<const Argument *>(call.argument));
