@@ -9,6 +9,7 @@
 #include "bench/lists.h"
 #include "bench/strings.h"
 #include "bench/table.h"
+#include "bench/texts.h"
 #include "bench/transport.h"
 
 int main(int argc, char **argv)
@@ -22,6 +23,7 @@ try {
     velt::bench::register_encodings();
     velt::bench::register_strings();
     velt::bench::register_books();
+    velt::bench::register_texts();
     velt::bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);
     return table.failed() ? 1 : 0;
