@@ -73,7 +73,8 @@ void NewFile::refuse(const char *reason) const
     throw std::runtime_error(path_ + ": " + reason);
 }
 
-NewFile::NewFile(const std::string &path, Others others) : path_(path), earlier_(latest_)
+NewFile::NewFile(const std::string &path, Others others, mode_t mode)
+    : path_(path), earlier_(latest_)
 {
     struct stat old {
     };
@@ -82,7 +83,7 @@ NewFile::NewFile(const std::string &path, Others others) : path_(path), earlier_
             fail();
         if (lstat(path.c_str(), &old) == 0)
             refuse("it is a symbolic link to a file that does not exist");
-        begin_beside(path);
+        begin_beside(path, mode);
         return;
     }
     if (!S_ISREG(old.st_mode)) {
@@ -96,10 +97,10 @@ NewFile::NewFile(const std::string &path, Others others) : path_(path), earlier_
                                                          std::free);
     if (!target)
         fail();
-    begin_beside(target.get());
+    begin_beside(target.get(), mode);
 }
 
-void NewFile::begin_beside(const std::string &target)
+void NewFile::begin_beside(const std::string &target, mode_t mode)
 try {
     const auto slash = target.rfind('/');
     name_ = target.substr(slash + 1); // the whole target when it has no slash
@@ -124,7 +125,7 @@ try {
     do {
         unfinished_ = unforeseeable_name();
         file_ = openat(directory_, unfinished_.c_str(), to_write | O_CREAT | O_EXCL,
-                       old_ >= 0 ? 0600 : 0666);
+                       old_ >= 0 ? 0600 : mode);
     } while (file_ < 0 && errno == EEXIST);
     if (file_ < 0)
         fail();

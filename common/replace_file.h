@@ -22,7 +22,8 @@ public:
     // How to treat a path that is no plain file, such as /dev/null, and so cannot be replaced.
     enum class Others { refused, written };
 
-    explicit NewFile(const std::string &path, Others others = Others::refused);
+    // A file that is new gets the mode, less the process's mask.
+    explicit NewFile(const std::string &path, Others others = Others::refused, mode_t mode = 0666);
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
     ~NewFile();
@@ -36,7 +37,7 @@ public:
     static void remove_unfinished();
 
 private:
-    void begin_beside(const std::string &target);
+    void begin_beside(const std::string &target, mode_t mode);
     void keep_attributes();
     [[noreturn]] void fail() const; // with errno
     [[noreturn]] void refuse(const char *reason) const;

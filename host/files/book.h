@@ -1,11 +1,10 @@
 // Book files: a book and the session around it, as a small JSON file in UTF-8.
 #pragma once
 
-#include <filesystem>
-#include <map>
 #include <string>
 #include <string_view>
 
+#include "host/files/known_file.h"
 #include "host/model/model.h"
 
 namespace velt::host
@@ -25,35 +24,26 @@ std::string write_book(const Model &model, UIntT book);
 // Returns a JSON Schema of what a book file may hold.
 std::string book_schema();
 
-// The file of a book. It is not replaced when somebody else has changed it, unless `force` is set.
 class BookFile
 {
 public:
-    explicit BookFile(std::string path) : path_(std::move(path)) {}
-    const std::string &path() const { return path_; }
+    explicit BookFile(std::string path) : file_(std::move(path)) {}
+    const std::string &path() const { return file_.path(); }
 
     // This function and those below throw Error.
     UIntT load(Model &model, IntT language = 0);
-    // Replaces the file once the new one is complete; if that fails, the old one stays.
-    void save(const Model &model, UIntT book, bool force = false);
+    void save(const Model &model, UIntT book, bool force = false)
+    {
+        save_as(path(), model, book, force);
+    }
     // Saves to another file, or to this one by another path. Returns whether it is this one.
     bool save_as(const std::string &path, const Model &model, UIntT book, bool force = false);
 
     // Returns the file's text as it was last read or written.
-    std::string text() const;
+    std::string text() const { return file_.text(); }
 
 private:
-    // Returns the file to which the path led when it was last read or written, or the one to which
-    // it leads now if it has been neither.
-    std::filesystem::path place(const std::string &path) const;
-    void remember(const std::string &path, std::string text);
-    void check_unchanged(const std::string &path) const;
-
-    std::string path_;
-    // The texts of this file and of others to which the book has been saved. They are what the
-    // files hold unless somebody else has changed them.
-    std::map<std::filesystem::path, std::string> known_;
-    std::map<std::string, std::filesystem::path> places_;
+    KnownFile file_;
 };
 
 } // namespace velt::host

@@ -1,12 +1,9 @@
-// Writes the part of the model that a book file holds.
+// Writes the part of the model that a book file holds; loads and saves it.
 
 #include <algorithm>
 
 #include "host/files/book.h"
-#include "host/json/values.h"
-#include "host/json/writer.h"
-#include "host/values/kinds.h"
-#include "host/values/text.h"
+#include "host/files/write_properties.h"
 #include "velt/vde.h"
 
 namespace velt::host
@@ -36,31 +33,10 @@ bool is_file(const Object &object, const PropertyKey &key, const Value &value)
 
 void write_properties(const Object &object, const SessionText &session, JsonWriter &out)
 {
-    bool any = false;
-    for (const auto &[key, value] : object.properties) {
-        if (untouched(key, value) || is_file(object, key, value))
-            continue;
-        if (!std::exchange(any, true)) {
-            out.key("properties");
-            out.begin('[');
-        }
-        out.begin('{');
-        if (key.number != 0) {
-            out.key("number");
-            out.number(key.number);
-        } else {
-            out.text("name", session.to_utf8(key.name));
-        }
-        V_TypedValT shown = value.get();
-        fields(shown.valType, shown.u, [&](const char *, auto &field) {
-            out.key(name_of_kind(shown.valType));
-            write_value(field, out, [&](const char *bytes) { return session.to_utf8(bytes); });
-            return true;
-        });
-        out.end('}');
-    }
-    if (any)
-        out.end(']');
+    write_properties(object.properties, session, out,
+                     [&](const PropertyKey &key, const Value &value) {
+                         return !untouched(key, value) && !is_file(object, key, value);
+                     });
 }
 
 } // namespace
@@ -98,6 +74,28 @@ std::string write_book(const Model &model, UIntT book)
     out.end(']');
     out.end('}');
     return out.take();
+}
+
+UIntT BookFile::load(Model &model, IntT language)
+{
+    std::string text;
+    try {
+        text = read_plain_file(path());
+    } catch (const std::runtime_error &error) {
+        misuse(path() + ": cannot read the book: " + error.what());
+    }
+    const UIntT book = read_book(text, path(), model, language);
+    file_.remember(std::move(text));
+    return book;
+}
+
+bool BookFile::save_as(const std::string &path, const Model &model, UIntT book, bool force)
+try {
+    return file_.write(path, write_book(model, book), force);
+} catch (const ChangedError &error) {
+    fail(std::string("cannot save the book: ") + error.what() + "; save --force replaces it");
+} catch (const std::runtime_error &error) {
+    fail(std::string("cannot save the book: ") + error.what());
 }
 
 } // namespace velt::host

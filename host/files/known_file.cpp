@@ -1,4 +1,4 @@
-// The file of a book.
+#include "host/files/known_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -6,20 +6,25 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <system_error>
 
 #include "common/descriptor.h"
 #include "common/replace_file.h"
-#include "host/files/book.h"
 
 namespace velt::host
 {
 namespace
 {
 
-// Reads as many bytes as the file's size says and no more, so that a file without end does not fill
-// the memory. Throws std::runtime_error with the reason.
+std::filesystem::path resolved(const std::string &path)
+{
+    std::error_code unknown;
+    auto place = std::filesystem::weakly_canonical(path, unknown);
+    return unknown ? std::filesystem::path(path) : place;
+}
+
+} // namespace
+
 std::string read_plain_file(const std::string &path)
 {
     const auto check = [](bool holds) {
@@ -49,41 +54,26 @@ std::string read_plain_file(const std::string &path)
     return text;
 }
 
-std::filesystem::path resolved(const std::string &path)
+bool KnownFile::is(const std::string &path) const
 {
     std::error_code unknown;
-    auto place = std::filesystem::weakly_canonical(path, unknown);
-    return unknown ? std::filesystem::path(path) : place;
+    return !path_.empty() && (path == path_ || std::filesystem::equivalent(path, path_, unknown) ||
+                              resolved(path) == place(path_));
 }
 
-} // namespace
-
-UIntT BookFile::load(Model &model, IntT language)
-{
-    std::string text;
-    try {
-        text = read_plain_file(path_);
-    } catch (const std::runtime_error &error) {
-        misuse(path_ + ": cannot read the book: " + error.what());
-    }
-    const UIntT book = read_book(text, path_, model, language);
-    remember(path_, std::move(text));
-    return book;
-}
-
-std::string BookFile::text() const
+std::string KnownFile::text() const
 {
     const auto known = known_.find(place(path_));
     return known == known_.end() ? std::string() : known->second;
 }
 
-std::filesystem::path BookFile::place(const std::string &path) const
+std::filesystem::path KnownFile::place(const std::string &path) const
 {
     const auto place = places_.find(path);
     return place == places_.end() ? resolved(path) : place->second;
 }
 
-void BookFile::remember(const std::string &path, std::string text)
+void KnownFile::remember(const std::string &path, std::string text)
 {
     const auto &place = places_[path] = resolved(path);
     known_[place] = std::move(text);
@@ -91,37 +81,30 @@ void BookFile::remember(const std::string &path, std::string text)
 
 // An editor may write a file anew without changing it, so this compares the texts. A link that now
 // leads to another file counts as a change as well.
-void BookFile::check_unchanged(const std::string &path) const
+void KnownFile::check_unchanged(const std::string &path) const
 {
     const auto known = known_.find(place(path));
     std::error_code unknown;
     if (known == known_.end() || (!std::filesystem::exists(path, unknown) && !unknown))
         return;
     if (read_plain_file(path) != known->second)
-        throw std::runtime_error(path + ": somebody else has changed it since it was read or "
-                                        "written here; save --force replaces it");
+        throw ChangedError(path +
+                           ": somebody else has changed it since it was read or written here");
 }
 
-void BookFile::save(const Model &model, UIntT book, bool force)
+bool KnownFile::write(const std::string &path, std::string text, bool force, mode_t mode)
 {
-    save_as(path_, model, book, force);
-}
-
-bool BookFile::save_as(const std::string &path, const Model &model, UIntT book, bool force)
-try {
-    std::error_code unknown;
-    const bool own = path == path_ || std::filesystem::equivalent(path, path_, unknown);
-    std::string text = write_book(model, book);
-    NewFile file(path);
+    const bool own = path_.empty() || is(path);
+    NewFile file(path, NewFile::Others::refused, mode);
     file.write(text);
     file.finish();
     if (!force)
         check_unchanged(path);
     file.commit();
     remember(path, std::move(text));
+    if (path_.empty())
+        path_ = path;
     return own;
-} catch (const std::runtime_error &error) {
-    fail(std::string("cannot save the book: ") + error.what());
 }
 
 } // namespace velt::host

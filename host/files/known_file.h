@@ -1,0 +1,61 @@
+// A file that the host reads and writes, and what it held then.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+namespace velt::host
+{
+
+// Reads a plain file, as many bytes as its size says and no more, so that a file without end does
+// not fill the memory. Throws std::runtime_error with the reason.
+std::string read_plain_file(const std::string &path);
+
+// Thrown instead of replacing a file that somebody else has changed.
+class ChangedError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// The file of a book or document. It is not replaced when somebody else has changed it, unless
+// `force` is set. Failures are std::runtime_error.
+class KnownFile
+{
+public:
+    explicit KnownFile(std::string path = {}) : path_(std::move(path)) {}
+    // The path is empty for what has no file yet.
+    const std::string &path() const { return path_; }
+    // Returns whether the other path leads to this file.
+    bool is(const std::string &path) const;
+
+    // Notes that the file holds this text, because that has been read from it.
+    void remember(std::string text) { remember(path_, std::move(text)); }
+    // Replaces the file once the new one is complete; if that fails, the old one stays. Writes to
+    // another file, or to this one by another path; what has no file gets this one. A file that is
+    // new gets the mode, less the process's mask. Returns whether it is this file.
+    bool write(const std::string &path, std::string text, bool force, mode_t mode = 0666);
+
+    // Returns the file's text as it was last read or written.
+    std::string text() const;
+
+private:
+    // Returns the file to which the path led when it was last read or written, or the one to which
+    // it leads now if it has been neither.
+    std::filesystem::path place(const std::string &path) const;
+    void remember(const std::string &path, std::string text);
+    void check_unchanged(const std::string &path) const;
+
+    std::string path_;
+    // The texts of this file and of others that have been written. They are what the files hold
+    // unless somebody else has changed them.
+    std::map<std::filesystem::path, std::string> known_;
+    std::map<std::string, std::filesystem::path> places_;
+};
+
+} // namespace velt::host

@@ -1,0 +1,111 @@
+#include "host/files/model_reader.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "host/values/kinds.h"
+
+namespace velt::host
+{
+
+void read_nodes(
+    std::string_view text, const std::string &path,
+    const std::function<void(const JsonNode &root, std::vector<JsonError> &problems)> &read)
+{
+    std::vector<JsonError> problems;
+    JsonNode root;
+    attempt(problems, [&] {
+        problems = parse_json(text, root);
+        read(root, problems);
+    });
+    if (problems.empty())
+        return;
+    const auto place = [](const JsonError &error) { return std::pair(error.line, error.column); };
+    std::ranges::stable_sort(problems, {}, place);
+    std::string all;
+    for (const JsonError &error : problems)
+        all += (all.empty() ? "" : "\n") + path + ":" + std::to_string(error.line) + ":" +
+               std::to_string(error.column) + ": " + printable(error.what());
+    misuse(all);
+}
+
+const std::string &ModelReader::utf8_in(const JsonNode &node)
+{
+    if (!node.value.is_string())
+        throw JsonError(node, "a text in quotes is needed here");
+    const auto &text = node.value.get_ref<const std::string &>();
+    if (text.find('\0') != std::string::npos)
+        throw JsonError(node, "a text cannot hold the character 0");
+    return text;
+}
+
+std::string ModelReader::text(const JsonNode &node) const
+{
+    const std::string &utf8 = utf8_in(node);
+    try {
+        return session_->from_utf8(utf8);
+    } catch (const std::runtime_error &error) {
+        throw JsonError(node, error.what());
+    }
+}
+
+void ModelReader::need_object(const JsonNode &node, std::initializer_list<std::string_view> names)
+{
+    node.need(JsonNode::object);
+    for (const auto &[each, value] : node.members)
+        if (std::ranges::find(names, each) == names.end())
+            problems_.emplace_back(value, "unknown name \"" + each + "\"");
+}
+
+void ModelReader::properties(const JsonNode &node, const Set &set)
+{
+    each_of(node, "properties", [&](const JsonNode &each) { property(each, set); });
+}
+
+void ModelReader::property(const JsonNode &node, const Set &set)
+{
+    node.need(JsonNode::object);
+    std::unique_ptr<PropertyKey> key;
+    V_TypedValT value{};
+    struct Release {
+        V_TypedValT &value;
+        ~Release() { velt::release(value); }
+    } release{value};
+    bool keyed = false;
+    const auto take = [&](const std::string &name, const JsonNode &part) {
+        if (name == "number" || name == "name") {
+            if (std::exchange(keyed, true))
+                throw JsonError(part, "a property has either a number or a name");
+            IntT number = 0;
+            if (name == "number")
+                decode(number, part);
+            key = name == "name" ? std::make_unique<PropertyKey>(text(part))
+                                 : std::make_unique<PropertyKey>(number);
+            return;
+        }
+        const IntT kind = kind_of(name);
+        if (kind == 0 || value.valType != 0)
+            throw JsonError(part, kind == 0 ? "unknown kind of value \"" + name + "\""
+                                            : "a property has one value");
+        value.valType = kind;
+        fields(value.valType, value.u, [&](const char *, auto &field) {
+            decode(field, part);
+            return true;
+        });
+    };
+    const bool sound = attempt(problems_, [&] {
+        for (const auto &part : node.members)
+            attempt(problems_, [&] { take(part.first, part.second); });
+    });
+    if (!sound)
+        return;
+    if (!key || value.valType == 0)
+        throw JsonError(node, "a property needs \"number\" or \"name\", and a value");
+    try {
+        set(*key, value);
+    } catch (const Error &error) {
+        throw JsonError(node, std::string("the property is refused: ") + error.what());
+    }
+}
+
+} // namespace velt::host
