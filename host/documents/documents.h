@@ -2,20 +2,103 @@
 // decisions, and the notifications of clients.
 #pragma once
 
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+
 #include "host/documents/announcer.h"
+#include "host/files/known_file.h"
 
 namespace velt::host
 {
 
+// What the status in a returned list tells, as bits.
+namespace file_status
+{
+#define V_FILE_STATUS(bit, name, meaning) inline constexpr UIntT name = UIntT{1} << (bit);
+#include "velt/tables/file_statuses.def"
+} // namespace file_status
+
+// What came of an operation on a document and a file. Texts are in UTF-8.
+struct FileOutcome {
+    Status status = ok;
+    UIntT document = 0;
+    UIntT words = 0; // of file_status
+    std::string file = {};
+    std::string reason = {}; // why it failed
+};
+
+// An operation that fails changes nothing. The cause is the client that calls; null is the person.
+// Paths are in UTF-8.
 class Documents
 {
 public:
     explicit Documents(Model &model) : announcer(model), model_(model) {}
 
     Announcer announcer;
+    // Asks the person; when it is empty, nobody is there to answer.
+    std::function<Reply(const Question &)> ask;
+
+    // Sets the book whose components have documents, and the folder that its file is in.
+    void serve(UIntT book, std::filesystem::path folder)
+    {
+        book_ = book;
+        folder_ = std::move(folder);
+    }
+    // Returns the path of a file that a client, or the book, names in the session's encoding: a
+    // relative one is looked for beside the book.
+    std::string beside_book(const std::string &name) const;
+    // Returns the path of the component's file; empty when it names none.
+    std::string component_file(UIntT component) const;
+
+    // Opens the document, which becomes the active one. One that is open already is answered as it
+    // is, or with `again` is reverted.
+    FileOutcome open(const std::string &path, bool again, const Client *cause = nullptr);
+    // Creates a document without a file.
+    UIntT create(const Client *cause = nullptr);
+    // Saves the document in its own file, if the path is empty, or in another, which becomes its
+    // own if it has none.
+    FileOutcome save(UIntT document, const std::string &path, bool force, mode_t mode = 0666,
+                     const Client *cause = nullptr);
+    // Closes the document. Unless changes may be lost, the person is asked what to do with them.
+    FileOutcome close(UIntT document, bool lose, const Client *cause = nullptr);
+    // Reads the document's file again; it keeps its id.
+    FileOutcome revert(UIntT document, const Client *cause = nullptr);
+
+    // Writes text of the range, or all of it if that is null, in UTF-8, a line for a paragraph.
+    FileOutcome export_text(UIntT document, const std::string &path, const V_TextRangeT *range,
+                            mode_t mode = 0666);
+    // Adds the text of a file in UTF-8 at the place, a paragraph for a line.
+    FileOutcome import_text(UIntT document, const V_TextLocT &place, const std::string &path,
+                            const Client *cause = nullptr);
+
+    // Returns the path of the document's file; empty when it has none.
+    std::string path(UIntT document) const;
+    // Returns what people call the document: the name of its file.
+    std::string title(UIntT document) const;
+    // Returns a text that people are told in the session's encoding, in which '?' stands for a
+    // character that this lacks.
+    std::string told(const std::string &utf8) const;
 
 private:
-    [[maybe_unused]] Model &model_;
+    struct Failure;
+    template <class Action>
+    static FileOutcome carry_out(FileOutcome outcome, Action action);
+
+    // Refuses an id that is no open document's.
+    void need(UIntT document) const;
+    UIntT find(const std::string &path) const;
+    void load(UIntT document, KnownFile &file, std::string text);
+    void attach(UIntT document);
+    void announce(IntT notification, UIntT document, const std::string &path, const Client *cause);
+    std::string name_for(UIntT document, const Client *cause) const;
+    FileOutcome ask_for_changes(UIntT document, const Client *cause);
+
+    Model &model_;
+    std::map<UIntT, KnownFile> files_; // of the documents that have been opened or saved
+    UIntT book_ = 0;
+    std::filesystem::path folder_;
 };
 
 } // namespace velt::host

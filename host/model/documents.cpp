@@ -81,6 +81,17 @@ void Model::select_text(UIntT document, const V_TextRangeT &range)
     set(0, document, PropertyKey(property::selection), value);
 }
 
+std::string Model::text(UIntT document, const V_TextRangeT &range) const
+{
+    const texts::Span span = texts::span_at(objects_, document, range);
+    std::string all;
+    if (span.empty())
+        return all;
+    for (const auto copied = texts::copy(objects_, span); const CopiedParagraph &each : *copied)
+        all += (&each == &copied->front() ? "" : "\n") + each.text;
+    return all;
+}
+
 V_TextLocT Model::replace_text(UIntT document, const V_TextRangeT &range, const std::string &text)
 {
     const texts::Span span = texts::span_at(objects_, document, range);

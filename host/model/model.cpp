@@ -73,9 +73,9 @@ UIntT Model::create(UIntT doc, IntT type, const std::string &name)
     return append(doc, type, name);
 }
 
-UIntT Model::append(UIntT doc, IntT type, const std::string &name)
+UIntT Model::append(UIntT doc, IntT type, const std::string &name, UIntT parent)
 {
-    return create_one(doc, type, name);
+    return create_one(doc, type, name, parent);
 }
 
 UIntT Model::create_after(UIntT doc, IntT type, UIntT previous)

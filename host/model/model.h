@@ -38,11 +38,18 @@ public:
         return chains::members(objects_, object(0, book));
     }
 
+    // Returns the members of a container in their order: documents of the session 0, flows of a
+    // document, paragraphs of a flow.
+    std::vector<UIntT> members(UIntT container) const
+    {
+        return chains::members(objects_, at(container));
+    }
+
     // Creates an object; refuses a name that an object of the type in the document already has,
     // unless it is empty. A component becomes the last of its book.
     UIntT create(UIntT doc, IntT type, const std::string &name);
-    // Does the same for a name that the caller knows to be free.
-    UIntT append(UIntT doc, IntT type, const std::string &name);
+    // Does the same for a name that the caller knows to be free; the parent may be 0.
+    UIntT append(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
     // Creates an object without a name. A component comes after `previous` in the book, or first
     // when that is 0.
     UIntT create_after(UIntT doc, IntT type, UIntT previous);
@@ -106,6 +113,8 @@ public:
     {
         replace_text(document, range, {});
     }
+    // Returns the text of the range, with a line end between two paragraphs.
+    std::string text(UIntT document, const V_TextRangeT &range) const;
     // These give the properties of the text, and items of it, as text.h and items.h say.
     Properties text_properties(UIntT document, const V_TextLocT &place) const;
     void set_text_properties(UIntT document, const V_TextRangeT &range, const Properties &values);

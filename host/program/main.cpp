@@ -10,8 +10,10 @@
 
 #include "apilib/unix/descriptors.h"
 #include "common/descriptor_buffer.h"
+#include "common/options.h"
 #include "common/printable.h"
 #include "common/replace_file.h"
+#include "host/files/document.h"
 #include "host/program/run.h"
 
 namespace
@@ -23,12 +25,13 @@ using namespace velt::host;
 constexpr const char *usage_text =
     R"(usage: vqhost run BOOK.json [OPTIONS] [COMMANDS...]
        vqhost check-book BOOK.json...
-       vqhost schema
+       vqhost check-document [--language NAME] DOCUMENT.json...
+       vqhost schema [book|document]
 
 Opens a book, runs clients on it, and carries out commands, one to an argument.
 Without commands it reads them from the terminal or the standard input.
-check-book tells what is wrong with book files; schema prints what one may hold, as a
-JSON Schema.
+check-book and check-document tell what is wrong with files; schema prints what one may
+hold, as a JSON Schema.
 
   --client PATH        start this client; once more for another
   --client-arg ARG     hand an argument to the client before; once more for another
@@ -78,15 +81,14 @@ int run_verb(int argc, char **argv)
                                : run(arguments);
 }
 
-int check_books(int argc, char **argv)
+// Loads each of the files, and tells what is wrong with it.
+template <class Load>
+int check_files(const std::vector<std::string> &files, Load load)
 {
-    if (argc < 2)
-        misuse_of_program("check-book needs a book file");
     ExitCode code = done;
-    for (int i = 1; i < argc; i++) {
+    for (const std::string &file : files) {
         try {
-            Model model;
-            BookFile(argv[i]).load(model);
+            load(file);
         } catch (const Error &error) {
             std::cerr << printable_lines(error.what()) << std::endl;
             code = failed;
@@ -95,11 +97,43 @@ int check_books(int argc, char **argv)
     return code;
 }
 
-int schema(int argc, char **)
+int check_books(int argc, char **argv)
 {
-    if (argc > 1)
-        misuse_of_program("schema takes no arguments");
-    return tell(book_schema());
+    if (argc < 2)
+        misuse_of_program("check-book needs a book file");
+    return check_files({argv + 1, argv + argc}, [](const std::string &file) {
+        Model model;
+        BookFile(file).load(model);
+    });
+}
+
+int check_documents(int argc, char **argv)
+{
+    std::string language = V_LanguageString(V_language_usenglish);
+    const auto files = parse_options(argc, argv, {Option::into(0, "language", language)});
+    if (files.empty())
+        misuse_of_program("check-document needs a document file");
+    IntT number = 0;
+    try {
+        number = language_number(language);
+    } catch (const std::runtime_error &error) {
+        misuse_of_program(std::string("--language: ") + error.what());
+    }
+    return check_files(files, [number](const std::string &file) {
+        Model model;
+        model.set_language(number);
+        const FileOutcome outcome = Documents(model).open(file, false);
+        if (outcome.status != ok)
+            fail(outcome.reason);
+    });
+}
+
+int schema(int argc, char **argv)
+{
+    const std::string of = argc > 1 ? argv[1] : "book";
+    if (argc > 2 || (of != "book" && of != "document"))
+        misuse_of_program("schema of book or document?");
+    return tell(of == "book" ? book_schema() : document_schema());
 }
 
 struct Verb {
@@ -112,6 +146,7 @@ struct Verb {
 constexpr Verb verbs[] = {
     {"run", run_verb, false},
     {"check-book", check_books, true},
+    {"check-document", check_documents, true},
     {"schema", schema, true},
 };
 constexpr Verb general[] = {
@@ -130,8 +165,10 @@ int carry_out(int argc, char **argv)
             if (each.name == argv[i])
                 return each.carry_out(argc, argv);
     if (!known)
-        misuse_of_program(name.empty() ? "run, check-book or schema?"
-                                       : name + ": unknown; there are run, check-book and schema");
+        misuse_of_program(
+            name.empty()
+                ? "run, check-book, check-document or schema?"
+                : name + ": unknown; there are run, check-book, check-document and schema");
     return verb->carry_out(argc, argv);
 }
 

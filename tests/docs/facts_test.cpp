@@ -50,6 +50,17 @@ TEST(Facts, NumbersStandInTheManual)
                        (std::string(#object) == "session" ? "the " : "a ") +                       \
                        #object ": " meaning);
 #include "velt/tables/properties.def"
+#define V_HOST_OPTION(operation, number, name, kind, meaning)                                      \
+    if (std::string(#operation) != "Close" && std::string(#operation) != "Returned")               \
+        expect(number, #kind ", of " #operation ": " meaning ".\n");
+#include "velt/tables/host_options.def"
+#define V_FILE_STATUS(bit, name, meaning)                                                          \
+    {                                                                                              \
+        std::string dashed = #name;                                                                \
+        std::ranges::replace(dashed, '_', '-');                                                    \
+        expect(bit, dashed + ": " + meaning + ".\n");                                              \
+    }
+#include "velt/tables/file_statuses.def"
 #define V_OBJECT_TYPE(number, name, meaning)                                                       \
     EXPECT_NE(manual.find(#name " (" #number ")"), manual.npos) << #name;
 #include "velt/tables/object_types.def"

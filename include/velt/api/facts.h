@@ -65,6 +65,20 @@ enum {
     V_select_nothing = 0
 };
 
+/* V_open_revert, say: what the reference host takes among the options of an operation on files, and
+ * what the returned lists hold. */
+enum {
+#define V_HOST_OPTION(operation, number, name, kind, meaning) V_##name = number,
+#include "velt/tables/host_options.def"
+    V_no_option = 0
+};
+
+/* V_file_damaged, say: the bits that V_ApiCheckStatus tests. */
+enum {
+#define V_FILE_STATUS(bit, name, meaning) V_file_##name = bit,
+#include "velt/tables/file_statuses.def"
+};
+
 /* V_error_no_answer, say: the errors that the library sets itself. */
 enum {
 #define V_ERROR(code, name, meaning) V_error_##name = code,

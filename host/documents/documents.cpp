@@ -1,0 +1,345 @@
+#include "host/documents/documents.h"
+
+#include "common/replace_file.h"
+#include "host/documents/plain_text.h"
+#include "host/files/book.h"
+#include "host/files/document.h"
+
+namespace velt::host
+{
+
+struct Documents::Failure {
+    Status status;
+    UIntT words;
+    std::string reason;
+};
+
+template <class Action>
+FileOutcome Documents::carry_out(FileOutcome outcome, Action action)
+{
+    try {
+        action(outcome);
+    } catch (const Failure &failure) {
+        outcome.status = failure.status;
+        outcome.words |= failure.words;
+        outcome.reason = failure.reason;
+    } catch (const StatusError &error) {
+        outcome.status = error.status();
+        outcome.reason = error.what();
+    }
+    return outcome;
+}
+
+// Names of files
+
+std::string Documents::told(const std::string &utf8) const
+{
+    const SessionText session(model_.language());
+    std::string bytes;
+    for (const char32_t character : from_utf8(printable(utf8))) {
+        try {
+            bytes += session.from_utf8(to_utf8(character));
+        } catch (const std::runtime_error &) {
+            bytes += '?';
+        }
+    }
+    return bytes;
+}
+
+std::string Documents::beside_book(const std::string &name) const
+{
+    if (name.empty())
+        return name;
+    return folder_ / SessionText(model_.language()).to_utf8(name);
+}
+
+std::string Documents::component_file(UIntT component) const
+{
+    const auto &properties = model_.at(component).properties;
+    const auto file = properties.find(PropertyKey(file_property));
+    if (file == properties.end() || file->second.kind() != kind::string)
+        return {};
+    const char *name = file->second.get().u.stringVal;
+    return beside_book(name ? name : "");
+}
+
+std::string Documents::path(UIntT document) const
+{
+    const auto file = files_.find(document);
+    return file == files_.end() ? std::string() : file->second.path();
+}
+
+std::string Documents::title(UIntT document) const
+{
+    const std::string name = std::filesystem::path(path(document)).filename();
+    return name.empty() ? "untitled" : name;
+}
+
+// What the operations have in common
+
+void Documents::need(UIntT document) const
+{
+    model_.check_document(document);
+    check(document != 0, no_such_document);
+    check(model_.at(document).type == object_type::document, wrong_kind);
+}
+
+UIntT Documents::find(const std::string &path) const
+{
+    for (const auto &[document, file] : files_)
+        if (file.is(path))
+            return document;
+    return 0;
+}
+
+void Documents::announce(IntT notification, UIntT document, const std::string &path,
+                         const Client *cause)
+{
+    announcer.announce(notification, document, told(path), 0, cause);
+}
+
+void Documents::load(UIntT document, KnownFile &file, std::string text)
+{
+    try {
+        read_document(text, file.path(), model_, document);
+    } catch (const NewerFormat &error) {
+        throw Failure{newer_file, file_status::newer, error.what()};
+    } catch (const Error &error) {
+        throw Failure{damaged_file, file_status::damaged, error.what()};
+    }
+    file.remember(std::move(text));
+}
+
+// Tells the components of the document's file which document it is.
+void Documents::attach(UIntT document)
+{
+    if (book_ == 0)
+        return;
+    const KnownFile &file = files_.at(document);
+    for (UIntT component : model_.components(book_))
+        if (const std::string path = component_file(component); !path.empty() && file.is(path))
+            model_.attach(component, document);
+}
+
+// Opening
+
+namespace
+{
+
+// Calls `refuse` with the reason for which the file cannot be read.
+template <class Refuse>
+std::string text_of(const std::string &path, Refuse refuse)
+{
+    try {
+        return read_plain_file(path);
+    } catch (const std::runtime_error &error) {
+        refuse(path + ": " + error.what());
+        throw;
+    }
+}
+
+} // namespace
+
+FileOutcome Documents::open(const std::string &path, bool again, const Client *cause)
+{
+    const auto refuse = [](const std::string &reason) {
+        throw Failure{no_such_file, file_status::no_such_file, reason};
+    };
+    const auto opened = [&](FileOutcome &outcome) {
+        outcome.document = find(path);
+        outcome.words = outcome.document != 0 ? file_status::opened_already : 0;
+        return outcome.document != 0;
+    };
+    FileOutcome outcome{.file = path};
+    if (opened(outcome) && again)
+        return revert(outcome.document, cause);
+    return carry_out(outcome, [&](FileOutcome &o) {
+        if (opened(o))
+            return;
+        announce(V_notification_before_open, 0, path, cause);
+        if (opened(o)) // a client has opened it meanwhile
+            return;
+        KnownFile file(path);
+        std::string text = text_of(path, refuse);
+        const UIntT document = model_.create_document("");
+        try {
+            load(document, file, std::move(text));
+            model_.set_file(document, told(path));
+            files_.emplace(document, std::move(file));
+            attach(document);
+        } catch (...) {
+            files_.erase(document);
+            model_.close_document(document);
+            throw;
+        }
+        model_.activate_document(document);
+        o.document = document;
+        announce(V_notification_after_open, document, path, cause);
+    });
+}
+
+UIntT Documents::create(const Client *cause)
+{
+    announce(V_notification_before_open, 0, "", cause);
+    const UIntT document = model_.create_document("");
+    model_.activate_document(document);
+    announce(V_notification_after_open, document, "", cause);
+    return document;
+}
+
+FileOutcome Documents::revert(UIntT document, const Client *cause)
+{
+    return carry_out({.document = document}, [&](FileOutcome &o) {
+        const auto refuse = [](const std::string &reason) {
+            throw Failure{no_such_file, file_status::no_such_file, reason};
+        };
+        need(document);
+        o.file = path(document);
+        if (o.file.empty())
+            refuse("the document has no file yet");
+        std::string text = text_of(o.file, refuse);
+        load(document, files_.at(document), std::move(text));
+        o.words = file_status::reverted;
+        announcer.announce(V_notification_text_changed, document, "",
+                           static_cast<IntT>(model_.at(model_.at(document).first).first), cause);
+    });
+}
+
+// Saving and closing
+
+FileOutcome Documents::save(UIntT document, const std::string &path, bool force, mode_t mode,
+                            const Client *cause)
+{
+    return carry_out({.document = document, .file = path}, [&](FileOutcome &o) {
+        need(document);
+        if (path.empty())
+            o.file = this->path(document);
+        if (o.file.empty())
+            throw Failure{no_such_file, file_status::no_such_file,
+                          "the document has no file yet; name one"};
+        announce(V_notification_before_save, document, o.file, cause);
+        need(document); // a client may have closed it
+        KnownFile &file = files_[document];
+        try {
+            const bool unnamed = file.path().empty();
+            if (file.write(o.file, write_document(model_, document), force, mode)) {
+                model_.set_changed(document, false);
+                if (unnamed) {
+                    model_.set_file(document, told(o.file));
+                    attach(document);
+                }
+            }
+        } catch (const ChangedError &error) {
+            throw Failure{changed_file, file_status::changed_by_others, error.what()};
+        } catch (const StatusError &) {
+            throw;
+        } catch (const std::runtime_error &error) {
+            throw Failure{unwritable_file, file_status::unwritable, error.what()};
+        }
+        announce(V_notification_after_save, document, o.file, cause);
+    });
+}
+
+// Does with the document's changes what the person says. The outcome is `ok` when it may be closed.
+FileOutcome Documents::ask_for_changes(UIntT document, const Client *cause)
+{
+    enum { saving, losing };
+    const int client = cause ? cause->number : 0;
+    const auto cancelled_ = [&] {
+        return FileOutcome{cancelled, document, file_status::cancelled, path(document),
+                           "the document has changes that are not saved"};
+    };
+    if (!ask)
+        return cancelled_();
+    const Reply reply = ask({.kind = Question::unsaved,
+                             .client = client,
+                             .text = told(title(document)),
+                             .items = {"save", "lose"}});
+    const IntT *choice = std::get_if<IntT>(&reply);
+    if (!choice || *choice > losing)
+        return cancelled_();
+    if (*choice == losing)
+        return {.document = document};
+    std::string name;
+    if (path(document).empty()) {
+        const Reply named =
+            ask({.kind = Question::file, .client = client, .text = "the file of the document"});
+        if (!std::get_if<std::string>(&named))
+            return cancelled_();
+        name = beside_book(std::get<std::string>(named));
+    }
+    return save(document, name, false, 0666, cause);
+}
+
+FileOutcome Documents::close(UIntT document, bool lose, const Client *cause)
+{
+    FileOutcome outcome = carry_out({.document = document}, [&](FileOutcome &o) {
+        need(document);
+        o.file = path(document);
+        if (!lose && model_.changed(document))
+            o = ask_for_changes(document, cause);
+    });
+    if (outcome.status != ok)
+        return outcome;
+    return carry_out(outcome, [&](FileOutcome &o) {
+        need(document); // a client may have closed it while the person was asked
+        announce(V_notification_before_close, document, o.file, cause);
+        need(document);
+        model_.close_document(document);
+        files_.erase(document);
+        announce(V_notification_after_close, document, o.file, cause);
+    });
+}
+
+// Plain text
+
+FileOutcome Documents::export_text(UIntT document, const std::string &path,
+                                   const V_TextRangeT *range, mode_t mode)
+{
+    return carry_out({.document = document, .file = path}, [&](FileOutcome &o) {
+        need(document);
+        if (find(path) != 0)
+            throw Failure{unwritable_file, file_status::unwritable,
+                          path + ": it is the file of an open document"};
+        std::string text;
+        if (range) {
+            text = model_.text(document, *range) + "\n";
+        } else {
+            for (UIntT flow : model_.members(document))
+                for (UIntT paragraph : model_.members(flow))
+                    text += model_.at(paragraph).text + "\n";
+        }
+        bool lost = false;
+        const std::string plain = plain_text(text, SessionText(model_.language()), lost);
+        try {
+            NewFile file(path, NewFile::Others::refused, mode);
+            file.write(plain);
+            file.commit();
+        } catch (const std::runtime_error &error) {
+            throw Failure{unwritable_file, file_status::unwritable, error.what()};
+        }
+        o.words = lost ? file_status::characters_lost : 0;
+    });
+}
+
+FileOutcome Documents::import_text(UIntT document, const V_TextLocT &place, const std::string &path,
+                                   const Client *cause)
+{
+    return carry_out({.document = document, .file = path}, [&](FileOutcome &) {
+        need(document);
+        const std::string file = text_of(path, [](const std::string &reason) {
+            throw Failure{no_such_file, file_status::no_such_file, reason};
+        });
+        std::string lines;
+        try {
+            lines = lines_of(file, SessionText(model_.language()));
+        } catch (const std::runtime_error &error) {
+            throw Failure{damaged_file, file_status::damaged, path + ":" + error.what()};
+        }
+        model_.add_text(document, place, lines);
+        announcer.announce(V_notification_text_changed, document, "",
+                           static_cast<IntT>(place.objId), cause);
+    });
+}
+
+} // namespace velt::host

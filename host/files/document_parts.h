@@ -1,0 +1,46 @@
+// What the reader and the writer of document files share.
+#pragma once
+
+#include "host/model/model.h"
+
+namespace velt::host
+{
+
+inline constexpr IntT document_format = 1;
+
+// Returns whether the property of objects of the type follows from where the object stands, or is
+// the host's own, so that it is none of the "properties" in a file.
+constexpr bool told_otherwise(IntT type, IntT number)
+{
+#define V_PROPERTY(property, kind, object, name, rule, meaning)                                    \
+    if (type == object_type::object && number == (property))                                       \
+        return true;
+#define V_ANY_PROPERTY(property, kind, name, meaning)                                              \
+    if (number == (property))                                                                      \
+        return true;
+#include "velt/tables/properties.def"
+    return false;
+}
+
+// Visits the ids that the value holds, so that they can be replaced.
+template <class Visit>
+void each_id(V_TypedValT &value, Visit visit)
+{
+    switch (value.valType) {
+    case kind::id: {
+        auto id = static_cast<UIntT>(value.u.intVal);
+        visit(id);
+        value.u.intVal = static_cast<IntT>(id);
+        break;
+    }
+    case kind::text_location:
+        visit(value.u.textLocVal.objId);
+        break;
+    case kind::text_range:
+        visit(value.u.textRangeVal.beg.objId);
+        visit(value.u.textRangeVal.end.objId);
+        break;
+    }
+}
+
+} // namespace velt::host

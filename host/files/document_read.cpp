@@ -1,0 +1,302 @@
+#include <map>
+#include <set>
+
+#include "host/files/document.h"
+#include "host/files/document_parts.h"
+#include "host/files/model_reader.h"
+
+namespace velt::host
+{
+namespace
+{
+
+// Reads a document in two passes: the first makes all objects, the second gives them their
+// properties, which may refer to any of them by the number that the file gives it as its "id".
+class Reader : public ModelReader
+{
+public:
+    Reader(Model &model, std::vector<JsonError> &problems, UIntT document)
+        : ModelReader(model, problems), document_(document)
+    {
+        session_.emplace(model.language());
+    }
+    void read(const JsonNode &root);
+
+    // The properties of the document itself.
+    Properties take_own() { return std::move(own_); }
+
+private:
+    void flow(const JsonNode &node);
+    void paragraph(const JsonNode &node, UIntT flow);
+    void anchor(const JsonNode &node, UIntT paragraph);
+    void object(const JsonNode &node);
+    void properties(const JsonNode &node, UIntT id);
+    void format(const JsonNode &node, UIntT paragraph);
+
+    std::string name(const JsonNode &node, IntT type);
+    void note(const JsonNode &node, UIntT id);
+    UIntT referred(const JsonNode &node);
+    void replace_ids(V_TypedValT &value) const;
+    // Adds each member of the node's list, which must have some.
+    template <class Add>
+    void fill(const JsonNode &node, const char *list, Add add);
+
+    // Turns the model's refusals into mistakes in the node.
+    template <class Action>
+    static auto at(const JsonNode &node, Action action)
+    {
+        try {
+            return action();
+        } catch (const StatusError &error) {
+            throw JsonError(node, error.what());
+        }
+    }
+
+    UIntT document_;
+    std::set<std::pair<IntT, std::string>> names_; // with the types of those that have them
+    std::map<UIntT, UIntT> ids_;                   // by the numbers in the file
+    std::vector<std::pair<const JsonNode *, UIntT>> made_;
+    struct Anchor {
+        const JsonNode *node;
+        V_TextLocT place;
+    };
+    Properties own_;
+    std::map<UIntT, Anchor> anchors_; // by the numbers of the objects, until these are made
+};
+
+std::string Reader::name(const JsonNode &node, IntT type)
+{
+    const JsonNode *named = node.member("name");
+    std::string name = named ? text(*named) : "";
+    if (!name.empty() && !names_.emplace(type, name).second)
+        throw JsonError(*named, "two objects of this type have this name");
+    return name;
+}
+
+void Reader::note(const JsonNode &node, UIntT id)
+{
+    made_.emplace_back(&node, id);
+    const JsonNode *numbered = node.member("id");
+    if (!numbered)
+        return;
+    UIntT number = 0;
+    decode(number, *numbered);
+    if (number == 0 || !ids_.emplace(number, id).second)
+        throw JsonError(*numbered, number == 0 ? "0 is the id of nothing" : "the id stands twice");
+}
+
+UIntT Reader::referred(const JsonNode &node)
+{
+    UIntT number = 0;
+    decode(number, node);
+    const auto found = ids_.find(number);
+    if (found == ids_.end())
+        throw JsonError(node, "the \"id\" of an object that stands before is needed here");
+    return found->second;
+}
+
+// Other ids, of what is no part of the document, stay as they are.
+void Reader::replace_ids(V_TypedValT &value) const
+{
+    each_id(value, [&](UIntT &id) {
+        if (const auto found = ids_.find(id); found != ids_.end())
+            id = found->second;
+    });
+}
+
+template <class Add>
+void Reader::fill(const JsonNode &node, const char *list, Add add)
+{
+    const JsonNode *members = node.member(list);
+    if (!members)
+        throw JsonError(node, std::string("a list \"") + list + "\" is needed");
+    members->need(JsonNode::array);
+    if (members->members.empty())
+        throw JsonError(*members, "the list has at least one entry");
+    for (const auto &each : members->members)
+        attempt(problems_, [&] { add(each.second); });
+}
+
+void Reader::flow(const JsonNode &node)
+{
+    need_object(node, {"id", "name", "properties", "paragraphs"});
+    const UIntT id = model_.append(document_, object_type::flow, name(node, object_type::flow));
+    note(node, id);
+    const UIntT initial = model_.at(id).first;
+    fill(node, "paragraphs", [&](const JsonNode &each) { paragraph(each, id); });
+    model_.remove(document_, initial);
+}
+
+void Reader::paragraph(const JsonNode &node, UIntT flow)
+{
+    need_object(node, {"id", "name", "tag", "text", "properties", "formats", "anchors"});
+    constexpr IntT type = object_type::paragraph;
+    const UIntT id = model_.append(document_, type, name(node, type), flow);
+    note(node, id);
+    if (const JsonNode *tag = node.member("tag"))
+        attempt(problems_, [&] {
+            model_.set(document_, id, PropertyKey(property::tag), Value::string(text(*tag)).get());
+        });
+    if (const JsonNode *words = node.member("text"))
+        attempt(problems_, [&] {
+            const std::string bytes = text(*words);
+            if (bytes.find('\n') != bytes.npos)
+                throw JsonError(*words, "a line end is the end of a paragraph; begin another");
+            at(*words, [&] { model_.add_text(document_, {id, 0}, bytes); });
+        });
+    each_of(node, "anchors", [&](const JsonNode &each) { anchor(each, id); });
+}
+
+void Reader::anchor(const JsonNode &node, UIntT paragraph)
+{
+    need_object(node, {"offset", "object"});
+    const JsonNode *offset = node.member("offset"), *object = node.member("object");
+    if (!offset || !object)
+        throw JsonError(node, "an anchor needs \"offset\" and \"object\"");
+    V_TextLocT place{paragraph, 0};
+    UIntT number = 0;
+    decode(place.offset, *offset);
+    decode(number, *object);
+    if (!anchors_.emplace(number, Anchor{&node, place}).second)
+        throw JsonError(*object, "the object has an anchor already");
+}
+
+void Reader::object(const JsonNode &node)
+{
+    need_object(node, {"id", "type", "name", "in", "properties"});
+    IntT type = 0;
+    if (const JsonNode *typed = node.member("type"))
+        decode(type, *typed);
+    else
+        throw JsonError(node, "an object needs a \"type\"");
+    if (type == object_type::flow || type == object_type::paragraph)
+        throw JsonError(node, "flows and paragraphs stand in \"flows\"");
+    const JsonNode *in = node.member("in"), *numbered = node.member("id");
+    const UIntT parent = in ? referred(*in) : 0;
+    UIntT number = 0;
+    if (numbered)
+        decode(number, *numbered);
+    const auto anchored = anchors_.extract(number);
+    const std::string named = name(node, type);
+    note(node,
+         anchored
+             ? at(*anchored.mapped().node,
+                  [&] { return model_.create_anchored(document_, type, anchored.mapped().place); })
+             : at(node, [&] { return model_.append(document_, type, named, parent); }));
+}
+
+void Reader::properties(const JsonNode &node, UIntT id)
+{
+    const IntT type = model_.at(id).type;
+    ModelReader::properties(node, [&](const PropertyKey &key, V_TypedValT &value) {
+        if (told_otherwise(type, key.number))
+            misuse("it is the host's own");
+        check(key.number != 0 || !key.name.empty(), no_such_property);
+        replace_ids(value);
+        if (id == document_)
+            own_.insert_or_assign(key, Value(value));
+        else
+            model_.set(document_, id, key, value);
+    });
+    if (type == object_type::paragraph)
+        each_of(node, "formats", [&](const JsonNode &each) { format(each, id); });
+}
+
+void Reader::format(const JsonNode &node, UIntT paragraph)
+{
+    need_object(node, {"from", "to", "properties"});
+    const JsonNode *from = node.member("from"), *to = node.member("to");
+    if (!from || !to)
+        throw JsonError(node, "a format needs \"from\" and \"to\"");
+    V_TextRangeT range{{paragraph, 0}, {paragraph, 0}};
+    decode(range.beg.offset, *from);
+    decode(range.end.offset, *to);
+    Properties all;
+    ModelReader::properties(node, [&](const PropertyKey &key, V_TypedValT &value) {
+        check(key.number != 0 || !key.name.empty(), no_such_property);
+        replace_ids(value);
+        all.insert_or_assign(key, Value(value));
+    });
+    at(node, [&] { model_.set_text_properties(document_, range, all); });
+}
+
+void Reader::read(const JsonNode &root)
+{
+    need_object(root, {"format", "id", "properties", "flows", "objects"});
+    attempt(problems_, [&] { note(root, document_); });
+    attempt(problems_, [&] { fill(root, "flows", [&](const JsonNode &each) { flow(each); }); });
+    attempt(problems_,
+            [&] { each_of(root, "objects", [&](const JsonNode &each) { object(each); }); });
+    for (const auto &[number, anchor] : anchors_)
+        problems_.emplace_back(*anchor.node->member("object"), "no object has this \"id\"");
+    for (const auto &[node, id] : made_)
+        attempt(problems_, [&, node = node, id = id] { properties(*node, id); });
+}
+
+void check_format(const JsonNode &root, const std::string &path)
+{
+    const JsonNode *format = root.member("format");
+    if (!format)
+        return;
+    if (format->value == 0 || !fits(format->value, 1, std::numeric_limits<std::int64_t>::max()))
+        throw JsonError(*format, "the number of the format is needed here, " +
+                                     std::to_string(document_format) + " or less");
+    if (!fits(format->value, 1, document_format))
+        throw NewerFormat(path + ": a newer version of vqhost has written it, in format " +
+                          format->value.dump() + "; this version reads up to format " +
+                          std::to_string(document_format));
+}
+
+} // namespace
+
+void read_document(std::string_view text, const std::string &path, Model &model, UIntT document)
+{
+    const Object &object = model.at(document);
+    const auto old = object.contents;
+    const bool changed = model.changed(document);
+    Properties before, after;
+    const auto is_own = [](const PropertyKey &key) {
+        return !told_otherwise(object_type::document, key.number);
+    };
+    for (const auto &[key, value] : object.properties)
+        if (is_own(key))
+            before.emplace(key, value);
+    const auto remove = [&](bool added) {
+        const auto all = object.contents;
+        for (UIntT each : all)
+            // One may have gone with another.
+            if (old.contains(each) != added && object.contents.contains(each))
+                model.remove(document, each);
+    };
+    const auto give = [&](const Properties &own) {
+        for (auto each = object.properties.begin(); each != object.properties.end();) {
+            const PropertyKey key = each++->first;
+            if (is_own(key))
+                model.remove_property(0, document, key);
+        }
+        for (const auto &[key, value] : own)
+            model.set(0, document, key, value.get());
+    };
+    // The new contents are added to the old ones, which go when nothing can fail any more.
+    try {
+        read_nodes(text, path, [&](const JsonNode &root, std::vector<JsonError> &problems) {
+            root.need(JsonNode::object);
+            attempt(problems, [&] { check_format(root, path); });
+            Reader reader(model, problems, document);
+            reader.read(root);
+            after = reader.take_own();
+        });
+        give(after);
+    } catch (...) {
+        give(before);
+        remove(true);
+        model.set_changed(document, changed);
+        throw;
+    }
+    remove(false);
+    const UIntT first = model.at(object.first).first;
+    model.select_text(document, {{first, 0}, {first, 0}});
+    model.set_changed(document, false);
+}
+
+} // namespace velt::host
