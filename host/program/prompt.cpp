@@ -237,9 +237,16 @@ std::optional<std::string> Prompt::read_line()
 
 bool Prompt::may_end()
 {
-    if (warned_ || !commands_->unsaved())
+    std::vector<std::string> changed;
+    if (commands_->unsaved())
+        changed.emplace_back("book");
+    for (const std::string &name : commands_->unsaved_documents())
+        changed.push_back("document " + name);
+    if (warned_ || changed.empty())
         return true;
-    std::cerr << "The book has changed: save it, or quit again to lose the changes." << std::endl;
+    for (const std::string &what : changed)
+        std::cerr << "The " << what << " has changed: save it, or quit again to lose the changes."
+                  << std::endl;
     warned_ = true;
     return false;
 }
@@ -277,7 +284,9 @@ void Prompt::run(Commands &commands, Host *host)
         interrupts.count = 0;
         interrupted = true;
         std::cout << (commands.unsaved() ? "^C (the book has changed: again to end and lose it)"
-                                         : "^C (again to end)")
+                      : !commands.unsaved_documents().empty()
+                          ? "^C (a document has changed: again to end and lose the changes)"
+                          : "^C (again to end)")
                   << std::endl;
         return true;
     };

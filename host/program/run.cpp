@@ -167,8 +167,12 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
         console.person = [&](const Question &question) { return prompt.ask(question); };
 
     Documents documents(model);
+    documents.serve(book, std::filesystem::path(arguments.book).parent_path());
     ModelResponder responder({model, documents});
     std::unique_ptr<Host> host;
+    documents.ask = [&](const Question &question) {
+        return host ? host->ask(question) : console.ask(question);
+    };
     if (!arguments.clients.empty()) {
         // VQPMAP may belong to another session, a client of which has started this host.
         unsetenv("VQPMAP");
@@ -182,6 +186,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     }
 
     Commands commands({.model = model,
+                       .documents = documents,
                        .console = console,
                        .host = host.get(),
                        .clients = arguments.clients,
@@ -204,6 +209,10 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     carry_out(commands, arguments, host.get(), prompt, checks);
     if (host)
         host->end();
+    if (!interactive) // a person has been warned
+        for (const std::string &name : commands.unsaved_documents())
+            std::cerr << "vqhost: the document " << name << " has changes that are not saved"
+                      << std::endl;
     // The console has already reported how these clients ended.
     if (host)
         for (const Client &client : host->clients())

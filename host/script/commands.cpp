@@ -31,9 +31,11 @@ struct CommandTable {
 };
 
 const CommandTable CommandTable::rows[] = {
-    {"show", "", "print the book window",
-     [](Commands &c, std::string_view) { c.window_.show(c.s_.out, c.s_.colour); }},
-    {"select", "NAME", "select a component by name or number; none selects nothing",
+    {"show", "[document]", "print the book window, or the active document",
+     [](Commands &c, std::string_view rest) { c.show(rest); }},
+    {"select", "NAME | --text PARAGRAPH[:FROM[-[PARAGRAPH:]TO]]",
+     "select a component by name or number, none selects nothing; or text of the active document, "
+     "paragraphs counted from 1, characters from 0",
      [](Commands &c, std::string_view rest) { c.select(rest); }},
     {"choose", "ITEM", "choose a menu item by its label or its command's name",
      [](Commands &c, std::string_view rest) { c.choose(rest); }},
@@ -47,6 +49,17 @@ const CommandTable CommandTable::rows[] = {
      [](Commands &c, std::string_view rest) { c.dialog(rest); }},
     {"answer", "NUMBER...", "answers for the next alerts",
      [](Commands &c, std::string_view rest) { c.answer(rest); }},
+    {"open", "[--revert] FILE | COMPONENT",
+     "open a document, or the file of a component; --revert reads one that is open again",
+     [](Commands &c, std::string_view rest) { c.open(rest); }},
+    {"close", "[--lose] [DOCUMENT]",
+     "close the active document, or another; --lose also loses changes that are not saved",
+     [](Commands &c, std::string_view rest) { c.close(rest); }},
+    {"document", "[DOCUMENT]", "make a document active by name or number, or list the open ones",
+     [](Commands &c, std::string_view rest) { c.document(rest); }},
+    {"type", "TEXT",
+     "put text in place of the selection in the active document; \\n in quotes begins a paragraph",
+     [](Commands &c, std::string_view rest) { c.type(rest); }},
     {"get", "OBJECT PROPERTY",
      "print a property, by number or name, of session, book or a component",
      [](Commands &c, std::string_view rest) { c.get(rest); }},
@@ -60,8 +73,10 @@ const CommandTable CommandTable::rows[] = {
     {"stop", "[CLIENT]", "tell a client, by number or name, to quit, and wait for its end",
      [](Commands &c, std::string_view rest) { c.stop(rest); }},
     {"clients", "", "list the clients", [](Commands &c, std::string_view) { c.list_clients(); }},
-    {"save", "[--force] [FILE]",
-     "save the book, in its own file, --force also when that has changed, or another",
+    {"save", "[--document] [--force] [FILE]",
+     "save the book or the active document, in its own file, --force also when that has changed, "
+     "or "
+     "another",
      [](Commands &c, std::string_view rest) { c.save(rest); }},
     {"help", "", "list the commands",
      [](Commands &c, std::string_view) { c.s_.out << Commands::help(); }},
@@ -112,7 +127,7 @@ std::string Commands::help()
 Commands::Commands(Surroundings surroundings)
     : s_(std::move(surroundings)),
       window_(s_.model, s_.book, s_.console.text.emplace(s_.model.language())),
-      saved_(write_book(s_.model, s_.book))
+      view_(s_.model, s_.documents, *s_.console.text), saved_(write_book(s_.model, s_.book))
 {
 }
 
@@ -190,8 +205,21 @@ void Commands::run_arguments(const std::vector<std::string> &arguments, Checks &
     }
 }
 
+void Commands::show(std::string_view rest)
+{
+    if (rest.empty())
+        window_.show(s_.out, s_.colour);
+    else if (rest == "document")
+        view_.show(s_.out, view_.active());
+    else
+        misuse_of("show");
+}
+
 void Commands::select(std::string_view rest)
 {
+    constexpr std::string_view option = "--text";
+    if (rest.substr(0, rest.find_first_of(blanks)) == option)
+        return select_text(trimmed(rest.substr(option.size())));
     const std::string name = whole(rest);
     if (name.empty())
         misuse_of("select");
@@ -394,19 +422,6 @@ void Commands::list_clients()
     s_.out << std::flush;
 }
 
-// The file
-
-void Commands::save(std::string_view rest)
-{
-    constexpr std::string_view option = "--force";
-    const bool force = rest.substr(0, rest.find_first_of(blanks)) == option;
-    rest = trimmed(force ? rest.substr(option.size()) : rest);
-    const std::string path = rest.empty() ? s_.file.path() : whole(rest);
-    if (s_.file.save_as(path, s_.model, s_.book, force))
-        saved_.reset();
-    s_.out << "saved " << printable(path) << std::endl;
-}
-
 bool Commands::unsaved() const
 {
     return write_book(s_.model, s_.book) != saved_.value_or(s_.file.text());
@@ -437,6 +452,10 @@ std::vector<std::string> Commands::completions(std::string_view line) const
               [](const std::string &name) {
                   return !name.starts_with('"') && whole(name) == name ? name : as_word(name);
               });
+    } else if (word == "open") {
+        offer("open ", window_.order(), as_word);
+    } else if (word == "close" || word == "document" || word == "changed") {
+        offer(std::string(before) + std::string(word) + " ", view_.names(), as_word);
     } else if (word == "choose") {
         offer("choose ", window_.menu_items(),
               [this](const Object *item) { return window_.label(*item); });

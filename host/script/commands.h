@@ -16,6 +16,7 @@
 #include "host/files/book.h"
 #include "host/model/model.h"
 #include "host/script/checks.h"
+#include "host/script/document_window.h"
 #include "host/script/window.h"
 
 namespace velt::host
@@ -33,11 +34,15 @@ struct Startable {
 // The code with which a client is started to carry out its commands.
 inline constexpr IntT service_code = 2;
 
+// Returns the rest of a line as text to type: in quotes, \n is the end of a paragraph.
+std::string typed_text(std::string_view rest);
+
 class Commands
 {
 public:
     struct Surroundings {
         Model &model;
+        Documents &documents;
         PrintingConsole &console;
         Host *host; // null when no client can be run
         std::vector<Startable> clients;
@@ -64,6 +69,8 @@ public:
     bool ended_well(const Client &client) const;
     // Returns whether the book has changed since it was loaded or saved.
     bool unsaved() const;
+    // Returns the names of the open documents that have changes that are not saved.
+    std::vector<std::string> unsaved_documents() const;
 
     // Returns the completions of a line: whole lines that begin with `line`.
     std::vector<std::string> completions(std::string_view line) const;
@@ -95,6 +102,12 @@ private:
     void stop(std::string_view rest);
     void list_clients();
     void save(std::string_view rest);
+    void show(std::string_view rest);
+    void open(std::string_view rest);
+    void close(std::string_view rest);
+    void document(std::string_view rest);
+    void type(std::string_view rest);
+    void select_text(std::string_view place);
 
     Host &host() const;
     const Startable &startable(int number) const;
@@ -104,6 +117,7 @@ private:
 
     Surroundings s_;
     Window window_;
+    DocumentWindow view_;
     // The text that the book had as a file when it was loaded; empty after the first save.
     std::optional<std::string> saved_;
     std::set<const Client *> expected_exits_; // the list of clients does not shrink once they run

@@ -66,6 +66,43 @@ std::span<const Expectation> Expectation::all()
                  return {value.has_value(), "any value", is};
              return {value && is == whole(rest), whole(rest), is};
          }},
+        {"document", "NAME", "this document is active, or none",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const UIntT active = c.s_.model.active_document();
+             const std::string is = active == 0 ? "none" : c.view_.name(active);
+             return {is == whole(rest), whole(rest), is};
+         }},
+        {"documents", "NAME,...", "these documents are open, in this order",
+         [](Commands &c, std::string_view rest) { return lists(c.view_.names(), rest); }},
+        {"changed", "[DOCUMENT]", "the active document, or another, has changes that are not saved",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const UIntT document = rest.empty() ? c.view_.active() : c.view_.document(whole(rest));
+             return {c.s_.model.changed(document), c.view_.name(document), "unchanged"};
+         }},
+        {"text", "TEXT", "a paragraph of the active document contains the text",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const std::string wanted = c.window_.sent(whole(rest));
+             const auto has_it = [&](UIntT paragraph) {
+                 return c.s_.model.at(paragraph).text.find(wanted) != std::string::npos;
+             };
+             const auto all = c.view_.paragraphs(c.view_.active());
+             return {std::ranges::any_of(all, has_it), whole(rest), "nowhere in the document"};
+         }},
+        {"paragraph", "NUMBER [TEXT]",
+         "this paragraph of the active document has the text, or none",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const std::string number = take_word(rest);
+             const UIntT paragraph = c.view_.range(c.view_.active(), number).beg.objId;
+             const std::string is = c.view_.shown(c.s_.model.at(paragraph).text);
+             return {is == whole(rest), whole(rest), is};
+         }},
+        {"selection", "[TEXT]", "the selected text of the active document is this, or nothing",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const UIntT document = c.view_.active();
+             const std::string wanted = c.window_.sent(typed_text(rest));
+             const std::string is = c.s_.model.text(document, c.s_.model.selection(document));
+             return {is == wanted, c.view_.shown(wanted), c.view_.shown(is)};
+         }},
         {"alert", "[TEXT]", "an alert that contains the text was shown since the last expected one",
          [](Commands &c, std::string_view rest) -> Verdict {
              const std::string text = whole(rest);

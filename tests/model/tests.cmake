@@ -1,6 +1,7 @@
 velt_test(model_test SOURCES model/model_test.cpp LINK vqhost-lib)
 velt_test(text_test SOURCES model/text_test.cpp LINK vqhost-lib)
 velt_test(book_test SOURCES model/book_test.cpp support/heap.cpp LINK vqhost-lib)
-watch_heap(book_test)
+velt_test(document_test SOURCES model/document_test.cpp support/heap.cpp LINK vqhost-lib)
+watch_heap(book_test document_test)
 velt_test(commands_test SOURCES model/commands_test.cpp LINK vqhost-lib)
 target_compile_definitions(commands_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/vqhost.1")

@@ -110,6 +110,16 @@ wrote err "bad.json:3:1: "
 run 1 check-book three.json bad.json
 run 0 check-book three.json
 
+# Documents: what a run leaves unsaved is told, and is no failure.
+echo '{"flows": [{"paragraphs": [{"text": "三"}]}]}' >text.json
+run 1 check-document text.json
+wrote err "text.json:1:37: flows[0].paragraphs[0].text: "
+run 0 check-document --language japanese text.json
+run 0 run three.json --language japanese "open text.json" "type x" "expect text x三"
+wrote err "the document text.json has changes that are not saved"
+run 0 schema document
+run 2 schema paper
+
 # What a book says goes to no terminal as a command.
 for text in '"properties": [{"number": 9, "k\u009b\u001b[31m": 1}]' '"title": "T\u0085"'; do
     printf '{"components": [], %s}' "$text" >bad.json
