@@ -22,7 +22,7 @@ struct Arguments {
     std::string script, junit;
     enum { whichever, own, machine } port_mapper = whichever;
     std::chrono::milliseconds time_limit = std::chrono::seconds(30);
-    bool debug = false;
+    bool allow_programs = false, debug = false;
     std::vector<std::string> commands;
     bool help = false, version = false; // asked for instead of a run
 

@@ -43,6 +43,7 @@ JSON Schema.
   --port-mapper WHICH  own or machine (the machine's if clients can use it)
   --time-limit SECONDS how long a client may take to start or to hand back control:
                        0.1 to 86400 (30), or 0 for any time
+  --allow-programs     let clients have the host run programs
   --debug              stop each client at its first instruction until a debugger lets it
                        go on, and give it any time for everything
   -h, --help, --version

@@ -119,6 +119,7 @@ Options options_of(const Arguments &arguments)
     options.interrupts = [] { return static_cast<int>(interrupts.count); };
     options.start_limit = options.turn_limit = arguments.time_limit;
     options.stop_at_start = arguments.debug;
+    options.allow_programs = arguments.allow_programs;
     if (arguments.debug)
         options.start_limit = options.turn_limit = options.exit_limit = no_limit;
     return options;
