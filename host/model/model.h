@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/model/chains.h"
+#include "host/model/dialogs.h"
 #include "host/model/menus.h"
 #include "host/model/notifications.h"
 #include "host/model/properties.h"
@@ -101,6 +102,13 @@ public:
     {
         return menus::has(objects_, menu, item, deep);
     }
+
+    // Returns the client's dialog of the name, or creates it; the same for an item of a dialog.
+    UIntT dialog(int client, const std::string &name)
+    {
+        return dialogs::dialog(objects_, client, name);
+    }
+    UIntT dialog_item(UIntT dialog, IntT number) { return dialogs::item(objects_, dialog, number); }
 
     void subscribe(int client, IntT notification, bool wanted)
     {

@@ -141,10 +141,12 @@ Descriptor open_script(const std::string &path)
 void carry_out(Commands &commands, const Arguments &arguments, Host *host, Prompt &prompt,
                Checks &checks)
 {
-    if (!arguments.commands.empty())
-        return commands.run_arguments(arguments.commands, checks);
     if (arguments.interactive())
         return prompt.run(commands, host);
+    if (!arguments.commands.empty()) {
+        commands.run_arguments(arguments.commands, checks);
+        return commands.finish();
+    }
     const bool is_input = arguments.script_is_input();
     const Descriptor opened = is_input ? Descriptor() : open_script(arguments.script);
     const std::string name = is_input ? "standard input" : arguments.script;
@@ -153,6 +155,7 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
     // This has the stream pass on the exceptions that the input throws.
     script.exceptions(std::ios::badbit);
     commands.run_script(script, name, checks);
+    commands.finish();
 }
 
 void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
@@ -163,9 +166,12 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     const UIntT book = file.load(model, arguments.language);
     PrintingConsole console(std::cout, std::cerr);
     const bool interactive = arguments.interactive();
-    Prompt prompt;
+    Prompt prompt(std::filesystem::path(arguments.book).parent_path());
     if (interactive)
-        console.person = [&](const Question &question) { return prompt.ask(question); };
+        console.person = [&](const Question &question, const std::string &hint) {
+            return prompt.ask(question, hint);
+        };
+    console.bar = isatty(STDOUT_FILENO);
 
     Documents documents(model);
     ModelResponder responder({model, documents});
@@ -174,6 +180,8 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
         // VQPMAP may belong to another session, a client of which has started this host.
         unsetenv("VQPMAP");
         Options options = options_of(arguments);
+        if (interactive)
+            options.interrupts = [&] { return prompt.interruptions(); };
         if (outputs.trace)
             options.trace = [&](const TraceEvent &event) {
                 outputs.trace->write(event, *console.text);
