@@ -78,7 +78,7 @@ Reply PrintingConsole::next_answer(const Question &question)
         return read(question, words);
     } catch (const std::runtime_error &error) {
         misfit_ = "the answer \"" + words + "\" does not fit the " + title(question) + ": " +
-                  question.text + "\n  " + error.what();
+                  printable(question.text) + "\n  " + error.what();
         return {};
     }
 }
@@ -92,8 +92,8 @@ Reply PrintingConsole::ask_person(const Question &question)
                                      : "Enter: " + printable(question.suggestion) + ", ") +
         "Ctrl-D: cancel)";
     while (const std::optional<std::string> line = person(question, hint)) {
-        const std::string words = whole(*line);
         try {
+            const std::string words = whole(*line);
             return read(question, words.empty() ? question.suggestion : words);
         } catch (const std::runtime_error &error) {
             out_ << "  " << printable(error.what()) << std::endl;

@@ -134,6 +134,8 @@ TEST_F(PromptLines, QuestionsAreAnsweredWithUnitsNamesAndNumbers)
     EXPECT_EQ(
         run({"--port-mapper", "own", "--client", TEST_CLIENT, "--client-env", "VQTEST=questions"},
             {{alert, ""},
+             {answer, "\"1\n"},
+             {"not closed", ""},
              {answer, "\n"},
              {"answer with a length, such as 12 pt or 5 mm (Enter: 12 pt,", ""},
              {answer, "1 mile\n"},
