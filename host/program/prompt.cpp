@@ -358,6 +358,9 @@ std::optional<std::string> Prompt::ask(const Question &question, const std::stri
         el_wset(editor_.get(), EL_PREP_TERM, 0);
     if (!answer_editor_)
         answer_editor_ = make_editor();
+    // What the person types from here on is read by the editor: outside its mode of the terminal, a
+    // Ctrl-D would be lost.
+    el_wset(answer_editor_.get(), EL_PREP_TERM, 1);
     std::cout << "  answer with " << hint << std::endl;
     question_ = &question;
     const std::optional<std::string> line = read_line(answer_editor_.get());
