@@ -120,6 +120,7 @@ Arguments parse(int argc, char **argv)
                  misuse(std::string("--language: ") + error.what());
              }
          }},
+        Option::into(0, "words", a.words),
         {0, "port-mapper", Option::value,
          [&](const std::string &text) {
              using Which = decltype(a.port_mapper);

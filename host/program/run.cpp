@@ -48,7 +48,7 @@ try {
     } catch (const std::runtime_error &error) {
         misuse_of_program("--filter: " + std::string(error.what()));
     }
-    std::vector<std::string> read = {arguments.book, arguments.script};
+    std::vector<std::string> read = {arguments.book, arguments.script, arguments.words};
     for (const Startable &each : arguments.clients)
         read.push_back(each.what.path);
     const auto open = [&](const char *name, const std::string &path) {
@@ -166,8 +166,11 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     if (interactive)
         console.person = [&](const Question &question) { return prompt.ask(question); };
 
+    Spelling spelling(console);
+    if (!arguments.words.empty())
+        spelling.read(arguments.words, model.language());
     Documents documents(model);
-    ModelResponder responder({model, documents});
+    ModelResponder responder({model, documents, &spelling});
     std::unique_ptr<Host> host;
     if (!arguments.clients.empty()) {
         // VQPMAP may belong to another session, a client of which has started this host.
