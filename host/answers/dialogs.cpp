@@ -2,15 +2,47 @@
 
 namespace velt::host
 {
+namespace
+{
 
-// The host has no dialog to show, but the modal wait that the client begins must end all the same.
+IntT status_of_dialog(Context &c, UIntT id)
+{
+    return status_of([&] {
+        if (c.model.object(0, id).type != object_type::dialog)
+            throw StatusError(wrong_kind);
+    });
+}
+
+} // namespace
+
+// The host has no resources, and makes whatever dialog a client opens.
+void Answer<api_vq_open_resource_1>::answer(Context &c, const ApiVqOpenResourceArgT &a,
+                                            ApiVqObjRetT &r)
+{
+    give_object(r, [&] { return c.model.dialog(c.client.number, text(a.str2)); });
+}
+
+void Answer<api_vq_dialog_item_id_1>::answer(Context &c, const ApiVqDialogItemIdArgT &a,
+                                             ApiVqObjRetT &r)
+{
+    give_object(r, [&] { return c.model.dialog_item(a.id1, a.int2); });
+}
+
+// For a number other than 0 the client then waits, whatever the answer: the wait for a dialog that
+// is refused must end all the same.
 void Answer<api_vq_modal_dialog_1>::answer(Context &c, const ApiVqDoDialogArgT &a, IntT &r)
 {
-    r = not_supported;
-    if (a.int1 != 0)
-        c.host.after_reply(c.client, [&host = c.host, &client = c.client] {
-            host.dialog_event(client, 0, 0, not_supported);
+    r = status_of_dialog(c, a.id2);
+    if (r != ok && a.int1 != 0)
+        c.host.after_reply(c.client, [&host = c.host, &client = c.client, status = r] {
+            host.dialog_event(client, 0, 0, status);
         });
+}
+
+// The dialog stays open, and may have events, until its client ends.
+void Answer<api_vq_modeless_dialog_1>::answer(Context &c, const ApiVqDoDialogArgT &a, IntT &r)
+{
+    r = status_of_dialog(c, a.id2);
 }
 
 } // namespace velt::host

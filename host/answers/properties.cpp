@@ -57,6 +57,9 @@ IntT set(Context &c, const Argument &a, IntT kind, Member V_ValUnionT::*member)
         else
             value.u.*member = static_cast<Member>(newVal);
         write(c, a.docId, a.objId, PropertyKey(a.propIdent), value);
+        if constexpr (std::is_same_v<Argument, ApiVqSetIntArgT>)
+            if (a.docId == 0 && a.objId == 0 && a.propIdent.num == V_prop_progress)
+                c.host.progress(c.client, newVal);
     });
 }
 

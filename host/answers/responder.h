@@ -4,6 +4,7 @@
 #include "host/documents/documents.h"
 #include "host/model/model.h"
 #include "host/session/host.h"
+#include "host/spelling/spelling.h"
 
 namespace velt::host
 {
@@ -12,6 +13,7 @@ namespace velt::host
 struct Workplace {
     Model &model;
     Documents &documents;
+    Spelling *spelling = nullptr; // null in a session that checks no spelling
 };
 
 class ModelResponder : public Responder

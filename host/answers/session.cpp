@@ -53,9 +53,17 @@ void Answer<api_vq_call_client_1>::answer(Context &c, const ApiVqCallClientArgT 
     for (Client &other : c.host.clients()) {
         if (!other.running() || other.name != a.str1)
             continue;
+        r.status = not_permitted;
+        // The host reports why it does not call a client that holds control.
+        if (other.being_answered)
+            return c.host.reports().of(other, "is not called by " + c.client.title() +
+                                                  ": it waits for an answer itself");
         other.return_value = 0;
-        const bool answered = !other.being_answered && c.host.message(other, a.str2, 0, 0);
-        r.status = answered ? ok : not_permitted;
+        const Outcome outcome = c.host.message(other, a.str2, 0, 0);
+        if (outcome.kind == Outcome::modal)
+            c.host.reports().of(other, "has not answered " + c.client.title() +
+                                           ": it waits for a modal dialog");
+        r.status = outcome ? ok : not_permitted;
         r.result = other.return_value;
         return;
     }

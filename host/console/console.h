@@ -19,10 +19,10 @@ struct Question {
     };
     Kind kind;
     int client; // that asks; 0 for the host itself
-    std::string text;
+    std::string text = {};
     std::string suggestion = {};         // what the answer is unless the person changes it
     std::vector<std::string> items = {}; // to choose from
-    IntT detail = 0;                     // the type of an alert, the unit of a length, and the like
+    IntT detail = 0; // the type of an alert; the length that a number without a unit counts
 };
 
 // The answer. It holds the alternative that questions.def says, or nothing when the person has

@@ -1,48 +1,155 @@
 #include "host/console/printing_console.h"
 
+#include <algorithm>
+#include <iomanip>
+
+#include "common/words.h"
+#include "host/console/replies.h"
+
 namespace velt::host
 {
 namespace
 {
+
+// A longer list is not shown to its end.
+constexpr std::size_t shown_items = 200;
 
 constexpr const char *titles[] = {
 #define V_QUESTION(kind, answer, title) title,
 #include "host/console/questions.def"
 };
 
-} // namespace
-
-std::string PrintingConsole::shown(const std::string &bytes) const
+std::string title(const Question &question)
 {
-    return printable(text ? text->to_utf8(bytes) : bytes);
+    std::string title = titles[question.kind];
+    if (question.client != 0)
+        title += " of client " + std::to_string(question.client);
+    if (question.kind == Question::alert)
+        title += ", type " + std::to_string(question.detail);
+    return title;
 }
 
-Reply PrintingConsole::ask(const Question &question)
+} // namespace
+
+Question PrintingConsole::in_utf8(Question question) const
 {
-    const std::string asked = shown(question.text);
-    out_ << titles[question.kind] << " of client " << question.client << ", type "
-         << question.detail << ": " << asked << std::endl;
+    if (!text)
+        return question;
+    question.text = text->to_utf8(question.text);
+    question.suggestion = text->to_utf8(question.suggestion);
+    for (std::string &each : question.items)
+        each = text->to_utf8(each);
+    return question;
+}
+
+void PrintingConsole::show(const Question &question)
+{
+    const std::string asked = printable(question.text);
+    out_ << title(question) << (asked.empty() ? "" : ": ") << asked << "\n";
+    for (std::size_t i = 0; i < std::min(question.items.size(), shown_items); i++)
+        out_ << "  " << std::setw(2) << i + 1 << "  " << printable(question.items[i]) << "\n";
+    if (question.items.size() > shown_items)
+        out_ << "  and " << question.items.size() - shown_items << " more\n";
+    out_ << std::flush;
+    questions.push_back(asked);
     if (question.kind == Question::alert)
         alerts.push_back(asked);
-    Reply reply = IntT{0};
-    if (!answers.empty()) {
-        reply = answers.front();
-        answers.pop_front();
-    } else if (person) {
-        return person(question);
-    }
-    out_ << "  answered with " << std::get<IntT>(reply) << std::endl;
+}
+
+// Reads an answer, which must also exist in the session's encoding.
+Reply PrintingConsole::read(const Question &question, const std::string &words) const
+{
+    Reply reply = read_reply(question, words);
+    if (const auto *answer = std::get_if<std::string>(&reply); answer && text)
+        text->from_utf8(*answer);
     return reply;
+}
+
+// Replies to a question in UTF-8 as the queue says.
+Reply PrintingConsole::next_answer(const Question &question)
+{
+    if (answers.empty())
+        return {};
+    const std::string words = answers.front();
+    answers.pop_front();
+    if (words == "cancel")
+        return {};
+    try {
+        return read(question, words);
+    } catch (const std::runtime_error &error) {
+        misfit_ = "the answer \"" + words + "\" does not fit the " + title(question) + ": " +
+                  printable(question.text) + "\n  " + error.what();
+        return {};
+    }
+}
+
+// Asks the person until the answer fits; an empty line takes the suggestion.
+Reply PrintingConsole::ask_person(const Question &question)
+{
+    const std::string hint =
+        std::string(wanted(question)) + " (" +
+        (question.suggestion.empty() ? std::string()
+                                     : "Enter: " + printable(question.suggestion) + ", ") +
+        "Ctrl-D: cancel)";
+    while (const std::optional<std::string> line = person(question, hint)) {
+        try {
+            const std::string words = whole(*line);
+            return read(question, words.empty() ? question.suggestion : words);
+        } catch (const std::runtime_error &error) {
+            out_ << "  " << printable(error.what()) << std::endl;
+        }
+    }
+    return {};
+}
+
+Reply PrintingConsole::ask(const Question &original)
+{
+    end_bar();
+    const Question question = in_utf8(original);
+    show(question);
+    const bool to_person = answers.empty() && person;
+    Reply reply = to_person ? ask_person(question) : next_answer(question);
+    if (!to_person)
+        out_ << "  " << printable(told(question, reply)) << std::endl;
+    if (auto *answer = std::get_if<std::string>(&reply); answer && text)
+        *answer = text->from_utf8(*answer);
+    return reply;
+}
+
+void PrintingConsole::check()
+{
+    if (!misfit_.empty())
+        fail(std::exchange(misfit_, {}));
 }
 
 void PrintingConsole::report(const std::string &line)
 {
+    end_bar();
     errors_ << "vqhost: " << printable(line) << std::endl;
 }
 
 void PrintingConsole::progress(int client, IntT percent)
 {
-    out_ << "progress of client " << client << ": " << percent << " %" << std::endl;
+    progressed = std::max(percent, progressed.value_or(percent));
+    if (std::exchange(shown_progress_, std::pair(client, percent)) == std::pair(client, percent))
+        return;
+    const std::string title = "progress of client " + std::to_string(client) + ": ";
+    if (!bar) {
+        out_ << title << percent << " %" << std::endl;
+        return;
+    }
+    constexpr int width = 40;
+    const auto done = static_cast<std::size_t>(std::clamp(percent, 0, 100) * width / 100);
+    std::string line(width, ' ');
+    line.replace(0, done, done, '#');
+    out_ << "\r" << title << "[" << line << "] " << std::setw(3) << percent << " %" << std::flush;
+    bar_is_open_ = true;
+}
+
+void PrintingConsole::end_bar()
+{
+    if (std::exchange(bar_is_open_, false))
+        out_ << std::endl;
 }
 
 } // namespace velt::host

@@ -4,6 +4,7 @@
 
 #include "host/model/chains.h"
 #include "host/model/clipboard.h"
+#include "host/model/dialogs.h"
 #include "host/model/find.h"
 #include "host/model/items.h"
 #include "host/model/lifetime.h"
@@ -167,6 +168,13 @@ public:
     {
         return menus::has(objects_, menu, item, deep);
     }
+
+    // Returns the client's dialog of the name, or creates it; the same for an item of a dialog.
+    UIntT dialog(int client, const std::string &name)
+    {
+        return dialogs::dialog(objects_, client, name);
+    }
+    UIntT dialog_item(UIntT dialog, IntT number) { return dialogs::item(objects_, dialog, number); }
 
     void subscribe(int client, IntT notification, bool wanted)
     {

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <iomanip>
 #include <sstream>
 
@@ -45,20 +44,6 @@ IntT init_code_of(const std::string &text)
     if (code != std::floor(code))
         misuse("--init " + text + ": not a whole number");
     return static_cast<IntT>(code);
-}
-
-// Looks for a program that is given by its name alone, as a shell does.
-std::string find_program(const std::string &name)
-{
-    const char *path = std::getenv("PATH");
-    if (name.find('/') != name.npos || !path)
-        return name;
-    std::istringstream folders(path);
-    for (std::string folder; std::getline(folders, folder, ':');)
-        if (const std::string found = folder + "/" + name;
-            access(found.c_str(), X_OK) == 0 && !std::filesystem::is_directory(found))
-            return found;
-    return name;
 }
 
 // Sets `where` to the choice that the text names. Throws Error for any other text.
@@ -120,6 +105,7 @@ Arguments parse(int argc, char **argv)
                  misuse(std::string("--language: ") + error.what());
              }
          }},
+        Option::into(0, "words", a.words),
         {0, "port-mapper", Option::value,
          [&](const std::string &text) {
              using Which = decltype(a.port_mapper);
@@ -128,6 +114,7 @@ Arguments parse(int argc, char **argv)
          }},
         {0, "time-limit", Option::value,
          [&](const std::string &text) { a.time_limit = time_limit_of(text); }},
+        Option::flag(0, "allow-programs", a.allow_programs),
         Option::flag(0, "debug", a.debug),
         Option::flag('h', "help", a.help),
         Option::flag(0, "version", a.version),

@@ -19,10 +19,10 @@ struct Arguments {
     IntT language = 0; // 0 for the book's
     enum { untraced, text, json } trace = untraced;
     std::string trace_file, filter;
-    std::string script, junit;
+    std::string script, junit, words;
     enum { whichever, own, machine } port_mapper = whichever;
     std::chrono::milliseconds time_limit = std::chrono::seconds(30);
-    bool debug = false;
+    bool allow_programs = false, debug = false;
     std::vector<std::string> commands;
     bool help = false, version = false; // asked for instead of a run
 

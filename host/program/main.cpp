@@ -43,15 +43,17 @@ hold, as a JSON Schema.
   --script FILE        read commands from FILE; - is the standard input
   --junit FILE         write what was expected, and what came of it, to FILE
   --language NAME      the session's language, whatever the book says
+  --words FILE         check spelling by this word list, in UTF-8, with a word a line
   --port-mapper WHICH  own or machine (the machine's if clients can use it)
   --time-limit SECONDS how long a client may take to start or to hand back control:
                        0.1 to 86400 (30), or 0 for any time
+  --allow-programs     let clients have the host run programs
   --debug              stop each client at its first instruction until a debugger lets it
                        go on, and give it any time for everything
   -h, --help, --version
 
-Exit status: 0 done, 1 an expectation or a client failed, 2 usage or book file,
-3 the port mapper failed.
+Exit status: 0 done, 1 an expectation or a client failed, 2 usage or a file to
+read, 3 the port mapper failed.
 
 Commands:
 )";

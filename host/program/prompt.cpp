@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
-#include <memory>
+#include <utility>
 
 #include "common/interrupts.h"
 
@@ -22,7 +22,6 @@ namespace
 
 constexpr int remembered_lines = 1000;
 constexpr int signal_interval = 100; // milliseconds
-constexpr IntT no_answer = 0;
 
 std::wstring wide(const std::string &utf8)
 {
@@ -91,28 +90,6 @@ private:
     HistEventW event_{};
 };
 
-// Returns one line as the terminal gives it, or nothing at the end of the input or when a signal
-// comes.
-std::optional<std::string> plain_line()
-{
-    std::string line;
-    // The wait is short, because a signal that comes just before it does not interrupt it.
-    while (interrupts.signal == 0) {
-        pollfd input{STDIN_FILENO, POLLIN, 0};
-        if (poll(&input, 1, signal_interval) <= 0)
-            continue;
-        char c = 0;
-        const ssize_t got = read(STDIN_FILENO, &c, 1);
-        if (got == 1 && c == '\n')
-            return line;
-        if (got == 1)
-            line += c;
-        else if (got == 0 || errno != EINTR)
-            return {};
-    }
-    return {};
-}
-
 std::wstring common_beginning(const std::vector<std::wstring> &lines)
 {
     std::wstring common = lines.front();
@@ -124,10 +101,12 @@ std::wstring common_beginning(const std::vector<std::wstring> &lines)
 
 } // namespace
 
-wchar_t *Prompt::text(EditLine *)
+wchar_t *Prompt::text(EditLine *editor)
 {
-    static wchar_t prompt[] = L"vqhost> ";
-    return prompt;
+    static wchar_t command[] = L"vqhost> ", answer[] = L"answer> ";
+    Prompt *prompt = nullptr;
+    el_wget(editor, EL_CLIENTDATA, &prompt);
+    return prompt->question_ ? answer : command;
 }
 
 // No exception may pass through the line editor, which calls these functions.
@@ -148,7 +127,7 @@ unsigned char Prompt::complete(EditLine *editor, int)
     Prompt *prompt = nullptr;
     el_wget(editor, EL_CLIENTDATA, &prompt);
     try {
-        return prompt->complete();
+        return prompt->complete_line(editor);
     } catch (const std::exception &) {
         return CC_ERROR;
     }
@@ -163,8 +142,9 @@ bool Prompt::wait_for_input()
     };
     while (interrupts.signal == 0) {
         try {
-            if (host_ ? host_->serve_until([&] { return readable(0); }, no_limit)
-                      : readable(signal_interval))
+            // While a question is answered, nobody is served who might ask another.
+            if (host_ && !question_ ? host_->serve_until([&] { return readable(0); }, no_limit)
+                                    : readable(signal_interval))
                 return true;
         } catch (const std::exception &error) {
             if (interrupts.signal == 0)
@@ -199,20 +179,39 @@ int Prompt::read_character(wchar_t &character)
     return -1;
 }
 
-unsigned char Prompt::complete()
+// Returns the answers to the question that begin so.
+std::vector<std::string> Prompt::answers(const std::string &beginning) const
 {
-    const LineInfoW *line = el_wline(editor_);
+    std::vector<std::string> all = question_->items;
+    if (question_->kind == Question::file) {
+        const std::string folder = beginning.substr(0, beginning.rfind('/') + 1);
+        std::error_code none;
+        for (const auto &each : std::filesystem::directory_iterator(folder_ / folder / ".", none))
+            all.push_back(folder + each.path().filename().string() +
+                          (each.is_directory(none) ? "/" : ""));
+    }
+    std::erase_if(all, [&](const std::string &each) {
+        return !each.starts_with(beginning) || printable(each) != each;
+    });
+    std::ranges::sort(all);
+    return all;
+}
+
+unsigned char Prompt::complete_line(EditLine *editor)
+{
+    const LineInfoW *line = el_wline(editor);
     const std::wstring before(line->buffer, line->cursor);
     std::vector<std::wstring> found;
-    for (const std::string &each : commands_->completions(narrow(before)))
+    for (const std::string &each :
+         question_ ? answers(narrow(before)) : commands_->completions(narrow(before)))
         found.push_back(wide(each));
     if (found.empty())
         return CC_REFRESH_BEEP;
     std::wstring rest = common_beginning(found).substr(before.size());
-    if (found.size() == 1)
+    if (found.size() == 1 && !question_)
         rest += L' ';
     if (!rest.empty())
-        return el_winsertstr(editor_, rest.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
+        return el_winsertstr(editor, rest.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
     std::cout << "\n";
     for (const std::wstring &each : found)
         std::cout << narrow(each) << "\n";
@@ -221,18 +220,36 @@ unsigned char Prompt::complete()
 }
 
 // Returns nothing at the end of the input or when a signal comes.
-std::optional<std::string> Prompt::read_line()
+std::optional<std::string> Prompt::read_line(EditLine *editor)
 {
-    editing_ = true;
     int length = 0;
-    const wchar_t *line = el_wgets(editor_, &length);
-    editing_ = false;
+    const wchar_t *line = el_wgets(editor, &length);
     if (!line || length <= 0 || interrupts.signal != 0)
         return {};
     std::wstring text(line, static_cast<std::size_t>(length));
     while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r'))
         text.pop_back();
     return narrow(text);
+}
+
+Prompt::Editor Prompt::make_editor()
+{
+    // The locale gives the encoding of the terminal, which is taken for UTF-8 without a locale.
+    std::setlocale(LC_CTYPE, "");
+    if (MB_CUR_MAX == 1)
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+    Editor editor(el_init("vqhost", stdin, stdout, stderr), el_end);
+    if (!editor)
+        throw std::runtime_error("the terminal cannot be used: " +
+                                 std::generic_category().message(errno));
+    el_wset(editor.get(), EL_CLIENTDATA, this);
+    el_wset(editor.get(), EL_PROMPT, text);
+    el_wset(editor.get(), EL_EDITOR, L"emacs");
+    el_wset(editor.get(), EL_GETCFN, next_character);
+    el_wset(editor.get(), EL_ADDFN, L"velt-complete", L"complete names",
+            static_cast<unsigned char (*)(EditLine *, int)>(complete));
+    el_wset(editor.get(), EL_BIND, L"^I", L"velt-complete", nullptr);
+    return editor;
 }
 
 bool Prompt::may_end()
@@ -255,25 +272,9 @@ void Prompt::run(Commands &commands, Host *host)
 {
     commands_ = &commands;
     host_ = host;
-    // The locale gives the encoding of the terminal, which is taken for UTF-8 without a locale.
-    std::setlocale(LC_CTYPE, "");
-    if (MB_CUR_MAX == 1)
-        std::setlocale(LC_CTYPE, "C.UTF-8");
-    const std::unique_ptr<EditLine, void (*)(EditLine *)> editor(
-        el_init("vqhost", stdin, stdout, stderr), el_end);
-    if (!editor)
-        throw std::runtime_error("the terminal cannot be used: " +
-                                 std::generic_category().message(errno));
+    editor_ = make_editor();
     History history;
-    editor_ = editor.get();
-    el_wset(editor_, EL_CLIENTDATA, this);
-    el_wset(editor_, EL_PROMPT, text);
-    el_wset(editor_, EL_EDITOR, L"emacs");
-    el_wset(editor_, EL_HIST, history_w, history.get());
-    el_wset(editor_, EL_GETCFN, next_character);
-    el_wset(editor_, EL_ADDFN, L"velt-complete", L"complete names",
-            static_cast<unsigned char (*)(EditLine *, int)>(complete));
-    el_wset(editor_, EL_BIND, L"^I", L"velt-complete", nullptr);
+    el_wset(editor_.get(), EL_HIST, history_w, history.get());
 
     std::cout << "help lists the commands; quit ends." << std::endl;
     bool interrupted = false; // whether the person's latest action was Ctrl-C
@@ -291,7 +292,9 @@ void Prompt::run(Commands &commands, Host *host)
         return true;
     };
     for (;;) {
-        const std::optional<std::string> line = read_line();
+        editing_ = true;
+        const std::optional<std::string> line = read_line(editor_.get());
+        editing_ = false;
         if (interrupts.signal != 0) {
             if (!goes_on())
                 break;
@@ -307,7 +310,7 @@ void Prompt::run(Commands &commands, Host *host)
         if (!line->empty())
             history.add(wide(*line));
         try {
-            if (commands.run(*line))
+            if (carry_out(*line))
                 warned_ = false;
             else if (may_end())
                 break;
@@ -320,39 +323,64 @@ void Prompt::run(Commands &commands, Host *host)
     }
     if (interrupts.signal != 0)
         std::cout << std::endl;
-    editor_ = nullptr;
+    editor_.reset(); // before the history that it uses
 }
 
-Reply Prompt::ask(const Question &)
+// Carries out a command as Commands::run does. A wish to cancel does not outlive it.
+bool Prompt::carry_out(const std::string &line)
+{
+    struct InCommand {
+        Prompt &prompt;
+        explicit InCommand(Prompt &p) : prompt(p) { prompt.in_command_ = true; }
+        InCommand(const InCommand &) = delete;
+        ~InCommand()
+        {
+            prompt.in_command_ = false;
+            if (std::exchange(prompt.cancelled_, false))
+                prompt.host_->take_cancel();
+        }
+    };
+    const InCommand in_command(*this);
+    return commands_->run(line);
+}
+
+int Prompt::interruptions()
+{
+    if (interrupts.signal == SIGINT && interrupts.count == 1 && in_command_ && !cancelled_ &&
+        host_->any_client_holds_control()) {
+        interrupts.signal = 0;
+        interrupts.count = 0;
+        cancelled_ = true;
+        host_->cancel();
+        std::cout << "^C (cancels what the client does; again to end the command)" << std::endl;
+    }
+    return interrupts.count;
+}
+
+std::optional<std::string> Prompt::ask(const Question &question, const std::string &hint)
 {
     // A person who is ending the program is not asked any more.
     if (interrupts.signal != 0)
         return {};
-    // The line editor has set the terminal to a mode in which it does not assemble lines.
+    // An editor takes the mode in which it finds the terminal for that to which it returns it.
     if (editing_)
-        el_wset(editor_, EL_PREP_TERM, 0);
-    Reply answer;
-    for (bool done = false; !done;) {
-        std::cout << "  answer with a whole number (Enter: " << no_answer
-                  << ", Ctrl-D: cancel): " << std::flush;
-        const std::optional<std::string> line = plain_line();
-        done = true;
-        if (!line) {
-            std::cout << std::endl;
-            break;
-        }
-        try {
-            answer = trimmed(*line).empty() ? no_answer : number<IntT>(trimmed(*line));
-        } catch (const Error &error) {
-            std::cout << "  " << printable(error.what()) << std::endl;
-            done = false;
-        }
-    }
+        el_wset(editor_.get(), EL_PREP_TERM, 0);
+    if (!answer_editor_)
+        answer_editor_ = make_editor();
+    // What the person types from here on is read by the editor: outside its mode of the terminal, a
+    // Ctrl-D would be lost.
+    el_wset(answer_editor_.get(), EL_PREP_TERM, 1);
+    std::cout << "  answer with " << hint << std::endl;
+    question_ = &question;
+    const std::optional<std::string> line = read_line(answer_editor_.get());
+    question_ = nullptr;
+    if (!line)
+        std::cout << std::endl;
     if (editing_) {
-        el_wset(editor_, EL_PREP_TERM, 1);
-        el_wset(editor_, EL_REFRESH);
+        el_wset(editor_.get(), EL_PREP_TERM, 1);
+        el_wset(editor_.get(), EL_REFRESH);
     }
-    return answer;
+    return line;
 }
 
 } // namespace velt::host

@@ -2,6 +2,8 @@
 // kept.
 #pragma once
 
+#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,7 +18,8 @@ namespace velt::host
 class Prompt
 {
 public:
-    Prompt() = default;
+    // The names of files that a person answers with are completed in the folder.
+    explicit Prompt(std::filesystem::path folder) : folder_(std::move(folder)) {}
     Prompt(const Prompt &) = delete;
     Prompt &operator=(const Prompt &) = delete;
 
@@ -24,26 +27,42 @@ public:
     // does. Meanwhile `host`, which may be null, serves its clients.
     void run(Commands &commands, Host *host);
 
-    // Asks for the answer to an alert, also while a line is being edited.
-    Reply ask(const Question &question);
+    // Asks for an answer in words, also while a line is being edited; nothing cancels the question.
+    // The hint says which answers fit.
+    std::optional<std::string> ask(const Question &question, const std::string &hint);
+
+    // Returns how often a signal has told the host to end. The first Ctrl-C in a command does not
+    // while a client holds control: it cancels what that does.
+    int interruptions();
 
 private:
+    using Editor = std::unique_ptr<EditLine, void (*)(EditLine *)>;
+
     // The line editor calls these functions.
-    static wchar_t *text(EditLine *);
+    static wchar_t *text(EditLine *editor);
     static int next_character(EditLine *editor, wchar_t *character);
     static unsigned char complete(EditLine *editor, int);
 
-    std::optional<std::string> read_line();
+    Editor make_editor();
+    std::optional<std::string> read_line(EditLine *editor);
     bool wait_for_input();
     int read_character(wchar_t &character);
-    unsigned char complete();
+    unsigned char complete_line(EditLine *editor);
+    std::vector<std::string> answers(const std::string &beginning) const;
     bool may_end();
+    bool carry_out(const std::string &line);
 
+    std::filesystem::path folder_;
     Commands *commands_ = nullptr;
     Host *host_ = nullptr;
-    EditLine *editor_ = nullptr;
-    bool editing_ = false;
-    bool warned_ = false; // whether the person was warned that changes would be lost
+    Editor editor_{nullptr, el_end}; // of command lines
+    // Answers have an editor of their own, because a question may come while a line is edited.
+    Editor answer_editor_{nullptr, el_end};
+    const Question *question_ = nullptr; // that is being answered
+    bool editing_ = false;               // whether a command line is being edited
+    bool in_command_ = false;
+    bool cancelled_ = false; // whether the person has cancelled what a client does in this command
+    bool warned_ = false;    // whether the person was warned that changes would be lost
 };
 
 } // namespace velt::host

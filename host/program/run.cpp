@@ -48,7 +48,7 @@ try {
     } catch (const std::runtime_error &error) {
         misuse_of_program("--filter: " + std::string(error.what()));
     }
-    std::vector<std::string> read = {arguments.book, arguments.script};
+    std::vector<std::string> read = {arguments.book, arguments.script, arguments.words};
     for (const Startable &each : arguments.clients)
         read.push_back(each.what.path);
     const auto open = [&](const char *name, const std::string &path) {
@@ -119,6 +119,7 @@ Options options_of(const Arguments &arguments)
     options.interrupts = [] { return static_cast<int>(interrupts.count); };
     options.start_limit = options.turn_limit = arguments.time_limit;
     options.stop_at_start = arguments.debug;
+    options.allow_programs = arguments.allow_programs;
     if (arguments.debug)
         options.start_limit = options.turn_limit = options.exit_limit = no_limit;
     return options;
@@ -140,10 +141,12 @@ Descriptor open_script(const std::string &path)
 void carry_out(Commands &commands, const Arguments &arguments, Host *host, Prompt &prompt,
                Checks &checks)
 {
-    if (!arguments.commands.empty())
-        return commands.run_arguments(arguments.commands, checks);
     if (arguments.interactive())
         return prompt.run(commands, host);
+    if (!arguments.commands.empty()) {
+        commands.run_arguments(arguments.commands, checks);
+        return commands.finish();
+    }
     const bool is_input = arguments.script_is_input();
     const Descriptor opened = is_input ? Descriptor() : open_script(arguments.script);
     const std::string name = is_input ? "standard input" : arguments.script;
@@ -152,6 +155,7 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
     // This has the stream pass on the exceptions that the input throws.
     script.exceptions(std::ios::badbit);
     commands.run_script(script, name, checks);
+    commands.finish();
 }
 
 void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
@@ -162,13 +166,19 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     const UIntT book = file.load(model, arguments.language);
     PrintingConsole console(std::cout, std::cerr);
     const bool interactive = arguments.interactive();
-    Prompt prompt;
+    Prompt prompt(std::filesystem::path(arguments.book).parent_path());
     if (interactive)
-        console.person = [&](const Question &question) { return prompt.ask(question); };
+        console.person = [&](const Question &question, const std::string &hint) {
+            return prompt.ask(question, hint);
+        };
+    console.bar = isatty(STDOUT_FILENO);
 
+    Spelling spelling(console);
+    if (!arguments.words.empty())
+        spelling.read(arguments.words, model.language());
     Documents documents(model);
     documents.serve(book, std::filesystem::path(arguments.book).parent_path());
-    ModelResponder responder({model, documents});
+    ModelResponder responder({model, documents, &spelling});
     std::unique_ptr<Host> host;
     documents.ask = [&](const Question &question) {
         return host ? host->ask(question) : console.ask(question);
@@ -177,6 +187,8 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
         // VQPMAP may belong to another session, a client of which has started this host.
         unsetenv("VQPMAP");
         Options options = options_of(arguments);
+        if (interactive)
+            options.interrupts = [&] { return prompt.interruptions(); };
         if (outputs.trace)
             options.trace = [&](const TraceEvent &event) {
                 outputs.trace->write(event, *console.text);

@@ -45,10 +45,13 @@ const CommandTable CommandTable::rows[] = {
      [](Commands &c, std::string_view rest) { c.notify(rest); }},
     {"message", "TEXT [ID [ID]]", "send a message to the client",
      [](Commands &c, std::string_view rest) { c.message(rest); }},
-    {"dialog", "DIALOG ITEM [DETAIL]", "tell the client of an event in a dialog",
+    {"dialog", "DIALOG ITEM [DETAIL] | end [RESULT]",
+     "tell the client of an event in a dialog, or of the end of the modal dialog",
      [](Commands &c, std::string_view rest) { c.dialog(rest); }},
-    {"answer", "NUMBER...", "answers for the next alerts",
+    {"answer", "WORD...", "answers for the next questions; cancel cancels one",
      [](Commands &c, std::string_view rest) { c.answer(rest); }},
+    {"cancel", "", "tell the next client that asks that the person has cancelled",
+     [](Commands &c, std::string_view) { c.cancel(); }},
     {"open", "[--revert] FILE | COMPONENT",
      "open a document, or the file of a component; --revert reads one that is open again",
      [](Commands &c, std::string_view rest) { c.open(rest); }},
@@ -102,6 +105,12 @@ std::string usage_of(std::string_view name)
     misuse("usage: " + usage_of(name));
 }
 
+// Ends the bar that shows a client's progress when the command is over, however that ends.
+struct BarEnd {
+    PrintingConsole &console;
+    ~BarEnd() { console.end_bar(); }
+};
+
 } // namespace
 
 std::vector<Commands::Entry> Commands::entries()
@@ -151,7 +160,9 @@ bool Commands::run(std::string_view line)
             throw Interrupted();
         if (s_.host)
             s_.host->serve_pending();
+        const BarEnd bar{s_.console};
         row->run(*this, rest);
+        s_.console.check();
     } catch (const StatusError &error) {
         fail(std::string(name) + ": " + error.what());
     }
@@ -250,6 +261,11 @@ void Commands::check(const Outcome &outcome, Client &client)
     // The host has reported why. A death counts at the end of the run, unless it is expected.
     if (outcome.kind == Outcome::died && !client.running() && !ended_well(client))
         return;
+    if (outcome.kind == Outcome::modal && client.turns.modal_wait()) {
+        s_.console.end_bar();
+        s_.out << "  " << modal_wait(client) << "; \"dialog end\" ends it" << std::endl;
+        return;
+    }
     if (outcome.kind != Outcome::queued && !outcome)
         fail(client.title() + " failed");
     if (outcome.bailout)
@@ -374,32 +390,15 @@ void Commands::message(std::string_view rest)
     check(host().message(client, text, id1, id2), client);
 }
 
-void Commands::dialog(std::string_view rest)
-{
-    const Words words(rest, 2, 3, usage_of("dialog"));
-    const auto dialog = number<IntT>(words.at(0));
-    const auto item = number<IntT>(words.at(1));
-    const auto detail = number<IntT>(words.at(2));
-    Client &client = running_client();
-    check(host().dialog_event(client, dialog, item, detail), client);
-}
-
-void Commands::answer(std::string_view rest)
-{
-    const Words words(rest, 1, 1000, usage_of("answer"));
-    std::deque<IntT> numbers;
-    for (const std::string &word : words.words)
-        numbers.push_back(number<IntT>(word));
-    s_.console.answers.insert(s_.console.answers.end(), numbers.begin(), numbers.end());
-}
-
 void Commands::wait(std::string_view rest)
 {
     const Words words(rest, 1, 1, usage_of("wait"));
     if (words.at(0) == "exit") {
-        for (Client &each : host().clients())
+        for (Client &each : host().clients()) {
+            await_dialog(each);
             if (each.running() && !host().wait_for_exit(each, host().options().turn_limit))
                 fail(each.title() + " has not ended");
+        }
         return;
     }
     const auto seconds = number<double>(words.at(0));

@@ -61,6 +61,9 @@ public:
     // position. An expectation that is not met is no such error.
     void run_script(std::istream &script, const std::string &name, Checks &checks);
     void run_arguments(const std::vector<std::string> &arguments, Checks &checks);
+    // Has clients come to an end of what they do when there is no command left: throws Error for a
+    // modal wait that nobody ends.
+    void finish();
     // Starts a client and initialises it; one that ends at once with control handed back has done
     // its work.
     void start(const Startable &client, IntT code);
@@ -95,6 +98,7 @@ private:
     void message(std::string_view rest);
     void dialog(std::string_view rest);
     void answer(std::string_view rest);
+    void cancel();
     void get(std::string_view rest);
     void set(std::string_view rest);
     void props(std::string_view rest);
@@ -114,6 +118,10 @@ private:
     Client &running_client();
     Client &client(const std::string &who);
     void check(const Outcome &outcome, Client &client);
+    Client *waiting_client() const;
+    std::string awaited_dialog(const Client &client) const;
+    std::string modal_wait(const Client &client) const;
+    void await_dialog(Client &client);
 
     Surroundings s_;
     Window window_;

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <deque>
 
 #include "host/script/commands.h"
 
@@ -15,6 +16,41 @@ Expectation::Verdict lists(const std::vector<std::string> &is, std::string_view 
 {
     const auto should = trimmed(wanted) == "none" ? std::vector<std::string>{} : split_list(wanted);
     return {is == should, joined(should), joined(is)};
+}
+
+// Expects the text in one of the entries; those up to it are then done with.
+Expectation::Verdict contained(std::deque<std::string> &entries, std::string_view rest)
+{
+    const std::string text = whole(rest);
+    const auto found = std::ranges::find_if(
+        entries, [&](const std::string &each) { return each.find(text) != each.npos; });
+    return {found != entries.end(), text.empty() ? "any" : text,
+            joined({entries.begin(), entries.end()}),
+            [&entries, found] { entries.erase(entries.begin(), found + 1); }};
+}
+
+struct NamedCode {
+    IntT code;
+    std::string_view name;
+};
+constexpr NamedCode notifications[] = {
+#define V_NOTIFICATION(code, name, meaning) {code, #name},
+#include "velt/tables/notifications.def"
+};
+
+Expectation::Verdict notified(std::deque<IntT> &sent, std::string_view rest)
+{
+    const auto *named = std::ranges::find(notifications, rest, &NamedCode::name);
+    const IntT wanted = named != std::end(notifications) ? named->code : number<IntT>(rest);
+    std::vector<std::string> names;
+    for (const IntT each : sent) {
+        const auto *row = std::ranges::find(notifications, each, &NamedCode::code);
+        names.push_back(row != std::end(notifications) ? std::string(row->name)
+                                                       : std::to_string(each));
+    }
+    const auto found = std::ranges::find(sent, wanted);
+    return {found != sent.end(), std::string(rest), joined(names),
+            [&sent, found] { sent.erase(sent.begin(), found + 1); }};
 }
 
 [[noreturn]] void misuse_of(std::string_view name)
@@ -104,15 +140,7 @@ std::span<const Expectation> Expectation::all()
              return {is == wanted, c.view_.shown(wanted), c.view_.shown(is)};
          }},
         {"alert", "[TEXT]", "an alert that contains the text was shown since the last expected one",
-         [](Commands &c, std::string_view rest) -> Verdict {
-             const std::string text = whole(rest);
-             auto &alerts = c.s_.console.alerts;
-             const auto found = std::ranges::find_if(
-                 alerts, [&](const std::string &alert) { return alert.find(text) != alert.npos; });
-             return {found != alerts.end(), text.empty() ? "any" : text,
-                     joined({alerts.begin(), alerts.end()}),
-                     [&alerts, found] { alerts.erase(alerts.begin(), found + 1); }};
-         }},
+         [](Commands &c, std::string_view rest) { return contained(c.s_.console.alerts, rest); }},
         {"alerts", "NUMBER", "so many alerts were shown since the last expected one",
          [](Commands &c, std::string_view rest) -> Verdict {
              auto &alerts = c.s_.console.alerts;
@@ -120,6 +148,26 @@ std::span<const Expectation> Expectation::all()
                      std::to_string(alerts.size()) + ": " + joined({alerts.begin(), alerts.end()}),
                      [&alerts] { alerts.clear(); }};
          }},
+        {"question", "[TEXT]",
+         "a question, or an alert, that contains the text was asked since the last expected one",
+         [](Commands &c, std::string_view rest) {
+             return contained(c.s_.console.questions, rest);
+         }},
+        {"dialog", "NAME", "a client waits for this modal dialog, or none does",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             const Client *client = c.waiting_client();
+             const std::string is = client ? c.awaited_dialog(*client) : "none";
+             return {is == whole(rest), whole(rest), is};
+         }},
+        {"progress", "[NUMBER]", "a client was so far, in per cent, since the last expected one",
+         [](Commands &c, std::string_view rest) -> Verdict {
+             auto &is = c.s_.console.progressed;
+             const auto wanted = rest.empty() ? std::optional<IntT>() : number<IntT>(rest);
+             return {is && (!wanted || *is >= *wanted), rest.empty() ? "any" : std::string(rest),
+                     is ? std::to_string(*is) : "none", [&is] { is.reset(); }};
+         }},
+        {"notification", "NAME|CODE", "a client was sent this notification since the last expected",
+         [](Commands &c, std::string_view rest) { return notified(c.host().notified(), rest); }},
         {"running", "NAME,...", "these clients run",
          [](Commands &c, std::string_view rest) {
              std::vector<std::string> names;

@@ -118,9 +118,11 @@ try {
         };
     if (number == api_vq_take_control_1::number)
         call.after = [this, &client] { take_over(client); };
-    if (number == api_vq_modal_dialog_1::number &&
-        static_cast<const ApiVqDoDialogArgT *>(call.argument)->int1 != 0)
-        client.turns.wait_modally();
+    if (number == api_vq_modal_dialog_1::number) {
+        const auto &dialog = *static_cast<const ApiVqDoDialogArgT *>(call.argument);
+        if (dialog.int1 != 0)
+            client.turns.wait_modally(dialog.int1, dialog.id2);
+    }
     return "answered";
 } catch (const std::exception &error) {
     svcerr_systemerr(transport);

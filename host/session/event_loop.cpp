@@ -21,7 +21,7 @@ void EventLoop::serve_pending()
     run_deferred();
 }
 
-bool EventLoop::serve_until(const std::function<bool()> &done, Milliseconds limit)
+bool EventLoop::serve_until(const std::function<bool()> &done, Milliseconds limit, Time time)
 {
     const auto began = Clock::now();
     const auto excused = excused_;
@@ -38,7 +38,8 @@ bool EventLoop::serve_until(const std::function<bool()> &done, Milliseconds limi
         // After the limit, one more round is served: this process may have been stopped, and what
         // has come meanwhile counts as in time.
         if (well || over) {
-            excused_ = excused + (Clock::now() - began);
+            if (time == Time::excused)
+                excused_ = excused + (Clock::now() - began);
             return well;
         }
         const auto left = limit - (Clock::now() - began - (excused_ - excused));
@@ -59,6 +60,12 @@ void EventLoop::defer(const Client &client, std::function<bool()> ready,
                       std::function<void()> action)
 {
     deferred_.push_back({&client, std::move(ready), std::move(action)});
+}
+
+bool EventLoop::is_due(const Client &client) const
+{
+    return answering_ == 0 &&
+           std::ranges::find(deferred_, &client, &Deferred::client) != deferred_.end();
 }
 
 void EventLoop::forget(const Client &client)

@@ -28,14 +28,19 @@ public:
 
     // Serves what has come by now.
     void serve_pending();
+    // Whether the time of a wait counts for the waits around it.
+    enum class Time { excused, counted };
     // Serves until `done` holds; returns false when it does not within the limit. The limit leaves
     // out excused time: neither a person who reads an alert nor another wait within this one makes
     // a client late.
-    bool serve_until(const std::function<bool()> &done, Milliseconds limit);
+    bool serve_until(const std::function<bool()> &done, Milliseconds limit,
+                     Time time = Time::excused);
 
     // Runs the action, which concerns this client, as soon as `ready` holds and no call is being
     // answered.
     void defer(const Client &client, std::function<bool()> ready, std::function<void()> action);
+    // Returns whether actions that were deferred for the client come next.
+    bool is_due(const Client &client) const;
     // Drops what was deferred for a client that is about to be removed.
     void forget(const Client &client);
 

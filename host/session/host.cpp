@@ -13,6 +13,7 @@
 #include "apilib/wire/memory.h"
 #include "common/error.h"
 #include "host/session/tracing.h"
+#include "host/values/status.h"
 #include "velt/api.h"
 
 namespace velt::host
@@ -75,9 +76,14 @@ try {
 Host::Host(Options options, Responder &responder, Console &console)
     : options_((prepare_process(), std::move(options))), console_(console), reports_(console),
       registrations_(mapper_of(options_, reports_), reports_),
-      clients_(options_, reports_, registrations_, responder),
-      loop_([this] { clients_.look_after(); }, [this] { check(); }),
-      dispatcher_({*this, options_, reports_, clients_, loop_, responder})
+      clients_(options_, reports_, registrations_, responder), loop_(
+                                                                   [this] {
+                                                                       clients_.look_after();
+                                                                       programs_.look_after();
+                                                                   },
+                                                                   [this] { check(); }),
+      dispatcher_({*this, options_, reports_, clients_, loop_, responder}),
+      programs_(options_, reports_, loop_)
 {
     try {
         listen();
@@ -249,7 +255,9 @@ Outcome Host::send(Client &client, const Procedure &procedure, void *argument)
 
 Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string &procedure)
 {
-    const auto over = [&] { return !client.running() || !client.turns.goes_on(turn); };
+    // What is due for the client may end its modal wait.
+    const auto waits = [&] { return client.turns.modal_wait() && !loop_.is_due(client); };
+    const auto over = [&] { return !client.running() || !client.turns.goes_on(turn) || waits(); };
     const auto limit =
         ending_ ? std::min(options_.turn_limit, options_.exit_limit) : options_.turn_limit;
     if (!serve_until(over, limit)) {
@@ -260,7 +268,9 @@ Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string 
     }
     if (!client.refusal.empty())
         return wrong(Outcome::undelivered, client, procedure + " is refused: " + client.refusal);
-    if (client.turns.last_handed_back() == turn)
+    if (client.turns.goes_on(turn))
+        return {Outcome::modal, client.title() + ": waits for a modal dialog in " + procedure};
+    if (!client.turns.was_broken_off(turn))
         return {Outcome::handed_back, client.title() + ": " + procedure + " handed control back",
                 client.leaving};
     if (client.running())
@@ -283,8 +293,11 @@ Outcome Host::command(Client &client, IntT number)
 Outcome Host::notify(Client &client, IntT notification, UIntT object, const std::string &string,
                      IntT integer)
 {
-    return call<callback::vq_api_notify_1>(client,
-                                           {notification, object, borrowed(string), integer});
+    const Outcome outcome =
+        call<callback::vq_api_notify_1>(client, {notification, object, borrowed(string), integer});
+    if (outcome.was_sent())
+        notified_.push_back(notification);
+    return outcome;
 }
 
 Outcome Host::message(Client &client, const std::string &text, UIntT id1, UIntT id2)
@@ -297,14 +310,28 @@ Outcome Host::dialog_event(Client &client, IntT dialog, IntT item, IntT detail)
     return call<callback::vq_api_dialog_event_1>(client, {dialog, item, detail});
 }
 
+Outcome Host::end_dialog(Client &client, IntT item, IntT result)
+{
+    if (!client.turns.modal_wait())
+        return dialog_event(client, 0, item, result);
+    const Turn waiting = client.turns.innermost();
+    const Outcome ended = dialog_event(client, 0, item, result);
+    return ended ? wait_for_turn(client, waiting.id, std::string(waiting.procedure)) : ended;
+}
+
 Outcome Host::ask_to_quit(Client &client)
 {
     using callback::vq_api_quit_1;
     client.leaving = true;
     client.quitting = Turn{
         .procedure = vq_api_quit_1::name, .number = vq_api_quit_1::number, .since = Clock::now()};
-    return client.connection.is_open() ? send(client, procedure_of<vq_api_quit_1>(), nullptr)
-                                       : Outcome{};
+    if (!client.connection.is_open())
+        return {};
+    // A client does not end before its modal waits do.
+    const auto waits = [&client] { return client.turns.modal_wait() != nullptr; };
+    for (std::size_t i = client.turns.modal_waits(); i > 0; i--)
+        loop_.defer(client, waits, [this, &client] { dialog_event(client, 0, 0, cancelled); });
+    return send(client, procedure_of<vq_api_quit_1>(), nullptr);
 }
 
 Outcome Host::quit(Client &client)
@@ -325,9 +352,21 @@ void Host::serve(milliseconds duration)
     serve_until([=] { return Clock::now() >= until; }, duration);
 }
 
-bool Host::serve_until(const std::function<bool()> &done, milliseconds limit)
+bool Host::serve_until(const std::function<bool()> &done, milliseconds limit, EventLoop::Time time)
 {
-    return loop_.serve_until(done, limit);
+    return loop_.serve_until(done, limit, time);
+}
+
+void Host::sleep(const Client &client, std::chrono::microseconds time)
+{
+    const auto limit = std::min(std::chrono::ceil<milliseconds>(time), options_.turn_limit);
+    serve_until([&] { return !client.running(); }, limit, EventLoop::Time::counted);
+}
+
+bool Host::any_client_holds_control()
+{
+    return std::ranges::any_of(
+        clients(), [](const Client &each) { return each.turns.client_holds_control(); });
 }
 
 bool Host::wait_for_exit(Client &client, milliseconds limit)
@@ -384,6 +423,7 @@ void Host::end()
             clients_.note_exit(client);
         client.process.reset();
     }
+    programs_.end();
     session_service_.reset();
     if (service_)
         svc_destroy(service_);

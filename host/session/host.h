@@ -3,13 +3,16 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <list>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "host/session/dispatcher.h"
+#include "host/session/programs.h"
 #include "host/session/session_program.h"
 
 namespace velt::host
@@ -20,6 +23,7 @@ struct Outcome {
     enum Kind {
         handed_back, // for quit: the client has exited
         queued,      // the client waits for an answer; the call follows that
+        modal,       // the client waits for the end of a modal dialog
         busy,        // not called: the client holds control
         late,        // the time limit passed; the client may still hand over
         died,
@@ -30,6 +34,7 @@ struct Outcome {
     bool bailout = false;  // the client has handed control back for the last time
 
     explicit operator bool() const { return kind == handed_back; }
+    bool was_sent() const { return kind == handed_back || kind == modal || kind == late; }
 };
 
 class Host
@@ -45,14 +50,17 @@ public:
     // does not come up, and nothing of it is then left.
     Client &start(const Startup &what, int number, const std::string &name, bool detach = false);
 
-    // Each of these calls the client and serves until control comes back, the client dies, or it is
-    // late. They report at the console whatever is not as it should be.
+    // Each of these calls the client and serves until control comes back, the client waits for a
+    // modal dialog, dies, or is late. They report at the console whatever is not as it should be.
     Outcome initialise(Client &client, IntT code);
     Outcome command(Client &client, IntT number);
     Outcome notify(Client &client, IntT notification, UIntT object, const std::string &string,
                    IntT integer);
     Outcome message(Client &client, const std::string &text, UIntT id1, UIntT id2);
     Outcome dialog_event(Client &client, IntT dialog, IntT item, IntT detail);
+    // Ends the modal dialog that the client waits for, and serves until the callback that opened it
+    // is over in one of these ways.
+    Outcome end_dialog(Client &client, IntT item, IntT result);
     // Serves until the client has exited.
     Outcome quit(Client &client);
 
@@ -61,13 +69,24 @@ public:
     void serve(std::chrono::milliseconds duration);
     // Serves until `done` holds; returns false when it does not within the limit. Throws Error when
     // interrupted.
-    bool serve_until(const std::function<bool()> &done, std::chrono::milliseconds limit);
+    bool serve_until(const std::function<bool()> &done, std::chrono::milliseconds limit,
+                     EventLoop::Time time = EventLoop::Time::excused);
     // Serves until the client has exited; returns false when it has not within the limit.
     bool wait_for_exit(Client &client, std::chrono::milliseconds limit);
     // Runs the action as soon as no call is being answered.
     void after_reply(const Client &client, std::function<void()> action);
     // Asks the person; the time that they take makes no client late.
     Reply ask(const Question &question);
+    // Shows the person how far the client is.
+    void progress(const Client &client, IntT percent) { console_.progress(client.number, percent); }
+    // Serves for so long, but not beyond the limit of a turn, nor the end of the client that has
+    // asked for it.
+    void sleep(const Client &client, std::chrono::microseconds time);
+
+    // The person cancels what a client does; the first client that asks is told, once.
+    void cancel() { cancelled_ = true; }
+    bool take_cancel() { return std::exchange(cancelled_, false); }
+    bool any_client_holds_control();
 
     // Quits all clients at once, kills those that stay, and removes all registrations. A second
     // call does no harm.
@@ -80,6 +99,10 @@ public:
     UIntT program() const { return program_; }
     UIntT session_program() const { return session_program_; }
     Options &options() { return options_; }
+    Programs &programs() { return programs_; }
+    Reports &reports() { return reports_; }
+    // The notifications that clients have been sent and the script has not expected yet.
+    std::deque<IntT> &notified() { return notified_; }
 
 private:
     void listen();
@@ -100,7 +123,10 @@ private:
     Clients clients_;
     EventLoop loop_;
     Dispatcher dispatcher_;
+    Programs programs_;
+    std::deque<IntT> notified_;
     bool ending_ = false;
+    bool cancelled_ = false;
     SVCXPRT *service_ = nullptr;
     std::unique_ptr<SessionProgram> session_service_;
     UIntT program_ = 0;

@@ -26,6 +26,8 @@ struct Options {
     std::function<int()> interrupts;
     // Each client is stopped before it begins, for a debugger.
     bool stop_at_start = false;
+    // Clients may have the host run programs.
+    bool allow_programs = false;
     // The port mapper to use; null creates one for this session.
     std::shared_ptr<PortMapper> port_mapper;
 };

@@ -11,6 +11,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <sstream>
 #include <system_error>
 
 #include "apilib/unix/process.h"
@@ -34,7 +36,10 @@ namespace
     if (null >= 0)
         dup2(null, STDIN_FILENO);
     close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-    setenv("VQAPIX", identity.c_str(), 1);
+    if (identity.empty())
+        unsetenv("VQAPIX");
+    else
+        setenv("VQAPIX", identity.c_str(), 1);
     if (port_mapper.empty())
         unsetenv("VQPMAP");
     else
@@ -156,6 +161,19 @@ void ClientProcess::kill(int signal)
         ::kill(-group_, signal);
     if (id_ != 0 && !status_ && getpgid(id_) != group_ && lives(id_, start_))
         ::kill(id_, signal);
+}
+
+std::string find_program(const std::string &name)
+{
+    const char *path = std::getenv("PATH");
+    if (name.find('/') != name.npos || !path)
+        return name;
+    std::istringstream folders(path);
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (const std::string found = folder + "/" + name;
+            access(found.c_str(), X_OK) == 0 && !std::filesystem::is_directory(found))
+            return found;
+    return name;
 }
 
 std::string describe_exit(std::optional<int> status)

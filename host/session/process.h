@@ -1,4 +1,5 @@
-// The process of a client that the host starts, with whatever it leaves behind.
+// The process of a client, or of a program for one, that the host starts, with whatever it leaves
+// behind.
 #pragma once
 
 #include <sys/types.h>
@@ -25,10 +26,10 @@ struct Startup {
 class ClientProcess
 {
 public:
-    // Starts the program with VQAPIX set to `identity`, VQPMAP set to the port mapper if that has a
-    // name, default signals, an empty standard input, and no descriptors but the standard ones.
-    // `stopped` has it wait for SIGCONT, or for a debugger, at its first instruction. Throws
-    // std::system_error when it cannot be started.
+    // Starts the program with VQAPIX set to `identity`, unless that is empty, VQPMAP set to the
+    // port mapper if that has a name, default signals, an empty standard input, and no descriptors
+    // but the standard ones. `stopped` has it wait for SIGCONT, or for a debugger, at its first
+    // instruction. Throws std::system_error when it cannot be started.
     ClientProcess(const Startup &what, const std::string &identity, const std::string &port_mapper,
                   bool stopped = false);
     ClientProcess(const ClientProcess &) = delete;
@@ -50,6 +51,8 @@ public:
 
     // Returns whether the client has ended, even if others of its group have not.
     bool ended();
+    // Returns whether the whole group has.
+    bool group_ended() { return ended() && ended_; }
 
     // Returns the client's own exit status as wait(2) gives it, or that of the process that was
     // started, if that has waited for the client; nothing while it is not known.
@@ -64,6 +67,10 @@ private:
     bool ended_ = false;
     std::optional<int> status_, first_status_;
 };
+
+// Looks for a program that is given by its name alone, as a shell does, and returns its path;
+// returns the name as it is when there is none.
+std::string find_program(const std::string &name);
 
 // Returns a text such as "exited with status 3" or "was killed by signal 9 (Killed)".
 std::string describe_exit(std::optional<int> status);

@@ -5,6 +5,15 @@
 
 namespace velt::host
 {
+namespace
+{
+
+bool waits_modally(const Turn &turn)
+{
+    return turn.modal_wait.has_value();
+}
+
+} // namespace
 
 std::size_t Turns::begin(std::string_view procedure, rpcproc_t number, bool ends_modal_wait)
 {
@@ -22,13 +31,12 @@ std::optional<Turn> Turns::hand_back()
     if (!client_holds_control())
         return {};
     breach_reported_ = false;
-    const std::optional<Turn> turn = break_off();
-    last_handed_back_ = turn->id;
-    if (turn->ends_modal_wait) {
-        const auto waiting = std::find_if(turns_.rbegin(), turns_.rend(),
-                                          [](const Turn &each) { return each.modal_wait; });
+    const Turn turn = turns_.back();
+    turns_.pop_back();
+    if (turn.ends_modal_wait) {
+        const auto waiting = std::find_if(turns_.rbegin(), turns_.rend(), waits_modally);
         if (waiting != turns_.rend())
-            waiting->modal_wait = false;
+            waiting->modal_wait.reset();
     }
     return turn;
 }
@@ -44,13 +52,19 @@ std::optional<Turn> Turns::break_off()
         return {};
     const Turn turn = turns_.back();
     turns_.pop_back();
+    broken_off_.push_back(turn.id);
     return turn;
 }
 
-void Turns::wait_modally()
+void Turns::wait_modally(IntT number, UIntT dialog)
 {
     if (client_holds_control())
-        turns_.back().modal_wait = true;
+        turns_.back().modal_wait = {number, dialog, std::chrono::steady_clock::now()};
+}
+
+std::size_t Turns::modal_waits() const
+{
+    return static_cast<std::size_t>(std::ranges::count_if(turns_, waits_modally));
 }
 
 void Turns::mark_late(std::size_t id)
@@ -69,6 +83,11 @@ std::size_t Turns::depth_of(std::size_t id) const
 {
     return static_cast<std::size_t>(
         std::ranges::count_if(turns_, [=](const Turn &each) { return each.id < id; }));
+}
+
+bool Turns::was_broken_off(std::size_t id) const
+{
+    return std::ranges::find(broken_off_, id) != broken_off_.end();
 }
 
 bool Turns::goes_on(std::size_t id) const

@@ -9,8 +9,18 @@
 
 #include <rpc/rpc.h>
 
+#include "velt/scalars.h"
+
 namespace velt::host
 {
+
+// The wait for the end of a modal dialog, in which the client serves the host although its callback
+// has not returned.
+struct ModalWait {
+    IntT number;  // the client's own for the dialog
+    UIntT dialog; // the object
+    std::chrono::steady_clock::time_point since;
+};
 
 // A stretch in which the client holds control: the host has called it, or it took control.
 struct Turn {
@@ -18,8 +28,7 @@ struct Turn {
     rpcproc_t number;
     std::chrono::steady_clock::time_point since;
     std::size_t id = 0;
-    // In a modal wait the client serves the host although its callback has not returned.
-    bool modal_wait = false;
+    std::optional<ModalWait> modal_wait = {};
     bool ends_modal_wait = false;
     bool late = false;
 };
@@ -40,25 +49,33 @@ public:
     std::optional<Turn> break_off();
     // Begins a modal wait, in which the client can be called although it has not handed control
     // back.
-    void wait_modally();
+    void wait_modally(IntT number, UIntT dialog);
     void mark_late(std::size_t id);
     // Returns whether a call that the client makes without holding control is worth a report: once
     // for each stretch, so that a client that goes on is not reported a thousand times.
     bool is_new_breach();
 
     bool client_holds_control() const { return !turns_.empty() && !turns_.back().modal_wait; }
+    // Returns the modal wait that the client is in, or null. Waits around it do not count.
+    const ModalWait *modal_wait() const
+    {
+        return turns_.empty() || !turns_.back().modal_wait ? nullptr : &*turns_.back().modal_wait;
+    }
+    // Returns the number of modal waits that have to end before the client is out of all.
+    std::size_t modal_waits() const;
     bool empty() const { return turns_.empty(); }
     std::size_t depth() const { return turns_.size(); }
     // Returns the number of turns around the turn of the id.
     std::size_t depth_of(std::size_t id) const;
     bool goes_on(std::size_t id) const;
     const Turn &innermost() const { return turns_.back(); }
-    // Returns the id of the turn that was handed back last.
-    std::size_t last_handed_back() const { return last_handed_back_; }
+    // Returns whether the turn has ended without a hand-over.
+    bool was_broken_off(std::size_t id) const;
 
 private:
     std::vector<Turn> turns_;
-    std::size_t begun_ = 0, last_handed_back_ = 0;
+    std::vector<std::size_t> broken_off_;
+    std::size_t begun_ = 0;
     bool breach_reported_ = false;
 };
 

@@ -64,6 +64,10 @@ TEST(Facts, NumbersStandInTheManual)
 #define V_OBJECT_TYPE(number, name, meaning)                                                       \
     EXPECT_NE(manual.find(#name " (" #number ")"), manual.npos) << #name;
 #include "velt/tables/object_types.def"
+#define V_FONT_FAMILY(number, name, encoding)                                                      \
+    EXPECT_NE(manual.find(name " (" #number ")"), manual.npos) << name;
+#define V_COMBINED_FAMILY(number, name) V_FONT_FAMILY(number, name, "")
+#include "velt/tables/fonts.def"
 #define V_KIND(code, name)                                                                         \
     EXPECT_TRUE(std::string(#name).starts_with("integer_") || manual.find(#name) != manual.npos)   \
         << #name;

@@ -9,11 +9,13 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "apilib/unix/process.h"
 #include "host/answers/responder.h"
+#include "host/script/commands.h"
 #include "host/trace/trace_output.h"
 #include "support/scripted_responder.h"
 #include "velt/api.h"
@@ -389,11 +391,145 @@ TEST_F(HostedClients, ModalWaitNests)
     EXPECT_TRUE(console.reports.empty()) << console.reports[0];
 }
 
-TEST_F(HostedClients, ModalDialogWithoutAModelEndsItsWait)
+TEST_F(HostedClients, AModalDialogThatIsRefusedEndsItsWait)
 {
     Client &client = start("modal");
     EXPECT_TRUE(host.command(client, 1));
-    EXPECT_EQ(told.back(), "result " + std::to_string(not_supported));
+    EXPECT_EQ(told.back(), "result " + std::to_string(no_such_object));
+}
+
+TEST_F(HostedClients, ModalDialogsWaitForTheirEndsAndNest)
+{
+    Client &client = start("dialogs");
+    EXPECT_EQ(host.command(client, 1).kind, Outcome::modal);
+    EXPECT_TRUE(host.dialog_event(client, 5, 1, 9));
+    EXPECT_EQ(host.dialog_event(client, 5, 2, 0).kind, Outcome::modal);
+    EXPECT_EQ(host.dialog_event(client, 6, 2, 0).kind, Outcome::modal);
+    EXPECT_TRUE(host.message(client, "hello", 0, 0)) << "others reach it meanwhile";
+    EXPECT_TRUE(host.end_dialog(client, 0, 70));
+    EXPECT_EQ(client.turns.modal_wait()->number, 6);
+    EXPECT_TRUE(host.end_dialog(client, 0, 60));
+    EXPECT_TRUE(host.end_dialog(client, 0, 50));
+    EXPECT_TRUE(client.turns.empty());
+    EXPECT_EQ(told,
+              (Lines{"command 1", "dialog event 5 1 9", "dialog event 5 2 0", "dialog event 6 2 0",
+                     "message hello 0 0", "result 70 of 7", "result 60 of 7", "result 50 of 5"}));
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
+
+    EXPECT_EQ(host.command(client, 1).kind, Outcome::modal);
+    EXPECT_EQ(host.dialog_event(client, 5, 2, 0).kind, Outcome::modal);
+    EXPECT_TRUE(host.quit(client)) << "which ends both dialogs";
+    EXPECT_EQ(told.back(), "result " + std::to_string(cancelled) + " of 5");
+}
+
+// What the script's person sees of it.
+TEST_F(HostedClients, ScriptsEndModalDialogsOrRunIntoTheLimit)
+{
+    std::ostringstream out;
+    PrintingConsole printing(out, out);
+    BookFile file("book");
+    const UIntT book = read_book(R"({"title": "T", "components": []})", "book", model);
+    Commands commands({model, documents, printing, &host, {}, book, file, out, false});
+    const auto error = [&](const auto &action) -> std::string {
+        try {
+            action();
+            return "";
+        } catch (const Error &failure) {
+            return failure.what();
+        }
+    };
+    Client &client = start("dialogs", false);
+    model.subscribe(client.number, 7, true);
+    host.command(client, 1);
+    for (const char *line :
+         {"expect dialog Outer", "dialog 5 2", "expect dialog Inner", "dialog end 1", "notify 7",
+          "expect dialog Outer", "expect notification 7", "expect not notification after_open"})
+        EXPECT_EQ(error([&] { commands.run(line); }), "") << line;
+    EXPECT_NE(out.str().find("waits in modal dialog 6 (Inner); \"dialog end\" ends it"),
+              std::string::npos)
+        << out.str();
+
+    host.options().turn_limit = 50ms;
+    for (const auto &action : {std::function<void()>([&] { commands.finish(); }),
+                               std::function<void()>([&] { commands.run("wait exit"); })})
+        EXPECT_EQ(error(action),
+                  "client 3 (tester) waits in modal dialog 5 (Outer), and nobody has "
+                  "ended it; \"dialog end\" does");
+    host.options().turn_limit = hang;
+    commands.run("dialog 0 0 2");
+    EXPECT_EQ(told.back(), "result 2 of 5");
+    EXPECT_EQ(error([&] { commands.run("dialog end"); }), "no client waits for a modal dialog");
+    EXPECT_EQ(error([&] { commands.finish(); }), "");
+}
+
+TEST_F(HostedClients, AClientInAModalDialogIsCalledAndOneThatCannotAnswerIsReported)
+{
+    const auto callee = [this](const char *script) -> Client & {
+        setenv("VQTEST", script, 1);
+        return host.start(TEST_CLIENT, next++, "callee");
+    };
+    Client &waits = callee("dialogs");
+    host.command(waits, 1);
+    EXPECT_TRUE(host.command(start("call client"), 1));
+    EXPECT_EQ(told[3], "answer 5");
+    EXPECT_TRUE(host.quit(waits));
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
+
+    Client &opens = callee("dialog in message");
+    EXPECT_TRUE(host.command(start("call client"), 1));
+    EXPECT_TRUE(
+        console.reported("has not answered client 6 (tester): it waits for a modal dialog"));
+    EXPECT_TRUE(host.quit(opens));
+
+    Client &busy = callee("hang");
+    host.options().turn_limit = 50ms;
+    host.command(busy, 1);
+    host.options().turn_limit = hang;
+    EXPECT_TRUE(host.command(start("call client"), 1));
+    EXPECT_TRUE(console.reported("is not called: the client holds control"));
+    kill(busy.pid, SIGKILL);
+}
+
+TEST_F(HostedClients, SleepersAreHeldToTheLimitAndTheirEnd)
+{
+    EXPECT_EQ(host.command(start("die asleep"), 1).kind, Outcome::died);
+    host.options().turn_limit = 200ms;
+    EXPECT_EQ(host.command(start("sleep"), 1).kind, Outcome::late);
+    serve_until([&] { return told.back() == "slept"; });
+}
+
+TEST_F(HostedClients, TheFirstToAskIsToldOfACancelOnce)
+{
+    host.cancel();
+    EXPECT_TRUE(host.command(start("cancel"), 1));
+    EXPECT_TRUE(told.back() == "1 0" || told.back() == "0 1") << told.back();
+}
+
+TEST_F(HostedClients, ProgramsRunOnlyIfAllowedAndEndWithTheHost)
+{
+    const auto shell = [this](const char *command) {
+        setenv("VQTEST_SHELL", command, 1);
+        EXPECT_TRUE(host.command(start(""), 1));
+        unsetenv("VQTEST_SHELL");
+        return told.back();
+    };
+    EXPECT_EQ(shell("exit 3"), "shell " + std::to_string(not_permitted));
+    EXPECT_TRUE(console.reported("--allow-programs"));
+    host.options().allow_programs = true;
+    EXPECT_EQ(shell("for i in 3 4 5 6 7 8 9; do [ ! -e /proc/$$/fd/$i ] || exit 9; done; exit 3"),
+              "shell 3");
+    EXPECT_EQ(shell("kill -9 $$"), "shell 137");
+    EXPECT_TRUE(host.command(start("run"), 1));
+    const pid_t program = std::stoi(told.back());
+    EXPECT_EQ(kill(program, 0), 0);
+    setenv("VQTEST_SHELL", "sleep 86400", 1);
+    Client &client = start("");
+    host.options().turn_limit = 200ms;
+    EXPECT_EQ(host.command(client, 1).kind, Outcome::late);
+    serve_until([&] { return told.back() == "shell 137"; });
+    unsetenv("VQTEST_SHELL");
+    host.end();
+    EXPECT_EQ(kill(program, 0), -1);
 }
 
 TEST_F(HostedClients, WhatIsNotUnderstoodIsRefusedAndTheSessionGoesOn)

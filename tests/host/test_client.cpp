@@ -31,6 +31,29 @@ bool wanted(const char *what)
     V_ApiAlert(text, 0);
 }
 
+// Shows a modal dialog, and tells its result.
+void show_dialog(IntT number, const char *name)
+{
+    const V_ObjHandleT dialog = V_ApiOpenResource(1, name);
+    const V_ObjHandleT item = V_ApiDialogItemId(dialog, 4);
+    V_ApiSetInt(0, item, 4711, number);
+    const IntT result = V_ApiModalDialog(number, dialog);
+    tell("result %d of %d", result, V_ApiGetInt(0, V_ApiDialogItemId(dialog, 4), 4711));
+}
+
+void ask_all()
+{
+    MetricT length = 0;
+    IntT item = -1;
+    StringT file = nullptr, items[] = {StringT("first"), StringT("second")};
+    const V_StringsT list = {2, items};
+    const IntT well = V_ApiPromptMetric(&length, "How long?", "12 pt", 0);
+    V_ApiFileScrollBox(&file, "Which file?", "");
+    V_ApiScrollBox(&item, "Which item?", &list, 0);
+    tell("%d %d %s %d", well, length, file ? file : "none", item);
+    V_ApiDeallocateString(&file);
+}
+
 bool_t nothing_coded(XDR *, ...)
 {
     return TRUE;
@@ -90,6 +113,29 @@ void act()
         api_vq_modal_dialog_1(&dialog, velt_client);
         tell("result %d", V_ApiServiceModalCallbacks());
     }
+    if (wanted("dialogs"))
+        show_dialog(5, "Outer");
+    if (wanted("questions"))
+        ask_all();
+    if (wanted("sleep")) {
+        V_ApiSleep(-1);
+        V_ApiUSleep(1);
+        V_ApiSleep(86400);
+        tell("slept");
+    }
+    if (wanted("die asleep")) {
+        alarm(1);
+        V_ApiSleep(86400);
+    }
+    if (wanted("cancel"))
+        tell("%d %d", V_ApiUserCancel(), V_ApiUserCancel());
+    if (const char *command = std::getenv("VQTEST_SHELL"))
+        tell("shell %d", V_ApiSystemShell(command));
+    if (wanted("run")) {
+        StringT seconds = StringT("86400");
+        const V_StringsT list = {1, &seconds};
+        tell("%d", V_ApiForkAndExec("sleep", &list));
+    }
     if (wanted("alert for ever"))
         for (;;)
             tell("again");
@@ -134,11 +180,21 @@ void V_ApiMessage(StringT message, V_ObjHandleT objectId1, V_ObjHandleT objectId
     tell("message %s %u %u", message, objectId1, objectId2);
     IntT length = static_cast<IntT>(std::strlen(message));
     api_vq_return_value_1(&length, velt_client);
+    if (wanted("dialog in message"))
+        show_dialog(7, "Asked");
+    if (wanted("wait for cancel")) {
+        V_Progress(50);
+        while (V_ApiUserCancel() == 0)
+            V_ApiUSleep(1000);
+        tell("cancelled");
+    }
 }
 
 void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail)
 {
     tell("dialog event %d %d %d", dialog, item, detail);
+    if (wanted("dialogs") && item == 2)
+        show_dialog(dialog + 1, "Inner");
 }
 
 int main(int argc, char **argv)

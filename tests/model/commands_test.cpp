@@ -14,6 +14,7 @@ namespace velt::host
 namespace
 {
 
+using namespace std::literals;
 using Words = std::vector<std::string>;
 
 TEST(Parser, WordsAndLists)
@@ -127,8 +128,10 @@ TEST_F(CommandLanguage, Mistakes)
         {done, {"expect not property nobody name", "expect running none"}},
         {failed, {"get 1 none", "get nobody name", "set session language 3", "set 1 name 三"}},
         {misused, {"notify", "notify x", "notify 99999999999", "notify 1 2 3 4 5", "dialog 1"}},
-        {misused, {"answer", "answer x"}},
-        {failed, {"start", "wait 1", "notify 1", "message hello", "dialog 1 2"}},
+        {misused, {"answer", "answer \"x", "dialog end 1 2", "cancel 1", "expect progress x"}},
+        {failed, {"start", "wait 1", "notify 1", "message hello", "dialog 1 2", "dialog end"}},
+        {failed, {"cancel", "expect progress", "expect question", "expect notification 7"}},
+        {done, {"expect dialog none"}},
         {failed, {"clients", "stop", "choose Nothing", "choose Go"}},
     };
     for (const auto &[code, lines] : mistakes)
@@ -145,7 +148,7 @@ TEST_F(CommandLanguage, AlertsAreAnsweredInOrder)
     commands.run("answer 5 -6");
     EXPECT_EQ(std::get<IntT>(ask("\x83\x65?")), 5);
     EXPECT_EQ(std::get<IntT>(ask("second")), -6);
-    EXPECT_EQ(std::get<IntT>(ask("third")), 0);
+    EXPECT_EQ(ask("third").index(), 0U) << "cancelled";
     EXPECT_EQ(error("expect alert テ").first, done);
     EXPECT_EQ(error("expect alert テ").first, failed) << "expected once only";
     EXPECT_EQ(error("expect alert third").first, done);
@@ -154,6 +157,72 @@ TEST_F(CommandLanguage, AlertsAreAnsweredInOrder)
     for (const char *line : {"expect not alert x", "expect not alerts 0", "expect alerts 1",
                              "expect alerts 0", "expect not alert"})
         EXPECT_EQ(error(line).first, done) << line;
+}
+
+TEST_F(CommandLanguage, AnswersAreOfTheirQuestionsKind)
+{
+    const struct {
+        Question::Kind kind;
+        const char *answer, *told; // empty for one that does not fit
+    } cases[] = {
+        {Question::integer, "-7", "-7"},
+        {Question::integer, "1.5", ""},
+        {Question::integer, "99999999999", ""},
+        {Question::length, "\"1.5 in\"", "108 pt"},
+        {Question::length, "\"-2\\\"\"", "-144 pt"},
+        {Question::length, "25.4mm", "72 pt"},
+        {Question::length, "2", "24 pt"}, // of the unit that the question names
+        {Question::length, "600in", ""},
+        {Question::length, "\"3 miles\"", ""},
+        {Question::length, "inf", ""},
+        {Question::string, "\"テ スト\"", "テ スト"},
+        {Question::string, "ü", ""}, // which the encoding lacks
+        {Question::file, "a/b", "a/b"},
+        {Question::scroll_box, "2", "2, テ"},
+        {Question::quick_select, "テ", "2, テ"},
+        {Question::scroll_box, "0", ""},
+        {Question::scroll_box, "3", ""},
+        {Question::point, "1pt,1cm", "1 pt,28.3464508 pt"},
+        {Question::point, "1pt", ""},
+        {Question::rectangle, "\"0, 1 pt, 1 pc, 2 pc\"", "0 pt,1 pt,12 pt,24 pt"},
+        {Question::unsaved, "cancel", "cancel"},
+    };
+    for (const auto &[kind, answer, told] : cases) {
+        out.str("");
+        commands.run(std::string("answer ") + answer);
+        const Reply reply = console.ask({.kind = kind,
+                                         .client = 1,
+                                         .text = "How?",
+                                         .items = {"one", "\x83\x65"},
+                                         .detail = 12 << 16});
+        const bool cancelled = std::string(told) == "cancel" || !*told;
+        EXPECT_EQ(reply.index() == 0, cancelled) << answer;
+        const std::string line = cancelled ? "  cancelled\n"s : "  answered with "s + told + "\n";
+        EXPECT_TRUE(out.str().ends_with(line)) << answer << ": " << out.str();
+        const std::string text = error("show").second;
+        EXPECT_EQ(text.empty(), *told != '\0') << answer;
+        EXPECT_TRUE(*told || text.find(" of client 1: How?") != text.npos) << text;
+        EXPECT_EQ(error("expect question How").first, done);
+        console.answers.clear();
+    }
+    EXPECT_NE(out.str().find("   1  one\n"), std::string::npos) << out.str();
+}
+
+TEST_F(CommandLanguage, ProgressIsToldOnceAndExpected)
+{
+    for (const IntT percent : {10, 50, 50, 20})
+        console.progress(1, percent);
+    EXPECT_EQ(out.str(), "progress of client 1: 10 %\nprogress of client 1: 50 %\n"
+                         "progress of client 1: 20 %\n");
+    EXPECT_EQ(error("expect progress 51").first, failed);
+    EXPECT_EQ(error("expect progress 50").first, done);
+    EXPECT_EQ(error("expect progress").first, failed);
+    out.str("");
+    console.bar = true;
+    console.progress(1, 50);
+    commands.run("select 1");
+    EXPECT_EQ(out.str(), "\rprogress of client 1: [" + std::string(20, '#') + std::string(20, ' ') +
+                             "]  50 %\n");
 }
 
 TEST_F(CommandLanguage, PropertiesAreWrittenAndRead)

@@ -5,3 +5,5 @@ velt_test(document_test SOURCES model/document_test.cpp support/heap.cpp LINK vq
 watch_heap(book_test document_test)
 velt_test(commands_test SOURCES model/commands_test.cpp LINK vqhost-lib)
 target_compile_definitions(commands_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/vqhost.1")
+velt_test(words_test SOURCES model/words_test.cpp LINK vqhost-lib)
+target_compile_definitions(words_test PRIVATE HUNSPELL=$<BOOL:${HUNSPELL_FOUND}>)

@@ -107,7 +107,7 @@ TEST_F(PromptLines, LinesAreEditedCompletedAndKept)
 
 TEST_F(PromptLines, AlertsAreAskedForAlsoWhileALineIsEdited)
 {
-    const char *question = "answer with a whole number (Enter: 0, Ctrl-D: cancel, which is -1): ";
+    const char *question = "answer with a whole number (Enter: 0, Ctrl-D: cancel)";
     EXPECT_EQ(run({"--port-mapper", "own", "--trace", "--client", TEST_CLIENT, "--client-env",
                    "VQTEST=call after done"},
                   {{"init 1", ""},
@@ -126,6 +126,45 @@ TEST_F(PromptLines, AlertsAreAskedForAlsoWhileALineIsEdited)
                    "VQTEST=alert for ever"},
                   {{question, "\x03"}}),
               1);
+}
+
+TEST_F(PromptLines, QuestionsAreAnsweredWithUnitsNamesAndNumbers)
+{
+    const char *alert = "answer with a whole number", *answer = "answer> ";
+    EXPECT_EQ(
+        run({"--port-mapper", "own", "--client", TEST_CLIENT, "--client-env", "VQTEST=questions"},
+            {{alert, ""},
+             {answer, "\"1\n"},
+             {"not closed", ""},
+             {answer, "\n"},
+             {"answer with a length, such as 12 pt or 5 mm (Enter: 12 pt,", ""},
+             {answer, "1 mile\n"},
+             {"not a length", ""},
+             {answer, "1 in\n"},
+             {"Which file?", ""},
+             {answer, "bo\t"},
+             {"ok", "\n"},
+             {"   2  second", ""},
+             {answer, "2\n"},
+             {"0 4718592 book 1", ""},
+             {answer, "\n"},
+             {"vqhost> ", "quit\n"}}),
+        0);
+}
+
+TEST_F(PromptLines, TheFirstInterruptCancelsWhatAClientDoes)
+{
+    EXPECT_EQ(run({"--port-mapper", "own", "--client", TEST_CLIENT, "--client-env",
+                   "VQTEST=wait for cancel"},
+                  {{"answer> ", "\n"},
+                   {"vqhost> ", "message hello\n"},
+                   {"answer> ", "\n"},
+                   {"progress of client 1: [", "\x03"},
+                   {"cancels what the client does", ""},
+                   {"cancelled", ""},
+                   {"answer> ", "\n"},
+                   {"vqhost> ", "quit\n"}}),
+              0);
 }
 
 } // namespace

@@ -61,6 +61,12 @@ std::string structure_text(const std::string &type)
     return text + "}";
 }
 
+// The stubs of the procedures of which the reference host has a model.
+constexpr std::string_view modelled[] = {
+#define V_ANSWER(stub) #stub,
+#include "host/answers/answers.def"
+};
+
 std::vector<Procedure> procedure_table()
 {
     static constexpr struct {
@@ -79,6 +85,7 @@ std::vector<Procedure> procedure_table()
                          structure_text(row.argument),
                          structure_text(row.result),
                          row.has_call,
+                         std::ranges::find(modelled, row.stub) != std::end(modelled),
                          {}});
     return table;
 }

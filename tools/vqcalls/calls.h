@@ -16,6 +16,7 @@ struct Procedure {
     std::string argument; // the structure with its fields in wire order
     std::string result;
     bool has_call;
+    bool is_modelled; // by the reference host
     std::vector<std::string> users;
 };
 

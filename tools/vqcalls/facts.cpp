@@ -67,6 +67,12 @@ std::vector<Facts> facts()
 #define V_DICTIONARY(operation, name, meaning) {"V_dictionary_" #name, operation, meaning},
 #include "velt/tables/dictionary.def"
          }},
+        {"Spelling: what the reference host complains of, and the options that it heeds",
+         {
+#define V_SPELLING_FAULT(number, name, meaning) {"V_spelling_" #name, number, meaning},
+#define V_SPELLING_OPTION(number, name, meaning) {"V_spelling_" #name, number, meaning},
+#include "velt/tables/spelling.def"
+         }},
     };
 }
 

@@ -31,6 +31,11 @@ std::string release(const Call &call)
     return call.release.empty() ? "" : "The caller releases it with " + call.release + ".";
 }
 
+const char *model(const Procedure &procedure)
+{
+    return procedure.is_modelled ? "modelled" : "not supported";
+}
+
 // Formats text for a manual page: each sentence begins a line, and no line is longer than 80 bytes.
 std::string flowed(const std::string &text)
 {
@@ -110,7 +115,8 @@ std::string man_page(const Interface &interface, const Family &family)
         const Procedure &procedure = interface.procedure(call.stub);
         out << ".Pp\n"
             << flowed("Procedure " + std::to_string(procedure.number) + ", " + procedure.stub +
-                      ". Argument: " + procedure.argument + ". Result: " + procedure.result + ".");
+                      ". Argument: " + procedure.argument + ". Result: " + procedure.result +
+                      ". Reference host: " + model(procedure) + ".");
     }
     out << ".El\n";
     if (family.name == facts_family)
@@ -163,7 +169,7 @@ std::string markdown(const Interface &interface)
             const Procedure &procedure = interface.procedure(call.stub);
             out << "\nProcedure " << procedure.number << ' ' << quoted(procedure.stub)
                 << ", argument " << quoted(procedure.argument) << ", result "
-                << quoted(procedure.result) << '\n';
+                << quoted(procedure.result) << ".\nReference host: " << model(procedure) << ".\n";
         }
     }
     for (const Facts &each : facts()) {
@@ -171,7 +177,8 @@ std::string markdown(const Interface &interface)
         for (const auto &[name, number, meaning] : each.rows)
             out << "| " << quoted(name) << " | " << number << " | " << meaning << " |\n";
     }
-    out << "\n## Procedures of the host\n\n| Number | Stub | Called by |\n|---|---|---|\n";
+    out << "\n## Procedures of the host\n\n| Number | Stub | Called by | Reference host |\n"
+           "|---|---|---|---|\n";
     for (const Procedure &procedure : interface.procedures) {
         out << "| " << procedure.number << " | " << quoted(procedure.stub) << " | ";
         const char *separator = "";
@@ -179,7 +186,7 @@ std::string markdown(const Interface &interface)
             out << separator << quoted(user);
             separator = ", ";
         }
-        out << (procedure.has_call ? "" : "its stub alone") << " |\n";
+        out << (procedure.has_call ? "" : "its stub alone") << " | " << model(procedure) << " |\n";
     }
     return std::move(out).str();
 }

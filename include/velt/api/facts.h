@@ -106,6 +106,14 @@ enum {
 #include "velt/tables/dictionary.def"
 };
 
+/* V_spelling_unknown_word, say: what V_ApiSpell complains of, and the options that it heeds. */
+enum {
+#define V_SPELLING_FAULT(number, name, meaning) V_spelling_##name = number,
+#define V_SPELLING_OPTION(number, name, meaning) V_spelling_##name = number,
+#include "velt/tables/spelling.def"
+    V_spelling_right = 0
+};
+
 VELT_BEGIN_DECLS
 
 /* One line of text on a value of VA_errno, without a line end; never null. A code that the library

@@ -15,9 +15,10 @@ VELT_BEGIN_DECLS
 /* Shows an alert; returns the host's answer, -1 when none came. The reference host shows int2 as
  * the alert's type. */
 IntT V_ApiAlert(const char *message, IntT int2);
-/* Asks for an integer. */
+/* Asks str2 for an integer. The reference host suggests the second string of a prompt, as text. */
 IntT V_ApiPromptInt(IntT *answer, const char *str2, const char *str3);
-/* Asks for a length. */
+/* Asks for a length. For the reference host int4 is the length that a number without a unit counts;
+ * all are in 1/65536 point. */
 IntT V_ApiPromptMetric(MetricT *answer, const char *str2, const char *str3, IntT int4);
 /* Asks for a string. */
 IntT V_ApiPromptString(StringT *answer, const char *str2, const char *str3);
@@ -29,7 +30,7 @@ IntT oldV_ApiChooseFile(StringT *answer, const char *str2, const char *str3, con
                         IntT int5);
 /* The same with no third string and 0. */
 IntT V_ApiFileScrollBox(StringT *answer, const char *str2, const char *str3);
-/* Asks for an item of a list. */
+/* Asks for an item of a list. The reference host answers with its index from 0. */
 IntT V_ApiScrollBox(IntT *answer, const char *title, const V_StringsT *items, IntT int4);
 /* Asks for an item of a list as the user types; returns the host's answer, -1 on failure. */
 IntT V_ApiQuickSelect(V_ObjHandleT doc, const char *str2, const V_StringsT *items);
