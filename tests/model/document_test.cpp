@@ -206,7 +206,9 @@ TEST_F(DocumentRules, ClientsAreToldWhatBecameOfFiles)
                    {"damaged.json", damaged_file, V_file_damaged},
                    {"newer.json", newer_file, V_file_newer}};
     for (const auto &[file, status, bit] : refused) {
-        Open open(context, {const_cast<StringT>(file), V_ApiGetOpenDefaultParams()});
+        V_PropValsT options = V_ApiGetOpenDefaultParams();
+        Open open(context, {const_cast<StringT>(file), options});
+        V_ApiDeallocatePropVals(&options);
         EXPECT_EQ(open->status, status) << file;
         EXPECT_TRUE(open.tells(bit)) << file;
         EXPECT_NE(open.reason().find(file), std::string::npos) << open.reason();
