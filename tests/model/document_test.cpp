@@ -8,10 +8,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "apilib/wire/memory.h"
-#include "host/answers/answers.h"
 #include "host/files/document.h"
 #include "host/script/commands.h"
+#include "support/answered.h"
 #include "support/folder.h"
 #include "support/heap.h"
 
@@ -61,21 +60,6 @@ std::string short_document(const std::string &text)
 {
     return R"({"flows": [{"paragraphs": [{"text": ")" + text + "\"}]}]}";
 }
-
-// The answer to a call, released as the server does.
-template <class Procedure>
-struct Answered {
-    typename Procedure::Result value{};
-    Answered(Context &context, const typename Procedure::Argument &argument)
-    {
-        Answer<Procedure>::answer(context, argument, value);
-    }
-    Answered(const Answered &) = delete;
-    ~Answered() { velt::release(value); }
-    auto *operator->() { return &value; }
-    bool tells(IntT bit) const { return V_ApiCheckStatus(value.retParams, bit) != 0; }
-    std::string reason() const { return value.retParams->val[2].propVal.u.stringVal; }
-};
 
 class DocumentRules : public test::InFolder
 {

@@ -1,11 +1,9 @@
 // The model through the answers that clients get.
 
 #include "api/samples.h"
+#include "support/answered.h"
 
 #include <algorithm>
-
-#include "apilib/wire/memory.h"
-#include "host/answers/answers.h"
 
 namespace velt::host
 {
@@ -15,19 +13,6 @@ namespace
 struct SilentConsole : Console {
     Reply ask(const Question &question) override { return 40 + question.detail; }
     void report(const std::string &) override {}
-};
-
-// The answer to a call, released as the server does.
-template <class Procedure>
-struct Answered {
-    typename Procedure::Result value{};
-    Answered(Context &context, const typename Procedure::Argument &argument)
-    {
-        Answer<Procedure>::answer(context, argument, value);
-    }
-    Answered(const Answered &) = delete;
-    ~Answered() { velt::release(value); }
-    auto *operator->() { return &value; }
 };
 
 // The identifier of a property by its number.

@@ -1,11 +1,10 @@
 // Word lists, spelling, dictionaries and fonts, through the answers that clients get.
 
+#include "support/answered.h"
 #include "support/folder.h"
 
 #include <algorithm>
 
-#include "apilib/wire/memory.h"
-#include "host/answers/answers.h"
 #include "host/values/text.h"
 
 namespace velt::host
@@ -17,20 +16,6 @@ struct ReportingConsole : Console {
     std::vector<std::string> reports;
     Reply ask(const Question &) override { return {}; }
     void report(const std::string &line) override { reports.push_back(line); }
-};
-
-template <class Procedure>
-struct Answered {
-    typename Procedure::Result value{};
-    template <class Argument>
-    Answered(Context &context, const Argument &argument)
-    {
-        const typename Procedure::Argument whole = argument;
-        Answer<Procedure>::answer(context, whole, value);
-    }
-    Answered(const Answered &) = delete;
-    ~Answered() { velt::release(value); }
-    auto *operator->() { return &value; }
 };
 
 StringT str(const char *text)
