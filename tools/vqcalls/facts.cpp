@@ -46,6 +46,33 @@ std::vector<Facts> facts()
 #define V_STATUS(code, name, meaning) {"V_status_" #name, code, meaning},
 #include "velt/tables/statuses.def"
          }},
+        {"Notifications of the reference host",
+         {
+#define V_NOTIFICATION(code, name, meaning) {"V_notification_" #name, code, meaning},
+#include "velt/tables/notifications.def"
+         }},
+        {"Options of V_ApiFind",
+         {
+#define V_FIND_OPTION(number, name, kind, meaning) {"V_find_" #name, number, #kind ": " meaning},
+#include "velt/tables/find_options.def"
+         }},
+        {"Items of text: the bits of selectors",
+         {
+#define V_TEXT_ITEM(bit, name, type, meaning)                                                      \
+    {"V_select_" #name, bit, meaning "; V_item_" #name " is " #type},
+#include "velt/tables/text_items.def"
+         }},
+        {"Operations on files: the options that the reference host heeds, and what it returns",
+         {
+#define V_HOST_OPTION(operation, number, name, kind, meaning)                                      \
+    {"V_" #name, number, #kind ", of " #operation ": " meaning},
+#include "velt/tables/host_options.def"
+         }},
+        {"Operations on files: the bits that V_ApiCheckStatus tests",
+         {
+#define V_FILE_STATUS(bit, name, meaning) {"V_file_" #name, bit, meaning},
+#include "velt/tables/file_statuses.def"
+         }},
         {"Errors of the library",
          {
 #define V_ERROR(code, name, meaning) {"V_error_" #name, code, meaning},
