@@ -92,7 +92,6 @@ private:
     void load(UIntT document, KnownFile &file, std::string text);
     void attach(UIntT document);
     void announce(IntT notification, UIntT document, const std::string &path, const Client *cause);
-    std::string name_for(UIntT document, const Client *cause) const;
     FileOutcome ask_for_changes(UIntT document, const Client *cause);
 
     Model &model_;

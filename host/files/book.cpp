@@ -81,7 +81,7 @@ UIntT Reader::selected(const JsonNode &node, UIntT book)
 void Reader::session(const JsonNode &root, IntT language)
 {
     if (const JsonNode *named = root.member("language")) {
-        const std::string name = utf8_in(*named);
+        const std::string name = named->text();
         try {
             language = language != V_language_none ? language : language_number(name);
         } catch (const std::runtime_error &error) {
@@ -96,7 +96,7 @@ void Reader::session(const JsonNode &root, IntT language)
     attempt(problems_, [&] {
         if (!encoding)
             return;
-        const std::string &wanted = utf8_in(*encoding);
+        const std::string &wanted = encoding->text();
         const auto is_it = [&](const char *each) { return V_StrIEqual(each, wanted.c_str()) != 0; };
         if (!wanted.empty() && std::ranges::none_of(dialog_encodings, is_it)) {
             std::string all;

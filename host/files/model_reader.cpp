@@ -29,19 +29,9 @@ void read_nodes(
     misuse(all);
 }
 
-const std::string &ModelReader::utf8_in(const JsonNode &node)
-{
-    if (!node.value.is_string())
-        throw JsonError(node, "a text in quotes is needed here");
-    const auto &text = node.value.get_ref<const std::string &>();
-    if (text.find('\0') != std::string::npos)
-        throw JsonError(node, "a text cannot hold the character 0");
-    return text;
-}
-
 std::string ModelReader::text(const JsonNode &node) const
 {
-    const std::string &utf8 = utf8_in(node);
+    const std::string &utf8 = node.text();
     try {
         return session_->from_utf8(utf8);
     } catch (const std::runtime_error &error) {
@@ -52,9 +42,7 @@ std::string ModelReader::text(const JsonNode &node) const
 void ModelReader::need_object(const JsonNode &node, std::initializer_list<std::string_view> names)
 {
     node.need(JsonNode::object);
-    for (const auto &[each, value] : node.members)
-        if (std::ranges::find(names, each) == names.end())
-            problems_.emplace_back(value, "unknown name \"" + each + "\"");
+    expect_names(node, {names.begin(), names.size()}, problems_);
 }
 
 void ModelReader::properties(const JsonNode &node, const Set &set)

@@ -34,7 +34,6 @@ public:
     }
 
 protected:
-    static const std::string &utf8_in(const JsonNode &node);
     // Returns the text in the session's encoding.
     std::string text(const JsonNode &node) const;
 
@@ -44,8 +43,9 @@ protected:
     template <class T>
     void decode(T &value, const JsonNode &node)
     {
-        ValueReader([this](const JsonNode &each) { return text(each); }, problems_)
-            .read(value, node);
+        read_value(
+            shape_of<T>, &value, node, [this](const JsonNode &each) { return text(each); },
+            problems_);
     }
 
     // Visits the members of the node's list of this name, if there is one.

@@ -30,7 +30,8 @@ void write_properties(const std::map<PropertyKey, Value> &properties, const Sess
         adjust(shown);
         fields(shown.valType, shown.u, [&](const char *, auto &field) {
             out.key(name_of_kind(shown.valType));
-            write_value(field, out, [&](const char *bytes) { return session.to_utf8(bytes); });
+            write_value(shape_of<std::remove_reference_t<decltype(field)>>, &field, out,
+                        [&](const char *bytes) { return session.to_utf8(bytes); });
             return true;
         });
         out.end('}');

@@ -228,6 +228,24 @@ void JsonNode::need(Type wanted) const
                                    " is needed here");
 }
 
+void expect_names(const JsonNode &node, std::span<const std::string_view> names,
+                  std::vector<JsonError> &problems)
+{
+    for (const auto &[name, value] : node.members)
+        if (std::ranges::find(names, name) == names.end())
+            problems.emplace_back(value, "unknown name \"" + name + "\"");
+}
+
+const std::string &JsonNode::text() const
+{
+    if (!value.is_string())
+        throw JsonError(*this, "a text in quotes is needed here");
+    const auto &utf8 = value.get_ref<const std::string &>();
+    if (utf8.find('\0') != std::string::npos)
+        throw JsonError(*this, "a text cannot hold the character 0");
+    return utf8;
+}
+
 JsonError::JsonError(const JsonNode &node, const std::string &reason)
     : JsonError(node.line, node.column, at_path(node, reason))
 {

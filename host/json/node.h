@@ -1,6 +1,7 @@
 // JSON whose values know their places in the text, so that an error message can point at them.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,6 +30,8 @@ struct JsonNode {
     const JsonNode *member(std::string_view name) const;
     // Throws JsonError unless the node is of the type.
     void need(Type wanted) const;
+    // Returns the text in UTF-8. Throws JsonError if the node is none, or holds the character 0.
+    const std::string &text() const;
 };
 
 class JsonError : public Error
@@ -55,6 +58,10 @@ bool attempt(std::vector<JsonError> &problems, Action action)
     }
     return problems.size() == before;
 }
+
+// Adds a problem for each member of an object that has none of these names.
+void expect_names(const JsonNode &node, std::span<const std::string_view> names,
+                  std::vector<JsonError> &problems);
 
 // Parses a text into the root. Throws JsonError if the text is no JSON. Returns a list of the
 // mistakes in spite of which it can be read, such as a name that stands twice in an object.

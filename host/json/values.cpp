@@ -1,23 +1,142 @@
 #include "host/json/values.h"
 
+#include <nlohmann/json.hpp>
+
+#include "host/json/writer.h"
+
 namespace velt::host
 {
-
-Json &JsonTree::add(Json value)
+namespace
 {
-    if (open_.empty())
-        return root_ = std::move(value);
-    Json &into = *open_.back();
-    if (into.is_array()) {
-        into.push_back(std::move(value));
-        return into.back();
+
+// Builds a tree from the parts that it receives.
+class JsonTree final : public JsonOut
+{
+public:
+    void begin(char bracket) override
+    {
+        open_.push_back(&add(bracket == '[' ? Json::array() : Json::object()));
     }
-    return into[key_] = std::move(value);
+    void end(char) override { open_.pop_back(); }
+    void key(std::string_view name) override { key_ = name; }
+    void text(std::string_view text) override { add(text); }
+    void number(std::int64_t number) override { add(number); }
+    void null() override { add(nullptr); }
+
+    Json take() { return std::move(root_); }
+
+private:
+    Json &add(Json value)
+    {
+        if (open_.empty())
+            return root_ = std::move(value);
+        Json &into = *open_.back();
+        if (into.is_array()) {
+            into.push_back(std::move(value));
+            return into.back();
+        }
+        return into[key_] = std::move(value);
+    }
+
+    Json root_;
+    std::vector<Json *> open_;
+    std::string key_;
+};
+
+void *element(const Shape &list, void *first, std::size_t index)
+{
+    return static_cast<std::byte *>(first) + index * list.element_size;
 }
 
-void JsonTree::begin(char bracket)
+} // namespace
+
+void write_value(const Shape &shape, void *value, JsonOut &out, const ToUtf8 &to_utf8)
 {
-    open_.push_back(&add(bracket == '[' ? Json::array() : Json::object()));
+    std::size_t count = 0;
+    switch (shape.kind) {
+    case Shape::number:
+        return out.number(shape.get(value));
+    case Shape::text: {
+        const StringT text = *static_cast<StringT *>(value);
+        return out.text(to_utf8(text ? text : ""));
+    }
+    case Shape::pointer: {
+        void *const to = shape.elements(value, count);
+        return to ? write_value(*shape.element, to, out, to_utf8) : out.null();
+    }
+    case Shape::list: {
+        void *const first = shape.elements(value, count);
+        out.begin('[');
+        for (std::size_t i = 0; i < count; i++)
+            write_value(*shape.element, element(shape, first, i), out, to_utf8);
+        return out.end(']');
+    }
+    case Shape::record:
+        out.begin('{');
+        shape.each_field(value, [&](const char *name, const Shape &of, void *field) {
+            out.key(name);
+            write_value(of, field, out, to_utf8);
+        });
+        return out.end('}');
+    }
+}
+
+Json to_json(const Shape &shape, void *value, const ToUtf8 &to_utf8)
+{
+    JsonTree tree;
+    write_value(shape, value, tree, to_utf8);
+    return tree.take();
+}
+
+Json to_json(const Shape &shape, void *value)
+{
+    return to_json(shape, value, [](const char *bytes) { return bytes; });
+}
+
+void read_value(const Shape &shape, void *value, const JsonNode &node, const FromUtf8 &from_utf8,
+                std::vector<JsonError> &problems)
+{
+    switch (shape.kind) {
+    case Shape::number:
+        if (!fits(node.value, shape.least, shape.most))
+            throw JsonError(node, "a whole number from " + std::to_string(shape.least) + " to " +
+                                      std::to_string(shape.most) + " is needed here");
+        return shape.set(value, node.value.get<std::int64_t>());
+    case Shape::text:
+        *static_cast<StringT *>(value) = owned_string(from_utf8(node));
+        return;
+    case Shape::pointer: {
+        if (node.type == JsonNode::scalar && node.value.is_null())
+            return;
+        shape.make(value, 1);
+        std::size_t count = 0;
+        return read_value(*shape.element, shape.elements(value, count), node, from_utf8, problems);
+    }
+    case Shape::list: {
+        node.need(JsonNode::array);
+        shape.make(value, node.members.size());
+        std::size_t count = 0;
+        void *const first = shape.elements(value, count);
+        for (std::size_t i = 0; i < count; i++)
+            attempt(problems, [&] {
+                read_value(*shape.element, element(shape, first, i), node.members[i].second,
+                           from_utf8, problems);
+            });
+        return;
+    }
+    case Shape::record: {
+        node.need(JsonNode::object);
+        std::vector<std::string_view> names;
+        shape.each_field(value, [&](const char *name, const Shape &of, void *field) {
+            names.push_back(name);
+            if (const JsonNode *part = node.member(name))
+                attempt(problems, [&] { read_value(of, field, *part, from_utf8, problems); });
+            else
+                problems.emplace_back(node, std::string("\"") + name + "\" is missing");
+        });
+        return expect_names(node, names, problems);
+    }
+    }
 }
 
 bool fits(const nlohmann::json &value, std::int64_t least, std::int64_t most)
@@ -26,6 +145,11 @@ bool fits(const nlohmann::json &value, std::int64_t least, std::int64_t most)
         return value.get<std::uint64_t>() <= static_cast<std::uint64_t>(most);
     return value.is_number_integer() && value.get<std::int64_t>() >= least &&
            value.get<std::int64_t>() <= most;
+}
+
+void JsonWriter::quote(std::string_view text)
+{
+    out_ += nlohmann::json(text).dump();
 }
 
 } // namespace velt::host

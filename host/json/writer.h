@@ -4,24 +4,23 @@
 
 #include <string>
 #include <string_view>
-#include <type_traits>
 
-#include <nlohmann/json.hpp>
+#include "host/json/values.h"
 
 namespace velt::host
 {
 
-class JsonWriter
+class JsonWriter final : public JsonOut
 {
 public:
-    void begin(char bracket)
+    void begin(char bracket) override
     {
         separate();
         out_ += bracket;
         depth_++;
         empty_ = true;
     }
-    void end(char bracket)
+    void end(char bracket) override
     {
         depth_--;
         if (!empty_)
@@ -29,27 +28,25 @@ public:
         empty_ = false;
         out_ += bracket;
     }
-    void key(std::string_view name)
+    void key(std::string_view name) override
     {
         separate();
         quote(name);
         out_ += ": ";
         after_key_ = true;
     }
-    void null()
+    void null() override
     {
         separate();
         out_ += "null";
     }
-    void text(std::string_view text)
+    void text(std::string_view text) override
     {
         separate();
         quote(text);
     }
-    template <class T>
-    void number(T number)
+    void number(std::int64_t number) override
     {
-        static_assert(std::is_integral_v<T>);
         separate();
         out_ += std::to_string(number);
     }
@@ -72,7 +69,7 @@ private:
         after_key_ = empty_ = false;
     }
     void new_line() { out_.append(1, '\n').append(2 * depth_, ' '); }
-    void quote(std::string_view text) { out_ += nlohmann::json(text).dump(); }
+    void quote(std::string_view text);
 
     std::string out_;
     std::size_t depth_ = 0;

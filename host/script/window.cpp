@@ -140,7 +140,8 @@ std::string Window::shown(const Value &value) const
         return std::to_string(static_cast<UIntT>(typed.u.intVal));
     Json json;
     fields(typed.valType, typed.u, [&](const char *, auto &field) {
-        json = to_json(field, [this](const char *bytes) { return text_.to_utf8(bytes); });
+        json = to_json(shape_of<std::remove_reference_t<decltype(field)>>, &field,
+                       [this](const char *bytes) { return text_.to_utf8(bytes); });
         return true;
     });
     return json.is_string() ? printable(json.get_ref<const std::string &>())

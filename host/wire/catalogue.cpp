@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "apilib/wire/routines.h"
-#include "host/json/values.h"
+#include <nlohmann/json.hpp>
 
 namespace velt::host
 {
@@ -24,21 +24,15 @@ IntT *status_of(void *result)
 }
 
 template <class T>
-Json json_of(void *message)
-{
-    return to_json(*static_cast<T *>(message));
-}
-
-template <class T>
 bool_t code(XDR *xdrs, void *message)
 {
     return typed_routine<T>(xdrs, static_cast<T *>(message));
 }
 
 template <class T>
-constexpr MessageType type_of{sizeof(T), code<T>, json_of<T>, status_of<T>};
+constexpr MessageType type_of{sizeof(T), code<T>, &shape_of<T>, status_of<T>};
 template <>
-constexpr MessageType type_of<void>{0, code<void>, [](void *) { return Json(); },
+constexpr MessageType type_of<void>{0, code<void>, nullptr,
                                     [](void *) -> IntT * { return nullptr; }};
 
 constexpr Procedure of_host[] = {
@@ -66,7 +60,19 @@ std::span<const Procedure> client_procedures()
 
 Json Message::to_json()
 {
-    return type_.to_json(address());
+    return velt::host::to_json(type_, address());
+}
+
+void Message::from_json(const JsonNode &node, std::vector<JsonError> &problems)
+{
+    if (!type_.shape)
+        throw JsonError(node, "this procedure has no such message");
+    read_value(*type_.shape, address(), node, &JsonNode::text, problems);
+}
+
+Json to_json(const MessageType &type, void *message)
+{
+    return type.shape ? to_json(*type.shape, message) : Json();
 }
 
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number)

@@ -10,7 +10,7 @@
 
 #include <rpc/rpc.h>
 
-#include "host/json/json.h"
+#include "host/json/values.h"
 #include "host/wire/procedures.h"
 
 namespace velt::host
@@ -20,8 +20,7 @@ namespace velt::host
 struct MessageType {
     std::size_t size;
     bool_t (*code)(XDR *, void *message); // encodes, decodes and frees it
-    // Converts a message to JSON in which each text keeps its bytes as they are.
-    Json (*to_json)(void *message);
+    const Shape *shape;                   // null for void
     // Returns the place of the status in the result of a refused call; null when the result has
     // none.
     IntT *(*status)(void *result);
@@ -42,6 +41,9 @@ std::span<const Procedure> client_procedures();
 // Returns the procedure of the number, or null.
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number);
 
+// Converts a message to JSON in which each text keeps its bytes as they are.
+Json to_json(const MessageType &type, void *message);
+
 // An argument that is decoded or a result that is filled in. It is filled with zeros at first, and
 // freed on every path.
 class Message
@@ -57,7 +59,10 @@ public:
 
     caddr_t address() { return reinterpret_cast<caddr_t>(words_.data()); }
     xdrproc_t routine() const { return type_.routine(); }
+    // These convert to JSON and back; each text keeps its bytes as they are. from_json throws
+    // JsonError for a mistake in the node itself, and adds those further inside to the problems.
     Json to_json();
+    void from_json(const JsonNode &node, std::vector<JsonError> &problems);
 
 private:
     const MessageType &type_;
