@@ -64,7 +64,7 @@ void Reader::component(const JsonNode &node, UIntT book)
 // component has a name.
 UIntT Reader::selected(const JsonNode &node, UIntT book)
 {
-    if (node.value.is_string()) {
+    if (node.is_text()) {
         if (const Object *found = model_.find(book, object_type::component, text(node)))
             return found->id;
         throw JsonError(node, "no component has this name");

@@ -238,12 +238,13 @@ void check_format(const JsonNode &root, const std::string &path)
     const JsonNode *format = root.member("format");
     if (!format)
         return;
-    if (format->value == 0 || !fits(format->value, 1, std::numeric_limits<std::int64_t>::max()))
+    const auto number = format->integer(1, std::numeric_limits<std::int64_t>::max());
+    if (!number)
         throw JsonError(*format, "the number of the format is needed here, " +
                                      std::to_string(document_format) + " or less");
-    if (!fits(format->value, 1, document_format))
+    if (*number > document_format)
         throw NewerFormat(path + ": a newer version of vqhost has written it, in format " +
-                          format->value.dump() + "; this version reads up to format " +
+                          std::to_string(*number) + "; this version reads up to format " +
                           std::to_string(document_format));
 }
 

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <tuple>
+
+#include <nlohmann/json.hpp>
 
 namespace velt::host
 {
@@ -72,7 +75,12 @@ public:
     bool null() override { return add(nullptr); }
     bool boolean(bool value) override { return add(value); }
     bool number_integer(number_integer_t value) override { return add_number(value); }
-    bool number_unsigned(number_unsigned_t value) override { return add_number(value); }
+    bool number_unsigned(number_unsigned_t value) override
+    {
+        if (value <= std::numeric_limits<std::int64_t>::max())
+            return add_number(static_cast<std::int64_t>(value));
+        return add_number(value);
+    }
     bool number_float(number_float_t value, const string_t &) override { return add_number(value); }
     bool string(string_t &value) override { return add(std::move(value)); }
     bool binary(binary_t &) override { return false; }
@@ -132,15 +140,17 @@ private:
         node->column = place_.column;
         return *node;
     }
-    bool add(nlohmann::json value)
+    template <class T>
+    bool add(T value)
     {
         place().value = std::move(value);
         return true;
     }
     // The parser reads one character past a number to find its end.
-    bool add_number(nlohmann::json value)
+    template <class T>
+    bool add_number(T value)
     {
-        add(std::move(value));
+        add(value);
         end_ = std::min(text_.find_first_not_of("+-.0123456789eE", place_.offset), text_.size());
         return true;
     }
@@ -236,11 +246,17 @@ void expect_names(const JsonNode &node, std::span<const std::string_view> names,
             problems.emplace_back(value, "unknown name \"" + name + "\"");
 }
 
+std::optional<std::int64_t> JsonNode::integer(std::int64_t least, std::int64_t most) const
+{
+    const std::int64_t *number = std::get_if<std::int64_t>(&value);
+    return number && *number >= least && *number <= most ? std::optional(*number) : std::nullopt;
+}
+
 const std::string &JsonNode::text() const
 {
-    if (!value.is_string())
+    if (!is_text())
         throw JsonError(*this, "a text in quotes is needed here");
-    const auto &utf8 = value.get_ref<const std::string &>();
+    const auto &utf8 = std::get<std::string>(value);
     if (utf8.find('\0') != std::string::npos)
         throw JsonError(*this, "a text cannot hold the character 0");
     return utf8;

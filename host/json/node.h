@@ -1,13 +1,15 @@
 // JSON whose values know their places in the text, so that an error message can point at them.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "common/error.h"
 #include "common/printable.h"
@@ -19,7 +21,8 @@ struct JsonNode {
     enum Type { scalar, array, object };
     Type type = scalar;
     int line = 1, column = 1; // where the value begins, in characters
-    nlohmann::json value = {};
+    // What a scalar is; a number is of the first type that holds it.
+    std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string> value = {};
     std::vector<std::pair<std::string, JsonNode>> members = {}; // the names are empty in an array
     const JsonNode *parent = nullptr;
     std::size_t index = 0; // in the parent's members
@@ -30,6 +33,11 @@ struct JsonNode {
     const JsonNode *member(std::string_view name) const;
     // Throws JsonError unless the node is of the type.
     void need(Type wanted) const;
+    bool is_null() const { return type == scalar && value.index() == 0; }
+    bool is_text() const { return std::holds_alternative<std::string>(value); }
+    // Returns the number if the node is an integer in the range, so that no digit is cut off
+    // silently.
+    std::optional<std::int64_t> integer(std::int64_t least, std::int64_t most) const;
     // Returns the text in UTF-8. Throws JsonError if the node is none, or holds the character 0.
     const std::string &text() const;
 };

@@ -97,16 +97,18 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
                 std::vector<JsonError> &problems)
 {
     switch (shape.kind) {
-    case Shape::number:
-        if (!fits(node.value, shape.least, shape.most))
+    case Shape::number: {
+        const auto number = node.integer(shape.least, shape.most);
+        if (!number)
             throw JsonError(node, "a whole number from " + std::to_string(shape.least) + " to " +
                                       std::to_string(shape.most) + " is needed here");
-        return shape.set(value, node.value.get<std::int64_t>());
+        return shape.set(value, *number);
+    }
     case Shape::text:
         *static_cast<StringT *>(value) = owned_string(from_utf8(node));
         return;
     case Shape::pointer: {
-        if (node.type == JsonNode::scalar && node.value.is_null())
+        if (node.is_null())
             return;
         shape.make(value, 1);
         std::size_t count = 0;
@@ -137,14 +139,6 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
         return expect_names(node, names, problems);
     }
     }
-}
-
-bool fits(const nlohmann::json &value, std::int64_t least, std::int64_t most)
-{
-    if (value.is_number_unsigned())
-        return value.get<std::uint64_t>() <= static_cast<std::uint64_t>(most);
-    return value.is_number_integer() && value.get<std::int64_t>() >= least &&
-           value.get<std::int64_t>() <= most;
 }
 
 void JsonWriter::quote(std::string_view text)

@@ -44,7 +44,4 @@ Json to_json(const Shape &shape, void *value);
 void read_value(const Shape &shape, void *value, const JsonNode &node, const FromUtf8 &from_utf8,
                 std::vector<JsonError> &problems);
 
-// Returns whether the value is an integer in the range, so that no digit is cut off silently.
-bool fits(const nlohmann::json &value, std::int64_t least, std::int64_t most);
-
 } // namespace velt::host

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <iomanip>
 
+#include <nlohmann/json.hpp>
+
 #include "common/words.h"
 #include "host/json/values.h"
 #include "host/values/kinds.h"

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "common/words.h"
+#include "host/trace/trace.h"
 
 namespace velt::host
 {

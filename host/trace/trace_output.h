@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/output_file.h"
-#include "host/trace/trace.h"
+#include "host/trace/sink.h"
 #include "host/values/text.h"
 
 namespace velt::host

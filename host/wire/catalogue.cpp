@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
-#include "apilib/wire/routines.h"
 #include <nlohmann/json.hpp>
+
+#include "apilib/wire/routines.h"
+#include "host/json/values.h"
 
 namespace velt::host
 {

@@ -10,11 +10,15 @@
 
 #include <rpc/rpc.h>
 
-#include "host/json/values.h"
+#include "host/json/json.h"
 #include "host/wire/procedures.h"
 
 namespace velt::host
 {
+
+class JsonError;
+struct JsonNode;
+struct Shape;
 
 // The type of an argument or result. The size of void is 0.
 struct MessageType {

@@ -1,5 +1,6 @@
 // Every message of the tables to JSON and back.
 
+#include "host/json/values.h"
 #include "host/wire/catalogue.h"
 
 #include <algorithm>

@@ -16,6 +16,7 @@
 #include "apilib/unix/process.h"
 #include "host/answers/responder.h"
 #include "host/script/commands.h"
+#include "host/trace/trace.h"
 #include "host/trace/trace_output.h"
 #include "support/scripted_responder.h"
 #include "velt/api.h"
