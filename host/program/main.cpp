@@ -15,6 +15,7 @@
 #include "common/replace_file.h"
 #include "host/files/document.h"
 #include "host/program/run.h"
+#include "velt/vde/language.h"
 
 namespace
 {

@@ -1,8 +1,10 @@
 #include "host/values/text.h"
 
+#include <map>
 #include <stdexcept>
 
 #include "velt/api/facts.h"
+#include "velt/vde/language.h"
 
 namespace velt::host
 {
@@ -18,6 +20,13 @@ char32_t stray(unsigned char byte)
     return byte < 0x80 ? byte : stray_bytes + byte;
 }
 
+// Each is made once, because those of double bytes hold some thousand characters.
+const Charset &charset(UIntT encoding)
+{
+    static std::map<UIntT, Charset> made;
+    return made.try_emplace(encoding, encoding).first->second;
+}
+
 } // namespace
 
 IntT language_number(const std::string &name)
@@ -30,6 +39,8 @@ IntT language_number(const std::string &name)
         names += std::string(each == 1 ? "" : ", ") + known;
     throw std::runtime_error("unknown language \"" + name + "\"; there are " + names);
 }
+
+SessionText::SessionText(IntT language) : charset_(charset(V_LanguageEncoding(language))) {}
 
 int SessionText::stray_byte(char32_t character)
 {

@@ -7,7 +7,7 @@
 
 #include "common/charset.h"
 #include "common/printable.h"
-#include "velt/vde/language.h"
+#include "velt/scalars.h"
 
 namespace velt::host
 {
@@ -19,7 +19,7 @@ IntT language_number(const std::string &name);
 class SessionText
 {
 public:
-    explicit SessionText(IntT language) : charset_(V_LanguageEncoding(language)) {}
+    explicit SessionText(IntT language);
 
     // Returns the bytes as UTF-8. Bytes that encode no character become private characters, which
     // from_utf8 turns back into them.
@@ -32,7 +32,7 @@ public:
     static int stray_byte(char32_t character);
 
 private:
-    Charset charset_;
+    const Charset &charset_;
 };
 
 } // namespace velt::host
