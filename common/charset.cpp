@@ -115,6 +115,7 @@ Charset::Charset(UIntT id)
     }
 
     Converter converter(code_points, encoding.iconv_name);
+    Converter back(encoding.iconv_name, code_points);
     const auto enter = [&](const std::string &bytes) {
         const auto decoded = converter.convert<char32_t>(std::string_view(bytes));
         if (!decoded || decoded->size() != 1)
@@ -124,7 +125,10 @@ Charset::Charset(UIntT id)
         if (character == 0)
             return;
         characters_.emplace(bytes, character);
-        bytes_.emplace(character, bytes);
+        // A character that has several codes is encoded by the one that iconv takes.
+        const auto [known, fresh] = bytes_.emplace(character, bytes);
+        if (!fresh && back.convert<char>(std::u32string_view(&character, 1)) == bytes)
+            known->second = bytes;
     };
     for (unsigned first = 0x80; first < 256; ++first) {
         // A byte that can begin a pair is no character alone, even if iconv converts it.
