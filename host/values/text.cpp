@@ -53,7 +53,7 @@ std::string SessionText::to_utf8(std::string_view bytes) const
     std::string text;
     while (!bytes.empty()) {
         const auto [taken, character] = charset_.decode(bytes);
-        if (character != 0)
+        if (character != 0 && charset_.encode(character) == taken)
             text += velt::to_utf8(character);
         else
             for (const char byte : taken)

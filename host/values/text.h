@@ -21,8 +21,8 @@ class SessionText
 public:
     explicit SessionText(IntT language);
 
-    // Returns the bytes as UTF-8. Bytes that encode no character become private characters, which
-    // from_utf8 turns back into them.
+    // Returns the bytes as UTF-8. Bytes that encode no character, or are not those by which it is
+    // encoded again, become private characters, which from_utf8 turns back into them.
     std::string to_utf8(std::string_view bytes) const;
     // Throws std::runtime_error when the text is not UTF-8, or has a character that the encoding
     // lacks.
