@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "host/files/model_reader.h"
+#include "host/files/parts.h"
 #include "host/values/kinds.h"
 #include "velt/vde.h"
 
@@ -30,12 +31,10 @@ private:
 
 void Reader::properties(const JsonNode &node, UIntT doc, UIntT id)
 {
+    const IntT type = model_.at(id).type;
     ModelReader::properties(node, [&](const PropertyKey &key, const V_TypedValT &value) {
-        constexpr IntT told[] = {property::previous_component, property::next_component,
-                                 property::selected_component, property::first_component,
-                                 property::name};
-        if (std::ranges::find(told, key.number) != std::end(told))
-            misuse("\"components\" and \"selected\" say this");
+        if (key.number != property::moved && told_otherwise(type, key.number))
+            misuse("\"components\" and \"selected\" say this, or it is the host's own");
         model_.set(doc, id, key, value);
     });
 }

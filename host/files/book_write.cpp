@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/files/book.h"
+#include "host/files/parts.h"
 #include "host/files/write_properties.h"
 #include "velt/vde.h"
 
@@ -11,18 +12,10 @@ namespace velt::host
 namespace
 {
 
-bool untouched(const PropertyKey &key, const Value &value)
+bool untouched(const Object &object, const PropertyKey &key, const Value &value)
 {
-    switch (key.number) {
-    case property::previous_component:
-    case property::next_component:
-    case property::selected_component:
-    case property::document:
-        return true;
-    case property::moved:
-        return value.get().u.intVal == 0;
-    }
-    return false;
+    return told_otherwise(object.type, key.number) &&
+           (key.number != property::moved || value.get().u.intVal == 0);
 }
 
 bool is_file(const Object &object, const PropertyKey &key, const Value &value)
@@ -35,7 +28,7 @@ void write_properties(const Object &object, const SessionText &session, JsonWrit
 {
     write_properties(object.properties, session, out,
                      [&](const PropertyKey &key, const Value &value) {
-                         return !untouched(key, value) && !is_file(object, key, value);
+                         return !untouched(object, key, value) && !is_file(object, key, value);
                      });
 }
 

@@ -2,8 +2,8 @@
 #include <set>
 
 #include "host/files/document.h"
-#include "host/files/document_parts.h"
 #include "host/files/model_reader.h"
+#include "host/files/parts.h"
 
 namespace velt::host
 {

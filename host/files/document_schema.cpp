@@ -1,7 +1,7 @@
 #include <limits>
 
 #include "host/files/document.h"
-#include "host/files/document_parts.h"
+#include "host/files/parts.h"
 #include "host/files/schema.h"
 
 namespace velt::host

@@ -2,7 +2,7 @@
 #include <set>
 
 #include "host/files/document.h"
-#include "host/files/document_parts.h"
+#include "host/files/parts.h"
 #include "host/files/write_properties.h"
 
 namespace velt::host

@@ -1,4 +1,4 @@
-// What the reader and the writer of document files share.
+// What the readers and the writers of book and document files share.
 #pragma once
 
 #include "host/model/model.h"
