@@ -1,9 +1,6 @@
-// Finds a text in all documents of the active book and replaces it, with a dialog: each press on
-// its first item replaces in the next document. When the dialog is cancelled, all documents are
-// again as they were; otherwise they are saved.
+// Replaces a text in the documents of the active book, with a dialog: each press on its first item
+// does so in the next one. When it is cancelled all are as they were, otherwise they are saved.
 
-#include <string>
-#include <utility>
 #include <vector>
 
 #include "../common.h"
@@ -11,89 +8,79 @@
 namespace
 {
 
-enum : IntT { replace_in_book = 1, alert_type = 2, dialog_number = 1, replace_item = 1 };
-enum : IntT { label, find_prompt, replace_prompt, replaced, undone }; // string resources
+enum : IntT { replace_in_book = 1, dialog_number = 1, replace_item = 1 };
+enum : IntT { label, find_prompt, replace_prompt, saved, some_saved, undone, some_undone, unsaved };
+
+struct Document {
+    V_ObjHandleT component, id;
+    int opened_here;
+    IntT count; // of replacements in it
+};
 
 struct {
-    std::string find, replacement;
-    std::vector<std::pair<std::string, V_ObjHandleT>> documents; // with their files
-    std::size_t next = 0;                                        // the document that comes next
-    IntT count = 0;                                              // of replacements
+    V_ObjHandleT book, next; // the component that comes next
+    StringT find, replacement;
+    std::vector<Document> documents; // that came already
 } work;
 
-// A string from the library, which is released.
-std::string taken(StringT string)
+IntT replace_in(V_ObjHandleT doc)
 {
-    std::string text = string ? string : "";
-    V_ApiDeallocateString(&string);
-    return text;
-}
-
-bool asked(IntT prompt, std::string &answer)
-{
-    char text[256] = "";
-    V_SrGetN(prompt, text, sizeof text);
-    StringT string = nullptr;
-    const bool given = V_ApiPromptString(&string, text, "") == 0;
-    answer = taken(string);
-    return given;
-}
-
-V_ObjHandleT open(const std::string &file, IntT revert)
-{
-    V_PropValsT options = V_ApiGetOpenDefaultParams(), *returned = nullptr;
-    V_ApiAppendIntProp(&options, V_open_revert, revert);
-    const V_ObjHandleT doc = V_ApiOpen(file.c_str(), &options, &returned);
-    V_ApiDeallocatePropVals(&options);
-    return doc;
-}
-
-void replace_in(V_ObjHandleT doc)
-{
+    IntT count = 0;
     V_PropValsT options = V_ApiAllocatePropVals(0);
-    V_ApiAppendStringProp(&options, V_find_text, work.find.c_str());
+    V_ApiAppendStringProp(&options, V_find_text, work.find);
     const V_ObjHandleT flow = V_ApiGetId(0, doc, V_prop_first_flow);
     V_TextLocT from{V_ApiGetId(doc, flow, V_prop_first_paragraph), 0};
-    for (;;) {
+    for (;; count++) {
         const V_TextRangeT found = V_ApiFind(doc, &from, &options);
-        if (found.beg.objId == 0)
+        if (found.beg.objId == 0 || V_ApiDeleteText(doc, &found) != 0)
             break;
-        V_ApiDeleteText(doc, &found);
-        from = V_ApiAddText(doc, &found.beg, work.replacement.c_str());
-        work.count++;
+        from = V_ApiAddText(doc, &found.beg, work.replacement);
     }
     V_ApiDeallocatePropVals(&options);
+    return count;
 }
 
-void replace_all()
+// A document with changes that are not saved is left out: it could not be put back as it was.
+void replace_in_next()
 {
-    work = {};
-    if (!asked(find_prompt, work.find) || !asked(replace_prompt, work.replacement))
-        return;
-    const V_ObjHandleT book = V_ApiGetId(0, 0, V_prop_active_book);
-    for (V_ObjHandleT component = V_ApiGetId(0, book, V_prop_first_component); component;
-         component = V_ApiGetId(book, component, V_prop_next_component)) {
-        const std::string file = taken(component_file(book, component));
-        if (const V_ObjHandleT doc = open(file, 0))
-            work.documents.emplace_back(file, doc);
+    Document d{work.next, 0, 0, 0};
+    work.next = V_ApiGetId(work.book, d.component, V_prop_next_component);
+    d.id = open_document(work.book, d.component, 0, &d.opened_here);
+    if (d.id && V_ApiGetInt(0, d.id, V_prop_changed) != 0) {
+        note_failure_text(work.book, d.component, unsaved);
+    } else if (d.id) {
+        d.count = replace_in(d.id);
+        work.documents.push_back(d);
     }
+}
+
+// Saves the document or, unless that is wanted and works, puts it back as it was.
+bool finish(const Document &d, bool save)
+{
+    const bool good = save && save_document(work.book, d.component, d.id);
+    if (d.opened_here)
+        V_ApiClose(d.id, V_close_losing);
+    else if (!good && d.count > 0)
+        open_document(work.book, d.component, 1, nullptr);
+    return good;
+}
+
+void replace_in_all()
+{
     const V_ObjHandleT dialog = V_ApiOpenResource(dialog_number, "Replace");
     const bool cancelled = V_ApiModalDialog(dialog_number, dialog) != 0;
-    V_PropValsT options = V_ApiGetSaveDefaultParams(), *returned = nullptr;
-    for (const auto &[file, doc] : work.documents)
-        cancelled ? open(file, 1) : V_ApiSave(doc, file.c_str(), &options, &returned);
-    V_ApiDeallocatePropVals(&options);
-    char message[256] = "";
-    V_SrGetF(cancelled ? undone : replaced, message, sizeof message, "d", work.count);
-    V_ApiAlert(message, alert_type);
+    IntT count = 0;
+    for (const Document &d : work.documents)
+        count += finish(d, d.count > 0 && !cancelled) ? d.count : 0;
+    report(cancelled ? undone : saved, cancelled ? some_undone : some_saved, count);
 }
 
 } // namespace
 
 void V_ApiDialogEvent(IntT, IntT item, IntT)
 {
-    if (item == replace_item && work.next < work.documents.size())
-        replace_in(work.documents[work.next++].second);
+    if (item == replace_item && work.next != 0)
+        replace_in_next();
 }
 
 void V_ApiInitialize(IntT)
@@ -101,8 +88,13 @@ void V_ApiInitialize(IntT)
     begin("replace", replace_in_book, "ReplaceInBook", label);
 }
 
-void V_ApiCommand(IntT command)
+void V_ApiCommand(IntT)
 {
-    if (command == replace_in_book)
-        replace_all();
+    const V_ObjHandleT book = V_ApiGetId(0, 0, V_prop_active_book);
+    work = {book, V_ApiGetId(0, book, V_prop_first_component), ask(find_prompt), nullptr, {}};
+    work.replacement = work.find ? ask(replace_prompt) : nullptr;
+    if (work.replacement)
+        replace_in_all();
+    V_ApiDeallocateString(&work.find);
+    V_ApiDeallocateString(&work.replacement);
 }

@@ -1,30 +1,17 @@
 /* Counts the words of all documents of the active book. It shows how far it is, and stops when the
  * user cancels. */
 
-#include <stdio.h>
-
 #include "../common.h"
 
-enum { COUNT_WORDS = 1, ALERT_TYPE = 2 };
-enum { LABEL, RESULT, CANCELLED, NOT_OPENED }; /* string resources */
-
-static void tell(IntT text, const char *types, long words, const char *name)
-{
-    char message[512] = "";
-
-    if (types[0] == 'd')
-        V_SrGetF(text, message, sizeof message, types, (int)words);
-    else
-        V_SrGetF(text, message, sizeof message, types, name);
-    V_ApiAlert(message, ALERT_TYPE);
-}
+enum { COUNT_WORDS = 1 };
+enum { LABEL, COUNTED, SOME_COUNTED, CANCELLED, SOME_CANCELLED }; /* string resources */
 
 /* A word is what stands between blanks. With the ends of paragraphs among them, the items of text
  * end there too. */
-static long words_in(V_ObjHandleT doc)
+static IntT words_in(V_ObjHandleT doc)
 {
     TextItemsT items = V_ApiGetText(doc, doc, V_select_string | V_select_paragraph_end);
-    long words = 0;
+    IntT words = 0;
 
     for (UIntT i = 0; i < items.len; i++) {
         const TextItemT *item = &items.val[i];
@@ -40,32 +27,21 @@ static long words_in(V_ObjHandleT doc)
 }
 
 /* Opens the document of a component unless it is open, and leaves it as it was. */
-static long words_of(V_ObjHandleT book, V_ObjHandleT component)
+static IntT words_of(V_ObjHandleT book, V_ObjHandleT component)
 {
-    V_ObjHandleT open = V_ApiGetId(book, component, V_prop_document), doc = open;
-    StringT file = component_file(book, component);
-    long words = 0;
+    int opened_here;
+    V_ObjHandleT doc = open_document(book, component, 0, &opened_here);
+    IntT words = doc ? words_in(doc) : 0;
 
-    if (!doc) {
-        V_PropValsT options = V_ApiGetOpenDefaultParams(), *returned = NULL;
-        doc = V_ApiOpen(file, &options, &returned);
-        V_ApiDeallocatePropVals(&options);
-    }
-    if (doc)
-        words = words_in(doc);
-    else
-        tell(NOT_OPENED, "s", 0, file);
-    if (doc && !open)
-        V_ApiClose(doc, V_close_losing);
-    V_ApiDeallocateString(&file);
+    if (opened_here)
+        V_ApiClose(doc, V_close_asking);
     return words;
 }
 
 static void count_words(void)
 {
     V_ObjHandleT book = V_ApiGetId(0, 0, V_prop_active_book), component;
-    long words = 0;
-    IntT all = 0, done = 0;
+    IntT words = 0, all = 0, done = 0;
 
     for (component = V_ApiGetId(0, book, V_prop_first_component); component;
          component = V_ApiGetId(book, component, V_prop_next_component))
@@ -73,13 +49,13 @@ static void count_words(void)
     for (component = V_ApiGetId(0, book, V_prop_first_component); component;
          component = V_ApiGetId(book, component, V_prop_next_component)) {
         if (V_ApiUserCancel() == 1) {
-            tell(CANCELLED, "d", words, "");
+            report(CANCELLED, SOME_CANCELLED, words);
             return;
         }
         words += words_of(book, component);
         V_Progress(100 * ++done / all);
     }
-    tell(RESULT, "d", words, "");
+    report(COUNTED, SOME_COUNTED, words);
 }
 
 void V_ApiInitialize(IntT initCode)
