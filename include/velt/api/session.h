@@ -3,6 +3,11 @@
  * One thread. The host calls the client; while a callback runs, the client holds control and may
  * call the host; when the callback returns, control goes back to the host.
  *
+ * Strings, unless a call says otherwise, are in the encoding of the session's language:
+ * V_LanguageEncoding(V_ApiGetInt(0, 0, V_prop_language)), which is VdeEncQuire for Western
+ * languages and never UTF-8. V_StrConvertEnc of vde/encodings.h converts them to UTF-8 and from
+ * other encodings; string resources, vde/resources.h, are in that encoding already.
+ *
  * Failures of every remote call: no answer sets VA_errno to V_error_no_answer, -1, a refusal sets
  * it to the host's status, which is not 0. Then a call that returns a status returns that; one that
  * returns an id, a number or a string returns 0; one that returns a structure, a list or a value
@@ -93,7 +98,7 @@ void V_ApiBailOut(void);
 
 /* The client's number; -1 when no answer came. */
 IntT V_ApiClientNumber(void);
-/* The client's name. */
+/* The client's name; that of the reference host is in UTF-8. */
 StringT V_ApiClientName(void);
 /* The client's directory. */
 StringT V_ApiClientDir(void);
