@@ -34,7 +34,7 @@ void show(const std::string &text)
         throw std::runtime_error("cannot write to standard output");
 }
 
-int run_program(const Program &program, const std::function<bool()> &body)
+int run_program(const Program &program, const std::function<ExitCode()> &body)
 {
     survive_file_size_limit();
     // The support library ends the process when it runs out of memory.
@@ -47,7 +47,7 @@ int run_program(const Program &program, const std::function<bool()> &body)
         std::_Exit(EXIT_FAILURE);
     };
     try {
-        return body() ? EXIT_SUCCESS : EXIT_FAILURE;
+        return body();
     } catch (const Error &error) {
         std::cerr << program.name << ": " << printable_lines(error.what()) << "\n";
         if (error.code == misused)

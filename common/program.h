@@ -24,8 +24,8 @@ std::vector<std::string> parse_options(const Program &program, int argc, char **
 // Writes to standard output, or throws.
 void show(const std::string &text);
 
-// Runs the body of a program and returns the exit status: 0 for success; 1 when the body returns
-// false or throws; 2 for wrong usage.
-int run_program(const Program &program, const std::function<bool()> &body);
+// Runs the body of a program and returns the exit status: what the body returns; of an Error that
+// it throws its code, and 1 of any other exception.
+int run_program(const Program &program, const std::function<ExitCode()> &body);
 
 } // namespace velt

@@ -233,6 +233,6 @@ int main(int argc, char **argv)
 {
     return run_program(program, [=] {
         run(parse(argc, argv));
-        return true;
+        return done;
     });
 }

@@ -136,6 +136,6 @@ int main(int argc, char **argv)
                                        Option::into(0, "language", options.language)});
         Errors errors;
         run(options, errors);
-        return !errors.any();
+        return errors.any() ? failed : done;
     });
 }

@@ -100,5 +100,6 @@ bool run(std::vector<std::string> words)
 
 int main(int argc, char **argv)
 {
-    return run_program(program, [=] { return run(parse_options(program, argc, argv)); });
+    return run_program(program,
+                       [=] { return run(parse_options(program, argc, argv)) ? done : failed; });
 }
