@@ -47,7 +47,7 @@ using namespace procedure;
     struct Answer<stub> {                                                                          \
         static Parameters<stub::Argument, stub::Result>::Function answer;                          \
     };
-#include "host/answers/answers.def"
+#include "velt/tables/answers.def"
 
 // Runs the action and returns 0, or the status with which the model refuses it.
 template <class Action>

@@ -87,7 +87,7 @@ V_PropValT property_value(const PropertyKey &key, const Value &value)
     {                                                                                              \
         r = set(c, a, kind::kind_name, &V_ValUnionT::member);                                      \
     }
-#include "host/answers/answers.def"
+#include "velt/tables/answers.def"
 
 void Answer<api_vq_get_val_1>::answer(Context &c, const ApiVqGetPropArgT &a, ApiVqGetValRetT &r)
 {

@@ -31,7 +31,7 @@ constexpr Function function_of = nullptr;
 #define V_ANSWER(stub)                                                                             \
     template <>                                                                                    \
     constexpr Function function_of<stub> = answer<stub>;
-#include "host/answers/answers.def"
+#include "velt/tables/answers.def"
 
 // The answer functions in the order of host_procedures().
 constexpr Function functions[] = {

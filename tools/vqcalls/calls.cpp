@@ -64,7 +64,7 @@ std::string structure_text(const std::string &type)
 // The stubs of the procedures of which the reference host has a model.
 constexpr std::string_view modelled[] = {
 #define V_ANSWER(stub) #stub,
-#include "host/answers/answers.def"
+#include "velt/tables/answers.def"
 };
 
 std::vector<Procedure> procedure_table()
