@@ -1,11 +1,12 @@
 #include "tools/vqcalls/calls.h"
 
 #include <algorithm>
-#include <fstream>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
+
+#include "common/file.h"
+#include "tools/vqcalls/pattern.h"
 
 namespace fs = std::filesystem;
 
@@ -14,24 +15,23 @@ namespace velt::calls
 namespace
 {
 
-struct Field {
-    std::string_view type;
-    std::string_view name;
-    std::string_view when; // the condition under which the field is sent; empty for always
+// A structure with its fields, in wire order, each with what says when it is there.
+struct Layout {
+    const char *name, *fields;
 };
 
-struct Structure {
-    std::string_view name;
-    std::initializer_list<Field> fields;
-};
-
-const Structure structures[] = {
+constexpr Layout layouts[] = {
 #define V_KEEP_MACROS
-#define V_RECORD(name, fields) {#name, {fields}},
-#define V_FIELD(type, name) {#type, #name, ""},
-#define V_FIELD_IF_ZERO(key, type, name) {#type, #name, " when " #key " is 0"},
-#define V_OPTIONAL(type, name) {#type, #name, " or none"},
-#define V_SWITCH(type, name, tag) {#type, #name, " by " #tag},
+#define V_RECORD(name, fields) {#name, fields},
+#define V_FIELD(type, name) ", " #type " " #name
+#define V_FIELD_IF_ZERO(key, type, name) ", " #type " " #name " when " #key " is 0"
+#define V_OPTIONAL(type, name) ", " #type " " #name " or none"
+#define V_SWITCH(type, name, tag) ", " #type " " #name " by " #tag
+#define V_UNION(name, cases) {#name, cases},
+#define V_CASE(tag, type, member) ", " #type " " #member " for " #tag
+#define V_CASE_OPTIONAL(tag, type, member) ", " #type " *" #member " for " #tag
+#define V_SAME_CASE(tag, type, member)
+#define V_OTHER_CASES(type, member) ", " #type " " #member " otherwise"
 #include "velt/tables/records.def"
 #include "velt/tables/values.def"
 #undef V_KEEP_MACROS
@@ -39,26 +39,27 @@ const Structure structures[] = {
 };
 
 struct List {
-    std::string name;
-    std::string plural;
+    std::string name, element, plural;
 };
 
 const List lists[] = {
-#define V_LIST(name, element, plural) {#name, #plural},
+#define V_LIST(name, element, plural) {#name, #element, #plural},
 #include "velt/tables/values.def"
 };
 
+// Returns nothing for what is no structure.
+std::string fields_of(const std::string &type)
+{
+    for (const Layout &layout : layouts)
+        if (layout.name == type)
+            return layout.fields + 2;
+    return {};
+}
+
 std::string structure_text(const std::string &type)
 {
-    const auto *found = std::ranges::find(structures, type, &Structure::name);
-    if (found == std::end(structures))
-        return type == "void" ? "none" : type;
-    std::string text = type + " {";
-    for (const Field &field : found->fields) {
-        text += text.back() == '{' ? "" : ", ";
-        text.append(field.type).append(" ").append(field.name).append(field.when);
-    }
-    return text + "}";
+    const std::string fields = fields_of(type);
+    return !fields.empty() ? type + " {" + fields + '}' : type == "void" ? "none" : type;
 }
 
 // The stubs of the procedures of which the reference host has a model.
@@ -92,10 +93,11 @@ std::vector<Procedure> procedure_table()
 
 std::string one_line(const std::string &text)
 {
-    static const std::regex space("\\s+");
-    std::string line = std::regex_replace(text, space, " ");
-    line.erase(0, line.find_first_not_of(' '));
-    return line.erase(line.find_last_not_of(' ') + 1);
+    std::istringstream words(text);
+    std::string line, word;
+    while (words >> word)
+        line += (line.empty() ? "" : " ") + word;
+    return line;
 }
 
 // Splits at commas outside brackets.
@@ -132,32 +134,52 @@ std::string release_of(const std::string &type)
 
 std::optional<Call> parse(const std::string &declaration, const std::string &comment)
 {
-    static const std::regex function("((?:const )?\\w+ \\**)(\\w+)\\((.*)\\);");
-    static const std::regex variable("extern ((?:struct )?\\w+ \\**)(\\w+);");
-    static const std::regex parameter("(.*[ *])(\\w+)");
-    std::smatch match;
+    static const Pattern function("^((const |struct )?\\w+ \\**)(\\w+)\\((.*)\\);$");
+    static const Pattern variable("^extern ((const |struct )?\\w+ \\**)(\\w+);$");
+    static const Pattern parameter("^(.*[ *])(\\w+)$");
     Call call{};
     call.comment = comment;
-    if (std::regex_match(declaration, match, function)) {
-        call.is_function = true;
-        for (const std::string &part : parts(match[3])) {
-            std::smatch named;
-            if (std::regex_match(part, named, parameter))
-                call.parameters.push_back({named[1], named[2]});
-        }
-    } else if (!std::regex_match(declaration, match, variable)) {
+    auto match = function.search(declaration);
+    call.is_function = match.has_value();
+    if (!match)
+        match = variable.search(declaration);
+    if (!match)
         return std::nullopt;
-    }
-    call.type = one_line(match[1]);
-    call.name = match[2];
+    for (const std::string &part : parts(call.is_function ? match->groups[4] : ""))
+        if (const auto named = parameter.search(part))
+            call.parameters.push_back({named->groups[1], named->groups[2]});
+    call.type = one_line(match->groups[1]);
+    call.name = match->groups[3];
     return call;
 }
 
 // Makes a declaration of a row of V_LIST.
-std::string expanded(std::string text, const List &list)
+std::string expanded(const std::string &text, const List &list)
 {
-    text = std::regex_replace(text, std::regex("##plural"), list.plural);
-    return std::regex_replace(text, std::regex("\\bname\\b"), list.name);
+    static const Pattern plural("##plural"), name("\\bname\\b");
+    return name.replace(plural.replace(text, list.plural), list.name);
+}
+
+// Finds the structures of a header or of values.def, with the comment of a line that stands before
+// each.
+std::vector<Structure> structures_in(const std::string &source)
+{
+    static const Pattern row("(/\\* ([^*]*) \\*/)?\nV_(RECORD|UNION)\\((\\w+),");
+    static const Pattern definition("(/\\* ([^*]*) \\*/)?\n"
+                                    "typedef struct (\\w+) \\{([^}]*)\\}");
+    static const Pattern comment(" */\\*[^*]*\\*/"), semicolon(";");
+    std::vector<Structure> found;
+    for (auto it = row.search(source); it; it = row.search(source, it->end))
+        found.push_back({it->groups[4], fields_of(it->groups[4]), it->groups[2]});
+    for (auto it = definition.search(source); it; it = definition.search(source, it->end)) {
+        std::string fields = one_line(semicolon.replace(comment.replace(it->groups[4], ""), ","));
+        fields.pop_back(); // the last comma
+        found.push_back({it->groups[3], fields, it->groups[2]});
+    }
+    for (const Structure &each : found)
+        if (each.comment.empty())
+            throw std::runtime_error(each.name + ": no comment says what it is");
+    return found;
 }
 
 // A comment describes the declarations after it, up to an empty line; the first comment describes
@@ -166,15 +188,18 @@ Family read_header(const fs::path &path)
 {
     Family family;
     family.name = path.stem().string();
-    std::istringstream lines(read_file(path));
+    const std::string source = read_file(path);
+    family.structures = structures_in(source);
+    std::istringstream lines(source);
     std::string line, comment, declaration;
     bool in_comment = false, in_macro = false, in_list = false;
+    static const Pattern macro("#define[^)]*\\)|\\\\$"), frame("^\\s*/?\\*+/?|\\*/.*$");
     while (std::getline(lines, line)) {
         if (in_macro || (!in_comment && line.starts_with('#'))) {
             if (!in_macro)
                 in_list = line.starts_with("#define V_LIST(");
             if (in_list)
-                declaration += std::regex_replace(line, std::regex("#define[^)]*\\)|\\\\$"), "");
+                declaration += macro.replace(line, "");
             in_macro = line.ends_with('\\');
             if (in_list && line.find(';') != std::string::npos) {
                 for (const List &list : lists)
@@ -186,8 +211,7 @@ Family read_header(const fs::path &path)
             if (!in_comment)
                 comment.clear();
             in_comment = line.find("*/") == std::string::npos;
-            static const std::regex frame("^\\s*/?\\*+/?|\\*/.*$");
-            comment += std::regex_replace(line, frame, "") + ' ';
+            comment += frame.replace(line, "") + ' ';
             if (!in_comment && family.about.empty()) {
                 comment = one_line(comment);
                 const std::size_t end = comment.find(". ");
@@ -250,15 +274,16 @@ struct Definition {
 // Finds the definitions of exported functions in a source file: name, parameters and body.
 std::vector<Definition> definitions(const std::string &source)
 {
-    static const std::regex head("\n\\w[^\n;{}()]*\\b((?:V_|VA_|oldV_|Vapi|Vde)\\w*)"
-                                 "\\([^;{}()]*\\)\\s*\\{");
+    static const Pattern head("\n\\w[^\n;{}()]*\\b((V_|VA_|oldV_|Vapi|Vde)\\w*)"
+                              "\\([^;{}()]*\\)\\s*\\{");
     std::vector<Definition> found;
-    for (std::sregex_iterator it(source.begin(), source.end(), head), end; it != end; ++it) {
-        const auto begin = static_cast<std::size_t>(it->position() + it->length());
-        std::size_t at = begin;
+    std::size_t at = 0;
+    while (const auto match = head.search(source, at)) {
+        at = match->end;
         for (int depth = 1; depth > 0 && at < source.size(); at++)
             depth += source[at] == '{' ? 1 : source[at] == '}' ? -1 : 0;
-        found.push_back({(*it)[1], one_line(source.substr(begin, at - begin - 1))});
+        found.push_back(
+            {match->groups[1], one_line(source.substr(match->end, at - match->end - 1))});
     }
     return found;
 }
@@ -277,27 +302,28 @@ void read_source(const fs::path &path, Interface &interface)
 {
     // Matches a body that is a single use of a template: the shape, the stub, other arguments, and
     // a member of the result.
-    static const std::regex one_use("(?:return )?(\\w+)\\((\\w+)(.*)\\)(\\.\\w+)?;");
-    static const std::regex word("\\b\\w+\\b");
+    static const Pattern one_use("^(return )?(\\w+)\\((\\w+)(.*)\\)(\\.\\w+)?;$");
+    static const Pattern word("\\w+");
     for (const Definition &definition : definitions(read_file(path))) {
         Call *const call = find(interface, definition.name);
         const std::string &body = definition.body;
-        for (std::sregex_iterator it(body.begin(), body.end(), word), end; it != end; ++it)
+        for (auto it = word.search(body); it; it = word.search(body, it->end))
             for (Procedure &procedure : interface.procedures)
-                if (it->str() == procedure.stub) {
+                if (it->groups[0] == procedure.stub) {
                     procedure.users.push_back(definition.name);
                     if (call)
                         call->stub = procedure.stub;
                 }
-        std::smatch use;
-        if (!call || call->stub.empty() || !std::regex_match(body, use, one_use))
+        const auto use = one_use.search(body);
+        if (!call || call->stub.empty() || !use)
             continue;
-        const std::vector<std::string> arguments = parts(use[3]);
-        const std::size_t failure = use[1] == "scalar" ? 3 : 2;
-        tell_outcomes(*call, use[1],
-                      use[4].matched                                          ? use[4].str()
-                      : use[1] != "return_list" && arguments.size() > failure ? arguments[failure]
-                                                                              : "");
+        const std::string &shape = use->groups[2], &member = use->groups[5];
+        const std::vector<std::string> arguments = parts(use->groups[4]);
+        const std::size_t failure = shape == "scalar" ? 3 : 2;
+        tell_outcomes(*call, shape,
+                      !member.empty()                                        ? member
+                      : shape != "return_list" && arguments.size() > failure ? arguments[failure]
+                                                                             : "");
     }
 }
 
@@ -313,16 +339,6 @@ std::vector<fs::path> files(const fs::path &folder, const std::string &extension
 
 } // namespace
 
-std::string read_file(const fs::path &path)
-{
-    std::ifstream file(path);
-    if (!file)
-        throw std::runtime_error(path.string() + ": cannot be read");
-    std::ostringstream text;
-    text << file.rdbuf();
-    return std::move(text).str();
-}
-
 const Procedure &Interface::procedure(const std::string &stub) const
 {
     return *std::ranges::find(procedures, stub, &Procedure::stub);
@@ -330,17 +346,26 @@ const Procedure &Interface::procedure(const std::string &stub) const
 
 Interface read_interface(const fs::path &root)
 {
+    constexpr const char *values = "include/velt/tables/values.def";
     Interface interface;
     interface.procedures = procedure_table();
     for (const fs::path &path : files(root / "include/velt/api", ".h"))
         interface.families.push_back(read_header(path));
-    for (Family &family : interface.families)
+    for (Family &family : interface.families) {
+        if (family.name == "values") {
+            for (const Structure &each : structures_in(read_file(root / values)))
+                family.structures.push_back(each);
+            for (const List &list : lists)
+                family.structures.push_back(
+                    {list.name, "UIntT len, " + list.element + " *val", "A list."});
+        }
         for (Call &call : family.calls) {
             if (call.is_function)
                 call.release = release_of(call.type);
             if (call.comment.empty())
                 throw std::runtime_error(call.name + ": no comment says what it does");
         }
+    }
     for (const fs::path &path : files(root / "apilib", ".cpp"))
         read_source(path, interface);
     for (const Procedure &procedure : interface.procedures)

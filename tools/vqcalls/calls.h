@@ -38,11 +38,19 @@ struct Call {
     std::string release; // what releases the result
 };
 
+// A structure, union or list that calls take or return.
+struct Structure {
+    std::string name;
+    std::string fields;
+    std::string comment;
+};
+
 // The calls of one header.
 struct Family {
     std::string name;
     std::string about;  // one phrase on the family
     std::string common; // text that applies to all of its calls
+    std::vector<Structure> structures;
     std::vector<Call> calls;
 };
 
@@ -68,8 +76,6 @@ struct Interface {
 
 // Reads a source tree. Throws when a procedure that should have a call has none.
 Interface read_interface(const std::filesystem::path &root);
-
-std::string read_file(const std::filesystem::path &path);
 
 // The declaration in C, without the semicolon.
 std::string signature(const Call &call);
