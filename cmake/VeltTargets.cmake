@@ -30,15 +30,28 @@ if(VELT_WERROR)
   target_compile_options(velt_options INTERFACE -Werror)
 endif()
 
-# velt_library(NAME SOURCES... [LINK libs...]): NAME-static and NAME-shared from one set of objects,
-# without exceptions, RTTI or guarded statics, linked as C. What the headers export has its version
-# from velt.map. Both are installed; velt-api, say, as Velt::api (shared) and Velt::api-static.
-function(velt_library name)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LINK")
+# velt_headers(FOLDER OUT): sets OUT to a place where the folder's headers, and no others, are found by
+# their path from the top.
+function(velt_headers folder out)
+  string(REPLACE "/" "-" name velt-${folder})
+  set(place ${PROJECT_BINARY_DIR}/layers/${name})
+  cmake_path(GET folder PARENT_PATH parent)
+  file(MAKE_DIRECTORY ${place}/${parent})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${place}/${folder} SYMBOLIC)
+  set(${out} ${place} PARENT_SCOPE)
+endfunction()
+
+# velt_library(NAME FOLDER SOURCES... [LINK libs...]): NAME-static and NAME-shared from one set of
+# objects, which include what stands in the folder, without exceptions, RTTI or guarded statics, linked
+# as C. What the headers export has its version from velt.map. Both are installed; velt-api, say, as
+# Velt::api (shared) and Velt::api-static.
+function(velt_library name folder)
+  cmake_parse_arguments(PARSE_ARGV 2 ARG "" "" "SOURCES;LINK")
+  velt_headers(${folder} own)
   add_library(${name}-objects OBJECT ${ARG_SOURCES})
   target_link_libraries(${name}-objects PRIVATE velt_options)
   target_include_directories(${name}-objects PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR})
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${own})
   target_compile_options(${name}-objects PRIVATE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
   set_target_properties(${name}-objects PROPERTIES
@@ -73,15 +86,13 @@ function(velt_library name)
 endfunction()
 
 # velt_layer(FOLDER [HEADERS] [LINK layers or libs...]): the folder's sources as the library
-# velt-FOLDER, with - for /; with HEADERS only these, where the sources belong to another. Its headers are included by their path from the top, and found by whoever links it and by
-# nobody else: an include of a layer that is not linked does not compile.
+# velt-FOLDER, with - for /; with HEADERS only its headers, where the sources belong to another target.
+# Its headers are included by their path from the top, and found by whoever links it and by nobody
+# else: an include of a layer that is not linked does not compile.
 function(velt_layer folder)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "HEADERS" "" "LINK")
   string(REPLACE "/" "-" name velt-${folder})
-  set(headers ${PROJECT_BINARY_DIR}/layers/${name})
-  cmake_path(GET folder PARENT_PATH parent)
-  file(MAKE_DIRECTORY ${headers}/${parent})
-  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${headers}/${folder} SYMBOLIC)
+  velt_headers(${folder} headers)
 
   file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
   list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
