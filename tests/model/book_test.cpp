@@ -82,7 +82,7 @@ TEST(BookText, RoundTripOfEveryKindAndOfQuireNames)
 
 // Whatever a client writes into a name survives being saved and loaded, character or not; where two
 // codes are one character, it may come back as the other.
-TEST(BookText, EveryPairOfBytesComesBackFromUtf8)
+TEST(BookTextSweep, EveryPairOfBytesComesBackFromUtf8)
 {
     for (IntT language : {1, 18, 19, 20, 21}) {
         const SessionText text(language);

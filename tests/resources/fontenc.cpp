@@ -98,7 +98,8 @@ TEST_F(FontEncodings, LocaleFlags)
 
 // Every pair of bytes, repeated so that a second byte may itself look like a first one, cut at
 // every index.
-TEST_F(FontEncodings, NoCutSplitsACharacter)
+using FontEncodingsSweep = FontEncodings;
+TEST_F(FontEncodingsSweep, NoCutSplitsACharacter)
 {
     for (UIntT enc = 0; enc <= vdeLastEncodingId; ++enc) {
         for (unsigned pair = 0; pair < 255 * 255; ++pair) {

@@ -78,7 +78,7 @@ TEST(Stream, BlocksDoNotShow)
     });
 }
 
-TEST(Stream, DamageIsFoundWhereItIsInAnyBlocks)
+TEST(StreamSweep, DamageIsFoundWhereItIsInAnyBlocks)
 {
     std::mt19937 random(5);
     for_each_pair([&random](const std::string &sound, UIntT from, UIntT target) {

@@ -71,7 +71,7 @@ TEST(Unicode, FontsHaveTheirCharacters)
     }
 }
 
-TEST(Unicode, LongTextIsThatOfItsCharacters)
+TEST(UnicodeSweep, LongTextIsThatOfItsCharacters)
 {
     std::string text, expected;
     for (int i = 0; text.size() < 1'000'000; ++i) {

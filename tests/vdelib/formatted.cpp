@@ -57,7 +57,7 @@ void expect_as_platform(const std::vector<const char *> &conversions,
     }
 }
 
-TEST(Formatted, ConversionsAreThePlatforms)
+TEST(FormattedSweep, ConversionsAreThePlatforms)
 {
     expect_as_platform<int>({"c"}, {'A', -1, 0x141});
     expect_as_platform<int>({"d", "i", "o", "u", "x", "X", "hd", "hhu", "hx"},
