@@ -55,13 +55,13 @@ bool code(XDR *xdrs, T &list)
                      sizeof(Element<T>), routine<Element<T>>());
 }
 
-template <Record T>
+template <Struct T>
 bool code(XDR *xdrs, T *&value)
 {
     return xdr_pointer(xdrs, reinterpret_cast<char **>(&value), sizeof(T), routine<T>());
 }
 
-template <Record T>
+template <Struct T>
 bool code(XDR *xdrs, T &value)
 {
     return fields(value, [xdrs](const char *, auto &field) { return code(xdrs, field); });
@@ -117,13 +117,13 @@ private:
     {
         fill(list, inner_count);
     }
-    template <Record T>
+    template <Struct T>
     void visit(std::string_view, T *&value)
     {
         value = static_cast<T *>(std::calloc(1, sizeof(T)));
         visit("", *value);
     }
-    template <Record T>
+    template <Struct T>
     void visit(std::string_view, T &value)
     {
         fields(value, [this](const char *name, auto &field) {

@@ -11,7 +11,7 @@
 namespace velt
 {
 
-// A text of code points, or of their UTF-8 form. from_utf8 throws std::runtime_error.
+// These convert between code points and UTF-8. from_utf8 throws std::runtime_error.
 std::u32string from_utf8(std::string_view text);
 std::string to_utf8(char32_t character);
 
@@ -24,7 +24,7 @@ public:
 
     const std::string &name() const { return name_; }
 
-    // The bytes of a character outside ASCII; empty if the encoding lacks it.
+    // Returns the bytes of a character outside ASCII; empty if the encoding lacks it.
     std::string encode(char32_t character) const;
 
     // Decodes the character of one or two bytes at the beginning of nonempty text: a view of its

@@ -1,4 +1,4 @@
-// Whole files. Every failure is a std::system_error that names the file.
+// Whole files. Every failure is a std::runtime_error that names the file.
 #pragma once
 
 #include <cstdio>

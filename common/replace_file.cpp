@@ -46,8 +46,8 @@ mode_t without_group(mode_t mode)
     return mode & ~(S_IRWXG & ~((mode & S_IRWXO) << 3));
 }
 
-// Copies the access list of the old file to the new one, or removes the new one's; whether that
-// succeeded.
+// Copies the access list of the old file to the new one, or removes the new one's; returns whether
+// that succeeded.
 bool same_access_list(int from, int to)
 {
     std::vector<char> list(65536); // the longest list that the system allows

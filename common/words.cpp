@@ -99,7 +99,7 @@ std::string quoted(const std::string &text)
     return word + "\"";
 }
 
-// Whether it stands in a list as it is.
+// Returns whether the name can stand in a list as it is.
 bool is_plain_entry(const std::string &name)
 {
     return !name.empty() && name != "none" && name.find_first_of(",\"") == name.npos &&

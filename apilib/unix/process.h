@@ -20,8 +20,8 @@ bool read_process(pid_t id, ProcessFacts &facts);
 // The start time of the process; 0 when it is not known.
 unsigned long long start_of(pid_t id);
 
-// Whether the process with this id and start time is running. A process that has exited stays a
-// zombie until its parent asks for its status.
+// Returns whether the process with this id and start time is running. A process that has exited
+// stays a zombie until its parent asks for its status.
 bool lives(pid_t id, unsigned long long start);
 
 } // namespace velt

@@ -31,16 +31,16 @@ inline bool code(XDR *xdrs, UCharT &value)
 
 bool code(XDR *xdrs, StringT &value);
 
-template <Record T>
+template <Struct T>
 bool code(XDR *xdrs, T &value);
-template <Record T>
+template <Struct T>
 bool code(XDR *xdrs, T *&value);
 template <List T>
 bool code(XDR *xdrs, T &value);
 template <List T>
 bool code(XDR *xdrs, T *&value);
 
-template <Record T>
+template <Struct T>
 bool code(XDR *xdrs, T &value)
 {
     return fields(value, [xdrs](const char *, auto &field) { return code(xdrs, field); });
@@ -70,7 +70,7 @@ bool code_optional(XDR *xdrs, T *&value)
     return done;
 }
 
-template <Record T>
+template <Struct T>
 bool code(XDR *xdrs, T *&value)
 {
     return code_optional(xdrs, value);
@@ -88,7 +88,7 @@ constexpr std::size_t words_of()
 {
     if constexpr (std::is_same_v<T, IntT> || std::is_same_v<T, UIntT>) {
         return 1;
-    } else if constexpr (Record<T>) {
+    } else if constexpr (Struct<T>) {
         std::size_t words = 0;
         T value{};
         fields(value, [&words](const char *, auto &field) {

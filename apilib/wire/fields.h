@@ -12,7 +12,7 @@ namespace velt
 {
 
 template <class T>
-struct IsRecord : std::false_type {
+struct IsStruct : std::false_type {
 };
 template <class T>
 struct IsList : std::false_type {
@@ -20,7 +20,7 @@ struct IsList : std::false_type {
 
 #define V_RECORD(name, fields)                                                                     \
     template <>                                                                                    \
-    struct IsRecord<name> : std::true_type {                                                       \
+    struct IsStruct<name> : std::true_type {                                                       \
     };
 #define V_LIST(name, element, plural)                                                              \
     template <>                                                                                    \
@@ -28,11 +28,11 @@ struct IsList : std::false_type {
     };
 #include "velt/tables/all_records.def"
 template <>
-struct IsRecord<VqRpcApiConnectArgT> : std::true_type {
+struct IsStruct<VqRpcApiConnectArgT> : std::true_type {
 };
 
 template <class T>
-concept Record = IsRecord<T>::value;
+concept Struct = IsStruct<T>::value;
 template <class T>
 concept List = IsList<T>::value;
 

@@ -9,7 +9,7 @@ namespace velt
 {
 
 // Turns a shallow copy into a deep one: replaces everything that the value points to by a copy.
-// False when memory ran out; what could not be copied is then null or empty.
+// Returns false when memory ran out; what could not be copied is then null or empty.
 template <class T>
 bool own(T &value);
 
@@ -109,7 +109,7 @@ bool own(T &value)
     } else if constexpr (std::is_same_v<T, V_PropIdentT>) {
         // A property identified by number has no name, and its copy gets none.
         return !value.name || own(value.name);
-    } else if constexpr (Record<T>) {
+    } else if constexpr (Struct<T>) {
         fields(value, Owning{whole});
     }
     return whole;
@@ -129,7 +129,7 @@ void release(T &value)
             release(value.val[i]);
         api_free(value.val);
         value.len = 0;
-    } else if constexpr (Record<T>) {
+    } else if constexpr (Struct<T>) {
         fields(value, Releasing{});
     }
 }

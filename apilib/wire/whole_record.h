@@ -17,7 +17,7 @@ inline void mark_whole_record(XDR *xdrs)
     xdrs->x_ops = &whole_record_operations;
 }
 
-// Whether so many bytes can follow in the stream; true for a stream whose end is not known.
+// Returns whether so many bytes can follow in the stream; true for a stream whose end is not known.
 inline bool may_hold(XDR *xdrs, std::uint64_t bytes)
 {
     if (xdrs->x_ops != &whole_record_operations)

@@ -88,7 +88,7 @@ V_PropValsT *returned_list(const Documents &documents, const FileOutcome &outcom
     V_PropValsT list{};
     list.len = static_cast<UIntT>(std::size(entries));
     list.val = entries;
-    auto *made = owned_record<V_PropValsT>();
+    auto *made = owned_struct<V_PropValsT>();
     try {
         *made = owned_copy(list);
     } catch (...) {

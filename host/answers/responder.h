@@ -24,7 +24,7 @@ public:
     // Answers a procedure without an answer function with the status not_supported, if its result
     // has a status.
     Reaction respond(Call &call) override;
-    void client_gone(int number) override { workplace_.model.forget_subscriptions(number); }
+    void client_exited(int number) override { workplace_.model.forget_subscriptions(number); }
 
 private:
     Workplace workplace_;

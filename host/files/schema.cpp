@@ -49,7 +49,7 @@ Json schema_of(T)
         return {{"anyOf", {{{"type", "null"}}, schema_of(std::remove_pointer_t<T>{})}}};
     } else if constexpr (List<T>) {
         return list(schema_of(Element<T>{}));
-    } else if constexpr (Record<T>) {
+    } else if constexpr (Struct<T>) {
         Json properties = Json::object(), required = Json::array();
         T value{};
         fields(value, [&](const char *name, auto &field) {

@@ -71,7 +71,7 @@ void write_value(const Shape &shape, void *value, JsonOut &out, const ToUtf8 &to
             write_value(*shape.element, element(shape, first, i), out, to_utf8);
         return out.end(']');
     }
-    case Shape::record:
+    case Shape::structure:
         out.begin('{');
         shape.each_field(value, [&](const char *name, const Shape &of, void *field) {
             out.key(name);
@@ -126,7 +126,7 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
             });
         return;
     }
-    case Shape::record: {
+    case Shape::structure: {
         node.need(JsonNode::object);
         std::vector<std::string_view> names;
         shape.each_field(value, [&](const char *name, const Shape &of, void *field) {

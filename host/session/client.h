@@ -39,7 +39,7 @@ struct Client {
     int caller = -1;                        // the descriptor on which it calls; -1 without one
     Connection connection;
     Turns turns;
-    std::string refusal;          // why the client's dispatcher refused the latest call
+    std::string rpc_error;        // why the client's dispatcher refused the latest call
     std::optional<Turn> quitting; // begun when the client was asked to quit
     bool leaving = false;         // it has said that it ends, or was asked to
     bool being_answered = false;  // it waits for the answer to a call and serves nobody

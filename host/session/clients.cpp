@@ -67,8 +67,9 @@ void Clients::acknowledge(int descriptor, IntT pid)
     };
     const auto client = std::ranges::find_if(all_, expected);
     if (client == all_.end())
-        return reports_.stranger("acknowledgement", "process " + std::to_string(pid) +
-                                                        " acknowledged, but no client is expected");
+        return reports_.unknown_process("acknowledgement",
+                                        "process " + std::to_string(pid) +
+                                            " acknowledged, but no client is expected");
     client->state = State::acknowledged;
     client->caller = descriptor;
     client->pid = pid;
@@ -77,19 +78,19 @@ void Clients::acknowledge(int descriptor, IntT pid)
 }
 
 // A process whose reply was lost asks again, and gets the same answer.
-void Clients::admit(const VqRpcApiConnectArgT &wish, UIntT host_program,
+void Clients::admit(const VqRpcApiConnectArgT &request, UIntT host_program,
                     VqRpcApiConnectReturnT &reply)
 {
-    reply.status = responder_.admit(wish.pid);
-    const std::string name = printable(wish.name);
-    if (reply.status == ok && wish.pid <= 0)
+    reply.status = responder_.admit(request.pid);
+    const std::string name = printable(request.name);
+    if (reply.status == ok && request.pid <= 0)
         reply.status = bad_value;
     if (reply.status != ok)
-        return reports_.stranger("wish", "process " + std::to_string(wish.pid) + " (" + name +
-                                             ") was not taken in: status " +
-                                             std::to_string(reply.status));
+        return reports_.unknown_process("request", "process " + std::to_string(request.pid) + " (" +
+                                                       name + ") was not admitted: status " +
+                                                       std::to_string(reply.status));
     const auto asks_again = [&](const Client &each) {
-        return each.state == State::started && !each.process && each.pid == wish.pid;
+        return each.state == State::started && !each.process && each.pid == request.pid;
     };
     const auto known = std::ranges::find_if(all_, asks_again);
     Client *client = known == all_.end() ? nullptr : &*known;
@@ -98,8 +99,8 @@ void Clients::admit(const VqRpcApiConnectArgT &wish, UIntT host_program,
         for (const Client &each : all_)
             number = std::max(number, each.number + 1);
         client = &add(number, name);
-        client->pid = wish.pid;
-        client->process_start = start_of(wish.pid);
+        client->pid = request.pid;
+        client->process_start = start_of(request.pid);
     }
     std::array<char, 256> machine{"localhost"};
     if (registrations_.are_the_machines())
@@ -144,13 +145,16 @@ void Clients::look_after(Client &client)
 
 void Clients::connect(Client &client)
 {
-    client.state = State::connected;
     const sockaddr_in service =
         on_loopback(registrations_.mapper().find(client.program, client.version, IPPROTO_TCP));
-    if (!service.sin_port ||
-        !client.connection.open(service, client.program, client.version,
-                                [this, &client](const rpc_err &error) { replied(client, error); }))
+    if (service.sin_port &&
+        client.connection.open(service, client.program, client.version,
+                               [this, &client](const rpc_err &error) { replied(client, error); })) {
+        client.state = State::connected;
+    } else {
+        client.state = State::lost;
         reports_.of(client, clnt_spcreateerror("its service cannot be reached"));
+    }
 }
 
 // The client answers each call of the host with an empty reply; the replies come in order.
@@ -167,8 +171,8 @@ void Clients::replied(Client &client, const rpc_err &error)
     }
     if (error.re_status == RPC_SUCCESS || client.turns.empty())
         return;
-    client.refusal = clnt_sperrno(error.re_status);
-    trace_return(options_.trace, client, client.turns.innermost(), client.refusal);
+    client.rpc_error = clnt_sperrno(error.re_status);
+    trace_return(options_.trace, client, client.turns.innermost(), client.rpc_error);
     client.turns.break_off();
 }
 
@@ -195,7 +199,7 @@ void Clients::note_exit(Client &client)
         client.exit_status = client.process->status();
     client.connection.close();
     registrations_.mapper().unset(client.program, client.version);
-    responder_.client_gone(client.number);
+    responder_.client_exited(client.number);
     if (!client.turns.empty())
         client.ended_in = client.turns.innermost().procedure;
     const bool normal = client.leaving && client.exit_status.value_or(0) == 0;

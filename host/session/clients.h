@@ -37,7 +37,8 @@ public:
     // Handles an acknowledgement: the caller on the descriptor says that it is the process `pid`.
     void acknowledge(int descriptor, IntT pid);
     // Answers a process that asks to be admitted; the reply tells it the host's own program.
-    void admit(const VqRpcApiConnectArgT &wish, UIntT host_program, VqRpcApiConnectReturnT &reply);
+    void admit(const VqRpcApiConnectArgT &request, UIntT host_program,
+               VqRpcApiConnectReturnT &reply);
     void connection_closed(int descriptor);
     // Checks on each client: connects to new ones, and notes those that have ended.
     void look_after();

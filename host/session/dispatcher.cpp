@@ -66,8 +66,8 @@ void Dispatcher::dispatch(rpcproc_t number, SVCXPRT *transport)
     Client *client = s_.clients.calling_on(transport->xp_fd);
     if (!client) {
         svcerr_weakauth(transport);
-        return s_.reports.stranger("call", "a process that is no client called procedure " +
-                                               std::to_string(number) + " and was refused");
+        return s_.reports.unknown_process("call", "a process that is no client called procedure " +
+                                                      std::to_string(number) + " and was refused");
     }
     if (!procedure) {
         svcerr_noproc(transport);

@@ -28,7 +28,7 @@ public:
 
     // Serves what has come by now.
     void serve_pending();
-    // Whether the time of a wait counts for the waits around it.
+    // Says whether the time of a wait counts for the waits around it.
     enum class Time { excused, counted };
     // Serves until `done` holds; returns false when it does not within the limit. The limit leaves
     // out excused time: neither a person who reads an alert nor another wait within this one makes

@@ -127,17 +127,18 @@ void Host::listen()
         {.dispatch = dispatch, .report = report, .closed = closed, .context = this}, interface);
     if (!service_)
         throw std::system_error(errno, std::generic_category(), "cannot create the host's service");
-    session_service_.reset(new SessionProgram(
+    session_listener_.reset(new SessionProgram(
         interface,
         {[this](const auto &wish, auto &reply) { clients_.admit(wish, program_, reply); },
          [this] {
-             reports_.stranger("datagram", "turned away a datagram: only root and the same user "
-                                           "may ask for a connection");
+             reports_.unknown_process("datagram",
+                                      "turned away a datagram: only root and the same user "
+                                      "may ask for a connection");
          }}));
     program_ = registrations_.add(IPPROTO_TCP, service_->xp_port);
     transport_set_program(service_, program_, service_version);
-    session_program_ = registrations_.add(IPPROTO_UDP, session_service_->port());
-    session_service_->answer_to(session_program_);
+    session_program_ = registrations_.add(IPPROTO_UDP, session_listener_->port());
+    session_listener_->answer_to(session_program_);
 }
 
 void Host::check()
@@ -212,7 +213,7 @@ Outcome Host::call(Client &client, typename Callback::Argument argument)
 {
     using Argument = typename Callback::Argument;
     const std::string name(Callback::name);
-    if (!client.connection.is_open() || client.reached(State::lost))
+    if (client.state != State::connected)
         return wrong(Outcome::died, client,
                      name + " is not called: " +
                          (client.running() ? "there is no connection" : "the client has ended"));
@@ -244,7 +245,7 @@ Outcome Host::call(Client &client, typename Callback::Argument argument)
 
 Outcome Host::send(Client &client, const Procedure &procedure, void *argument)
 {
-    client.refusal.clear();
+    client.rpc_error.clear();
     trace_sent(options_.trace, client, procedure, argument);
     const clnt_stat sent = client.connection.send(procedure, argument);
     if (sent == RPC_SUCCESS)
@@ -266,8 +267,8 @@ Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string 
                      "has not handed control back within " + show(options_.turn_limit) + " of " +
                          procedure);
     }
-    if (!client.refusal.empty())
-        return wrong(Outcome::undelivered, client, procedure + " is refused: " + client.refusal);
+    if (!client.rpc_error.empty())
+        return wrong(Outcome::undelivered, client, procedure + " is refused: " + client.rpc_error);
     if (client.turns.goes_on(turn))
         return {Outcome::modal, client.title() + ": waits for a modal dialog in " + procedure};
     if (!client.turns.was_broken_off(turn))
@@ -424,7 +425,7 @@ void Host::end()
         client.process.reset();
     }
     programs_.end();
-    session_service_.reset();
+    session_listener_.reset();
     if (service_)
         svc_destroy(service_);
     service_ = nullptr;

@@ -128,7 +128,7 @@ private:
     bool ending_ = false;
     bool cancelled_ = false;
     SVCXPRT *service_ = nullptr;
-    std::unique_ptr<SessionProgram> session_service_;
+    std::unique_ptr<SessionProgram> session_listener_;
     UIntT program_ = 0;
     UIntT session_program_ = 0;
 };

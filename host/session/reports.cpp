@@ -8,10 +8,10 @@ void Reports::of(const Client &client, const std::string &what)
     console_.report(client.title() + ": " + what);
 }
 
-void Reports::stranger(const std::string &kind, const std::string &what)
+void Reports::unknown_process(const std::string &kind, const std::string &what)
 {
     const auto now = std::chrono::steady_clock::now();
-    const auto [last, is_new] = strangers_.try_emplace(kind, now);
+    const auto [last, is_new] = reported_.try_emplace(kind, now);
     if (!is_new && now - last->second < std::chrono::minutes(1))
         return;
     last->second = now;

@@ -19,13 +19,13 @@ public:
     void of(const Client &client, const std::string &what);
     // Reports on a process that is no client, once a minute for each kind of report, so that one
     // that comes again and again is not reported each time.
-    void stranger(const std::string &kind, const std::string &what);
+    void unknown_process(const std::string &kind, const std::string &what);
     // Reports one line for the transport, which does not handle exceptions.
     static void line(void *reports, const char *what) noexcept;
 
 private:
     Console &console_;
-    std::map<std::string, std::chrono::steady_clock::time_point> strangers_;
+    std::map<std::string, std::chrono::steady_clock::time_point> reported_;
 };
 
 } // namespace velt::host

@@ -34,8 +34,8 @@ public:
     virtual Reaction respond(Call &call) = 0;
     // Returns the status for a process that asks to be admitted; 0 admits it.
     virtual IntT admit(IntT) { return 0; }
-    // Called when a client is gone: nothing is sent to the client of the number any more.
-    virtual void client_gone(int number) = 0;
+    // Called when the client of the number has exited: nothing is sent to it any more.
+    virtual void client_exited(int number) = 0;
 };
 
 } // namespace velt::host

@@ -46,12 +46,12 @@ SessionProgram::~SessionProgram()
 // No exception may leave this function: the transport does not handle any.
 void SessionProgram::ready(void *self)
 try {
-    static_cast<SessionProgram *>(self)->serve();
+    static_cast<SessionProgram *>(self)->receive();
 } catch (const std::exception &) {
     return; // the process will ask again
 }
 
-void SessionProgram::serve()
+void SessionProgram::receive()
 {
     Datagram bytes;
     sockaddr_in sender{};
@@ -61,7 +61,7 @@ void SessionProgram::serve()
     if (got <= 0)
         return;
     if (!transport_trusts(sender))
-        return owner_.turned_away();
+        return owner_.rejected();
     std::array<char, MAX_AUTH_BYTES> credentials, verifier;
     rpc_msg call{};
     call.rm_call.cb_cred.oa_base = credentials.data();
@@ -74,7 +74,7 @@ void SessionProgram::serve()
 
 void SessionProgram::answer(const rpc_msg &call, XDR &arguments, const sockaddr_in &sender)
 {
-    VqRpcApiConnectArgT wish{};
+    VqRpcApiConnectArgT request{};
     VqRpcApiConnectReturnT answer{};
     rpc_msg message{};
     message.rm_xid = call.rm_xid;
@@ -89,8 +89,8 @@ void SessionProgram::answer(const rpc_msg &call, XDR &arguments, const sockaddr_
         reply.ar_stat = PROG_MISMATCH;
         reply.ar_vers = {service_version, service_version};
     } else if (body.cb_proc == VQ_RPC_SESSION_CONNECT) {
-        if (typed_routine<VqRpcApiConnectArgT>(&arguments, &wish)) {
-            owner_.take_in(wish, answer);
+        if (typed_routine<VqRpcApiConnectArgT>(&arguments, &request)) {
+            owner_.admit(request, answer);
             reply.ar_results = {reinterpret_cast<caddr_t>(&answer),
                                 routine<VqRpcApiConnectReturnT>()};
         } else {
@@ -106,7 +106,7 @@ void SessionProgram::answer(const rpc_msg &call, XDR &arguments, const sockaddr_
     if (xdr_replymsg(&out, &message))
         sendto(descriptor_, bytes.data(), xdr_getpos(&out), 0,
                reinterpret_cast<const sockaddr *>(&sender), sizeof sender);
-    free_decoded(wish);
+    free_decoded(request);
     free_decoded(answer);
 }
 

@@ -17,9 +17,9 @@ class SessionProgram
 public:
     struct Owner {
         // Answers a process that asks to be admitted.
-        std::function<void(const VqRpcApiConnectArgT &, VqRpcApiConnectReturnT &)> take_in;
+        std::function<void(const VqRpcApiConnectArgT &, VqRpcApiConnectReturnT &)> admit;
         // Called for a datagram whose sender may not ask.
-        std::function<void()> turned_away;
+        std::function<void()> rejected;
     };
 
     // Serves on one interface, or on all. Throws std::system_error.
@@ -33,7 +33,7 @@ public:
 
 private:
     static void ready(void *self);
-    void serve();
+    void receive();
     void answer(const rpc_msg &call, XDR &arguments, const sockaddr_in &sender);
 
     Owner owner_;

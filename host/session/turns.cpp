@@ -15,7 +15,7 @@ bool waits_modally(const Turn &turn)
 
 } // namespace
 
-std::size_t Turns::begin(std::string_view procedure, rpcproc_t number, bool ends_modal_wait)
+std::size_t Turns::begin(std::string_view procedure, UIntT number, bool ends_modal_wait)
 {
     breach_reported_ = false;
     turns_.push_back({.procedure = procedure,

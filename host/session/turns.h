@@ -7,8 +7,6 @@
 #include <string_view>
 #include <vector>
 
-#include <rpc/rpc.h>
-
 #include "velt/scalars.h"
 
 namespace velt::host
@@ -25,7 +23,7 @@ struct ModalWait {
 // A stretch in which the client holds control: the host has called it, or it took control.
 struct Turn {
     std::string_view procedure; // the procedure with which it began
-    rpcproc_t number;
+    UIntT number;
     std::chrono::steady_clock::time_point since;
     std::size_t id = 0;
     std::optional<ModalWait> modal_wait = {};
@@ -38,7 +36,7 @@ class Turns
 {
 public:
     // Begins a turn and returns its id.
-    std::size_t begin(std::string_view procedure, rpcproc_t number, bool ends_modal_wait = false);
+    std::size_t begin(std::string_view procedure, UIntT number, bool ends_modal_wait = false);
     // Ends the turn in which the client hands control back, and returns it; returns nothing when
     // the client holds no control.
     std::optional<Turn> hand_back();

@@ -59,7 +59,7 @@ std::string quote(const std::string &bytes, const SessionText &session)
 
 std::string show(const Json &value, const SessionText &session);
 
-// Returns as text the fields of a record, the elements of a list, or a value that stands alone.
+// Returns as text the fields of a struct, the elements of a list, or a value that stands alone.
 std::string show_inside(const Json &value, const SessionText &session)
 {
     if (value.is_null())

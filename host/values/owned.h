@@ -27,9 +27,9 @@ inline StringT owned_string(const std::string &text)
     return owned_copy(const_cast<StringT>(text.c_str()));
 }
 
-// Returns a record filled with zeros; owned_list fills its elements with zeros as well.
+// Returns a struct filled with zeros; owned_list fills its elements with zeros as well.
 template <class T>
-T *owned_record()
+T *owned_struct()
 {
     auto *made = static_cast<T *>(VapiCalloc(1, sizeof(T)));
     if (!made)

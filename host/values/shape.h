@@ -14,7 +14,7 @@ namespace velt::host
 {
 
 struct Shape {
-    enum Kind { number, text, pointer, list, record };
+    enum Kind { number, text, pointer, list, structure };
     using Field = void (*)(void *visit, const char *name, const Shape &shape, void *field);
 
     Kind kind;
@@ -33,10 +33,10 @@ struct Shape {
     // null.
     void *(*elements)(void *owner, std::size_t &count) = nullptr;
 
-    // Of a record: calls `field` for each field in wire order.
-    void (*fields)(void *record, Field field, void *visit) = nullptr;
+    // Of a structure: calls `field` for each field in wire order.
+    void (*fields)(void *structure, Field field, void *visit) = nullptr;
 
-    // Calls visit(name, shape, field) for each field of the record.
+    // Calls visit(name, shape, field) for each field of the structure.
     template <class Visit>
     void each_field(void *of, Visit visit) const
     {
@@ -74,7 +74,7 @@ constexpr Shape make_shape()
         made.kind = Shape::pointer;
         made.element = &shape_of<To>;
         made.element_size = sizeof(To);
-        made.make = [](void *owner, std::size_t) { *static_cast<T *>(owner) = owned_record<To>(); };
+        made.make = [](void *owner, std::size_t) { *static_cast<T *>(owner) = owned_struct<To>(); };
         made.elements = [](void *owner, std::size_t &count) -> void * {
             To *const to = *static_cast<T *>(owner);
             count = to ? 1 : 0;
@@ -92,8 +92,8 @@ constexpr Shape make_shape()
             count = list.val ? list.len : 0;
             return list.val;
         };
-    } else if constexpr (Record<T>) {
-        made.kind = Shape::record;
+    } else if constexpr (Struct<T>) {
+        made.kind = Shape::structure;
         made.fields = shape_fields<T>;
     } else {
         made.kind = Shape::number;

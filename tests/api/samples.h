@@ -132,7 +132,7 @@ struct Telling {
             for (UIntT i = 0; i < value.len; i++)
                 (*this)("", value.val[i]);
             out += "]";
-        } else if constexpr (velt::Record<T>) {
+        } else if constexpr (velt::Struct<T>) {
             out += "{";
             velt::fields(value, *this);
             out += "}";

@@ -57,7 +57,7 @@ TEST(Golden, IntoWhatTheCallerGives)
     EXPECT_EQ(ints.val, numbers);
 }
 
-TEST(Golden, Records)
+TEST(Golden, Structs)
 {
     golden(V_PropIdentT{5, str("unsent")}, "00000005");
     golden(V_PropIdentT{0, nullptr}, "00000000 00000000");

@@ -33,7 +33,7 @@ void fill(const Shape &shape, void *value, unsigned &seed)
             for (; count > 0; count--, at += shape.element_size)
                 fill(*shape.element, at, seed);
         return;
-    case Shape::record:
+    case Shape::structure:
         return shape.each_field(
             value, [&](const char *, const Shape &of, void *field) { fill(of, field, seed); });
     }

@@ -577,7 +577,7 @@ TEST_F(HostedClients, ProcessIsTakenInOverUdp)
 
     responder.admission = -17;
     const pid_t refused = visit();
-    serve_until([&] { return console.reported("(visitor) was not taken in: status -17"); });
+    serve_until([&] { return console.reported("(visitor) was not admitted: status -17"); });
     EXPECT_EQ(status_of(refused), 117);
     EXPECT_TRUE(host.clients().empty());
 

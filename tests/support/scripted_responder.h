@@ -26,7 +26,7 @@ public:
     // Calls of this procedure get no reply.
     rpcproc_t dropped = 0;
 
-    // The status for processes that ask to be taken in.
+    // The status for processes that ask to be admitted.
     IntT admission = 0;
 
     IntT admit(IntT) override { return admission; }
@@ -40,7 +40,7 @@ public:
         scripted->second(call);
         return Reaction::answer;
     }
-    void client_gone(int number) override { other_.client_gone(number); }
+    void client_exited(int number) override { other_.client_exited(number); }
 
 private:
     Responder &other_;

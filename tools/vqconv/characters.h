@@ -65,11 +65,11 @@ public:
     // Starts another text.
     void reset() { two_byte_ = false; }
 
-    // Whether the library has an equivalent for a character, less escape sequences.
+    // Returns whether the library has an equivalent for a character, less escape sequences.
     bool converts(std::string_view code);
     // Converts text without zero bytes, all of whose characters must have equivalents.
     std::string convert(std::string_view state, std::string_view text) const;
-    // Whether `reverse` converts the character's equivalent back to the character.
+    // Returns whether `reverse` converts the character's equivalent back to the character.
     bool comes_back(std::string_view code, const Characters &reverse) const;
 
     // Calls `visit` for each code of the encoding except the zero byte and those that change the

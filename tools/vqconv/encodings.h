@@ -11,7 +11,8 @@ std::optional<UIntT> encoding_of(const std::string &word);
 
 std::string encoding_title(UIntT id);
 
-// Whether the library converts one to the other, and whether it needs a table file for that.
+// Returns whether the library converts one to the other, and whether it needs a table file for
+// that.
 bool converts(UIntT from, UIntT to);
 bool takes_table(UIntT from, UIntT to);
 

@@ -196,7 +196,7 @@ public:
         out = to;
     }
 
-    // Whether the byte is in the class.
+    // Returns whether the byte is in the class.
     constexpr bool has(UCharT byte) const
     {
         return byte >= lowest && byte <= highest && byte != other && byte != another;

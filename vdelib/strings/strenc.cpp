@@ -64,7 +64,7 @@ IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 
 constexpr auto to_the_end = [](IntT) { return true; };
 
-// Whether a two-byte character occupies the bytes n - 1 and n of s.
+// Returns whether a two-byte character occupies the bytes n - 1 and n of s.
 bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
 {
     if (!s || n <= 0)

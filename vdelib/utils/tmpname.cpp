@@ -56,7 +56,7 @@ bool fill_suffix(char *suffix)
     return true;
 }
 
-// Fills in the random characters so that no file has the name; whether that succeeded.
+// Fills in the random characters so that no file has the name; returns whether that succeeded.
 bool make_unique(char *name)
 {
     constexpr int tries = 100; // among billions of suffixes even two collisions are unlikely

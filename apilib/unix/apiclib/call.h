@@ -65,7 +65,7 @@ public:
     Ret &operator*() const { return *ret; }
     Ret *operator->() const { return ret; }
 
-    // Whether the call succeeded; puts the status of a refusal into VA_errno.
+    // Returns whether the call succeeded; puts the status of a refusal into VA_errno.
     bool success() const { return ret && noted(status()) == 0; }
 
     IntT status() const

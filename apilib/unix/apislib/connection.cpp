@@ -71,8 +71,8 @@ void allow_machine(const char *name, in_addr_t first)
     }
 }
 
-// Whether the name is this machine's and the session is confined to it: then the loopback address
-// is meant.
+// Returns whether the name is this machine's and the session is confined to it: then the loopback
+// address is meant.
 bool is_this_session(const char *name)
 {
     char here[sizeof session.myname] = "";

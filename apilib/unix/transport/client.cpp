@@ -130,9 +130,9 @@ clnt_stat ClientConnection::send(AUTH *auth, rpcproc_t procedure, xdrproc_t enco
     return writer.begun() || status == RPC_CANTSEND ? lose(status, failure) : fail(status, failure);
 }
 
-// Whether the first read of a reply may block on the socket, which saves a call of poll(). The
-// socket's own time limit is that of whole calls, so it serves only while nearly all of the time is
-// left.
+// Returns whether the first read of a reply may block on the socket, which saves a call of poll().
+// The socket's own time limit is that of whole calls, so it serves only while nearly all of the
+// time is left.
 bool ClientConnection::read_may_wait(Time whole, Time until)
 {
     if (until - now() < whole - whole / 64)

@@ -9,7 +9,8 @@
 namespace velt
 {
 
-// How long a service pauses, or a wait lasts, that could get no descriptor or memory.
+// The time for which a service stops accepting, or a wait sleeps, after it could get no descriptor
+// or memory.
 constexpr Time retry_interval = 100'000'000;
 
 enum class EventKind {
@@ -49,7 +50,7 @@ struct Connection : EventSource {
 };
 
 // Why a service refuses a connection.
-enum class Refusal { unknown, other_machine, other_user, too_many, no_memory, count };
+enum class Rejection { unknown, other_machine, other_user, too_many, no_memory, count };
 
 // A service and its listening socket.
 struct Service : EventSource {
@@ -62,16 +63,16 @@ struct Service : EventSource {
     in_addr_t machines[most_machines]; // those whose processes may call
     std::size_t machine_count = 0;
     Time paused_until = 0; // accepts no connection before
-    Time report_again_at[static_cast<int>(Refusal::count)] = {};
+    Time report_again_at[static_cast<int>(Rejection::count)] = {};
 
     Service(int fd, const ServiceCallbacks &of);
-    void report_refusal(Refusal why, const sockaddr_in &peer);
+    void report_rejection(Rejection why, const sockaddr_in &peer);
 };
 
 void accept_on(Service &service);
 // Answers the calls that the peer has sent on a service's connection.
 void serve_calls(Connection &connection);
-// Whether the next call on it may be read: the answer to the one before has been sent.
+// Returns whether the next call on it may be read: the answer to the one before has been sent.
 bool can_read(const Connection &connection);
 void drop(Connection &connection);
 // Reports an answer that has come to a call made without waiting, or the end of the connection.
@@ -102,8 +103,8 @@ enum class Peer {
 };
 Peer identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines,
               std::size_t count);
-// Whether a connection leads to a service that may hear what we send: one of root, of our own user
-// or on another machine.
+// Returns whether a connection leads to a service that may hear what we send: one of root, of our
+// own user or on another machine.
 enum class Callee {
     refused,
     unproven, // the listening socket may, but the service has not accepted the connection yet

@@ -116,7 +116,7 @@ Peer find_peer(const sockaddr_in &here, const sockaddr_in &peer)
     return found;
 }
 
-// Whether an address is this machine's: a socket can be bound to such an address only.
+// Returns whether an address is this machine's: a socket can be bound to such an address only.
 bool is_ours(in_addr address)
 {
     const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -163,7 +163,7 @@ void count_owners(const char *table, const sockaddr_in &at, unsigned state, int 
     std::fclose(file);
 }
 
-// Whether the address has sockets, and all belong to root or our own user.
+// Returns whether the address has sockets, and all belong to root or our own user.
 bool is_trusted(const char *table, const char *table6, const sockaddr_in &at, unsigned state)
 {
     int trusted = 0, others = 0;

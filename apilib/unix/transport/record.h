@@ -91,7 +91,7 @@ public:
     // the system, or a record above the limit.
     Status read(int descriptor, int flags = MSG_DONTWAIT);
     bool has_record() const { return last_ && left_ == 0; }
-    // Whether the reader is between two records, with nothing of the next one read.
+    // Returns whether the reader is between two records, with nothing of the next one read.
     bool at_rest() const { return end_ == begin_; }
     // Removes the complete record; bytes read after it stay and are assembled next.
     Message take();
@@ -145,8 +145,8 @@ public:
     XDR *xdrs() { return &xdrs_; }
     // Sends the last fragment; false with errno.
     bool finish();
-    // Whether some of the record has been sent. It must then be finished, or the connection cannot
-    // be used any more.
+    // Returns whether some of the record has been sent. It must then be finished, or the connection
+    // cannot be used any more.
     bool begun() const { return begun_; }
     // Not 0 when bytes could not be sent.
     int error() const { return error_; }

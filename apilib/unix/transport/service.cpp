@@ -279,13 +279,13 @@ Service::Service(int fd, const ServiceCallbacks &of)
     handle.xp_p1 = this;
 }
 
-void Service::report_refusal(Refusal why, const sockaddr_in &peer)
+void Service::report_rejection(Rejection why, const sockaddr_in &peer)
 {
     static constexpr const char *reasons[] = {"the system does not tell whose it is",
                                               "only the host's machine may speak here",
                                               "only root and the same user may speak here",
                                               "there are too many connections", "no memory"};
-    static_assert(std::size(reasons) == static_cast<int>(Refusal::count));
+    static_assert(std::size(reasons) == static_cast<int>(Rejection::count));
     // A peer that connects again and again is reported at most once a minute.
     Time &until = report_again_at[static_cast<int>(why)];
     if (now() < until || !callbacks.report)
@@ -315,19 +315,19 @@ void accept_on(Service &to)
     if (identity == Peer::unknown && out_of_descriptors() && evict_one())
         identity = identify(fd, peer, to.machines, to.machine_count);
     ServiceConnection *made = nullptr;
-    Refusal refusal = Refusal::no_memory;
+    Rejection why = Rejection::no_memory;
     if (identity != Peer::trusted)
-        refusal = identity == Peer::unknown         ? Refusal::unknown
-                  : identity == Peer::other_machine ? Refusal::other_machine
-                                                    : Refusal::other_user;
+        why = identity == Peer::unknown         ? Rejection::unknown
+              : identity == Peer::other_machine ? Rejection::other_machine
+                                                : Rejection::other_user;
     else if (!has_room() && !evict_one())
-        refusal = Refusal::too_many;
+        why = Rejection::too_many;
     else
         made = make<ServiceConnection>(fd, peer, to);
     if (!made) {
         close(fd);
         if (identity != Peer::disconnected)
-            to.report_refusal(refusal, peer);
+            to.report_rejection(why, peer);
         return;
     }
     const int on = 1;

@@ -54,12 +54,14 @@ bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port
 bool mapper_unset(rpcprog_t program, rpcvers_t version);
 in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version, unsigned protocol,
                       timeval limit);
-// Whether the machine has a port mapper with which this user may register programs.
+// Returns whether the machine has a port mapper with which this user may register programs.
 bool mapper_answers(timeval limit);
 
-// Whether the sender of a datagram is a process of root or of the user's own on this machine.
+// Returns whether the sender of a datagram is a process of root or of the user's own on this
+// machine.
 bool transport_trusts(const sockaddr_in &sender);
-// Whether a datagram may go to an address: its receiver is such a process, or on another machine.
+// Returns whether a datagram may go to an address: its receiver is such a process, or on another
+// machine.
 bool transport_may_send(const sockaddr_in &receiver);
 
 // Adds a descriptor of another part of the process to the wait; transport_dispatch calls `ready`

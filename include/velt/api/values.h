@@ -100,7 +100,7 @@ void V_ApiDeallocateAttribute(V_AttributeT *attribute);
  * Release with VdeApiDeallocateFilterArgs, then V_Free. */
 V_FilterArgsT *VdeApiExpandFilterArgs(const char *packed);
 /* Releases the strings and the list in the structure, not the structure itself. */
-void VdeApiDeallocateFilterArgs(V_FilterArgsT *record);
+void VdeApiDeallocateFilterArgs(V_FilterArgsT *arguments);
 
 VELT_END_DECLS
 

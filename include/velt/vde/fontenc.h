@@ -43,11 +43,11 @@ extern IntT vdeLocaleIsCNS;
 IntT V_FdeInitFontEncs(const char *dialogEncodingName);
 
 /* Each sets up one encoding in the structure. Returns 0, or -1 for a null address. */
-IntT VdeInitVeltRomanEncoding(VdeFontEncT *record);
-IntT VdeInitJISX0208_ShiftJISEncoding(VdeFontEncT *record);
-IntT VdeInitKSC5601_1992Encoding(VdeFontEncT *record);
-IntT VdeInitBIG5Encoding(VdeFontEncT *record);
-IntT VdeInitGB2312_80_EUCEncoding(VdeFontEncT *record);
+IntT VdeInitVeltRomanEncoding(VdeFontEncT *encoding);
+IntT VdeInitJISX0208_ShiftJISEncoding(VdeFontEncT *encoding);
+IntT VdeInitKSC5601_1992Encoding(VdeFontEncT *encoding);
+IntT VdeInitBIG5Encoding(VdeFontEncT *encoding);
+IntT VdeInitGB2312_80_EUCEncoding(VdeFontEncT *encoding);
 
 /* The name of an encoding; null for an id above the highest. Not to be freed. */
 const char *V_FontEncName(UIntT id);
