@@ -2,180 +2,17 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <functional>
 #include <iostream>
 #include <new>
 
 #include "apilib/unix/descriptors.h"
 #include "common/descriptor_buffer.h"
-#include "common/options.h"
+#include "common/error.h"
 #include "common/printable.h"
 #include "common/replace_file.h"
-#include "host/files/document.h"
-#include "host/program/run.h"
-#include "velt/vde/language.h"
-
-namespace
-{
+#include "host/program/verbs.h"
 
 using namespace velt;
-using namespace velt::host;
-
-constexpr const char *usage_text =
-    R"(usage: vqhost run BOOK.json [OPTIONS] [COMMANDS...]
-       vqhost check-book BOOK.json...
-       vqhost check-document [--language NAME] DOCUMENT.json...
-       vqhost schema [book|document]
-
-Opens a book, runs clients on it, and carries out commands, one to an argument.
-Without commands it reads them from the terminal or the standard input.
-check-book and check-document tell what is wrong with files; schema prints what one may
-hold, as a JSON Schema.
-
-  --client PATH        start this client; once more for another
-  --client-arg ARG     hand an argument to the client before; once more for another
-  --client-env NAME=VALUE  set a variable for the client before
-  --init CODE          the code with which clients are initialised at first (1)
-  --trace[=text|json]  print every call, decoded, on the standard error
-  --trace-file FILE    write the trace to FILE
-  --filter WHAT,...    trace procedures, as in "*_get_*,api_vq_alert_1", or "failures" only
-  --script FILE        read commands from FILE; - is the standard input
-  --junit FILE         write what was expected, and what came of it, to FILE
-  --language NAME      the session's language, whatever the book says
-  --words FILE         check spelling by this word list, in UTF-8, with a word a line
-  --port-mapper WHICH  own or machine (the machine's if clients can use it)
-  --time-limit SECONDS how long a client may take to start or to hand back control:
-                       0.1 to 86400 (30), or 0 for any time
-  --allow-programs     let clients have the host run programs
-  --debug              stop each client at its first instruction until a debugger lets it
-                       go on, and give it any time for everything
-  -h, --help, --version
-
-Exit status: 0 done, 1 an expectation or a client failed, 2 usage or a file to
-read, 3 the port mapper failed.
-
-Commands:
-)";
-
-int tell(const std::string &text)
-{
-    if (!(std::cout << text << std::flush))
-        fail("what it printed could not be written");
-    return done;
-}
-
-int help(int, char **)
-{
-    return tell(usage_text + Commands::help());
-}
-
-int version(int, char **)
-{
-    return tell("vqhost " VELT_VERSION "\n");
-}
-
-int run_verb(int argc, char **argv)
-{
-    const Arguments arguments = parse_arguments(argc, argv);
-    return arguments.help      ? help(argc, argv)
-           : arguments.version ? version(argc, argv)
-                               : run(arguments);
-}
-
-// Loads each of the files, and tells what is wrong with it.
-template <class Load>
-int check_files(const std::vector<std::string> &files, Load load)
-{
-    ExitCode code = done;
-    for (const std::string &file : files) {
-        try {
-            load(file);
-        } catch (const Error &error) {
-            std::cerr << printable_lines(error.what()) << std::endl;
-            code = failed;
-        }
-    }
-    return code;
-}
-
-int check_books(int argc, char **argv)
-{
-    if (argc < 2)
-        misuse_of_program("check-book needs a book file");
-    return check_files({argv + 1, argv + argc}, [](const std::string &file) {
-        Model model;
-        BookFile(file).load(model);
-    });
-}
-
-int check_documents(int argc, char **argv)
-{
-    std::string language = V_LanguageString(V_language_usenglish);
-    const auto files = parse_options(argc, argv, {Option::into(0, "language", language)});
-    if (files.empty())
-        misuse_of_program("check-document needs a document file");
-    IntT number = 0;
-    try {
-        number = language_number(language);
-    } catch (const std::runtime_error &error) {
-        misuse_of_program(std::string("--language: ") + error.what());
-    }
-    return check_files(files, [number](const std::string &file) {
-        Model model;
-        model.set_language(number);
-        const FileOutcome outcome = Documents(model).open(file, false);
-        if (outcome.status != ok)
-            fail(outcome.reason);
-    });
-}
-
-int schema(int argc, char **argv)
-{
-    const std::string of = argc > 1 ? argv[1] : "book";
-    if (argc > 2 || (of != "book" && of != "document"))
-        misuse_of_program("schema of book or document?");
-    return tell(of == "book" ? book_schema() : document_schema());
-}
-
-struct Verb {
-    std::string_view name;
-    int (*carry_out)(int argc, char **argv);
-    // Whether --help and --version may stand anywhere after the verb; if not, the verb has options
-    // of its own.
-    bool helps;
-};
-constexpr Verb verbs[] = {
-    {"run", run_verb, false},
-    {"check-book", check_books, true},
-    {"check-document", check_documents, true},
-    {"schema", schema, true},
-};
-constexpr Verb general[] = {
-    {"--help", help, true},
-    {"-h", help, true},
-    {"--version", version, true},
-};
-
-int carry_out(int argc, char **argv)
-{
-    const std::string name = argc > 0 ? argv[0] : "";
-    const auto *verb = std::ranges::find(verbs, name, &Verb::name);
-    const bool known = verb != std::end(verbs);
-    for (int i = 0; i < (!known || verb->helps ? argc : 0); i++)
-        for (const Verb &each : general)
-            if (each.name == argv[i])
-                return each.carry_out(argc, argv);
-    if (!known)
-        misuse_of_program(
-            name.empty()
-                ? "run, check-book, check-document or schema?"
-                : name + ": unknown; there are run, check-book, check-document and schema");
-    return verb->carry_out(argc, argv);
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {
@@ -183,7 +20,7 @@ int main(int argc, char **argv)
     survive_file_size_limit();
     const DescriptorBuffer out(std::cout, STDOUT_FILENO), errors(std::cerr, STDERR_FILENO);
     try {
-        return carry_out(argc - 1, argv + 1);
+        return host::carry_out(argc - 1, argv + 1);
     } catch (const Error &error) {
         std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
         return error.code;
