@@ -43,6 +43,8 @@ void Answer<api_vq_modal_dialog_1>::answer(Context &c, const ApiVqDoDialogArgT &
 void Answer<api_vq_modeless_dialog_1>::answer(Context &c, const ApiVqDoDialogArgT &a, IntT &r)
 {
     r = status_of_dialog(c, a.id2);
+    if (r == ok)
+        c.client.modeless[a.int1] = a.id2;
 }
 
 } // namespace velt::host

@@ -1,6 +1,7 @@
 // A client as the host knows it.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -44,7 +45,8 @@ struct Client {
     bool leaving = false;         // it has said that it ends, or was asked to
     bool being_answered = false;  // it waits for the answer to a call and serves nobody
 
-    IntT return_value = 0; // what a client that calls it gets
+    std::map<IntT, UIntT> modeless; // the dialogs that it has open beside others, by its numbers
+    IntT return_value = 0;          // what a client that calls it gets
     std::optional<int> exit_status;
     std::string_view ended_in; // the procedure in which it held control at its end
 

@@ -330,7 +330,7 @@ Outcome Host::ask_to_quit(Client &client)
         return {};
     // A client does not end before its modal waits do.
     const auto waits = [&client] { return client.turns.modal_wait() != nullptr; };
-    for (std::size_t i = client.turns.modal_waits(); i > 0; i--)
+    for (std::size_t i = client.turns.modal_waits().size(); i > 0; i--)
         loop_.defer(client, waits, [this, &client] { dialog_event(client, 0, 0, cancelled); });
     return send(client, procedure_of<vq_api_quit_1>(), nullptr);
 }

@@ -88,8 +88,11 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
         while (waitpid(group_, nullptr, 0) < 0 && errno == EINTR)
             ;
         const bool is_there = error == ENOENT && access(what.path.c_str(), F_OK) == 0;
+        const bool is_nowhere = error == ENOENT && what.path.find('/') == what.path.npos;
         throw std::system_error(error, std::generic_category(),
-                                what.path + (is_there ? ": the program that is to run it" : ""));
+                                what.path + (is_there     ? ": the program that is to run it"
+                                             : is_nowhere ? ", which is neither in PATH nor here"
+                                                          : ""));
     }
     // A traced process stops when it has become another program; from then on it stays stopped for
     // whoever wants to trace it.

@@ -62,9 +62,13 @@ void Turns::wait_modally(IntT number, UIntT dialog)
         turns_.back().modal_wait = {number, dialog, std::chrono::steady_clock::now()};
 }
 
-std::size_t Turns::modal_waits() const
+std::vector<ModalWait> Turns::modal_waits() const
 {
-    return static_cast<std::size_t>(std::ranges::count_if(turns_, waits_modally));
+    std::vector<ModalWait> waits;
+    for (auto turn = turns_.rbegin(); turn != turns_.rend(); ++turn)
+        if (turn->modal_wait)
+            waits.push_back(*turn->modal_wait);
+    return waits;
 }
 
 void Turns::mark_late(std::size_t id)

@@ -59,8 +59,9 @@ public:
     {
         return turns_.empty() || !turns_.back().modal_wait ? nullptr : &*turns_.back().modal_wait;
     }
-    // Returns the number of modal waits that have to end before the client is out of all.
-    std::size_t modal_waits() const;
+    // Returns the modal waits that have to end before the client is out of all, the innermost
+    // first.
+    std::vector<ModalWait> modal_waits() const;
     bool empty() const { return turns_.empty(); }
     std::size_t depth() const { return turns_.size(); }
     // Returns the number of turns around the turn of the id.
