@@ -73,7 +73,7 @@ std::vector<std::string> split_list(std::string_view text)
         text, [](char c) { return c == ','; }, true);
 }
 
-std::string take_word(std::string_view &rest)
+std::string_view take_raw_word(std::string_view &rest)
 {
     bool quoted = false;
     std::size_t end = 0;
@@ -83,9 +83,22 @@ std::string take_word(std::string_view &rest)
         else if (quoted && rest[end] == '\\')
             end++;
     }
-    const auto words = split_words(rest.substr(0, end));
-    rest = trimmed(rest.substr(std::min(end, rest.size())));
+    end = std::min(rest.find_first_not_of(blanks, end), rest.size());
+    const std::string_view word = rest.substr(0, end);
+    rest.remove_prefix(end);
+    return word;
+}
+
+std::string take_word(std::string_view &rest)
+{
+    const auto words = split_words(take_raw_word(rest));
+    rest = trimmed(rest);
     return words.empty() ? std::string() : words[0];
+}
+
+bool is_option(std::string_view raw_word)
+{
+    return raw_word.size() > 2 && raw_word.starts_with("--");
 }
 
 namespace
@@ -112,6 +125,27 @@ std::string as_word(const std::string &text)
 {
     const bool plain = !text.empty() && text.find_first_of(" \t\r\n\"") == text.npos;
     return plain ? text : quoted(text);
+}
+
+std::string as_rest(const std::string &text)
+{
+    bool plain = !text.starts_with('"') && whole(text) == text && !text.empty();
+    for (std::string_view rest = text; !rest.empty();)
+        plain = plain && !is_option(trimmed(take_raw_word(rest)));
+    return plain ? text : quoted(text);
+}
+
+std::optional<std::size_t> find_by_name_or_number(const std::vector<std::string> &names,
+                                                  std::string_view name)
+{
+    if (const auto found = std::ranges::find(names, name); found != names.end())
+        return static_cast<std::size_t>(found - names.begin());
+    std::size_t position = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), position);
+    if (error == std::errc() && end == name.data() + name.size() && position >= 1 &&
+        position <= names.size())
+        return position - 1;
+    return {};
 }
 
 std::string joined(const std::vector<std::string> &names)

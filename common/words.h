@@ -3,6 +3,7 @@
 
 #include <charconv>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -22,6 +23,12 @@ std::vector<std::string> split_list(std::string_view text);
 // Removes the first word and the blanks after it from the rest, and returns the word.
 std::string take_word(std::string_view &rest);
 
+// Removes the first word and the blanks after it from the rest, and returns them as they stand
+// there.
+std::string_view take_raw_word(std::string_view &rest);
+// Returns whether a word, as it stands in a line, is an option: it begins with two hyphens.
+bool is_option(std::string_view raw_word);
+
 inline constexpr std::string_view blanks = " \t\r\n";
 
 // Returns the text without the blanks around it.
@@ -32,6 +39,13 @@ std::string whole(std::string_view rest);
 
 // Returns the text as a word that split_words reads, in quotes if it needs them.
 std::string as_word(const std::string &text);
+// Returns the text as the rest of a line that `whole` reads, in quotes if it needs them.
+std::string as_rest(const std::string &text);
+
+// Returns the position of the entry that has the name, or else of the one that the name counts,
+// from 1.
+std::optional<std::size_t> find_by_name_or_number(const std::vector<std::string> &names,
+                                                  std::string_view name);
 
 // Returns the names as a list that split_list reads, or "none" when there are none.
 std::string joined(const std::vector<std::string> &names);

@@ -40,7 +40,13 @@ MetricT read_length(const Question &question, std::string_view text)
                         : question.detail > 0   ? question.detail
                                                 : point;
     const double length = std::round(count * size);
-    if (error == std::errc() && size > 0 && std::abs(length) <= std::numeric_limits<MetricT>::max())
+    constexpr auto most = std::numeric_limits<MetricT>::max();
+    const bool too_long = error == std::errc::result_out_of_range || std::abs(length) > most;
+    const bool is_number = error != std::errc::invalid_argument && !std::isnan(count);
+    if (is_number && size > 0 && too_long)
+        misuse("\"" + std::string(text) + "\" is longer than " +
+               std::to_string(static_cast<IntT>(most / point)) + " pt");
+    if (is_number && size > 0)
         return static_cast<MetricT>(length);
     std::string names;
     for (const Unit &each : units)
@@ -66,19 +72,23 @@ std::vector<MetricT> read_lengths(const Question &question, const std::string &w
     return lengths;
 }
 
+// Returns what an answer is not that is none of the items.
+std::string alternatives(const std::vector<std::string> &items)
+{
+    constexpr std::size_t most = 5;
+    if (items.empty() || items.size() > most)
+        return "none of the " + std::to_string(items.size()) + " items";
+    std::string text;
+    for (const std::string &each : items)
+        text += (text.empty() ? "not " : " or ") + each;
+    return text;
+}
+
 Reply read_item(const Question &question, const std::string &words)
 {
-    const auto count = question.items.size();
-    if (is_whole_number(words)) {
-        const auto position = number<long long>(words);
-        if (position >= 1 && position <= static_cast<long long>(count))
-            return static_cast<IntT>(position - 1);
-    }
-    const auto found = std::ranges::find(question.items, words);
-    if (found == question.items.end())
-        misuse("\"" + words + "\" is none of the " + std::to_string(count) +
-               " items, nor the number of one");
-    return static_cast<IntT>(found - question.items.begin());
+    if (const auto found = find_by_name_or_number(question.items, words))
+        return static_cast<IntT>(*found);
+    misuse("\"" + words + "\" is " + alternatives(question.items) + ", nor the number of one");
 }
 
 std::string text_in_words(const Question &, const Reply &reply)

@@ -1,7 +1,6 @@
 #include "host/script/window.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iomanip>
 
 #include <nlohmann/json.hpp>
@@ -58,6 +57,10 @@ void Window::show(std::ostream &out, bool colour) const
         out << "  (no components)\n";
     out << "Context menu:\n";
     show_menu(out, model_.menu(book_context_menu), 1);
+    if (const UIntT bar = model_.menu(menu_bar); !model_.at(bar).items.empty()) {
+        out << "Menu bar:\n";
+        show_menu(out, bar, 1);
+    }
     out << std::flush;
 }
 
@@ -115,15 +118,8 @@ UIntT Window::find_component(std::string_view name) const
 {
     const auto names = order();
     const auto members = model_.components(book_);
-    const auto found = std::ranges::find(names, name);
-    if (found != names.end())
-        return members[static_cast<std::size_t>(found - names.begin())];
-    std::size_t position = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), position);
-    if (error == std::errc() && end == name.data() + name.size() && position >= 1 &&
-        position <= members.size())
-        return members[position - 1];
-    return 0;
+    const auto found = find_by_name_or_number(names, name);
+    return found ? members[*found] : 0;
 }
 
 std::string Window::sent(const std::string &text) const
@@ -179,6 +175,19 @@ std::pair<Window::Address, PropertyKey> Window::take_property(std::string_view &
         misuse("usage: " + std::string(usage));
     const Address address = object(of);
     return {address, property(address, name)};
+}
+
+std::vector<std::string> Window::property_names(Address of) const
+{
+    std::vector<std::string> names;
+    const IntT type = model_.object(of.doc, of.id).type;
+    for (const Named &each : named_properties)
+        if (each.type == type)
+            names.emplace_back(each.name);
+    for (const auto &[key, value] : model_.properties(of.doc, of.id))
+        if (key.number == 0)
+            names.push_back(shown(key.name));
+    return names;
 }
 
 std::optional<Value> Window::value(Address of, const PropertyKey &key) const

@@ -23,7 +23,7 @@ public:
     {
     }
 
-    // Prints the book window: the title, the components in order, the context menu.
+    // Prints the book window: the title, the components in order, the menus.
     void show(std::ostream &out, bool colour) const;
 
     // Returns the names of the components in their order.
@@ -37,7 +37,7 @@ public:
     // Returns what a menu shows for the item.
     std::string label(const Object &item) const;
 
-    std::string shown(const std::string &bytes) const { return printable(text_.to_utf8(bytes)); }
+    std::string shown(std::string_view bytes) const { return text_.shown(bytes); }
     std::string shown(const Value &value) const;
     // Returns the text in the session's encoding. Throws Error for a character that this lacks.
     std::string sent(const std::string &text) const;
@@ -52,6 +52,8 @@ public:
     // Takes the names of an object and a property from the beginning of the rest.
     std::pair<Address, PropertyKey> take_property(std::string_view &rest,
                                                   std::string_view usage) const;
+    // Returns the names by which it finds properties.
+    std::vector<std::string> property_names(Address of) const;
     std::optional<Value> value(Address of, const PropertyKey &key) const;
     // Returns the property's number and its name in properties.def, or the property's own name.
     std::string property_title(Address of, const PropertyKey &key) const;

@@ -24,6 +24,8 @@ public:
     // Returns the bytes as UTF-8. Bytes that encode no character, or are not those by which it is
     // encoded again, become private characters, which from_utf8 turns back into them.
     std::string to_utf8(std::string_view bytes) const;
+    // Returns them as UTF-8 that is fit to print in a line.
+    std::string shown(std::string_view bytes) const { return printable(to_utf8(bytes)); }
     // Throws std::runtime_error when the text is not UTF-8, or has a character that the encoding
     // lacks.
     std::string from_utf8(std::string_view text) const;
