@@ -29,6 +29,27 @@ std::string title(const Question &question)
     return title;
 }
 
+// Keeps the line that a person is typing off the terminal.
+class HiddenLine
+{
+public:
+    explicit HiddenLine(Person *person) : person_(person)
+    {
+        if (person_)
+            person_->hide_line();
+    }
+    HiddenLine(const HiddenLine &) = delete;
+    HiddenLine &operator=(const HiddenLine &) = delete;
+    ~HiddenLine()
+    {
+        if (person_)
+            person_->show_line();
+    }
+
+private:
+    Person *person_;
+};
+
 } // namespace
 
 Question PrintingConsole::in_utf8(Question question) const
@@ -65,20 +86,38 @@ Reply PrintingConsole::read(const Question &question, const std::string &words) 
     return reply;
 }
 
-// Replies to a question in UTF-8 as the queue says.
-Reply PrintingConsole::next_answer(const Question &question)
+void PrintingConsole::prepare(std::vector<Prepared> more)
+{
+    for (std::size_t i = 0; i < more.size(); i++) {
+        more[i].others = more.size() - 1;
+        more[i].behind = more.size() - 1 - i;
+        answers.push_back(std::move(more[i]));
+    }
+}
+
+// Replies to a question in UTF-8 as the queue says, or returns nothing when it is empty or its
+// answer does not fit. Those that were prepared with that are then meant for other questions.
+std::optional<Reply> PrintingConsole::next_answer(const Question &question)
 {
     if (answers.empty())
         return {};
-    const std::string words = answers.front();
+    const Prepared answer = answers.front();
     answers.pop_front();
-    if (words == "cancel")
-        return {};
+    if (answer.words == "cancel" && !answer.quoted)
+        return Reply();
     try {
-        return read(question, words);
+        return read(question, answer.words);
     } catch (const std::runtime_error &error) {
-        misfit_ = "the answer \"" + words + "\" does not fit the " + title(question) + ": " +
-                  printable(question.text) + "\n  " + error.what();
+        answers.erase(answers.begin(),
+                      answers.begin() + static_cast<std::ptrdiff_t>(answer.behind));
+        const std::string misfit =
+            "the answer \"" + answer.words + "\" does not fit the " + title(question) + ": " +
+            printable(question.text) + "\n  " + error.what() +
+            (answer.others > 0 && !answer.quoted ? " (an answer with a blank needs quotes)" : "");
+        if (person)
+            out_ << "  " << printable_lines(misfit) << std::endl;
+        else if (misfit_.empty())
+            misfit_ = misfit;
         return {};
     }
 }
@@ -91,7 +130,7 @@ Reply PrintingConsole::ask_person(const Question &question)
         (question.suggestion.empty() ? std::string()
                                      : "Enter: " + printable(question.suggestion) + ", ") +
         "Ctrl-D: cancel)";
-    while (const std::optional<std::string> line = person(question, hint)) {
+    while (const std::optional<std::string> line = person->ask(question, hint)) {
         try {
             const std::string words = whole(*line);
             return read(question, words.empty() ? question.suggestion : words);
@@ -106,9 +145,11 @@ Reply PrintingConsole::ask(const Question &original)
 {
     end_bar();
     const Question question = in_utf8(original);
+    const HiddenLine hidden(person);
     show(question);
-    const bool to_person = answers.empty() && person;
-    Reply reply = to_person ? ask_person(question) : next_answer(question);
+    const std::optional<Reply> prepared = next_answer(question);
+    const bool to_person = !prepared && person;
+    Reply reply = to_person ? ask_person(question) : prepared.value_or(Reply());
     if (!to_person)
         out_ << "  " << printable(told(question, reply)) << std::endl;
     if (auto *answer = std::get_if<std::string>(&reply); answer && text)
@@ -116,21 +157,24 @@ Reply PrintingConsole::ask(const Question &original)
     return reply;
 }
 
-void PrintingConsole::check()
+void PrintingConsole::check(const std::string &then)
 {
     if (!misfit_.empty())
-        fail(std::exchange(misfit_, {}));
+        fail(std::exchange(misfit_, {}) + (then.empty() ? "" : "\n  " + then));
 }
 
 void PrintingConsole::report(const std::string &line)
 {
     end_bar();
+    const HiddenLine hidden(person);
     errors_ << "vqhost: " << printable(line) << std::endl;
 }
 
 void PrintingConsole::progress(int client, IntT percent)
 {
     progressed = std::max(percent, progressed.value_or(percent));
+    if (person && person->is_typing())
+        return; // A bar would be drawn over the line.
     if (std::exchange(shown_progress_, std::pair(client, percent)) == std::pair(client, percent))
         return;
     const std::string title = "progress of client " + std::to_string(client) + ": ";

@@ -10,10 +10,10 @@
 #include <cwchar>
 #include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <utility>
 
 #include "common/interrupts.h"
+#include "host/script/completion.h"
 
 namespace velt::host
 {
@@ -116,7 +116,11 @@ int Prompt::next_character(EditLine *editor, wchar_t *character)
     Prompt *prompt = nullptr;
     el_wget(editor, EL_CLIENTDATA, &prompt);
     try {
-        return prompt->read_character(*character);
+        const int got = prompt->read_character(*character);
+        // A line that a signal breaks off is as yet in the editor.
+        const LineInfoW *line = el_wline(editor);
+        prompt->line_is_empty_ = line->lastchar == line->buffer;
+        return got;
     } catch (const std::exception &) {
         return -1;
     }
@@ -166,6 +170,7 @@ int Prompt::read_character(wchar_t &character)
             continue;
         constexpr auto invalid = static_cast<std::size_t>(-1);
         std::size_t used = std::mbrtowc(&character, &byte, 1, &state);
+        interrupted_ = false;
         if (used == invalid) {
             // An invalid sequence is left out; this byte may begin the next character.
             state = {};
@@ -183,13 +188,8 @@ int Prompt::read_character(wchar_t &character)
 std::vector<std::string> Prompt::answers(const std::string &beginning) const
 {
     std::vector<std::string> all = question_->items;
-    if (question_->kind == Question::file) {
-        const std::string folder = beginning.substr(0, beginning.rfind('/') + 1);
-        std::error_code none;
-        for (const auto &each : std::filesystem::directory_iterator(folder_ / folder / ".", none))
-            all.push_back(folder + each.path().filename().string() +
-                          (each.is_directory(none) ? "/" : ""));
-    }
+    if (question_->kind == Question::file)
+        all = file_names(folder_, beginning);
     std::erase_if(all, [&](const std::string &each) {
         return !each.starts_with(beginning) || printable(each) != each;
     });
@@ -208,7 +208,7 @@ unsigned char Prompt::complete_line(EditLine *editor)
     if (found.empty())
         return CC_REFRESH_BEEP;
     std::wstring rest = common_beginning(found).substr(before.size());
-    if (found.size() == 1 && !question_)
+    if (found.size() == 1 && !question_ && !found[0].ends_with(L'/'))
         rest += L' ';
     if (!rest.empty())
         return el_winsertstr(editor, rest.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
@@ -254,18 +254,34 @@ Prompt::Editor Prompt::make_editor()
 
 bool Prompt::may_end()
 {
-    std::vector<std::string> changed;
-    if (commands_->unsaved())
-        changed.emplace_back("book");
-    for (const std::string &name : commands_->unsaved_documents())
-        changed.push_back("document " + name);
-    if (warned_ || changed.empty())
+    const auto unsaved = commands_->unsaved();
+    if (warned_ || unsaved.empty())
         return true;
-    for (const std::string &what : changed)
-        std::cerr << "The " << what << " has changed: save it, or quit again to lose the changes."
-                  << std::endl;
+    for (const auto &[is_book, name, saving] : unsaved)
+        std::cerr << "The " << (is_book ? "" : "document ") << name << " has changed: " << saving
+                  << " it, quit again loses the changes." << std::endl;
     warned_ = true;
     return false;
+}
+
+// Ctrl-C ends the prompt when it comes twice, with nothing typed in between. While something has
+// changed, only one on an empty line counts, so that no line that is taken back loses that.
+bool Prompt::goes_on(bool on_empty_line)
+{
+    if (interrupts.signal != SIGINT || interrupted_)
+        return false;
+    interrupts.signal = 0;
+    interrupts.count = 0;
+    std::string changed;
+    for (const auto &each : commands_->unsaved())
+        changed += (changed.empty() ? "" : ", ") + each.name;
+    interrupted_ = on_empty_line || changed.empty();
+    std::cout << "^C"
+              << (!interrupted_     ? ""
+                  : changed.empty() ? " (again to end)"
+                                    : " (again to end and lose the changes of " + changed + ")")
+              << std::endl;
+    return true;
 }
 
 void Prompt::run(Commands &commands, Host *host)
@@ -277,30 +293,15 @@ void Prompt::run(Commands &commands, Host *host)
     el_wset(editor_.get(), EL_HIST, history_w, history.get());
 
     std::cout << "help lists the commands; quit ends." << std::endl;
-    bool interrupted = false; // whether the person's latest action was Ctrl-C
-    const auto goes_on = [&] {
-        if (interrupts.signal != SIGINT || interrupted)
-            return false;
-        interrupts.signal = 0;
-        interrupts.count = 0;
-        interrupted = true;
-        std::cout << (commands.unsaved() ? "^C (the book has changed: again to end and lose it)"
-                      : !commands.unsaved_documents().empty()
-                          ? "^C (a document has changed: again to end and lose the changes)"
-                          : "^C (again to end)")
-                  << std::endl;
-        return true;
-    };
     for (;;) {
         editing_ = true;
         const std::optional<std::string> line = read_line(editor_.get());
         editing_ = false;
         if (interrupts.signal != 0) {
-            if (!goes_on())
+            if (!goes_on(line_is_empty_))
                 break;
             continue;
         }
-        interrupted = false;
         if (!line) {
             std::cout << std::endl;
             if (may_end())
@@ -318,7 +319,7 @@ void Prompt::run(Commands &commands, Host *host)
             warned_ = false; // the command may have changed the book before it failed
             std::cerr << printable_lines(error.what()) << std::endl;
         }
-        if (interrupts.signal != 0 && !goes_on())
+        if (interrupts.signal != 0 && !goes_on(false))
             break;
     }
     if (interrupts.signal != 0)
@@ -376,11 +377,21 @@ std::optional<std::string> Prompt::ask(const Question &question, const std::stri
     question_ = nullptr;
     if (!line)
         std::cout << std::endl;
-    if (editing_) {
+    if (editing_)
         el_wset(editor_.get(), EL_PREP_TERM, 1);
-        el_wset(editor_.get(), EL_REFRESH);
-    }
     return line;
+}
+
+void Prompt::hide_line()
+{
+    if (editing_)
+        std::cout << "\r\033[K" << std::flush;
+}
+
+void Prompt::show_line()
+{
+    if (editing_)
+        el_wset(editor_.get(), EL_REFRESH);
 }
 
 } // namespace velt::host

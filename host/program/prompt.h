@@ -15,7 +15,7 @@
 namespace velt::host
 {
 
-class Prompt
+class Prompt : public Person
 {
 public:
     // The names of files that a person answers with are completed in the folder.
@@ -23,13 +23,14 @@ public:
     Prompt(const Prompt &) = delete;
     Prompt &operator=(const Prompt &) = delete;
 
-    // Carries out what the person types, until they end it, twice by Ctrl-C, or another signal
-    // does. Meanwhile `host`, which may be null, serves its clients.
+    // Carries out what the person types, until they end it, by Ctrl-C twice in a row or otherwise,
+    // or another signal does. Meanwhile `host`, which may be null, serves its clients.
     void run(Commands &commands, Host *host);
 
-    // Asks for an answer in words, also while a line is being edited; nothing cancels the question.
-    // The hint says which answers fit.
-    std::optional<std::string> ask(const Question &question, const std::string &hint);
+    std::optional<std::string> ask(const Question &question, const std::string &hint) override;
+    bool is_typing() const override { return editing_; }
+    void hide_line() override;
+    void show_line() override;
 
     // Returns how often a signal has told the host to end. The first Ctrl-C in a command does not
     // while a client holds control: it cancels what that does.
@@ -50,6 +51,7 @@ private:
     unsigned char complete_line(EditLine *editor);
     std::vector<std::string> answers(const std::string &beginning) const;
     bool may_end();
+    bool goes_on(bool on_empty_line);
     bool carry_out(const std::string &line);
 
     std::filesystem::path folder_;
@@ -60,6 +62,8 @@ private:
     Editor answer_editor_{nullptr, el_end};
     const Question *question_ = nullptr; // that is being answered
     bool editing_ = false;               // whether a command line is being edited
+    bool line_is_empty_ = true;
+    bool interrupted_ = false; // whether the person's latest action was a Ctrl-C that counts
     bool in_command_ = false;
     bool cancelled_ = false; // whether the person has cancelled what a client does in this command
     bool warned_ = false;    // whether the person was warned that changes would be lost

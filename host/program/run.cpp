@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <system_error>
@@ -30,50 +31,90 @@ bool coloured(int descriptor)
 }
 
 // The files that a run writes in addition to what it prints.
-struct Outputs {
+class Outputs
+{
+public:
     std::optional<OutputFile> report;
     std::optional<TraceOutput> trace;
 
+    // Opens the files, which keep what they hold until begin(). Refuses to overwrite a file that
+    // the run reads, or one of the two by the other.
     explicit Outputs(const Arguments &arguments);
+    // Empties the files. Refuses to overwrite one of these, which the run reads too; then there are
+    // no outputs.
+    void begin(const std::vector<std::string> &read);
     // Throws when the run is interrupted, or when the trace or what was printed is not complete.
     void check() const;
+
+private:
+    void refuse(const std::function<bool(const OutputFile &)> &is_read) const;
+
+    const Arguments &arguments_;
+    std::optional<TraceFilter> filter_;
+    std::optional<OutputFile> trace_file_;
 };
 
-// Opens the files. Refuses to overwrite a file that the run reads, or one of the two by the other.
+void Outputs::refuse(const std::function<bool(const OutputFile &)> &is_read) const
+{
+    for (const auto &[option, file] :
+         {std::pair("--junit", &report), {"--trace-file", &trace_file_}})
+        if (*file && is_read(**file))
+            misuse_of_program(std::string(option) + ": " + (*file)->path() +
+                              " would be overwritten");
+}
+
+// Returns whether an output file is one of the files.
+auto one_of(const std::vector<std::string> &paths)
+{
+    return [&paths](const OutputFile &file) {
+        return std::ranges::any_of(paths, [&](const std::string &each) { return file.is(each); });
+    };
+}
+
 Outputs::Outputs(const Arguments &arguments)
-try {
-    std::optional<TraceFilter> filter;
+try : arguments_(arguments) {
     try {
-        filter.emplace(arguments.filter);
+        filter_.emplace(arguments.filter);
     } catch (const std::runtime_error &error) {
         misuse_of_program("--filter: " + std::string(error.what()));
     }
     std::vector<std::string> read = {arguments.book, arguments.script, arguments.words};
+    // What hunspell reads beside the list of words.
+    if (!arguments.words.empty())
+        for (const char *extension : {".aff", ".dic"})
+            read.push_back(std::filesystem::path(arguments.words).replace_extension(extension));
     for (const Startable &each : arguments.clients)
         read.push_back(each.what.path);
-    const auto open = [&](const char *name, const std::string &path) {
-        std::optional<OutputFile> file;
-        if (path.empty())
-            return file;
-        file.emplace(path);
-        const auto is_it = [&](const std::string &other) { return file->is(other); };
-        if (std::ranges::any_of(read, is_it) ||
-            (arguments.script_is_input() && file->is_read_from(STDIN_FILENO)))
-            misuse_of_program(std::string(name) + ": " + path + " would be overwritten");
-        return file;
-    };
-    report = open("--junit", arguments.junit);
-    auto trace_file = open("--trace-file", arguments.trace_file);
-    if (report && trace_file && report->is(*trace_file))
+    if (!arguments.junit.empty())
+        report.emplace(arguments.junit);
+    if (!arguments.trace_file.empty())
+        trace_file_.emplace(arguments.trace_file);
+    refuse(one_of(read));
+    if (arguments.script_is_input())
+        refuse([](const OutputFile &file) { return file.is_read_from(STDIN_FILENO); });
+    if (report && trace_file_ && report->is(*trace_file_))
         misuse_of_program("--junit and --trace-file name one file");
-    for (auto *file : {&report, &trace_file})
+} catch (const std::system_error &error) {
+    misuse(error.what());
+}
+
+void Outputs::begin(const std::vector<std::string> &read)
+try {
+    try {
+        refuse(one_of(read));
+    } catch (const Error &) {
+        report.reset();
+        trace_file_.reset();
+        throw;
+    }
+    for (auto *file : {&report, &trace_file_})
         if (*file)
             (*file)->begin();
     // --trace-file or --filter alone asks for a trace too.
-    if (arguments.trace == Arguments::untraced && !trace_file && arguments.filter.empty())
+    if (arguments_.trace == Arguments::untraced && !trace_file_ && arguments_.filter.empty())
         return;
-    const bool colour = !trace_file && coloured(STDERR_FILENO);
-    trace.emplace(std::move(trace_file), arguments.trace == Arguments::json, std::move(*filter),
+    const bool colour = !trace_file_ && coloured(STDERR_FILENO);
+    trace.emplace(std::move(trace_file_), arguments_.trace == Arguments::json, std::move(*filter_),
                   colour);
 } catch (const std::system_error &error) {
     misuse(error.what());
@@ -143,9 +184,13 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
 {
     if (arguments.interactive())
         return prompt.run(commands, host);
+    const auto finish = [&] {
+        commands.finish();
+        commands.expect_no_answers(checks);
+    };
     if (!arguments.commands.empty()) {
         commands.run_arguments(arguments.commands, checks);
-        return commands.finish();
+        return finish();
     }
     const bool is_input = arguments.script_is_input();
     const Descriptor opened = is_input ? Descriptor() : open_script(arguments.script);
@@ -155,7 +200,35 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
     // This has the stream pass on the exceptions that the input throws.
     script.exceptions(std::ios::badbit);
     commands.run_script(script, name, checks);
-    commands.finish();
+    finish();
+}
+
+// Loads the book, and has the outputs begin, which must not overwrite the files that it names.
+UIntT load(BookFile &file, Model &model, Documents &documents, const Arguments &arguments,
+           Outputs &outputs)
+{
+    std::vector<std::string> read;
+    UIntT book = 0;
+    try {
+        book = file.load(model, arguments.language);
+        documents.serve(book, std::filesystem::path(arguments.book).parent_path());
+        for (UIntT each : model.components(book))
+            if (const std::string path = documents.component_file(each); !path.empty())
+                read.push_back(path);
+    } catch (...) {
+        outputs.begin({}); // the report tells why there is no book
+        throw;
+    }
+    outputs.begin(read);
+    return book;
+}
+
+// Tells a person what is lost with the end of the run.
+void tell_unsaved(const Commands &commands)
+{
+    for (const auto &[is_book, name, saving] : commands.unsaved())
+        std::cerr << "vqhost: the changes of " << (is_book ? "the " : "") << name
+                  << " were not saved and are lost; " << saving << " them" << std::endl;
 }
 
 void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
@@ -163,21 +236,18 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     default_home();
     Model model;
     BookFile file(arguments.book);
-    const UIntT book = file.load(model, arguments.language);
+    Documents documents(model);
+    const UIntT book = load(file, model, documents, arguments, outputs);
     PrintingConsole console(std::cout, std::cerr);
     const bool interactive = arguments.interactive();
     Prompt prompt(std::filesystem::path(arguments.book).parent_path());
     if (interactive)
-        console.person = [&](const Question &question, const std::string &hint) {
-            return prompt.ask(question, hint);
-        };
+        console.person = &prompt;
     console.bar = isatty(STDOUT_FILENO);
 
     Spelling spelling(console);
     if (!arguments.words.empty())
         spelling.read(arguments.words, model.language());
-    Documents documents(model);
-    documents.serve(book, std::filesystem::path(arguments.book).parent_path());
     ModelResponder responder({model, documents, &spelling});
     std::unique_ptr<Host> host;
     documents.ask = [&](const Question &question) {
@@ -207,24 +277,26 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
                        .out = std::cout,
                        .colour = coloured(STDOUT_FILENO),
                        .check = [&] { outputs.check(); }});
-    for (const Startable &client : arguments.clients) {
-        try {
-            commands.start(client, arguments.init_code);
-        } catch (const std::exception &error) {
-            // A person is told and can go on, since `start` is one of the commands.
-            if (!interactive || interrupts.signal)
-                throw;
-            std::cerr << printable_lines(error.what()) << std::endl;
-            checks.failed(error.what());
+    try {
+        for (const Startable &client : arguments.clients) {
+            try {
+                commands.start(client, arguments.init_code);
+            } catch (const std::exception &error) {
+                // A person is told and can go on, since `start` is one of the commands.
+                if (!interactive || interrupts.signal)
+                    throw;
+                std::cerr << printable_lines(error.what()) << std::endl;
+                checks.failed(error.what());
+            }
         }
+        carry_out(commands, arguments, host.get(), prompt, checks);
+        if (host)
+            host->end();
+    } catch (...) {
+        tell_unsaved(commands);
+        throw;
     }
-    carry_out(commands, arguments, host.get(), prompt, checks);
-    if (host)
-        host->end();
-    if (!interactive) // a person has been warned
-        for (const std::string &name : commands.unsaved_documents())
-            std::cerr << "vqhost: the document " << name << " has changes that are not saved"
-                      << std::endl;
+    tell_unsaved(commands);
     // The console has already reported how these clients ended.
     if (host)
         for (const Client &client : host->clients())

@@ -21,7 +21,7 @@ public:
 // The place of a command in a script or among the arguments.
 struct Position {
     std::string source; // a script's name; empty for the arguments of the program
-    int number;         // of the line or argument, from 1
+    int number;         // of the line or argument, from 1; 0 stands for the run as a whole
 
     // Returns a text such as "script:2" or "argument 2".
     std::string text() const;

@@ -3,9 +3,9 @@
 #include "host/script/commands.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <functional>
+
+#include <poll.h>
 
 #include "common/interrupts.h"
 #include "common/memory_reserve.h"
@@ -18,91 +18,44 @@ namespace velt::host
 using std::chrono::milliseconds;
 using namespace std::literals;
 
-struct CommandTable {
-    std::string_view name, arguments, summary;
-    void (*run)(Commands &, std::string_view rest);
-
-    std::string usage() const
-    {
-        return std::string(name) + (arguments.empty() ? "" : " ") + std::string(arguments);
-    }
-    static const CommandTable *find(std::string_view name);
-    static const CommandTable rows[];
-};
-
-const CommandTable CommandTable::rows[] = {
-    {"show", "[document]", "print the book window, or the active document",
-     [](Commands &c, std::string_view rest) { c.show(rest); }},
-    {"select", "NAME | --text PARAGRAPH[:FROM[-[PARAGRAPH:]TO]]",
-     "select a component by name or number, none selects nothing; or text of the active document, "
-     "paragraphs counted from 1, characters from 0",
-     [](Commands &c, std::string_view rest) { c.select(rest); }},
-    {"choose", "ITEM", "choose a menu item by its label or its command's name",
-     [](Commands &c, std::string_view rest) { c.choose(rest); }},
-    {"start", "[--init CODE]", "start the client that is not running, with code 2 or CODE",
-     [](Commands &c, std::string_view rest) { c.start(rest); }},
-    {"notify", "CODE [OBJECT [TEXT [NUMBER]]]", "notify the clients that asked for this code",
-     [](Commands &c, std::string_view rest) { c.notify(rest); }},
-    {"message", "TEXT [ID [ID]]", "send a message to the client",
-     [](Commands &c, std::string_view rest) { c.message(rest); }},
-    {"dialog", "DIALOG ITEM [DETAIL] | end [RESULT]",
-     "tell the client of an event in a dialog, or of the end of the modal dialog",
-     [](Commands &c, std::string_view rest) { c.dialog(rest); }},
-    {"answer", "WORD...", "answers for the next questions; cancel cancels one",
-     [](Commands &c, std::string_view rest) { c.answer(rest); }},
-    {"cancel", "", "tell the next client that asks that the person has cancelled",
-     [](Commands &c, std::string_view) { c.cancel(); }},
-    {"open", "[--revert] FILE | COMPONENT",
-     "open a document, or the file of a component; --revert reads one that is open again",
-     [](Commands &c, std::string_view rest) { c.open(rest); }},
-    {"close", "[--lose] [DOCUMENT]",
-     "close the active document, or another; --lose also loses changes that are not saved",
-     [](Commands &c, std::string_view rest) { c.close(rest); }},
-    {"document", "[DOCUMENT]", "make a document active by name or number, or list the open ones",
-     [](Commands &c, std::string_view rest) { c.document(rest); }},
-    {"type", "TEXT",
-     "put text in place of the selection in the active document; \\n in quotes begins a paragraph",
-     [](Commands &c, std::string_view rest) { c.type(rest); }},
-    {"get", "OBJECT PROPERTY",
-     "print a property, by number or name, of session, book or a component",
-     [](Commands &c, std::string_view rest) { c.get(rest); }},
-    {"set", "OBJECT PROPERTY VALUE", "write a number or a text into a property",
-     [](Commands &c, std::string_view rest) { c.set(rest); }},
-    {"props", "OBJECT", "list the properties",
-     [](Commands &c, std::string_view rest) { c.props(rest); }},
-    {"expect", "WHAT", "fail at the end unless it is so", velt::host::expect},
-    {"wait", "SECONDS | exit", "serve clients for so long, or until they have ended",
-     [](Commands &c, std::string_view rest) { c.wait(rest); }},
-    {"stop", "[CLIENT]", "tell a client, by number or name, to quit, and wait for its end",
-     [](Commands &c, std::string_view rest) { c.stop(rest); }},
-    {"clients", "", "list the clients", [](Commands &c, std::string_view) { c.list_clients(); }},
-    {"save", "[--document] [--force] [FILE]",
-     "save the book or the active document, in its own file, --force also when that has changed, "
-     "or "
-     "another",
-     [](Commands &c, std::string_view rest) { c.save(rest); }},
-    {"help", "", "list the commands",
-     [](Commands &c, std::string_view) { c.s_.out << Commands::help(); }},
-    {"quit", "", "leave out the rest; clients are told to quit", nullptr},
-};
-
-const CommandTable *CommandTable::find(std::string_view name)
-{
-    const auto *found = std::ranges::find(rows, name, &CommandTable::name);
-    return found == std::end(rows) ? nullptr : found;
-}
-
 namespace
 {
 
-std::string usage_of(std::string_view name)
+constexpr milliseconds signal_interval{100};
+
+// Waits for so long when there is nobody to serve. Throws when it is interrupted.
+void pause(milliseconds duration)
 {
-    return CommandTable::find(name)->usage();
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + duration;
+    for (auto now = Clock::now(); now < end && interrupts.signal == 0; now = Clock::now()) {
+        const auto left = std::chrono::ceil<milliseconds>(end - now);
+        poll(nullptr, 0, static_cast<int>(std::min(left, signal_interval).count()));
+    }
+    if (interrupts.signal != 0)
+        throw Interrupted();
 }
 
-[[noreturn]] void misuse_of(std::string_view name)
+// Takes the options of the command out of its arguments. Throws Error for an unknown one.
+GivenOptions take_options(const CommandTable &command, std::string &arguments)
 {
-    misuse("usage: " + usage_of(name));
+    const auto known = Syntax::options(command.arguments);
+    if (known.empty())
+        return {};
+    GivenOptions options;
+    std::string others;
+    for (std::string_view rest = arguments; !rest.empty();) {
+        const std::string_view raw = take_raw_word(rest), word = trimmed(raw);
+        if (!is_option(word))
+            others += raw;
+        else if (std::ranges::find(known, word) != known.end())
+            options.emplace(word);
+        else
+            misuse("unknown option " + std::string(word) + "; there are " +
+                   joined({known.begin(), known.end()}) + "; quotes make it a name");
+    }
+    arguments = trimmed(others);
+    return options;
 }
 
 // Ends the bar that shows a client's progress when the command is over, however that ends.
@@ -116,21 +69,30 @@ struct BarEnd {
 std::vector<Commands::Entry> Commands::entries()
 {
     std::vector<Entry> all;
-    for (const CommandTable &row : CommandTable::rows)
+    for (const CommandTable &row : CommandTable::rows())
         if (row.name != "expect")
-            all.push_back({row.usage(), row.summary});
+            all.push_back({row.syntax().usage(), row.summary});
         else
             for (const Expectation &each : Expectation::all())
-                all.push_back({"expect " + each.usage(), each.summary});
+                all.push_back({each.usage(), each.summary});
     return all;
 }
 
-std::string Commands::help()
+std::string Commands::help(std::string_view of)
 {
     std::string text;
     for (const auto &[usage, summary] : entries())
-        text += "  " + usage + "\n      " + std::string(summary) + "\n";
+        if (of.empty() || (usage + " ").starts_with(std::string(of) + " "))
+            text += "  " + usage + "\n      " + std::string(summary) + "\n";
     return text;
+}
+
+void Commands::print_help(std::string_view of)
+{
+    const std::string text = help(of);
+    if (text.empty())
+        misuse("unknown command \"" + std::string(of) + "\"; help lists them");
+    s_.out << text << std::flush;
 }
 
 Commands::Commands(Surroundings surroundings)
@@ -161,10 +123,18 @@ bool Commands::run(std::string_view line)
         if (s_.host)
             s_.host->serve_pending();
         const BarEnd bar{s_.console};
-        row->run(*this, rest);
+        std::string arguments(rest);
+        const GivenOptions options = take_options(*row, arguments);
+        row->run(*this, arguments, options);
         s_.console.check();
     } catch (const StatusError &error) {
+        s_.console.check(error.what());
         fail(std::string(name) + ": " + error.what());
+    } catch (const Interrupted &) {
+        throw;
+    } catch (const Error &error) {
+        s_.console.check(error.what());
+        throw;
     }
     return true;
 }
@@ -226,11 +196,10 @@ void Commands::show(std::string_view rest)
         misuse_of("show");
 }
 
-void Commands::select(std::string_view rest)
+void Commands::select(std::string_view rest, const GivenOptions &options)
 {
-    constexpr std::string_view option = "--text";
-    if (rest.substr(0, rest.find_first_of(blanks)) == option)
-        return select_text(trimmed(rest.substr(option.size())));
+    if (options.contains("--text"))
+        return select_text(rest);
     const std::string name = whole(rest);
     if (name.empty())
         misuse_of("select");
@@ -294,12 +263,11 @@ void Commands::start(const Startable &startable, IntT code)
     check(host().initialise(client, code), client);
 }
 
-void Commands::start(std::string_view rest)
+void Commands::start_next(std::string_view rest, const GivenOptions &options)
 {
-    const Words words(rest, 0, 2, usage_of("start"));
-    if (words.words.size() == 1 || words.at(0, "--init") != "--init")
-        misuse_of("start");
-    const IntT code = words.words.empty() ? service_code : number<IntT>(words.at(1));
+    const std::size_t codes = options.size();
+    const Words words(rest, codes, codes, usage_of("start"));
+    const IntT code = words.words.empty() ? service_code : number<IntT>(words.at(0));
     host();
     for (const Startable &each : s_.clients)
         if (const Client *client = s_.host->find(each.number); !client || !client->running())
@@ -394,6 +362,8 @@ void Commands::wait(std::string_view rest)
 {
     const Words words(rest, 1, 1, usage_of("wait"));
     if (words.at(0) == "exit") {
+        if (!s_.host)
+            return;
         for (Client &each : host().clients()) {
             await_dialog(each);
             if (each.running() && !host().wait_for_exit(each, host().options().turn_limit))
@@ -404,67 +374,29 @@ void Commands::wait(std::string_view rest)
     const auto seconds = number<double>(words.at(0));
     if (!(seconds >= 0 && seconds <= 86400))
         misuse("wait takes 0 to 86400 seconds");
-    host().serve(milliseconds(std::lround(seconds * 1000)));
+    const milliseconds duration(std::lround(seconds * 1000));
+    if (s_.host)
+        s_.host->serve(duration);
+    else
+        pause(duration);
 }
 
 void Commands::list_clients()
 {
+    if (!s_.host) {
+        s_.out << "  (no clients)" << std::endl;
+        return;
+    }
     // Only the last of the clients that have had a number is listed.
-    for (Client &each : host().clients())
-        if (host().find(each.number) == &each)
+    for (Client &each : s_.host->clients())
+        if (s_.host->find(each.number) == &each)
             s_.out << printable(each.title()) << ": "
                    << (each.running() ? "running, process " + std::to_string(each.pid) : "ended"s)
                    << "\n";
     for (const Startable &each : s_.clients)
-        if (!host().find(each.number))
+        if (!s_.host->find(each.number))
             s_.out << "client " << each.number << " (" << each.name() << "): not started\n";
     s_.out << std::flush;
-}
-
-bool Commands::unsaved() const
-{
-    return write_book(s_.model, s_.book) != saved_.value_or(s_.file.text());
-}
-
-std::vector<std::string> Commands::completions(std::string_view line) const
-{
-    std::vector<std::string> all;
-    const auto offer = [&](std::string_view before, const auto &rows, const auto &name) {
-        for (const auto &row : rows)
-            all.push_back(std::string(before) + std::string(std::invoke(name, row)));
-    };
-    // `before` is what stands before the innermost expectation: `expect` and each `not`.
-    std::string_view before = line.starts_with("expect ") ? "expect " : "";
-    while (!before.empty() && line.substr(before.size()).starts_with("not "))
-        before = line.substr(0, before.size() + 4);
-    const std::string_view rest = line.substr(before.size());
-    const std::string_view word = rest.substr(0, rest.find(' '));
-
-    if (word.size() == rest.size()) {
-        if (before.empty())
-            offer("", CommandTable::rows, &CommandTable::name);
-        else
-            offer(before, Expectation::all(), &Expectation::name);
-    } else if (word == "select" || word == "selected") {
-        // A name that needs no quotes is offered without them.
-        offer(std::string(before) + std::string(word) + " ", window_.order(),
-              [](const std::string &name) {
-                  return !name.starts_with('"') && whole(name) == name ? name : as_word(name);
-              });
-    } else if (word == "open") {
-        offer("open ", window_.order(), as_word);
-    } else if (word == "close" || word == "document" || word == "changed") {
-        offer(std::string(before) + std::string(word) + " ", view_.names(), as_word);
-    } else if (word == "choose") {
-        offer("choose ", window_.menu_items(),
-              [this](const Object *item) { return window_.label(*item); });
-    } else if (word == "get" || word == "set" || word == "props" || word == "property") {
-        const std::string objects = std::string(before) + std::string(word) + " ";
-        offer(objects, std::array{"session"sv, "book"sv}, std::identity());
-        offer(objects, window_.order(), as_word);
-    }
-    std::erase_if(all, [&](const std::string &each) { return !each.starts_with(line); });
-    return all;
 }
 
 } // namespace velt::host

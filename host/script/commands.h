@@ -5,7 +5,6 @@
 #include <istream>
 #include <optional>
 #include <ostream>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "host/files/book.h"
 #include "host/model/model.h"
 #include "host/script/checks.h"
+#include "host/script/command_table.h"
 #include "host/script/document_window.h"
 #include "host/script/window.h"
 
@@ -34,8 +34,10 @@ struct Startable {
 // The code with which a client is started to carry out its commands.
 inline constexpr IntT service_code = 2;
 
-// Returns the rest of a line as text to type: in quotes, \n is the end of a paragraph.
+// Returns the rest of a line as text to type: in quotes, \n is the end of a paragraph, \t a tab.
 std::string typed_text(std::string_view rest);
+// Returns a text as it is typed, in quotes if it needs them.
+std::string as_typed(const std::string &text);
 
 class Commands
 {
@@ -64,20 +66,27 @@ public:
     // Has clients come to an end of what they do when there is no command left: throws Error for a
     // modal wait that nobody ends.
     void finish();
+    // Answers that nobody has asked for when there is no command left are an expectation that is
+    // not met.
+    void expect_no_answers(Checks &checks) const;
     // Starts a client and initialises it; one that ends at once with control handed back has done
     // its work.
     void start(const Startable &client, IntT code);
 
     // Returns whether the client has ended as it should, or as it was expected to.
     bool ended_well(const Client &client) const;
-    // Returns whether the book has changed since it was loaded or saved.
-    bool unsaved() const;
-    // Returns the names of the open documents that have changes that are not saved.
-    std::vector<std::string> unsaved_documents() const;
+    // What has changes that are not saved: the book, or an open document by its name.
+    struct Unsaved {
+        bool is_book;
+        std::string name;
+        std::string saving; // which commands save it, as in "save saves"
+    };
+    std::vector<Unsaved> unsaved() const;
 
     // Returns the completions of a line: whole lines that begin with `line`.
     std::vector<std::string> completions(std::string_view line) const;
-    static std::string help();
+    // Returns the help of all commands, or of those that begin so.
+    static std::string help(std::string_view of = {});
     // A command as the help lists it.
     struct Entry {
         std::string usage;
@@ -88,12 +97,13 @@ public:
 private:
     friend struct CommandTable;
     friend struct Expectation;
+    friend class Completion;
 
     bool run_at(const Position &position, std::string_view line, Checks &checks);
 
-    void select(std::string_view rest);
+    void select(std::string_view rest, const GivenOptions &options);
     void choose(std::string_view rest);
-    void start(std::string_view rest);
+    void start_next(std::string_view rest, const GivenOptions &options);
     void notify(std::string_view rest);
     void message(std::string_view rest);
     void dialog(std::string_view rest);
@@ -105,21 +115,34 @@ private:
     void wait(std::string_view rest);
     void stop(std::string_view rest);
     void list_clients();
-    void save(std::string_view rest);
+    void save(std::string_view rest, const GivenOptions &options);
     void show(std::string_view rest);
-    void open(std::string_view rest);
-    void close(std::string_view rest);
+    void open(std::string_view rest, const GivenOptions &options);
+    void close(std::string_view rest, const GivenOptions &options);
     void document(std::string_view rest);
     void type(std::string_view rest);
     void select_text(std::string_view place);
+    void print_help(std::string_view of);
 
+    // Returns a text of the session as it is typed, fit to print.
+    std::string typed(std::string_view bytes) const;
+    bool book_changed() const;
+    // Returns an open document by its name, its number, or the name of its component.
+    UIntT open_document(const std::string &name) const;
     Host &host() const;
     const Startable &startable(int number) const;
     Client &running_client();
     Client &client(const std::string &who);
     void check(const Outcome &outcome, Client &client);
     Client *waiting_client() const;
-    std::string awaited_dialog(const Client &client) const;
+    // A dialog that a client has open, by the client's number for it.
+    struct OpenDialog {
+        Client *client;
+        IntT number;
+        std::string name;
+    };
+    std::vector<OpenDialog> open_dialogs() const;
+    std::string dialog_name(UIntT dialog) const;
     std::string modal_wait(const Client &client) const;
     void await_dialog(Client &client);
 

@@ -1,5 +1,10 @@
 // The commands on documents.
 
+#include <algorithm>
+#include <iterator>
+
+#include <unistd.h>
+
 #include "host/script/commands.h"
 
 namespace velt::host
@@ -7,20 +12,17 @@ namespace velt::host
 namespace
 {
 
-// Takes the option from the beginning of the rest, if it stands there.
-bool take_option(std::string_view &rest, std::string_view option)
-{
-    if (rest.substr(0, rest.find_first_of(blanks)) != option)
-        return false;
-    rest = trimmed(rest.substr(option.size()));
-    return true;
-}
-
 void need(const FileOutcome &outcome, const char *what, const char *advice = "")
 {
     if (outcome.status != ok)
         fail(std::string("cannot ") + what + " the document: " + outcome.reason + advice);
 }
+
+// The escapes in quotes beside those that keep a character.
+struct Escape {
+    char letter, character;
+};
+constexpr Escape escapes[] = {{'n', '\n'}, {'t', '\t'}};
 
 } // namespace
 
@@ -31,8 +33,10 @@ std::string typed_text(std::string_view rest)
     std::string text;
     for (std::size_t i = 0; i < rest.size(); i++) {
         const bool escaped = rest[i] == '\\' && i + 1 < rest.size();
-        if (escaped && rest[i + 1] == 'n') {
-            text += '\n';
+        const auto *escape =
+            escaped ? std::ranges::find(escapes, rest[i + 1], &Escape::letter) : std::end(escapes);
+        if (escape != std::end(escapes)) {
+            text += escape->character;
             i++;
             continue;
         }
@@ -43,19 +47,59 @@ std::string typed_text(std::string_view rest)
     return whole(text);
 }
 
-void Commands::open(std::string_view rest)
+std::string as_typed(const std::string &text)
 {
-    const bool revert = take_option(rest, "--revert");
+    const bool plain = !text.empty() && text.find_first_of("\n\t") == text.npos &&
+                       !text.starts_with('"') && whole(text) == text;
+    if (plain)
+        return text;
+    std::string typed = "\"";
+    for (const char c : text) {
+        const auto *escape = std::ranges::find(escapes, c, &Escape::character);
+        if (escape != std::end(escapes))
+            typed += {'\\', escape->letter};
+        else
+            typed += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
+    }
+    return typed + "\"";
+}
+
+std::string Commands::typed(std::string_view bytes) const
+{
+    return printable(as_typed(s_.console.text->to_utf8(bytes)));
+}
+
+UIntT Commands::open_document(const std::string &name) const
+{
+    if (const UIntT found = view_.find(name))
+        return found;
+    const auto components = window_.order();
+    const auto at = std::ranges::find(components, name);
+    if (at == components.end())
+        fail("no document \"" + name + "\" is open; there are: " + joined(view_.names()));
+    const Value document =
+        s_.model.get(s_.book, window_.component(name), PropertyKey(property::document));
+    const auto id = static_cast<UIntT>(document.get().u.intVal);
+    if (id == 0)
+        fail("the document of the component is not open; open " + as_rest(name) + " opens it");
+    return id;
+}
+
+void Commands::open(std::string_view rest, const GivenOptions &options)
+{
     const std::string name = whole(rest);
     if (name.empty())
-        misuse("usage: open [--revert] FILE | COMPONENT");
+        misuse_of("open");
     std::string path = name;
-    if (const UIntT component = window_.find_component(name)) {
+    const UIntT component = window_.find_component(name);
+    if (component != 0) {
         path = s_.documents.component_file(component);
         if (path.empty())
             fail("the component names no file; set COMPONENT File NAME gives it one");
     }
-    const FileOutcome outcome = s_.documents.open(path, revert);
+    const FileOutcome outcome = s_.documents.open(path, options.contains("--revert"));
+    if (component == 0 && outcome.status == no_such_file && access(path.c_str(), F_OK) != 0)
+        fail("no component or file \"" + name + "\"; components are: " + joined(window_.order()));
     need(outcome, "open");
     s_.out << ((outcome.words & file_status::opened_already) != 0 ? "open already: "
                : (outcome.words & file_status::reverted) != 0     ? "reverted "
@@ -63,11 +107,10 @@ void Commands::open(std::string_view rest)
            << printable(path) << std::endl;
 }
 
-void Commands::close(std::string_view rest)
+void Commands::close(std::string_view rest, const GivenOptions &options)
 {
-    const bool lose = take_option(rest, "--lose");
-    const UIntT document = rest.empty() ? view_.active() : view_.document(whole(rest));
-    const FileOutcome outcome = s_.documents.close(document, lose);
+    const UIntT document = rest.empty() ? view_.active() : open_document(whole(rest));
+    const FileOutcome outcome = s_.documents.close(document, options.contains("--lose"));
     need(outcome, "close",
          outcome.status == cancelled ? "; save --document saves them, close --lose loses them"
                                      : "");
@@ -78,7 +121,7 @@ void Commands::document(std::string_view rest)
     if (rest.empty())
         view_.list(s_.out);
     else
-        s_.model.activate_document(view_.document(whole(rest)));
+        s_.model.activate_document(open_document(whole(rest)));
 }
 
 void Commands::type(std::string_view rest)
@@ -95,41 +138,54 @@ void Commands::type(std::string_view rest)
 void Commands::select_text(std::string_view place)
 {
     const UIntT document = view_.active();
-    s_.model.select_text(document, view_.range(document, place));
+    const auto range = view_.range(document, place);
+    if (!range)
+        misuse("usage: " + usage_of("select", "--text"));
+    s_.model.select_text(document, *range);
 }
 
-void Commands::save(std::string_view rest)
+void Commands::save(std::string_view rest, const GivenOptions &options)
 {
-    bool of_document = false, force = false;
-    for (bool more = true; more;) {
-        const bool document = take_option(rest, "--document"),
-                   forced = take_option(rest, "--force");
-        of_document |= document;
-        force |= forced;
-        more = document || forced;
-    }
-    std::string path = rest.empty() ? "" : whole(rest);
-    if (of_document) {
+    const bool force = options.contains("--force");
+    std::string path = whole(rest), more;
+    if (options.contains("--document")) {
         const FileOutcome outcome = s_.documents.save(view_.active(), path, force);
         need(outcome, "save",
              outcome.status == changed_file ? "; save --document --force replaces it" : "");
         path = outcome.file;
     } else {
+        // Who has changed a document alone may have meant that.
+        const UIntT active = s_.model.active_document();
+        if (active != 0 && s_.model.changed(active) && !book_changed())
+            more = " (the book; save --document saves " + view_.name(active) + ")";
         if (path.empty())
             path = s_.file.path();
         if (s_.file.save_as(path, s_.model, s_.book, force))
             saved_.reset();
     }
-    s_.out << "saved " << printable(path) << std::endl;
+    s_.out << "saved " << printable(path) << more << std::endl;
 }
 
-std::vector<std::string> Commands::unsaved_documents() const
+bool Commands::book_changed() const
 {
-    std::vector<std::string> names;
+    return write_book(s_.model, s_.book) != saved_.value_or(s_.file.text());
+}
+
+std::vector<Commands::Unsaved> Commands::unsaved() const
+{
+    std::vector<Unsaved> all;
+    if (book_changed())
+        all.push_back({true, "book", "save saves"});
     for (UIntT each : s_.model.members(0))
-        if (s_.model.changed(each))
-            names.push_back(view_.name(each));
-    return names;
+        if (s_.model.changed(each)) {
+            const std::string name = view_.name(each);
+            const bool active = each == s_.model.active_document();
+            const char *file = s_.documents.path(each).empty() ? " FILE" : "";
+            all.push_back({false, name,
+                           (active ? "" : "document " + as_rest(name) + " and ") +
+                               "save --document" + file + (active ? " saves" : " save")});
+        }
+    return all;
 }
 
 } // namespace velt::host

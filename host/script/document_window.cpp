@@ -1,7 +1,9 @@
 #include "host/script/document_window.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iomanip>
+#include <map>
 
 #include "common/words.h"
 
@@ -29,33 +31,66 @@ UIntT DocumentWindow::active() const
     return document;
 }
 
+std::string DocumentWindow::file_name(UIntT document) const
+{
+    return printable(documents_.title(document));
+}
+
+std::string DocumentWindow::name(UIntT document) const
+{
+    const std::string name = file_name(document), path = printable(documents_.path(document));
+    const auto has_it = [&](UIntT each) { return file_name(each) == name; };
+    return path.empty() || std::ranges::count_if(model_.members(0), has_it) == 1 ? name : path;
+}
+
 std::vector<std::string> DocumentWindow::names() const
 {
-    std::vector<std::string> names;
+    std::map<std::string, int> count;
     for (UIntT each : model_.members(0))
-        names.push_back(name(each));
+        count[file_name(each)]++;
+    std::vector<std::string> names;
+    for (UIntT each : model_.members(0)) {
+        const std::string path = printable(documents_.path(each));
+        names.push_back(file_name(each));
+        if (count[names.back()] > 1 && !path.empty())
+            names.back() = path;
+    }
     return names;
 }
 
-UIntT DocumentWindow::document(const std::string &name) const
+UIntT DocumentWindow::find(const std::string &name) const
 {
-    const auto names = this->names();
     const auto documents = model_.members(0);
-    if (const auto found = std::ranges::find(names, name); found != names.end())
-        return documents[static_cast<std::size_t>(found - names.begin())];
-    if (is_whole_number(name))
-        if (const auto at = number<std::size_t>(name); at >= 1 && at <= documents.size())
-            return documents[at - 1];
-    fail("no document \"" + name + "\" is open; there are: " + joined(names));
+    const auto names = this->names();
+    UIntT found = 0;
+    std::vector<std::string> others;
+    for (std::size_t i = 0; i < documents.size(); i++)
+        if (file_name(documents[i]) == name) {
+            found = documents[i];
+            others.push_back(std::to_string(i + 1) + " " + names[i]);
+        }
+    if (others.size() > 1)
+        misuse(std::to_string(others.size()) + " open documents are called " + name +
+               "; use a number: " + joined(others));
+    if (found != 0)
+        return found;
+    const auto opened_so = [&](UIntT each) { return printable(documents_.path(each)) == name; };
+    if (const auto same = std::ranges::find_if(documents, opened_so); same != documents.end())
+        return *same;
+    const auto position = find_by_name_or_number(names, name);
+    return position ? documents[*position] : 0;
 }
 
 void DocumentWindow::list(std::ostream &out) const
 {
     const UIntT active = model_.active_document();
-    int position = 0;
-    for (UIntT each : model_.members(0))
-        out << (each == active ? "> " : "  ") << std::setw(2) << ++position << "  " << name(each)
+    const auto names = this->names();
+    std::size_t position = 0;
+    for (UIntT each : model_.members(0)) {
+        const std::string &name = names[position];
+        out << (each == active ? "> " : "  ") << std::setw(2) << ++position << "  " << name
             << (model_.changed(each) ? " (changed)" : "") << "\n";
+    }
     if (position == 0)
         out << "  (no documents)\n";
     out << std::flush;
@@ -71,37 +106,69 @@ std::vector<UIntT> DocumentWindow::paragraphs(UIntT document) const
     return all;
 }
 
-UIntT DocumentWindow::paragraph(UIntT document, std::string_view number) const
+UIntT DocumentWindow::paragraph(UIntT document, std::size_t number) const
 {
     const auto all = paragraphs(document);
-    const auto position = velt::number<std::size_t>(number);
-    if (position < 1 || position > all.size())
-        fail("no paragraph " + std::string(number) + "; there are " + std::to_string(all.size()));
-    return all[position - 1];
+    if (number < 1 || number > all.size())
+        fail("no paragraph " + std::to_string(number) + "; there are " +
+             std::to_string(all.size()));
+    return all[number - 1];
 }
 
-V_TextRangeT DocumentWindow::range(UIntT document, std::string_view place) const
+std::optional<V_TextRangeT> DocumentWindow::range(UIntT document, std::string_view place) const
 {
-    const auto cut = [&place](char separator) {
-        const auto end = std::min(place.find(separator), place.size());
-        const std::string_view before = place.substr(0, end);
-        place.remove_prefix(std::min(end + 1, place.size()));
-        return before;
+    struct Place {
+        std::size_t paragraph;
+        IntT offset;
+    } from{}, to{};
+    const auto take = [&place](auto &number) {
+        const bool digit = !place.empty() && place[0] >= '0' && place[0] <= '9';
+        const auto [end, error] =
+            std::from_chars(place.data(), place.data() + place.size(), number);
+        place.remove_prefix(static_cast<std::size_t>(end - place.data()));
+        return digit && error == std::errc();
     };
-    const bool offsets = place.find(':') != place.npos;
-    V_TextRangeT range{};
-    range.beg.objId = range.end.objId = paragraph(document, cut(':'));
-    if (!offsets) {
-        range.end.offset = model_.characters().count(model_.at(range.end.objId).text);
-        return range;
+    const auto skip = [&place](char c) {
+        const bool is_it = place.starts_with(c);
+        place.remove_prefix(is_it ? 1 : 0);
+        return is_it;
+    };
+    // Returns the location, which has to be there.
+    const auto location = [&](const Place &at) -> V_TextLocT {
+        const UIntT id = paragraph(document, at.paragraph);
+        const auto count = model_.characters().count(model_.at(id).text);
+        if (at.offset > count)
+            fail("paragraph " + std::to_string(at.paragraph) + " has " + std::to_string(count) +
+                 " characters, no place " + std::to_string(at.offset));
+        return {id, at.offset};
+    };
+    if (!take(from.paragraph))
+        return {};
+    if (place.empty()) {
+        const UIntT id = paragraph(document, from.paragraph);
+        return V_TextRangeT{{id, 0}, {id, model_.characters().count(model_.at(id).text)}};
     }
-    const bool ends = place.find('-') != place.npos;
-    range.beg.offset = range.end.offset = number<IntT>(cut('-'));
-    if (!ends)
-        return range;
-    if (place.find(':') != place.npos)
-        range.end.objId = paragraph(document, cut(':'));
-    range.end.offset = number<IntT>(place);
+    if (!skip(':') || !take(from.offset))
+        return {};
+    to = from;
+    if (skip('-')) {
+        if (!take(to.offset))
+            return {};
+        if (skip(':')) {
+            to.paragraph = static_cast<std::size_t>(to.offset);
+            if (!take(to.offset))
+                return {};
+        }
+    }
+    if (!place.empty())
+        return {};
+    const V_TextRangeT range{location(from), location(to)};
+    const auto told = [&](const Place &at) {
+        return (from.paragraph == to.paragraph ? "" : std::to_string(at.paragraph) + ":") +
+               std::to_string(at.offset);
+    };
+    if (std::pair(to.paragraph, to.offset) < std::pair(from.paragraph, from.offset))
+        fail("the range ends (" + told(to) + ") before it begins (" + told(from) + ")");
     return range;
 }
 

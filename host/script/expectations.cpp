@@ -53,9 +53,9 @@ Expectation::Verdict notified(std::deque<IntT> &sent, std::string_view rest)
             [&sent, found] { sent.erase(sent.begin(), found + 1); }};
 }
 
-[[noreturn]] void misuse_of(std::string_view name)
+[[noreturn]] void misuse_of_expectation(std::string_view name)
 {
-    misuse("usage: expect " + Expectation::find(name)->usage());
+    misuse("usage: " + Expectation::find(name)->usage());
 }
 
 std::string status_text(std::optional<int> status)
@@ -70,15 +70,23 @@ std::string status_text(std::optional<int> status)
 
 std::string Expectation::usage() const
 {
-    return std::string(name) + (arguments.empty() ? "" : " ") + std::string(arguments);
+    return "expect " + syntax().usage();
+}
+
+std::vector<std::string> notification_names()
+{
+    std::vector<std::string> names;
+    for (const NamedCode &each : notifications)
+        names.emplace_back(each.name);
+    return names;
 }
 
 std::span<const Expectation> Expectation::all()
 {
     static constexpr Expectation rows[] = {
-        {"order", "NAME,...", "the components are these, in this order",
+        {"order", "COMPONENT,...", "the components are these, in this order",
          [](Commands &c, std::string_view rest) { return lists(c.window_.order(), rest); }},
-        {"selected", "NAME", "this component is selected, or none",
+        {"selected", "COMPONENT|none", "this component is selected, or none",
          [](Commands &c, std::string_view rest) -> Verdict {
              const UIntT id = c.s_.model.selected(c.s_.book);
              const std::string is = id == 0 ? "none" : c.window_.shown(c.s_.model.at(id).name);
@@ -94,50 +102,59 @@ std::span<const Expectation> Expectation::all()
         {"property", "OBJECT PROPERTY [VALUE]",
          "the property of session, book or a component is there, and has the value that get prints",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const auto [of, key] =
-                 c.window_.take_property(rest, "expect " + find("property")->usage());
+             const auto [of, key] = c.window_.take_property(rest, find("property")->usage());
              const std::optional<Value> value = c.window_.value(of, key);
              const std::string is = value ? c.window_.shown(*value) : "not there";
              if (rest.empty())
                  return {value.has_value(), "any value", is};
              return {value && is == whole(rest), whole(rest), is};
          }},
-        {"document", "NAME", "this document is active, or none",
+        {"document", "DOCUMENT|COMPONENT|none", "this document is active, or none",
          [](Commands &c, std::string_view rest) -> Verdict {
              const UIntT active = c.s_.model.active_document();
              const std::string is = active == 0 ? "none" : c.view_.name(active);
-             return {is == whole(rest), whole(rest), is};
+             return {(rest == "none" ? 0 : c.open_document(whole(rest))) == active, whole(rest),
+                     is};
          }},
-        {"documents", "NAME,...", "these documents are open, in this order",
+        {"documents", "DOCUMENT,...", "these documents are open, in this order",
          [](Commands &c, std::string_view rest) { return lists(c.view_.names(), rest); }},
-        {"changed", "[DOCUMENT]", "the active document, or another, has changes that are not saved",
+        {"changed", "[DOCUMENT|COMPONENT]",
+         "the active document, or another, has changes that are not saved",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const UIntT document = rest.empty() ? c.view_.active() : c.view_.document(whole(rest));
-             return {c.s_.model.changed(document), c.view_.name(document), "unchanged"};
+             const UIntT document = rest.empty() ? c.view_.active() : c.open_document(whole(rest));
+             const bool changed = c.s_.model.changed(document);
+             return {changed, c.view_.name(document), changed ? "changed" : "unchanged"};
          }},
         {"text", "TEXT", "a paragraph of the active document contains the text",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const std::string wanted = c.window_.sent(whole(rest));
+             const std::string wanted = c.window_.sent(typed_text(rest));
              const auto has_it = [&](UIntT paragraph) {
                  return c.s_.model.at(paragraph).text.find(wanted) != std::string::npos;
              };
              const auto all = c.view_.paragraphs(c.view_.active());
-             return {std::ranges::any_of(all, has_it), whole(rest), "nowhere in the document"};
+             const auto found = std::ranges::find_if(all, has_it);
+             if (found == all.end())
+                 return {false, c.typed(wanted), "nowhere in the document"};
+             return {true, c.typed(wanted),
+                     "in paragraph " + std::to_string(found - all.begin() + 1) + ": " +
+                         c.typed(c.s_.model.at(*found).text)};
          }},
         {"paragraph", "NUMBER [TEXT]",
-         "this paragraph of the active document has the text, or none",
+         "this paragraph of the active document has this text; without text: is empty",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const std::string number = take_word(rest);
-             const UIntT paragraph = c.view_.range(c.view_.active(), number).beg.objId;
-             const std::string is = c.view_.shown(c.s_.model.at(paragraph).text);
-             return {is == whole(rest), whole(rest), is};
+             const auto position = number<std::size_t>(take_word(rest));
+             const std::string wanted = c.window_.sent(typed_text(rest));
+             const UIntT paragraph = c.view_.paragraph(c.view_.active(), position);
+             const std::string &is = c.s_.model.at(paragraph).text;
+             return {is == wanted, c.typed(wanted), c.typed(is)};
          }},
-        {"selection", "[TEXT]", "the selected text of the active document is this, or nothing",
+        {"selection", "[TEXT]",
+         "the selected text of the active document is this; without text: is empty",
          [](Commands &c, std::string_view rest) -> Verdict {
              const UIntT document = c.view_.active();
              const std::string wanted = c.window_.sent(typed_text(rest));
              const std::string is = c.s_.model.text(document, c.s_.model.selection(document));
-             return {is == wanted, c.view_.shown(wanted), c.view_.shown(is)};
+             return {is == wanted, c.typed(wanted), c.typed(is)};
          }},
         {"alert", "[TEXT]", "an alert that contains the text was shown since the last expected one",
          [](Commands &c, std::string_view rest) { return contained(c.s_.console.alerts, rest); }},
@@ -153,10 +170,11 @@ std::span<const Expectation> Expectation::all()
          [](Commands &c, std::string_view rest) {
              return contained(c.s_.console.questions, rest);
          }},
-        {"dialog", "NAME", "a client waits for this modal dialog, or none does",
+        {"dialog", "DIALOG|none", "a client waits for this modal dialog, or none does",
          [](Commands &c, std::string_view rest) -> Verdict {
              const Client *client = c.waiting_client();
-             const std::string is = client ? c.awaited_dialog(*client) : "none";
+             const std::string is =
+                 client ? c.dialog_name(client->turns.modal_wait()->dialog) : "none";
              return {is == whole(rest), whole(rest), is};
          }},
         {"progress", "[NUMBER]", "a client was so far, in per cent, since the last expected one",
@@ -166,9 +184,10 @@ std::span<const Expectation> Expectation::all()
              return {is && (!wanted || *is >= *wanted), rest.empty() ? "any" : std::string(rest),
                      is ? std::to_string(*is) : "none", [&is] { is.reset(); }};
          }},
-        {"notification", "NAME|CODE", "a client was sent this notification since the last expected",
+        {"notification", "NOTIFICATION|CODE",
+         "a client was sent this notification since the last expected",
          [](Commands &c, std::string_view rest) { return notified(c.host().notified(), rest); }},
-        {"running", "NAME,...", "these clients run",
+        {"running", "CLIENT,...", "these clients run",
          [](Commands &c, std::string_view rest) {
              std::vector<std::string> names;
              if (c.s_.host)
@@ -181,11 +200,11 @@ std::span<const Expectation> Expectation::all()
          "the client, by number or name, ended with this status or signal, which then is no "
          "failure",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const Words words(rest, 2, 3, "expect " + find("exit")->usage());
+             const Words words(rest, 2, 3, find("exit")->usage());
              const std::string who = words.at(0);
              const bool signal = words.words.size() == 3;
              if (signal && words.at(1) != "signal")
-                 misuse_of("exit");
+                 misuse_of_expectation("exit");
              const std::string wanted =
                  (signal ? "signal " : "") + std::to_string(number<int>(words.words.back()));
              if (!c.s_.host)
@@ -222,7 +241,7 @@ Expectation::Verdict Expectation::verdict(Commands &commands, std::string_view r
     if (!expectation)
         misuse("expect what? help lists it");
     if (wanted.empty() && !expectation->arguments.starts_with('['))
-        misuse_of(name);
+        misuse_of_expectation(name);
     Verdict found;
     try {
         found = expectation->check(commands, wanted);

@@ -5,11 +5,12 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "host/script/command_table.h"
 
 namespace velt::host
 {
-
-class Commands;
 
 struct Expectation {
     // The result of a check: whether the expectation is met, what to do once it is, and the wanted
@@ -22,7 +23,8 @@ struct Expectation {
     std::string_view name, arguments, summary;
     Verdict (*check)(Commands &, std::string_view rest);
 
-    std::string usage() const;
+    Syntax syntax() const { return {name, arguments}; }
+    std::string usage() const; // with `expect`
     static std::span<const Expectation> all();
     // Returns the expectation of the name, or null.
     static const Expectation *find(std::string_view name);
@@ -30,6 +32,9 @@ struct Expectation {
     // one.
     static Verdict verdict(Commands &, std::string_view rest);
 };
+
+// Returns the names of notifications that can be expected.
+std::vector<std::string> notification_names();
 
 // Checks an expectation. Throws Unmet when it is not met, or Error for an unknown one.
 void expect(Commands &commands, std::string_view rest);

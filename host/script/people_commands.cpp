@@ -2,6 +2,8 @@
 
 #include "host/script/commands.h"
 
+#include <algorithm>
+
 namespace velt::host
 {
 
@@ -9,33 +11,64 @@ using std::chrono::milliseconds;
 
 void Commands::answer(std::string_view rest)
 {
-    const Words words(rest, 1, 1000, "answer WORD...");
-    s_.console.answers.insert(s_.console.answers.end(), words.words.begin(), words.words.end());
+    std::vector<Prepared> answers;
+    while (!rest.empty()) {
+        const bool quoted = rest.starts_with('"');
+        answers.push_back({take_word(rest), quoted});
+    }
+    if (answers.empty())
+        misuse_of("answer");
+    s_.console.prepare(std::move(answers));
+}
+
+void Commands::expect_no_answers(Checks &checks) const
+{
+    std::vector<std::string> left;
+    for (const Prepared &each : s_.console.answers)
+        left.push_back(each.words);
+    if (!left.empty())
+        checks.unmet({}, "answer",
+                     std::to_string(left.size()) +
+                         (left.size() == 1 ? " answer was" : " answers were") +
+                         " not asked for: " + joined(left));
 }
 
 void Commands::cancel()
 {
-    host().cancel();
+    // Without a host nobody asks.
+    if (s_.host)
+        s_.host->cancel();
 }
 
 void Commands::dialog(std::string_view rest)
 {
-    constexpr std::string_view usage = "dialog DIALOG ITEM [DETAIL] | end [RESULT]";
-    const Words words(rest, 1, 3, usage);
-    const bool end = words.at(0) == "end";
-    if (words.words.size() == (end ? 3 : 1))
-        misuse("usage: " + std::string(usage));
-    const auto dialog = end ? 0 : number<IntT>(words.at(0));
-    const auto item = end ? 0 : number<IntT>(words.at(1));
-    const auto detail = number<IntT>(words.at(end ? 1 : 2));
+    const Words words(rest, 1, 3, usage_of("dialog"));
+    const std::string which = words.at(0);
+    // 0 is the number of no dialog.
+    const bool by_word = which == "end", end = by_word || which == "0";
+    if (words.words.size() == (by_word ? 3 : 1))
+        misuse_of("dialog");
+    const auto item = by_word ? 0 : number<IntT>(words.at(1));
+    const auto detail = number<IntT>(words.at(by_word ? 1 : 2));
     host();
-    Client *waiting = waiting_client();
-    if (end && !waiting)
-        fail("no client waits for a modal dialog");
-    Client &client = waiting ? *waiting : running_client();
-    check(dialog == 0 ? host().end_dialog(client, item, detail)
-                      : host().dialog_event(client, dialog, item, detail),
-          client);
+    if (end) {
+        Client *waiting = waiting_client();
+        if (!waiting)
+            fail("no client waits for a modal dialog");
+        return check(host().end_dialog(*waiting, item, detail), *waiting);
+    }
+    const auto all = open_dialogs();
+    const auto is_it = [&](const OpenDialog &each) {
+        return std::to_string(each.number) == which || each.name == which;
+    };
+    const auto found = std::ranges::find_if(all, is_it);
+    if (found == all.end()) {
+        std::vector<std::string> names;
+        for (const OpenDialog &each : all)
+            names.push_back(std::to_string(each.number) + " " + each.name);
+        fail("no dialog \"" + which + "\" is open; there are: " + joined(names));
+    }
+    check(host().dialog_event(*found->client, found->number, item, detail), *found->client);
 }
 
 // Returns the client whose modal wait has begun last, or null.
@@ -50,11 +83,31 @@ Client *Commands::waiting_client() const
     return latest;
 }
 
-// Returns the name of the dialog that a client waits for; empty when that has been deleted.
-std::string Commands::awaited_dialog(const Client &client) const
+// Returns the open dialogs, the one first for which a client has begun to wait last.
+std::vector<Commands::OpenDialog> Commands::open_dialogs() const
+{
+    std::vector<OpenDialog> all;
+    const auto add = [&](Client &client) {
+        for (const ModalWait &wait : client.turns.modal_waits())
+            all.push_back({&client, wait.number, dialog_name(wait.dialog)});
+        for (const auto &[number, dialog] : client.modeless)
+            all.push_back({&client, number, dialog_name(dialog)});
+    };
+    Client *waiting = waiting_client();
+    if (waiting)
+        add(*waiting);
+    if (s_.host)
+        for (Client &each : s_.host->clients())
+            if (each.running() && &each != waiting)
+                add(each);
+    return all;
+}
+
+// Returns the name of a dialog; empty when that has been deleted.
+std::string Commands::dialog_name(UIntT dialog) const
 {
     try {
-        return window_.shown(s_.model.object(0, client.turns.modal_wait()->dialog).name);
+        return window_.shown(s_.model.object(0, dialog).name);
     } catch (const StatusError &) {
         return {};
     }
@@ -62,8 +115,9 @@ std::string Commands::awaited_dialog(const Client &client) const
 
 std::string Commands::modal_wait(const Client &client) const
 {
-    return client.title() + " waits in modal dialog " +
-           std::to_string(client.turns.modal_wait()->number) + " (" + awaited_dialog(client) + ")";
+    const ModalWait &wait = *client.turns.modal_wait();
+    return client.title() + " waits in modal dialog " + std::to_string(wait.number) + " (" +
+           dialog_name(wait.dialog) + ")";
 }
 
 // Nobody but the script can end a modal wait.

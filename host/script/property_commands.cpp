@@ -9,42 +9,46 @@ namespace velt::host
 {
 void Commands::get(std::string_view rest)
 {
-    const auto [of, key] = window_.take_property(rest, "get OBJECT PROPERTY");
+    const auto [of, key] = window_.take_property(rest, usage_of("get"));
     if (!rest.empty())
-        misuse("usage: get OBJECT PROPERTY");
+        misuse_of("get");
     s_.out << window_.shown(s_.model.get(of.doc, of.id, key)) << std::endl;
 }
 
 void Commands::set(std::string_view rest)
 {
-    constexpr std::string_view usage = "set OBJECT PROPERTY VALUE";
-    const auto [of, key] = window_.take_property(rest, usage);
+    const auto [of, key] = window_.take_property(rest, usage_of("set"));
     if (rest.empty())
-        misuse("usage: " + std::string(usage));
+        misuse_of("set");
     const std::string text = whole(rest);
     const std::optional<Value> old = window_.value(of, key);
     const IntT wanted = old                                               ? old->kind()
                         : is_whole_number(text) && !rest.starts_with('"') ? kind::integer
                                                                           : kind::string;
+    const std::string name = name_of_kind(wanted);
     switch (wanted) {
     case kind::string:
         return s_.model.set(of.doc, of.id, key, Value::string(window_.sent(text)).get());
     case kind::id:
-        return s_.model.set(of.doc, of.id, key, Value::id(number<UIntT>(text)).get());
     case kind::integer:
     case kind::metric:
     case kind::integer_11:
     case kind::integer_16:
-        return s_.model.set(of.doc, of.id, key, Value::integer(number<IntT>(text), wanted).get());
+        if (!is_whole_number(text))
+            misuse(window_.property_title(of, key) + " is " +
+                   (name.starts_with('i') ? "an " : "a ") + name + "; only a number fits");
+        return s_.model.set(of.doc, of.id, key,
+                            (wanted == kind::id ? Value::id(number<UIntT>(text))
+                                                : Value::integer(number<IntT>(text), wanted))
+                                .get());
     }
-    fail("set writes numbers and texts; this property's kind is " +
-         std::string(name_of_kind(wanted)));
+    fail("set writes numbers and texts; this property's kind is " + name);
 }
 
 void Commands::props(std::string_view rest)
 {
     if (rest.empty())
-        misuse("usage: props OBJECT");
+        misuse_of("props");
     const Window::Address of = window_.object(whole(rest));
     for (const auto &[key, value] : s_.model.properties(of.doc, of.id))
         s_.out << window_.property_title(of, key) << ", " << name_of_kind(value.kind()) << ": "

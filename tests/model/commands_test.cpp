@@ -8,6 +8,7 @@
 
 #include "host/files/book.h"
 #include "host/script/commands.h"
+#include "support/folder.h"
 
 namespace velt::host
 {
@@ -28,7 +29,7 @@ TEST(Parser, WordsAndLists)
     EXPECT_THROW(split_words("a \"b"), Error);
 }
 
-class CommandLanguage : public testing::Test
+class CommandLanguage : public test::InFolder
 {
 protected:
     Model model;
@@ -96,7 +97,7 @@ TEST(Printable, WhatOthersWroteCommandsNothing)
 TEST_F(CommandLanguage, TheBookIsKept)
 {
     EXPECT_THROW(model.remove(0, book), StatusError);
-    EXPECT_FALSE(commands.unsaved());
+    EXPECT_TRUE(commands.unsaved().empty());
 }
 
 TEST_F(CommandLanguage, SelectAndExpect)
@@ -129,15 +130,22 @@ TEST_F(CommandLanguage, Mistakes)
         {failed, {"get 1 none", "get nobody name", "set session language 3", "set 1 name 三"}},
         {misused, {"notify", "notify x", "notify 99999999999", "notify 1 2 3 4 5", "dialog 1"}},
         {misused, {"answer", "answer \"x", "dialog end 1 2", "cancel 1", "expect progress x"}},
-        {failed, {"start", "wait 1", "notify 1", "message hello", "dialog 1 2", "dialog end"}},
-        {failed, {"cancel", "expect progress", "expect question", "expect notification 7"}},
-        {done, {"expect dialog none"}},
-        {failed, {"clients", "stop", "choose Nothing", "choose Go"}},
+        {failed, {"start", "notify 1", "message hello", "dialog 1 2", "dialog end"}},
+        {failed, {"expect progress", "expect question", "expect notification 7"}},
+        {done, {"expect dialog none", "wait 0.001", "wait exit", "clients", "cancel"}},
+        {failed, {"stop", "choose Nothing", "choose Go"}},
+        {misused,
+         {"save --documnt", "save x --documnt", "open --rever b", "save --document --forc"}},
+        {misused, {"select --tex 1", "close --loose", "help fly", "set 1 name"}},
     };
     for (const auto &[code, lines] : mistakes)
         for (const char *line : lines)
             EXPECT_EQ(error(line).first, code) << line;
     EXPECT_NE(error("choose Nothing").second.find("there are: テスト"), std::string::npos);
+    EXPECT_EQ(error("save --documnt").second, "unknown option --documnt; there are --document, "
+                                              "--force; quotes make it a name");
+    EXPECT_EQ(error("open \"--rever\"").second,
+              "no component or file \"--rever\"; components are: One, \"Two, too\", 三");
 }
 
 TEST_F(CommandLanguage, AlertsAreAnsweredInOrder)
@@ -186,6 +194,7 @@ TEST_F(CommandLanguage, AnswersAreOfTheirQuestionsKind)
         {Question::point, "1pt", ""},
         {Question::rectangle, "\"0, 1 pt, 1 pc, 2 pc\"", "0 pt,1 pt,12 pt,24 pt"},
         {Question::unsaved, "cancel", "cancel"},
+        {Question::string, "\"cancel\"", "cancel"},
     };
     for (const auto &[kind, answer, told] : cases) {
         out.str("");
@@ -195,7 +204,7 @@ TEST_F(CommandLanguage, AnswersAreOfTheirQuestionsKind)
                                          .text = "How?",
                                          .items = {"one", "\x83\x65"},
                                          .detail = 12 << 16});
-        const bool cancelled = std::string(told) == "cancel" || !*told;
+        const bool cancelled = std::string(answer) == "cancel" || !*told;
         EXPECT_EQ(reply.index() == 0, cancelled) << answer;
         const std::string line = cancelled ? "  cancelled\n"s : "  answered with "s + told + "\n";
         EXPECT_TRUE(out.str().ends_with(line)) << answer << ": " << out.str();
@@ -206,6 +215,26 @@ TEST_F(CommandLanguage, AnswersAreOfTheirQuestionsKind)
         console.answers.clear();
     }
     EXPECT_NE(out.str().find("   1  one\n"), std::string::npos) << out.str();
+}
+
+TEST_F(CommandLanguage, AnswersThatDoNotFitAreToldAndTheRestIsDropped)
+{
+    documents.ask = [&](const Question &question) { return console.ask(question); };
+    documents.create();
+    commands.run("type x");
+    commands.run("answer yes no");
+    commands.run("answer lose");
+    EXPECT_EQ(error("close").second,
+              "the answer \"yes\" does not fit the question what to do with unsaved changes: "
+              "untitled\n  \"yes\" is not save or lose, nor the number of one (an answer with a "
+              "blank needs quotes)\n  cannot close the document: the document has changes that are "
+              "not saved; save --document saves them, close --lose loses them");
+    EXPECT_EQ(error("close").second, "");
+    commands.run("answer 1 \"b c\"");
+    commands.expect_no_answers(checks);
+    EXPECT_FALSE(checks.summarise());
+    EXPECT_EQ(errors.str(), "vqhost: 2 answers were not asked for: 1, b c\n"
+                            "vqhost: 1 expectation, 1 not met\n");
 }
 
 TEST_F(CommandLanguage, ProgressIsToldOnceAndExpected)
@@ -256,12 +285,13 @@ TEST_F(CommandLanguage, ExpectationsAreCountedAndReported)
 // Help, completion and manual know the same commands.
 TEST_F(CommandLanguage, StandInTheManual)
 {
-    // Without the macros, brackets and capitals of either.
+    // Without the macros, brackets and capitals of either; '+' begins an option.
     const auto bare = [](std::string text) {
         for (const char *mark :
-             {"Cm ", "Ar ", "Op ", "Oo ", "Oc ", "Fl ", "Ns ", "[", "]", "-", " "})
+             {"Cm ", "Ar ", "Op ", "Oo ", "Oc ", "Fl -", "Ns ", "[", "]", "--", " "})
             for (std::size_t at; (at = text.find(mark)) != text.npos;)
-                text.erase(at, std::string_view(mark).size());
+                text.replace(at, std::string_view(mark).size(),
+                             std::string_view(mark).ends_with('-') ? "+" : "");
         std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
         return text;
     };
@@ -275,6 +305,11 @@ TEST_F(CommandLanguage, StandInTheManual)
         const std::string words = usage.substr(0, usage.find_first_of("[A"
                                                                       "BCDEFGHIJKLMNOPQRSTUVWXYZ"));
         EXPECT_FALSE(commands.completions(std::string(trimmed(words))).empty()) << usage;
+        for (const std::string_view option : Syntax::options(usage)) {
+            const std::string line = usage.substr(0, usage.find(' ') + 1) + std::string(option);
+            EXPECT_EQ(commands.completions(line), Words{line}) << usage;
+            EXPECT_EQ(error(line).second.find("unknown option"), std::string::npos) << usage;
+        }
     }
     EXPECT_EQ(told, known);
 }
@@ -303,6 +338,14 @@ TEST_F(CommandLanguage, Completions)
     EXPECT_EQ(commands.completions("get \"T"), (Words{"get \"Two, too\""}));
     EXPECT_EQ(commands.completions("expect not property 三"), (Words{"expect not property 三"}));
     EXPECT_EQ(commands.completions("x"), Words{});
+    EXPECT_EQ(commands.completions("show "), (Words{"show document"}));
+    EXPECT_EQ(commands.completions("answer 1 ca"), (Words{"answer 1 cancel"}));
+    EXPECT_EQ(commands.completions("get session language"), (Words{"get session language"}));
+    EXPECT_EQ(commands.completions("expect notification after_s"),
+              (Words{"expect notification after_save"}));
+    test::write("b c.json", "");
+    EXPECT_EQ(commands.completions("save --document b"), (Words{"save --document b c.json"}));
+    EXPECT_EQ(commands.completions("open --revert \"b"), (Words{"open --revert \"b c.json\""}));
 }
 
 } // namespace

@@ -375,7 +375,7 @@ TEST_F(DocumentRules, PeopleWorkOnDocuments)
           "expect not text Äpfel", "expect changed a.json", "select --text 1",
           "expect selection Äx", "select --text 1:1"})
         EXPECT_EQ(error(line), "") << line;
-    EXPECT_EQ(commands.unsaved_documents(), std::vector<std::string>{"a.json"});
+    EXPECT_EQ(commands.unsaved().back().name, "a.json");
     out.str("");
     EXPECT_EQ(error("show document"), "");
     EXPECT_EQ(error("document"), "");
@@ -386,14 +386,20 @@ TEST_F(DocumentRules, PeopleWorkOnDocuments)
         {"close", "save --document saves them"},
         {"save --document", "save --document --force replaces it"},
         {"select --text 4", "there are 3"},
-        {"select --text 1:9", "no such place"},
-        {"select --text 1:x", "not a number"},
+        {"select --text 1:9", "paragraph 1 has 2 characters, no place 9"},
+        {"select --text 1:2-1", "the range ends (1) before it begins (2)"},
+        {"expect not text x", "in paragraph 1: Äx"},
+        {"expect not changed", "it is: changed"},
         {"show window", "usage: show [document]"},
-        {"open b.json", "b.json: No such file"},
+        {"open b.json", "no component or file \"b.json\""},
         {"document b.json", "there are: a.json"},
     };
     for (const auto &[line, message] : mistakes)
         EXPECT_NE(error(line).find(message), std::string::npos) << line << ": " << error(line);
+    for (const char *place : {"", " x", " 1 2", " 1-2", " 1:-1", " 1:x", " 1:1-", " 1:1-2:"})
+        EXPECT_EQ(error(std::string("select --text") + place),
+                  "usage: select --text PARAGRAPH[:FROM[-[PARAGRAPH:]TO]]")
+            << place;
     for (const char *line :
          {"save --document --force", "open --revert a.json", "close", "expect document none",
           "open a.json", "type y", "close --lose a.json"})
