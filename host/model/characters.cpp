@@ -20,7 +20,8 @@ const VdeFontEncT *font_encoding(UIntT encoding)
 
 Characters::Characters(UIntT encoding)
     : encoding_(font_encoding(encoding)),
-      single_(std::ranges::all_of(encoding_->firstByte, [](UCharT begins) { return begins == 0; }))
+      single_(std::ranges::all_of(encoding_->firstByte, [](UCharT begins) { return begins == 0; })),
+      quire_(encoding == VdeEncQuire)
 {
 }
 
@@ -61,7 +62,7 @@ std::string Characters::folded(std::string_view text) const
     std::string lower(text);
     for (std::size_t byte = 0, size = 0; byte < lower.size(); byte += size) {
         size = size_at(lower, byte);
-        if (size == 1)
+        if (size == 1 && (quire_ || at(lower, byte) < 0x80))
             lower[byte] = static_cast<char>(VdeQToLower[at(lower, byte)]);
     }
     return lower;
@@ -69,7 +70,9 @@ std::string Characters::folded(std::string_view text) const
 
 bool Characters::is_of_word(std::string_view text, std::size_t byte) const
 {
-    return size_at(text, byte) == 2 || (VdeCharProps[at(text, byte)] & VdeCharWord) != 0;
+    if (!quire_ && at(text, byte) >= 0x80)
+        return true;
+    return (VdeCharProps[at(text, byte)] & VdeCharWord) != 0;
 }
 
 } // namespace velt::host

@@ -33,10 +33,11 @@ public:
     // Returns whether every byte that can begin a character of two bytes does: the characters of
     // such texts stay the same when the texts are put together.
     bool whole(std::string_view text) const;
-    // Returns the text in lower case, of the same length.
+    // Returns the text in lower case, of the same length and characters. Only single-byte
+    // characters have case: ASCII, and in Quire all letters.
     std::string folded(std::string_view text) const;
-    // Returns whether the character that begins at the byte is one of words, which those of two
-    // bytes are.
+    // Returns whether the character that begins at the byte is one of words, which all are that
+    // are neither ASCII nor Quire.
     bool is_of_word(std::string_view text, std::size_t byte) const;
     // Returns whether all characters have one byte.
     bool single() const { return single_; }
@@ -49,6 +50,7 @@ private:
 
     const VdeFontEncT *encoding_;
     bool single_;
+    bool quire_;
 };
 
 } // namespace velt::host

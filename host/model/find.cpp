@@ -44,7 +44,7 @@ private:
     const Characters &characters_;
     const FindOptions &options_;
     std::string wanted_;
-    std::vector<std::size_t> borders_; // of each beginning, its longest end that it begins with too
+    std::vector<std::size_t> borders_; // for each prefix, the length of its longest proper border
 };
 
 // Follows the characters of a text up to one place after the other.
@@ -85,10 +85,10 @@ Index Search::match(std::string_view text, Index low, Index high) const
 {
     if (low > high || text.size() < size())
         return -1;
+    Walk walk(characters_, text);
     std::string lower;
     if (!options_.match_case)
         text = lower = characters_.folded(text);
-    Walk walk(characters_, text);
     Index found = -1;
     std::size_t matched = 0;
     for (auto i = static_cast<std::size_t>(low); i < text.size(); i++) {

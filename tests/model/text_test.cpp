@@ -49,7 +49,8 @@ protected:
         // In the second byte of a character there may be one that has a meaning of its own.
         const std::vector<std::string> all =
             GetParam() == V_language_japanese
-                ? std::vector<std::string>{"a", "A", " ", "\x83\x41", "\x82\x61", "\n"}
+                ? std::vector<std::string>{"a",  "A",    " ",    "\x83\x41", "\x82\x61",
+                                           "\n", "\xCB", "\xAE", "\xBE"}
                 : std::vector<std::string>{"a", "A", " ", "b", "\x8A", "\n"};
         std::string text;
         for (std::size_t i = any(longest + 1); i > 0; i--)
@@ -233,7 +234,8 @@ TEST_P(Texts, EditsKeepEverythingRight)
 TEST_P(Texts, FindsWhatANaiveSearchFinds)
 {
     const auto same = [](const Character &a, const Character &b, bool match_case) {
-        return a.bytes == b.bytes || (!match_case && a.bytes.size() == 1 &&
+        // Only the letters of the alphabet above have case.
+        return a.bytes == b.bytes || (!match_case && a.bytes.size() == 1 && a.bytes < "\x80" &&
                                       V_StrIEqual(a.bytes.c_str(), b.bytes.c_str()));
     };
     const auto of_word = [&](std::size_t i) {
