@@ -7,10 +7,7 @@ namespace
 
 IntT status_of_dialog(Context &c, UIntT id)
 {
-    return status_of([&] {
-        if (c.model.object(0, id).type != object_type::dialog)
-            throw StatusError(wrong_kind);
-    });
+    return status_of([&] { check(c.model.object(0, id).type == object_type::dialog, wrong_kind); });
 }
 
 } // namespace

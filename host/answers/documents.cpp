@@ -1,73 +1,17 @@
-#include <algorithm>
 #include <iterator>
 
-#include "host/answers/answers.h"
-#include "host/values/owned.h"
+#include "host/answers/options.h"
 
 namespace velt::host
 {
 namespace
 {
 
-// The options of an operation. The host knows those of its default list and its own.
-class FileOptions
-{
-public:
-    enum Operation { Spell, Open, Save, Import, Export, Close, Returned };
-
-    // Refuses options that the host does not know, or of another kind than they have.
-    FileOptions(Operation operation, const V_PropValsT &given);
-
-    // Returns the value of the option; null when it is not given.
-    const V_TypedValT *value(IntT number) const;
-    bool flag(IntT number) const
-    {
-        const V_TypedValT *given = value(number);
-        return given && given->u.intVal != 0;
-    }
-    // Returns the mode of a new file.
-    mode_t mode(IntT number) const;
-
-private:
-    struct Row {
-        Operation operation;
-        IntT number, kind;
-    };
-    const V_PropValsT &given_;
-};
-
-FileOptions::FileOptions(Operation operation, const V_PropValsT &given) : given_(given)
-{
-    static constexpr Row rows[] = {
-#define V_OPTION(operation, number, kind_name, value) {operation, number, kind::kind_name},
-#include "velt/tables/options.def"
-#define V_HOST_OPTION(operation, number, name, kind_name, meaning)                                 \
-    {operation, number, kind::kind_name},
-#include "velt/tables/host_options.def"
-    };
-    for (UIntT i = 0; i < given.len; i++) {
-        const V_PropValT &each = given.val[i];
-        const auto is_it = [&](const Row &row) {
-            return row.operation == operation && row.number == each.propIdent.num;
-        };
-        const auto *row = std::ranges::find_if(rows, is_it);
-        check(row != std::end(rows), no_such_property);
-        check(row->kind == each.propVal.valType, wrong_kind);
-    }
-}
-
-const V_TypedValT *FileOptions::value(IntT number) const
-{
-    for (UIntT i = given_.len; i > 0; i--)
-        if (given_.val[i - 1].propIdent.num == number)
-            return &given_.val[i - 1].propVal;
-    return nullptr;
-}
-
-mode_t FileOptions::mode(IntT number) const
+// Returns the mode of a new file.
+mode_t mode(const OptionList &options, IntT number)
 {
     constexpr IntT usual = 0666, permissions = 0777;
-    const V_TypedValT *given = value(number);
+    const V_TypedValT *given = options.value(number);
     const IntT mode = given ? given->u.intVal : usual;
     check((mode & ~permissions) == 0, bad_value);
     return static_cast<mode_t>(mode);
@@ -100,12 +44,12 @@ V_PropValsT *returned_list(const Documents &documents, const FileOutcome &outcom
 
 // Carries out the operation, unless its options are refused, and tells what came of it.
 template <class Result, class Action>
-void give(Context &c, Result &r, FileOptions::Operation operation, const V_PropValsT &options,
+void give(Context &c, Result &r, OptionList::Operation operation, const V_PropValsT &options,
           Action action)
 {
     FileOutcome outcome;
     try {
-        outcome = action(FileOptions(operation, options));
+        outcome = action(OptionList(operation, options));
     } catch (const StatusError &error) {
         outcome.status = error.status();
         outcome.reason = error.what();
@@ -119,7 +63,7 @@ void give(Context &c, Result &r, FileOptions::Operation operation, const V_PropV
 
 void Answer<api_vq_open_1>::answer(Context &c, const ApiVqOpenArgT &a, ApiVqOpenRetT &r)
 {
-    give(c, r, FileOptions::Open, a.params, [&](const FileOptions &options) {
+    give(c, r, OptionList::Open, a.params, [&](const OptionList &options) {
         return c.documents.open(c.documents.beside_book(text(a.fileName)),
                                 options.flag(V_open_revert), &c.client);
     });
@@ -127,15 +71,15 @@ void Answer<api_vq_open_1>::answer(Context &c, const ApiVqOpenArgT &a, ApiVqOpen
 
 void Answer<api_vq_save_1>::answer(Context &c, const ApiVqSaveArgT &a, ApiVqSaveRetT &r)
 {
-    give(c, r, FileOptions::Save, a.params, [&](const FileOptions &options) {
+    give(c, r, OptionList::Save, a.params, [&](const OptionList &options) {
         return c.documents.save(a.docId, c.documents.beside_book(text(a.fileName)),
-                                options.flag(V_save_force), options.mode(V_save_mode), &c.client);
+                                options.flag(V_save_force), mode(options, V_save_mode), &c.client);
     });
 }
 
 void Answer<api_vq_export_1>::answer(Context &c, const ApiVqExportArgT &a, ApiVqExportRetT &r)
 {
-    give(c, r, FileOptions::Export, a.params, [&](const FileOptions &options) {
+    give(c, r, OptionList::Export, a.params, [&](const OptionList &options) {
         constexpr IntT plain_text = 8;
         const V_TypedValT *type = options.value(V_export_type);
         const V_TypedValT *range = options.value(V_export_range);
@@ -143,13 +87,13 @@ void Answer<api_vq_export_1>::answer(Context &c, const ApiVqExportArgT &a, ApiVq
         const bool whole = !range || range->u.textRangeVal.beg.objId == 0;
         return c.documents.export_text(a.docId, c.documents.beside_book(text(a.fileName)),
                                        whole ? nullptr : &range->u.textRangeVal,
-                                       options.mode(V_export_mode));
+                                       mode(options, V_export_mode));
     });
 }
 
 void Answer<api_vq_import_1>::answer(Context &c, const ApiVqImportArgT &a, ApiVqImportRetT &r)
 {
-    give(c, r, FileOptions::Import, a.params, [&](const FileOptions &) {
+    give(c, r, OptionList::Import, a.params, [&](const OptionList &) {
         return c.documents.import_text(a.docId, a.textLoc,
                                        c.documents.beside_book(text(a.fileName)), &c.client);
     });
@@ -177,8 +121,7 @@ void Answer<api_vq_cache_doc_1>::answer(Context &c, const ApiVqSilentPrintDocArg
                                         ApiVqCustomDocRetT &r)
 {
     r.status = status_of([&] {
-        check(a.docId != 0, no_such_document);
-        c.model.check_document(a.docId);
+        c.model.check_is_document(a.docId);
         r.result = a.docId;
     });
 }

@@ -48,7 +48,8 @@ constexpr bool equal(const Font &a, const Font &b)
            a.angle == b.angle;
 }
 
-// Whether no family or font is there twice, and no family without fonts or the reverse.
+// Returns whether each family and each font stands once, each family has a font, and each font a
+// family.
 template <class Families, class Fonts>
 constexpr bool complete(const Families &of, const Fonts &all)
 {
@@ -83,7 +84,7 @@ StringT encoding_of(UIntT family)
     return owned_string(found->encoding);
 }
 
-// The names of the text encodings in the order of their ids.
+// Returns the names of the text encodings in the order of their ids.
 std::vector<const char *> text_encodings()
 {
     std::vector<const char *> names;

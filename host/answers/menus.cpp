@@ -13,8 +13,7 @@ UIntT define(Context &c, IntT number, const char *name, const char *label, const
 // Refuses an id that is no menu before the caller defines anything for it.
 void need_menu(Context &c, UIntT menu)
 {
-    if (c.model.object(0, menu).type != object_type::menu)
-        throw StatusError(wrong_kind);
+    check(c.model.object(0, menu).type == object_type::menu, wrong_kind);
 }
 
 } // namespace
@@ -113,8 +112,7 @@ void Answer<api_vq_menu_item_in_menu_1>::answer(Context &c, const ApiVqMenuItemI
                                                 ApiVqObjRetT &r)
 {
     give_object(r, [&] {
-        if (!c.model.in_menu(a.id1, a.id2, a.int3 != 0))
-            throw StatusError(no_such_object);
+        check(c.model.in_menu(a.id1, a.id2, a.int3 != 0), no_such_object);
         return a.id2;
     });
 }

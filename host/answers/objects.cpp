@@ -9,8 +9,7 @@ void Answer<api_vq_get_named_object_1>::answer(Context &c, const ApiVqGetNamedOb
     give_object(r, [&] {
         c.model.check_document(a.docId);
         const Object *found = c.model.find(a.docId, a.int2, text(a.str3));
-        if (!found)
-            throw StatusError(no_such_object);
+        check(found != nullptr, no_such_object);
         return found->id;
     });
 }
@@ -21,8 +20,7 @@ void Answer<api_vq_get_unique_object_1>::answer(Context &c, const ApiVqGetUnique
 {
     give_object(r, [&] {
         const Object &found = c.model.object(a.docId, static_cast<UIntT>(a.int3));
-        if (found.type != a.int2)
-            throw StatusError(no_such_object);
+        check(found.type == a.int2, no_such_object);
         return found.id;
     });
 }

@@ -13,8 +13,7 @@ T ask(Context &c, const Question &question)
 {
     Reply reply = c.host.ask(question);
     T *answer = std::get_if<T>(&reply);
-    if (!answer)
-        throw StatusError(cancelled);
+    check(answer != nullptr, cancelled);
     return std::move(*answer);
 }
 
@@ -29,13 +28,23 @@ T prompt(Context &c, Question::Kind kind, const Argument &a, IntT detail = 0)
                       .detail = detail});
 }
 
+// The argument holds the document in which something is wanted, and the object or 0.
+template <class T, class Argument>
+T ask_within(Context &c, Question::Kind kind, const Argument &a)
+{
+    if (a.id2 == 0)
+        c.model.check_document(a.id1);
+    else
+        c.model.object(a.id1, a.id2);
+    return ask<T>(c, {.kind = kind, .client = c.client.number});
+}
+
 IntT choose(Context &c, Question::Kind kind, const char *title, const V_StringsT &items)
 {
     Question question{.kind = kind, .client = c.client.number, .text = text(title)};
     for (UIntT i = 0; i < items.len; i++)
         question.items.push_back(text(items.val[i]));
-    if (question.items.empty())
-        throw StatusError(bad_value);
+    check(!question.items.empty(), bad_value);
     return ask<IntT>(c, question);
 }
 
@@ -101,23 +110,16 @@ void Answer<api_vq_quick_select_1>::answer(Context &c, const ApiVqQuickSelectArg
     });
 }
 
-// The argument holds the document and the object in which the place is wanted.
 void Answer<api_vq_prompt_point_1>::answer(Context &c, const ApiVqPromptPointArgT &a,
                                            ApiVqPromptPointRetT &r)
 {
-    r.status = status_of([&] {
-        c.model.object(a.id1, a.id2);
-        r.point = ask<V_PointT>(c, {.kind = Question::point, .client = c.client.number});
-    });
+    r.status = status_of([&] { r.point = ask_within<V_PointT>(c, Question::point, a); });
 }
 
 void Answer<api_vq_prompt_rect_1>::answer(Context &c, const ApiVqPromptRectArgT &a,
                                           ApiVqPromptRectRetT &r)
 {
-    r.status = status_of([&] {
-        c.model.object(a.id1, a.id2);
-        r.rect = ask<RectT>(c, {.kind = Question::rectangle, .client = c.client.number});
-    });
+    r.status = status_of([&] { r.rect = ask_within<RectT>(c, Question::rectangle, a); });
 }
 
 } // namespace velt::host

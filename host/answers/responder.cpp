@@ -25,7 +25,7 @@ void answer(Context &context, Call &call)
                           *static_cast<Result *>(call.result));
 }
 
-// The answer function of a procedure; null for a procedure without a row in answers.def.
+// This is the answer function of a procedure, or null for a procedure without a row in answers.def.
 template <class P>
 constexpr Function function_of = nullptr;
 #define V_ANSWER(stub)                                                                             \

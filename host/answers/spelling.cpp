@@ -1,46 +1,20 @@
 #include <algorithm>
 #include <array>
-#include <iterator>
 
-#include "host/answers/answers.h"
-#include "host/values/owned.h"
+#include "host/answers/options.h"
 
 namespace velt::host
 {
 namespace
 {
 
-// The options that clients may pass to the spelling check.
-enum class Operation { Spell, Open, Save, Import, Export };
-struct Option {
-    Operation operation;
-    IntT number, kind;
-};
-constexpr Option options[] = {
-#define V_OPTION(operation, number, kind_name, value)                                              \
-    {Operation::operation, number, kind::kind_name},
-#include "velt/tables/options.def"
-};
-constexpr IntT separator_options[] = {
-#define V_SPELLING_OPTION(number, name, meaning) number,
-#include "velt/tables/spelling.def"
-};
-
 // Returns the characters that end a word by the options.
 std::string separators(const V_PropValsT &given)
 {
+    const OptionList options(OptionList::Spell, given);
     std::string all;
-    for (UIntT i = 0; i < given.len; i++) {
-        const V_PropValT &each = given.val[i];
-        const IntT number = each.propIdent.num;
-        const auto *known = std::ranges::find_if(options, [&](const Option &option) {
-            return option.operation == Operation::Spell && option.number == number;
-        });
-        check(known != std::end(options), no_such_property);
-        check(each.propVal.valType == known->kind, wrong_kind);
-        if (std::ranges::find(separator_options, number) != std::end(separator_options))
-            all += text(each.propVal.u.stringVal);
-    }
+#define V_SPELLING_OPTION(number, name, meaning) all += options.text(number);
+#include "velt/tables/spelling.def"
     return all;
 }
 
@@ -48,13 +22,6 @@ Spelling &spelling_of(const Context &c)
 {
     check(c.spelling != nullptr, not_supported);
     return *c.spelling;
-}
-
-void check_is_document(const Context &c, UIntT id)
-{
-    check(id != 0, no_such_document);
-    c.model.check_document(id);
-    check(c.model.at(id).type == object_type::document, wrong_kind);
 }
 
 // Returns the paragraph that follows in the document, or null.
@@ -105,7 +72,7 @@ std::vector<std::string> operate(const Context &c, UIntT document, IntT operatio
                                  const std::string &given)
 {
     if (document != 0)
-        check_is_document(c, document);
+        c.model.check_is_document(document);
     Dictionary &dictionary = spelling_of(c).dictionary(document);
     const std::string word = spelling_of(c).spelt(given);
     switch (operation) {
@@ -143,7 +110,7 @@ void Answer<api_vq_spell_1>::answer(Context &c, const ApiVqSpellArgT &a, ApiVqSp
     r.status = status_of([&] {
         Spelling &spelling = spelling_of(c);
         const Speller &speller = spelling.speller();
-        check_is_document(c, a.docId);
+        c.model.check_is_document(a.docId);
         const std::array<const Dictionary *, 2> more = {&spelling.dictionary(0),
                                                         &spelling.dictionary(a.docId)};
         const Mistake found = find_mistake(c, speller, a, more);
@@ -170,7 +137,7 @@ void Answer<api_vq_resetspelling_1>::answer(Context &c, const ApiVqResetSpelling
                                             ApiVqResetSpellingRetT &r)
 {
     r.status = status_of([&] {
-        check_is_document(c, a.docId);
+        c.model.check_is_document(a.docId);
         spelling_of(c).forget(a.docId);
     });
 }

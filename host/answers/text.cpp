@@ -1,7 +1,4 @@
-#include <algorithm>
-#include <iterator>
-
-#include "host/answers/answers.h"
+#include "host/answers/options.h"
 
 namespace velt::host
 {
@@ -32,32 +29,14 @@ void give_items(TextItemsT &list, const std::vector<TextItem> &items)
     }
 }
 
-FindOptions find_options(const V_PropValsT &list)
+FindOptions find_options(const V_PropValsT &given)
 {
-    constexpr struct {
-        IntT number, kind;
-    } known[] = {
-#define V_FIND_OPTION(number, name, kind_name, meaning) {number, kind::kind_name},
-#include "velt/tables/find_options.def"
-    };
-    FindOptions options;
-    for (UIntT i = 0; i < list.len; i++) {
-        const auto &[ident, value] = list.val[i];
-        const auto *row =
-            std::ranges::find(known, ident.num, [](auto each) { return each.number; });
-        check(row != std::end(known), no_such_property);
-        check(row->kind == value.valType, wrong_kind);
-        if (row->kind == kind::string) {
-            options.text = text(value.u.stringVal);
-            continue;
-        }
-        bool &flag = ident.num == V_find_backwards     ? options.backwards
-                     : ident.num == V_find_case        ? options.match_case
-                     : ident.num == V_find_whole_words ? options.whole_words
-                                                       : options.wrap;
-        flag = value.u.intVal != 0;
-    }
-    return options;
+    const OptionList options(OptionList::Find, given);
+    return {.text = options.text(V_find_text),
+            .backwards = options.flag(V_find_backwards),
+            .match_case = options.flag(V_find_case),
+            .whole_words = options.flag(V_find_whole_words),
+            .wrap = options.flag(V_find_wrap)};
 }
 
 Value text_property(Context &c, const ApiVqGetTextPropArgT &a)

@@ -79,9 +79,7 @@ std::string Documents::title(UIntT document) const
 
 void Documents::need(UIntT document) const
 {
-    model_.check_document(document);
-    check(document != 0, no_such_document);
-    check(model_.at(document).type == object_type::document, wrong_kind);
+    model_.check_is_document(document);
 }
 
 UIntT Documents::find(const std::string &path) const

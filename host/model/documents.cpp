@@ -4,16 +4,6 @@
 
 namespace velt::host
 {
-namespace
-{
-
-UIntT id_of(const Value &value)
-{
-    return static_cast<UIntT>(value.get().u.intVal);
-}
-
-} // namespace
-
 UIntT Model::create_document(const std::string &name)
 {
     return create_one(0, object_type::document, name);
@@ -21,11 +11,11 @@ UIntT Model::create_document(const std::string &name)
 
 void Model::close_document(UIntT document)
 {
-    texts::document_at(objects_, document);
+    check_is_document(document);
     const auto all = objects_.with_contents(document);
     for (UIntT book : objects_.of_type(0, object_type::book))
         for (UIntT each = at(book).first; each != 0; each = at(each).next)
-            if (id_of(get(book, each, PropertyKey(property::document))) == document)
+            if (id_held(book, each, property::document) == document)
                 attach(each, 0);
     if (active_document() == document)
         activate_document(0);
@@ -34,7 +24,7 @@ void Model::close_document(UIntT document)
 
 UIntT Model::active_document() const
 {
-    return id_of(get(0, 0, PropertyKey(property::active_document)));
+    return id_held(0, 0, property::active_document);
 }
 
 void Model::activate_document(UIntT document)
@@ -45,11 +35,6 @@ void Model::activate_document(UIntT document)
 void Model::attach(UIntT component, UIntT document)
 {
     put(component, property::document, Value::id(document));
-}
-
-std::string Model::file(UIntT document) const
-{
-    return get(0, document, PropertyKey(property::document_file)).get().u.stringVal;
 }
 
 void Model::set_file(UIntT document, const std::string &path)
@@ -69,13 +54,13 @@ void Model::set_changed(UIntT document, bool changed)
 
 V_TextRangeT Model::selection(UIntT document) const
 {
-    texts::document_at(objects_, document);
+    check_is_document(document);
     return get(0, document, PropertyKey(property::selection)).get().u.textRangeVal;
 }
 
 void Model::select_text(UIntT document, const V_TextRangeT &range)
 {
-    texts::document_at(objects_, document);
+    check_is_document(document);
     V_TypedValT value{kind::text_range, {}};
     value.u.textRangeVal = range;
     set(0, document, PropertyKey(property::selection), value);

@@ -118,8 +118,8 @@ void Collector::part(const Object &paragraph, const Place &from, const Place *to
 
 std::vector<TextItem> items_of_object(const Objects &objects, UIntT doc, UIntT id, UIntT selector)
 {
-    const Object &document = document_at(objects, doc);
-    const Object &object = id == doc ? document : objects.addressed(doc, id);
+    objects.check_is_document(doc);
+    const Object &object = objects.addressed(doc, id);
     Collector collector(objects, selector);
     if (object.type == object_type::paragraph)
         collector.paragraph(object);
@@ -128,7 +128,7 @@ std::vector<TextItem> items_of_object(const Objects &objects, UIntT doc, UIntT i
     else
         check(id == doc, wrong_kind);
     if (id == doc)
-        for (UIntT each = document.first; each != 0; each = objects.at(each).next)
+        for (UIntT each = object.first; each != 0; each = objects.at(each).next)
             collector.flow(objects.at(each));
     return std::move(collector.items);
 }

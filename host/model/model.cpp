@@ -8,11 +8,6 @@ namespace velt::host
 namespace
 {
 
-UIntT id_of(const Value &value)
-{
-    return static_cast<UIntT>(value.get().u.intVal);
-}
-
 bool addressed_alone(IntT type)
 {
     return type == object_type::document || type == object_type::book ||
@@ -36,6 +31,8 @@ Object &Model::add(NewObjects &made, UIntT doc, IntT type, const std::string &na
     check(type > 0 && type != object_type::session, bad_value);
     check_document(doc);
     check(doc == 0 || !addressed_alone(type), wrong_kind);
+    if (parent == doc) // which is what everything in it is part of
+        parent = 0;
     const IntT container_type = chains::container_type(type);
     if (container_type != 0) {
         check(doc != 0 || type == object_type::document, no_such_document);
@@ -189,9 +186,14 @@ void Model::touch(UIntT id)
         put(id, property::changed, Value::integer(1));
 }
 
+UIntT Model::id_held(UIntT doc, UIntT id, IntT number) const
+{
+    return static_cast<UIntT>(get(doc, id, PropertyKey(number)).get().u.intVal);
+}
+
 UIntT Model::active_book() const
 {
-    return id_of(get(0, 0, PropertyKey(property::active_book)));
+    return id_held(0, 0, property::active_book);
 }
 
 void Model::activate(UIntT book)
@@ -201,7 +203,7 @@ void Model::activate(UIntT book)
 
 UIntT Model::selected(UIntT book) const
 {
-    return id_of(get(0, book, PropertyKey(property::selected_component)));
+    return id_held(0, book, property::selected_component);
 }
 
 void Model::select(UIntT book, UIntT component)

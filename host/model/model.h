@@ -24,7 +24,10 @@ public:
 
     // Refuses a doc that is neither 0 nor a document or book.
     void check_document(UIntT doc) const { objects_.check_document(doc); }
-    // Returns the object that a client addresses by doc and id; (0, 0) is the session.
+    // Refuses an id that is no open document's.
+    void check_is_document(UIntT id) const { objects_.check_is_document(id); }
+    // Returns the object that a client addresses by doc and id; (0, 0) is the session, and (doc,
+    // doc) the document itself.
     const Object &object(UIntT doc, UIntT id) const { return objects_.addressed(doc, id); }
     // Returns the object of the id, which must exist.
     const Object &at(UIntT id) const { return objects_.at(id); }
@@ -92,11 +95,10 @@ public:
     void close_document(UIntT document);
     UIntT active_document() const;
     void activate_document(UIntT document);
-    // By this, a component has its open document, or 0.
+    // Sets the open document of a component; 0 takes it away.
     void attach(UIntT component, UIntT document);
-    std::string file(UIntT document) const;
     void set_file(UIntT document, const std::string &path);
-    // Whether the document has changes that are not saved; every change of it sets this.
+    // Returns whether the document has changes that are not saved; every change of it sets this.
     bool changed(UIntT document) const;
     void set_changed(UIntT document, bool changed);
     V_TextRangeT selection(UIntT document) const;
@@ -193,6 +195,8 @@ private:
     // Adds an object to those made and to the order of its container.
     Object &add(NewObjects &made, UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
     UIntT create_one(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
+    // Returns the id that the property holds.
+    UIntT id_held(UIntT doc, UIntT id, IntT number) const;
     // Writes a property that clients may not write.
     void put(UIntT id, IntT number, Value value);
     // Notes that the object has changed, if it is a document.

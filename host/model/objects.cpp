@@ -15,11 +15,18 @@ void Objects::check_document(UIntT doc) const
           no_such_document);
 }
 
+void Objects::check_is_document(UIntT id) const
+{
+    check(id != 0, no_such_document);
+    check_document(id);
+    check(at(id).type == object_type::document, wrong_kind);
+}
+
 const Object &Objects::addressed(UIntT doc, UIntT id) const
 {
     check_document(doc);
     const auto found = objects_.find(id);
-    check(found != objects_.end() && found->second.document == doc, no_such_object);
+    check(found != objects_.end() && (found->second.document == doc || id == doc), no_such_object);
     return found->second;
 }
 

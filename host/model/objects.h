@@ -70,12 +70,6 @@ struct Object {
     UIntT container() const { return parent != 0 ? parent : document; }
 };
 
-inline void check(bool holds, Status status)
-{
-    if (!holds)
-        throw StatusError(status);
-}
-
 class Objects
 {
 public:
@@ -89,7 +83,9 @@ public:
     const Object &at(UIntT id) const { return objects_.at(id); }
     // Refuses a doc that is neither 0 nor a document or book.
     void check_document(UIntT doc) const;
-    // Returns the object that a client addresses by doc and id.
+    // Refuses an id that is no open document's.
+    void check_is_document(UIntT id) const;
+    // Returns the object that a client addresses by doc and id; (doc, doc) is the document itself.
     const Object &addressed(UIntT doc, UIntT id) const;
     Object &addressed(UIntT doc, UIntT id)
     {

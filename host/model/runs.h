@@ -27,11 +27,11 @@ namespace runs
 
 // Returns the properties of the character at the byte.
 SharedProperties at(const TextRuns &runs, std::size_t byte);
-// Makes the text from `place` on, where `to` has not been yet, have the properties that the bytes
-// from `begin` to `end` have in `from`.
+// Appends to `to`, for the text from `place` on, the runs of the bytes from `begin` to `end` of
+// `from`.
 void append(TextRuns &to, std::size_t place, const TextRuns &from, std::size_t begin,
             std::size_t end);
-// Makes all text have the properties.
+// Returns runs that give all of a text the properties.
 inline TextRuns of(const SharedProperties &properties)
 {
     return properties ? TextRuns{{0, properties}} : TextRuns{};

@@ -172,15 +172,6 @@ std::vector<Stretch> stretches(const Objects &objects, const Span &span)
 
 } // namespace
 
-const Object &document_at(const Objects &objects, UIntT doc)
-{
-    objects.check_document(doc);
-    check(doc != 0, no_such_document);
-    const Object &found = objects.at(doc);
-    check(found.type == object_type::document, wrong_kind);
-    return found;
-}
-
 std::optional<std::size_t> byte_of(const Objects &objects, UIntT doc, const V_TextLocT &place)
 {
     if (doc == 0 || !objects.contains(place.objId))
@@ -193,7 +184,7 @@ std::optional<std::size_t> byte_of(const Objects &objects, UIntT doc, const V_Te
 
 Place place_at(const Objects &objects, UIntT doc, const V_TextLocT &place)
 {
-    document_at(objects, doc);
+    objects.check_is_document(doc);
     const auto byte = byte_of(objects, doc, place);
     check(byte.has_value(), no_such_place);
     return {place.objId, place.offset, *byte};

@@ -24,11 +24,9 @@ struct Span {
     V_TextRangeT range() const { return {beg.location(), end.location()}; }
 };
 
-// Returns the document of the id; refuses any other.
-const Object &document_at(const Objects &objects, UIntT doc);
 // Returns the byte of the place in the document's text, or nothing when there is no such place.
 std::optional<std::size_t> byte_of(const Objects &objects, UIntT doc, const V_TextLocT &place);
-// Refuse what is no place, no range, in the document's text.
+// These return the place or the range; they refuse what is not in the document's text.
 Place place_at(const Objects &objects, UIntT doc, const V_TextLocT &place);
 Span span_at(const Objects &objects, UIntT doc, const V_TextRangeT &range);
 // Returns whether the first of two paragraphs of a flow stands before the other. The cost is that

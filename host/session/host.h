@@ -96,7 +96,6 @@ public:
     std::list<Client> &clients() { return clients_.all(); }
     Client *find(int number) { return clients_.find(number); }
 
-    UIntT program() const { return program_; }
     UIntT session_program() const { return session_program_; }
     Options &options() { return options_; }
     Programs &programs() { return programs_; }

@@ -27,4 +27,10 @@ private:
     Status status_;
 };
 
+inline void check(bool holds, Status status)
+{
+    if (!holds)
+        throw StatusError(status);
+}
+
 } // namespace velt::host

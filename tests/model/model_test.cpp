@@ -338,6 +338,17 @@ TEST_F(ModelRules, ObjectsAreFoundAndMade)
     EXPECT_EQ(object(api_vq_get_unique_object_1{}, {book, component, third}), third);
     EXPECT_EQ(object(api_vq_get_unique_object_1{}, {book, 77, third}), no_such_object);
 
+    // A document itself is (doc, doc), also for what is written into it and made in it.
+    const UIntT doc = model.create_document("");
+    V_TypedValT catalog{kind::element_catalog, {}};
+    EXPECT_EQ(status(api_vq_set_val_1{}, {doc, doc, key(V_prop_element_catalog), catalog}), ok);
+    EXPECT_TRUE(model.changed(doc));
+    Answered<api_vq_get_element_catalog_1> got(context, {doc, doc, key(V_prop_element_catalog)});
+    EXPECT_EQ(got->status, ok);
+    const IntT flow = object(api_vq_new_sub_object_1{}, {doc, doc, object_type::flow});
+    EXPECT_EQ(model.members(doc).back(), static_cast<UIntT>(flow));
+    EXPECT_EQ(status(api_vq_delete_1{}, {doc, doc}), not_permitted);
+
     // What is inside goes with it.
     const auto frame =
         static_cast<UIntT>(object(api_vq_new_graphic_object_1{}, {book, 77, third_id}));
