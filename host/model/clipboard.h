@@ -10,7 +10,9 @@ namespace velt::host
 struct CopiedParagraph {
     std::string text;
     TextRuns runs;
-    std::string tag;
+    // The paragraph and what is in it; nothing unless its beginning and its end were copied.
+    CopiedObjects whole;
+    std::vector<texts::AnchoredCopy> anchored;
 };
 using CopiedText = std::vector<CopiedParagraph>;
 

@@ -70,10 +70,11 @@ std::string Model::text(UIntT document, const V_TextRangeT &range) const
 {
     const texts::Span span = texts::span_at(objects_, document, range);
     std::string all;
-    if (span.empty())
-        return all;
-    for (const auto copied = texts::copy(objects_, span); const CopiedParagraph &each : *copied)
-        all += (&each == &copied->front() ? "" : "\n") + each.text;
+    for (const auto &[id, begin, end] : texts::stretches(objects_, span)) {
+        if (id != span.beg.paragraph)
+            all += '\n';
+        all.append(at(id).text, begin, end - begin);
+    }
     return all;
 }
 

@@ -60,6 +60,12 @@ void assign(Objects &objects, Object &owner, Property &property, Value value)
         objects.at(place(places, end).objId).marks.insert(std::move(nodes[end]));
 }
 
+void assign(Objects &objects, Object &owner, Properties &to, const Properties &added)
+{
+    for (const auto &[key, value] : added)
+        assign(objects, owner, *to.try_emplace(key).first, value);
+}
+
 void unlink(Objects &objects, Property &property) noexcept
 {
     for (int end = 0; end < ends_of(property.second.kind()); end++)

@@ -12,6 +12,8 @@ namespace velt::host::marks
 
 // Writes the property of the owner, or leaves it as it is when memory runs out.
 void assign(Objects &objects, Object &owner, Property &property, Value value);
+// Adds the properties, which are to be the owner's, to those that it has none of.
+void assign(Objects &objects, Object &owner, Properties &to, const Properties &added);
 // Forgets the places of a property that is about to go.
 void unlink(Objects &objects, Property &property) noexcept;
 

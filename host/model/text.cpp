@@ -22,6 +22,7 @@ public:
 private:
     void make_paragraphs();
     void collect_doomed();
+    void make_anchored();
     void move_marks() noexcept;
     V_TextLocT moved(const V_TextLocT &place) const noexcept;
 
@@ -34,9 +35,11 @@ private:
     NewObjects made_;
     std::vector<Object *> paragraphs_; // the new ones
     TextRuns runs_;                    // of the first paragraph
-    std::vector<UIntT> vanishing_;     // paragraphs
-    std::vector<UIntT> doomed_;        // they, what is anchored, and the contents of all
-    Place after_;                      // the place after the new text
+    Object *former_ = nullptr;         // it gets the properties that the first paragraph loses
+    std::vector<std::pair<Property *, IntT>> anchored_; // new anchors in it, with their offsets
+    std::vector<UIntT> vanishing_;                      // paragraphs
+    std::vector<UIntT> doomed_; // they, what is anchored, and the contents of all
+    Place after_;               // the place after the new text
 };
 
 Edit::Edit(Objects &objects, const Span &span, const std::vector<Piece> &pieces)
@@ -60,6 +63,7 @@ Edit::Edit(Objects &objects, const Span &span, const std::vector<Piece> &pieces)
         runs::append(runs_, after_.byte, last_.runs, span.end.byte, last_.text.size());
     make_paragraphs();
     collect_doomed();
+    make_anchored();
     first_.text.reserve(span.beg.byte + head.text.size() +
                         (paragraphs_.empty() ? tail_.size() : 0));
     // The tail is a view of this text, if it is that of the first paragraph too.
@@ -68,23 +72,50 @@ Edit::Edit(Objects &objects, const Span &span, const std::vector<Piece> &pieces)
 
 void Edit::make_paragraphs()
 {
-    for (std::size_t i = 1; i < pieces_.size(); i++) {
+    const std::size_t last = pieces_.size() - 1;
+    if (const auto *whole = pieces_.front().whole; whole && span_.beg.byte == 0 && last > 0) {
+        former_ = &made_.add(first_.document, object_type::paragraph, {}, first_.parent);
+        doomed_.push_back(former_->id);
+        marks::assign(objects_, first_, former_->properties, whole->front().properties);
+        made_.add_contents(*whole, first_);
+    }
+    for (std::size_t i = 1; i <= last; i++) {
         const Piece &piece = pieces_[i];
-        Object &made = made_.add(first_.document, object_type::paragraph, {}, first_.parent);
-        for (const Property &each : first_.properties)
-            marks::assign(objects_, made, *made.properties.try_emplace(each.first).first,
-                          each.second);
+        const bool as_it_was = piece.whole && i < last;
+        Object &made = as_it_was
+                           ? made_.add(first_.document, *piece.whole, first_.parent)
+                           : made_.add(first_.document, object_type::paragraph, {}, first_.parent);
+        if (!as_it_was)
+            marks::assign(objects_, made, made.properties, first_.properties);
         made.text = piece.text;
         made.runs = piece.runs;
         paragraphs_.push_back(&made);
-        if (i + 1 < pieces_.size()) {
-            if (piece.tag)
-                made.properties[PropertyKey(property::tag)] = Value::string(*piece.tag);
+        if (i < last)
             continue;
-        }
         after_ = {made.id, objects_.characters.count(piece.text), piece.text.size()};
         made.text += tail_;
         runs::append(made.runs, after_.byte, last_.runs, span_.end.byte, last_.text.size());
+    }
+}
+
+// The places of what is anchored in the first paragraph do not exist before the text does.
+void Edit::make_anchored()
+{
+    for (std::size_t i = 0; i < pieces_.size(); i++) {
+        if (!pieces_[i].anchored)
+            continue;
+        const V_TextLocT begin =
+            i == 0 ? span_.beg.location() : V_TextLocT{paragraphs_[i - 1]->id, 0};
+        for (const auto &[offset, copy] : *pieces_[i].anchored) {
+            Object &made = made_.add(first_.document, copy);
+            V_TypedValT place{kind::text_location, {}};
+            place.u.textLocVal = begin;
+            place.u.textLocVal.offset += i == 0 ? 0 : offset;
+            properties::put(objects_, made, PropertyKey(property::anchor), Value(place));
+            if (i == 0)
+                anchored_.emplace_back(&*made.properties.find(PropertyKey(property::anchor)),
+                                       begin.offset + offset);
+        }
     }
 }
 
@@ -141,6 +172,10 @@ Place Edit::carry_out() noexcept
             first_.text += tail_;
     }
     first_.runs.swap(runs_);
+    if (former_)
+        first_.properties.swap(former_->properties);
+    for (const auto &[anchor, offset] : anchored_)
+        marks::move(objects_, first_, first_.marks.find({anchor, 0}), {first_.id, offset});
     UIntT previous = first_.id;
     for (Object *each : paragraphs_) {
         chains::put_after(objects_, *each, previous);
@@ -149,25 +184,6 @@ Place Edit::carry_out() noexcept
     made_.keep();
     discard(objects_, doomed_);
     return after_;
-}
-
-// Returns the paragraphs of the span that have text in it, each with the bytes of that text.
-struct Stretch {
-    UIntT paragraph;
-    std::size_t begin, end;
-};
-std::vector<Stretch> stretches(const Objects &objects, const Span &span)
-{
-    std::vector<Stretch> found;
-    for (UIntT id = span.beg.paragraph;; id = objects.at(id).next) {
-        const bool is_last = id == span.end.paragraph;
-        const Stretch each{id, id == span.beg.paragraph ? span.beg.byte : 0,
-                           is_last ? span.end.byte : objects.at(id).text.size()};
-        if (each.begin != each.end)
-            found.push_back(each);
-        if (is_last)
-            return found;
-    }
 }
 
 } // namespace
@@ -213,6 +229,18 @@ bool is_before(const Objects &objects, UIntT paragraph, UIntT other)
     }
     // One has come to the end of the flow, so it stands behind the other.
     return after != 0;
+}
+
+std::vector<Stretch> stretches(const Objects &objects, const Span &span)
+{
+    std::vector<Stretch> found;
+    for (UIntT id = span.beg.paragraph;; id = objects.at(id).next) {
+        const bool is_last = id == span.end.paragraph;
+        found.push_back({id, id == span.beg.paragraph ? span.beg.byte : 0,
+                         is_last ? span.end.byte : objects.at(id).text.size()});
+        if (is_last)
+            return found;
+    }
 }
 
 Place replace(Objects &objects, const Span &span, const std::vector<Piece> &pieces)
@@ -269,6 +297,8 @@ void set_properties(Objects &objects, const Span &span, const Properties &proper
     };
     std::vector<std::pair<UIntT, TextRuns>> ready;
     for (const Stretch &each : stretches(objects, span)) {
+        if (each.begin == each.end)
+            continue;
         const Object &paragraph = objects.at(each.paragraph);
         const TextRuns &old = paragraph.runs;
         const std::size_t size = each.end - each.begin;

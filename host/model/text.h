@@ -4,7 +4,7 @@
 #include <limits>
 #include <optional>
 
-#include "host/model/objects.h"
+#include "host/model/lifetime.h"
 
 namespace velt::host::texts
 {
@@ -33,16 +33,33 @@ Span span_at(const Objects &objects, UIntT doc, const V_TextRangeT &range);
 // of the way between them.
 bool is_before(const Objects &objects, UIntT paragraph, UIntT other);
 
+// The text of a paragraph that is in a span.
+struct Stretch {
+    UIntT paragraph;
+    std::size_t begin, end;
+};
+// Returns the stretches of all paragraphs of the span, also empty ones.
+std::vector<Stretch> stretches(const Objects &objects, const Span &span);
+
+// A copy of an object that is anchored in text, with the offset from where that begins.
+struct AnchoredCopy {
+    IntT offset;
+    CopiedObjects objects;
+};
+
 // Text that becomes part of a document: each piece but the first begins a paragraph.
 struct Piece {
     std::string_view text;
     TextRuns runs;
-    const std::string *tag = nullptr; // of a paragraph that is new from end to end; may be null
+    // The paragraph that the text was from end to end, and what was anchored in it; may be null.
+    const CopiedObjects *whole = nullptr;
+    const std::vector<AnchoredCopy> *anchored = nullptr;
 };
 
 // Replaces the span and returns the place after the new text; changes nothing when it fails. There
-// is at least one piece. A new paragraph has the properties of the one in which the span begins;
-// the paragraphs of a span become one.
+// is at least one piece. A piece that becomes a whole paragraph and was one gives it the properties
+// that it had then, and what was in it. Any other new paragraph has the properties of the one in
+// which the span begins; the paragraphs of a span become one.
 //
 // A place at the beginning of the span stays there; one in the span or at its end goes there. What
 // is anchored to a character in the span is removed with it.
