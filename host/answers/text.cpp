@@ -95,7 +95,18 @@ void Answer<api_vq_center_on_text_1>::answer(Context &c, const ApiVqGeneralTextR
 void Answer<api_vq_center_on_graphic_object_1>::answer(Context &c, const ApiVqGeneralObjArgT &a,
                                                        IntT &r)
 {
-    r = status_of([&] { c.model.object(a.docId, a.objId); });
+    r = status_of([&] {
+        // What is part of an anchored object stands where that does.
+        const PropertyKey anchor(property::anchor);
+        for (const Object *each = &c.model.object(a.docId, a.objId); each->id != a.docId;
+             each = &c.model.at(each->container())) {
+            const auto place = each->properties.find(anchor);
+            if (place == each->properties.end())
+                continue;
+            const V_TextLocT &here = place->second.get().u.textLocVal;
+            return c.model.select_text(a.docId, {here, here});
+        }
+    });
 }
 
 void Answer<api_vq_get_text_1>::answer(Context &c, const ApiVqGetTextArgT &a, ApiVqGetTextRetT &r)

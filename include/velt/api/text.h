@@ -19,7 +19,8 @@ IntT V_ApiReplaceText(V_ObjHandleT doc, const V_TextRangeT *range, const char *t
 IntT V_ApiScrollToText(V_ObjHandleT doc, const V_TextRangeT *range);
 /* Scrolls a range of text to the middle. */
 IntT V_ApiCenterOnText(V_ObjHandleT doc, const V_TextRangeT *range);
-/* Scrolls a graphic object to the middle. */
+/* Scrolls a graphic object to the middle. For the reference host, that of what is anchored selects
+ * the place of the anchor. */
 IntT V_ApiCenterOnGraphicObject(V_ObjHandleT doc, V_ObjHandleT obj);
 
 /* Reads the text of an object. The host's selector, here and below, is unsigned on the wire. */
