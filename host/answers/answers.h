@@ -83,11 +83,4 @@ void give_properties(V_PropValsT &list, const All &properties)
         *next++ = property_value(key, value);
 }
 
-// Tells the other clients that text of the document has changed, from the paragraph on.
-inline void announce_change(Context &c, UIntT document, UIntT paragraph)
-{
-    c.documents.announcer.announce(V_notification_text_changed, document, {},
-                                   static_cast<IntT>(paragraph), &c.client);
-}
-
 } // namespace velt::host

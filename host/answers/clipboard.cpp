@@ -2,27 +2,16 @@
 
 namespace velt::host
 {
-namespace
-{
-
-// Edits the selection, by a function of the model that returns the first paragraph it has changed.
-IntT edit(Context &c, UIntT document, UIntT (Model::*change)(UIntT))
-{
-    return status_of([&] { announce_change(c, document, (c.model.*change)(document)); });
-}
-
-} // namespace
-
 // The integers of these calls mean nothing here.
 
 void Answer<api_vq_cut_1>::answer(Context &c, const ApiVqCutCopyPasteArgT &a, IntT &r)
 {
-    r = edit(c, a.docId, &Model::cut);
+    r = status_of([&] { c.model.cut(a.docId); });
 }
 
 void Answer<api_vq_clear_1>::answer(Context &c, const ApiVqCutCopyPasteArgT &a, IntT &r)
 {
-    r = edit(c, a.docId, &Model::clear);
+    r = status_of([&] { c.model.clear(a.docId); });
 }
 
 void Answer<api_vq_copy_1>::answer(Context &c, const ApiVqCutCopyPasteArgT &a, IntT &r)
@@ -32,7 +21,7 @@ void Answer<api_vq_copy_1>::answer(Context &c, const ApiVqCutCopyPasteArgT &a, I
 
 void Answer<api_vq_paste_1>::answer(Context &c, const ApiVqCutCopyPasteArgT &a, IntT &r)
 {
-    r = edit(c, a.docId, &Model::paste);
+    r = status_of([&] { c.model.paste(a.docId); });
 }
 
 void Answer<api_vq_push_clipboard_1>::answer(Context &c)

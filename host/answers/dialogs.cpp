@@ -31,7 +31,7 @@ void Answer<api_vq_modal_dialog_1>::answer(Context &c, const ApiVqDoDialogArgT &
 {
     r = status_of_dialog(c, a.id2);
     if (r != ok && a.int1 != 0)
-        c.host.after_reply(c.client, [&host = c.host, &client = c.client, status = r] {
+        c.host.when_free(c.client, [&host = c.host, &client = c.client, status = r] {
             host.dialog_event(client, 0, 0, status);
         });
 }

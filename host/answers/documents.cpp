@@ -95,7 +95,7 @@ void Answer<api_vq_import_1>::answer(Context &c, const ApiVqImportArgT &a, ApiVq
 {
     give(c, r, OptionList::Import, a.params, [&](const OptionList &) {
         return c.documents.import_text(a.docId, a.textLoc,
-                                       c.documents.beside_book(text(a.fileName)), &c.client);
+                                       c.documents.beside_book(text(a.fileName)));
     });
 }
 
@@ -107,7 +107,7 @@ void Answer<api_vq_close_1>::answer(Context &c, const ApiVqCloseDocArgT &a, IntT
 
 void Answer<api_vq_revert_1>::answer(Context &c, const ApiVqGeneralDocArgT &a, IntT &r)
 {
-    r = c.documents.revert(a.docId, &c.client).status;
+    r = c.documents.revert(a.docId).status;
 }
 
 // The ten measures are ignored, because documents have no pages.

@@ -18,8 +18,7 @@ IntT get(Context &c, const ApiVqGetPropArgT &a, IntT kind, Member V_ValUnionT::*
 {
     return status_of([&] {
         const Value value = read(c, a);
-        if (value.kind() != kind)
-            throw StatusError(wrong_kind);
+        check(value.kind() == kind, wrong_kind);
         if constexpr (std::is_pointer_v<Member> && !std::is_pointer_v<Field>) {
             if (value.get().u.*member)
                 field = *(value.get().u.*member);
@@ -30,18 +29,18 @@ IntT get(Context &c, const ApiVqGetPropArgT &a, IntT kind, Member V_ValUnionT::*
 }
 
 // Every call that writes properties of objects does so here.
-void write(Context &c, UIntT doc, UIntT obj, const PropertyKey &key, const V_TypedValT &value)
+void write(Context &c, UIntT doc, UIntT obj, const V_PropValsT &list)
 {
-    c.model.set(doc, obj, key, value);
-    const IntT type = c.model.object(doc, obj).type;
-    const bool moves =
-        type == object_type::component &&
-        (key.number == property::next_component || key.number == property::previous_component);
-    const bool puts_first = type == object_type::book && key.number == property::first_component;
-    if (moves || puts_first)
-        c.documents.announcer.announce(V_notification_component_moved,
-                                       moves ? obj : static_cast<UIntT>(value.u.intVal), {}, 0,
-                                       &c.client);
+    c.model.set(doc, obj, list);
+    for (UIntT i = 0; doc == 0 && obj == 0 && i < list.len; i++)
+        if (const auto &[ident, value] = list.val[i];
+            ident.num == V_prop_progress && value.valType == kind::integer)
+            c.host.progress(c.client, value.u.intVal);
+}
+
+void write(Context &c, UIntT doc, UIntT obj, V_PropValT property)
+{
+    write(c, doc, obj, {1, &property});
 }
 
 template <class Argument, class Member>
@@ -56,16 +55,8 @@ IntT set(Context &c, const Argument &a, IntT kind, Member V_ValUnionT::*member)
             value.u.*member = &newVal;
         else
             value.u.*member = static_cast<Member>(newVal);
-        write(c, a.docId, a.objId, PropertyKey(a.propIdent), value);
-        if constexpr (std::is_same_v<Argument, ApiVqSetIntArgT>)
-            if (a.docId == 0 && a.objId == 0 && a.propIdent.num == V_prop_progress)
-                c.host.progress(c.client, newVal);
+        write(c, a.docId, a.objId, {a.propIdent, value});
     });
-}
-
-void set(Context &c, UIntT doc, UIntT obj, const V_PropValT &property)
-{
-    write(c, doc, obj, PropertyKey(property.propIdent), property.propVal);
 }
 
 } // namespace
@@ -96,7 +87,7 @@ void Answer<api_vq_get_val_1>::answer(Context &c, const ApiVqGetPropArgT &a, Api
 
 void Answer<api_vq_set_val_1>::answer(Context &c, const ApiVqSetValArgT &a, IntT &r)
 {
-    r = status_of([&] { set(c, a.docId, a.objId, {a.propIdent, a.newVal}); });
+    r = status_of([&] { write(c, a.docId, a.objId, {a.propIdent, a.newVal}); });
 }
 
 void Answer<api_vq_get_prop_1>::answer(Context &c, const ApiVqGetPropArgT &a, ApiVqGetPropRetT &r)
@@ -106,7 +97,7 @@ void Answer<api_vq_get_prop_1>::answer(Context &c, const ApiVqGetPropArgT &a, Ap
 
 void Answer<api_vq_set_prop_1>::answer(Context &c, const ApiVqSetPropArgT &a, IntT &r)
 {
-    r = status_of([&] { set(c, a.docId, a.objId, a.propVal); });
+    r = status_of([&] { write(c, a.docId, a.objId, a.propVal); });
 }
 
 void Answer<api_vq_get_props_1>::answer(Context &c, const ApiVqGeneralObjArgT &a,
@@ -115,14 +106,9 @@ void Answer<api_vq_get_props_1>::answer(Context &c, const ApiVqGeneralObjArgT &a
     r.status = status_of([&] { give_properties(r.params, c.model.properties(a.docId, a.objId)); });
 }
 
-// The properties are set in their order up to the first that is refused.
 void Answer<api_vq_set_props_1>::answer(Context &c, const ApiVqSetPropsArgT &a, IntT &r)
 {
-    r = status_of([&] {
-        c.model.object(a.docId, a.objId);
-        for (UIntT i = 0; i < a.params.len; i++)
-            set(c, a.docId, a.objId, a.params.val[i]);
-    });
+    r = status_of([&] { write(c, a.docId, a.objId, a.params); });
 }
 
 void Answer<api_vq_delete_prop_1>::answer(Context &c, const ApiVqGetPropArgT &a, IntT &r)

@@ -47,6 +47,7 @@ Responder::Reaction ModelResponder::respond(Call &call)
     if (const Function function = functions[row]) {
         Context context{workplace_, call.host, call.client};
         function(context, call);
+        workplace_.documents.announcer.announce_changes(&call.client);
     } else if (IntT *status = call.procedure.result.status(call.result)) {
         *status = not_supported;
     }

@@ -5,16 +5,6 @@ namespace velt::host
 namespace
 {
 
-// Replaces text and returns the place after the new one.
-V_TextLocT replace(Context &c, UIntT document, const V_TextRangeT &range, const std::string &text)
-{
-    const V_TextLocT after = c.model.replace_text(document, range, text);
-    const bool same = range.beg.objId == range.end.objId && range.beg.offset == range.end.offset;
-    if (!same || !text.empty())
-        announce_change(c, document, range.beg.objId);
-    return after;
-}
-
 void give_items(TextItemsT &list, const std::vector<TextItem> &items)
 {
     list = owned_list<TextItemsT>(items.size());
@@ -63,20 +53,18 @@ IntT set_text_properties(Context &c, UIntT document, const V_TextRangeT &range,
 
 void Answer<api_vq_add_text_1>::answer(Context &c, const ApiVqAddTextArgT &a, ApiVqAddTextRetT &r)
 {
-    r.status = status_of([&] {
-        r.textLoc = replace(c, a.docId, {a.textLoc, a.textLoc}, text(a.str3));
-    });
+    r.status = status_of([&] { r.textLoc = c.model.add_text(a.docId, a.textLoc, text(a.str3)); });
 }
 
 void Answer<api_vq_delete_text_1>::answer(Context &c, const ApiVqGeneralTextRangeArgT &a, IntT &r)
 {
-    r = status_of([&] { replace(c, a.docId, a.textRange, {}); });
+    r = status_of([&] { c.model.remove_text(a.docId, a.textRange); });
 }
 
 void Answer<api_vq_replace_text_1>::answer(Context &c, const ApiVqReplaceTextArgT &a,
                                            ApiVqReplaceTextRetT &r)
 {
-    r.status = status_of([&] { replace(c, a.docId, a.textRange, text(a.str3)); });
+    r.status = status_of([&] { c.model.replace_text(a.docId, a.textRange, text(a.str3)); });
 }
 
 // There is no window to scroll: the selection is what the person sees.

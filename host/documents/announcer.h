@@ -12,18 +12,20 @@ namespace velt::host
 class Announcer
 {
 public:
-    explicit Announcer(const Model &model) : model_(model) {}
+    explicit Announcer(Model &model) : model_(model) {}
 
     // Sets the host whose clients are notified; null when there are none.
     void serve(Host *host) { host_ = host; }
 
     // Notifies the clients that have subscribed to the notification, apart from the one that causes
-    // it: it holds control and would drop the call, and so would any other that does.
+    // it. Any other that holds control is notified when it has handed that back.
     void announce(IntT notification, UIntT object, const std::string &text = {}, IntT number = 0,
                   const Client *cause = nullptr) const;
+    // Does so for all changes that the model has to tell.
+    void announce_changes(const Client *cause = nullptr) const;
 
 private:
-    const Model &model_;
+    Model &model_;
     Host *host_ = nullptr;
 };
 

@@ -150,7 +150,7 @@ FileOutcome Documents::open(const std::string &path, bool again, const Client *c
     };
     FileOutcome outcome{.file = path};
     if (opened(outcome) && again)
-        return revert(outcome.document, cause);
+        return revert(outcome.document);
     return carry_out(outcome, [&](FileOutcome &o) {
         if (opened(o))
             return;
@@ -171,6 +171,7 @@ FileOutcome Documents::open(const std::string &path, bool again, const Client *c
             throw;
         }
         model_.activate_document(document);
+        model_.forget_change(document);
         o.document = document;
         announce(V_notification_after_open, document, path, cause);
     });
@@ -185,7 +186,7 @@ UIntT Documents::create(const Client *cause)
     return document;
 }
 
-FileOutcome Documents::revert(UIntT document, const Client *cause)
+FileOutcome Documents::revert(UIntT document)
 {
     return carry_out({.document = document}, [&](FileOutcome &o) {
         const auto refuse = [](const std::string &reason) {
@@ -198,8 +199,6 @@ FileOutcome Documents::revert(UIntT document, const Client *cause)
         std::string text = text_of(o.file, refuse);
         load(document, files_.at(document), std::move(text));
         o.words = file_status::reverted;
-        announcer.announce(V_notification_text_changed, document, "",
-                           static_cast<IntT>(model_.at(model_.at(document).first).first), cause);
     });
 }
 
@@ -320,8 +319,7 @@ FileOutcome Documents::export_text(UIntT document, const std::string &path,
     });
 }
 
-FileOutcome Documents::import_text(UIntT document, const V_TextLocT &place, const std::string &path,
-                                   const Client *cause)
+FileOutcome Documents::import_text(UIntT document, const V_TextLocT &place, const std::string &path)
 {
     return carry_out({.document = document, .file = path}, [&](FileOutcome &) {
         need(document);
@@ -335,8 +333,6 @@ FileOutcome Documents::import_text(UIntT document, const V_TextLocT &place, cons
             throw Failure{damaged_file, file_status::damaged, path + ":" + error.what()};
         }
         model_.add_text(document, place, lines);
-        announcer.announce(V_notification_text_changed, document, "",
-                           static_cast<IntT>(place.objId), cause);
     });
 }
 

@@ -64,14 +64,13 @@ public:
     // Closes the document. Unless changes may be lost, the person is asked what to do with them.
     FileOutcome close(UIntT document, bool lose, const Client *cause = nullptr);
     // Reads the document's file again; it keeps its id.
-    FileOutcome revert(UIntT document, const Client *cause = nullptr);
+    FileOutcome revert(UIntT document);
 
     // Writes text of the range, or all of it if that is null, in UTF-8, a line for a paragraph.
     FileOutcome export_text(UIntT document, const std::string &path, const V_TextRangeT *range,
                             mode_t mode = 0666);
     // Adds the text of a file in UTF-8 at the place, a paragraph for a line.
-    FileOutcome import_text(UIntT document, const V_TextLocT &place, const std::string &path,
-                            const Client *cause = nullptr);
+    FileOutcome import_text(UIntT document, const V_TextLocT &place, const std::string &path);
 
     // Returns the path of the document's file; empty when it has none.
     std::string path(UIntT document) const;

@@ -292,6 +292,7 @@ void read_document(std::string_view text, const std::string &path, Model &model,
         give(before);
         remove(true);
         model.set_changed(document, changed);
+        model.forget_change(document);
         throw;
     }
     remove(false);

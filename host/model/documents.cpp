@@ -20,6 +20,7 @@ void Model::close_document(UIntT document)
     if (active_document() == document)
         activate_document(0);
     discard(objects_, all);
+    forget_change(document);
 }
 
 UIntT Model::active_document() const
@@ -85,6 +86,7 @@ V_TextLocT Model::replace_text(UIntT document, const V_TextRangeT &range, const 
         return range.beg;
     const texts::Place after = texts::replace(objects_, span, text);
     touch(document);
+    note_text(range.beg.objId);
     return after.location();
 }
 
@@ -107,31 +109,29 @@ void Model::copy(UIntT document)
     clipboard_.text = texts::copy(objects_, selected_span(document));
 }
 
-UIntT Model::clear(UIntT document)
+void Model::clear(UIntT document)
 {
     const texts::Span span = selected_span(document);
     check(!span.empty(), nothing_selected);
     remove_text(document, span.range());
-    return span.beg.paragraph;
 }
 
-UIntT Model::cut(UIntT document)
+void Model::cut(UIntT document)
 {
     auto copied = texts::copy(objects_, selected_span(document));
-    const UIntT first = clear(document);
+    clear(document);
     clipboard_.text = std::move(copied);
-    return first;
 }
 
-UIntT Model::paste(UIntT document)
+void Model::paste(UIntT document)
 {
     const texts::Span span = selected_span(document);
     check(clipboard_.text != nullptr, nothing_selected);
     const V_TextLocT after =
         texts::replace(objects_, span, texts::pieces(*clipboard_.text)).location();
     touch(document);
+    note_text(span.beg.paragraph);
     select_text(document, {after, after});
-    return span.beg.paragraph;
 }
 
 } // namespace velt::host

@@ -72,6 +72,28 @@ void unlink(Objects &objects, Property &property) noexcept
         take(objects, property, end);
 }
 
+void turn_ranges(Objects &objects, Object &moved) noexcept
+{
+    // An end that has become the other one stands before `each` still.
+    for (auto each = moved.marks.begin(); each != moved.marks.end();) {
+        const auto [property, end, owner] = *each++;
+        V_TypedValT value = property->second.get();
+        if (value.valType != kind::text_range)
+            continue;
+        auto &[beg, last] = value.u.textRangeVal;
+        if (beg.objId == last.objId || !texts::is_before(objects, last.objId, beg.objId))
+            continue;
+        auto here = take(objects, *property, end), there = take(objects, *property, 1 - end);
+        Object &other = objects.at(place(value, 1 - end).objId);
+        here.value().end = 1 - end;
+        there.value().end = end;
+        moved.marks.insert(std::move(here));
+        other.marks.insert(std::move(there));
+        std::swap(beg, last);
+        property->second = Value(value);
+    }
+}
+
 V_TextLocT place(const TextMark &mark)
 {
     V_TypedValT value = mark.property->second.get();

@@ -17,6 +17,9 @@ void assign(Objects &objects, Object &owner, Properties &to, const Properties &a
 // Forgets the places of a property that is about to go.
 void unlink(Objects &objects, Property &property) noexcept;
 
+// Turns the ranges round that end before they begin since the paragraph was moved.
+void turn_ranges(Objects &objects, Object &moved) noexcept;
+
 V_TextLocT place(const TextMark &mark);
 void move(Objects &objects, Object &from, std::set<TextMark>::iterator mark,
           const V_TextLocT &to) noexcept;

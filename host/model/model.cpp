@@ -8,6 +8,11 @@ namespace velt::host
 namespace
 {
 
+bool has_text(IntT type)
+{
+    return type == object_type::flow || type == object_type::paragraph;
+}
+
 bool addressed_alone(IntT type)
 {
     return type == object_type::document || type == object_type::book ||
@@ -61,6 +66,8 @@ UIntT Model::create_one(UIntT doc, IntT type, const std::string &name, UIntT par
     const UIntT id = add(made, doc, type, name, parent).id;
     made.keep();
     touch(doc);
+    if (has_text(type))
+        note_text(id);
     return id;
 }
 
@@ -115,26 +122,25 @@ void Model::remove(UIntT doc, UIntT id)
 {
     const Object &gone = object(doc, id);
     check(!gone.stays && gone.type != object_type::document, not_permitted);
-    const bool has_text = gone.type == object_type::flow || gone.type == object_type::paragraph;
-    check(!has_text || gone.previous != 0 || gone.next != 0, not_permitted);
+    check(!has_text(gone.type) || gone.previous != 0 || gone.next != 0, not_permitted);
     std::vector<UIntT> all = objects_.with_contents(id);
     for (std::size_t i = 0; i < all.size(); i++)
         for (const texts::Anchor &anchor : texts::anchors(at(all[i])))
             for (UIntT each : objects_.with_contents(anchor.object))
                 all.push_back(each);
-    if (has_text)
-        evacuate(gone);
+    if (has_text(gone.type))
+        note_text(evacuate(gone));
     for (UIntT each : all) {
         if (at(each).type == object_type::component && selected(at(each).document) == each)
             select(at(each).document, 0);
         if (each == active_book())
             activate(0);
     }
+    touch(gone.document);
     discard(objects_, all);
-    touch(doc);
 }
 
-void Model::evacuate(const Object &gone)
+UIntT Model::evacuate(const Object &gone)
 {
     const bool is_flow = gone.type == object_type::flow;
     const bool backwards = gone.previous != 0;
@@ -147,25 +153,69 @@ void Model::evacuate(const Object &gone)
         marks::move_all(objects_, objects_.at(each), [&](IntT) { return place; });
         each = at(each).next;
     } while (is_flow && each != 0);
+    return place.objId;
 }
 
 void Model::set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value)
 {
     Object &object = objects_.addressed(doc, id);
-    properties::set(objects_, object, key, value);
+    properties::check_writable(objects_, object, key, value);
+    write(object, key, value);
+}
+
+// No value of a list changes whether another may be written, but that it gives a new property its
+// kind.
+void Model::set(UIntT doc, UIntT id, const V_PropValsT &list)
+{
+    Object &object = objects_.addressed(doc, id);
+    std::map<PropertyKey, IntT> kinds;
+    for (UIntT i = 0; i < list.len; i++) {
+        const auto &[ident, value] = list.val[i];
+        const PropertyKey key(ident);
+        properties::check_writable(objects_, object, key, value);
+        check(kinds.emplace(key, value.valType).first->second == value.valType, wrong_kind);
+    }
+    for (UIntT i = 0; i < list.len; i++)
+        write(object, PropertyKey(list.val[i].propIdent), list.val[i].propVal);
+}
+
+void Model::write(Object &object, const PropertyKey &key, const V_TypedValT &value)
+{
+    const UIntT moved = properties::set(objects_, object, key, value);
     const auto is = [&](auto... numbers) { return ((key.number == numbers) || ...); };
     if (object.type != object_type::document)
-        touch(doc);
+        touch(object.document);
     else if (!is(property::selection, property::previous_document, property::next_document))
-        touch(id);
-    const bool has_text = object.type == object_type::paragraph || object.type == object_type::flow;
-    if (has_text &&
-        is(property::previous_paragraph, property::next_paragraph, property::first_paragraph)) {
-        // What was selected may stand in the opposite order now.
-        const auto [beg, end] = selection(doc);
-        if (beg.objId != end.objId && texts::is_before(objects_, end.objId, beg.objId))
-            select_text(doc, {end, beg});
-    }
+        touch(object.id);
+    if (moved == 0)
+        return;
+    Object &member = objects_.at(moved);
+    if (member.type == object_type::paragraph)
+        marks::turn_ranges(objects_, member);
+    if (member.type == object_type::component)
+        changes_.try_emplace({V_notification_component_moved, moved});
+    else if (has_text(member.type))
+        note_text(moved);
+}
+
+std::optional<Model::Change> Model::take_change()
+{
+    if (changes_.empty())
+        return {};
+    const auto first = changes_.extract(changes_.begin());
+    const auto [notification, object] = first.key();
+    UIntT paragraph = first.mapped();
+    // A paragraph that has gone meanwhile was replaced from the beginning of the document on.
+    if (paragraph != 0 && !objects_.contains(paragraph))
+        paragraph = at(at(object).first).first;
+    return Change{notification, object, paragraph};
+}
+
+void Model::note_text(UIntT changed)
+{
+    const Object &object = at(changed);
+    changes_.try_emplace({V_notification_text_changed, object.document},
+                         object.type == object_type::flow ? object.first : changed);
 }
 
 void Model::remove_property(UIntT doc, UIntT id, const PropertyKey &key)

@@ -67,12 +67,14 @@ public:
     // Keeps clients from deleting the object from now on.
     void keep(UIntT id) { objects_.at(id).stays = true; }
 
-    // A value that is written keeps the kind of the one that it replaces.
+    // A value that is written keeps the kind of the one that it replaces. Of a list, all values are
+    // written in their order or, when any is refused, none.
     Value get(UIntT doc, UIntT id, const PropertyKey &key) const
     {
         return properties::get(object(doc, id), key);
     }
     void set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value);
+    void set(UIntT doc, UIntT id, const V_PropValsT &list);
     void remove_property(UIntT doc, UIntT id, const PropertyKey &key);
     std::vector<std::pair<PropertyKey, Value>> properties(UIntT doc, UIntT id) const
     {
@@ -137,13 +139,12 @@ public:
     }
     const Characters &characters() const { return objects_.characters; }
 
-    // The clipboard and the document's selection. What changes text returns the first paragraph
-    // that it has changed; all refuse when nothing is selected or, to paste, when nothing was
-    // copied.
+    // The clipboard and the document's selection. All refuse when nothing is selected or, to paste,
+    // when nothing was copied.
     void copy(UIntT document);
-    UIntT clear(UIntT document);
-    UIntT cut(UIntT document);
-    UIntT paste(UIntT document);
+    void clear(UIntT document);
+    void cut(UIntT document);
+    void paste(UIntT document);
     void push_clipboard() { clipboard_.push(); }
     void pop_clipboard() { clipboard_.pop(); }
 
@@ -187,6 +188,18 @@ public:
     {
         return notifications_.subscribed(client, notification);
     }
+    // What has happened to text and to components, whichever function did it, and whom to tell it
+    // has to be told yet. It is told once of each object.
+    struct Change {
+        IntT notification;
+        UIntT object;
+        UIntT paragraph; // the first one that changed, of text
+    };
+    // Returns the next change, which is told now.
+    std::optional<Change> take_change();
+    // Drops what would be told of a document's text, because that is new or as it was.
+    void forget_change(UIntT document) { changes_.erase({V_notification_text_changed, document}); }
+
     // Ends the subscriptions of a client that has left the session: nothing is sent to it any more.
     // Its commands stay.
     void forget_subscriptions(int client) { notifications_.forget(client); }
@@ -201,8 +214,12 @@ private:
     void put(UIntT id, IntT number, Value value);
     // Notes that the object has changed, if it is a document.
     void touch(UIntT id);
-    // Takes the marks out of paragraphs that are to go.
-    void evacuate(const Object &gone);
+    // Notes that text of the document has changed, from the paragraph on or that of a flow.
+    void note_text(UIntT changed);
+    void write(Object &object, const PropertyKey &key, const V_TypedValT &value);
+    // Takes the marks out of paragraphs that are to go. Returns the paragraph in which they are
+    // now.
+    UIntT evacuate(const Object &gone);
     texts::Span selected_span(UIntT document) const
     {
         return texts::span_at(objects_, document, selection(document));
@@ -211,6 +228,8 @@ private:
     Objects objects_;
     Clipboard clipboard_;
     Notifications notifications_;
+    // The changes by notification and object, with the paragraph.
+    std::map<std::pair<IntT, UIntT>, UIntT> changes_;
 };
 
 } // namespace velt::host

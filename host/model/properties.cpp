@@ -75,21 +75,13 @@ const PropertyRow *row(IntT type, const PropertyKey &key)
     return found == std::end(rows) ? nullptr : found;
 }
 
-void move(Objects &objects, Object &member, UIntT neighbour, bool after)
+UIntT move(Objects &objects, Object &member, UIntT neighbour, bool after)
 {
-    check(neighbour != member.id && chains::has(objects, objects.at(member.container()), neighbour),
-          bad_value);
     // The object leaves the order first, because what precedes the neighbour may be this very
     // object.
     chains::take_out(objects, member);
     chains::put_after(objects, member, after ? neighbour : objects.at(neighbour).previous);
-}
-
-void rename(Objects &objects, Object &object, const std::string &name)
-{
-    const Object *other = name.empty() ? nullptr : objects.find(object.document, object.type, name);
-    check(!other || other == &object, bad_value);
-    objects.rename(object, name);
+    return member.id;
 }
 
 } // namespace
@@ -129,47 +121,64 @@ Value get(const Object &from, const PropertyKey &key)
     return found->second;
 }
 
-void set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT &value)
+void check_writable(const Objects &objects, const Object &to, const PropertyKey &key,
+                    const V_TypedValT &value)
 {
     check_valid(key, value);
     check(key.number != property::anchor, not_permitted);
-    if (const PropertyRow *behaviour = row(to.type, key)) {
-        check(behaviour->kind == value.valType, wrong_kind);
-        const auto wanted = static_cast<UIntT>(value.u.intVal);
-        const auto is_of = [&](IntT type) {
-            return wanted == 0 || (objects.contains(wanted) && objects.at(wanted).type == type);
-        };
-        switch (behaviour->rule) {
-        case Rule::book:
-            check(is_of(object_type::book), bad_value);
-            break;
-        case Rule::document:
-            check(is_of(object_type::document), bad_value);
-            break;
-        case Rule::member:
-            check(wanted == 0 || chains::has(objects, to, wanted), bad_value);
-            break;
-        case Rule::after:
-        case Rule::before:
-            return move(objects, to, wanted, behaviour->rule == Rule::after);
-        case Rule::first:
-            check(chains::has(objects, to, wanted), bad_value);
-            return chains::put_after(objects, objects.at(wanted), 0);
-        case Rule::name:
-            return rename(objects, to, value.u.stringVal ? value.u.stringVal : "");
-        case Rule::container:
-        case Rule::nothing:
-            throw StatusError(not_permitted);
-        case Rule::selection:
-            texts::span_at(objects, to.id, value.u.textRangeVal);
-            break;
-        case Rule::any:
-            break;
-        }
-    }
+    const PropertyRow *behaviour = row(to.type, key);
+    check(!behaviour || behaviour->kind == value.valType, wrong_kind);
     const auto old = to.properties.find(key);
     check(old == to.properties.end() || old->second.kind() == value.valType, wrong_kind);
-    put(objects, to, key, Value(value));
+    const auto wanted = static_cast<UIntT>(value.u.intVal);
+    const auto is_of = [&](IntT type) {
+        return wanted == 0 || (objects.contains(wanted) && objects.at(wanted).type == type);
+    };
+    switch (behaviour ? behaviour->rule : Rule::any) {
+    case Rule::book:
+        return check(is_of(object_type::book), bad_value);
+    case Rule::document:
+        return check(is_of(object_type::document), bad_value);
+    case Rule::member:
+        return check(wanted == 0 || chains::has(objects, to, wanted), bad_value);
+    case Rule::after:
+    case Rule::before:
+        return check(wanted != to.id && chains::has(objects, objects.at(to.container()), wanted),
+                     bad_value);
+    case Rule::first:
+        return check(chains::has(objects, to, wanted), bad_value);
+    case Rule::name: {
+        const std::string name = value.u.stringVal ? value.u.stringVal : "";
+        const Object *other = name.empty() ? nullptr : objects.find(to.document, to.type, name);
+        return check(!other || other == &to, bad_value);
+    }
+    case Rule::container:
+    case Rule::nothing:
+        throw StatusError(not_permitted);
+    case Rule::selection:
+        texts::span_at(objects, to.id, value.u.textRangeVal);
+        return;
+    case Rule::any:
+        return;
+    }
+}
+
+UIntT set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT &value)
+{
+    const PropertyRow *behaviour = row(to.type, key);
+    const Rule rule = behaviour ? behaviour->rule : Rule::any;
+    const auto wanted = static_cast<UIntT>(value.u.intVal);
+    if (rule == Rule::after || rule == Rule::before)
+        return move(objects, to, wanted, rule == Rule::after);
+    if (rule == Rule::first) {
+        chains::put_after(objects, objects.at(wanted), 0);
+        return wanted;
+    }
+    if (rule == Rule::name)
+        objects.rename(to, value.u.stringVal ? value.u.stringVal : "");
+    else
+        put(objects, to, key, Value(value));
+    return 0;
 }
 
 void put(Objects &objects, Object &to, const PropertyKey &key, Value value)

@@ -22,7 +22,12 @@ namespace properties
 // Adds the properties that every object of the type has.
 void add_own(Object &made);
 Value get(const Object &from, const PropertyKey &key);
-void set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT &value);
+// Refuses a value that a client may not write.
+void check_writable(const Objects &objects, const Object &to, const PropertyKey &key,
+                    const V_TypedValT &value);
+// Writes a value that may be written. Returns the object that it moves in the order of its
+// container, or 0.
+UIntT set(Objects &objects, Object &to, const PropertyKey &key, const V_TypedValT &value);
 // Writes a property that clients may not write.
 void put(Objects &objects, Object &to, const PropertyKey &key, Value value);
 void remove(Objects &objects, Object &from, const PropertyKey &key);

@@ -126,6 +126,7 @@ bool Commands::run(std::string_view line)
         std::string arguments(rest);
         const GivenOptions options = take_options(*row, arguments);
         row->run(*this, arguments, options);
+        s_.documents.announcer.announce_changes();
         s_.console.check();
     } catch (const StatusError &error) {
         s_.console.check(error.what());

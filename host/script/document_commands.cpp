@@ -131,8 +131,6 @@ void Commands::type(std::string_view rest)
     const V_TextLocT end =
         s_.model.replace_text(document, selection, window_.sent(typed_text(rest)));
     s_.model.select_text(document, {end, end});
-    s_.documents.announcer.announce(V_notification_text_changed, document, "",
-                                    static_cast<IntT>(selection.beg.objId));
 }
 
 void Commands::select_text(std::string_view place)

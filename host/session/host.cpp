@@ -223,9 +223,7 @@ Outcome Host::call(Client &client, typename Callback::Argument argument)
             release(*old);
             delete old;
         });
-        loop_.defer(
-            client, [&client] { return !client.running() || !client.turns.client_holds_control(); },
-            [this, &client, kept] { call<Callback>(client, *kept); });
+        when_free(client, [this, &client, kept] { call<Callback>(client, *kept); });
         return {Outcome::queued, client.title() + ": " + name + " follows the answer"};
     }
     if (client.turns.client_holds_control())
@@ -375,10 +373,11 @@ bool Host::wait_for_exit(Client &client, milliseconds limit)
     return serve_until([&] { return !client.running(); }, limit);
 }
 
-void Host::after_reply(const Client &client, std::function<void()> action)
+void Host::when_free(const Client &client, std::function<void()> action)
 {
     loop_.defer(
-        client, [] { return true; }, std::move(action));
+        client, [&client] { return !client.running() || !client.turns.client_holds_control(); },
+        std::move(action));
 }
 
 Reply Host::ask(const Question &question)

@@ -73,8 +73,9 @@ public:
                      EventLoop::Time time = EventLoop::Time::excused);
     // Serves until the client has exited; returns false when it has not within the limit.
     bool wait_for_exit(Client &client, std::chrono::milliseconds limit);
-    // Runs the action as soon as no call is being answered.
-    void after_reply(const Client &client, std::function<void()> action);
+    // Runs the action as soon as the client can be called or has ended, and no call is being
+    // answered.
+    void when_free(const Client &client, std::function<void()> action);
     // Asks the person; the time that they take makes no client late.
     Reply ask(const Question &question);
     // Shows the person how far the client is.

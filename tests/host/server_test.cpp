@@ -491,6 +491,30 @@ TEST_F(HostedClients, AClientInAModalDialogIsCalledAndOneThatCannotAnswerIsRepor
     kill(busy.pid, SIGKILL);
 }
 
+TEST_F(HostedClients, AClientThatHoldsControlIsNotifiedAfterwardsUnlessItIsTheCause)
+{
+    documents.announcer.serve(&host);
+    const UIntT doc = model.create_document("");
+    const V_TextLocT place{model.at(model.at(doc).first).first, 0};
+    Client &callee = host.start(TEST_CLIENT, next++, "callee");
+    Client &caller = start("call client");
+    for (const Client &each : host.clients())
+        model.subscribe(each.number, V_notification_text_changed, true);
+    responder.on<procedure::api_vq_return_value_1>([&](Client &cause, const IntT &, IntT &) {
+        model.add_text(doc, place, "x");
+        documents.announcer.announce_changes(&cause);
+        told.emplace_back("changed");
+    });
+    EXPECT_TRUE(host.command(caller, 1));
+    const std::string notified =
+        "notify 1000000007 " + std::to_string(doc) + "  " + std::to_string(place.objId);
+    serve_until([&] { return told.back() == notified; });
+    EXPECT_EQ(told, (Lines{"command 1", "message hello 0 0", "changed", "answer 0", "errno -3",
+                           notified}));
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
+    EXPECT_TRUE(callee.running());
+}
+
 TEST_F(HostedClients, SleepersAreHeldToTheLimitAndTheirEnd)
 {
     EXPECT_EQ(host.command(start("die asleep"), 1).kind, Outcome::died);

@@ -302,15 +302,35 @@ TEST_F(ModelRules, EveryTypedGetterAgainstEveryKind)
     EXPECT_EQ(status(api_vq_set_metric_1{}, {book, component, key(101), -5}), wrong_kind);
 }
 
-TEST_F(ModelRules, ListsOfPropertiesStopAtARefusal)
+TEST_F(ModelRules, ListsOfPropertiesAreWrittenWholeOrNotAtAll)
 {
-    make_book(1);
-    V_PropValT list[] = {{key(200), integer(1001)},
-                         {key(property::next_component), integer(1)},
-                         {key(201), integer(1)}};
-    EXPECT_EQ(status(api_vq_set_props_1{}, {book, reference[0], {3, list}}), wrong_kind);
-    EXPECT_EQ(model.get(book, reference[0], PropertyKey(200)).get().u.intVal, 1001);
-    EXPECT_THROW(model.get(book, reference[0], PropertyKey(201)), StatusError);
+    make_book(2);
+    const auto typed = [](IntT kind, IntT value) { return Value::integer(value, kind).get(); };
+    const Value taken = Value::string("c1"), free = Value::string("new");
+    const auto first = static_cast<IntT>(reference[0]), second = static_cast<IntT>(reference[1]);
+    const struct {
+        V_PropValT last;
+        IntT status;
+    } cases[] = {{{key(property::next_component), integer(second)}, wrong_kind},
+                 {{key(property::next_component), typed(kind::id, first)}, bad_value},
+                 {{key(property::document), typed(kind::id, 0)}, not_permitted},
+                 {{key(property::name), taken.get()}, bad_value},
+                 {{key(200), typed(kind::metric, 1)}, wrong_kind},
+                 {{key(0), integer(1)}, no_such_property},
+                 {{key(201), integer(1)}, ok}};
+    for (const auto &[last, expected] : cases) {
+        V_PropValT list[] = {{key(200), integer(1001)},
+                             {key(property::name), free.get()},
+                             {key(property::previous_component), typed(kind::id, second)},
+                             last};
+        EXPECT_EQ(status(api_vq_set_props_1{}, {book, reference[0], {4, list}}), expected);
+        if (expected == ok)
+            std::swap(reference[0], reference[1]);
+        check_order();
+        const auto moved = static_cast<UIntT>(first);
+        EXPECT_EQ(model.at(moved).name, expected == ok ? "new" : "c0");
+        EXPECT_EQ(model.at(moved).properties.contains(PropertyKey(200)), expected == ok);
+    }
     EXPECT_EQ(status(api_vq_set_props_1{}, {book, 999, {0, nullptr}}), no_such_object);
 }
 

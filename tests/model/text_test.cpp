@@ -116,6 +116,14 @@ TEST_P(Texts, EditsKeepEverythingRight)
     const UIntT object = model.create(doc, 77, "");
     std::vector<std::size_t> marks(5);
     std::map<UIntT, std::size_t> anchored;
+    std::multiset<std::size_t> clipped; // the places of objects in what the clipboard holds
+    const auto write_marks = [&](const V_TextRangeT &range) {
+        V_TypedValT value{kind::text_range, {}};
+        value.u.textRangeVal = range;
+        model.set(doc, object, range_key, value);
+        model.set(doc, object, mark_key, location(range.end).get());
+    };
+    write_marks({at(0), at(0)});
     const auto edit = [&](std::size_t beg, std::size_t end, std::vector<Character> text) {
         const auto iterator = [&](std::size_t i) {
             return flat.begin() + static_cast<std::ptrdiff_t>(i);
@@ -142,7 +150,7 @@ TEST_P(Texts, EditsKeepEverythingRight)
         V_TextRangeT range = any_range();
         std::size_t beg = place(range.beg), end = place(range.end);
         const std::string text = any_text(flat.size() > 80 ? 2 : 9);
-        switch (any(9)) {
+        switch (any(10)) {
         case 0:
         case 1:
             range.end = range.beg;
@@ -160,10 +168,7 @@ TEST_P(Texts, EditsKeepEverythingRight)
             break;
         }
         case 4: {
-            V_TypedValT value{kind::text_range, {}};
-            value.u.textRangeVal = range;
-            model.set(doc, object, range_key, value);
-            model.set(doc, object, mark_key, location(range.end).get());
+            write_marks(range);
             marks[2] = marks[4] = end;
             marks[3] = beg;
             break;
@@ -187,16 +192,67 @@ TEST_P(Texts, EditsKeepEverythingRight)
                 break;
             clipboard.assign(flat.begin() + static_cast<std::ptrdiff_t>(beg),
                              flat.begin() + static_cast<std::ptrdiff_t>(end));
+            clipped.clear();
+            for (const auto &[id, mark] : anchored)
+                if (beg <= mark && mark < end)
+                    clipped.insert(mark - beg);
             any(2) ? model.copy(doc) : (edit(beg, end, {}), (void)model.cut(doc));
             break;
-        case 8:
+        case 8: {
+            std::multiset<std::size_t> pasted;
             if (clipboard.empty() || flat.size() > 200)
                 break;
             beg = marks[0];
             model.paste(doc);
             edit(beg, marks[1], clipboard);
             marks[0] = marks[1] = beg + clipboard.size();
+            for (const TextItem &each : model.text_items(doc, doc, V_select_anchor))
+                if (const auto id = static_cast<UIntT>(each.value); !anchored.contains(id)) {
+                    const auto copied =
+                        clipped.extract(static_cast<std::size_t>(each.offset) - beg);
+                    ASSERT_FALSE(copied.empty()) << step;
+                    anchored[id] = beg + copied.value();
+                    pasted.insert(copied.value());
+                }
+            ASSERT_TRUE(clipped.empty()) << step;
+            clipped.swap(pasted);
             break;
+        }
+        case 9: {
+            auto order = paragraphs();
+            const std::size_t from = any(order.size()), to = any(order.size());
+            if (from == to)
+                break;
+            std::vector<V_TextLocT> places;
+            for (std::size_t mark : marks)
+                places.push_back(at(mark));
+            std::map<UIntT, V_TextLocT> anchors;
+            for (const auto &[id, mark] : anchored)
+                anchors[id] = at(mark);
+            std::vector<std::vector<Character>> lines(1);
+            for (const Character &each : flat)
+                each.bytes == "\n" ? (void)lines.emplace_back() : lines.back().push_back(each);
+            model.set(doc, order[from], PropertyKey(property::next_paragraph),
+                      Value::id(order[to]).get());
+            const auto line = lines[from];
+            lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(from));
+            lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(to - (from < to)), line);
+            flat.clear();
+            for (const auto &each : lines) {
+                flat.insert(flat.end(), each.begin(), each.end());
+                flat.push_back({"\n", 0});
+            }
+            flat.pop_back();
+            for (std::size_t i = 0; i < marks.size(); i++)
+                marks[i] = place(places[i]);
+            for (const auto &[id, mark] : anchors)
+                anchored[id] = place(mark);
+            if (marks[1] < marks[0])
+                std::swap(marks[0], marks[1]);
+            if (marks[4] < marks[3])
+                std::swap(marks[3], marks[4]);
+            break;
+        }
         }
         std::vector<Character> now;
         for (UIntT each : paragraphs()) {
@@ -212,12 +268,9 @@ TEST_P(Texts, EditsKeepEverythingRight)
         ASSERT_EQ(now, flat) << step;
         std::vector<std::size_t> found{place(model.selection(doc).beg),
                                        place(model.selection(doc).end)};
-        found.resize(5);
-        if (marks[4] + marks[3] + marks[2] > 0) {
-            found[2] = place(model.get(doc, object, mark_key).get().u.textLocVal);
-            found[3] = place(model.get(doc, object, range_key).get().u.textRangeVal.beg);
-            found[4] = place(model.get(doc, object, range_key).get().u.textRangeVal.end);
-        }
+        found.push_back(place(model.get(doc, object, mark_key).get().u.textLocVal));
+        found.push_back(place(model.get(doc, object, range_key).get().u.textRangeVal.beg));
+        found.push_back(place(model.get(doc, object, range_key).get().u.textRangeVal.end));
         ASSERT_EQ(found, marks) << step;
         std::map<UIntT, std::size_t> objects;
         for (const TextItem &each : model.text_items(doc, doc, V_select_anchor)) {
@@ -424,10 +477,93 @@ TEST_P(Texts, AnswersGiveItemsAndReadOptions)
     options[1].propIdent.num = 4711;
     EXPECT_EQ(find(), no_such_property);
 
-    // Paragraphs that are moved behind one another do not leave the selection upside down.
-    model.select_text(doc, {{ids[0], 1}, {ids[2], 0}});
-    model.set(doc, ids[0], PropertyKey(property::previous_paragraph), Value::id(ids[2]).get());
-    EXPECT_EQ(tell(model.selection(doc)), tell(V_TextRangeT{{ids[2], 0}, {ids[0], 1}}));
+    IntT centred = 1;
+    Answer<api_vq_center_on_graphic_object_1>::answer(context, {doc, object}, centred);
+    EXPECT_EQ(centred, ok);
+    EXPECT_EQ(tell(model.selection(doc)), tell(V_TextRangeT{{ids[0], 2}, {ids[0], 2}}));
+}
+
+TEST_P(Texts, PastedParagraphsAreAsTheyWere)
+{
+    const PropertyKey tag(property::tag);
+    // Returns the paragraphs, each with its tag, its text with a ^ for an object, and what is in
+    // it.
+    const auto shown = [&] {
+        std::string all;
+        for (UIntT each : paragraphs()) {
+            const Object &paragraph = model.at(each);
+            std::string text = paragraph.text;
+            for (const texts::Anchor &anchor : texts::anchors(paragraph)) {
+                text.insert(static_cast<std::size_t>(anchor.offset), "^");
+                EXPECT_EQ(model.at(anchor.object).contents.size(), 1U);
+                EXPECT_EQ(model.get(doc, anchor.object, mark_key).get().u.intVal, 7);
+            }
+            all += model.get(doc, each, tag).get().u.stringVal + (":" + text) +
+                   std::string(paragraph.contents.size(), '+') + " ";
+        }
+        return all;
+    };
+    const struct {
+        std::size_t beg, end;
+        bool cut;
+        std::size_t to;
+        const char *expected;
+    } cases[] = {
+        {3, 6, false, 6, ":ab T:c^d+ T:c^d+ :ef "}, {3, 6, false, 7, ":ab T:c^d+ :ec^d :f "},
+        {3, 5, false, 0, ":c^dab T:c^d+ :ef "},     {1, 7, true, 2, ":afb T:c^d+ :e "},
+        {3, 6, true, 0, "T:c^d+ :ab T:ef+ "},       {4, 5, true, 1, ":a^db T:c+ :ef "},
+    };
+    for (const auto &[beg, end, cut, to, expected] : cases) {
+        doc = model.create_document("");
+        fill("ab\ncd\nef");
+        const UIntT whole = paragraphs()[1];
+        const UIntT object = model.create_anchored(doc, 77, {whole, 1});
+        model.set(doc, object, mark_key, Value::integer(7).get());
+        model.create_in(doc, 78, object);
+        model.create_in(doc, 79, whole);
+        model.set(doc, whole, tag, Value::string("T").get());
+        ASSERT_EQ(shown(), ":ab T:c^d+ :ef ");
+        model.select_text(doc, {at(beg), at(end)});
+        cut ? model.cut(doc) : model.copy(doc);
+        model.select_text(doc, {at(to), at(to)});
+        model.paste(doc);
+        EXPECT_EQ(shown(), expected);
+    }
+}
+
+TEST_P(Texts, ChangesOfTextAreToldWhoeverMakesThem)
+{
+    fill("a\nb\nc");
+    const auto ids = paragraphs();
+    const UIntT flow = model.at(doc).first;
+    const auto told = [&] {
+        const auto change = model.take_change();
+        EXPECT_FALSE(model.take_change());
+        return change ? change->paragraph : 0;
+    };
+    EXPECT_EQ(told(), ids[0]);
+    const V_TextLocT place{ids[1], 1};
+    model.add_text(doc, place, "");
+    model.select_text(doc, {place, place});
+    model.set_text_properties(doc, {{ids[1], 0}, place}, {{style, Value::integer(1)}});
+    EXPECT_EQ(told(), 0U);
+    model.add_text(doc, place, "x\ny");
+    EXPECT_EQ(told(), ids[1]);
+    const UIntT made = model.create_after(doc, object_type::paragraph, ids[1]);
+    EXPECT_EQ(told(), made);
+    model.remove(doc, made);
+    EXPECT_EQ(told(), ids[1]);
+    model.set(doc, ids[2], PropertyKey(property::next_paragraph), Value::id(ids[0]).get());
+    EXPECT_EQ(told(), ids[2]);
+    model.set(doc, flow, PropertyKey(property::first_paragraph), Value::id(ids[0]).get());
+    EXPECT_EQ(told(), ids[0]);
+    const UIntT other = model.create_in(doc, object_type::flow, doc);
+    EXPECT_EQ(told(), model.at(other).first);
+    model.remove(doc, other);
+    EXPECT_EQ(told(), model.at(flow).last);
+    model.add_text(doc, place, "z");
+    model.close_document(doc);
+    EXPECT_EQ(told(), 0U);
 }
 
 } // namespace
