@@ -43,7 +43,7 @@ struct Nobody : Console, Responder {
     Reply ask(const Question &) override { return {}; }
     void report(const std::string &) override {}
     Reaction respond(Call &) override { return Reaction::drop; }
-    void client_gone(int) override {}
+    void client_exited(int) override {}
 };
 
 Host &host()
@@ -74,7 +74,7 @@ public:
             shape.set(value, number(name));
         } else if (shape.kind == Shape::text) {
             *static_cast<StringT *>(value) = owned_string(text());
-        } else if (shape.kind == Shape::record) {
+        } else if (shape.kind == Shape::structure) {
             shape.each_field(value, [&](const char *field, const Shape &of, void *part) {
                 fill(of, part, field);
             });
