@@ -1,5 +1,5 @@
 // Fetching strings, with references to arguments.
-#include "support.h"
+#include "support/resource_files.h"
 
 #include <cstring>
 

@@ -1,5 +1,5 @@
 // Where resource files are found, how they are read, and what damage does.
-#include "support.h"
+#include "support/resource_files.h"
 
 #include <memory>
 #include <sys/stat.h>

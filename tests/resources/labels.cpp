@@ -1,5 +1,5 @@
 // Shelfwise's labels, in the built tree, in every language of the host.
-#include "support.h"
+#include "support/resource_files.h"
 
 #include "velt/vde/language.h"
 

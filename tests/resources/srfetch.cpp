@@ -1,5 +1,5 @@
 // A client's own V_SrFetch is asked first, whichever way the library is linked.
-#include "support.h"
+#include "support/resource_files.h"
 
 #include <cstring>
 

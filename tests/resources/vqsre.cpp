@@ -1,5 +1,5 @@
 // The tool vqsre, as its users call it.
-#include "support.h"
+#include "support/resource_files.h"
 
 #include "velt/api/facts.h"
 #include "velt/vde/fontenc.h"

@@ -1,5 +1,5 @@
 #include "support/folder.h"
-#include "vdelib/support.h"
+#include "support/vde.h"
 
 #include <cerrno>
 #include <functional>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "support/convert.h"
-#include "vdelib/support.h"
+#include "support/vde.h"
 
 #include <functional>
 #include <optional>

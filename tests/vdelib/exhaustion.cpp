@@ -1,7 +1,7 @@
 // What happens when memory runs out in the middle of something.
 
-#include "resources/support.h"
-#include "vdelib/support.h"
+#include "support/resource_files.h"
+#include "support/vde.h"
 
 #include <functional>
 

@@ -1,4 +1,4 @@
-#include "vdelib/support.h"
+#include "support/vde.h"
 
 #include <cstring>
 

@@ -1,11 +1,11 @@
-velt_test(vdelib_core SOURCES
+velt_test(vdelib_core_test SOURCES
   vdelib/memory.cpp vdelib/strings.cpp vdelib/formatted.cpp vdelib/quire.cpp
   support/heap.cpp LINK velt-vde-static)
-velt_test(vdelib_files SOURCES
+velt_test(vdelib_files_test SOURCES
   vdelib/paths.cpp vdelib/channel.cpp vdelib/exhaustion.cpp support/heap.cpp
   LINK velt-vde-static)
-target_link_options(vdelib_files PRIVATE -Wl,--wrap=lstat)
-velt_test(vdelib_encconv SOURCES
+target_link_options(vdelib_files_test PRIVATE -Wl,--wrap=lstat)
+velt_test(vdelib_encconv_test SOURCES
   vdelib/encconv_builder.cpp vdelib/encconv_names.cpp vdelib/encconv_asian.cpp
   vdelib/encconv_unicode.cpp support/heap.cpp LINK velt-vde-static ${CMAKE_DL_LIBS})
-watch_heap(vdelib_core vdelib_files vdelib_encconv)
+watch_heap(vdelib_core_test vdelib_files_test vdelib_encconv_test)

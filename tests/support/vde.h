@@ -1,3 +1,4 @@
+// What the tests of the library of vdelib/ share.
 #pragma once
 
 #include "support/heap.h"
