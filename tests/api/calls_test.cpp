@@ -21,29 +21,6 @@ void V_ApiCommand(IntT) {}
 namespace
 {
 
-// A result as text, released.
-template <class T>
-std::string told(T value)
-{
-    std::string out;
-    if constexpr (std::is_same_v<T, std::string>)
-        return value;
-    else if constexpr (std::is_same_v<T, StringT>)
-        out = value ? value : "null";
-    else
-        out = tell(value);
-    velt::release(value);
-    return out;
-}
-
-std::string outcome(auto call)
-{
-    if constexpr (std::is_void_v<decltype(call())>)
-        return call(), "";
-    else
-        return told(call());
-}
-
 std::string n(auto... numbers)
 {
     return text(words({static_cast<UIntT>(numbers)...}));

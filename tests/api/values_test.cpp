@@ -1,6 +1,6 @@
 // Copies, releases and property lists; memory that runs out; the arguments of file filters.
 
-#include "api/samples.h"
+#include "support/samples.h"
 #include "support/heap.h"
 #include "velt/vde/memory.h"
 

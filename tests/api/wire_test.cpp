@@ -1,7 +1,7 @@
 // The bytes of what the calls do not show, written by hand; damaged and hostile input; large
 // values.
 
-#include "api/samples.h"
+#include "support/samples.h"
 #include "support/heap.h"
 
 namespace

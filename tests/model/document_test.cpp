@@ -1,22 +1,13 @@
-// Documents and their files: through the answers that clients get, and the commands of scripts.
-
-#include <gtest/gtest.h>
+// Documents and their files: through the calls of clients, and the commands of scripts.
 
 #include <sys/stat.h>
-
-#include <sstream>
 
 #include <nlohmann/json.hpp>
 
 #include "host/files/document.h"
 #include "host/script/commands.h"
-#include "support/answered.h"
-#include "support/folder.h"
 #include "support/heap.h"
-
-// The part of the library that tests a status is linked with what calls a client.
-void V_ApiInitialize(IntT) {}
-void V_ApiCommand(IntT) {}
+#include "support/host_in_process.h"
 
 namespace velt::host
 {
@@ -61,44 +52,43 @@ std::string short_document(const std::string &text)
     return R"({"flows": [{"paragraphs": [{"text": ")" + text + "\"}]}]}";
 }
 
-class DocumentRules : public test::InFolder
+class DocumentRules : public HostInProcess
 {
 protected:
-    Model model;
-    std::ostringstream out;
-    PrintingConsole console{out, out};
-    Documents documents{model};
-    ModelResponder responder{{model, documents}};
-    Host host{{}, responder, console};
-    Client client;
-    Context context{{model, documents}, host, client};
-    UIntT book = model.create(0, object_type::book, "Book");
-    std::vector<Question> questions;
-    std::deque<Reply> replies;
+    const UIntT book = V_ApiNewNamedObject(0, V_type_book, "Book");
+    V_PropValsT *returned = nullptr;
 
     DocumentRules()
     {
         model.set_language(V_language_deutsch);
         documents.serve(book, folder);
-        documents.ask = [this](const Question &question) {
-            questions.push_back(question);
-            Reply reply = replies.empty() ? Reply() : replies.front();
-            if (!replies.empty())
-                replies.pop_front();
-            return reply;
-        };
     }
+    ~DocumentRules() override { V_ApiDeallocatePropVals(returned); }
 
+    // These read the list that an operation on a file returns.
+    bool tells(IntT bit) const { return V_ApiCheckStatus(returned, bit) != 0; }
+    std::string reason() const { return returned->val[2].propVal.u.stringVal; }
+
+    UIntT open(const char *file, const V_PropValsT &options = {})
+    {
+        return V_ApiOpen(file, &options, &returned);
+    }
+    UIntT save(UIntT document, const char *file, const V_PropValsT &options = {})
+    {
+        return V_ApiSave(document, file, &options, &returned);
+    }
     UIntT opened(const std::string &text)
     {
         write("a.json", text);
-        const FileOutcome outcome = documents.open("a.json", false);
-        EXPECT_EQ(outcome.status, ok) << outcome.reason;
-        return outcome.document;
+        VA_errno = ok;
+        const UIntT document = open("a.json");
+        EXPECT_EQ(VA_errno, ok) << reason();
+        return document;
     }
     void change(UIntT document)
     {
-        model.add_text(document, {model.at(model.at(document).first).first, 0}, "x");
+        const V_TextLocT begin{model.at(model.at(document).first).first, 0};
+        V_ApiAddText(document, &begin, "x");
     }
     std::string first_text(UIntT document) const
     {
@@ -109,15 +99,15 @@ protected:
 TEST_F(DocumentRules, EverythingComesBack)
 {
     const UIntT document = opened(everything);
-    EXPECT_EQ(model.get(0, document, PropertyKey(property::changed)).get().u.intVal, 0);
+    EXPECT_CALL(ok, 0, V_ApiGetInt(0, document, V_prop_changed));
     const std::string written = write_document(model, document);
     EXPECT_EQ(nlohmann::json::parse(written), nlohmann::json::parse(everything));
     write("b.json", written);
-    EXPECT_EQ(write_document(model, documents.open("b.json", false).document), written);
+    EXPECT_EQ(write_document(model, open("b.json")), written);
 
     // The numbers of a file are none of the ids that refer to something outside the document.
     const UIntT paragraph = model.at(model.at(document).first).first;
-    model.set(document, paragraph, PropertyKey(8), Value::id(1).get());
+    V_ApiSetId(document, paragraph, 8, 1);
     EXPECT_EQ(nlohmann::json::parse(write_document(model, document))["id"], 2);
 }
 
@@ -176,10 +166,7 @@ TEST_F(DocumentRules, MistakesNameTheirPlaceAndLeaveNothing)
 // What a client is told of files, with status, bits, path and reason.
 TEST_F(DocumentRules, ClientsAreToldWhatBecameOfFiles)
 {
-    using Open = Answered<api_vq_open_1>;
-    using Save = Answered<api_vq_save_1>;
-    const std::string named = short_document("a");
-    write("a.json", named);
+    write("a.json", short_document("a"));
     write("damaged.json", "{");
     write("newer.json", R"({"format": 2})");
     const struct {
@@ -189,113 +176,92 @@ TEST_F(DocumentRules, ClientsAreToldWhatBecameOfFiles)
                    {"", no_such_file, V_file_no_such_file},
                    {"damaged.json", damaged_file, V_file_damaged},
                    {"newer.json", newer_file, V_file_newer}};
-    for (const auto &[file, status, bit] : refused) {
-        V_PropValsT options = V_ApiGetOpenDefaultParams();
-        Open open(context, {const_cast<StringT>(file), options});
-        V_ApiDeallocatePropVals(&options);
-        EXPECT_EQ(open->status, status) << file;
-        EXPECT_TRUE(open.tells(bit)) << file;
-        EXPECT_NE(open.reason().find(file), std::string::npos) << open.reason();
-        EXPECT_EQ(open->docId, 0u);
+    V_PropValsT usual = V_ApiGetOpenDefaultParams();
+    for (const auto &row : refused) {
+        EXPECT_CALL(row.status, 0, open(row.file, usual));
+        EXPECT_TRUE(tells(row.bit)) << row.file;
+        EXPECT_NE(reason().find(row.file), std::string::npos) << reason();
         EXPECT_TRUE(model.members(0).empty());
     }
+    V_ApiDeallocatePropVals(&usual);
 
-    const auto name = const_cast<StringT>("a.json");
-    const auto option = [](IntT number, IntT kind, IntT value) {
-        V_PropValT made{};
-        made.propIdent.num = number;
-        made.propVal.valType = kind;
-        made.propVal.u.intVal = value;
-        return made;
-    };
-    V_PropValT unknown = option(4711, kind::integer, 0);
-    V_PropValT metric = option(V_open_revert, kind::metric, 1);
-    V_PropValT revert = option(V_open_revert, kind::integer, 1);
-    V_PropValT force = option(V_save_force, kind::integer, 1);
-    V_PropValT mode = option(V_save_mode, kind::integer, 0640);
-    V_PropValT setuid = option(V_save_mode, kind::integer, 04755);
-    EXPECT_EQ(Open(context, {name, {1, &unknown}})->status, no_such_property);
-    EXPECT_EQ(Open(context, {name, {1, &metric}})->status, wrong_kind);
-
-    const UIntT document = Open(context, {name, {}})->docId;
-    ASSERT_NE(document, 0u);
-    Open again(context, {const_cast<StringT>("./a.json"), {}});
-    EXPECT_EQ(again->docId, document);
-    EXPECT_TRUE(again.tells(V_file_opened_already));
-    change(document);
-    Open reverted(context, {name, {1, &revert}});
-    EXPECT_TRUE(reverted.tells(V_file_reverted));
-    EXPECT_EQ(reverted->docId, document);
-    EXPECT_EQ(first_text(document), "a");
-    EXPECT_FALSE(model.changed(document));
+    V_PropValT revert = property_of(V_open_revert, integer(1));
+    V_PropValT force = property_of(V_save_force, integer(1));
+    V_PropValT mode = property_of(V_save_mode, integer(0640));
+    V_PropValT setuid = property_of(V_save_mode, integer(04755));
+    const UIntT document = open("a.json");
+    EXPECT_CALL(ok, document, open("./a.json"));
+    EXPECT_TRUE(tells(V_file_opened_already));
+    EXPECT_CALL(ok, document, V_ApiCacheDocument(document));
+    ApiVqGeneralDocArgT again{document};
+    for (const bool by_option : {true, false}) {
+        change(document);
+        if (by_option) {
+            EXPECT_CALL(ok, document, open("a.json", {1, &revert}));
+            EXPECT_TRUE(tells(V_file_reverted));
+        } else {
+            EXPECT_EQ(*api_vq_revert_1(&again, velt_client), ok);
+        }
+        EXPECT_EQ(first_text(document), "a");
+        EXPECT_FALSE(model.changed(document));
+    }
 
     change(document);
     write("a.json", "{}");
-    EXPECT_TRUE(Save(context, {nullptr, document, {}}).tells(V_file_changed_by_others));
-    EXPECT_EQ(Save(context, {nullptr, document, {}})->status, changed_file);
+    EXPECT_CALL(changed_file, 0, save(document, ""));
+    EXPECT_TRUE(tells(V_file_changed_by_others));
+    EXPECT_CALL(changed_file, 0, save(document, ""));
     EXPECT_TRUE(model.changed(document));
-    Save saved(context, {nullptr, document, {1, &force}});
-    EXPECT_EQ(saved->docId, document);
+    EXPECT_CALL(ok, document, save(document, "", {1, &force}));
     EXPECT_FALSE(model.changed(document));
     EXPECT_NE(read("a.json").find("xa"), std::string::npos);
 
-    EXPECT_EQ(Save(context, {const_cast<StringT>("none/b.json"), document, {}})->status,
-              unwritable_file);
-    EXPECT_EQ(Save(context, {const_cast<StringT>("b.json"), document, {1, &setuid}})->status,
-              bad_value);
-    EXPECT_EQ(Save(context, {const_cast<StringT>("b.json"), document, {1, &mode}})->status, ok);
+    EXPECT_CALL(unwritable_file, 0, save(document, "none/b.json"));
+    EXPECT_CALL(bad_value, 0, save(document, "b.json", {1, &setuid}));
+    EXPECT_CALL(ok, document, save(document, "b.json", {1, &mode}));
     struct stat made {
     };
     ASSERT_EQ(stat("b.json", &made), 0);
     EXPECT_EQ(made.st_mode & 0727, 0600u) << "less the mask";
-    for (const UIntT other : {UIntT{0}, book, UIntT{4711}})
-        EXPECT_LT(Save(context, {nullptr, other, {}})->status, 0) << other;
 
-    Answered<api_vq_custom_1> custom(context, {});
-    EXPECT_EQ(Save(context, {nullptr, custom->result, {}})->status, no_such_file);
-    EXPECT_EQ(Save(context, {const_cast<StringT>("c.json"), custom->result, {}})->status, ok);
-    EXPECT_EQ(documents.path(custom->result), folder / "c.json");
+    const UIntT custom = V_ApiCustomDoc(0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+    EXPECT_CALL(no_such_file, 0, save(custom, ""));
+    EXPECT_CALL(ok, custom, save(custom, "c.json"));
+    EXPECT_EQ(documents.path(custom), folder / "c.json");
 }
 
 TEST_F(DocumentRules, UnsavedChangesAreAskedFor)
 {
-    const auto close = [this](UIntT document, IntT flags) {
-        IntT status = 0;
-        Answer<api_vq_close_1>::answer(context, {document, flags}, status);
-        return status;
-    };
     UIntT document = opened(short_document("a"));
     change(document);
-    EXPECT_EQ(close(document, V_close_asking), cancelled);
-    ASSERT_EQ(questions.size(), 1u);
-    EXPECT_EQ(questions[0].text, "a.json");
-    EXPECT_EQ(close(document, 2), bad_value);
-    replies = {IntT{0}};
-    EXPECT_EQ(close(document, V_close_asking), ok);
+    EXPECT_CALL(cancelled, cancelled, V_ApiClose(document, V_close_asking));
+    ASSERT_EQ(person.questions.size(), 1u);
+    EXPECT_EQ(person.questions[0].text, "a.json");
+    EXPECT_CALL(bad_value, bad_value, V_ApiClose(document, 2));
+    person.replies = {IntT{0}};
+    EXPECT_CALL(ok, 0, V_ApiClose(document, V_close_asking));
     EXPECT_NE(read("a.json").find("xa"), std::string::npos);
-    EXPECT_EQ(close(document, V_close_losing), no_such_document);
 
-    document = documents.open("a.json", false).document;
-    const UIntT component = model.create(book, object_type::component, "C");
+    document = open("a.json");
+    const UIntT component = V_ApiNewNamedObject(book, V_type_component, "C");
     model.set(book, component, PropertyKey(file_property), Value::string("a.json").get());
-    EXPECT_EQ(close(document, V_close_asking), ok) << "nothing was changed";
-    document = documents.open("a.json", false).document;
-    const auto of_component = [&] {
-        return model.get(book, component, PropertyKey(property::document)).get().u.intVal;
-    };
-    EXPECT_EQ(of_component(), static_cast<IntT>(document));
+    EXPECT_CALL(ok, 0, V_ApiClose(document, V_close_asking)); // nothing was changed
+    document = open("a.json");
+    EXPECT_CALL(ok, document, V_ApiGetId(book, component, V_prop_document));
+    EXPECT_CALL(ok, document, V_ApiGetId(0, 0, V_prop_active_document));
     change(document);
-    EXPECT_EQ(close(document, V_close_losing), ok);
-    EXPECT_EQ(of_component(), 0);
+    EXPECT_CALL(ok, 0, V_ApiClose(document, V_close_losing));
+    EXPECT_CALL(ok, 0, V_ApiGetId(book, component, V_prop_document));
+    EXPECT_CALL(ok, 0, V_ApiGetId(0, 0, V_prop_active_document));
     EXPECT_EQ(read("a.json").find("xxa"), std::string::npos);
 
     // A document without a file needs the name of one.
     document = documents.create();
     change(document);
-    replies = {IntT{0}, Reply()};
-    EXPECT_EQ(close(document, V_close_asking), cancelled);
-    replies = {IntT{0}, std::string("new.json")};
-    EXPECT_EQ(close(document, V_close_asking), ok);
+    person.replies = {IntT{0}, Reply()};
+    EXPECT_CALL(cancelled, cancelled, V_ApiClose(document, V_close_asking));
+    person.replies = {IntT{0}, std::string("new.json")};
+    EXPECT_CALL(ok, 0, V_ApiClose(document, V_close_asking));
     EXPECT_TRUE(fs::exists("new.json"));
 }
 
@@ -304,32 +270,45 @@ TEST_F(DocumentRules, PlainTextGoesInAndOut)
     const UIntT document = opened(short_document("ab"));
     const UIntT paragraph = model.at(model.at(document).first).first;
     write("in.txt", "\xEF\xBB\xBFÄ\r\n\nü\n");
-    const auto imported = [&](const char *file, IntT offset) {
-        return documents.import_text(document, {paragraph, offset}, file);
+    const V_PropValsT none{};
+    const auto import = [&](const char *file, IntT offset) {
+        const V_TextLocT place{paragraph, offset};
+        return V_ApiImport(document, &place, file, &none, &returned);
     };
-    EXPECT_EQ(imported("in.txt", 1).status, ok);
-    EXPECT_EQ(documents.export_text(document, "out.txt", nullptr).status, ok);
+    const auto export_to = [&](const char *file, const V_PropValsT &options) {
+        return V_ApiExport(document, file, &options, &returned);
+    };
+    EXPECT_CALL(ok, document, import("in.txt", 1));
+    EXPECT_CALL(ok, 0, export_to("out.txt", none));
     EXPECT_EQ(read("out.txt"), "aÄ\n\nüb\n");
 
     write("bad.txt", "Ä\nÄÖ\xFFx");
     write("foreign.txt", "a三");
     const std::string before = write_document(model, document);
-    EXPECT_EQ(imported("bad.txt", 0).reason.rfind("bad.txt:2:3: ", 0), 0u);
-    EXPECT_EQ(imported("foreign.txt", 0).reason.rfind("foreign.txt:1:2: ", 0), 0u);
-    EXPECT_EQ(imported("foreign.txt", 0).status, damaged_file);
-    EXPECT_EQ(imported("none.txt", 0).status, no_such_file);
-    EXPECT_EQ(imported("in.txt", 9).status, no_such_place);
+    const std::pair<const char *, IntT> refused[] = {{"bad.txt:2:3: ", damaged_file},
+                                                     {"foreign.txt:1:2: ", damaged_file},
+                                                     {"none.txt:", no_such_file}};
+    for (const auto &[place, status] : refused) {
+        const std::string file(place, std::string_view(place).find(':'));
+        EXPECT_CALL(status, 0, import(file.c_str(), 0));
+        EXPECT_NE(reason().find(place), std::string::npos) << reason();
+    }
+    EXPECT_CALL(no_such_place, 0, import("in.txt", 9));
     EXPECT_EQ(write_document(model, document), before);
 
     model.add_text(document, {paragraph, 1}, "\xA1"); // which encodes nothing
     const UIntT last = model.at(model.at(document).first).last;
-    const V_TextRangeT range{{paragraph, 1}, {last, 1}}, wrong{{last, 1}, {paragraph, 1}};
-    const FileOutcome part = documents.export_text(document, "out.txt", &range);
-    EXPECT_EQ(part.words, file_status::characters_lost);
+    V_PropValT range = property_of(V_export_range, {V_kind_text_range, {}});
+    range.propVal.u.textRangeVal = {{paragraph, 1}, {last, 1}};
+    V_PropValT wrong = range, type = property_of(V_export_type, integer(7));
+    std::swap(wrong.propVal.u.textRangeVal.beg, wrong.propVal.u.textRangeVal.end);
+    EXPECT_CALL(ok, 0, export_to("out.txt", {1, &range}));
+    EXPECT_TRUE(tells(V_file_characters_lost));
     EXPECT_EQ(read("out.txt"), "\uFFFDÄ\n\nü\n");
-    EXPECT_EQ(documents.export_text(document, "out.txt", &wrong).status, no_such_place);
-    EXPECT_EQ(documents.export_text(document, "a.json", nullptr).status, unwritable_file)
-        << "it is the document's own file";
+    EXPECT_CALL(no_such_place, no_such_place, export_to("out.txt", {1, &wrong}));
+    EXPECT_CALL(not_supported, not_supported, export_to("out.txt", {1, &type}));
+    // It is the document's own file.
+    EXPECT_CALL(unwritable_file, unwritable_file, export_to("a.json", none));
 }
 
 TEST_F(DocumentRules, AnAllocationThatFailsLosesNothing)
@@ -355,6 +334,8 @@ TEST_F(DocumentRules, AnAllocationThatFailsLosesNothing)
 
 TEST_F(DocumentRules, PeopleWorkOnDocuments)
 {
+    std::ostringstream out;
+    PrintingConsole console{out, out};
     BookFile file{"book.json"};
     Commands commands({model, documents, console, nullptr, {}, book, file, out, false});
     const auto error = [&](const std::string &line) {

@@ -1,83 +1,36 @@
-// The model through the answers that clients get.
+// The objects of the model and their properties, through the calls of clients.
 
-#include "api/samples.h"
-#include "support/answered.h"
-
-#include <algorithm>
+#include "support/host_in_process.h"
 
 namespace velt::host
 {
 namespace
 {
 
-struct SilentConsole : Console {
-    Reply ask(const Question &question) override { return 40 + question.detail; }
-    void report(const std::string &) override {}
-};
-
-// The identifier of a property by its number.
-V_PropIdentT key(IntT number)
-{
-    return {number, nullptr};
-}
-
-class ModelRules : public testing::Test
+class ModelRules : public HostInProcess
 {
 protected:
-    Model model;
-    SilentConsole console;
-    Documents documents{model};
-    ModelResponder responder{{model, documents}};
-    Host host{{}, responder, console};
-    Client client;
-    Context context{{model, documents}, host, client};
-    ModelRules() { client.number = 1; }
     UIntT book = 0;
     std::vector<UIntT> reference; // the order as it should be
 
     void make_book(int components)
     {
-        book = model.create(0, object_type::book, "Book");
+        book = V_ApiNewNamedObject(0, V_type_book, "Book");
         model.activate(book);
         for (int i = 0; i < components; i++)
             reference.push_back(
-                model.create(book, object_type::component, "c" + std::to_string(i)));
-    }
-
-    template <class Procedure>
-    IntT status(Procedure, const typename Procedure::Argument &argument)
-    {
-        IntT result = 1234;
-        Answer<Procedure>::answer(context, argument, result);
-        return result;
-    }
-    // The object that a call makes or finds, or its status, which is negative.
-    template <class Procedure>
-    IntT object(Procedure, const typename Procedure::Argument &argument)
-    {
-        Answered<Procedure> made(context, argument);
-        return made->status == ok ? static_cast<IntT>(made->objId) : made->status;
-    }
-    UIntT id(UIntT doc, UIntT obj, IntT number)
-    {
-        Answered<api_vq_get_id_1> got(context, {doc, obj, key(number)});
-        EXPECT_EQ(got->status, ok) << "property " << number;
-        return got->result;
-    }
-    IntT set_id(UIntT doc, UIntT obj, IntT number, UIntT value)
-    {
-        return status(api_vq_set_id_1{}, {doc, obj, key(number), value});
+                V_ApiNewNamedObject(book, V_type_component, ("c" + std::to_string(i)).c_str()));
     }
     // What clients read must agree with the reference in both directions.
     void check_order()
     {
         ASSERT_EQ(model.components(book), reference);
-        EXPECT_EQ(id(0, book, property::first_component), reference[0]);
+        EXPECT_CALL(ok, reference[0], V_ApiGetId(0, book, V_prop_first_component));
         for (std::size_t i = 0; i < reference.size(); i++) {
-            EXPECT_EQ(id(book, reference[i], property::previous_component),
-                      i == 0 ? 0 : reference[i - 1]);
-            EXPECT_EQ(id(book, reference[i], property::next_component),
-                      i + 1 == reference.size() ? 0 : reference[i + 1]);
+            const UIntT before = i == 0 ? 0 : reference[i - 1];
+            const UIntT after = i + 1 == reference.size() ? 0 : reference[i + 1];
+            EXPECT_CALL(ok, before, V_ApiGetId(book, reference[i], V_prop_previous_component));
+            EXPECT_CALL(ok, after, V_ApiGetId(book, reference[i], V_prop_next_component));
         }
     }
 };
@@ -90,12 +43,10 @@ TEST_F(ModelRules, EveryMoveInBothDirections)
             for (std::size_t to = 0; to < 5; to++) {
                 const UIntT moved = reference[from];
                 const UIntT neighbour = reference[to];
-                const IntT number =
-                    direction ? property::previous_component : property::next_component;
-                if (from == to) {
-                    EXPECT_EQ(set_id(book, moved, number, neighbour), bad_value);
-                } else {
-                    EXPECT_EQ(set_id(book, moved, number, neighbour), ok);
+                const IntT number = direction ? V_prop_previous_component : V_prop_next_component;
+                EXPECT_STATUS(from == to ? bad_value : ok,
+                              V_ApiSetId(book, moved, number, neighbour));
+                if (from != to) {
                     reference.erase(reference.begin() + static_cast<std::ptrdiff_t>(from));
                     reference.insert(std::ranges::find(reference, neighbour) + direction, moved);
                 }
@@ -107,92 +58,74 @@ TEST_F(ModelRules, ComponentsGetNamesAndTheFirstPlace)
 {
     make_book(3);
     const UIntT second = reference[1];
-    const auto rename = [&](const char *name) {
-        return status(api_vq_set_string_1{},
-                      {book, second, key(property::name), const_cast<StringT>(name)});
-    };
-    EXPECT_EQ(set_id(0, book, property::first_component, second), ok);
+    EXPECT_STATUS(ok, V_ApiSetId(0, book, V_prop_first_component, second));
     std::swap(reference[0], reference[1]);
     check_order();
-    EXPECT_EQ(set_id(0, book, property::first_component, second), ok);
-    for (UIntT wrong : {0u, book, 4711u})
-        EXPECT_EQ(set_id(0, book, property::first_component, wrong), bad_value);
+    EXPECT_STATUS(ok, V_ApiSetId(0, book, V_prop_first_component, second));
+    const UIntT empty = V_ApiNewNamedObject(0, V_type_book, "Empty");
+    const UIntT stranger = V_ApiNewNamedObject(0, V_type_book, "Other");
+    for (const UIntT wrong : {UIntT{0}, book, stranger, UIntT{4711}}) {
+        EXPECT_STATUS(bad_value, V_ApiSetId(0, book, V_prop_first_component, wrong));
+        EXPECT_STATUS(bad_value, V_ApiSetId(book, second, V_prop_next_component, wrong));
+    }
+    EXPECT_STATUS(wrong_kind, V_ApiSetInt(book, second, V_prop_next_component, 1));
     check_order();
 
-    EXPECT_EQ(rename("c2"), bad_value) << "another's";
+    EXPECT_STATUS(bad_value, V_ApiSetString(book, second, V_prop_name, "c2"));
     for (const char *name : {"c1", "new", "", "new"})
-        EXPECT_EQ(rename(name), ok) << name;
-    EXPECT_EQ(object(api_vq_get_named_object_1{},
-                     {book, object_type::component, const_cast<StringT>("new")}),
-              static_cast<IntT>(second));
-    Answered<api_vq_get_string_1> name(context, {book, second, key(property::name)});
-    EXPECT_STREQ(name->result, "new");
-
-    const UIntT empty = model.create(0, object_type::book, "Empty");
-    EXPECT_EQ(id(0, empty, property::first_component), 0u);
-    EXPECT_EQ(set_id(0, empty, property::first_component, second), bad_value);
-}
-
-TEST_F(ModelRules, MovesThatCannotBe)
-{
-    make_book(3);
-    const UIntT other = model.create(0, object_type::book, "Other");
-    const UIntT stranger = model.create(other, object_type::component, "stranger");
-    for (UIntT value : {0u, book, stranger, 4711u})
-        EXPECT_EQ(set_id(book, reference[0], property::next_component, value), bad_value);
-    EXPECT_EQ(status(api_vq_set_int_1{}, {book, reference[0], key(property::next_component), 1}),
-              wrong_kind);
-    check_order();
+        EXPECT_STATUS(ok, V_ApiSetString(book, second, V_prop_name, name));
+    EXPECT_CALL(ok, second, V_ApiGetNamedObject(book, V_type_component, "new"));
+    EXPECT_CALL(ok, "new", V_ApiGetString(book, second, V_prop_name));
+    EXPECT_CALL(ok, 0, V_ApiGetId(0, empty, V_prop_first_component));
+    EXPECT_STATUS(bad_value, V_ApiSetId(0, empty, V_prop_first_component, second));
 }
 
 TEST_F(ModelRules, DeletingAComponent)
 {
     make_book(4);
     model.select(book, reference[1]);
-    EXPECT_EQ(status(api_vq_delete_1{}, {book, reference[2]}), ok);
+    EXPECT_CALL(ok, 0, V_ApiDelete(book, reference[2]));
     reference.erase(reference.begin() + 2);
     check_order();
-    EXPECT_EQ(id(0, book, property::selected_component), reference[1]);
+    EXPECT_CALL(ok, reference[1], V_ApiGetId(0, book, V_prop_selected_component));
 
     const UIntT gone = reference[1];
-    EXPECT_EQ(status(api_vq_delete_1{}, {book, gone}), ok);
+    EXPECT_CALL(ok, 1, V_ApiObjectValid(book, gone));
+    EXPECT_CALL(ok, 0, V_ApiDelete(book, gone));
     reference.erase(reference.begin() + 1);
     check_order();
-    EXPECT_EQ(id(0, book, property::selected_component), 0u);
-    EXPECT_EQ(status(api_vq_delete_1{}, {book, gone}), no_such_object);
-    EXPECT_EQ(status(api_vq_object_valid_1{}, {book, gone}), no_such_object);
-    EXPECT_EQ(status(api_vq_object_valid_1{}, {0, reference[0]}), no_such_object);
-    EXPECT_EQ(status(api_vq_object_valid_1{}, {4711, reference[0]}), no_such_document);
+    EXPECT_CALL(ok, 0, V_ApiGetId(0, book, V_prop_selected_component));
+    EXPECT_CALL(no_such_object, no_such_object, V_ApiDelete(book, gone));
+    EXPECT_CALL(no_such_object, 0, V_ApiObjectValid(book, gone));
 
-    EXPECT_EQ(status(api_vq_delete_1{}, {0, book}), ok);
-    EXPECT_EQ(id(0, 0, property::active_book), 0u);
+    EXPECT_CALL(ok, 0, V_ApiDelete(0, book));
+    EXPECT_CALL(ok, 0, V_ApiGetId(0, 0, V_prop_active_book));
     EXPECT_THROW(model.at(reference[0]), std::out_of_range);
-    EXPECT_EQ(status(api_vq_delete_1{}, {0, 0}), not_permitted);
-    EXPECT_EQ(status(api_vq_delete_1{}, {0, model.menu(book_context_menu)}), not_permitted);
+    EXPECT_STATUS(not_permitted, V_ApiDelete(0, 0));
+    EXPECT_STATUS(not_permitted, V_ApiDelete(0, model.menu(book_context_menu)));
 }
 
 TEST_F(ModelRules, PropertiesWithABehaviour)
 {
     make_book(2);
-    const UIntT other = model.create(0, object_type::book, "Other");
-    EXPECT_EQ(id(0, 0, property::active_book), book);
-    EXPECT_EQ(set_id(0, 0, property::active_book, other), ok);
-    EXPECT_EQ(id(0, 0, property::active_book), other);
-    EXPECT_EQ(set_id(0, 0, property::active_book, reference[0]), bad_value);
-    EXPECT_EQ(set_id(0, other, property::selected_component, reference[0]), bad_value);
-    EXPECT_EQ(status(api_vq_set_int_1{}, {0, 0, key(property::language), 3}), not_permitted);
-    EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, reference[0], key(property::moved)}),
-              not_permitted);
-
+    const UIntT other = V_ApiNewNamedObject(0, V_type_book, "Other");
+    EXPECT_CALL(ok, book, V_ApiGetId(0, 0, V_prop_active_book));
+    EXPECT_STATUS(ok, V_ApiSetId(0, 0, V_prop_active_book, other));
+    EXPECT_CALL(ok, other, V_ApiGetId(0, 0, V_prop_active_book));
+    EXPECT_STATUS(bad_value, V_ApiSetId(0, 0, V_prop_active_book, reference[0]));
+    EXPECT_STATUS(bad_value, V_ApiSetId(0, other, V_prop_selected_component, reference[0]));
+    EXPECT_STATUS(not_permitted, V_ApiSetInt(0, 0, V_prop_language, 3));
+    EXPECT_THROW(model.remove_property(book, reference[0], PropertyKey(property::moved)),
+                 StatusError);
     model.set_dialog_encoding("VeltRoman");
-    Answered<api_vq_get_string_1> encoding(context, {0, 0, key(property::dialog_encoding)});
-    EXPECT_STREQ(encoding->result, "VeltRoman");
+    EXPECT_CALL(ok, "VeltRoman", V_ApiGetString(0, 0, V_prop_dialog_encoding));
 
-    Answered<api_vq_get_props_1> all(context, {book, reference[0]});
-    ASSERT_EQ(all->status, ok);
-    ASSERT_EQ(all->params.len, 5u);
-    EXPECT_EQ(all->params.val[1].propIdent.num, property::next_component);
-    EXPECT_EQ(all->params.val[1].propVal.u.intVal, static_cast<IntT>(reference[1]));
+    V_PropValsT all = V_ApiGetProps(book, reference[0]);
+    ASSERT_EQ(all.len, 5u);
+    EXPECT_EQ(tell(all.val[1]),
+              tell(property_of(V_prop_next_component,
+                               integer(static_cast<IntT>(reference[1]), V_kind_id))));
+    V_ApiDeallocatePropVals(&all);
 }
 
 // Values of every kind, each with its lists and options empty and not.
@@ -220,162 +153,172 @@ private:
     std::vector<V_TypedValT> values;
 };
 
-V_TypedValT integer(IntT value)
-{
-    V_TypedValT made{kind::integer, {}};
-    made.u.intVal = value;
-    return made;
-}
-
 TEST_F(ModelRules, EveryKindByNumberAndByName)
 {
     make_book(1);
     const UIntT component = reference[0];
-    for (const V_PropIdentT name : {key(100), V_PropIdentT{0, str("k")}}) {
-        for (const V_TypedValT &value : Samples()) {
-            EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, name, value}), ok);
-            Answered<api_vq_get_val_1> got(context, {book, component, name});
-            EXPECT_EQ(got->status, ok);
-            EXPECT_EQ(tell(got->typedVal), tell(value));
-
-            // The kind stays; the value of another is refused and changes nothing.
-            V_TypedValT other = integer(3);
-            other.valType += value.valType == kind::integer;
-            EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, name, other}), wrong_kind);
-            Answered<api_vq_get_prop_1> kept(context, {book, component, name});
-            EXPECT_EQ(tell(kept->propVal), tell(V_PropValT{name, value}));
-
-            EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, component, name}), ok);
-            EXPECT_EQ(status(api_vq_delete_prop_1{}, {book, component, name}), no_such_property);
-        }
+    for (const V_TypedValT &value : Samples()) {
+        const IntT number = 100 + value.valType;
+        const V_PropValT named{{0, str("k")}, value};
+        V_TypedValT other = integer(3);
+        other.valType += value.valType == V_kind_integer;
+        const V_PropValT other_named{{0, str("k")}, other};
+        EXPECT_STATUS(ok, V_ApiSetVal(book, component, number, &value));
+        EXPECT_STATUS(ok, V_ApiSetPropVal(book, component, &named));
+        // The kind stays; the value of another is refused and changes nothing.
+        EXPECT_STATUS(wrong_kind, V_ApiSetVal(book, component, number, &other));
+        EXPECT_STATUS(wrong_kind, V_ApiSetPropVal(book, component, &other_named));
+        EXPECT_CALL(ok, value, V_ApiGetVal(book, component, number));
+        EXPECT_CALL(ok, property_of(number, value), V_ApiGetPropVal(book, component, number));
+        const std::string all = outcome([&] { return V_ApiGetProps(book, component); });
+        EXPECT_NE(all.find(tell(named)), all.npos) << all;
+        EXPECT_STATUS(ok, V_ApiDeletePropByName(book, component, "k"));
+        EXPECT_STATUS(no_such_property, V_ApiDeletePropByName(book, component, "k"));
+        model.remove_property(book, component, PropertyKey(number));
     }
-    for (IntT unknown : {0, 20, -1})
-        EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, key(100), {unknown, {}}}),
-                  wrong_kind);
-    EXPECT_EQ(status(api_vq_set_val_1{}, {book, component, key(0), integer(1)}), no_such_property);
+    const V_TypedValT one = integer(1);
+    EXPECT_STATUS(no_such_property, V_ApiSetVal(book, component, 0, &one));
 }
 
-// Each pair of typed calls reads what it wrote, and only the calls of that kind do.
-TEST_F(ModelRules, EveryTypedGetterAgainstEveryKind)
+template <class T>
+auto passed(const T &value)
+{
+    if constexpr (std::is_scalar_v<T>)
+        return value;
+    else
+        return &value;
+}
+
+// Each pair of typed calls reads and writes values of its kind, and only those.
+TEST_F(ModelRules, EveryTypedCallAgainstEveryKind)
 {
     make_book(1);
-    const UIntT component = reference[0];
+    const UIntT c = reference[0];
     for (const V_TypedValT &value : Samples()) {
-        const V_PropIdentT name = key(100 + value.valType);
-        ASSERT_EQ(status(api_vq_set_val_1{}, {book, component, name, value}), ok);
-        const bool absent = value.valType == kind::element_range && !value.u.elemRangeVal;
-#define GETS(stub, kind, field)                                                                    \
-    {                                                                                              \
-        Answered<stub> got(context, {book, component, name});                                      \
-        const bool fits = value.valType == (kind);                                                 \
-        EXPECT_EQ(got->status, fits ? ok : wrong_kind) << #stub << value.valType;                  \
-        if (fits && !absent) {                                                                     \
-            EXPECT_NE(tell(value).find(tell(got->field)), std::string::npos) << #stub;             \
-        }                                                                                          \
+        const IntT from = 100 + value.valType, to = 200;
+        EXPECT_STATUS(ok, V_ApiSetVal(book, c, from, &value));
+        const auto pair = [&](IntT of_kind, auto get, auto set) {
+            VA_errno = 0;
+            auto got = get(from);
+            const IntT status = value.valType == of_kind ? ok : wrong_kind;
+            EXPECT_EQ(VA_errno, status) << of_kind << ' ' << value.valType;
+            EXPECT_STATUS(status, set(status == ok ? to : from, passed(got)));
+            if (status == ok) {
+                if (of_kind != V_kind_element_range || value.u.elemRangeVal) // else it is zero now
+                    EXPECT_CALL(ok, value, V_ApiGetVal(book, c, to));
+                model.remove_property(book, c, PropertyKey(to));
+            }
+            velt::release(got);
+        };
+#define PAIR(kind, name)                                                                           \
+    pair(                                                                                          \
+        kind, [&](IntT number) { return V_ApiGet##name(book, c, number); },                        \
+        [&](IntT number, auto given) { V_ApiSet##name(book, c, number, given); })
+        PAIR(V_kind_integer, Int);
+        PAIR(V_kind_metric, Metric);
+        PAIR(V_kind_string, String);
+        PAIR(V_kind_id, Id);
+        PAIR(V_kind_metrics, Metrics);
+        PAIR(V_kind_strings, Strings);
+        PAIR(V_kind_points, Points);
+        PAIR(V_kind_tabs, Tabs);
+        PAIR(V_kind_text_location, TextLoc);
+        PAIR(V_kind_text_range, TextRange);
+        PAIR(V_kind_integers, Ints);
+        PAIR(V_kind_element_range, ElementRange);
+        EXPECT_CALL(ok, value, V_ApiGetVal(book, c, from));
     }
-        /* clang-format off */
-        GETS(api_vq_get_int_1, 1, result)
-        GETS(api_vq_get_id_1, 4, result)
-        GETS(api_vq_get_metric_1, 2, result)
-        GETS(api_vq_get_string_1, 3, result)
-        GETS(api_vq_get_strings_1, 6, strings)
-        GETS(api_vq_get_metrics_1, 5, metrics)
-        GETS(api_vq_get_ints_1, 13, ints)
-        GETS(api_vq_get_points_1, 7, points)
-        GETS(api_vq_get_tabs_1, 8, tabs)
-        GETS(api_vq_get_ubytes_1, 14, ubytes)
-        GETS(api_vq_get_textloc_1, 9, textLoc)
-        GETS(api_vq_get_textrange_1, 10, textRange)
-        GETS(api_vq_get_element_catalog_1, 12, catalog)
-        GETS(api_vq_get_attribute_defs_1, 17, attrDefs)
-        GETS(api_vq_get_attributes_1, 18, attrs)
-        GETS(api_vq_get_element_range_1, 19, elemRange)
-        /* clang-format on */
-    }
-    Answered<api_vq_get_int_1> missing(context, {book, component, key(9999)});
-    EXPECT_EQ(missing->status, no_such_property);
-    V_ElementRangeT range{{9, 8, 7}, {6, 5, 4}};
-    EXPECT_EQ(status(api_vq_set_element_range_1{}, {book, component, key(119), range}), ok);
-    Answered<api_vq_get_element_range_1> got(context, {book, component, key(119)});
-    EXPECT_EQ(tell(got->elemRange), tell(range));
-    EXPECT_EQ(status(api_vq_set_metric_1{}, {book, component, key(102), -5}), ok);
-    EXPECT_EQ(status(api_vq_set_metric_1{}, {book, component, key(101), -5}), wrong_kind);
+}
+
+// These calls choose the number, or take a name.
+TEST_F(ModelRules, TypedCallsOfPropertiesThatTheyName)
+{
+    make_book(1);
+    const UIntT c = reference[0];
+    auto bytes = sample<V_UBytesT>(7);
+    auto definitions = sample<V_AttributeDefsT>(7);
+    auto attributes = sample<V_AttributesT>(7);
+    auto catalog = sample<V_ElementCatalogEntriesT>(7);
+    EXPECT_STATUS(ok, V_ApiSetUBytesByName(book, c, "b", &bytes));
+    EXPECT_CALL(ok, bytes, V_ApiGetUBytesByName(book, c, "b"));
+    EXPECT_STATUS(ok, V_ApiSetAttributeDefs(book, c, &definitions));
+    EXPECT_CALL(ok, definitions, V_ApiGetAttributeDefs(book, c));
+    EXPECT_STATUS(ok, V_ApiSetAttributes(book, c, &attributes));
+    EXPECT_CALL(ok, attributes, V_ApiGetAttributes(book, c));
+    EXPECT_STATUS(ok, V_ApiSetIntByName(book, c, "i", -2));
+    EXPECT_CALL(ok, -2, V_ApiGetIntByName(book, c, "i"));
+    EXPECT_CALL(wrong_kind, 0, V_ApiGetMetricByName(book, c, "i"));
+    EXPECT_CALL(no_such_property, "[] ", V_ApiGetUBytesByName(book, c, "none"));
+    V_TypedValT value{V_kind_element_catalog, {}};
+    value.u.catalogVal = catalog;
+    const UIntT doc = model.create_document("");
+    EXPECT_STATUS(ok, V_ApiSetVal(doc, doc, V_prop_element_catalog, &value));
+    EXPECT_CALL(ok, catalog, V_ApiGetElementCatalog(doc));
+    velt::release(bytes);
+    velt::release(definitions);
+    velt::release(attributes);
+    velt::release(catalog);
 }
 
 TEST_F(ModelRules, ListsOfPropertiesAreWrittenWholeOrNotAtAll)
 {
     make_book(2);
-    const auto typed = [](IntT kind, IntT value) { return Value::integer(value, kind).get(); };
-    const Value taken = Value::string("c1"), free = Value::string("new");
-    const auto first = static_cast<IntT>(reference[0]), second = static_cast<IntT>(reference[1]);
-    const struct {
-        V_PropValT last;
-        IntT status;
-    } cases[] = {{{key(property::next_component), integer(second)}, wrong_kind},
-                 {{key(property::next_component), typed(kind::id, first)}, bad_value},
-                 {{key(property::document), typed(kind::id, 0)}, not_permitted},
-                 {{key(property::name), taken.get()}, bad_value},
-                 {{key(200), typed(kind::metric, 1)}, wrong_kind},
-                 {{key(0), integer(1)}, no_such_property},
-                 {{key(201), integer(1)}, ok}};
-    for (const auto &[last, expected] : cases) {
-        V_PropValT list[] = {{key(200), integer(1001)},
-                             {key(property::name), free.get()},
-                             {key(property::previous_component), typed(kind::id, second)},
-                             last};
-        EXPECT_EQ(status(api_vq_set_props_1{}, {book, reference[0], {4, list}}), expected);
-        if (expected == ok)
+    const UIntT moved = reference[0];
+    const auto id = [](UIntT of) { return integer(static_cast<IntT>(of), V_kind_id); };
+    const std::pair<V_PropValT, IntT> cases[] = {
+        {property_of(V_prop_next_component, integer(1)), wrong_kind},
+        {property_of(V_prop_next_component, id(moved)), bad_value},
+        {property_of(V_prop_document, id(0)), not_permitted},
+        {property_of(V_prop_name, string("c1")), bad_value},
+        {property_of(200, integer(1, V_kind_metric)), wrong_kind},
+        {property_of(0, integer(1)), no_such_property},
+        {property_of(201, integer(1)), ok}};
+    for (const auto &each : cases) {
+        std::vector<V_PropValT> all{
+            property_of(200, integer(1001)), property_of(V_prop_name, string("new")),
+            property_of(V_prop_previous_component, id(reference[1])), each.first};
+        const V_PropValsT list = list_of(all);
+        EXPECT_STATUS(each.second, V_ApiSetProps(book, moved, &list));
+        if (each.second == ok)
             std::swap(reference[0], reference[1]);
         check_order();
-        const auto moved = static_cast<UIntT>(first);
-        EXPECT_EQ(model.at(moved).name, expected == ok ? "new" : "c0");
-        EXPECT_EQ(model.at(moved).properties.contains(PropertyKey(200)), expected == ok);
+        EXPECT_EQ(model.at(moved).name, each.second == ok ? "new" : "c0");
+        EXPECT_STATUS(each.second == ok ? ok : no_such_property, V_ApiGetInt(book, moved, 200));
     }
-    EXPECT_EQ(status(api_vq_set_props_1{}, {book, 999, {0, nullptr}}), no_such_object);
 }
 
 TEST_F(ModelRules, ObjectsAreFoundAndMade)
 {
     make_book(2);
-    constexpr IntT component = object_type::component;
-    const IntT third = object(api_vq_new_named_object_1{}, {book, component, str("third")});
-    ASSERT_GT(third, 0);
-    const auto third_id = static_cast<UIntT>(third);
-    reference.push_back(third_id);
+    constexpr IntT component = V_type_component;
+    const UIntT third = V_ApiNewNamedObject(book, component, "third");
+    reference.push_back(third);
     for (std::ptrdiff_t i : {0, 1}) // first, then behind that one
         reference.insert(reference.begin() + i,
-                         static_cast<UIntT>(object(api_vq_new_series_object_1{},
-                                                   {book, component, i ? reference[0] : 0})));
+                         V_ApiNewSeriesObject(book, component, i ? reference[0] : 0));
     check_order();
 
-    EXPECT_EQ(object(api_vq_new_named_object_1{}, {book, component, str("third")}), bad_value);
-    EXPECT_EQ(object(api_vq_new_named_object_1{}, {0, component, str("x")}), no_such_document);
-    EXPECT_EQ(object(api_vq_new_named_object_1{}, {book, object_type::session, str("x")}),
-              bad_value);
-    EXPECT_EQ(object(api_vq_get_named_object_1{}, {book, component, str("third")}), third);
-    EXPECT_EQ(object(api_vq_get_named_object_1{}, {book, 77, str("third")}), no_such_object);
-    EXPECT_EQ(object(api_vq_get_named_object_1{}, {888, 77, str("third")}), no_such_document);
-    EXPECT_EQ(object(api_vq_get_unique_object_1{}, {book, component, third}), third);
-    EXPECT_EQ(object(api_vq_get_unique_object_1{}, {book, 77, third}), no_such_object);
+    EXPECT_CALL(bad_value, 0, V_ApiNewNamedObject(book, component, "third"));
+    EXPECT_CALL(no_such_document, 0, V_ApiNewNamedObject(0, component, "x"));
+    EXPECT_CALL(bad_value, 0, V_ApiNewNamedObject(book, V_type_session, "x"));
+    EXPECT_CALL(ok, third, V_ApiGetNamedObject(book, component, "third"));
+    EXPECT_CALL(no_such_object, 0, V_ApiGetNamedObject(book, 77, "third"));
+    EXPECT_CALL(ok, third, V_ApiGetUniqueObject(book, component, static_cast<IntT>(third)));
+    EXPECT_CALL(no_such_object, 0, V_ApiGetUniqueObject(book, 77, static_cast<IntT>(third)));
 
     // A document itself is (doc, doc), also for what is written into it and made in it.
     const UIntT doc = model.create_document("");
-    V_TypedValT catalog{kind::element_catalog, {}};
-    EXPECT_EQ(status(api_vq_set_val_1{}, {doc, doc, key(V_prop_element_catalog), catalog}), ok);
+    const UIntT flow = V_ApiNewSubObject(doc, doc, V_type_flow);
+    EXPECT_EQ(model.members(doc).back(), flow);
     EXPECT_TRUE(model.changed(doc));
-    Answered<api_vq_get_element_catalog_1> got(context, {doc, doc, key(V_prop_element_catalog)});
-    EXPECT_EQ(got->status, ok);
-    const IntT flow = object(api_vq_new_sub_object_1{}, {doc, doc, object_type::flow});
-    EXPECT_EQ(model.members(doc).back(), static_cast<UIntT>(flow));
-    EXPECT_EQ(status(api_vq_delete_1{}, {doc, doc}), not_permitted);
+    EXPECT_STATUS(not_permitted, V_ApiDelete(doc, doc));
 
     // What is inside goes with it.
-    const auto frame =
-        static_cast<UIntT>(object(api_vq_new_graphic_object_1{}, {book, 77, third_id}));
-    const IntT inner = object(api_vq_new_sub_object_1{}, {book, frame, 78});
-    ASSERT_GT(inner, 0);
-    EXPECT_EQ(status(api_vq_delete_1{}, {book, third_id}), ok);
-    EXPECT_EQ(status(api_vq_object_valid_1{}, {book, static_cast<UIntT>(inner)}), no_such_object);
+    const UIntT frame = V_ApiNewGraphicObject(book, 77, third);
+    const UIntT inner = V_ApiNewSubObject(book, frame, 78);
+    EXPECT_CALL(ok, 1, V_ApiObjectValid(book, inner));
+    EXPECT_CALL(ok, 0, V_ApiDelete(book, third));
+    EXPECT_CALL(no_such_object, 0, V_ApiObjectValid(book, inner));
 }
 
 TEST_F(ModelRules, NamesLeadToTheOldestThatHasThem)
@@ -404,64 +347,54 @@ TEST_F(ModelRules, NamesLeadToTheOldestThatHasThem)
 
 TEST_F(ModelRules, MenusAndCommands)
 {
-    const UIntT menu = model.menu(book_context_menu);
-    EXPECT_EQ(object(api_vq_get_named_object_1{}, {0, 55, str("!BookContextMenu")}),
-              static_cast<IntT>(menu));
-
-    const IntT command =
-        object(api_vq_define_and_add_command_1{}, {1, menu, str("Go"), str("Go there"), str("!x")});
-    EXPECT_EQ(
-        object(api_vq_define_and_add_command_1{}, {5, menu, str("Go"), str("Gehen"), str("")}),
-        command);
-    const auto command_id = static_cast<UIntT>(command);
-    EXPECT_EQ(model.at(command_id).label, "Gehen");
-    EXPECT_EQ(model.at(command_id).command, 5);
-    EXPECT_EQ(model.at(menu).items, std::vector<UIntT>{command_id});
-    client.number = 2;
-    const auto other =
-        static_cast<UIntT>(object(api_vq_define_command_1{}, {1, str("Go"), str("Go"), str("!g")}));
-    EXPECT_NE(other, command_id);
+    const UIntT menu = model.menu(book_context_menu), bar = model.menu(menu_bar);
+    EXPECT_CALL(ok, menu, V_ApiGetNamedObject(0, V_type_menu, "!BookContextMenu"));
+    const UIntT command = V_ApiDefineAndAddCommand(1, menu, "Go", "Go there", "!x");
+    EXPECT_CALL(ok, command, V_ApiDefineAndAddCommand(5, menu, "Go", "Gehen", ""));
+    EXPECT_EQ(model.at(command).label, "Gehen");
+    EXPECT_EQ(model.at(command).command, 5);
+    EXPECT_EQ(model.at(menu).items, std::vector<UIntT>{command});
+    calls.client.number = 2;
+    const UIntT other = V_ApiDefineCommand(1, "Go", "Go", "!g");
+    EXPECT_NE(other, command);
     EXPECT_EQ(model.at(other).client, 2);
-    EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {str("!g")}), 1);
-    EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {str("")}), 0);
+    EXPECT_CALL(ok, 1, V_ApiShortcutExists("!g"));
+    EXPECT_CALL(ok, 0, V_ApiShortcutExists(""));
 
     // Refused before anything is defined.
-    EXPECT_EQ(
-        object(api_vq_define_and_add_command_1{}, {1, other, str("New"), str("New"), str("")}),
-        wrong_kind);
-    EXPECT_EQ(object(api_vq_define_and_add_menu_1{}, {4711, str("M"), str("M")}), no_such_object);
-    EXPECT_FALSE(model.find(0, object_type::command, "New"));
-    EXPECT_FALSE(model.find(0, object_type::menu, "M"));
+    EXPECT_CALL(wrong_kind, 0, V_ApiDefineAndAddCommand(1, other, "New", "New", ""));
+    EXPECT_CALL(no_such_object, 0, V_ApiDefineAndAddMenu(4711, "M", "M"));
+    EXPECT_CALL(no_such_object, no_such_object, V_ApiAddCommand(1, "M", "New", "New", ""));
+    EXPECT_FALSE(model.find(0, V_type_command, "New"));
+    EXPECT_FALSE(model.find(0, V_type_menu, "M"));
 
-    EXPECT_EQ(status(api_vq_add_menu_1{}, {str("!MenuBar"), str("Tools"), str("Tools")}), ok);
-    EXPECT_EQ(status(api_vq_menu_exists_1{}, {str("Tools")}), 1);
-    EXPECT_EQ(status(api_vq_menu_exists_1{}, {str("None")}), 0);
-    const UIntT tools = model.menu("Tools"), bar = model.menu(menu_bar);
-    EXPECT_EQ(status(api_vq_add_command_to_menu_1{}, {tools, other}), ok);
-    EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {tools, bar}), bad_value) << "no end";
-    EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {tools, tools}), bad_value);
-    EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {bar, other}), wrong_kind);
-    EXPECT_EQ(object(api_vq_menu_item_in_menu_1{}, {bar, other, 0}), no_such_object);
-    EXPECT_EQ(object(api_vq_menu_item_in_menu_1{}, {bar, other, 1}), static_cast<IntT>(other));
-    EXPECT_EQ(status(api_vq_remove_menu_1{}, {str("!MenuBar"), str("Tools")}), ok);
-    EXPECT_EQ(status(api_vq_remove_menu_1{}, {str("!MenuBar"), str("Tools")}), no_such_object);
-    EXPECT_EQ(status(api_vq_add_menu_to_menu_1{}, {menu, tools}), ok);
-    EXPECT_EQ(status(api_vq_delete_1{}, {0, tools}), ok);
-    EXPECT_EQ(status(api_vq_delete_1{}, {0, other}), ok);
-    EXPECT_EQ(status(api_vq_shortcut_exists_1{}, {str("!g")}), 0);
-    EXPECT_EQ(model.at(menu).items, std::vector<UIntT>{command_id});
-    EXPECT_EQ(status(api_vq_delete_1{}, {0, command_id}), ok);
+    EXPECT_CALL(ok, 0, V_ApiAddMenu("!MenuBar", "Tools", "Tools"));
+    EXPECT_CALL(ok, 1, V_ApiMenuExists("Tools"));
+    EXPECT_CALL(ok, 0, V_ApiMenuExists("None"));
+    EXPECT_CALL(ok, 0, V_ApiAddCommand(8, "Tools", "Run", "Run", ""));
+    const UIntT tools = model.menu("Tools"), run = model.at(tools).items.at(0);
+    EXPECT_EQ(model.at(run).command, 8);
+    const UIntT more = V_ApiDefineMenu("More", "More...");
+    EXPECT_EQ(model.at(more).label, "More...");
+    EXPECT_CALL(bad_value, 0, V_ApiDefineMenu("More", ""));
+    const UIntT last = V_ApiDefineAndAddMenu(more, "Last", "");
+    EXPECT_EQ(model.at(more).items, std::vector<UIntT>{last});
+    EXPECT_CALL(ok, 0, V_ApiAddCommandToMenu(tools, other));
+    EXPECT_CALL(wrong_kind, wrong_kind, V_ApiAddCommandToMenu(tools, bar));
+    EXPECT_CALL(bad_value, bad_value, V_ApiAddMenuToMenu(tools, bar));
+    EXPECT_CALL(bad_value, bad_value, V_ApiAddMenuToMenu(tools, tools));
+    EXPECT_CALL(wrong_kind, wrong_kind, V_ApiAddMenuToMenu(bar, other));
+    EXPECT_CALL(no_such_object, 0, V_ApiMenuItemInMenu(bar, other, 0));
+    EXPECT_CALL(ok, other, V_ApiMenuItemInMenu(bar, other, 1));
+    EXPECT_CALL(ok, 0, V_ApiRemoveMenu("!MenuBar", "Tools"));
+    EXPECT_CALL(no_such_object, no_such_object, V_ApiRemoveMenu("!MenuBar", "Tools"));
+    EXPECT_CALL(ok, 0, V_ApiAddMenuToMenu(menu, tools));
+    EXPECT_CALL(ok, 0, V_ApiDelete(0, tools));
+    EXPECT_CALL(ok, 0, V_ApiDelete(0, other));
+    EXPECT_CALL(ok, 0, V_ApiShortcutExists("!g"));
+    EXPECT_EQ(model.at(menu).items, std::vector<UIntT>{command});
+    EXPECT_CALL(ok, 0, V_ApiDelete(0, command));
     EXPECT_TRUE(model.at(menu).items.empty());
-}
-
-TEST_F(ModelRules, NotificationsAndAlerts)
-{
-    EXPECT_EQ(status(api_vq_notification_1{}, {7, 1}), ok);
-    EXPECT_TRUE(model.subscribed(1, 7));
-    EXPECT_FALSE(model.subscribed(2, 7));
-    EXPECT_EQ(status(api_vq_notification_1{}, {7, 0}), ok);
-    EXPECT_FALSE(model.subscribed(1, 7));
-    EXPECT_EQ(status(api_vq_alert_1{}, {str("Sure?"), 2}), 42);
 }
 
 } // namespace

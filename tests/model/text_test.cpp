@@ -1,11 +1,8 @@
 // The text of documents beside a model of it that is one string with marks.
 
-#include "api/samples.h"
-
 #include <random>
 
-#include "apilib/wire/memory.h"
-#include "host/answers/answers.h"
+#include "support/host_in_process.h"
 #include "velt/vde/strings.h"
 
 namespace velt::host
@@ -13,14 +10,7 @@ namespace velt::host
 namespace
 {
 
-Value location(const V_TextLocT &place)
-{
-    V_TypedValT value{kind::text_location, {}};
-    value.u.textLocVal = place;
-    return Value(value);
-}
-
-const PropertyKey mark_key(500), range_key(501), style(502);
+constexpr IntT marked_place = 500, marked_range = 501, style = 502;
 
 // A character, or "\n" for the end of a paragraph, and the value of its property, 0 for none.
 struct Character {
@@ -29,10 +19,9 @@ struct Character {
     bool operator==(const Character &) const = default;
 };
 
-class Texts : public testing::TestWithParam<IntT>
+class Texts : public HostInProcess, public testing::WithParamInterface<IntT>
 {
 protected:
-    Model model;
     UIntT doc = 0;
     std::mt19937 random{1};
     std::vector<Character> flat;
@@ -41,7 +30,7 @@ protected:
     Texts()
     {
         model.set_language(GetParam());
-        doc = model.create_document("");
+        doc = V_ApiCustomDoc(0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
     }
     std::size_t any(std::size_t end) { return random() % end; }
     std::string any_text(std::size_t longest)
@@ -103,7 +92,8 @@ protected:
     }
     void fill(const std::string &text)
     {
-        model.add_text(doc, at(0), text);
+        const V_TextLocT begin = at(0);
+        V_ApiAddText(doc, &begin, text.c_str());
         flat = split(text);
     }
 };
@@ -113,15 +103,13 @@ INSTANTIATE_TEST_SUITE_P(Languages, Texts,
 TEST_P(Texts, EditsKeepEverythingRight)
 {
     // Marks of the selection, of a place, of a range; then of anchored objects.
-    const UIntT object = model.create(doc, 77, "");
+    const UIntT object = V_ApiNewNamedObject(doc, 77, "");
     std::vector<std::size_t> marks(5);
     std::map<UIntT, std::size_t> anchored;
     std::multiset<std::size_t> clipped; // the places of objects in what the clipboard holds
     const auto write_marks = [&](const V_TextRangeT &range) {
-        V_TypedValT value{kind::text_range, {}};
-        value.u.textRangeVal = range;
-        model.set(doc, object, range_key, value);
-        model.set(doc, object, mark_key, location(range.end).get());
+        V_ApiSetTextRange(doc, object, marked_range, &range);
+        V_ApiSetTextLoc(doc, object, marked_place, &range.end);
     };
     write_marks({at(0), at(0)});
     const auto edit = [&](std::size_t beg, std::size_t end, std::vector<Character> text) {
@@ -154,38 +142,35 @@ TEST_P(Texts, EditsKeepEverythingRight)
         case 0:
         case 1:
             range.end = range.beg;
-            EXPECT_EQ(place(model.add_text(doc, range.beg, text)), beg + split(text).size());
+            EXPECT_EQ(place(V_ApiAddText(doc, &range.beg, text.c_str())), beg + split(text).size());
             edit(beg, beg, split(text, style_for(beg)));
             break;
         case 2:
-            model.remove_text(doc, range);
+            EXPECT_CALL(ok, 0, V_ApiDeleteText(doc, &range));
             edit(beg, end, {});
             break;
-        case 3: {
-            const auto changed = split(text, style_for(beg));
-            EXPECT_EQ(place(model.replace_text(doc, range, text)), beg + changed.size());
-            edit(beg, end, changed);
+        case 3:
+            EXPECT_CALL(ok, 0, V_ApiReplaceText(doc, &range, text.c_str()));
+            edit(beg, end, split(text, style_for(beg)));
             break;
-        }
-        case 4: {
+        case 4:
             write_marks(range);
             marks[2] = marks[4] = end;
             marks[3] = beg;
             break;
-        }
         case 5: {
-            const IntT number = static_cast<IntT>(any(3)) + 1;
-            model.set_text_properties(doc, range, {{style, Value::integer(number)}});
+            const V_TypedValT number = integer(static_cast<IntT>(any(3)) + 1);
+            V_ApiSetTextVal(doc, &range, style, &number);
             for (std::size_t i = beg; i < end; i++)
                 if (flat[i].bytes != "\n")
-                    flat[i].style = number;
+                    flat[i].style = number.u.intVal;
             break;
         }
         case 6:
-            anchored[model.create_anchored(doc, 78, range.beg)] = beg;
+            anchored[V_ApiNewAnchoredObject(doc, 78, &range.beg)] = beg;
             break;
         case 7:
-            model.select_text(doc, range);
+            EXPECT_CALL(ok, 0, V_ApiScrollToText(doc, &range));
             marks[0] = beg;
             marks[1] = end;
             if (beg == end)
@@ -193,17 +178,22 @@ TEST_P(Texts, EditsKeepEverythingRight)
             clipboard.assign(flat.begin() + static_cast<std::ptrdiff_t>(beg),
                              flat.begin() + static_cast<std::ptrdiff_t>(end));
             clipped.clear();
-            for (const auto &[id, mark] : anchored)
-                if (beg <= mark && mark < end)
-                    clipped.insert(mark - beg);
-            any(2) ? model.copy(doc) : (edit(beg, end, {}), (void)model.cut(doc));
+            for (const auto &[id, where] : anchored)
+                if (beg <= where && where < end)
+                    clipped.insert(where - beg);
+            if (any(2)) {
+                EXPECT_CALL(ok, 0, V_ApiCopy(doc, 0));
+            } else {
+                EXPECT_CALL(ok, 0, V_ApiCut(doc, 0));
+                edit(beg, end, {});
+            }
             break;
         case 8: {
             std::multiset<std::size_t> pasted;
             if (clipboard.empty() || flat.size() > 200)
                 break;
             beg = marks[0];
-            model.paste(doc);
+            EXPECT_CALL(ok, 0, V_ApiPaste(doc, 0));
             edit(beg, marks[1], clipboard);
             marks[0] = marks[1] = beg + clipboard.size();
             for (const TextItem &each : model.text_items(doc, doc, V_select_anchor))
@@ -232,8 +222,7 @@ TEST_P(Texts, EditsKeepEverythingRight)
             std::vector<std::vector<Character>> lines(1);
             for (const Character &each : flat)
                 each.bytes == "\n" ? (void)lines.emplace_back() : lines.back().push_back(each);
-            model.set(doc, order[from], PropertyKey(property::next_paragraph),
-                      Value::id(order[to]).get());
+            V_ApiSetId(doc, order[from], V_prop_next_paragraph, order[to]);
             const auto line = lines[from];
             lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(from));
             lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(to - (from < to)), line);
@@ -261,24 +250,24 @@ TEST_P(Texts, EditsKeepEverythingRight)
             for (Character &one : split(model.at(each).text)) {
                 now.push_back(one);
                 const V_TextLocT here{each, at(now.size() - 1).offset};
-                const Properties all = model.text_properties(doc, here);
-                now.back().style = all.empty() ? 0 : all.at(style).get().u.intVal;
+                now.back().style = V_ApiGetTextVal(doc, &here, style).u.intVal;
             }
         }
         ASSERT_EQ(now, flat) << step;
         std::vector<std::size_t> found{place(model.selection(doc).beg),
                                        place(model.selection(doc).end)};
-        found.push_back(place(model.get(doc, object, mark_key).get().u.textLocVal));
-        found.push_back(place(model.get(doc, object, range_key).get().u.textRangeVal.beg));
-        found.push_back(place(model.get(doc, object, range_key).get().u.textRangeVal.end));
+        const auto [from, to] = V_ApiGetTextRange(doc, object, marked_range);
+        for (const V_TextLocT &each : {V_ApiGetTextLoc(doc, object, marked_place), from, to})
+            found.push_back(place(each));
         ASSERT_EQ(found, marks) << step;
         std::map<UIntT, std::size_t> objects;
-        for (const TextItem &each : model.text_items(doc, doc, V_select_anchor)) {
-            const auto id = static_cast<UIntT>(each.value);
-            objects[id] =
-                place(model.get(doc, id, PropertyKey(property::anchor)).get().u.textLocVal);
-            EXPECT_EQ(objects[id], static_cast<std::size_t>(each.offset));
+        TextItemsT items = V_ApiGetText(doc, doc, V_select_anchor);
+        for (UIntT i = 0; i < items.len; i++) {
+            const auto id = static_cast<UIntT>(items.val[i].u.value);
+            objects[id] = place(V_ApiGetTextLoc(doc, id, V_prop_anchor));
+            EXPECT_EQ(objects[id], static_cast<std::size_t>(items.val[i].offset));
         }
+        V_ApiDeallocateTextItems(&items);
         ASSERT_EQ(objects, anchored) << step;
     }
     EXPECT_TRUE(model.changed(doc));
@@ -294,193 +283,155 @@ TEST_P(Texts, FindsWhatANaiveSearchFinds)
     const auto of_word = [&](std::size_t i) {
         return i < flat.size() && flat[i].bytes != " " && flat[i].bytes != "\n";
     };
-    const auto outcome = [&](const V_TextLocT &from, const FindOptions &options) -> IntT {
-        try {
-            return static_cast<IntT>(place(model.find_text(doc, from, options).beg));
-        } catch (const StatusError &error) {
-            return error.status();
-        }
-    };
     for (int step = 0; step < 400; step++) {
         doc = model.create_document("");
         fill(any_text(40));
-        const UIntT flow = model.create(doc, object_type::flow, "");
+        const UIntT flow = V_ApiNewNamedObject(doc, V_type_flow, "");
         const std::string more = any_text(10);
-        model.add_text(doc, {model.at(flow).first, 0}, more);
+        const V_TextLocT there{V_ApiGetId(doc, flow, V_prop_first_paragraph), 0};
+        V_ApiAddText(doc, &there, more.c_str());
         flat.push_back({"\n", 0});
         for (const Character &each : split(more))
             flat.push_back(each);
-        FindOptions options{.text = any_text(3)};
-        const auto wanted = split(options.text);
+        const std::string text = any_text(3);
+        const auto wanted = split(text);
         const std::size_t from = any(flat.size() + 1);
-        for (unsigned bits = 0; bits < 16; bits++) {
-            options.backwards = bits & 1;
-            options.match_case = bits & 2;
-            options.whole_words = bits & 4;
-            options.wrap = bits & 8;
+        const V_TextLocT start = at(from);
+        for (IntT bits = 0; bits < 16; bits++) {
+            const bool backwards = bits & 1, match_case = bits & 2, whole_words = bits & 4;
+            const bool wrap = bits & 8;
+            std::vector<V_PropValT> options{property_of(V_find_text, string(text.c_str())),
+                                            property_of(V_find_backwards, integer(bits & 1)),
+                                            property_of(V_find_case, integer(bits & 2)),
+                                            property_of(V_find_whole_words, integer(bits & 4)),
+                                            property_of(V_find_wrap, integer(bits & 8))};
+            const V_PropValsT list = list_of(options);
             std::vector<std::size_t> all;
             for (std::size_t i = 0; i + wanted.size() <= flat.size(); i++) {
-                bool fits = !wanted.empty() && options.text.find('\n') == options.text.npos;
+                bool fits = !wanted.empty() && text.find('\n') == text.npos;
                 for (std::size_t k = 0; fits && k < wanted.size(); k++)
-                    fits = same(flat[i + k], wanted[k], options.match_case);
-                if (fits && options.whole_words)
+                    fits = same(flat[i + k], wanted[k], match_case);
+                if (fits && whole_words)
                     fits = !of_word(i - 1) && !of_word(i + wanted.size());
                 if (fits)
                     all.push_back(i);
             }
             IntT expected = wanted.empty() ? bad_value : not_found;
-            if (options.backwards)
+            if (backwards)
                 std::ranges::reverse(all);
             auto first = std::ranges::find_if(all, [&](std::size_t i) {
-                return options.backwards ? i + wanted.size() <= from : i >= from;
+                return backwards ? i + wanted.size() <= from : i >= from;
             });
-            if (first == all.end() && options.wrap)
+            if (first == all.end() && wrap)
                 first = all.begin();
             if (first != all.end())
                 expected = static_cast<IntT>(*first);
-            ASSERT_EQ(outcome(at(from), options), expected) << step << ' ' << bits;
+            VA_errno = 0;
+            const std::size_t found = place(V_ApiFind(doc, &start, &list).beg);
+            ASSERT_EQ(VA_errno < 0 ? VA_errno : static_cast<IntT>(found), expected)
+                << step << ' ' << bits;
         }
     }
 }
 
-TEST_P(Texts, RefusalsChangeNothing)
+// An object that is anchored keeps its place; what is selected stays in order.
+TEST_P(Texts, PlacesOutliveTheirParagraphs)
 {
     fill("ab\nc");
     const UIntT first = paragraphs()[0], second = paragraphs()[1];
-    const UIntT flow = model.create(doc, object_type::flow, "other");
-    const UIntT foreign = model.at(model.at(model.create_document("")).first).first;
-    const UIntT book = model.create(0, object_type::book, "Book");
-    const V_TextLocT good{first, 0};
-    const V_TextRangeT all{good, {second, 1}};
-    model.set_text_properties(doc, all, {{style, Value::integer(1)}});
-    model.set_changed(doc, false);
-    const auto refused = [&](IntT status, auto action) {
-        try {
-            action();
-            ADD_FAILURE() << "not refused with " << status;
-        } catch (const StatusError &error) {
-            EXPECT_EQ(error.status(), status);
-        }
-    };
-    for (const V_TextLocT wrong : {V_TextLocT{first, -1},
-                                   {first, 3},
-                                   {second, INT32_MAX},
-                                   {foreign, 0},
-                                   {flow, 0},
-                                   {0, 0},
-                                   {4711, 0},
-                                   {doc, 0}}) {
-        refused(no_such_place, [&] { model.add_text(doc, wrong, "x"); });
-        refused(no_such_place, [&] { model.remove_text(doc, {good, wrong}); });
-        refused(no_such_place, [&] { model.select_text(doc, {wrong, wrong}); });
-        refused(no_such_place, [&] { model.create_anchored(doc, 77, wrong); });
-        refused(no_such_place, [&] { model.find_text(doc, wrong, {.text = "c"}); });
-    }
-    const V_TextLocT elsewhere{model.at(flow).first, 0};
-    for (const V_TextRangeT wrong : {V_TextRangeT{{first, 1}, good},
-                                     {{second, 0}, {first, 2}},
-                                     {good, elsewhere},
-                                     {elsewhere, good}})
-        refused(no_such_place, [&] { model.replace_text(doc, wrong, "x"); });
-    refused(wrong_kind, [&] { model.add_text(book, good, "x"); });
-    refused(no_such_document, [&] { model.add_text(0, good, "x"); });
-    refused(wrong_kind, [&] { model.create_anchored(doc, object_type::paragraph, good); });
-    refused(wrong_kind, [&] {
-        model.set_text_properties(doc, all, {{style, Value::string("x")}});
-    });
-    refused(nothing_selected, [&] { model.cut(doc); });
-    refused(nothing_selected, [&] { model.paste(doc); });
-    refused(nothing_selected, [&] { model.pop_clipboard(); });
-    refused(not_permitted, [&] { model.remove(0, doc); });
-    refused(not_permitted, [&] { model.remove(doc, elsewhere.objId); });
-    if (GetParam() == V_language_japanese)
-        refused(bad_value, [&] { model.add_text(doc, good, "x\x83"); });
-    EXPECT_FALSE(model.changed(doc));
-    EXPECT_EQ(model.at(first).text, "ab");
-
-    // An object that is anchored keeps its place; only the host writes it.
-    const UIntT object = model.create_anchored(doc, 77, {second, 1}, "Box");
-    const PropertyKey anchor(property::anchor);
+    const V_TextLocT begin{first, 0}, end{second, 1};
+    const V_TextRangeT all{begin, end};
+    const UIntT object = V_ApiNewAnchoredFormattedObject(doc, 77, "Box", &end);
     EXPECT_STREQ(model.get(doc, object, PropertyKey("Format")).get().u.stringVal, "Box");
-    refused(not_permitted, [&] { model.set(doc, object, anchor, location(good).get()); });
-    model.set(doc, object, mark_key, location({second, 1}).get());
-    model.select_text(doc, all);
-    model.remove(doc, second);
-    EXPECT_EQ(tell(model.selection(doc)), tell(V_TextRangeT{good, {first, 2}}));
-    refused(no_such_object, [&] { model.object(doc, object); });
-    const UIntT active = model.create_document("");
-    model.activate_document(active);
-    const UIntT component = model.create(book, object_type::component, "c");
-    model.attach(component, active);
-    model.close_document(active);
-    EXPECT_EQ(model.active_document(), 0u);
-    EXPECT_EQ(model.get(book, component, PropertyKey(property::document)).get().u.intVal, 0);
-    model.remove(doc, model.at(doc).first);
-    EXPECT_EQ(tell(model.selection(doc)), tell(V_TextRangeT{elsewhere, elsewhere}));
+    V_ApiSetTextLoc(doc, object, marked_place, &end);
+    V_ApiCenterOnText(doc, &all);
+    V_ApiSetId(doc, first, V_prop_previous_paragraph, second);
+    EXPECT_CALL(ok, (V_TextRangeT{end, begin}), V_ApiGetTextRange(0, doc, V_prop_selection));
+    V_ApiSetId(doc, first, V_prop_next_paragraph, second);
+    EXPECT_CALL(ok, 0, V_ApiDelete(doc, second));
+    EXPECT_CALL(ok, (V_TextRangeT{begin, {first, 2}}), V_ApiGetTextRange(0, doc, V_prop_selection));
+    EXPECT_CALL(no_such_object, 0, V_ApiObjectValid(doc, object));
+    const UIntT flow = V_ApiNewNamedObject(doc, V_type_flow, "");
+    const V_TextLocT elsewhere{V_ApiGetId(doc, flow, V_prop_first_paragraph), 0};
+    EXPECT_CALL(ok, 0, V_ApiDelete(doc, V_ApiGetId(0, doc, V_prop_first_flow)));
+    EXPECT_CALL(ok, (V_TextRangeT{elsewhere, elsewhere}),
+                V_ApiGetTextRange(0, doc, V_prop_selection));
 }
 
-struct NobodyThere : Console {
-    Reply ask(const Question &) override { return {}; }
-    void report(const std::string &) override {}
-};
+std::string shown(TextItemsT items)
+{
+    std::ostringstream out;
+    for (UIntT i = 0; i < items.len; i++) {
+        const TextItemT &item = items.val[i];
+        out << item.offset << ':' << item.dataType << '=';
+        item.dataType == V_item_string ? out << item.u.text : out << item.u.value;
+        out << ' ';
+    }
+    V_ApiDeallocateTextItems(&items);
+    return out.str();
+}
 
-TEST_P(Texts, AnswersGiveItemsAndReadOptions)
+TEST_P(Texts, ItemsPropertiesAndClipboard)
 {
     fill("a b\n\nc");
-    NobodyThere console;
-    Documents documents(model);
-    ModelResponder responder({model, documents});
-    Host host({}, responder, console);
-    Client client;
-    Context context{{model, documents}, host, client};
     const auto ids = paragraphs();
-    const UIntT object = model.create_anchored(doc, 77, {ids[0], 2});
-    model.set_text_properties(doc, {{ids[0], 1}, {ids[0], 2}}, {{style, Value::integer(1)}});
-
-    const auto items = [&](UIntT of, UIntT selector, UIntT second) {
-        ApiVqGetTextRetT result{};
-        Answer<api_vq_get_text2_1>::answer(context, {doc, of, selector, second}, result);
-        std::ostringstream told;
-        for (UIntT i = 0; i < result.items.len; i++) {
-            const TextItemT &item = result.items.val[i];
-            told << item.offset << ':' << item.dataType << '=';
-            item.dataType == V_item_string ? told << item.u.text : told << item.u.value;
-            told << ' ';
-        }
-        velt::release(result);
-        return result.status == ok ? told.str() : std::to_string(result.status);
-    };
     const auto id = [](UIntT number) { return std::to_string(number); };
-    EXPECT_EQ(items(doc, V_select_string, 0), "0:1=a b 5:1=c ");
-    EXPECT_EQ(items(ids[0], V_select_string | V_select_anchor, V_select_properties_change),
-              "0:1=a 1:7=1 1:1=  2:7=0 2:6=" + id(object) + " 2:1=b ");
-    EXPECT_EQ(items(model.at(doc).first, V_select_paragraph_end, V_select_flow_end),
-              "3:3=" + id(ids[0]) + " 4:3=" + id(ids[1]) + " 6:3=" + id(ids[2]) +
-                  " 7:5=" + id(model.at(doc).first) + " ");
-    EXPECT_EQ(items(ids[0], 0, 0), "");
-    EXPECT_EQ(items(object, V_select_string, 0), std::to_string(wrong_kind));
+    const UIntT flow = V_ApiGetId(0, doc, V_prop_first_flow);
+    const V_TextLocT begin{ids[0], 0}, inside{ids[0], 2}, last{ids[2], 0}, end{ids[2], 1};
+    const V_TextRangeT space{{ids[0], 1}, inside}, middle{{ids[0], 1}, last}, c{last, end};
+    const UIntT object = V_ApiNewAnchoredObject(doc, 77, &inside);
 
-    V_PropValT options[] = {{{V_find_text, nullptr}, {kind::string, {}}},
-                            {{V_find_backwards, nullptr}, {kind::integer, {}}}};
-    options[0].propVal.u.stringVal = str("C");
-    options[1].propVal.u.intVal = 1;
-    const auto find = [&] {
-        ApiVqFindRetT result{};
-        Answer<api_vq_find_1>::answer(context, {doc, {ids[2], 1}, {2, options}}, result);
-        return result.status == ok ? static_cast<IntT>(result.textRange.end.objId) : result.status;
-    };
-    EXPECT_EQ(find(), static_cast<IntT>(ids[2]));
-    options[1].propIdent.num = V_find_case;
-    EXPECT_EQ(find(), not_found);
-    options[1].propVal.valType = kind::id;
-    EXPECT_EQ(find(), wrong_kind);
-    options[1].propIdent.num = 4711;
-    EXPECT_EQ(find(), no_such_property);
+    const V_TypedValT one = integer(1);
+    const V_PropValT bold = property_of(style, one), named = {{0, str("n")}, string("x")};
+    std::vector<V_PropValT> both{named, bold};
+    const V_PropValsT list = list_of(both);
+    EXPECT_STATUS(ok, V_ApiSetTextVal(doc, &space, style, &one));
+    EXPECT_CALL(ok, one, V_ApiGetTextVal(doc, &space.beg, style));
+    EXPECT_STATUS(ok, V_ApiSetTextPropVal(doc, &space, &named));
+    EXPECT_CALL(ok, bold, V_ApiGetTextPropVal(doc, &space.beg, style));
+    EXPECT_STATUS(ok, V_ApiSetTextProps(doc, &space, &list));
+    EXPECT_CALL(ok, list, V_ApiGetTextProps(doc, &space.beg));
+    EXPECT_CALL(ok, V_PropValsT{}, V_ApiGetTextProps(doc, &begin));
+    EXPECT_STATUS(no_such_property, V_ApiGetTextVal(doc, &begin, style));
+    EXPECT_STATUS(wrong_kind, V_ApiSetTextVal(doc, &space, style, &named.propVal));
 
-    IntT centred = 1;
-    Answer<api_vq_center_on_graphic_object_1>::answer(context, {doc, object}, centred);
-    EXPECT_EQ(centred, ok);
-    EXPECT_EQ(tell(model.selection(doc)), tell(V_TextRangeT{{ids[0], 2}, {ids[0], 2}}));
+    EXPECT_CALL(ok, "0:1=a b 5:1=c ", shown(V_ApiGetText(doc, doc, V_select_string)));
+    EXPECT_CALL(ok, "0:1=a 1:7=2 1:1=  2:7=0 2:6=" + id(object) + " 2:1=b ",
+                shown(V_ApiGetText2(doc, ids[0], V_select_string | V_select_anchor,
+                                    V_select_properties_change)));
+    EXPECT_CALL(ok,
+                "3:3=" + id(ids[0]) + " 4:3=" + id(ids[1]) + " 6:3=" + id(ids[2]) +
+                    " 7:5=" + id(flow) + " ",
+                shown(V_ApiGetText2(doc, flow, V_select_paragraph_end, V_select_flow_end)));
+    EXPECT_CALL(ok, "0:1= b ", shown(V_ApiGetTextForRange(doc, &middle, V_select_string)));
+    EXPECT_CALL(ok,
+                "2:3=" + id(ids[0]) + " 3:2=" + id(ids[1]) + " 3:3=" + id(ids[1]) +
+                    " 4:2=" + id(ids[2]) + " ",
+                shown(V_ApiGetTextForRange2(doc, &middle, V_select_paragraph_begin,
+                                            V_select_paragraph_end)));
+    EXPECT_CALL(ok, "", shown(V_ApiGetText(doc, ids[0], 0)));
+    EXPECT_CALL(wrong_kind, "", shown(V_ApiGetText(doc, object, V_select_string)));
+
+    const auto text = [&] { return shown(V_ApiGetText(doc, doc, V_select_string)); };
+    EXPECT_CALL(ok, 0, V_ApiCenterOnGraphicObject(doc, object));
+    EXPECT_CALL(ok, (V_TextRangeT{inside, inside}), V_ApiGetTextRange(0, doc, V_prop_selection));
+    EXPECT_CALL(ok, 0, V_ApiCenterOnText(doc, &space));
+    EXPECT_CALL(ok, space, V_ApiGetTextRange(0, doc, V_prop_selection));
+    EXPECT_CALL(ok, 0, V_ApiCopy(doc, 0));
+    EXPECT_CALL(ok, "", V_ApiPushClipboard());
+    EXPECT_CALL(ok, 0, V_ApiScrollToText(doc, &c));
+    EXPECT_CALL(ok, 0, V_ApiCut(doc, 0));
+    EXPECT_CALL(nothing_selected, nothing_selected, V_ApiCut(doc, 0));
+    EXPECT_CALL(ok, "0:1=a b ", text());
+    EXPECT_CALL(ok, 0, V_ApiPaste(doc, 0));
+    EXPECT_CALL(ok, 0, V_ApiPopClipboard());
+    EXPECT_CALL(nothing_selected, nothing_selected, V_ApiPopClipboard());
+    EXPECT_CALL(ok, 0, V_ApiPaste(doc, 0));
+    EXPECT_CALL(ok, "0:1=a b 5:1=c  ", text());
+    EXPECT_CALL(ok, list, V_ApiGetTextProps(doc, &end));
+    EXPECT_CALL(ok, 0, V_ApiScrollToText(doc, &middle));
+    EXPECT_CALL(ok, 0, V_ApiClear(doc, 0));
+    EXPECT_CALL(ok, "0:1=ac  ", text());
 }
 
 TEST_P(Texts, PastedParagraphsAreAsTheyWere)
@@ -496,7 +447,8 @@ TEST_P(Texts, PastedParagraphsAreAsTheyWere)
             for (const texts::Anchor &anchor : texts::anchors(paragraph)) {
                 text.insert(static_cast<std::size_t>(anchor.offset), "^");
                 EXPECT_EQ(model.at(anchor.object).contents.size(), 1U);
-                EXPECT_EQ(model.get(doc, anchor.object, mark_key).get().u.intVal, 7);
+                EXPECT_EQ(model.get(doc, anchor.object, PropertyKey(marked_place)).get().u.intVal,
+                          7);
             }
             all += model.get(doc, each, tag).get().u.stringVal + (":" + text) +
                    std::string(paragraph.contents.size(), '+') + " ";
@@ -518,7 +470,7 @@ TEST_P(Texts, PastedParagraphsAreAsTheyWere)
         fill("ab\ncd\nef");
         const UIntT whole = paragraphs()[1];
         const UIntT object = model.create_anchored(doc, 77, {whole, 1});
-        model.set(doc, object, mark_key, Value::integer(7).get());
+        model.set(doc, object, PropertyKey(marked_place), Value::integer(7).get());
         model.create_in(doc, 78, object);
         model.create_in(doc, 79, whole);
         model.set(doc, whole, tag, Value::string("T").get());
@@ -541,11 +493,11 @@ TEST_P(Texts, ChangesOfTextAreToldWhoeverMakesThem)
         EXPECT_FALSE(model.take_change());
         return change ? change->paragraph : 0;
     };
-    EXPECT_EQ(told(), ids[0]);
+    EXPECT_EQ(told(), 0U); // after the call of a client it has been told
     const V_TextLocT place{ids[1], 1};
     model.add_text(doc, place, "");
     model.select_text(doc, {place, place});
-    model.set_text_properties(doc, {{ids[1], 0}, place}, {{style, Value::integer(1)}});
+    model.set_text_properties(doc, {{ids[1], 0}, place}, {{PropertyKey(style), Value::integer(1)}});
     EXPECT_EQ(told(), 0U);
     model.add_text(doc, place, "x\ny");
     EXPECT_EQ(told(), ids[1]);

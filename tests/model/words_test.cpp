@@ -1,50 +1,28 @@
-// Word lists, spelling, dictionaries and fonts, through the answers that clients get.
-
-#include "support/answered.h"
-#include "support/folder.h"
-
-#include <algorithm>
+// Word lists, spelling, dictionaries and fonts, through the calls of clients.
 
 #include "host/values/text.h"
+#include "support/host_in_process.h"
 
 namespace velt::host
 {
 namespace
 {
 
-struct ReportingConsole : Console {
-    std::vector<std::string> reports;
-    Reply ask(const Question &) override { return {}; }
-    void report(const std::string &line) override { reports.push_back(line); }
-};
-
-StringT str(const char *text)
-{
-    return const_cast<StringT>(text);
-}
-
-std::string joined(const V_StringsT &all)
+std::string joined(V_StringsT all)
 {
     std::string text;
     for (UIntT i = 0; i < all.len; i++)
         text += (i ? "," : "") + std::string(all.val[i]);
+    V_ApiDeallocateStrings(&all);
     return text;
 }
 
 const std::string words =
     "the\ncat\nhat\nParis\ncat's\nna\xC3\xAFve\n\xC5\x99\xC3\xAD\nvis-a-vis\n";
 
-class Words : public velt::test::InFolder
+class Words : public HostInProcess
 {
 protected:
-    Model model;
-    ReportingConsole console;
-    Documents documents{model};
-    Spelling spelling{console};
-    ModelResponder responder{{model, documents, &spelling}};
-    Host host{{}, responder, console};
-    Client client;
-    Context context{{model, documents, &spelling}, host, client};
     const UIntT document = model.create_document("");
     const UIntT flow = model.at(document).first;
 
@@ -66,14 +44,16 @@ protected:
     {
         std::string all;
         for (;;) {
-            Answered<api_vq_spell_1> found(context, ApiVqSpellArgT{document, place, options});
-            if (found->status != ok)
-                return all + std::to_string(found->status);
-            const auto &[begin, end] = found->textRange;
+            IntT fault = 0;
+            V_StringsT suggestions{};
+            VA_errno = ok;
+            const auto [begin, end] = V_ApiSpell(document, &place, &options, &fault, &suggestions);
+            const std::string meant = joined(suggestions);
+            if (VA_errno != ok)
+                return all + std::to_string(VA_errno);
             EXPECT_EQ(begin.objId, end.objId);
             all += std::to_string(begin.offset) + "-" + std::to_string(end.offset);
-            all += found->int3 == V_spelling_wrong_case ? " case " : " ";
-            all += joined(found->strings4) + "; ";
+            all += (fault == V_spelling_wrong_case ? " case " : " ") + meant + "; ";
             place = end;
         }
     }
@@ -86,9 +66,7 @@ protected:
     }
     IntT operate(UIntT id, const char *word, IntT operation)
     {
-        return Answered<api_vq_modifydictionary_1>(
-                   context, ApiVqModifyDictionaryArgT{id, 0, operation, str(word)})
-            ->status;
+        return V_ApiModifyDictionary(id, 0, operation, word);
     }
 };
 
@@ -182,7 +160,8 @@ TEST_F(Words, HunspellKnowsEndings)
 TEST_F(Words, Dictionaries)
 {
     read(words);
-    const UIntT other = model.create_document(""), book = model.create(0, object_type::book, "");
+    const UIntT other = model.create_document("");
+    const UIntT book = V_ApiNewNamedObject(0, V_type_book, "");
     const UIntT text = paragraph("Velt Shelfwise d\xD5"
                                  "Or",
                                  flow);
@@ -198,86 +177,62 @@ TEST_F(Words, Dictionaries)
               ok);
     EXPECT_EQ(mistakes({text, 0}), "-10");
 
-    const auto read_out = [&](UIntT id) {
-        Answered<api_vq_dictionary_1> all(
-            context, ApiVqDictionaryArgT{id, nullptr, 0, V_dictionary_read_out});
-        return std::to_string(all->status) + " " + joined(all->strings);
-    };
-    EXPECT_EQ(read_out(document), "0 Shelfwise,d'Or");
+    const auto read_out = [&](UIntT id) { return joined(V_ApiGetDictionaryStrings(id, 0)); };
+    EXPECT_EQ(read_out(document), "Shelfwise,d'Or");
     EXPECT_EQ(operate(document, "Shelfwise", V_dictionary_remove), ok);
     EXPECT_EQ(operate(document, "Shelfwise", V_dictionary_remove), not_found);
     EXPECT_EQ(operate(document, "Shelfwise", V_dictionary_contains), not_found);
     EXPECT_EQ(operate(0, "Velt", V_dictionary_contains), ok);
-    const auto reset = [&](UIntT id) {
-        return Answered<api_vq_resetspelling_1>(context, ApiVqResetSpellingArgT{id})->status;
-    };
-    EXPECT_EQ(reset(document), ok);
-    EXPECT_EQ(read_out(document), "0 ");
-    EXPECT_EQ(read_out(other), "0 d'Or");
+    EXPECT_CALL(ok, 0, V_ApiResetSpelling(document));
+    EXPECT_EQ(read_out(document), "");
+    EXPECT_EQ(read_out(other), "d'Or");
     EXPECT_EQ(operate(other, "", V_dictionary_clear), ok);
-    EXPECT_EQ(read_out(other), "0 ");
+    EXPECT_EQ(read_out(other), "");
 
     EXPECT_EQ(operate(0, "", add), bad_value);
     EXPECT_EQ(operate(0, "a", 8), bad_value);
     EXPECT_EQ(operate(book, "a", add), wrong_kind);
     EXPECT_EQ(operate(4711, "a", add), no_such_document);
-    EXPECT_EQ(reset(0), no_such_document);
+    EXPECT_CALL(no_such_document, no_such_document, V_ApiResetSpelling(0));
 }
 
 TEST_F(Words, NotSupportedWithoutAList)
 {
     EXPECT_EQ(mistakes({0, 0}), "-60");
     EXPECT_EQ(mistakes({0, 0}), "-60");
-    ASSERT_EQ(console.reports.size(), 1u);
-    EXPECT_NE(console.reports[0].find("--words"), std::string::npos);
-    context.spelling = nullptr;
+    ASSERT_EQ(person.reports.size(), 1u);
+    EXPECT_NE(person.reports[0].find("--words"), std::string::npos);
+    ModelResponder speechless{{model, documents}};
+    LibraryCalls its_calls(host, speechless);
     EXPECT_EQ(mistakes({0, 0}), "-60");
     EXPECT_EQ(operate(0, "a", V_dictionary_add), not_supported);
-
-    // These have their status at the end.
-    const auto respond = [&](auto procedure, auto argument) {
-        typename decltype(procedure)::Result result{};
-        Call call{host, client, *find_procedure(host_procedures(), procedure.number), &argument,
-                  &result};
-        responder.respond(call);
-        return result.status;
-    };
-    EXPECT_EQ(respond(api_vq_thesaurus_1{}, ApiVqThesaurusArgT{}), not_supported);
-    EXPECT_EQ(respond(api_vq_showhyphenation_1{}, ApiVqShowHyphenationArgT{}), not_supported);
 }
 
 TEST_F(Words, FontsHaveSupportedEncodings)
 {
-    const auto supported = [&](const char *name) {
-        return Answered<api_vq_is_encoding_supported_1>(context, str(name)).value;
-    };
-    Answered<api_vq_family_fonts_1> times(context, 1), unknown(context, -1);
-    EXPECT_EQ(times->fonts.len, 4u);
-    EXPECT_EQ(unknown->status, not_found);
-    Answered<api_vq_combined_family_fonts_1> combined(context, ApiVqCombinedFamilyFontsArgT{101});
-    ASSERT_EQ(combined->fonts.len, 2u);
-    EXPECT_EQ(combined->fonts.val[1].family, 101u);
-    EXPECT_EQ(combined->fonts.val[1].weight, 1u);
-    Answered<api_vq_get_encoding_for_font_1> mincho(context,
-                                                    ApiVqGetEncodingForFontArgT{{7, 0, 1, 0}}),
-        slanted(context, ApiVqGetEncodingForFontArgT{{7, 0, 1, 1}});
-    EXPECT_STREQ(mincho->result, "JISX0208.ShiftJIS");
-    EXPECT_EQ(slanted->status, not_found);
+    EXPECT_EQ(told(V_ApiFamilyFonts(1)).find("[{family=1 variation=0 weight=0 angle=0 }"), 0u);
+    EXPECT_CALL(not_found, "[] ", V_ApiFamilyFonts(-1));
+    EXPECT_CALL(ok,
+                "[{family=101 variation=0 weight=0 angle=0 } "
+                "{family=101 variation=0 weight=1 angle=0 } ] ",
+                V_ApiCombinedFamilyFonts(101));
+    const V_FontT mincho{7, 0, 1, 0}, slanted{7, 0, 1, 1};
+    EXPECT_CALL(ok, "JISX0208.ShiftJIS", V_ApiGetEncodingForFont(&mincho));
+    EXPECT_CALL(not_found, "null", V_ApiGetEncodingForFont(&slanted));
     for (IntT family = 1; family <= 11; family++) {
-        Answered<api_vq_get_encoding_for_family_1> encoding(context, family);
-        ASSERT_EQ(encoding->status, ok);
-        EXPECT_TRUE(supported(encoding->result)) << encoding->result;
+        StringT encoding = V_ApiGetEncodingForFamily(family);
+        EXPECT_CALL(ok, 1, V_ApiIsEncodingSupported(encoding));
+        V_ApiDeallocateString(&encoding);
     }
-    ApiVqGetStringsRetT all{};
-    Answer<api_vq_get_supported_encodings_1>::answer(context, all);
-    EXPECT_EQ(all.strings.len, 17u);
-    for (UIntT i = 0; i < all.strings.len; i++)
-        EXPECT_TRUE(supported(all.strings.val[i])) << i;
-    velt::release(all);
+    V_StringsT all = V_ApiGetSupportedEncodings();
+    EXPECT_EQ(all.len, 17u);
+    for (UIntT i = 0; i < all.len; i++)
+        EXPECT_CALL(ok, 1, V_ApiIsEncodingSupported(all.val[i]));
+    V_ApiDeallocateStrings(&all);
     for (const char *name : {"utf8", "EUC-JP", "quire", "veltroman"})
-        EXPECT_TRUE(supported(name)) << name;
+        EXPECT_CALL(ok, 1, V_ApiIsEncodingSupported(name));
     for (const char *name : {"", "-", "UTF-16"})
-        EXPECT_FALSE(supported(name)) << name;
+        EXPECT_CALL(ok, 0, V_ApiIsEncodingSupported(name));
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 // answer with the bytes that a test gives them, sound or not.
 #pragma once
 
-#include "api/samples.h"
+#include "support/samples.h"
 #include "support/service_process.h"
 
 #include <atomic>

@@ -1,7 +1,9 @@
-// Values of every type of the tables: varied ones, their bytes on the wire, and what they hold.
+// Values of every type of the tables: varied ones, their bytes on the wire, and what they hold; and
+// what calls return.
 #pragma once
 
 #include "apilib/wire/coding.h"
+#include "apilib/wire/memory.h"
 #include "apilib/wire/routines.h"
 
 #include <gtest/gtest.h>
@@ -155,4 +157,28 @@ std::string tell(T value)
 inline StringT str(const char *s)
 {
     return const_cast<StringT>(s);
+}
+
+// A result as text, released.
+template <class T>
+std::string told(T value)
+{
+    std::string out;
+    if constexpr (std::is_same_v<T, std::string>)
+        return value;
+    else if constexpr (std::is_same_v<T, StringT>)
+        out = value ? value : "null";
+    else
+        out = tell(value);
+    velt::release(value);
+    return out;
+}
+
+// What the call returns, as text.
+std::string outcome(auto call)
+{
+    if constexpr (std::is_void_v<decltype(call())>)
+        return call(), "";
+    else
+        return told(call());
 }
