@@ -82,14 +82,6 @@ void act()
     }
     if (wanted("take twice"))
         Vapivq_TakeControl();
-    if (wanted("who am I")) {
-        StringT name = V_ApiClientName();
-        V_ApiSetClientDir("/somewhere");
-        StringT directory = V_ApiClientDir();
-        tell("%d %s %s", V_ApiClientNumber(), name, directory);
-        V_ApiDeallocateString(&name);
-        V_ApiDeallocateString(&directory);
-    }
     if (wanted("call client")) {
         IntT value = V_ApiCallClient("callee", "hello");
         tell("answer %d", value);
@@ -167,6 +159,10 @@ void V_ApiCommand(IntT command)
         clnt_control(velt_client, CLSET_TIMEOUT, reinterpret_cast<char *>(&limit));
     tell("command %d", command);
     clnt_control(velt_client, CLSET_TIMEOUT, reinterpret_cast<char *>(&former));
+    if (wanted("subscribe") && command != 0)
+        V_ApiNotification(std::abs(command), command > 0);
+    else if (wanted("subscribe"))
+        V_ApiCustomDoc(0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
     act();
 }
 

@@ -1,0 +1,210 @@
+// What the host calls its clients for by itself: modal dialogs and notifications.
+
+#include "host/hosted_clients.h"
+#include "support/host_in_process.h"
+
+namespace velt::host
+{
+namespace
+{
+
+TEST_F(HostedClients, ModalWaitNests)
+{
+    Client &client = start("modal");
+    responder.on<procedure::api_vq_modal_dialog_1>(
+        [this](Client &caller, const ApiVqDoDialogArgT &dialog, IntT &answer) {
+            told.push_back("dialog " + std::to_string(dialog.int1));
+            answer = 0;
+            // The client waits for this very answer.
+            EXPECT_EQ(host.dialog_event(caller, 5, 1, 2).kind, Outcome::queued);
+            if (told.size() < 4)
+                host.command(caller, 2);
+            host.dialog_event(caller, 0, 0, told.size() < 4 ? 41 : 42);
+        });
+    EXPECT_TRUE(host.command(client, 1));
+    EXPECT_TRUE(client.turns.empty());
+    EXPECT_EQ(told, (Lines{"command 1", "dialog 5", "dialog event 5 1 2", "command 2", "dialog 5",
+                           "result 41", "dialog event 5 1 2", "result 42"}));
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
+}
+
+TEST_F(HostedClients, AModalDialogThatIsRefusedEndsItsWait)
+{
+    Client &client = start("modal");
+    EXPECT_TRUE(host.command(client, 1));
+    EXPECT_EQ(told.back(), "result " + std::to_string(no_such_object));
+}
+
+TEST_F(HostedClients, ModalDialogsWaitForTheirEndsAndNest)
+{
+    Client &client = start("dialogs");
+    EXPECT_EQ(host.command(client, 1).kind, Outcome::modal);
+    EXPECT_TRUE(host.dialog_event(client, 5, 1, 9));
+    EXPECT_EQ(host.dialog_event(client, 5, 2, 0).kind, Outcome::modal);
+    EXPECT_EQ(host.dialog_event(client, 6, 2, 0).kind, Outcome::modal);
+    EXPECT_TRUE(host.message(client, "hello", 0, 0)) << "others reach it meanwhile";
+    EXPECT_TRUE(host.end_dialog(client, 0, 70));
+    EXPECT_EQ(client.turns.modal_wait()->number, 6);
+    EXPECT_TRUE(host.end_dialog(client, 0, 60));
+    EXPECT_TRUE(host.end_dialog(client, 0, 50));
+    EXPECT_TRUE(client.turns.empty());
+    EXPECT_EQ(told,
+              (Lines{"command 1", "dialog event 5 1 9", "dialog event 5 2 0", "dialog event 6 2 0",
+                     "message hello 0 0", "result 70 of 7", "result 60 of 7", "result 50 of 5"}));
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
+
+    EXPECT_EQ(host.command(client, 1).kind, Outcome::modal);
+    EXPECT_EQ(host.dialog_event(client, 5, 2, 0).kind, Outcome::modal);
+    EXPECT_TRUE(host.quit(client)) << "which ends both dialogs";
+    EXPECT_EQ(told.back(), "result " + std::to_string(cancelled) + " of 5");
+}
+
+// What the script's person sees of it.
+TEST_F(HostedClients, ScriptsEndModalDialogsOrRunIntoTheLimit)
+{
+    std::ostringstream out;
+    PrintingConsole printing(out, out);
+    BookFile file("book");
+    const UIntT book = read_book(R"({"title": "T", "components": []})", "book", model);
+    Commands commands({model, documents, printing, &host, {}, book, file, out, false});
+    const auto error = [&](const auto &action) -> std::string {
+        try {
+            action();
+            return "";
+        } catch (const Error &failure) {
+            return failure.what();
+        }
+    };
+    Client &client = start("dialogs", false);
+    model.subscribe(client.number, 7, true);
+    host.command(client, 1);
+    for (const char *line :
+         {"expect dialog Outer", "dialog 5 2", "expect dialog Inner", "dialog end 1", "notify 7",
+          "expect dialog Outer", "expect notification 7", "expect not notification after_open"})
+        EXPECT_EQ(error([&] { commands.run(line); }), "") << line;
+    EXPECT_NE(out.str().find("waits in modal dialog 6 (Inner); \"dialog end\" ends it"),
+              std::string::npos)
+        << out.str();
+
+    host.options().turn_limit = 50ms;
+    for (const auto &action : {std::function<void()>([&] { commands.finish(); }),
+                               std::function<void()>([&] { commands.run("wait exit"); })})
+        EXPECT_EQ(error(action),
+                  "client 3 (tester) waits in modal dialog 5 (Outer), and nobody has "
+                  "ended it; \"dialog end\" does");
+    host.options().turn_limit = hang;
+    commands.run("dialog 0 0 2");
+    EXPECT_EQ(told.back(), "result 2 of 5");
+    EXPECT_EQ(error([&] { commands.run("dialog end"); }), "no client waits for a modal dialog");
+    EXPECT_EQ(error([&] { commands.finish(); }), "");
+}
+
+TEST_F(HostedClients, AClientInAModalDialogIsCalledAndOneThatCannotAnswerIsReported)
+{
+    const auto callee = [this](const char *script) -> Client & {
+        setenv("VQTEST", script, 1);
+        return host.start(TEST_CLIENT, next++, "callee");
+    };
+    Client &waits = callee("dialogs");
+    host.command(waits, 1);
+    EXPECT_TRUE(host.command(start("call client"), 1));
+    EXPECT_EQ(told[3], "answer 5");
+    EXPECT_TRUE(host.quit(waits));
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
+
+    Client &opens = callee("dialog in message");
+    EXPECT_TRUE(host.command(start("call client"), 1));
+    EXPECT_TRUE(
+        console.reported("has not answered client 6 (tester): it waits for a modal dialog"));
+    EXPECT_TRUE(host.quit(opens));
+
+    Client &busy = callee("hang");
+    host.options().turn_limit = 50ms;
+    host.command(busy, 1);
+    host.options().turn_limit = hang;
+    EXPECT_TRUE(host.command(start("call client"), 1));
+    EXPECT_TRUE(console.reported("is not called: the client holds control"));
+    kill(busy.pid, SIGKILL);
+}
+
+TEST_F(HostedClients, AClientThatHoldsControlIsNotifiedAfterwardsUnlessItIsTheCause)
+{
+    documents.announcer.serve(&host);
+    const UIntT doc = model.create_document("");
+    const V_TextLocT place{model.at(model.at(doc).first).first, 0};
+    Client &callee = host.start(TEST_CLIENT, next++, "callee");
+    Client &caller = start("call client");
+    for (const Client &each : host.clients())
+        model.subscribe(each.number, V_notification_text_changed, true);
+    responder.on<procedure::api_vq_return_value_1>([&](Client &cause, const IntT &, IntT &) {
+        model.add_text(doc, place, "x");
+        documents.announcer.announce_changes(&cause);
+        told.emplace_back("changed");
+    });
+    EXPECT_TRUE(host.command(caller, 1));
+    const std::string notified =
+        "notify 1000000007 " + std::to_string(doc) + "  " + std::to_string(place.objId);
+    serve_until([&] { return told.back() == notified; });
+    EXPECT_EQ(told, (Lines{"command 1", "message hello 0 0", "changed", "answer 0", "errno -3",
+                           notified}));
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
+    EXPECT_TRUE(callee.running());
+}
+
+// What happens to documents and components, with what a client is notified of.
+TEST_F(HostedClients, NotificationsComeToThoseWhoHaveAskedForThem)
+{
+    LibraryCalls calls(host, answers); // of a client that causes it all, and is not notified
+    documents.announcer.serve(&host);
+    test::write("a", R"({"flows": [{"paragraphs": [{}]}]})");
+    const UIntT book = V_ApiNewNamedObject(0, V_type_book, "");
+    const UIntT first = V_ApiNewNamedObject(book, V_type_component, "first");
+    const UIntT second = V_ApiNewNamedObject(book, V_type_component, "second");
+    Client &client = start("subscribe");
+    const auto work = [&] {
+        const V_PropValsT none{};
+        V_PropValsT *returned = nullptr;
+        const UIntT document = V_ApiOpen("a", &none, &returned);
+        const UIntT flow = V_ApiGetId(0, document, V_prop_first_flow);
+        const V_TextLocT begin{V_ApiGetId(document, flow, V_prop_first_paragraph), 0};
+        V_ApiAddText(document, &begin, "x");
+        V_ApiSave(document, "a", &none, &returned);
+        V_ApiClose(document, V_close_asking);
+        V_ApiSetId(book, first, V_prop_next_component, second);
+        V_ApiSetId(book, second, V_prop_next_component, first);
+        V_ApiDeallocatePropVals(returned);
+        const std::string of = " " + std::to_string(document) + " ";
+        return Lines{"1000000001 0 a 0",
+                     "1000000002" + of + "a 0",
+                     "1000000007" + of + " " + std::to_string(begin.objId),
+                     "1000000003" + of + "a 0",
+                     "1000000004" + of + "a 0",
+                     "1000000005" + of + "a 0",
+                     "1000000006" + of + "a 0",
+                     "1000000008 " + std::to_string(first) + "  0",
+                     "1000000008 " + std::to_string(second) + "  0"};
+    };
+    for (IntT wanted = V_notification_before_open; wanted <= V_notification_component_moved;
+         wanted++) {
+        host.command(client, wanted);
+        told.clear();
+        Lines expected = work();
+        std::erase_if(expected, [&](const std::string &line) {
+            return !line.starts_with(std::to_string(wanted));
+        });
+        std::ranges::for_each(expected, [](std::string &line) { line.insert(0, "notify "); });
+        EXPECT_FALSE(expected.empty());
+        EXPECT_EQ(told, expected);
+        host.command(client, -wanted);
+    }
+    told.clear();
+    work();
+    EXPECT_EQ(told, Lines{}) << "it has asked for none any more";
+    host.command(client, V_notification_after_open);
+    EXPECT_TRUE(host.command(client, 0)); // by which it creates a document
+    EXPECT_EQ(told.back(), "command 0");
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
+}
+
+} // namespace
+} // namespace velt::host
