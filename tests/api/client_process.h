@@ -1,8 +1,9 @@
-// A client as a process: its log, its errors and a descriptor of its own come and go through
-// sockets.
+// A client as a process, whose log, errors and a descriptor of its own come and go through sockets;
+// and a caller of its service.
 #pragma once
 
-#include "support/service_process.h"
+#include "apilib/unix/transport/transport.h"
+#include "support/raw_host.h"
 
 #include <gtest/gtest.h>
 
@@ -79,4 +80,41 @@ private:
 
     Link own, log, errors;
     pid_t id;
+};
+
+inline constexpr rpcprog_t client_program = 0x20000101;
+inline constexpr rpcvers_t client_version = 3;
+
+// The host's connection to a client's service, as plain bytes.
+struct Caller : velt::test::Peer {
+    explicit Caller(const RawMapper *mapper = nullptr)
+        : Peer(mapper ? mapper->registered()
+                      : velt::mapper_find(velt::on_loopback(), client_program, client_version,
+                                          IPPROTO_TCP, {120, 0}))
+    {
+    }
+    // The same call several times over goes in one segment.
+    void call_of(UIntT procedure, const std::string &arguments, int times = 1)
+    {
+        std::string calls;
+        while (times-- > 0)
+            calls += velt::test::fragment(
+                velt::test::head(procedure, ++last, client_program, client_version) +
+                hex(arguments));
+        EXPECT_TRUE(send(calls));
+    }
+    // The accept status of the next reply, which is to the last call.
+    int status()
+    {
+        const std::string reply = receive_record();
+        EXPECT_EQ(reply.substr(0, 20), words({last, 1, 0, 0, 0}));
+        return reply.at(23);
+    }
+    int call(UIntT procedure, const std::string &arguments)
+    {
+        call_of(procedure, arguments);
+        return status();
+    }
+
+    UIntT last = 100;
 };

@@ -205,8 +205,6 @@ void V_ApiMessage(StringT message, V_ObjHandleT first, V_ObjHandleT second)
             },
             0);
         log("%d\n", own->xp_port);
-    } else if (order == "get") {
-        log("get %d\n", V_ApiGetInt(0, 0, 5));
     } else if (order == "modal") {
         log("modal %d\n", V_ApiModalDialog(7, 9));
     } else if (order == "bail") {
