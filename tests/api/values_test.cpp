@@ -1,7 +1,7 @@
 // Copies, releases and property lists; memory that runs out; the arguments of file filters.
 
-#include "support/samples.h"
 #include "support/heap.h"
+#include "support/samples.h"
 #include "velt/vde/memory.h"
 
 #include <algorithm>

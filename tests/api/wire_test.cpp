@@ -1,8 +1,8 @@
 // The bytes of what the calls do not show, written by hand; damaged and hostile input; large
 // values.
 
-#include "support/samples.h"
 #include "support/heap.h"
+#include "support/samples.h"
 
 namespace
 {
