@@ -44,7 +44,7 @@ struct Mistake {
 std::optional<Mistake> find_mistake(const Speller &speller, const Object &paragraph, IntT offset,
                                     std::string_view separators, Dictionaries more)
 {
-    WordReader words(speller.letters(), paragraph.text, separators);
+    WordReader words(speller.letters(), paragraph.text, separators, offset);
     while (const auto word = words.next())
         if (word->begin >= offset && !word->has_digits)
             if (const IntT fault = speller.fault(word->spelling, more))

@@ -3,7 +3,11 @@
 #ifdef VELT_HUNSPELL
 
 #include <filesystem>
+#include <new>
+
 #include <hunspell.hxx>
+
+#include "common/error.h"
 
 namespace velt::host
 {
@@ -21,7 +25,15 @@ Affixes::Affixes(const std::string &list)
     std::error_code unknown;
     if (!std::filesystem::exists(rules, unknown) || !std::filesystem::exists(words, unknown))
         return;
-    library_.reset(new Library{{rules.c_str(), words.c_str()}});
+    // The library would wait for a pipe, and read a device without end.
+    for (const std::filesystem::path &each : {rules, words})
+        if (!std::filesystem::is_regular_file(each, unknown))
+            misuse("cannot read " + each.string() + ": it is not a plain file");
+    try {
+        library_.reset(new Library{{rules.c_str(), words.c_str()}});
+    } catch (const std::bad_alloc &) {
+        fail("cannot read " + rules.string() + ": it takes more memory than there is");
+    }
     if (library_->dictionary.get_dict_encoding() != "UTF-8")
         library_.reset();
 }

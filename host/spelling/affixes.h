@@ -13,7 +13,7 @@ class Affixes
 {
 public:
     // Loads the dictionary beside the word list, the files of its name with .aff and .dic, if there
-    // are both, in UTF-8.
+    // are both, in UTF-8. Throws Error when they cannot be read.
     explicit Affixes(const std::string &list);
     Affixes(const Affixes &) = delete;
     Affixes &operator=(const Affixes &) = delete;

@@ -29,6 +29,8 @@ public:
     // Returns the first character of nonempty text. Two-byte characters are letters in Korean
     // alone, since the other scripts of such characters do not part their words by spaces.
     Character first(std::string_view text) const;
+    // Returns whether all characters have one byte.
+    bool single() const { return quire_; }
     // Returns the number of characters.
     IntT count(std::string_view text) const;
 

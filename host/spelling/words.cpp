@@ -25,7 +25,8 @@ std::string_view take_line(std::string_view &text)
 
 } // namespace
 
-WordReader::WordReader(const Letters &letters, std::string_view text, std::string_view separators)
+WordReader::WordReader(const Letters &letters, std::string_view text, std::string_view separators,
+                       IntT from)
     : letters_(letters), rest_(text)
 {
     while (!separators.empty()) {
@@ -34,6 +35,25 @@ WordReader::WordReader(const Letters &letters, std::string_view text, std::strin
             separators_.emplace(bytes);
         separators.remove_prefix(bytes.size());
     }
+    // Where characters have one byte, it is a step to the place and back to where its word begins;
+    // elsewhere the words before are read.
+    if (!letters.single())
+        return;
+    const auto at = [&](std::size_t byte) { return rest_ = text.substr(byte), first().kind; };
+    auto byte = std::min(static_cast<std::size_t>(from), text.size());
+    while (byte > 0 && at(byte - 1) != Letters::other)
+        byte--;
+    rest_ = text.substr(byte);
+    offset_ = static_cast<IntT>(byte);
+}
+
+// Returns the first character of the rest; one of the separators belongs to no word.
+Letters::Character WordReader::first() const
+{
+    auto character = letters_.first(rest_);
+    if (character.kind != Letters::other && separators_.contains(character.bytes))
+        character.kind = Letters::other;
+    return character;
 }
 
 std::optional<Word> WordReader::next()
@@ -41,9 +61,7 @@ std::optional<Word> WordReader::next()
     Word word;
     std::string link; // an apostrophe that belongs to the word if a letter follows
     for (; !rest_.empty(); offset_++) {
-        auto [bytes, kind] = letters_.first(rest_);
-        if (kind != Letters::other && separators_.contains(bytes))
-            kind = Letters::other;
+        const auto [bytes, kind] = first();
         const bool begun = !word.spelling.empty();
         if (kind == Letters::letter || kind == Letters::digit) {
             if (!begun)

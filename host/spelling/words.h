@@ -18,16 +18,20 @@ struct Word {
     bool has_digits = false;
 };
 
-// Reads the words of a text from its beginning on.
+// Reads the words of a text.
 class WordReader
 {
 public:
-    // Borrows the text. A word also ends at each character of `separators`.
-    WordReader(const Letters &letters, std::string_view text, std::string_view separators);
+    // Borrows the text. A word also ends at each character of `separators`. Reads from the word on
+    // that the character `from` is in, if it is in one.
+    WordReader(const Letters &letters, std::string_view text, std::string_view separators,
+               IntT from = 0);
     // Returns the next word, or nothing at the end.
     std::optional<Word> next();
 
 private:
+    Letters::Character first() const;
+
     const Letters &letters_;
     std::string_view rest_;
     IntT offset_ = 0;
