@@ -219,6 +219,8 @@ std::span<const Expectation> Expectation::all()
          }},
         {"not", "WHAT", "it is not so",
          [](Commands &c, std::string_view rest) -> Verdict {
+             if (rest.substr(0, rest.find_first_of(" \t")) == "not")
+                 misuse("\"not\" stands once");
              const Verdict other = verdict(c, rest);
              return {!other.met, other.wanted, other.is};
          }},

@@ -72,6 +72,8 @@ std::string SessionText::from_utf8(std::string_view text) const
     } catch (const std::runtime_error &) {
         throw std::runtime_error("a text is not UTF-8");
     }
+    if (characters.find(U'\0') != characters.npos)
+        throw std::runtime_error("a text cannot hold the character 0");
     for (char32_t character : characters) {
         const std::string encoded = character < 0x80 || stray_byte(character) >= 0
                                         ? std::string(1, static_cast<char>(character & 0xFF))

@@ -121,7 +121,8 @@ TEST_F(CommandLanguage, Mistakes)
     const std::pair<ExitCode, std::vector<const char *>> mistakes[] = {
         {misused, {"fly", "show me", "select", "choose", "message", "wait", "wait \"1", "help me"}},
         {misused, {"expect", "expect order", "expect weather fine", "start --init", "start 3"}},
-        {misused, {"expect not order", "expect not selected", "expect property 1"}},
+        {misused,
+         {"expect not order", "expect not not text x", "expect not selected", "expect property 1"}},
         {misused,
          {"expect not", "expect exit 1 0", "expect not exit 1 0", "expect alerts x", "get 1",
           "set 1 529 x"}},
