@@ -62,10 +62,16 @@ std::string Characters::folded(std::string_view text) const
     std::string lower(text);
     for (std::size_t byte = 0, size = 0; byte < lower.size(); byte += size) {
         size = size_at(lower, byte);
-        if (size == 1 && (quire_ || at(lower, byte) < 0x80))
-            lower[byte] = static_cast<char>(VdeQToLower[at(lower, byte)]);
+        if (size == 1)
+            lower[byte] = folded(lower[byte]);
     }
     return lower;
+}
+
+char Characters::folded(char byte) const
+{
+    const auto code = static_cast<UCharT>(byte);
+    return quire_ || code < 0x80 ? static_cast<char>(VdeQToLower[code]) : byte;
 }
 
 bool Characters::is_of_word(std::string_view text, std::size_t byte) const

@@ -36,6 +36,8 @@ public:
     // Returns the text in lower case, of the same length and characters. Only single-byte
     // characters have case: ASCII, and in Quire all letters.
     std::string folded(std::string_view text) const;
+    // Returns the byte in lower case, as if it were a character.
+    char folded(char byte) const;
     // Returns whether the character that begins at the byte is one of words, which all are that
     // are neither ASCII nor Quire.
     bool is_of_word(std::string_view text, std::size_t byte) const;

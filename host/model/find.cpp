@@ -1,6 +1,6 @@
 #include "host/model/find.h"
 
-#include <cstring>
+#include <array>
 #include <limits>
 
 #include "host/model/chains.h"
@@ -19,10 +19,15 @@ class Search
 {
 public:
     Search(const Characters &characters, const FindOptions &options)
-        : characters_(characters), options_(options),
-          wanted_(options.match_case ? options.text : characters.folded(options.text)),
-          borders_(wanted_.size())
+        : characters_(characters), options_(options), wanted_(options.text),
+          borders_(options.text.size())
     {
+        for (std::size_t code = 0; code < fold_.size(); code++) {
+            const auto byte = static_cast<char>(code);
+            fold_[code] = options.match_case ? byte : characters.folded(byte);
+        }
+        for (char &byte : wanted_)
+            byte = fold(byte);
         for (std::size_t i = 1, matched = 0; i < wanted_.size(); i++)
             borders_[i] = matched = step(matched, wanted_[i]);
     }
@@ -33,6 +38,15 @@ public:
     std::size_t size() const { return wanted_.size(); }
 
 private:
+    // Case is disregarded byte by byte, so that no more of a text is looked at than it takes.
+    // Second bytes that look like letters then match too often.
+    char fold(char byte) const { return fold_[static_cast<UCharT>(byte)]; }
+    // Returns whether a match, which begins at a character, is one in the case of characters, too.
+    bool holds(std::string_view match) const
+    {
+        return options_.match_case || characters_.single() ||
+               characters_.folded(match) == characters_.folded(options_.text);
+    }
     // Returns how much of the text is matched after another byte, which is no whole match.
     std::size_t step(std::size_t matched, char byte) const
     {
@@ -43,6 +57,7 @@ private:
 
     const Characters &characters_;
     const FindOptions &options_;
+    std::array<char, 256> fold_{};
     std::string wanted_;
     std::vector<std::size_t> borders_; // for each prefix, the length of its longest proper border
 };
@@ -86,26 +101,23 @@ Index Search::match(std::string_view text, Index low, Index high) const
     if (low > high || text.size() < size())
         return -1;
     Walk walk(characters_, text);
-    std::string lower;
-    if (!options_.match_case)
-        text = lower = characters_.folded(text);
     Index found = -1;
     std::size_t matched = 0;
     for (auto i = static_cast<std::size_t>(low); i < text.size(); i++) {
-        if (matched == 0) {
-            const void *next = std::memchr(text.data() + i, wanted_[0], text.size() - i);
-            if (!next)
+        if (matched == 0 && options_.match_case) {
+            i = text.find(wanted_[0], i);
+            if (i == text.npos)
                 break;
-            i = static_cast<std::size_t>(static_cast<const char *>(next) - text.data());
         }
-        matched = step(matched, text[i]);
+        matched = step(matched, fold(text[i]));
         if (matched < size())
             continue;
         matched = borders_.back();
         const std::size_t begin = i + 1 - size();
         if (static_cast<Index>(begin) > high)
             break;
-        if (!walk.to(begin) || (options_.whole_words && !walk.is_word(begin, i + 1)))
+        if (!walk.to(begin) || !holds(text.substr(begin, size())) ||
+            (options_.whole_words && !walk.is_word(begin, i + 1)))
             continue;
         found = static_cast<Index>(begin);
         if (!options_.backwards)
