@@ -1,12 +1,22 @@
 #include "host/documents/announcer.h"
 
+#include <utility>
+
 namespace velt::host
 {
+namespace
+{
+
+// Clients that change text whenever they hear of a change would otherwise go on for ever.
+constexpr int deepest_reaction = 3;
+
+} // namespace
 
 void Announcer::announce(IntT notification, UIntT object, const std::string &text, IntT number,
                          const Client *cause) const
 {
-    if (!host_)
+    const int depth = cause ? cause->reaction + 1 : 1;
+    if (!host_ || depth > deepest_reaction)
         return;
     // The list does not shrink meanwhile, but a client may end, or cancel its subscription.
     for (Client &each : host_->clients()) {
@@ -16,8 +26,11 @@ void Announcer::announce(IntT notification, UIntT object, const std::string &tex
         if (&each == cause || !wants())
             continue;
         const auto notify = [=, this, &each] {
-            if (wants())
-                host_->notify(each, notification, object, text, number);
+            if (!wants())
+                return;
+            const int before = std::exchange(each.reaction, depth);
+            host_->notify(each, notification, object, text, number);
+            each.reaction = before;
         };
         if (each.turns.client_holds_control())
             host_->when_free(each, notify);

@@ -18,7 +18,8 @@ public:
     void serve(Host *host) { host_ = host; }
 
     // Notifies the clients that have subscribed to the notification, apart from the one that causes
-    // it. Any other that holds control is notified when it has handed that back.
+    // it. Any other that holds control is notified when it has handed that back. What a client does
+    // in reaction to a notification is told as well, and so on, but only so deep.
     void announce(IntT notification, UIntT object, const std::string &text = {}, IntT number = 0,
                   const Client *cause = nullptr) const;
     // Does so for all changes that the model has to tell.
