@@ -8,20 +8,34 @@
 namespace velt::host
 {
 
-struct Documents::Failure {
-    Status status;
-    UIntT words;
+namespace
+{
+
+// Returns the status that goes with the word.
+Status status_of(UIntT word)
+{
+    switch (word) {
+#define V_FILE_STATUS(bit, name, status, meaning)                                                  \
+    case file_status::name:                                                                        \
+        return status;
+#include "velt/tables/file_statuses.def"
+    }
+    return ok;
+}
+
+struct Failure {
+    UIntT word; // of file_status
     std::string reason;
 };
 
 template <class Action>
-FileOutcome Documents::carry_out(FileOutcome outcome, Action action)
+FileOutcome carry_out(FileOutcome outcome, Action action)
 {
     try {
         action(outcome);
     } catch (const Failure &failure) {
-        outcome.status = failure.status;
-        outcome.words |= failure.words;
+        outcome.status = status_of(failure.word);
+        outcome.words |= failure.word;
         outcome.reason = failure.reason;
     } catch (const StatusError &error) {
         outcome.status = error.status();
@@ -29,6 +43,17 @@ FileOutcome Documents::carry_out(FileOutcome outcome, Action action)
     }
     return outcome;
 }
+
+std::string text_of(const std::string &path)
+{
+    try {
+        return read_plain_file(path);
+    } catch (const std::runtime_error &error) {
+        throw Failure{file_status::no_such_file, path + ": " + error.what()};
+    }
+}
+
+} // namespace
 
 // Names of files
 
@@ -96,14 +121,15 @@ void Documents::announce(IntT notification, UIntT document, const std::string &p
     announcer.announce(notification, document, told(path), 0, cause);
 }
 
-void Documents::load(UIntT document, KnownFile &file, std::string text)
+void Documents::load(UIntT document, KnownFile &file)
 {
+    std::string text = text_of(file.path());
     try {
         read_document(text, file.path(), model_, document);
     } catch (const NewerFormat &error) {
-        throw Failure{newer_file, file_status::newer, error.what()};
+        throw Failure{file_status::newer, error.what()};
     } catch (const Error &error) {
-        throw Failure{damaged_file, file_status::damaged, error.what()};
+        throw Failure{file_status::damaged, error.what()};
     }
     file.remember(std::move(text));
 }
@@ -121,28 +147,8 @@ void Documents::attach(UIntT document)
 
 // Opening
 
-namespace
-{
-
-// Calls `refuse` with the reason for which the file cannot be read.
-template <class Refuse>
-std::string text_of(const std::string &path, Refuse refuse)
-{
-    try {
-        return read_plain_file(path);
-    } catch (const std::runtime_error &error) {
-        refuse(path + ": " + error.what());
-        throw;
-    }
-}
-
-} // namespace
-
 FileOutcome Documents::open(const std::string &path, bool again, const Client *cause)
 {
-    const auto refuse = [](const std::string &reason) {
-        throw Failure{no_such_file, file_status::no_such_file, reason};
-    };
     const auto opened = [&](FileOutcome &outcome) {
         outcome.document = find(path);
         outcome.words = outcome.document != 0 ? file_status::opened_already : 0;
@@ -158,10 +164,9 @@ FileOutcome Documents::open(const std::string &path, bool again, const Client *c
         if (opened(o)) // a client has opened it meanwhile
             return;
         KnownFile file(path);
-        std::string text = text_of(path, refuse);
         const UIntT document = model_.create_document("");
         try {
-            load(document, file, std::move(text));
+            load(document, file);
             model_.set_file(document, told(path));
             files_.emplace(document, std::move(file));
             attach(document);
@@ -189,15 +194,11 @@ UIntT Documents::create(const Client *cause)
 FileOutcome Documents::revert(UIntT document)
 {
     return carry_out({.document = document}, [&](FileOutcome &o) {
-        const auto refuse = [](const std::string &reason) {
-            throw Failure{no_such_file, file_status::no_such_file, reason};
-        };
         need(document);
         o.file = path(document);
         if (o.file.empty())
-            refuse("the document has no file yet");
-        std::string text = text_of(o.file, refuse);
-        load(document, files_.at(document), std::move(text));
+            throw Failure{file_status::no_such_file, "the document has no file yet"};
+        load(document, files_.at(document));
         o.words = file_status::reverted;
     });
 }
@@ -212,8 +213,7 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
         if (path.empty())
             o.file = this->path(document);
         if (o.file.empty())
-            throw Failure{no_such_file, file_status::no_such_file,
-                          "the document has no file yet; name one"};
+            throw Failure{file_status::no_such_file, "the document has no file yet; name one"};
         announce(V_notification_before_save, document, o.file, cause);
         need(document); // a client may have closed it
         KnownFile &file = files_[document];
@@ -227,11 +227,11 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
                 }
             }
         } catch (const ChangedError &error) {
-            throw Failure{changed_file, file_status::changed_by_others, error.what()};
+            throw Failure{file_status::changed_by_others, error.what()};
         } catch (const StatusError &) {
             throw;
         } catch (const std::runtime_error &error) {
-            throw Failure{unwritable_file, file_status::unwritable, error.what()};
+            throw Failure{file_status::unwritable, error.what()};
         }
         announce(V_notification_after_save, document, o.file, cause);
     });
@@ -296,8 +296,7 @@ FileOutcome Documents::export_text(UIntT document, const std::string &path,
     return carry_out({.document = document, .file = path}, [&](FileOutcome &o) {
         need(document);
         if (find(path) != 0)
-            throw Failure{unwritable_file, file_status::unwritable,
-                          path + ": it is the file of an open document"};
+            throw Failure{file_status::unwritable, path + ": it is the file of an open document"};
         std::string text;
         if (range) {
             text = model_.text(document, *range) + "\n";
@@ -313,7 +312,7 @@ FileOutcome Documents::export_text(UIntT document, const std::string &path,
             file.write(plain);
             file.commit();
         } catch (const std::runtime_error &error) {
-            throw Failure{unwritable_file, file_status::unwritable, error.what()};
+            throw Failure{file_status::unwritable, error.what()};
         }
         o.words = lost ? file_status::characters_lost : 0;
     });
@@ -323,14 +322,12 @@ FileOutcome Documents::import_text(UIntT document, const V_TextLocT &place, cons
 {
     return carry_out({.document = document, .file = path}, [&](FileOutcome &) {
         need(document);
-        const std::string file = text_of(path, [](const std::string &reason) {
-            throw Failure{no_such_file, file_status::no_such_file, reason};
-        });
+        const std::string file = text_of(path);
         std::string lines;
         try {
             lines = lines_of(file, SessionText(model_.language()));
         } catch (const std::runtime_error &error) {
-            throw Failure{damaged_file, file_status::damaged, path + ":" + error.what()};
+            throw Failure{file_status::damaged, path + ":" + error.what()};
         }
         model_.add_text(document, place, lines);
     });

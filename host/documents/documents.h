@@ -16,7 +16,7 @@ namespace velt::host
 // What the status in a returned list tells, as bits.
 namespace file_status
 {
-#define V_FILE_STATUS(bit, name, meaning) inline constexpr UIntT name = UIntT{1} << (bit);
+#define V_FILE_STATUS(bit, name, status, meaning) inline constexpr UIntT name = UIntT{1} << (bit);
 #include "velt/tables/file_statuses.def"
 } // namespace file_status
 
@@ -81,14 +81,10 @@ public:
     std::string told(const std::string &utf8) const;
 
 private:
-    struct Failure;
-    template <class Action>
-    static FileOutcome carry_out(FileOutcome outcome, Action action);
-
     // Refuses an id that is no open document's.
     void need(UIntT document) const;
     UIntT find(const std::string &path) const;
-    void load(UIntT document, KnownFile &file, std::string text);
+    void load(UIntT document, KnownFile &file);
     void attach(UIntT document);
     void announce(IntT notification, UIntT document, const std::string &path, const Client *cause);
     FileOutcome ask_for_changes(UIntT document, const Client *cause);

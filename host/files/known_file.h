@@ -3,11 +3,12 @@
 
 #include <filesystem>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include <sys/types.h>
+
+#include "common/error.h"
 
 namespace velt::host
 {
@@ -17,10 +18,10 @@ namespace velt::host
 std::string read_plain_file(const std::string &path);
 
 // Thrown instead of replacing a file that somebody else has changed.
-class ChangedError : public std::runtime_error
+class ChangedError : public Error
 {
 public:
-    using std::runtime_error::runtime_error;
+    explicit ChangedError(const std::string &text) : Error(failed, text) {}
 };
 
 // The file of a book or document. It is not replaced when somebody else has changed it, unless

@@ -54,7 +54,7 @@ TEST(Facts, NumbersStandInTheManual)
     if (std::string(#operation) != "Close" && std::string(#operation) != "Returned")               \
         expect(number, #kind ", of " #operation ": " meaning ".\n");
 #include "velt/tables/host_options.def"
-#define V_FILE_STATUS(bit, name, meaning)                                                          \
+#define V_FILE_STATUS(bit, name, status, meaning)                                                  \
     {                                                                                              \
         std::string dashed = #name;                                                                \
         std::ranges::replace(dashed, '_', '-');                                                    \

@@ -337,7 +337,7 @@ TEST_F(DocumentRules, PeopleWorkOnDocuments)
     std::ostringstream out;
     PrintingConsole console{out, out};
     BookFile file{"book.json"};
-    Commands commands({model, documents, console, nullptr, {}, book, file, out, false});
+    Commands commands({model, documents, console, nullptr, {}, book, book_file, out, false});
     const auto error = [&](const std::string &line) {
         try {
             commands.run(line);

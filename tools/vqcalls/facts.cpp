@@ -70,7 +70,7 @@ std::vector<Facts> facts()
          }},
         {"Operations on files: the bits that V_ApiCheckStatus tests",
          {
-#define V_FILE_STATUS(bit, name, meaning) {"V_file_" #name, bit, meaning},
+#define V_FILE_STATUS(bit, name, status, meaning) {"V_file_" #name, bit, meaning},
 #include "velt/tables/file_statuses.def"
          }},
         {"Errors of the library",

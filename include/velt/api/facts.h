@@ -75,7 +75,7 @@ enum {
 
 /* V_file_damaged, say: the bits that V_ApiCheckStatus tests. */
 enum {
-#define V_FILE_STATUS(bit, name, meaning) V_file_##name = bit,
+#define V_FILE_STATUS(bit, name, status, meaning) V_file_##name = bit,
 #include "velt/tables/file_statuses.def"
 };
 
