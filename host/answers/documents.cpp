@@ -87,7 +87,7 @@ void Answer<api_vq_export_1>::answer(Context &c, const ApiVqExportArgT &a, ApiVq
         const bool whole = !range || range->u.textRangeVal.beg.objId == 0;
         return c.documents.export_text(a.docId, c.documents.beside_book(text(a.fileName)),
                                        whole ? nullptr : &range->u.textRangeVal,
-                                       mode(options, V_export_mode));
+                                       options.flag(V_export_force), mode(options, V_export_mode));
     });
 }
 

@@ -1,8 +1,6 @@
 #include "host/documents/documents.h"
 
-#include "common/replace_file.h"
 #include "host/documents/plain_text.h"
-#include "host/files/book.h"
 #include "host/files/document.h"
 
 namespace velt::host
@@ -24,7 +22,14 @@ Status status_of(UIntT word)
 }
 
 struct Failure {
-    UIntT word; // of file_status
+    Failure(UIntT file_word, std::string why)
+        : status(status_of(file_word)), word(file_word), reason(std::move(why))
+    {
+    }
+    Failure(Status refusal, std::string why) : status(refusal), reason(std::move(why)) {}
+
+    Status status;
+    UIntT word = 0; // of file_status
     std::string reason;
 };
 
@@ -34,7 +39,7 @@ FileOutcome carry_out(FileOutcome outcome, Action action)
     try {
         action(outcome);
     } catch (const Failure &failure) {
-        outcome.status = status_of(failure.word);
+        outcome.status = failure.status;
         outcome.words |= failure.word;
         outcome.reason = failure.reason;
     } catch (const StatusError &error) {
@@ -49,7 +54,7 @@ std::string text_of(const std::string &path)
     try {
         return read_plain_file(path);
     } catch (const std::runtime_error &error) {
-        throw Failure{file_status::no_such_file, path + ": " + error.what()};
+        throw Failure(file_status::no_such_file, path + ": " + error.what());
     }
 }
 
@@ -75,7 +80,8 @@ std::string Documents::beside_book(const std::string &name) const
 {
     if (name.empty())
         return name;
-    return folder_ / SessionText(model_.language()).to_utf8(name);
+    const std::filesystem::path book = book_file_ ? book_file_->path() : "";
+    return book.parent_path() / SessionText(model_.language()).to_utf8(name);
 }
 
 std::string Documents::component_file(UIntT component) const
@@ -90,6 +96,8 @@ std::string Documents::component_file(UIntT component) const
 
 std::string Documents::path(UIntT document) const
 {
+    if (book_file_ && document == book_)
+        return book_file_->path();
     const auto file = files_.find(document);
     return file == files_.end() ? std::string() : file->second.path();
 }
@@ -104,15 +112,34 @@ std::string Documents::title(UIntT document) const
 
 void Documents::need(UIntT document) const
 {
+    if (document != 0 && document == book_)
+        throw Failure(not_supported, "a book can be opened and saved, and nothing else");
     model_.check_is_document(document);
 }
 
-UIntT Documents::find(const std::string &path) const
+UIntT Documents::owner(const std::string &path) const
 {
     for (const auto &[document, file] : files_)
         if (file.is(path))
             return document;
-    return 0;
+    return book_file_ && book_file_->is(path) ? book_ : 0;
+}
+
+template <class Write>
+void Documents::write(const std::string &path, UIntT document, Write write)
+{
+    if (const UIntT other = owner(path); other != 0 && other != document)
+        throw Failure(file_status::unwritable,
+                      path + " is the file of " +
+                          (other == book_ ? "the book" : "an open document") +
+                          ": another name is needed");
+    try {
+        write();
+    } catch (const ChangedError &error) {
+        throw Failure(file_status::changed_by_others, error.what());
+    } catch (const std::runtime_error &error) {
+        throw Failure(file_status::unwritable, error.what());
+    }
 }
 
 void Documents::announce(IntT notification, UIntT document, const std::string &path,
@@ -127,9 +154,9 @@ void Documents::load(UIntT document, KnownFile &file)
     try {
         read_document(text, file.path(), model_, document);
     } catch (const NewerFormat &error) {
-        throw Failure{file_status::newer, error.what()};
+        throw Failure(file_status::newer, error.what());
     } catch (const Error &error) {
-        throw Failure{file_status::damaged, error.what()};
+        throw Failure(file_status::damaged, error.what());
     }
     file.remember(std::move(text));
 }
@@ -150,7 +177,7 @@ void Documents::attach(UIntT document)
 FileOutcome Documents::open(const std::string &path, bool again, const Client *cause)
 {
     const auto opened = [&](FileOutcome &outcome) {
-        outcome.document = find(path);
+        outcome.document = owner(path);
         outcome.words = outcome.document != 0 ? file_status::opened_already : 0;
         return outcome.document != 0;
     };
@@ -197,7 +224,7 @@ FileOutcome Documents::revert(UIntT document)
         need(document);
         o.file = path(document);
         if (o.file.empty())
-            throw Failure{file_status::no_such_file, "the document has no file yet"};
+            throw Failure(file_status::no_such_file, "the document has no file yet");
         load(document, files_.at(document));
         o.words = file_status::reverted;
     });
@@ -208,32 +235,27 @@ FileOutcome Documents::revert(UIntT document)
 FileOutcome Documents::save(UIntT document, const std::string &path, bool force, mode_t mode,
                             const Client *cause)
 {
-    return carry_out({.document = document, .file = path}, [&](FileOutcome &o) {
+    const std::string to = path.empty() ? this->path(document) : path;
+    return carry_out({.document = document, .file = to}, [&](FileOutcome &) {
+        if (book_file_ && document == book_)
+            return write(to, book_, [&] { book_file_->save_as(to, model_, book_, force, mode); });
         need(document);
-        if (path.empty())
-            o.file = this->path(document);
-        if (o.file.empty())
-            throw Failure{file_status::no_such_file, "the document has no file yet; name one"};
-        announce(V_notification_before_save, document, o.file, cause);
+        if (to.empty())
+            throw Failure(file_status::no_such_file, "the document has no file yet; name one");
+        announce(V_notification_before_save, document, to, cause);
         need(document); // a client may have closed it
         KnownFile &file = files_[document];
-        try {
-            const bool unnamed = file.path().empty();
-            if (file.write(o.file, write_document(model_, document), force, mode)) {
-                model_.set_changed(document, false);
-                if (unnamed) {
-                    model_.set_file(document, told(o.file));
-                    attach(document);
-                }
-            }
-        } catch (const ChangedError &error) {
-            throw Failure{file_status::changed_by_others, error.what()};
-        } catch (const StatusError &) {
-            throw;
-        } catch (const std::runtime_error &error) {
-            throw Failure{file_status::unwritable, error.what()};
+        const bool unnamed = file.path().empty();
+        bool own = false;
+        std::string text = write_document(model_, document);
+        write(to, document, [&] { own = file.write(to, std::move(text), force, mode); });
+        if (own)
+            model_.set_changed(document, false);
+        if (unnamed) {
+            model_.set_file(document, told(to));
+            attach(document);
         }
-        announce(V_notification_after_save, document, o.file, cause);
+        announce(V_notification_after_save, document, to, cause);
     });
 }
 
@@ -291,12 +313,10 @@ FileOutcome Documents::close(UIntT document, bool lose, const Client *cause)
 // Plain text
 
 FileOutcome Documents::export_text(UIntT document, const std::string &path,
-                                   const V_TextRangeT *range, mode_t mode)
+                                   const V_TextRangeT *range, bool force, mode_t mode)
 {
     return carry_out({.document = document, .file = path}, [&](FileOutcome &o) {
         need(document);
-        if (find(path) != 0)
-            throw Failure{file_status::unwritable, path + ": it is the file of an open document"};
         std::string text;
         if (range) {
             text = model_.text(document, *range) + "\n";
@@ -307,13 +327,7 @@ FileOutcome Documents::export_text(UIntT document, const std::string &path,
         }
         bool lost = false;
         const std::string plain = plain_text(text, SessionText(model_.language()), lost);
-        try {
-            NewFile file(path, NewFile::Others::refused, mode);
-            file.write(plain);
-            file.commit();
-        } catch (const std::runtime_error &error) {
-            throw Failure{file_status::unwritable, error.what()};
-        }
+        write(path, 0, [&] { exported_.write(path, plain, force, mode); });
         o.words = lost ? file_status::characters_lost : 0;
     });
 }
@@ -327,7 +341,7 @@ FileOutcome Documents::import_text(UIntT document, const V_TextLocT &place, cons
         try {
             lines = lines_of(file, SessionText(model_.language()));
         } catch (const std::runtime_error &error) {
-            throw Failure{file_status::damaged, path + ":" + error.what()};
+            throw Failure(file_status::damaged, path + ":" + error.what());
         }
         model_.add_text(document, place, lines);
     });

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "host/documents/announcer.h"
-#include "host/files/known_file.h"
+#include "host/files/book.h"
 
 namespace velt::host
 {
@@ -30,7 +30,8 @@ struct FileOutcome {
 };
 
 // An operation that fails changes nothing. The cause is the client that calls; null is the person.
-// Paths are in UTF-8.
+// Paths are in UTF-8. No operation writes the file of another document or book that is open, nor
+// without `force` one that somebody else has made, or changed since it was read or written here.
 class Documents
 {
 public:
@@ -40,11 +41,11 @@ public:
     // Asks the person; when it is empty, nobody is there to answer.
     std::function<Reply(const Question &)> ask;
 
-    // Sets the book whose components have documents, and the folder that its file is in.
-    void serve(UIntT book, std::filesystem::path folder)
+    // Sets the book whose components have documents, and its file.
+    void serve(UIntT book, BookFile &file)
     {
         book_ = book;
-        folder_ = std::move(folder);
+        book_file_ = &file;
     }
     // Returns the path of a file that a client, or the book, names in the session's encoding: a
     // relative one is looked for beside the book.
@@ -53,12 +54,13 @@ public:
     std::string component_file(UIntT component) const;
 
     // Opens the document, which becomes the active one. One that is open already is answered as it
-    // is, or with `again` is reverted.
+    // is, or with `again` is reverted; so is the book, which nothing else is done with here than to
+    // save it.
     FileOutcome open(const std::string &path, bool again, const Client *cause = nullptr);
     // Creates a document without a file.
     UIntT create(const Client *cause = nullptr);
-    // Saves the document in its own file, if the path is empty, or in another, which becomes its
-    // own if it has none.
+    // Saves the document or the book in its own file, if the path is empty, or in another, which
+    // becomes its own if it has none.
     FileOutcome save(UIntT document, const std::string &path, bool force, mode_t mode = 0666,
                      const Client *cause = nullptr);
     // Closes the document. Unless changes may be lost, the person is asked what to do with them.
@@ -68,11 +70,11 @@ public:
 
     // Writes text of the range, or all of it if that is null, in UTF-8, a line for a paragraph.
     FileOutcome export_text(UIntT document, const std::string &path, const V_TextRangeT *range,
-                            mode_t mode = 0666);
+                            bool force = false, mode_t mode = 0666);
     // Adds the text of a file in UTF-8 at the place, a paragraph for a line.
     FileOutcome import_text(UIntT document, const V_TextLocT &place, const std::string &path);
 
-    // Returns the path of the document's file; empty when it has none.
+    // Returns the path of the document's or the book's file; empty when it has none.
     std::string path(UIntT document) const;
     // Returns what people call the document: the name of its file.
     std::string title(UIntT document) const;
@@ -83,7 +85,11 @@ public:
 private:
     // Refuses an id that is no open document's.
     void need(UIntT document) const;
-    UIntT find(const std::string &path) const;
+    // Returns the document, or else the book, whose file it is; 0 when it is that of none.
+    UIntT owner(const std::string &path) const;
+    // Has `write` write the file for the document or book.
+    template <class Write>
+    void write(const std::string &path, UIntT document, Write write);
     void load(UIntT document, KnownFile &file);
     void attach(UIntT document);
     void announce(IntT notification, UIntT document, const std::string &path, const Client *cause);
@@ -91,8 +97,9 @@ private:
 
     Model &model_;
     std::map<UIntT, KnownFile> files_; // of the documents that have been opened or saved
+    KnownFile exported_;               // all that has been exported
     UIntT book_ = 0;
-    std::filesystem::path folder_;
+    BookFile *book_file_ = nullptr;
 };
 
 } // namespace velt::host

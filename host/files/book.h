@@ -29,21 +29,26 @@ class BookFile
 public:
     explicit BookFile(std::string path) : file_(std::move(path)) {}
     const std::string &path() const { return file_.path(); }
+    bool is(const std::string &path) const { return file_.is(path); }
 
-    // This function and those below throw Error.
+    // Throws Error.
     UIntT load(Model &model, IntT language = 0);
     void save(const Model &model, UIntT book, bool force = false)
     {
         save_as(path(), model, book, force);
     }
-    // Saves to another file, or to this one by another path. Returns whether it is this one.
-    bool save_as(const std::string &path, const Model &model, UIntT book, bool force = false);
+    // Saves to another file, or to this one by another path, as KnownFile::write does.
+    void save_as(const std::string &path, const Model &model, UIntT book, bool force = false,
+                 mode_t mode = 0666);
+    // Returns whether this file has been written since it was read.
+    bool written() const { return written_; }
 
     // Returns the file's text as it was last read or written.
     std::string text() const { return file_.text(); }
 
 private:
     KnownFile file_;
+    bool written_ = false;
 };
 
 } // namespace velt::host

@@ -82,13 +82,11 @@ UIntT BookFile::load(Model &model, IntT language)
     return book;
 }
 
-bool BookFile::save_as(const std::string &path, const Model &model, UIntT book, bool force)
-try {
-    return file_.write(path, write_book(model, book), force);
-} catch (const ChangedError &error) {
-    fail(std::string("cannot save the book: ") + error.what() + "; save --force replaces it");
-} catch (const std::runtime_error &error) {
-    fail(std::string("cannot save the book: ") + error.what());
+void BookFile::save_as(const std::string &path, const Model &model, UIntT book, bool force,
+                       mode_t mode)
+{
+    if (file_.write(path, write_book(model, book), force, mode))
+        written_ = true;
 }
 
 } // namespace velt::host

@@ -83,10 +83,12 @@ void KnownFile::remember(const std::string &path, std::string text)
 // leads to another file counts as a change as well.
 void KnownFile::check_unchanged(const std::string &path) const
 {
-    const auto known = known_.find(place(path));
     std::error_code unknown;
-    if (known == known_.end() || (!std::filesystem::exists(path, unknown) && !unknown))
+    if (!std::filesystem::exists(path, unknown) && !unknown)
         return;
+    const auto known = known_.find(place(path));
+    if (known == known_.end())
+        throw ChangedError(path + " is there already");
     if (read_plain_file(path) != known->second)
         throw ChangedError(path +
                            ": somebody else has changed it since it was read or written here");

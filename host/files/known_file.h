@@ -17,15 +17,15 @@ namespace velt::host
 // not fill the memory. Throws std::runtime_error with the reason.
 std::string read_plain_file(const std::string &path);
 
-// Thrown instead of replacing a file that somebody else has changed.
+// Thrown instead of replacing a file that somebody else has made or changed.
 class ChangedError : public Error
 {
 public:
     explicit ChangedError(const std::string &text) : Error(failed, text) {}
 };
 
-// The file of a book or document. It is not replaced when somebody else has changed it, unless
-// `force` is set. Failures are std::runtime_error.
+// The file of a book or document. No file is replaced that has not been read or written by this, or
+// that somebody else has changed since, unless `force` is set. Failures are std::runtime_error.
 class KnownFile
 {
 public:

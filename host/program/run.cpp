@@ -211,7 +211,7 @@ UIntT load(BookFile &file, Model &model, Documents &documents, const Arguments &
     UIntT book = 0;
     try {
         book = file.load(model, arguments.language);
-        documents.serve(book, std::filesystem::path(arguments.book).parent_path());
+        documents.serve(book, file);
         for (UIntT each : model.components(book))
             if (const std::string path = documents.component_file(each); !path.empty())
                 read.push_back(path);

@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <istream>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -149,8 +148,7 @@ private:
     Surroundings s_;
     Window window_;
     DocumentWindow view_;
-    // The text that the book had as a file when it was loaded; empty after the first save.
-    std::optional<std::string> saved_;
+    std::string loaded_; // the text that the book has as a file that this host would have written
     std::set<const Client *> expected_exits_; // the list of clients does not shrink once they run
 };
 

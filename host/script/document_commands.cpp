@@ -12,10 +12,28 @@ namespace velt::host
 namespace
 {
 
-void need(const FileOutcome &outcome, const char *what, const char *advice = "")
+void need(const FileOutcome &outcome, const std::string &what, const std::string &advice = "")
 {
     if (outcome.status != ok)
-        fail(std::string("cannot ") + what + " the document: " + outcome.reason + advice);
+        fail("cannot " + what + ": " + outcome.reason + advice);
+}
+
+// Returns what to do when a document, or else the book, was not saved.
+std::string advice(const FileOutcome &outcome, bool of_document)
+{
+    const std::string save = of_document ? "save --document" : "save";
+    const std::string lose = of_document ? ", close --lose loses the changes here" : "";
+    switch (outcome.status) {
+    case changed_file:
+        return "; " + save + " --force " + as_rest(outcome.file) + " replaces it, " + save +
+               " FILE keeps both" + lose;
+    case unwritable_file:
+        return "; " + save + " FILE writes another" + lose;
+    case cancelled:
+        return "; save --document saves them, close --lose loses them";
+    default:
+        return "";
+    }
 }
 
 // The escapes in quotes beside those that keep a character.
@@ -100,7 +118,7 @@ void Commands::open(std::string_view rest, const GivenOptions &options)
     const FileOutcome outcome = s_.documents.open(path, options.contains("--revert"));
     if (component == 0 && outcome.status == no_such_file && access(path.c_str(), F_OK) != 0)
         fail("no component or file \"" + name + "\"; components are: " + joined(window_.order()));
-    need(outcome, "open");
+    need(outcome, "open the document");
     s_.out << ((outcome.words & file_status::opened_already) != 0 ? "open already: "
                : (outcome.words & file_status::reverted) != 0     ? "reverted "
                                                                   : "opened ")
@@ -111,9 +129,7 @@ void Commands::close(std::string_view rest, const GivenOptions &options)
 {
     const UIntT document = rest.empty() ? view_.active() : open_document(whole(rest));
     const FileOutcome outcome = s_.documents.close(document, options.contains("--lose"));
-    need(outcome, "close",
-         outcome.status == cancelled ? "; save --document saves them, close --lose loses them"
-                                     : "");
+    need(outcome, "close the document", advice(outcome, true));
 }
 
 void Commands::document(std::string_view rest)
@@ -144,29 +160,22 @@ void Commands::select_text(std::string_view place)
 
 void Commands::save(std::string_view rest, const GivenOptions &options)
 {
-    const bool force = options.contains("--force");
-    std::string path = whole(rest), more;
-    if (options.contains("--document")) {
-        const FileOutcome outcome = s_.documents.save(view_.active(), path, force);
-        need(outcome, "save",
-             outcome.status == changed_file ? "; save --document --force replaces it" : "");
-        path = outcome.file;
-    } else {
-        // Who has changed a document alone may have meant that.
-        const UIntT active = s_.model.active_document();
-        if (active != 0 && s_.model.changed(active) && !book_changed())
-            more = " (the book; save --document saves " + view_.name(active) + ")";
-        if (path.empty())
-            path = s_.file.path();
-        if (s_.file.save_as(path, s_.model, s_.book, force))
-            saved_.reset();
-    }
-    s_.out << "saved " << printable(path) << more << std::endl;
+    const bool of_document = options.contains("--document");
+    std::string more;
+    // Who has changed a document alone may have meant that.
+    if (const UIntT active = s_.model.active_document();
+        !of_document && active != 0 && s_.model.changed(active) && !book_changed())
+        more = " (the book; save --document saves " + view_.name(active) + ")";
+    const FileOutcome outcome = s_.documents.save(of_document ? view_.active() : s_.book,
+                                                  whole(rest), options.contains("--force"));
+    need(outcome, of_document ? "save the document" : "save the book",
+         advice(outcome, of_document));
+    s_.out << "saved " << printable(outcome.file) << more << std::endl;
 }
 
 bool Commands::book_changed() const
 {
-    return write_book(s_.model, s_.book) != saved_.value_or(s_.file.text());
+    return write_book(s_.model, s_.book) != (s_.file.written() ? s_.file.text() : loaded_);
 }
 
 std::vector<Commands::Unsaved> Commands::unsaved() const

@@ -199,10 +199,13 @@ TEST_F(BookFiles, WhatSomebodyElseHasChangedIsNotReplaced)
     const UIntT their_book = theirs.load(other);
     other.create(their_book, object_type::component, "Theirs");
     ours.save(model, book);
+    EXPECT_TRUE(ours.written());
     EXPECT_THROW(theirs.save(other, their_book), Error);
     EXPECT_THROW(theirs.save_as(file, other, their_book), Error);
     theirs.save_as(folder / "other.json", other, their_book);
+    EXPECT_THROW(ours.save_as(folder / "other.json", model, book), Error) << "it is theirs";
     theirs.save_as(folder / "other.json", other, their_book);
+    EXPECT_FALSE(theirs.written()) << "it was another file";
     std::ofstream(folder / "other.json") << "{}";
     EXPECT_THROW(theirs.save_as(folder / "other.json", other, their_book), Error);
     fs::remove(link);
@@ -228,7 +231,7 @@ TEST_F(BookFiles, AFailedSaveLeavesTheOldFile)
     const fs::path file = folder / "book.json";
     std::ofstream(file) << "old";
     for (const fs::path &elsewhere : {fs::path("/dev/full"), folder / "none" / "book.json", folder})
-        EXPECT_THROW(BookFile(elsewhere).save(model, book), Error) << elsewhere;
+        EXPECT_THROW(BookFile(elsewhere).save(model, book), std::runtime_error) << elsewhere;
     EXPECT_TRUE(fs::is_character_file("/dev/full"));
 
     // A disk that takes ten bytes more.
@@ -238,7 +241,7 @@ TEST_F(BookFiles, AFailedSaveLeavesTheOldFile)
     limit = old_limit;
     limit.rlim_cur = 10;
     setrlimit(RLIMIT_FSIZE, &limit);
-    EXPECT_THROW(BookFile(file).save(model, book, true), Error);
+    EXPECT_THROW(BookFile(file).save(model, book, true), std::runtime_error);
     setrlimit(RLIMIT_FSIZE, &old_limit);
     EXPECT_EQ(read(file), "old");
     EXPECT_EQ(files(), 1u);

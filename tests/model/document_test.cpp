@@ -56,12 +56,13 @@ class DocumentRules : public HostInProcess
 {
 protected:
     const UIntT book = V_ApiNewNamedObject(0, V_type_book, "Book");
+    BookFile book_file{folder / "book.json"};
     V_PropValsT *returned = nullptr;
 
     DocumentRules()
     {
         model.set_language(V_language_deutsch);
-        documents.serve(book, folder);
+        documents.serve(book, book_file);
     }
     ~DocumentRules() override { V_ApiDeallocatePropVals(returned); }
 
@@ -230,6 +231,65 @@ TEST_F(DocumentRules, ClientsAreToldWhatBecameOfFiles)
     EXPECT_EQ(documents.path(custom), folder / "c.json");
 }
 
+// What each operation may write, and what it is told if not.
+TEST_F(DocumentRules, NoFileIsReplacedThatIsSomebodyElses)
+{
+    const UIntT document = opened(short_document("a"));
+    write("other.json", short_document("other"));
+    ASSERT_EQ(documents.open("other.json", false).status, ok);
+    ASSERT_EQ(documents.save(book, "", false).status, ok);
+    for (const char *path : {"mine.json", "mine.txt", "my book.json"})
+        write(path, "precious");
+    fs::create_symlink("other.json", "link.json");
+    fs::create_hard_link("other.json", "name.json");
+    using Write = std::function<FileOutcome(const char *path, bool force)>;
+    const Write save_it = [&](const char *path, bool force) {
+        return documents.save(document, path, force);
+    };
+    const Write save_book = [&](const char *path, bool force) {
+        return documents.save(book, path, force);
+    };
+    const Write export_text = [&](const char *path, bool force) {
+        return documents.export_text(document, path, nullptr, force);
+    };
+    const struct {
+        const Write &write;
+        const char *path;
+        Status status, forced;
+    } cases[] = {{save_it, "other.json", unwritable_file, unwritable_file},
+                 {save_it, "link.json", unwritable_file, unwritable_file},
+                 {save_it, "name.json", unwritable_file, unwritable_file},
+                 {save_it, "book.json", unwritable_file, unwritable_file},
+                 {save_it, "mine.json", changed_file, ok},
+                 {save_it, "new.json", ok, ok},
+                 {save_it, "a.json", ok, ok},
+                 {save_book, "./a.json", unwritable_file, unwritable_file},
+                 {save_book, "my book.json", changed_file, ok},
+                 {save_book, "new book.json", ok, ok},
+                 {export_text, "a.json", unwritable_file, unwritable_file},
+                 {export_text, "book.json", unwritable_file, unwritable_file},
+                 {export_text, "mine.txt", changed_file, ok},
+                 {export_text, "new.json", changed_file, ok},
+                 {export_text, "new.txt", ok, ok}};
+    for (const auto &[write, path, status, forced] : cases) {
+        const std::string before = read(path);
+        const FileOutcome outcome = write(path, false);
+        EXPECT_EQ(outcome.status, status) << path << ": " << outcome.reason;
+        EXPECT_EQ(read(path) == before, status != ok) << path;
+        EXPECT_EQ(write(path, true).status, forced) << path;
+        EXPECT_EQ(read(path) == before, forced != ok) << path;
+        EXPECT_EQ(write(path, false).status, forced) << path << ", which is known now";
+    }
+
+    // Of the book, clients may do two things with the file.
+    EXPECT_CALL(ok, book, save(book, ""));
+    EXPECT_CALL(ok, book, open("book.json"));
+    EXPECT_TRUE(tells(V_file_opened_already));
+    EXPECT_CALL(not_supported, not_supported, V_ApiClose(book, V_close_losing));
+    EXPECT_CALL(damaged_file, 0, open("my book.json"));
+    EXPECT_NE(reason().find("it is a book"), std::string::npos) << reason();
+}
+
 TEST_F(DocumentRules, UnsavedChangesAreAskedFor)
 {
     UIntT document = opened(short_document("a"));
@@ -336,7 +396,6 @@ TEST_F(DocumentRules, PeopleWorkOnDocuments)
 {
     std::ostringstream out;
     PrintingConsole console{out, out};
-    BookFile file{"book.json"};
     Commands commands({model, documents, console, nullptr, {}, book, book_file, out, false});
     const auto error = [&](const std::string &line) {
         try {
@@ -365,7 +424,7 @@ TEST_F(DocumentRules, PeopleWorkOnDocuments)
     write("a.json", "{}");
     const std::pair<const char *, const char *> mistakes[] = {
         {"close", "save --document saves them"},
-        {"save --document", "save --document --force replaces it"},
+        {"save --document", "save --document --force a.json replaces it, save --document FILE"},
         {"select --text 4", "there are 3"},
         {"select --text 1:9", "paragraph 1 has 2 characters, no place 9"},
         {"select --text 1:2-1", "the range ends (1) before it begins (2)"},

@@ -40,7 +40,6 @@ protected:
     Refusals()
     {
         model.set_language(GetParam());
-        documents.serve(0, folder);
         test::write("in.txt", "x\n");
         for (const auto &[document, paragraph] : {std::pair{&doc, &first}, {&other, &foreign}}) {
             *document = V_ApiCustomDoc(0, 0, 0, 0, 0, 0, 0, 0, 0, 0);

@@ -168,7 +168,7 @@ run 2 run three.json --junit script <script
 [[ $(<script) == show ]] || fail "a report replaces the script"
 on_fresh_book 0 --junit /dev/null --trace-file /dev/null show
 [[ ! -e both.xml ]] || fail "a refused run leaves a file"
-on_fresh_book 1 --junit lost.xml "save lost.xml"
+on_fresh_book 1 --junit lost.xml "save --force lost.xml"
 wrote err "another file has taken its place"
 
 # What is printed on a closed descriptor goes into no connection; what a script would have read is
