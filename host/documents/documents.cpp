@@ -259,51 +259,46 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
     });
 }
 
-// Does with the document's changes what the person says. The outcome is `ok` when it may be closed.
-FileOutcome Documents::ask_for_changes(UIntT document, const Client *cause)
+// Does with the document's changes what the person says, and sets whether they may be lost.
+FileOutcome Documents::ask_for_changes(UIntT document, bool &lost, const Client *cause)
 {
     enum { saving, losing };
     const int client = cause ? cause->number : 0;
-    const auto cancelled_ = [&] {
-        return FileOutcome{cancelled, document, file_status::cancelled, path(document),
-                           "the document has changes that are not saved"};
+    const auto reply = [&]<class T>(T, const Question &question) {
+        const Reply given = ask ? ask(question) : Reply();
+        if (!std::holds_alternative<T>(given))
+            throw Failure(file_status::cancelled, "the document has changes that are not saved");
+        return std::get<T>(given);
     };
-    if (!ask)
-        return cancelled_();
-    const Reply reply = ask({.kind = Question::unsaved,
-                             .client = client,
-                             .text = told(title(document)),
-                             .items = {"save", "lose"}});
-    const IntT *choice = std::get_if<IntT>(&reply);
-    if (!choice || *choice > losing)
-        return cancelled_();
-    if (*choice == losing)
-        return {.document = document};
-    std::string name;
-    if (path(document).empty()) {
-        const Reply named =
-            ask({.kind = Question::file, .client = client, .text = "the file of the document"});
-        if (!std::get_if<std::string>(&named))
-            return cancelled_();
-        name = beside_book(std::get<std::string>(named));
-    }
-    return save(document, name, false, 0666, cause);
+    const IntT choice = reply(IntT{}, {.kind = Question::unsaved,
+                                       .client = client,
+                                       .text = told(title(document)),
+                                       .items = {"save", "lose"}});
+    std::string to = path(document);
+    lost = choice == losing;
+    if (lost)
+        return {.document = document, .file = to};
+    if (to.empty())
+        to = beside_book(
+            reply(std::string(),
+                  {.kind = Question::file, .client = client, .text = "the file of the document"}));
+    return save(document, to, false, 0666, cause);
 }
 
 FileOutcome Documents::close(UIntT document, bool lose, const Client *cause)
 {
-    FileOutcome outcome = carry_out({.document = document}, [&](FileOutcome &o) {
+    return carry_out({.document = document}, [&](FileOutcome &o) {
         need(document);
         o.file = path(document);
-        if (!lose && model_.changed(document))
-            o = ask_for_changes(document, cause);
-    });
-    if (outcome.status != ok)
-        return outcome;
-    return carry_out(outcome, [&](FileOutcome &o) {
-        need(document); // a client may have closed it while the person was asked
         announce(V_notification_before_close, document, o.file, cause);
-        need(document);
+        need(document); // a client may have closed it
+        // Clients that are told of the saving may change it once more.
+        for (bool lost = lose; !lost && model_.changed(document);) {
+            o = ask_for_changes(document, lost, cause);
+            if (o.status != ok)
+                return;
+            need(document);
+        }
         model_.close_document(document);
         files_.erase(document);
         announce(V_notification_after_close, document, o.file, cause);

@@ -63,7 +63,8 @@ public:
     // becomes its own if it has none.
     FileOutcome save(UIntT document, const std::string &path, bool force, mode_t mode = 0666,
                      const Client *cause = nullptr);
-    // Closes the document. Unless changes may be lost, the person is asked what to do with them.
+    // Closes the document. Unless changes may be lost, the person is asked what to do with them,
+    // also with those that clients make when they are told of it.
     FileOutcome close(UIntT document, bool lose, const Client *cause = nullptr);
     // Reads the document's file again; it keeps its id.
     FileOutcome revert(UIntT document);
@@ -93,7 +94,7 @@ private:
     void load(UIntT document, KnownFile &file);
     void attach(UIntT document);
     void announce(IntT notification, UIntT document, const std::string &path, const Client *cause);
-    FileOutcome ask_for_changes(UIntT document, const Client *cause);
+    FileOutcome ask_for_changes(UIntT document, bool &lost, const Client *cause);
 
     Model &model_;
     std::map<UIntT, KnownFile> files_; // of the documents that have been opened or saved

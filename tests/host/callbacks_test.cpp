@@ -206,5 +206,35 @@ TEST_F(HostedClients, NotificationsComeToThoseWhoHaveAskedForThem)
     EXPECT_TRUE(console.reports.empty()) << console.reports[0];
 }
 
+// A client edits a document when it is told that this is about to be closed, or was saved.
+TEST_F(HostedClients, ChangesOfThoseWhoAreNotifiedAreAskedFor)
+{
+    Client &client = start("");
+    documents.announcer.serve(&host);
+    for (IntT each : {V_notification_before_close, V_notification_after_save})
+        model.subscribe(client.number, each, true);
+    const UIntT document = documents.create();
+    responder.on<procedure::api_vq_alert_1>([&](Client &, const auto &, auto &result) {
+        const UIntT paragraph = model.at(model.at(document).first).first;
+        model.add_text(document, {paragraph, 0}, "x");
+        result = 0;
+    });
+    Lines asked;
+    std::vector<Reply> replies;
+    documents.ask = [&](const Question &question) {
+        asked.push_back(question.text);
+        return asked.size() <= replies.size() ? replies[asked.size() - 1] : Reply();
+    };
+    EXPECT_EQ(documents.close(document, false).status, cancelled);
+    EXPECT_EQ(asked, Lines{"untitled"});
+    EXPECT_TRUE(model.changed(document));
+
+    asked.clear();
+    replies = {IntT{0}, "new.json", IntT{1}};
+    EXPECT_EQ(documents.close(document, false).status, ok);
+    EXPECT_EQ(asked, (Lines{"untitled", "the file of the document", "new.json"}));
+    EXPECT_TRUE(model.members(0).empty());
+}
+
 } // namespace
 } // namespace velt::host
