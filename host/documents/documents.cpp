@@ -66,9 +66,9 @@ std::string Documents::told(const std::string &utf8) const
 {
     const SessionText session(model_.language());
     std::string bytes;
-    for (const char32_t character : from_utf8(printable(utf8))) {
+    for (const char32_t character : from_utf8(printable_lines(utf8))) {
         try {
-            bytes += session.from_utf8(to_utf8(character));
+            bytes += character == U'\n' ? "; " : session.from_utf8(to_utf8(character));
         } catch (const std::runtime_error &) {
             bytes += '?';
         }
@@ -117,11 +117,28 @@ void Documents::need(UIntT document) const
     model_.check_is_document(document);
 }
 
-UIntT Documents::owner(const std::string &path) const
+void Documents::serve(UIntT book, BookFile &file)
+{
+    book_ = book;
+    book_file_ = &file;
+    model_.document_of = [this](UIntT component) {
+        const std::string path = component_file(component);
+        return path.empty() ? 0 : find(path);
+    };
+}
+
+UIntT Documents::find(const std::string &path) const
 {
     for (const auto &[document, file] : files_)
         if (file.is(path))
             return document;
+    return 0;
+}
+
+UIntT Documents::owner(const std::string &path) const
+{
+    if (const UIntT document = find(path))
+        return document;
     return book_file_ && book_file_->is(path) ? book_ : 0;
 }
 
@@ -161,34 +178,30 @@ void Documents::load(UIntT document, KnownFile &file)
     file.remember(std::move(text));
 }
 
-// Tells the components of the document's file which document it is.
-void Documents::attach(UIntT document)
-{
-    if (book_ == 0)
-        return;
-    const KnownFile &file = files_.at(document);
-    for (UIntT component : model_.components(book_))
-        if (const std::string path = component_file(component); !path.empty() && file.is(path))
-            model_.attach(component, document);
-}
-
 // Opening
 
 FileOutcome Documents::open(const std::string &path, bool again, const Client *cause)
 {
-    const auto opened = [&](FileOutcome &outcome) {
-        outcome.document = owner(path);
-        outcome.words = outcome.document != 0 ? file_status::opened_already : 0;
-        return outcome.document != 0;
-    };
-    FileOutcome outcome{.file = path};
-    if (opened(outcome) && again)
-        return revert(outcome.document);
-    return carry_out(outcome, [&](FileOutcome &o) {
-        if (opened(o))
+    if (const UIntT document = owner(path); again && document != 0) {
+        const FileOutcome outcome = revert(document);
+        if (outcome.status == ok)
+            model_.activate_document(document);
+        return outcome;
+    }
+    return carry_out({.file = path}, [&](FileOutcome &o) {
+        const auto opened = [&] {
+            o.document = owner(path);
+            if (o.document == 0)
+                return false;
+            o.words = file_status::opened_already;
+            if (o.document != book_)
+                model_.activate_document(o.document);
+            return true;
+        };
+        if (opened())
             return;
         announce(V_notification_before_open, 0, path, cause);
-        if (opened(o)) // a client has opened it meanwhile
+        if (opened()) // a client has opened it meanwhile
             return;
         KnownFile file(path);
         const UIntT document = model_.create_document("");
@@ -196,7 +209,6 @@ FileOutcome Documents::open(const std::string &path, bool again, const Client *c
             load(document, file);
             model_.set_file(document, told(path));
             files_.emplace(document, std::move(file));
-            attach(document);
         } catch (...) {
             files_.erase(document);
             model_.close_document(document);
@@ -251,10 +263,8 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
         write(to, document, [&] { own = file.write(to, std::move(text), force, mode); });
         if (own)
             model_.set_changed(document, false);
-        if (unnamed) {
+        if (unnamed)
             model_.set_file(document, told(to));
-            attach(document);
-        }
         announce(V_notification_after_save, document, to, cause);
     });
 }

@@ -42,11 +42,7 @@ public:
     std::function<Reply(const Question &)> ask;
 
     // Sets the book whose components have documents, and its file.
-    void serve(UIntT book, BookFile &file)
-    {
-        book_ = book;
-        book_file_ = &file;
-    }
+    void serve(UIntT book, BookFile &file);
     // Returns the path of a file that a client, or the book, names in the session's encoding: a
     // relative one is looked for beside the book.
     std::string beside_book(const std::string &name) const;
@@ -79,20 +75,21 @@ public:
     std::string path(UIntT document) const;
     // Returns what people call the document: the name of its file.
     std::string title(UIntT document) const;
-    // Returns a text that people are told in the session's encoding, in which '?' stands for a
-    // character that this lacks.
+    // Returns a text that people are told in the session's encoding, on one line, in which '?'
+    // stands for a character that this lacks.
     std::string told(const std::string &utf8) const;
 
 private:
     // Refuses an id that is no open document's.
     void need(UIntT document) const;
+    // Returns the open document whose file it is, or 0.
+    UIntT find(const std::string &path) const;
     // Returns the document, or else the book, whose file it is; 0 when it is that of none.
     UIntT owner(const std::string &path) const;
     // Has `write` write the file for the document or book.
     template <class Write>
     void write(const std::string &path, UIntT document, Write write);
     void load(UIntT document, KnownFile &file);
-    void attach(UIntT document);
     void announce(IntT notification, UIntT document, const std::string &path, const Client *cause);
     FileOutcome ask_for_changes(UIntT document, bool &lost, const Client *cause);
 

@@ -13,10 +13,6 @@ void Model::close_document(UIntT document)
 {
     check_is_document(document);
     const auto all = objects_.with_contents(document);
-    for (UIntT book : objects_.of_type(0, object_type::book))
-        for (UIntT each = at(book).first; each != 0; each = at(each).next)
-            if (id_held(book, each, property::document) == document)
-                attach(each, 0);
     if (active_document() == document)
         activate_document(0);
     discard(objects_, all);
@@ -31,11 +27,6 @@ UIntT Model::active_document() const
 void Model::activate_document(UIntT document)
 {
     put(0, property::active_document, Value::id(document));
-}
-
-void Model::attach(UIntT component, UIntT document)
-{
-    put(component, property::document, Value::id(document));
 }
 
 void Model::set_file(UIntT document, const std::string &path)

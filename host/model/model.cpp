@@ -156,6 +156,23 @@ UIntT Model::evacuate(const Object &gone)
     return place.objId;
 }
 
+Value Model::get(UIntT doc, UIntT id, const PropertyKey &key) const
+{
+    const Object &from = object(doc, id);
+    if (key.number == property::document && from.type == object_type::component && document_of)
+        return Value::id(document_of(id));
+    return properties::get(from, key);
+}
+
+std::vector<std::pair<PropertyKey, Value>> Model::properties(UIntT doc, UIntT id) const
+{
+    auto all = properties::all(object(doc, id));
+    for (auto &[key, value] : all)
+        if (key.number == property::document)
+            value = get(doc, id, key);
+    return all;
+}
+
 void Model::set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value)
 {
     Object &object = objects_.addressed(doc, id);

@@ -2,6 +2,8 @@
 // whatever else a client creates. Each has a type, a name and properties.
 #pragma once
 
+#include <functional>
+
 #include "host/model/chains.h"
 #include "host/model/clipboard.h"
 #include "host/model/dialogs.h"
@@ -69,17 +71,13 @@ public:
 
     // A value that is written keeps the kind of the one that it replaces. Of a list, all values are
     // written in their order or, when any is refused, none.
-    Value get(UIntT doc, UIntT id, const PropertyKey &key) const
-    {
-        return properties::get(object(doc, id), key);
-    }
+    Value get(UIntT doc, UIntT id, const PropertyKey &key) const;
     void set(UIntT doc, UIntT id, const PropertyKey &key, const V_TypedValT &value);
     void set(UIntT doc, UIntT id, const V_PropValsT &list);
     void remove_property(UIntT doc, UIntT id, const PropertyKey &key);
-    std::vector<std::pair<PropertyKey, Value>> properties(UIntT doc, UIntT id) const
-    {
-        return properties::all(object(doc, id));
-    }
+    std::vector<std::pair<PropertyKey, Value>> properties(UIntT doc, UIntT id) const;
+    // Tells which open document a component's file is, or 0. Only those who open files know.
+    std::function<UIntT(UIntT component)> document_of;
 
     // By these functions, the host itself accesses properties of the session and of books.
     UIntT active_book() const;
@@ -93,12 +91,10 @@ public:
 
     // Creates a document with one flow of one empty paragraph, in which the insertion point is.
     UIntT create_document(const std::string &name);
-    // Removes the document with everything in it. Components no longer have it as theirs.
+    // Removes the document with everything in it.
     void close_document(UIntT document);
     UIntT active_document() const;
     void activate_document(UIntT document);
-    // Sets the open document of a component; 0 takes it away.
-    void attach(UIntT component, UIntT document);
     void set_file(UIntT document, const std::string &path);
     // Returns whether the document has changes that are not saved; every change of it sets this.
     bool changed(UIntT document) const;

@@ -169,6 +169,7 @@ TEST_F(DocumentRules, ClientsAreToldWhatBecameOfFiles)
 {
     write("a.json", short_document("a"));
     write("damaged.json", "{");
+    write("twice.json", R"({"a": 1, "b": 2, "flows": [{"paragraphs": [{}]}]})");
     write("newer.json", R"({"format": 2})");
     const struct {
         const char *file;
@@ -176,12 +177,14 @@ TEST_F(DocumentRules, ClientsAreToldWhatBecameOfFiles)
     } refused[] = {{"none.json", no_such_file, V_file_no_such_file},
                    {"", no_such_file, V_file_no_such_file},
                    {"damaged.json", damaged_file, V_file_damaged},
+                   {"twice.json", damaged_file, V_file_damaged},
                    {"newer.json", newer_file, V_file_newer}};
     V_PropValsT usual = V_ApiGetOpenDefaultParams();
     for (const auto &row : refused) {
         EXPECT_CALL(row.status, 0, open(row.file, usual));
         EXPECT_TRUE(tells(row.bit)) << row.file;
         EXPECT_NE(reason().find(row.file), std::string::npos) << reason();
+        EXPECT_EQ(reason().find('?'), std::string::npos) << reason();
         EXPECT_TRUE(model.members(0).empty());
     }
     V_ApiDeallocatePropVals(&usual);
@@ -288,6 +291,41 @@ TEST_F(DocumentRules, NoFileIsReplacedThatIsSomebodyElses)
     EXPECT_CALL(not_supported, not_supported, V_ApiClose(book, V_close_losing));
     EXPECT_CALL(damaged_file, 0, open("my book.json"));
     EXPECT_NE(reason().find("it is a book"), std::string::npos) << reason();
+}
+
+// A component has the document of the file that it names, whichever came first.
+TEST_F(DocumentRules, ComponentsHaveTheirDocuments)
+{
+    const UIntT a = opened(short_document("a")), component = model.create(book, 4, "C");
+    const PropertyKey key(property::document), file_key(file_property);
+    const auto expect_document = [&](UIntT wanted) {
+        const Value value = model.get(book, component, key);
+        EXPECT_EQ(static_cast<UIntT>(value.get().u.intVal), wanted);
+        for (const auto &[each, listed] : model.properties(book, component)) {
+            if (each == key) {
+                EXPECT_EQ(listed.get().u.intVal, value.get().u.intVal);
+            }
+        }
+    };
+    const auto name = [&](const char *path) {
+        model.set(book, component, file_key, Value::string(path).get());
+    };
+    expect_document(0);
+    name("./a.json");
+    expect_document(a);
+    name("b.json");
+    expect_document(0);
+    const UIntT b = documents.create();
+    expect_document(0);
+    EXPECT_EQ(documents.save(b, "b.json", false).status, ok);
+    expect_document(b);
+    EXPECT_EQ(documents.open("a.json", false).document, a);
+    EXPECT_EQ(model.active_document(), a) << "although it is open already";
+    EXPECT_EQ(documents.close(b, false).status, ok);
+    expect_document(0);
+    name("a.json");
+    model.remove_property(book, component, file_key);
+    expect_document(0);
 }
 
 TEST_F(DocumentRules, UnsavedChangesAreAskedFor)
