@@ -17,7 +17,10 @@ namespace
 class Reader : public ModelReader
 {
 public:
-    using ModelReader::ModelReader;
+    Reader(Model &model, std::vector<JsonError> &problems)
+        : ModelReader(model, problems, "; \"language\" or run --language names another")
+    {
+    }
     UIntT book(const JsonNode &root, IntT language);
 
 private:

@@ -16,7 +16,7 @@ class Reader : public ModelReader
 {
 public:
     Reader(Model &model, std::vector<JsonError> &problems, UIntT document)
-        : ModelReader(model, problems), document_(document)
+        : ModelReader(model, problems, "; --language names another"), document_(document)
     {
         session_.emplace(model.language());
     }

@@ -35,7 +35,7 @@ std::string ModelReader::text(const JsonNode &node) const
     try {
         return session_->from_utf8(utf8);
     } catch (const std::runtime_error &error) {
-        throw JsonError(node, error.what());
+        throw JsonError(node, error.what() + std::string(other_language_));
     }
 }
 

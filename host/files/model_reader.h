@@ -29,7 +29,9 @@ void read_nodes(
 class ModelReader
 {
 public:
-    ModelReader(Model &model, std::vector<JsonError> &problems) : model_(model), problems_(problems)
+    // The last text says how to choose another language, for a character that this one lacks.
+    ModelReader(Model &model, std::vector<JsonError> &problems, const char *other_language)
+        : model_(model), problems_(problems), other_language_(other_language)
     {
     }
 
@@ -69,6 +71,8 @@ protected:
     std::optional<SessionText> session_;
 
 private:
+    const char *other_language_;
+
     void property(const JsonNode &node, const Set &set);
 };
 

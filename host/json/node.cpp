@@ -97,6 +97,11 @@ public:
     bool parse_error(std::size_t position, const std::string &token,
                      const nlohmann::json::exception &error) override
     {
+        constexpr int number_too_large = 406;
+        if (error.id == number_too_large) {
+            begin_token();
+            throw JsonError(place_.line, place_.column, "the number is too large");
+        }
         std::size_t at = std::min(position > 0 ? position - 1 : 0, text_.size());
         // The library's message begins with the position and ends with the whole token.
         std::string reason = error.what();

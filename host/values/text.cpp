@@ -40,7 +40,11 @@ IntT language_number(const std::string &name)
     throw std::runtime_error("unknown language \"" + name + "\"; there are " + names);
 }
 
-SessionText::SessionText(IntT language) : charset_(charset(V_LanguageEncoding(language))) {}
+SessionText::SessionText(IntT language)
+    : language_(V_LanguageString(language) ? language : V_language_usenglish),
+      charset_(charset(V_LanguageEncoding(language_)))
+{
+}
 
 int SessionText::stray_byte(char32_t character)
 {
@@ -81,7 +85,7 @@ std::string SessionText::from_utf8(std::string_view text) const
         if (encoded.empty())
             throw std::runtime_error("\"" + printable(velt::to_utf8(character)) +
                                      "\" does not exist in " + charset_.name() +
-                                     ", the encoding of the book's language");
+                                     ", the encoding of " + V_LanguageString(language_));
         bytes += encoded;
     }
     return bytes;

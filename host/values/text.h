@@ -19,6 +19,7 @@ IntT language_number(const std::string &name);
 class SessionText
 {
 public:
+    // A language that is unknown has the encoding of US English.
     explicit SessionText(IntT language);
 
     // Returns the bytes as UTF-8. Bytes that encode no character, or are not those by which it is
@@ -34,6 +35,7 @@ public:
     static int stray_byte(char32_t character);
 
 private:
+    IntT language_;
     const Charset &charset_;
 };
 
