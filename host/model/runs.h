@@ -31,6 +31,18 @@ SharedProperties at(const TextRuns &runs, std::size_t byte);
 // `from`.
 void append(TextRuns &to, std::size_t place, const TextRuns &from, std::size_t begin,
             std::size_t end);
+// Runs that take the place of those from `first` to before `last`.
+struct Change {
+    std::size_t first, last;
+    TextRuns runs;
+};
+// Returns the change that gives the bytes from `begin` to `end` of a text of `size` bytes the
+// properties that they have in `inside`, where they begin at 0. It takes no longer than is changed.
+Change change(const TextRuns &of, std::size_t begin, std::size_t end, std::size_t size,
+              const TextRuns &inside);
+// Makes room for the change, so that carrying it out cannot fail.
+void reserve(TextRuns &to, const Change &made);
+void carry_out(TextRuns &to, Change &made) noexcept;
 // Returns runs that give all of a text the properties.
 inline TextRuns of(const SharedProperties &properties)
 {

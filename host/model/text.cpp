@@ -295,26 +295,23 @@ void set_properties(Objects &objects, const Span &span, const Properties &proper
         }
         return made = std::make_shared<const Properties>(std::move(all));
     };
-    std::vector<std::pair<UIntT, TextRuns>> ready;
+    std::vector<std::pair<TextRuns *, runs::Change>> ready;
     for (const Stretch &each : stretches(objects, span)) {
         if (each.begin == each.end)
             continue;
-        const Object &paragraph = objects.at(each.paragraph);
-        const TextRuns &old = paragraph.runs;
-        const std::size_t size = each.end - each.begin;
-        TextRuns inside, all;
-        runs::append(inside, 0, old, each.begin, each.end);
+        Object &paragraph = objects.at(each.paragraph);
+        TextRuns inside;
+        runs::append(inside, 0, paragraph.runs, each.begin, each.end);
         if (inside.empty() || inside.front().begin != 0)
             inside.insert(inside.begin(), {0, nullptr});
         for (TextRun &run : inside)
             run.properties = change(run.properties);
-        runs::append(all, 0, old, 0, each.begin);
-        runs::append(all, each.begin, inside, 0, size);
-        runs::append(all, each.end, old, each.end, paragraph.text.size());
-        ready.emplace_back(each.paragraph, std::move(all));
+        ready.emplace_back(&paragraph.runs, runs::change(paragraph.runs, each.begin, each.end,
+                                                         paragraph.text.size(), inside));
+        runs::reserve(*ready.back().first, ready.back().second);
     }
-    for (auto &[id, all] : ready)
-        objects.at(id).runs.swap(all);
+    for (auto &[all, made] : ready)
+        runs::carry_out(*all, made);
 }
 
 SharedProperties properties_at(const Objects &objects, const Place &place)
