@@ -32,6 +32,7 @@ private:
     void object(const JsonNode &node);
     void properties(const JsonNode &node, UIntT id);
     void format(const JsonNode &node, UIntT paragraph);
+    texts::Place place(UIntT paragraph, IntT offset);
 
     std::string name(const JsonNode &node, IntT type);
     void note(const JsonNode &node, UIntT id);
@@ -61,6 +62,7 @@ private:
         V_TextLocT place;
     };
     Properties own_;
+    texts::Place last_{};
     std::map<UIntT, Anchor> anchors_; // by the numbers of the objects, until these are made
 };
 
@@ -95,12 +97,12 @@ UIntT Reader::referred(const JsonNode &node)
     return found->second;
 }
 
-// Other ids, of what is no part of the document, stay as they are.
+// An id that the file does not define refers to nothing, and must not to what has that id here.
 void Reader::replace_ids(V_TypedValT &value) const
 {
     each_id(value, [&](UIntT &id) {
-        if (const auto found = ids_.find(id); found != ids_.end())
-            id = found->second;
+        const auto found = ids_.find(id);
+        id = found != ids_.end() ? found->second : 0;
     });
 }
 
@@ -177,12 +179,20 @@ void Reader::object(const JsonNode &node)
     if (numbered)
         decode(number, *numbered);
     const auto anchored = anchors_.extract(number);
+    if (anchored && in)
+        throw JsonError(*in, "an object that is anchored in the text is part of nothing else");
     const std::string named = name(node, type);
-    note(node,
-         anchored
-             ? at(*anchored.mapped().node,
-                  [&] { return model_.create_anchored(document_, type, anchored.mapped().place); })
-             : at(node, [&] { return model_.append(document_, type, named, parent); }));
+    try {
+        note(node, anchored
+                       ? model_.create_anchored(document_, type, anchored.mapped().place, "", named)
+                       : model_.append(document_, type, named, parent));
+    } catch (const StatusError &error) {
+        if (error.status() == no_such_place)
+            throw JsonError(*anchored.mapped().node, error.what());
+        throw JsonError(*node.member("type"), "no object in a document has this type: it is a "
+                                              "number above 0, and none of what stands elsewhere, "
+                                              "such as books and menus");
+    }
 }
 
 void Reader::properties(const JsonNode &node, UIntT id)
@@ -208,20 +218,37 @@ void Reader::format(const JsonNode &node, UIntT paragraph)
     const JsonNode *from = node.member("from"), *to = node.member("to");
     if (!from || !to)
         throw JsonError(node, "a format needs \"from\" and \"to\"");
-    V_TextRangeT range{{paragraph, 0}, {paragraph, 0}};
-    decode(range.beg.offset, *from);
-    decode(range.end.offset, *to);
+    IntT begin = 0, end = 0;
+    decode(begin, *from);
+    decode(end, *to);
     Properties all;
     ModelReader::properties(node, [&](const PropertyKey &key, V_TypedValT &value) {
         check(key.number != 0 || !key.name.empty(), no_such_property);
         replace_ids(value);
         all.insert_or_assign(key, Value(value));
     });
-    at(node, [&] { model_.set_text_properties(document_, range, all); });
+    at(node, [&] {
+        check(begin <= end, no_such_place);
+        const texts::Place first = place(paragraph, begin);
+        model_.set_text_properties({document_, first, place(paragraph, end)}, all);
+    });
+}
+
+// Goes on from the place that it has returned last, as formats stand in the order of the text.
+texts::Place Reader::place(UIntT paragraph, IntT offset)
+{
+    if (paragraph != last_.paragraph || offset < last_.offset)
+        last_ = {paragraph, 0, 0};
+    const std::string_view rest = std::string_view(model_.at(paragraph).text).substr(last_.byte);
+    const auto further = model_.characters().byte_of(rest, offset - last_.offset);
+    check(further.has_value(), no_such_place);
+    return last_ = {paragraph, offset, last_.byte + *further};
 }
 
 void Reader::read(const JsonNode &root)
 {
+    if (root.member("components") && !root.member("flows"))
+        throw JsonError(root, "it is a book, which \"vqhost run\" opens, and no document");
     need_object(root, {"format", "id", "properties", "flows", "objects"});
     attempt(problems_, [&] { note(root, document_); });
     attempt(problems_, [&] { fill(root, "flows", [&](const JsonNode &each) { flow(each); }); });

@@ -54,8 +54,8 @@ void Writer::mention(const Properties &properties, IntT type)
     for (const auto &[key, value] : properties) {
         if (told_otherwise(type, key.number))
             continue;
-        V_TypedValT copy = value.get();
-        each_id(copy, [&](UIntT id) { mentioned_.insert(id); });
+        V_TypedValT shared = value.get();
+        each_id(shared, [&](UIntT id) { mentioned_.insert(id); });
     }
 }
 
@@ -89,19 +89,13 @@ void Writer::collect()
     }
 }
 
-// Numbers the objects that are referred to. A number is none of the other ids that values hold,
-// which refer to something outside the document and stay as they are.
+// Numbers the objects that are referred to.
 void Writer::number()
 {
-    const std::set<UIntT> inside(order_.begin(), order_.end());
     UIntT next = 1;
-    for (UIntT each : order_) {
-        if (!mentioned_.contains(each))
-            continue;
-        while (mentioned_.contains(next) && !inside.contains(next))
-            next++;
-        number_[each] = next++;
-    }
+    for (UIntT each : order_)
+        if (mentioned_.contains(each))
+            number_[each] = next++;
 }
 
 void Writer::id(UIntT id)
@@ -125,8 +119,9 @@ void Writer::properties(const Properties &properties, IntT type)
         [&](const PropertyKey &key, const Value &) { return !told_otherwise(type, key.number); },
         [&](V_TypedValT &value) {
             each_id(value, [&](UIntT &id) {
-                if (const auto found = number_.find(id); found != number_.end())
-                    id = found->second;
+                // What is gone, or outside the document, is nothing to the file.
+                const auto found = number_.find(id);
+                id = found != number_.end() ? found->second : 0;
             });
         });
 }

@@ -22,7 +22,7 @@ constexpr bool told_otherwise(IntT type, IntT number)
     return false;
 }
 
-// Visits the ids that the value holds, so that they can be replaced.
+// Visits the ids that the value holds, which can be replaced if its lists are the caller's too.
 template <class Visit>
 void each_id(V_TypedValT &value, Visit visit)
 {
@@ -39,6 +39,17 @@ void each_id(V_TypedValT &value, Visit visit)
     case kind::text_range:
         visit(value.u.textRangeVal.beg.objId);
         visit(value.u.textRangeVal.end.objId);
+        break;
+    case kind::element_catalog:
+        for (UIntT i = 0; i < value.u.catalogVal.len; i++)
+            visit(value.u.catalogVal.val[i].defId);
+        break;
+    case kind::element_range:
+        if (V_ElementRangeT *range = value.u.elemRangeVal)
+            for (V_ElementLocT *place : {&range->beg, &range->end}) {
+                visit(place->parentId);
+                visit(place->childId);
+            }
         break;
     }
 }

@@ -26,7 +26,8 @@ void write_properties(const std::map<PropertyKey, Value> &properties, const Sess
         } else {
             out.text("name", session.to_utf8(key.name));
         }
-        V_TypedValT shown = value.get();
+        const Value copy = value;
+        V_TypedValT shown = copy.get();
         adjust(shown);
         fields(shown.valType, shown.u, [&](const char *, auto &field) {
             out.key(name_of_kind(shown.valType));

@@ -12,7 +12,7 @@ namespace velt::host
 {
 
 // Writes the list "properties" of those that are to be `kept`, unless there are none. What is
-// written is the copy of the value's record that `adjust` has seen, which owns nothing.
+// written is the copy of the value that `adjust` has seen.
 void write_properties(
     const std::map<PropertyKey, Value> &properties, const SessionText &session, JsonWriter &out,
     const std::function<bool(const PropertyKey &, const Value &)> &kept,

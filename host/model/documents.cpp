@@ -87,12 +87,12 @@ Properties Model::text_properties(UIntT document, const V_TextLocT &place) const
     return found ? *found : Properties();
 }
 
-void Model::set_text_properties(UIntT document, const V_TextRangeT &range, const Properties &values)
+void Model::set_text_properties(const texts::Span &span, const Properties &values)
 {
     for (const auto &[key, value] : values)
         properties::check_valid(key, value.get());
-    texts::set_properties(objects_, texts::span_at(objects_, document, range), values);
-    touch(document);
+    texts::set_properties(objects_, span, values);
+    touch(span.document);
 }
 
 void Model::copy(UIntT document)

@@ -102,12 +102,12 @@ UIntT Model::create_in(UIntT doc, IntT type, UIntT parent)
 }
 
 UIntT Model::create_anchored(UIntT doc, IntT type, const V_TextLocT &place,
-                             const std::string &format)
+                             const std::string &format, const std::string &name)
 {
     texts::place_at(objects_, doc, place);
     check(chains::container_type(type) == 0, wrong_kind);
     NewObjects made(objects_);
-    Object &one = add(made, doc, type, {});
+    Object &one = add(made, doc, type, name);
     V_TypedValT anchor{kind::text_location, {}};
     anchor.u.textLocVal = place;
     properties::put(objects_, one, PropertyKey(property::anchor), Value(anchor));

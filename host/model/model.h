@@ -60,9 +60,10 @@ public:
     // when that is 0.
     UIntT create_after(UIntT doc, IntT type, UIntT previous);
     UIntT create_in(UIntT doc, IntT type, UIntT parent);
-    // Creates an object that is anchored in the text; the name of its format may be empty.
+    // Creates an object that is anchored in the text; the name of its format may be empty, and its
+    // own name too, or is one that the caller knows to be free.
     UIntT create_anchored(UIntT doc, IntT type, const V_TextLocT &place,
-                          const std::string &format = {});
+                          const std::string &format = {}, const std::string &name = {});
     // Removes the object with everything that it contains, but no document, not the last flow of
     // one, and not the last paragraph of a flow.
     void remove(UIntT doc, UIntT id);
@@ -118,7 +119,11 @@ public:
     std::string text(UIntT document, const V_TextRangeT &range) const;
     // These give the properties of the text, and items of it, as text.h and items.h say.
     Properties text_properties(UIntT document, const V_TextLocT &place) const;
-    void set_text_properties(UIntT document, const V_TextRangeT &range, const Properties &values);
+    void set_text_properties(UIntT document, const V_TextRangeT &range, const Properties &values)
+    {
+        set_text_properties(texts::span_at(objects_, document, range), values);
+    }
+    void set_text_properties(const texts::Span &span, const Properties &values);
     std::vector<TextItem> text_items(UIntT document, UIntT id, UIntT selector) const
     {
         return texts::items_of_object(objects_, document, id, selector);

@@ -28,16 +28,20 @@ constexpr const char *everything = R"({
                     {"number": 9, "text_location": {"objId": 3, "offset": 2}}],
      "paragraphs": [
       {"id": 3, "name": "First", "tag": "Title", "text": "Über Äpfel",
-       "properties": [{"number": 8, "id": 4711}],
+       "properties": [{"number": 8, "id": 0}],
        "formats": [{"from": 0, "to": 4, "properties": [{"name": "Bold", "integer": 1}]},
-                   {"from": 6, "to": 10, "properties": [{"number": 30, "id": 7}]}],
+                   {"from": 6, "to": 10, "properties": [{"number": 30, "id": 7},
+                        {"number": 1000000020, "integer": 1}]}],
        "anchors": [{"offset": 4, "object": 4}, {"offset": 4, "object": 5}]},
       {"text": ""}]},
     {"paragraphs": [{"text": "Zwei"}]}
   ],
   "objects": [
     {"id": 4, "type": 13, "properties": [{"number": 8, "id": 6}]},
-    {"id": 5, "type": 13},
+    {"id": 5, "type": 13, "name": "Box", "properties": [
+      {"number": 9, "element_catalog": [{"defId": 6, "flags": 0}]},
+      {"number": 10, "element_range": {"beg": {"parentId": 4, "childId": 6, "offset": 1},
+                                       "end": {"parentId": 4, "childId": 0, "offset": 2}}}]},
     {"type": 40, "name": "Named"},
     {"type": 41, "in": 3},
     {"id": 6, "type": 42, "in": 4},
@@ -106,10 +110,56 @@ TEST_F(DocumentRules, EverythingComesBack)
     write("b.json", written);
     EXPECT_EQ(write_document(model, open("b.json")), written);
 
-    // The numbers of a file are none of the ids that refer to something outside the document.
-    const UIntT paragraph = model.at(model.at(document).first).first;
-    V_ApiSetId(document, paragraph, 8, 1);
-    EXPECT_EQ(nlohmann::json::parse(write_document(model, document))["id"], 2);
+    // What is outside the document, or gone, is nothing to the file, and what the file does not
+    // define is nothing to the document, whatever has the id here.
+    const PropertyKey key(8), place_key(9);
+    const UIntT flow = model.at(document).first, paragraph = model.at(flow).first;
+    model.set(document, paragraph, key, Value::id(book).get());
+    V_TypedValT place{kind::text_location, {}};
+    place.u.textLocVal = {4711, 2};
+    model.set(document, flow, place_key, place);
+    const auto saved = nlohmann::json::parse(write_document(model, document))["flows"][0];
+    EXPECT_EQ(saved["paragraphs"][0]["properties"][0]["id"], 0);
+    EXPECT_EQ(saved["properties"][1]["text_location"]["objId"], 0);
+    const std::string dangling = R"({"flows": [{"paragraphs": [
+        {"properties": [{"number": 8, "id": )" +
+                                 std::to_string(paragraph) + "}]}]}]}";
+    read_document(dangling, "d", model, document);
+    const UIntT read = model.at(model.at(document).first).first;
+    EXPECT_EQ(model.get(document, read, key).get().u.intVal, 0);
+}
+
+// Of many formats in one paragraph, each is set where it belongs, whatever stands there.
+TEST_F(DocumentRules, FormatsStandWhereTheyBelong)
+{
+    const auto formats = [&](const std::string &list) {
+        const UIntT document = model.create_document("");
+        read_document(R"({"flows": [{"paragraphs": [{"text": "Äbcdefgh", "formats": [)" + list +
+                          "]}]}]}",
+                      "d", model, document);
+        std::string told;
+        const UIntT paragraph = model.at(model.at(document).first).first;
+        for (IntT offset = 0; offset < 8; offset++) {
+            const Properties all = model.text_properties(document, {paragraph, offset});
+            told += all.empty() ? "-" : std::to_string(all.begin()->second.get().u.intVal);
+        }
+        return told + " " + std::to_string(model.at(paragraph).runs.size());
+    };
+    const auto format = [](int from, int to, int value) {
+        return "{\"from\": " + std::to_string(from) + ", \"to\": " + std::to_string(to) +
+               ", \"properties\": [{\"number\": 1, \"integer\": " + std::to_string(value) + "}]}";
+    };
+    const auto list = [](const auto &...each) {
+        std::string all;
+        ((all += (all.empty() ? "" : ",") + each), ...);
+        return all;
+    };
+    EXPECT_EQ(formats(list(format(0, 2, 1), format(2, 4, 2), format(6, 8, 3))), "1122--33 4");
+    EXPECT_EQ(formats(list(format(6, 8, 3), format(0, 2, 1), format(2, 4, 2))), "1122--33 4");
+    EXPECT_EQ(formats(list(format(0, 8, 1), format(2, 4, 2), format(3, 5, 3))), "11233111 5");
+    EXPECT_EQ(formats(list(format(1, 2, 1), format(3, 4, 2), format(5, 6, 3), format(0, 8, 4))),
+              "44444444 7");
+    EXPECT_EQ(formats(list(format(2, 2, 1), format(7, 8, 2))), "-------2 1");
 }
 
 TEST_F(DocumentRules, MistakesNameTheirPlaceAndLeaveNothing)
@@ -121,7 +171,8 @@ TEST_F(DocumentRules, MistakesNameTheirPlaceAndLeaveNothing)
         {R"({"flows": [{}]})", "flows[0]: a list \"paragraphs\" is needed"},
         {R"({"format": 0, "flows": [{"paragraphs": [{}]}]})", "format: the number of the format"},
         {R"({"flows": [{"paragraphs": [{"text": "a\nb"}]}]})", ".text: a line end is the end"},
-        {R"({"flows": [{"paragraphs": [{"text": "三"}]}]})", "\"三\" does not exist in Quire"},
+        {R"({"flows": [{"paragraphs": [{"text": "三"}]}]})",
+         "\"三\" does not exist in Quire, the encoding of deutsch; --language names another"},
         {R"({"flows": [{"paragraphs": [{}], "name": "a"}, {"paragraphs": [{}], "name": "a"}]})",
          "flows[1].name: two objects of this type"},
         {R"({"flows": [{"paragraphs": [{"id": 1}, {"id": 1}]}]})", "[1].id: the id stands twice"},
@@ -137,11 +188,19 @@ TEST_F(DocumentRules, MistakesNameTheirPlaceAndLeaveNothing)
         {R"({"flows": [{"paragraphs": [{}]}], "objects": [{"type": 9, "in": 3}, {"type": 5}]})",
          "objects[1]: flows and paragraphs stand"},
         {R"({"flows": [{"paragraphs": [{}]}], "objects": [{"type": 4}, {"type": 1}, {"type": 2}]})",
-         "objects[2]: "},
+         "objects[2].type: no object in a document has this type"},
         {R"({"flows": [{"paragraphs": [{"properties": [{"number": 1000000016, "id": 0}]}]}]})",
          "refused: it is the host's own"},
         {R"({"flows": [{"paragraphs": [{"properties": [{"name": "", "integer": 0}]}]}]})",
          "refused: the object has no property"},
+        {R"({"flows": [{"paragraphs": [{"anchors": [{"offset": 0, "object": 1}], "id": 2}]}],
+             "objects": [{"id": 1, "type": 9, "in": 2}]})",
+         "objects[0].in: an object that is anchored"},
+        {R"({"flows": [{"paragraphs": [{}]}], "objects": [{"type": 0}]})",
+         "objects[0].type: no object in a document has this type"},
+        {R"({"flows": [{"paragraphs": [{"properties": [{"number": 1e400, "id": 0}]}]}]})",
+         "d:1:55: the number is too large"},
+        {R"({"title": "a", "components": []})", "d:1:1: it is a book"},
         // Behind what is wrong there is more.
         {R"({"flows": [{"paragraphs": [{"text": 1, "x": 2}]}], "objects": [{"type": "x"}]})",
          "d:1:37: flows[0].paragraphs[0].text: a text in quotes is needed here\n"
