@@ -9,5 +9,5 @@ add_dependencies(tools_test velt-unicode)
 foreach(tool vqucod vqconv)
   add_test(NAME ${tool}_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/${tool}_test.sh
     $<TARGET_FILE:${tool}> ${VELT_UNICODE_HOME} ${PROJECT_SOURCE_DIR})
-  set_tests_properties(${tool}_test PROPERTIES TIMEOUT ${limit})
+  set_tests_properties(${tool}_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
 endforeach()
