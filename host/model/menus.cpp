@@ -50,9 +50,9 @@ UIntT menu(const Objects &objects, std::string_view name)
 
 bool shortcut_exists(const Objects &objects, std::string_view shortcut)
 {
+    // The session contains all commands, and nothing else has one.
     const auto has_it = [&](UIntT each) { return objects.at(each).shortcut == shortcut; };
-    return !shortcut.empty() &&
-           std::ranges::any_of(objects.of_type(0, object_type::command), has_it);
+    return !shortcut.empty() && std::ranges::any_of(objects.at(0).contents, has_it);
 }
 
 void add(Objects &objects, UIntT menu, UIntT item)

@@ -1,6 +1,7 @@
 #include "host/model/objects.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace velt::host
 {
@@ -30,46 +31,43 @@ const Object &Objects::addressed(UIntT doc, UIntT id) const
     return found->second;
 }
 
-template <class Visit>
-void Objects::visit_named(UIntT doc, IntT type, std::string_view name, Visit visit) const
+std::size_t Objects::key(UIntT doc, IntT type, std::string_view name)
 {
-    const Entry first = entry(doc, type, name, 0);
-    for (auto each = by_name_.lower_bound(first);
-         each != by_name_.end() && each->document == doc && each->type == type &&
-         each->name_hash == first.name_hash;
-         ++each)
-        if (const Object &object = at(each->id); object.name == name && !visit(object))
-            return;
+    const std::uint64_t place = std::uint64_t{doc} << 32 | static_cast<UIntT>(type);
+    return std::hash<std::string_view>()(name) ^ place * 0x9E3779B97F4A7C15;
 }
 
-const Object *Objects::find(UIntT doc, IntT type, std::string_view name) const
+void Objects::index(const Object &object, const std::string &name)
 {
-    const Object *found = nullptr;
-    visit_named(doc, type, name, [&](const Object &object) {
-        found = &object;
-        return false;
-    });
-    return found;
+    if (!name.empty())
+        by_name_.emplace(key(object.document, object.type, name), object.id);
+}
+
+void Objects::drop_from_index(const Object &object) noexcept
+{
+    const auto [begin, end] = by_name_.equal_range(key(object));
+    const auto entry =
+        std::find_if(begin, end, [&](auto &each) { return each.second == object.id; });
+    if (entry != end)
+        by_name_.erase(entry);
 }
 
 std::vector<UIntT> Objects::named(UIntT doc, IntT type, std::string_view name) const
 {
     std::vector<UIntT> ids;
-    visit_named(doc, type, name, [&](const Object &object) {
-        ids.push_back(object.id);
-        return true;
-    });
+    const auto [begin, end] = by_name_.equal_range(key(doc, type, name));
+    for (auto each = begin; each != end; ++each)
+        if (const Object &object = at(each->second);
+            object.document == doc && object.type == type && object.name == name)
+            ids.push_back(object.id);
+    std::ranges::sort(ids);
     return ids;
 }
 
-std::vector<UIntT> Objects::of_type(UIntT doc, IntT type) const
+const Object *Objects::find(UIntT doc, IntT type, std::string_view name) const
 {
-    std::vector<UIntT> ids;
-    for (auto each = by_name_.lower_bound({doc, type, 0, 0});
-         each != by_name_.end() && each->document == doc && each->type == type; ++each)
-        ids.push_back(each->id);
-    std::ranges::sort(ids);
-    return ids;
+    const auto ids = named(doc, type, name);
+    return ids.empty() ? nullptr : &at(ids.front());
 }
 
 Object &Objects::add(UIntT doc, IntT type, const std::string &name, UIntT parent)
@@ -81,7 +79,7 @@ Object &Objects::add(UIntT doc, IntT type, const std::string &name, UIntT parent
                 id, Object{.document = doc, .id = id, .type = type, .name = name, .parent = parent})
             .first->second;
     try {
-        by_name_.insert(entry(made));
+        index(made, name);
         if (id != 0) {
             auto &contents = at(made.container()).contents;
             contents.insert(contents.end(), id); // no other id is greater
@@ -95,9 +93,10 @@ Object &Objects::add(UIntT doc, IntT type, const std::string &name, UIntT parent
 
 void Objects::rename(Object &object, const std::string &name)
 {
-    by_name_.erase(entry(object));
-    object.name = name;
-    by_name_.insert(entry(object));
+    std::string made = name;
+    index(object, made);
+    drop_from_index(object);
+    object.name = std::move(made);
 }
 
 std::vector<UIntT> Objects::with_contents(UIntT id) const
@@ -116,7 +115,7 @@ void Objects::drop(UIntT id) noexcept
     // A container that is removed too comes before its contents and is already gone.
     if (const auto container = objects_.find(gone->second.container()); container != objects_.end())
         container->second.contents.erase(id);
-    by_name_.erase(entry(gone->second));
+    drop_from_index(gone->second);
     objects_.erase(gone);
 }
 

@@ -1,7 +1,6 @@
 // Finds all objects by their ids, by their names, and by what contains them.
 #pragma once
 
-#include <compare>
 #include <functional>
 #include <set>
 #include <string>
@@ -92,11 +91,10 @@ public:
         return at(std::as_const(*this).addressed(doc, id).id);
     }
 
-    // Returns the first object of the type and name, or null.
+    // Returns the first object of the type and name, or null. Nothing is found by an empty name.
     const Object *find(UIntT doc, IntT type, std::string_view name) const;
-    // These return ids in ascending order.
+    // Returns the ids of all of them in ascending order.
     std::vector<UIntT> named(UIntT doc, IntT type, std::string_view name) const;
-    std::vector<UIntT> of_type(UIntT doc, IntT type) const;
 
     Object &add(UIntT doc, IntT type, const std::string &name, UIntT parent = 0);
     void rename(Object &object, const std::string &name);
@@ -109,29 +107,18 @@ public:
     Characters characters{};
 
 private:
-    // Names are compared by their hashes, because a look at each object's own name would be a cache
-    // miss.
-    struct Entry {
-        UIntT document;
-        IntT type;
-        std::size_t name_hash;
-        UIntT id;
-        auto operator<=>(const Entry &) const = default; // NOLINT(modernize-use-nullptr)
-    };
-    static Entry entry(UIntT document, IntT type, std::string_view name, UIntT id)
+    static std::size_t key(UIntT doc, IntT type, std::string_view name);
+    static std::size_t key(const Object &object)
     {
-        return {document, type, std::hash<std::string_view>()(name), id};
+        return key(object.document, object.type, object.name);
     }
-    static Entry entry(const Object &object)
-    {
-        return entry(object.document, object.type, object.name, object.id);
-    }
-    // Visits the objects in ascending order of their ids until `visit` returns false.
-    template <class Visit>
-    void visit_named(UIntT doc, IntT type, std::string_view name, Visit visit) const;
+    void index(const Object &object, const std::string &name);
+    void drop_from_index(const Object &object) noexcept;
 
     std::unordered_map<UIntT, Object> objects_;
-    std::set<Entry> by_name_;
+    // The objects with names, by hashes of document, type and name: a look at each object's own
+    // name would be a cache miss.
+    std::unordered_multimap<std::size_t, UIntT> by_name_;
     UIntT next_id_ = 0;
 };
 
