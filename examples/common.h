@@ -134,6 +134,20 @@ static inline V_ObjHandleT open_document(V_ObjHandleT book, V_ObjHandleT compone
     return doc;
 }
 
+/* The options to find a text, for V_ApiDeallocatePropVals. */
+static inline V_PropValsT find_options(const char *text)
+{
+    V_PropValsT options = V_ApiAllocatePropVals(0);
+
+    V_ApiAppendStringProp(&options, V_find_text, text);
+    return options;
+}
+
+static inline V_ObjHandleT first_paragraph(V_ObjHandleT doc)
+{
+    return V_ApiGetId(doc, V_ApiGetId(0, doc, V_prop_first_flow), V_prop_first_paragraph);
+}
+
 /* Saves the document of a component in its file. Returns whether that worked; a failure is noted.
  */
 static inline int save_document(V_ObjHandleT book, V_ObjHandleT component, V_ObjHandleT doc)

@@ -64,6 +64,10 @@ example replace "open two" "answer rabbit Hase" "choose Im Buch ersetzen..." "di
     "dialog end 1" "expect alert Abgebrochen" "expect documents two.json" "document 1" "expect not changed" \
     "expect paragraph 1 A rabbit, late! Rabbit."
 cmp -s one.json first.json || fail "a cancelled replacement has changed a file"
+# The user types while the dialog is up.
+book usenglish
+example replace "answer rabbit hare" "choose Replace in Book..." "dialog 1 1" "type MINE " "dialog end 1" \
+    "expect documents one.json" "expect text MINE" "close --lose"
 
 book usenglish
 mkdir two.json.txt
