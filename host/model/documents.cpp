@@ -91,6 +91,8 @@ void Model::set_text_properties(const texts::Span &span, const Properties &value
 {
     for (const auto &[key, value] : values)
         properties::check_valid(key, value.get());
+    if (span.empty() || values.empty())
+        return;
     texts::set_properties(objects_, span, values);
     touch(span.document);
 }

@@ -1,6 +1,5 @@
 #include "host/model/find.h"
 
-#include <array>
 #include <limits>
 
 #include "host/model/chains.h"
@@ -19,15 +18,10 @@ class Search
 {
 public:
     Search(const Characters &characters, const FindOptions &options)
-        : characters_(characters), options_(options), wanted_(options.text),
-          borders_(options.text.size())
+        : characters_(characters), options_(options),
+          wanted_(options.match_case ? options.text : characters.folded(options.text)),
+          borders_(wanted_.size())
     {
-        for (std::size_t code = 0; code < fold_.size(); code++) {
-            const auto byte = static_cast<char>(code);
-            fold_[code] = options.match_case ? byte : characters.folded(byte);
-        }
-        for (char &byte : wanted_)
-            byte = fold(byte);
         for (std::size_t i = 1, matched = 0; i < wanted_.size(); i++)
             borders_[i] = matched = step(matched, wanted_[i]);
     }
@@ -38,15 +32,6 @@ public:
     std::size_t size() const { return wanted_.size(); }
 
 private:
-    // Case is disregarded byte by byte, so that no more of a text is looked at than it takes.
-    // Second bytes that look like letters then match too often.
-    char fold(char byte) const { return fold_[static_cast<UCharT>(byte)]; }
-    // Returns whether a match, which begins at a character, is one in the case of characters, too.
-    bool holds(std::string_view match) const
-    {
-        return options_.match_case || characters_.single() ||
-               characters_.folded(match) == characters_.folded(options_.text);
-    }
     // Returns how much of the text is matched after another byte, which is no whole match.
     std::size_t step(std::size_t matched, char byte) const
     {
@@ -57,7 +42,6 @@ private:
 
     const Characters &characters_;
     const FindOptions &options_;
-    std::array<char, 256> fold_{};
     std::string wanted_;
     std::vector<std::size_t> borders_; // for each prefix, the length of its longest proper border
 };
@@ -96,11 +80,38 @@ private:
     std::size_t byte_ = 0, before_ = 0; // the last place, and the character before it
 };
 
+// Gives the bytes of a text in lower case, one after the other, so that no more of a text is looked
+// at than it takes.
+class Folding
+{
+public:
+    Folding(const Characters &characters, std::string_view text)
+        : characters_(characters), text_(text)
+    {
+    }
+
+    // The bytes asked for ascend.
+    char at(std::size_t byte)
+    {
+        while (!characters_.single() && end_ <= byte) {
+            size_ = characters_.size_at(text_, end_);
+            end_ += size_;
+        }
+        return size_ == 1 ? characters_.folded(text_[byte]) : text_[byte];
+    }
+
+private:
+    const Characters &characters_;
+    std::string_view text_;
+    std::size_t size_ = 1, end_ = 0; // of the character that the byte is of
+};
+
 Index Search::match(std::string_view text, Index low, Index high) const
 {
     if (low > high || text.size() < size())
         return -1;
     Walk walk(characters_, text);
+    Folding folding(characters_, text);
     Index found = -1;
     std::size_t matched = 0;
     for (auto i = static_cast<std::size_t>(low); i < text.size(); i++) {
@@ -109,15 +120,14 @@ Index Search::match(std::string_view text, Index low, Index high) const
             if (i == text.npos)
                 break;
         }
-        matched = step(matched, fold(text[i]));
+        matched = step(matched, options_.match_case ? text[i] : folding.at(i));
         if (matched < size())
             continue;
         matched = borders_.back();
         const std::size_t begin = i + 1 - size();
         if (static_cast<Index>(begin) > high)
             break;
-        if (!walk.to(begin) || !holds(text.substr(begin, size())) ||
-            (options_.whole_words && !walk.is_word(begin, i + 1)))
+        if (!walk.to(begin) || (options_.whole_words && !walk.is_word(begin, i + 1)))
             continue;
         found = static_cast<Index>(begin);
         if (!options_.backwards)

@@ -40,8 +40,12 @@ WordReader::WordReader(const Letters &letters, std::string_view text, std::strin
     if (!letters.single())
         return;
     const auto at = [&](std::size_t byte) { return rest_ = text.substr(byte), first().kind; };
+    const auto parts = [&](std::size_t byte) { // as two apostrophes do
+        return at(byte) == Letters::other ||
+               (byte > 0 && at(byte) == Letters::apostrophe && at(byte - 1) == Letters::apostrophe);
+    };
     auto byte = std::min(static_cast<std::size_t>(from), text.size());
-    while (byte > 0 && at(byte - 1) != Letters::other)
+    while (byte > 0 && !parts(byte - 1))
         byte--;
     rest_ = text.substr(byte);
     offset_ = static_cast<IntT>(byte);
