@@ -17,13 +17,8 @@ bool begins_character(char byte)
 // to find the column.
 std::string converted(std::string_view line, int number, const SessionText &session)
 {
-    const auto checked = [&](std::string_view text) {
-        if (text.find('\0') != text.npos)
-            throw std::runtime_error("a text cannot hold the character 0");
-        return session.from_utf8(text);
-    };
     try {
-        return checked(line);
+        return session.from_utf8(line);
     } catch (const std::runtime_error &) {
     }
     int column = 1;
@@ -31,7 +26,7 @@ std::string converted(std::string_view line, int number, const SessionText &sess
         for (end = at + 1; end < line.size() && !begins_character(line[end]);)
             end++;
         try {
-            checked(line.substr(at, end - at));
+            session.from_utf8(line.substr(at, end - at));
         } catch (const std::runtime_error &error) {
             throw std::runtime_error(std::to_string(number) + ":" + std::to_string(column) + ": " +
                                      error.what());

@@ -9,7 +9,8 @@ namespace velt::host
 inline constexpr IntT document_format = 1;
 
 // Returns whether the property of objects of the type follows from where the object stands, or is
-// the host's own, so that it is none of the "properties" in a file. Text, the type 0, has none such.
+// the host's own, so that it is none of the "properties" in a file. Text, the type 0, has none
+// such.
 constexpr bool told_otherwise(IntT type, IntT number)
 {
 #define V_PROPERTY(property, kind, object, name, rule, meaning)                                    \

@@ -98,13 +98,7 @@ Arguments parse(int argc, char **argv)
         Option::into(0, "script", a.script),
         Option::into(0, "junit", a.junit),
         {0, "language", Option::value,
-         [&](const std::string &name) {
-             try {
-                 a.language = language_number(name);
-             } catch (const std::runtime_error &error) {
-                 misuse(std::string("--language: ") + error.what());
-             }
-         }},
+         [&](const std::string &name) { a.language = language_number(name); }},
         Option::into(0, "words", a.words),
         {0, "port-mapper", Option::value,
          [&](const std::string &text) {

@@ -73,11 +73,7 @@ auto one_of(const std::vector<std::string> &paths)
 
 Outputs::Outputs(const Arguments &arguments)
 try : arguments_(arguments) {
-    try {
-        filter_.emplace(arguments.filter);
-    } catch (const std::runtime_error &error) {
-        misuse_of_program("--filter: " + std::string(error.what()));
-    }
+    filter_.emplace(arguments.filter);
     std::vector<std::string> read = {arguments.book, arguments.script, arguments.words};
     // What hunspell reads beside the list of words.
     if (!arguments.words.empty())

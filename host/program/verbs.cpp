@@ -138,19 +138,14 @@ int check_books(int argc, char **argv)
 
 int check_documents(int argc, char **argv)
 {
-    std::string language = V_LanguageString(V_language_usenglish);
-    const auto files = parse_options(argc, argv, {Option::into(0, "language", language)});
+    IntT language = V_language_usenglish;
+    const auto choose = [&](const std::string &name) { language = language_number(name); };
+    const auto files = parse_options(argc, argv, {{0, "language", Option::value, choose}});
     if (files.empty())
         misuse_of_program("check-document needs a document file");
-    IntT number = 0;
-    try {
-        number = language_number(language);
-    } catch (const std::runtime_error &error) {
-        misuse_of_program(std::string("--language: ") + error.what());
-    }
-    return check_files(files, [number](const std::string &file) {
+    return check_files(files, [language](const std::string &file) {
         Model model;
-        model.set_language(number);
+        model.set_language(language);
         const FileOutcome outcome = Documents(model).open(file, false);
         if (outcome.status != ok)
             fail(outcome.reason);

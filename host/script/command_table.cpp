@@ -106,8 +106,8 @@ std::span<const CommandTable> CommandTable::rows()
          call<&Commands::stop>},
         {"clients", "", "list the clients", call<&Commands::list_clients>},
         {"save", "[--document] [--force] [FILE]",
-         "save the book or the active document, in its own file, --force also when that has "
-         "changed, or another",
+         "save the book or the active document, in its own file or another; --force replaces one "
+         "that somebody else has made or changed",
          call<&Commands::save>},
         {"help", "[COMMAND]", "list the commands, or tell of one", call<&Commands::print_help>},
         {"quit", "", "leave out the rest; clients are told to quit", nullptr},

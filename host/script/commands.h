@@ -81,6 +81,7 @@ public:
         std::string saving; // which commands save it, as in "save saves"
     };
     std::vector<Unsaved> unsaved() const;
+    std::string saving(UIntT document) const;
 
     // Returns the completions of a line: whole lines that begin with `line`.
     std::vector<std::string> completions(std::string_view line) const;

@@ -195,11 +195,16 @@ void Completion::complete(const Syntax &syntax, std::size_t begin)
                 if (row == std::end(arguments))
                     continue;
                 const std::string_view typed = line_.substr(begins[i]);
-                for (const std::string &name : row->names(commands_, before, typed))
-                    offer(begins[i], list ? joined({name})
-                                     : expected.size() > 1 || typed.starts_with('"')
-                                         ? as_word(name)
-                                         : as_rest(name));
+                for (const std::string &name : row->names(commands_, before, typed)) {
+                    std::string full = list ? joined({name})
+                                       : expected.size() > 1 || typed.starts_with('"')
+                                           ? as_word(name)
+                                           : as_rest(name);
+                    // The name of a file in the folder is to follow, in the same quotes.
+                    if (name.ends_with('/') && full.ends_with('"'))
+                        full.pop_back();
+                    offer(begins[i], full);
+                }
             }
         }
     }

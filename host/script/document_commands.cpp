@@ -18,19 +18,18 @@ void need(const FileOutcome &outcome, const std::string &what, const std::string
         fail("cannot " + what + ": " + outcome.reason + advice);
 }
 
-// Returns what to do when a document, or else the book, was not saved.
-std::string advice(const FileOutcome &outcome, bool of_document)
+// Returns what to do when something was not saved: `save` saves it, `lose` closes it without.
+std::string advice(const FileOutcome &outcome, const std::string &save, const std::string &lose)
 {
-    const std::string save = of_document ? "save --document" : "save";
-    const std::string lose = of_document ? ", close --lose loses the changes here" : "";
+    const std::string or_lose = lose.empty() ? "" : ", " + lose + " loses the changes here";
     switch (outcome.status) {
     case changed_file:
         return "; " + save + " --force " + as_rest(outcome.file) + " replaces it, " + save +
-               " FILE keeps both" + lose;
+               " FILE keeps both" + or_lose;
     case unwritable_file:
-        return "; " + save + " FILE writes another" + lose;
+        return "; " + save + " FILE writes another" + or_lose;
     case cancelled:
-        return "; save --document saves them, close --lose loses them";
+        return "; " + save + " saves them, " + lose + " loses them";
     default:
         return "";
     }
@@ -129,7 +128,9 @@ void Commands::close(std::string_view rest, const GivenOptions &options)
 {
     const UIntT document = rest.empty() ? view_.active() : open_document(whole(rest));
     const FileOutcome outcome = s_.documents.close(document, options.contains("--lose"));
-    need(outcome, "close the document", advice(outcome, true));
+    const std::string lose =
+        "close --lose" + (rest.empty() ? "" : " " + as_rest(view_.call(document)));
+    need(outcome, "close the document", advice(outcome, saving(document), lose));
 }
 
 void Commands::document(std::string_view rest)
@@ -169,13 +170,22 @@ void Commands::save(std::string_view rest, const GivenOptions &options)
     const FileOutcome outcome = s_.documents.save(of_document ? view_.active() : s_.book,
                                                   whole(rest), options.contains("--force"));
     need(outcome, of_document ? "save the document" : "save the book",
-         advice(outcome, of_document));
+         advice(outcome, of_document ? "save --document" : "save",
+                of_document ? "close --lose" : ""));
     s_.out << "saved " << printable(outcome.file) << more << std::endl;
 }
 
 bool Commands::book_changed() const
 {
     return write_book(s_.model, s_.book) != (s_.file.written() ? s_.file.text() : loaded_);
+}
+
+// Returns the commands that save the document.
+std::string Commands::saving(UIntT document) const
+{
+    const bool active = document == s_.model.active_document();
+    return (active ? "" : "document " + as_rest(view_.call(document)) + " and ") +
+           "save --document";
 }
 
 std::vector<Commands::Unsaved> Commands::unsaved() const
@@ -185,12 +195,10 @@ std::vector<Commands::Unsaved> Commands::unsaved() const
         all.push_back({true, "book", "save saves"});
     for (UIntT each : s_.model.members(0))
         if (s_.model.changed(each)) {
-            const std::string name = view_.name(each);
-            const bool active = each == s_.model.active_document();
             const char *file = s_.documents.path(each).empty() ? " FILE" : "";
-            all.push_back({false, name,
-                           (active ? "" : "document " + as_rest(name) + " and ") +
-                               "save --document" + file + (active ? " saves" : " save")});
+            const bool active = each == s_.model.active_document();
+            all.push_back(
+                {false, view_.name(each), saving(each) + file + (active ? " saves" : " save")});
         }
     return all;
 }

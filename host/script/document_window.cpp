@@ -43,6 +43,16 @@ std::string DocumentWindow::name(UIntT document) const
     return path.empty() || std::ranges::count_if(model_.members(0), has_it) == 1 ? name : path;
 }
 
+std::string DocumentWindow::call(UIntT document) const
+{
+    const std::string name = this->name(document);
+    const auto documents = model_.members(0);
+    const auto has_it = [&](UIntT each) { return this->name(each) == name; };
+    if (std::ranges::count_if(documents, has_it) == 1)
+        return name;
+    return std::to_string(std::ranges::find(documents, document) - documents.begin() + 1);
+}
+
 std::vector<std::string> DocumentWindow::names() const
 {
     std::map<std::string, int> count;

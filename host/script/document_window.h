@@ -36,6 +36,8 @@ public:
     // Returns the name of the document's file, or its path if the file of another document has the
     // name too.
     std::string name(UIntT document) const;
+    // Returns what a command takes for the document: the name, or its number if others have that.
+    std::string call(UIntT document) const;
     // Returns the names of the open documents in their order.
     std::vector<std::string> names() const;
 

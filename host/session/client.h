@@ -46,9 +46,9 @@ struct Client {
     bool being_answered = false;  // it waits for the answer to a call and serves nobody
 
     std::map<IntT, UIntT> modeless; // the dialogs that it has open beside others, by its numbers
-    int reaction = 0;             // the notifications that led to what it does, one to the next
+    int reaction = 0;               // the notifications that led to what it does, one to the next
 
-    IntT return_value = 0;          // what a client that calls it gets
+    IntT return_value = 0; // what a client that calls it gets
     std::optional<int> exit_status;
     std::string_view ended_in; // the procedure in which it held control at its end
 

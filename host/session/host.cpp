@@ -129,7 +129,7 @@ void Host::listen()
         throw std::system_error(errno, std::generic_category(), "cannot create the host's service");
     session_listener_.reset(new SessionProgram(
         interface,
-        {[this](const auto &wish, auto &reply) { clients_.admit(wish, program_, reply); },
+        {[this](const auto &request, auto &reply) { clients_.admit(request, program_, reply); },
          [this] {
              reports_.unknown_process("datagram",
                                       "turned away a datagram: only root and the same user "

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "common/error.h"
 #include "common/words.h"
 #include "host/trace/trace.h"
 
@@ -36,8 +37,7 @@ TraceFilter::TraceFilter(const std::string &list) : patterns_(split_list(list))
     for (const std::string &pattern : patterns_)
         if (std::ranges::none_of(procedure_names,
                                  [&](const char *name) { return matches(pattern, name); }))
-            throw std::runtime_error("no procedure is called \"" + pattern +
-                                     "\"; a trace shows their names");
+            misuse("no procedure is called \"" + pattern + "\"; a trace shows their names");
 }
 
 bool TraceFilter::shows(const TraceEvent &event) const

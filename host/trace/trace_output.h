@@ -20,7 +20,7 @@ namespace velt::host
 class TraceFilter
 {
 public:
-    // Throws std::runtime_error for a name that matches no procedure.
+    // Throws Error for a name that matches no procedure.
     explicit TraceFilter(const std::string &list);
     bool shows(const TraceEvent &event) const;
 

@@ -3,6 +3,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "common/error.h"
 #include "velt/api/facts.h"
 #include "velt/vde/language.h"
 
@@ -37,7 +38,7 @@ IntT language_number(const std::string &name)
     std::string names;
     for (IntT each = 1; const char *known = V_LanguageString(each); each++)
         names += std::string(each == 1 ? "" : ", ") + known;
-    throw std::runtime_error("unknown language \"" + name + "\"; there are " + names);
+    misuse("unknown language \"" + name + "\"; there are " + names);
 }
 
 SessionText::SessionText(IntT language)

@@ -12,7 +12,7 @@
 namespace velt::host
 {
 
-// Returns the number of a language by its name. Throws std::runtime_error, which lists the names,
+// Returns the number of a language by its name. Throws Error, which lists the names,
 // when there is none.
 IntT language_number(const std::string &name);
 
@@ -27,8 +27,8 @@ public:
     std::string to_utf8(std::string_view bytes) const;
     // Returns them as UTF-8 that is fit to print in a line.
     std::string shown(std::string_view bytes) const { return printable(to_utf8(bytes)); }
-    // Throws std::runtime_error when the text is not UTF-8, or has a character that the encoding
-    // lacks.
+    // Throws std::runtime_error when the text is not UTF-8, holds the character 0, or has a
+    // character that the encoding lacks.
     std::string from_utf8(std::string_view text) const;
 
     // Returns the byte for which such a private character stands, or -1.

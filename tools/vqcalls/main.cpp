@@ -50,6 +50,8 @@ ExitCode run(int argc, char **argv)
                        Option::into(0, "man", folder)});
     if (words.size() != 1)
         misuse("name the source tree");
+    if (!output.empty() + !checked.empty() + !folder.empty() > 1)
+        misuse("--check, --man and -o exclude one another");
     const calls::Interface interface = calls::read_interface(words[0]);
     if (!folder.empty()) {
         write_manual(interface, folder);

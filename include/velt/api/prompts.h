@@ -34,8 +34,8 @@ IntT V_ApiFileScrollBox(StringT *answer, const char *str2, const char *str3);
 IntT V_ApiScrollBox(IntT *answer, const char *title, const V_StringsT *items, IntT int4);
 /* Asks for an item of a list as the user types; returns the host's answer, -1 on failure. */
 IntT V_ApiQuickSelect(V_ObjHandleT doc, const char *str2, const V_StringsT *items);
-/* Asks for a point in document id1, or 0 for none. The reference host takes for id2 an object of the
- * document, the document itself, or 0. */
+/* Asks for a point in document id1, or 0 for none. The reference host takes for id2 an object of
+ * the document, the document itself, or 0. */
 V_PointT V_ApiPromptPoint(V_ObjHandleT id1, V_ObjHandleT id2, IntT int3);
 /* Asks for a rectangle in the same way. */
 RectT V_ApiPromptRect(V_ObjHandleT id1, V_ObjHandleT id2, IntT int3);
