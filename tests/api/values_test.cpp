@@ -4,8 +4,6 @@
 #include "support/samples.h"
 #include "velt/vde/memory.h"
 
-#include <algorithm>
-
 namespace
 {
 
@@ -27,10 +25,8 @@ void deep(const char *name, Copier copier, Releaser releaser)
 
         long n = 0;
         do {
-            heap::fail_at(n++);
-            T poor = copier(&source);
-            bool failed = heap::failed();
-            heap::fail_at(-1);
+            T poor;
+            const bool failed = heap::fails(n++, [&] { poor = copier(&source); });
             EXPECT_EQ(heap::live() - before - 2 * owned < owned, failed);
             releaser(&poor);
             EXPECT_EQ(heap::live() - before, 2 * owned);
@@ -75,9 +71,7 @@ TEST(Values, TextItemsKeepAnArray)
     ASSERT_NE(none.val, nullptr);
     EXPECT_EQ(none.val->offset, 0);
     V_ApiDeallocateTextItems(&none);
-    heap::fail_at(0);
-    none = V_ApiAllocateTextItems(2);
-    heap::fail_at(-1);
+    heap::fails(0, [&] { none = V_ApiAllocateTextItems(2); });
     EXPECT_EQ(none.len, 0U);
     EXPECT_EQ(none.val, nullptr);
     EXPECT_EQ(heap::live(), before);
@@ -135,9 +129,7 @@ TEST(Values, Strings)
         V_ApiDeallocateString(&made);
         EXPECT_EQ(made, nullptr);
     }
-    heap::fail_at(0);
-    EXPECT_EQ(V_ApiCopyString("x"), nullptr);
-    heap::fail_at(-1);
+    heap::fails(0, [] { EXPECT_EQ(V_ApiCopyString("x"), nullptr); });
 }
 
 TEST(PropertyLists, AppendReplaceAndFind)
@@ -186,14 +178,10 @@ TEST(PropertyLists, StayAsTheyWereWithoutMemory)
     V_ApiAppendStringProp(&list, 1, "one");
     std::string held = tell(list);
     // The copy of the string is the first request, the array the second.
-    heap::fail_at(1);
-    V_ApiAppendStringProp(&list, 2, "two");
-    heap::fail_at(-1);
+    heap::fails(1, [&] { V_ApiAppendStringProp(&list, 2, "two"); });
     EXPECT_EQ(tell(list), held);
     V_ApiDeallocatePropVals(&list);
-    heap::fail_at(0);
-    EXPECT_EQ(V_ApiAllocatePropVals(3).len, 0U);
-    heap::fail_at(-1);
+    heap::fails(0, [] { EXPECT_EQ(V_ApiAllocatePropVals(3).len, 0U); });
     EXPECT_EQ(heap::live(), before);
 }
 
@@ -212,10 +200,8 @@ TEST(FilterArguments, AreUnpackedInOrder)
         std::ranges::replace(packed, '|', '\x1e');
         long n = 0;
         for (bool failed = true; failed;) {
-            heap::fail_at(n++);
-            V_FilterArgsT *record = VdeApiExpandFilterArgs(packed.c_str());
-            failed = heap::failed();
-            heap::fail_at(-1);
+            V_FilterArgsT *record = nullptr;
+            failed = heap::fails(n++, [&] { record = VdeApiExpandFilterArgs(packed.c_str()); });
             ASSERT_TRUE(record || failed);
             if (!failed) {
                 for (StringT argument : record->args)

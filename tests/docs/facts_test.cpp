@@ -1,12 +1,5 @@
 // The manual says of the numbers of host and languages what the tables say.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <fstream>
-#include <sstream>
-#include <string>
-
 namespace
 {
 
@@ -38,12 +31,11 @@ TEST(Facts, NumbersStandInTheManual)
         const std::string item = ".It " + std::to_string(number) + '\n' + meaning;
         EXPECT_NE(manual.find(item), manual.npos) << item;
     };
-#define V_STATUS(code, name, meaning)                                                              \
-    {                                                                                              \
-        std::string dashed = #name;                                                                \
-        std::ranges::replace(dashed, '_', '-');                                                    \
-        expect(code, dashed + ": " + meaning + ".\n");                                             \
-    }
+    const auto dashed = [](std::string name) {
+        std::ranges::replace(name, '_', '-');
+        return name;
+    };
+#define V_STATUS(code, name, meaning) expect(code, dashed(#name) + ": " + meaning + ".\n");
 #include "velt/tables/statuses.def"
 #define V_PROPERTY(number, kind, object, name, rule, meaning)                                      \
     expect(number, std::string(#kind ", of ") +                                                    \
@@ -55,11 +47,7 @@ TEST(Facts, NumbersStandInTheManual)
         expect(number, #kind ", of " #operation ": " meaning ".\n");
 #include "velt/tables/host_options.def"
 #define V_FILE_STATUS(bit, name, status, meaning)                                                  \
-    {                                                                                              \
-        std::string dashed = #name;                                                                \
-        std::ranges::replace(dashed, '_', '-');                                                    \
-        expect(bit, dashed + ": " + meaning + ".\n");                                              \
-    }
+    expect(bit, dashed(#name) + ": " + meaning + ".\n");
 #include "velt/tables/file_statuses.def"
 #define V_OBJECT_TYPE(number, name, meaning)                                                       \
     EXPECT_NE(manual.find(#name " (" #number ")"), manual.npos) << #name;

@@ -1,13 +1,8 @@
 // The command language without clients; with clients it is tested through the program.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <fstream>
-#include <sstream>
-
 #include "host/files/book.h"
 #include "host/script/commands.h"
+#include "support/errors.h"
 #include "support/folder.h"
 
 namespace velt::host
@@ -321,12 +316,9 @@ TEST_F(CommandLanguage, Scripts)
     commands.run_script(good, "good", checks);
     EXPECT_EQ(error("expect selected Two, too").first, done);
     std::istringstream bad("show\nfly\nselect 1\n");
-    try {
-        commands.run_script(bad, "bad", checks);
-        FAIL();
-    } catch (const Error &failure) {
-        EXPECT_EQ(std::string(failure.what()).rfind("bad:2: unknown command", 0), 0u);
-    }
+    EXPECT_TRUE(test::error_of([&] {
+                    commands.run_script(bad, "bad", checks);
+                }).starts_with("bad:2: unknown command"));
     EXPECT_EQ(error("expect selected Two, too").first, done) << "the rest is left out";
 }
 

@@ -189,7 +189,6 @@ auto passed(const T &value)
         return &value;
 }
 
-// Each pair of typed calls reads and writes values of its kind, and only those.
 TEST_F(ModelRules, EveryTypedCallAgainstEveryKind)
 {
     make_book(1);
@@ -230,7 +229,6 @@ TEST_F(ModelRules, EveryTypedCallAgainstEveryKind)
     }
 }
 
-// These calls choose the number, or take a name.
 TEST_F(ModelRules, TypedCallsOfPropertiesThatTheyName)
 {
     make_book(1);

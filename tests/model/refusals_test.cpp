@@ -91,28 +91,23 @@ TEST_P(Refusals, PlacesAndDocuments)
     V_TextRangeT &range = exported.propVal.u.textRangeVal;
     const V_TextLocT &at = range.end;
     UIntT in = 0;
+    // clang-format off
     const std::vector<Row> of_ranges = {
-        ROW(V_ApiDeleteText(in, &range)),
-        ROW(V_ApiReplaceText(in, &range, "x")),
-        ROW(V_ApiScrollToText(in, &range)),
-        ROW(V_ApiCenterOnText(in, &range)),
+        ROW(V_ApiDeleteText(in, &range)), ROW(V_ApiReplaceText(in, &range, "x")),
+        ROW(V_ApiScrollToText(in, &range)), ROW(V_ApiCenterOnText(in, &range)),
         ROW(V_ApiGetTextForRange(in, &range, V_select_string)),
         ROW(V_ApiGetTextForRange2(in, &range, V_select_string, V_select_anchor)),
         ROW(V_ApiSetTextVal(in, &range, style, &one)),
         ROW(V_ApiSetTextPropVal(in, &range, &property)),
         ROW(V_ApiSetTextProps(in, &range, &properties)),
-        ROW(V_ApiExport(in, "out.txt", &export_range, &returned)),
-    };
+        ROW(V_ApiExport(in, "out.txt", &export_range, &returned))};
     std::vector<Row> rows = {
-        ROW(V_ApiAddText(in, &at, "x")),
-        ROW(V_ApiFind(in, &at, &find_c)),
-        ROW(V_ApiGetTextVal(in, &at, style)),
-        ROW(V_ApiGetTextPropVal(in, &at, style)),
-        ROW(V_ApiGetTextProps(in, &at)),
-        ROW(V_ApiNewAnchoredObject(in, 77, &at)),
+        ROW(V_ApiAddText(in, &at, "x")), ROW(V_ApiFind(in, &at, &find_c)),
+        ROW(V_ApiGetTextVal(in, &at, style)), ROW(V_ApiGetTextPropVal(in, &at, style)),
+        ROW(V_ApiGetTextProps(in, &at)), ROW(V_ApiNewAnchoredObject(in, 77, &at)),
         ROW(V_ApiNewAnchoredFormattedObject(in, 77, "Box", &at)),
-        ROW(V_ApiImport(in, &at, "in.txt", &none, &returned)),
-    };
+        ROW(V_ApiImport(in, &at, "in.txt", &none, &returned))};
+    // clang-format on
     rows.insert(rows.end(), of_ranges.begin(), of_ranges.end());
     const std::pair<UIntT, IntT> places[] = {{first, -1},         {first, 3},   {second, INT32_MAX},
                                              {second, INT32_MIN}, {foreign, 0}, {flow, 0},
@@ -151,32 +146,23 @@ TEST_P(Refusals, PlacesAndDocuments)
 TEST_P(Refusals, ObjectsAndDocuments)
 {
     UIntT in = 0, of = 0;
+    // clang-format off
     const std::vector<Row> of_text = {
         ROW(V_ApiGetText(in, of, V_select_string)),
-        ROW(V_ApiGetText2(in, of, V_select_string, V_select_anchor)),
-    };
+        ROW(V_ApiGetText2(in, of, V_select_string, V_select_anchor))};
     const std::vector<Row> rows = {
-        ROW(V_ApiGetInt(in, of, style)),
-        ROW(V_ApiGetString(in, of, style)),
-        ROW(V_ApiGetVal(in, of, style)),
-        ROW(V_ApiGetPropVal(in, of, style)),
-        ROW(V_ApiGetProps(in, of)),
-        ROW(V_ApiSetInt(in, of, style, 2)),
-        ROW(V_ApiSetTextLoc(in, of, 503, &good)),
-        ROW(V_ApiSetVal(in, of, 503, &one)),
-        ROW(V_ApiSetPropVal(in, of, &property)),
-        ROW(V_ApiSetProps(in, of, &properties)),
-        ROW(V_ApiDeletePropByName(in, of, "n")),
-        ROW(V_ApiObjectValid(in, of)),
-        ROW(V_ApiDelete(in, of)),
-        ROW(V_ApiNewSubObject(in, of, 77)),
-        ROW(V_ApiNewGraphicObject(in, 77, of)),
-        ROW(V_ApiNewSeriesObject(in, 77, of)),
+        ROW(V_ApiGetInt(in, of, style)), ROW(V_ApiGetString(in, of, style)),
+        ROW(V_ApiGetVal(in, of, style)), ROW(V_ApiGetPropVal(in, of, style)),
+        ROW(V_ApiGetProps(in, of)), ROW(V_ApiSetInt(in, of, style, 2)),
+        ROW(V_ApiSetTextLoc(in, of, 503, &good)), ROW(V_ApiSetVal(in, of, 503, &one)),
+        ROW(V_ApiSetPropVal(in, of, &property)), ROW(V_ApiSetProps(in, of, &properties)),
+        ROW(V_ApiDeletePropByName(in, of, "n")), ROW(V_ApiObjectValid(in, of)),
+        ROW(V_ApiDelete(in, of)), ROW(V_ApiNewSubObject(in, of, 77)),
+        ROW(V_ApiNewGraphicObject(in, 77, of)), ROW(V_ApiNewSeriesObject(in, 77, of)),
         ROW(V_ApiGetUniqueObject(in, 77, static_cast<IntT>(of))),
-        ROW(V_ApiCenterOnGraphicObject(in, of)),
-        ROW(V_ApiPromptPoint(in, of, 1)),
-        ROW(V_ApiPromptRect(in, of, 1)),
-    };
+        ROW(V_ApiCenterOnGraphicObject(in, of)), ROW(V_ApiPromptPoint(in, of, 1)),
+        ROW(V_ApiPromptRect(in, of, 1))};
+    // clang-format on
     const struct {
         UIntT document, id;
         IntT status, status_of_text;
@@ -200,18 +186,14 @@ TEST_P(Refusals, ObjectsAndDocuments)
 TEST_P(Refusals, DocumentsAlone)
 {
     UIntT in = 0;
+    // clang-format off
     const std::vector<Row> rows = {
-        ROW(V_ApiCut(in, 0)),
-        ROW(V_ApiClear(in, 0)),
-        ROW(V_ApiCopy(in, 0)),
-        ROW(V_ApiPaste(in, 0)),
-        ROW(V_ApiSave(in, "out", &none, &returned)),
-        ROW(V_ApiExport(in, "out", &none, &returned)),
-        ROW(V_ApiClose(in, V_close_losing)),
-        ROW(V_ApiGetNamedObject(in, V_type_flow, "other")),
+        ROW(V_ApiCut(in, 0)), ROW(V_ApiClear(in, 0)), ROW(V_ApiCopy(in, 0)), ROW(V_ApiPaste(in, 0)),
+        ROW(V_ApiSave(in, "out", &none, &returned)), ROW(V_ApiExport(in, "out", &none, &returned)),
+        ROW(V_ApiClose(in, V_close_losing)), ROW(V_ApiGetNamedObject(in, V_type_flow, "other")),
         ROW(V_ApiNewNamedObject(in, V_type_flow, "new")),
-        ROW(V_ApiNewSeriesObject(in, V_type_flow, 0)),
-    };
+        ROW(V_ApiNewSeriesObject(in, V_type_flow, 0))};
+    // clang-format on
     for (const UIntT wrong : {UIntT{0}, book, object, nobody})
         for (const Row &row : rows) {
             in = wrong;
@@ -267,7 +249,6 @@ TEST_P(Refusals, OptionsAndValues)
         }
 }
 
-// What is long is taken as well.
 TEST_F(HostInProcess, LongListsAreNoMistake)
 {
     std::vector<StringT> texts(many, str("text"));

@@ -29,7 +29,6 @@ inline std::optional<std::string> iconved(const char *from, const char *to, std:
     return result;
 }
 
-// What the library makes of it.
 inline std::optional<std::string> to(const std::string &text, UIntT from, UIntT enc)
 {
     const StringT result = V_StrConvertEnc(text.c_str(), from, enc);

@@ -1,6 +1,5 @@
 #include "support/heap.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 
 namespace heap
 {
@@ -16,5 +17,18 @@ void fail_at(long n);
 void fail_from(long n);
 // Whether that request has been made.
 bool failed();
+
+// Runs it and lets its n-th request fail, which may end it; whether there was one.
+bool fails(long n, auto run)
+{
+    fail_at(n);
+    try {
+        run();
+    } catch (const std::bad_alloc &) {
+    }
+    const bool made = failed();
+    fail_at(-1);
+    return made;
+}
 
 } // namespace heap

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "host/answers/responder.h"
+#include "support/errors.h"
 #include "support/folder.h"
 #include "support/samples.h"
 #include "velt/api.h"

@@ -1,4 +1,4 @@
-velt_test(tools_test SOURCES tools/stream.cpp tools/tables.cpp
+velt_test(tools_test SOURCES tools/stream.cpp
   ${PROJECT_SOURCE_DIR}/tools/vqconv/characters.cpp
   ${PROJECT_SOURCE_DIR}/tools/vqconv/encodings.cpp
   ${PROJECT_SOURCE_DIR}/tools/vqconv/stream.cpp

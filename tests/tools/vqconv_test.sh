@@ -17,11 +17,7 @@ while read -r from charset to other text; do
     cmp out expected || fail "$from to $to is not as iconv has it"
 done <<END
 Shift_JIS SHIFT_JIS UTF-8 UTF-8 吾輩は猫である。名前はまだ無い。ソ表
-EUC-JP EUC-JP shift-jis SHIFT_JIS 吾輩は猫である。ﾈｺ
 JIS7 ISO-2022-JP eucjp EUC-JP 吾輩は猫である。名前は
-Big5 BIG5 UTF-8 UTF-8 道可道，非常道。許功蓋
-EUC-CN EUC-CN UTF-8 UTF-8 道可道，非常道。
-EUC-KR EUC-KR utf8 UTF-8 나라의 말이 중국과 달라
 0 MACINTOSH 1 ISO-8859-1 Où ça, déjà?
 END
 
