@@ -6,7 +6,6 @@
 #include "support/raw_host.h"
 #include "velt/api.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <set>
 
@@ -150,7 +149,6 @@ std::string parameters()
            tell(definitions) + tell(attributes) + tell(font);
 }
 
-// The calls with several results, as text.
 std::string told_all(auto... results)
 {
     return (told(results) + ...);
@@ -202,10 +200,7 @@ protected:
     {
         VA_TimeOut = {20, 0};
         VA_errno = 0;
-        std::string description = "536871168.1 " + std::to_string(host_program) + "." +
-                                  std::to_string(host_version) + " " + std::to_string(getpid()) +
-                                  ".-1.calls";
-        setenv("VQAPIX", description.c_str(), 1);
+        setenv("VQAPIX", identity(getpid(), "-1.calls").c_str(), 1);
         EXPECT_STREQ(V_ApiStartUp(nullptr), nullptr);
         std::optional<HostCall> acknowledgement = host.next();
         EXPECT_TRUE(acknowledgement && acknowledgement->procedure == 1000);
@@ -348,9 +343,7 @@ TEST(Options, OfTheHost)
         EXPECT_EQ(text(encode(list.val[list.len - 1])), text(hex(each.last)));
         EXPECT_EQ(text(encode(list.val[each.at])), text(hex(each.other)));
         V_ApiDeallocatePropVals(&list);
-        heap::fail_at(0);
-        EXPECT_EQ(each.list().len, 0U);
-        heap::fail_at(-1);
+        heap::fails(0, [&] { EXPECT_EQ(each.list().len, 0U); });
         EXPECT_EQ(heap::live(), before);
     }
 }

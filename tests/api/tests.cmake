@@ -5,10 +5,6 @@ velt_test(api_calls_test SOURCES api/calls_test.cpp support/raw_host.cpp support
 
 watch_heap(api_values_test api_calls_test)
 
-add_executable(session_client ${CMAKE_CURRENT_LIST_DIR}/session_client.cpp)
-target_link_libraries(session_client PRIVATE velt_options velt-api-static)
 velt_test(api_session_test SOURCES api/session_test.cpp support/raw_host.cpp support/service_process.cpp
   LINK vqhost-lib velt-api-static)
-target_compile_definitions(api_session_test PRIVATE
-  SESSION_CLIENT="$<TARGET_FILE:session_client>")
-add_dependencies(api_session_test session_client)
+needs_client(api_session_test)

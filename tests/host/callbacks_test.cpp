@@ -59,7 +59,6 @@ TEST_F(HostedClients, ModalDialogsWaitForTheirEndsAndNest)
     EXPECT_EQ(told.back(), "result " + std::to_string(cancelled) + " of 5");
 }
 
-// What the script's person sees of it.
 TEST_F(HostedClients, ScriptsEndModalDialogsOrRunIntoTheLimit)
 {
     std::ostringstream out;
@@ -67,36 +66,26 @@ TEST_F(HostedClients, ScriptsEndModalDialogsOrRunIntoTheLimit)
     BookFile file("book");
     const UIntT book = read_book(R"({"title": "T", "components": []})", "book", model);
     Commands commands({model, documents, printing, &host, {}, book, file, out, false});
-    const auto error = [&](const auto &action) -> std::string {
-        try {
-            action();
-            return "";
-        } catch (const Error &failure) {
-            return failure.what();
-        }
-    };
     Client &client = start("dialogs", false);
     model.subscribe(client.number, 7, true);
     host.command(client, 1);
     for (const char *line :
          {"expect dialog Outer", "dialog 5 2", "expect dialog Inner", "dialog end 1", "notify 7",
           "expect dialog Outer", "expect notification 7", "expect not notification after_open"})
-        EXPECT_EQ(error([&] { commands.run(line); }), "") << line;
-    EXPECT_NE(out.str().find("waits in modal dialog 6 (Inner); \"dialog end\" ends it"),
-              std::string::npos)
-        << out.str();
+        EXPECT_EQ(error_of([&] { commands.run(line); }), "") << line;
+    EXPECT_PART(out.str(), "waits in modal dialog 6 (Inner); \"dialog end\" ends it");
 
     host.options().turn_limit = 50ms;
     for (const auto &action : {std::function<void()>([&] { commands.finish(); }),
                                std::function<void()>([&] { commands.run("wait exit"); })})
-        EXPECT_EQ(error(action),
+        EXPECT_EQ(error_of(action),
                   "client 3 (tester) waits in modal dialog 5 (Outer), and nobody has "
                   "ended it; \"dialog end\" does");
     host.options().turn_limit = hang;
     commands.run("dialog 0 0 2");
     EXPECT_EQ(told.back(), "result 2 of 5");
-    EXPECT_EQ(error([&] { commands.run("dialog end"); }), "no client waits for a modal dialog");
-    EXPECT_EQ(error([&] { commands.finish(); }), "");
+    EXPECT_EQ(error_of([&] { commands.run("dialog end"); }), "no client waits for a modal dialog");
+    EXPECT_EQ(error_of([&] { commands.finish(); }), "");
 }
 
 TEST_F(HostedClients, AClientInAModalDialogIsCalledAndOneThatCannotAnswerIsReported)

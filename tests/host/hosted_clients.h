@@ -9,6 +9,7 @@
 
 #include "host/answers/responder.h"
 #include "host/script/commands.h"
+#include "support/errors.h"
 #include "support/folder.h"
 #include "support/scripted_responder.h"
 #include "velt/api.h"
@@ -17,6 +18,7 @@ namespace velt::host
 {
 
 using namespace std::chrono_literals;
+using test::error_of;
 using Lines = std::vector<std::string>;
 
 // Only what hangs takes so long.
@@ -34,12 +36,11 @@ struct TestConsole : Console {
     }
     std::function<void(const std::string &)> hears;
 
-    bool reported(const std::string &part) const
+    bool reported(const std::string &part) const { return times_reported(part) > 0; }
+    std::ptrdiff_t times_reported(const std::string &part) const
     {
-        for (const std::string &line : reports)
-            if (line.find(part) != std::string::npos)
-                return true;
-        return false;
+        return std::ranges::count_if(reports,
+                                     [&](auto &line) { return line.find(part) != line.npos; });
     }
 };
 
@@ -86,10 +87,7 @@ protected:
 
     bool no_process_in_groups() const
     {
-        for (pid_t group : groups)
-            if (kill(-group, 0) == 0)
-                return false;
-        return true;
+        return std::ranges::none_of(groups, [](pid_t group) { return kill(-group, 0) == 0; });
     }
 
     Options options()

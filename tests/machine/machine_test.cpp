@@ -1,20 +1,10 @@
 // Two users, two machines: who may speak to whom.
 
-#include <gtest/gtest.h>
-
 #include <arpa/inet.h>
 #include <sched.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <memory>
-#include <stdexcept>
 
 #include "apilib/unix/transport/transport.h"
-#include "host/answers/responder.h"
+#include "host/hosted_clients.h"
 #include "support/mapper_process.h"
 #include "support/service_process.h"
 
@@ -25,15 +15,17 @@ namespace
 
 constexpr rpcprog_t other_program = program + 1;
 
-struct Machine : testing::Test {
+template <class Base>
+struct OfRoot : Base {
     void SetUp() override
     {
         if (geteuid() != 0)
             GTEST_SKIP() << "needs root, to be two users and to have networks of its own";
     }
 };
+using Machine = OfRoot<testing::Test>;
+using HostOfRoot = OfRoot<host::HostedClients>;
 
-// Only root and the user's own processes may speak.
 TEST_F(Machine, AnotherUserIsTurnedAwayAndReportedOnce)
 {
     ServiceProcess service([] {
@@ -73,8 +65,8 @@ void speak_from_two_machines()
     require(unshare(CLONE_NEWNET) == 0 && pipe(ready) == 0 && pipe(port_known) == 0);
     const pid_t other = fork();
     if (other == 0) {
-        require(unshare(CLONE_NEWNET) == 0 && write(ready[1], &port, sizeof port) > 0 &&
-                read(port_known[0], &port, sizeof port) > 0);
+        require(unshare(CLONE_NEWNET) == 0 && ::write(ready[1], &port, sizeof port) > 0 &&
+                ::read(port_known[0], &port, sizeof port) > 0);
         shell("ip addr add 10.9.0.2/24 dev far && ip addr add 10.9.0.3/24 dev far && "
               "ip link set far up");
         const auto heard_as = [port](const char *machine) {
@@ -86,13 +78,13 @@ void speak_from_two_machines()
         EXPECT_FALSE(heard_as("10.9.0.3"));
         _exit(testing::Test::HasFailure() ? 1 : 0);
     }
-    require(read(ready[0], &port, sizeof port) > 0);
+    require(::read(ready[0], &port, sizeof port) > 0);
     shell("ip link set lo up && ip link add near type veth peer name far && "
           "ip addr add 10.9.0.1/24 dev near && ip link set near up && ip link set far netns " +
           std::to_string(other));
     ServiceProcess service(nullptr, inet_addr("10.9.0.2"));
     port = service.port();
-    require(write(port_known[1], &port, sizeof port) > 0);
+    require(::write(port_known[1], &port, sizeof port) > 0);
     int status = -1;
     waitpid(other, &status, 0);
     EXPECT_EQ(status, 0);
@@ -136,25 +128,8 @@ TEST_F(Machine, AnotherUsersServiceIsNotCalled)
     EXPECT_EXIT(_exit(is_refused() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
-struct ListeningConsole : host::Console {
-    bool reported = false;
-    host::Reply ask(const host::Question &) override { return IntT{0}; }
-    void report(const std::string &line) override
-    {
-        reported |= line.starts_with("turned away a datagram");
-    }
-};
-
-TEST_F(Machine, ADatagramOfAnotherUserIsTurnedAway)
+TEST_F(HostOfRoot, ADatagramOfAnotherUserIsTurnedAway)
 {
-    host::Model model;
-    host::Documents documents(model);
-    host::ModelResponder responder({model, documents});
-    ListeningConsole console;
-    auto mapper = std::make_shared<host::SessionPortMapper>();
-    host::Options options;
-    options.port_mapper = mapper;
-    host::Host host(std::move(options), responder, console);
     const UIntT session = host.session_program();
     const std::string ask = fragment(words({7, 0, 2, session, 1, 0, 0, 0, 0, 0})).substr(4);
     const pid_t stranger = fork();
@@ -170,8 +145,7 @@ TEST_F(Machine, ADatagramOfAnotherUserIsTurnedAway)
                   ? 0
                   : 1);
     }
-    while (!console.reported)
-        host.serve(milliseconds(20));
+    serve_until([&] { return console.reported("turned away a datagram"); });
     EXPECT_EQ(waitpid(stranger, nullptr, WNOHANG), 0) << "it waits for an answer";
     kill(stranger, SIGKILL);
     waitpid(stranger, nullptr, 0);

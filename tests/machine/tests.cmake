@@ -3,12 +3,13 @@
 # It becomes users who may write no logs.
 velt_test(machine_test SOURCES machine/machine_test.cpp support/service_process.cpp
   LINK vqhost-lib LABELS machine no-valgrind)
+needs_client(machine_test)
 
 add_executable(rpcbind_tests machine/rpcbind_test.cpp support/service_process.cpp main.cpp)
 target_include_directories(rpcbind_tests PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
 target_link_libraries(rpcbind_tests PRIVATE velt_options velt-api-static GTest::gtest)
 add_test(NAME rpcbind_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/rpcbind_test.sh
-  $<TARGET_FILE:rpcbind_tests> $<TARGET_FILE:vqhost> $<TARGET_FILE:host_test_client>
+  $<TARGET_FILE:rpcbind_tests> $<TARGET_FILE:vqhost> $<TARGET_FILE:test_client>
   ${PROJECT_SOURCE_DIR}/examples/alice.json)
 # The RPC library forgets the 16 bytes of an address whenever it registers a service.
 set_tests_properties(rpcbind_test PROPERTIES TIMEOUT ${limit}

@@ -38,10 +38,15 @@ protected:
         close(its);
     }
 
-    // The exit code; each step waits for its text behind that of the step before.
-    int run(std::vector<std::string> options, const std::vector<Step> &steps)
+    // With a client that follows the script, if any. The exit code; each step waits for its text
+    // behind that of the step before.
+    int run(const std::string &script, const std::vector<Step> &steps,
+            std::vector<std::string> options = {})
     {
         options.insert(options.begin(), {VQHOST, "run", "book"});
+        if (!script.empty())
+            options.insert(options.end(), {"--port-mapper", "own", "--client", TEST_CLIENT,
+                                           "--client-env", "VQTEST=" + script});
         std::vector<char *> words;
         for (std::string &option : options)
             words.push_back(option.data());
@@ -86,7 +91,7 @@ private:
 TEST_F(PromptLines, LinesAreEditedCompletedAndKept)
 {
     const char *prompt = "vqhost> ";
-    EXPECT_EQ(run({}, {{prompt, "select G\t"},
+    EXPECT_EQ(run("", {{prompt, "select G\t"},
                        {"r", "\t"},
                        {"select Größe\r\nselect Grün\r\n", "ü\t"},
                        {"n ", "\n"},
@@ -100,7 +105,7 @@ TEST_F(PromptLines, LinesAreEditedCompletedAndKept)
                        {prompt, "quit\n"},
                        {"save saves it, quit again loses the changes", "quit\n"}}),
               0);
-    EXPECT_EQ(run({}, {{prompt, "\x10\x10"},
+    EXPECT_EQ(run("", {{prompt, "\x10\x10"},
                        {"expect selected Grün", "\x03"},
                        {"again to end", ""},
                        {prompt, "\x03"}}),
@@ -110,8 +115,7 @@ TEST_F(PromptLines, LinesAreEditedCompletedAndKept)
 TEST_F(PromptLines, AlertsAreAskedForAlsoWhileALineIsEdited)
 {
     const char *question = "answer with a whole number (Enter: 0, Ctrl-D: cancel)";
-    EXPECT_EQ(run({"--port-mapper", "own", "--trace", "--client", TEST_CLIENT, "--client-env",
-                   "VQTEST=call after done"},
+    EXPECT_EQ(run("call after done",
                   {{"init 1", ""},
                    {question, "x\n"},
                    {"not a number", ""},
@@ -121,51 +125,45 @@ TEST_F(PromptLines, AlertsAreAskedForAlsoWhileALineIsEdited)
                    {question, "\x04"},
                    {"= -1 ", ""},
                    {question, "-7\n"},
-                   {"= -7 ", "quit\n"}}),
+                   {"= -7 ", "quit\n"}},
+                  {"--trace"}),
               0);
     // Not of who ends the program.
-    EXPECT_EQ(run({"--port-mapper", "own", "--client", TEST_CLIENT, "--client-env",
-                   "VQTEST=alert for ever"},
-                  {{question, "\x03"}}),
-              1);
+    EXPECT_EQ(run("alert for ever", {{question, "\x03"}}), 1);
 }
 
 TEST_F(PromptLines, QuestionsAreAnsweredWithUnitsNamesAndNumbers)
 {
     const char *alert = "answer with a whole number", *answer = "answer> ";
-    EXPECT_EQ(
-        run({"--port-mapper", "own", "--client", TEST_CLIENT, "--client-env", "VQTEST=questions"},
-            {{alert, ""},
-             {answer, "\"1\n"},
-             {"not closed", ""},
-             {answer, "\n"},
-             {"answer with a length, such as 12 pt or 5 mm (Enter: 12 pt,", ""},
-             {answer, "1 mile\n"},
-             {"not a length", ""},
-             {answer, "1 in\n"},
-             {"Which file?", ""},
-             {answer, "bo\t"},
-             {"ok", "\n"},
-             {"   2  second", ""},
-             {answer, "2\n"},
-             {"0 4718592 book 1", ""},
-             {answer, "\n"},
-             {"vqhost> ", "quit\n"}}),
-        0);
+    EXPECT_EQ(run("questions", {{alert, ""},
+                                {answer, "\"1\n"},
+                                {"not closed", ""},
+                                {answer, "\n"},
+                                {"answer with a length, such as 12 pt or 5 mm (Enter: 12 pt,", ""},
+                                {answer, "1 mile\n"},
+                                {"not a length", ""},
+                                {answer, "1 in\n"},
+                                {"Which file?", ""},
+                                {answer, "bo\t"},
+                                {"ok", "\n"},
+                                {"   2  second", ""},
+                                {answer, "2\n"},
+                                {"0 4718592 book 1", ""},
+                                {answer, "\n"},
+                                {"vqhost> ", "quit\n"}}),
+              0);
 }
 
 TEST_F(PromptLines, TheFirstInterruptCancelsWhatAClientDoes)
 {
-    EXPECT_EQ(run({"--port-mapper", "own", "--client", TEST_CLIENT, "--client-env",
-                   "VQTEST=wait for cancel"},
-                  {{"answer> ", "\n"},
-                   {"vqhost> ", "message hello\n"},
-                   {"answer> ", "\n"},
-                   {"progress of client 1: [", "\x03"},
-                   {"cancels what the client does", ""},
-                   {"cancelled", ""},
-                   {"answer> ", "\n"},
-                   {"vqhost> ", "quit\n"}}),
+    EXPECT_EQ(run("wait for cancel", {{"answer> ", "\n"},
+                                      {"vqhost> ", "message hello\n"},
+                                      {"answer> ", "\n"},
+                                      {"progress of client 1: [", "\x03"},
+                                      {"cancels what the client does", ""},
+                                      {"cancelled", ""},
+                                      {"answer> ", "\n"},
+                                      {"vqhost> ", "quit\n"}}),
               0);
 }
 

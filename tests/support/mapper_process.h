@@ -32,14 +32,14 @@ public:
             if (user != geteuid() && setuid(user) != 0)
                 _exit(1);
             port = static_cast<in_port_t>(std::stoi(mapper.name()));
-            if (write(told[1], &port, sizeof port) != sizeof port)
+            if (::write(told[1], &port, sizeof port) != sizeof port)
                 _exit(1);
             for (;;) {
                 transport_wait(nullptr, -1);
                 transport_dispatch();
             }
         }
-        EXPECT_EQ(read(told[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
+        EXPECT_EQ(::read(told[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
         close(told[0]);
         close(told[1]);
         setenv("VQPMAP", std::to_string(port).c_str(), 1);

@@ -2,13 +2,17 @@
 
 #include "apilib/unix/transport/transport.h"
 #include "support/mapper_process.h"
-#include "support/service_process.h"
-
-#include <algorithm>
 
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+std::string identity(pid_t host, const std::string &rest)
+{
+    return std::to_string(client_program) + "." + std::to_string(client_version) + " " +
+           std::to_string(host_program) + "." + std::to_string(host_version) + " " +
+           std::to_string(host) + "." + rest;
+}
 
 RawServer::RawServer(const std::vector<int> &sockets, Answerer answerer)
     : answerer_(std::move(answerer))

@@ -19,8 +19,11 @@
 using velt::test::word_at;
 using velt::test::words;
 
-constexpr rpcprog_t host_program = 0x20000100;
-constexpr rpcvers_t host_version = 2;
+constexpr rpcprog_t host_program = 0x20000100, client_program = 0x20000101;
+constexpr rpcvers_t host_version = 2, client_version = 3;
+
+// What a client is started with; the rest is its number and name.
+std::string identity(pid_t host, const std::string &rest);
 
 struct HostCall {
     UIntT procedure;

@@ -44,18 +44,10 @@ bool_t stock_string(XDR *xdrs, StringT *text)
     return xdr_string(xdrs, text, ~0U);
 }
 
-bool_t stock_integers(XDR *xdrs, V_IntsT *list)
-{
-    return xdr_array(xdrs, reinterpret_cast<char **>(&list->val), &list->len, ~0U,
-                     sizeof *list->val, reinterpret_cast<xdrproc_t>(xdr_int));
-}
-
 template <class T, class Answer>
-void answer(SVCXPRT *transport, bool_t (*stock_routine)(XDR *, T *), Answer make)
+void answer(SVCXPRT *transport, xdrproc_t decode, Answer make)
 {
     T value{};
-    const auto decode =
-        library == Library::stock ? reinterpret_cast<xdrproc_t>(stock_routine) : routine<T>();
     if (svc_getargs(transport, decode, reinterpret_cast<char *>(&value)))
         reply(transport, make(value));
     else
@@ -83,9 +75,12 @@ void dispatch(svc_req *request, SVCXPRT *transport)
 {
     switch (request->rq_proc) {
     case echo:
-        return answer<StringT>(transport, stock_string, [](StringT text) { return text; });
+        return answer<StringT>(transport,
+                               library == Library::stock ? reinterpret_cast<xdrproc_t>(stock_string)
+                                                         : routine<StringT>(),
+                               [](StringT text) { return text; });
     case count:
-        return answer<V_IntsT>(transport, stock_integers,
+        return answer<V_IntsT>(transport, routine<V_IntsT>(),
                                [](const V_IntsT &list) { return list.len; });
     case reports:
         return reply(transport, IntT{reported});
@@ -199,15 +194,13 @@ long ServiceProcess::status(const std::string &field) const
     throw std::runtime_error("no " + field);
 }
 
-long ServiceProcess::ticks() const
+double ServiceProcess::processor_seconds() const
 {
-    std::ifstream file("/proc/" + std::to_string(id_) + "/stat");
-    std::string field;
-    long user = 0, system = 0;
-    for (int i = 0; i < 13; i++)
-        file >> field;
-    file >> user >> system;
-    return user + system;
+    clockid_t clock;
+    timespec time{};
+    EXPECT_EQ(clock_getcpuclockid(id_, &clock), 0);
+    EXPECT_EQ(clock_gettime(clock, &time), 0);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 std::pair<int, in_port_t> socket_on_loopback(int type, int backlog)

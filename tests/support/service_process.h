@@ -28,7 +28,7 @@ constexpr rpcprog_t program = 0x20000077;
 // What the service answers besides the null procedure.
 enum Procedure : rpcproc_t {
     echo = 1,       // a string
-    count = 2,      // the number of integers in a list
+    count = 2,      // the number of integers in a list; of our library
     nest = 3,       // serves others until one of them calls unnest, then replies
     reports = 4,    // how many peers were turned away with a report
     descriptor = 5, // the number of the connection's descriptor
@@ -51,16 +51,15 @@ public:
                             Library library = Library::ours);
     ServiceProcess(const ServiceProcess &) = delete;
     ServiceProcess &operator=(const ServiceProcess &) = delete;
-    // Ends it in order.
     ~ServiceProcess();
 
     in_port_t port() const { return port_; }
     // Until it has stopped itself; from then on.
     void wait_for_stop() const;
     void go_on() const;
-    // From /proc, in kilobytes or in clock ticks.
+    // From /proc, in kilobytes.
     long status(const std::string &field) const;
-    long ticks() const;
+    double processor_seconds() const;
 
 private:
     pid_t id_;
@@ -71,7 +70,6 @@ private:
 // A new socket of this machine, which listens if it is of the stream kind, and its port.
 std::pair<int, in_port_t> socket_on_loopback(int type = SOCK_STREAM, int backlog = 64);
 
-// Two sockets that are connected.
 std::pair<int, int> connected_sockets();
 
 // A socket that sends and receives bytes as a test says.

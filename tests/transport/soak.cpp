@@ -1,26 +1,11 @@
 // Many calls and callbacks, nested ones among them: neither memory nor descriptors may grow.
 
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-
-#include "host/answers/responder.h"
-#include "velt/api.h"
+#include "host/hosted_clients.h"
 
 namespace velt::host
 {
 namespace
 {
-
-struct QuietConsole : Console {
-    Reply ask(const Question &) override { return IntT{0}; }
-    void report(const std::string &line) override { ADD_FAILURE() << line; }
-};
 
 long resident_pages(pid_t process)
 {
@@ -38,20 +23,12 @@ auto descriptors(pid_t process)
 
 // The client makes `calls` calls in a callback, and shows a modal dialog, during which the host
 // calls it back, in every tenth.
-TEST(Soak, NothingGrows)
+using Soak = HostedClients;
+TEST_F(Soak, NothingGrows)
 {
-    Model model;
-    Documents documents(model);
-    ModelResponder responder({model, documents});
-    QuietConsole console;
-    Options options;
-    // However long it takes.
-    options.start_limit = options.turn_limit = options.exit_limit = std::chrono::hours(1);
     setenv("SOAK", "", 1);
-    Host host(std::move(options), responder, console);
-    Client &client = host.start(SOAK_CLIENT, 1, "soak");
-    ASSERT_TRUE(host.initialise(client, 1));
-
+    host.options().turn_limit = 1h; // however long it takes
+    Client &client = start("", false, 1);
     constexpr IntT calls = 100'000, callbacks = 10'000;
     const auto round = [&](IntT of_calls, IntT of_callbacks) {
         ASSERT_TRUE(host.command(client, of_calls));
@@ -68,7 +45,7 @@ TEST(Soak, NothingGrows)
     EXPECT_LE(resident_pages(getpid()) - own_before, 256);
     EXPECT_EQ(descriptors(client.pid), open);
     EXPECT_EQ(descriptors(getpid()), own_open);
-    host.end();
+    EXPECT_TRUE(console.reports.empty()) << console.reports[0];
 }
 
 } // namespace
