@@ -44,12 +44,9 @@ all() { # WHO LAUNCHER...
 }
 
 if [[ $EUID == 0 ]]; then
-    rights=-all
-    for kept in chown dac_override fowner fsetid kill setgid setuid setpcap net_bind_service net_raw \
-        sys_chroot mknod audit_write setfcap; do
-        rights+=,+$kept
-    done
-    all "a container's root" setpriv --inh-caps=-all --bounding-set="$rights"
+    rights=$(printf ,+%s chown dac_override fowner fsetid kill setgid setuid setpcap net_bind_service \
+        net_raw sys_chroot mknod audit_write setfcap)
+    all "a container's root" setpriv --inh-caps=-all --bounding-set="-all$rights"
     ordinary=(setpriv --reuid=54321 --regid=54321 --clear-groups)
     if "${ordinary[@]}" test -x "$PWD/vqhost"; then
         install -d -o 54321 home

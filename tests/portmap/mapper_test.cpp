@@ -1,7 +1,5 @@
 // The session's own port mapper, told and asked by the library as clients do.
 
-#include <gtest/gtest.h>
-
 #include <rpc/rpc.h>
 
 #include <rpc/pmap_prot.h>
@@ -9,7 +7,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <string>
 
 #include "apilib/wire/routines.h"
 #include "support/mapper_process.h"

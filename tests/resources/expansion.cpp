@@ -7,7 +7,6 @@ namespace
 {
 
 struct Expansion : Resources {
-    // A template expanded into a buffer of that size.
     std::string expand(const std::string &text, IntT size, const char *types, ...)
     {
         EXPECT_EQ(load(sre({{1, text}, {2, "[%0]"}, {3, std::string(40, 'r')}})), 0);

@@ -3,9 +3,7 @@
 #include "velt/vde/strings.h"
 
 #include <cstring>
-#include <gtest/gtest.h>
 #include <set>
-#include <string>
 
 namespace
 {

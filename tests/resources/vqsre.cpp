@@ -7,7 +7,6 @@
 
 #include <fcntl.h>
 #include <iterator>
-#include <map>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,7 +43,6 @@ struct Vqsre : Resources {
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    // What compile says about a source.
     std::string complaint(const std::string &language, const std::string &source)
     {
         write(language + ".txt", source);
@@ -254,7 +252,6 @@ TEST_F(Vqsre, DamagedFilesAndWrongUsage)
         EXPECT_TRUE(errors.ends_with("Try 'vqsre --help'.\n")) << errors;
     }
 
-    // What cannot be read or written.
     for (const char *missing : {"missing", "missing/dutch.txt"}) {
         EXPECT_EQ(run(std::string("compile -o x ") + missing), 1);
         EXPECT_EQ(errors, std::string("vqsre: ") + missing + ": No such file or directory\n");

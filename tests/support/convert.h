@@ -4,11 +4,7 @@
 #include "velt/vde/encodings.h"
 #include "velt/vde/memory.h"
 
-#include <gtest/gtest.h>
 #include <iconv.h>
-
-#include <optional>
-#include <string>
 
 // What the C library makes of the text; none when it cannot convert all of it.
 inline std::optional<std::string> iconved(const char *from, const char *to, std::string text)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <exception>
-#include <string>
 
 namespace velt::test
 {
@@ -21,6 +20,6 @@ std::string error_of(auto call)
 
 // The text must have the part somewhere.
 #define EXPECT_PART(text, part)                                                                    \
-    EXPECT_PRED2([](const std::string &whole, const std::string &some) {                           \
-        return whole.find(some) != whole.npos;                                                     \
-    }, text, part)
+    EXPECT_PRED2([](const std::string &whole,                                                      \
+                    const std::string &some) { return whole.find(some) != whole.npos; },           \
+                 text, part)

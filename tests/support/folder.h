@@ -1,13 +1,8 @@
 // Tests that stand in an empty folder, and the files there.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <string>
 
 namespace velt::test
 {

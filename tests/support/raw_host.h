@@ -6,15 +6,10 @@
 #include "support/service_process.h"
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <functional>
 #include <list>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
 
 using velt::test::word_at;
 using velt::test::words;

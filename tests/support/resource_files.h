@@ -7,9 +7,7 @@
 
 #include "support/folder.h"
 
-#include <sstream>
 #include <utility>
-#include <vector>
 
 namespace fs = std::filesystem;
 

@@ -6,13 +6,9 @@
 #include "apilib/wire/memory.h"
 #include "apilib/wire/routines.h"
 
-#include <gtest/gtest.h>
-
 #include <concepts>
 #include <cstdint>
 #include <ostream>
-#include <string>
-#include <vector>
 
 using Bytes = std::string;
 

@@ -1,9 +1,6 @@
 // Answers the procedures that a test names in its own way, and leaves the others to another.
 #pragma once
 
-#include <functional>
-#include <map>
-
 #include "host/session/responder.h"
 
 namespace velt::host

@@ -376,10 +376,8 @@ namespace
 // Waits on a descriptor of its own besides the service's, and takes control when it is ready.
 int own_loop(int own)
 {
-    if (const char *failure = V_ApiStartUp(watch)) {
-        V_ApiErr(failure);
+    if (V_ApiStartUp(watch))
         return 1;
-    }
     while (!VA_bailout) {
         UIntT mask = 1U << own;
         V_ApiService(&mask);

@@ -6,9 +6,6 @@
 
 #include <csignal>
 #include <memory>
-#include <string>
-
-#include <gtest/gtest.h>
 
 // The statement must end the process through abort; `report` is what it wrote to standard error.
 #define EXPECT_ABORT(statement, report)                                                            \

@@ -2,7 +2,6 @@
 #include "support/vde.h"
 
 #include <cerrno>
-#include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
 

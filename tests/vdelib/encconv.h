@@ -3,10 +3,6 @@
 #include "support/convert.h"
 #include "support/vde.h"
 
-#include <functional>
-#include <optional>
-#include <string>
-
 using Converter = IntT (*)(VdeClT *cl, const char *src, IntT srcLen);
 
 // What a converter makes of the text, which lies in a block of just its size; none when it fails.
@@ -30,7 +26,6 @@ inline std::string bytes(std::initializer_list<int> codes)
     return {codes.begin(), codes.end()};
 }
 
-// Calls for each two-byte string.
 inline void for_each_pair(const std::function<void(const std::string &)> &visit)
 {
     for (int code = 0; code < 0x10000; ++code)

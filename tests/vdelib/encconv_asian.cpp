@@ -1,9 +1,7 @@
 #include "vdelib/encconv.h"
 
 #include <cctype>
-#include <map>
 #include <set>
-#include <vector>
 
 namespace
 {

@@ -1,6 +1,5 @@
 #include "vdelib/encconv.h"
 
-#include <map>
 #include <set>
 
 namespace

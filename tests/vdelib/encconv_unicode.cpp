@@ -4,8 +4,6 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
-#include <vector>
-
 namespace
 {
 

@@ -3,8 +3,6 @@
 #include "support/resource_files.h"
 #include "support/vde.h"
 
-#include <functional>
-
 namespace
 {
 

@@ -3,7 +3,6 @@
 #include <cctype>
 #include <clocale>
 #include <cstring>
-#include <map>
 #include <wctype.h>
 
 namespace
