@@ -1,6 +1,5 @@
-// Clients as processes, started, called and left by a host of plain sockets: start-up and its
-// failures, control and its hand-overs, the watch on the host's life, connecting to a session that
-// runs.
+// Clients as processes of a host of plain sockets: start-up and its failures, control and its
+// hand-overs, the watch on the host's life, connecting to a session that runs.
 
 #include "apilib/unix/transport/transport.h"
 #include "support/raw_host.h"

@@ -16,9 +16,7 @@ namespace fs = std::filesystem;
 
 using velt::test::read;
 
-class ReplaceFile : public velt::test::InFolder
-{
-};
+using ReplaceFile = velt::test::InFolder;
 
 TEST_F(ReplaceFile, KeepsOrRefuses)
 {

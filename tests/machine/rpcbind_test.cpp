@@ -80,8 +80,7 @@ TEST(Rpcbind, OurTransportAndTheRpcLibrarysFindEachOther)
     EXPECT_TRUE(pmap_unset(program, 1));
 }
 
-// Where its socket cannot be seen, as from another root directory, it is told as by the RPC
-// library.
+// As from another root directory, where it is told as by the RPC library.
 TEST(Rpcbind, IsToldWithoutItsSocket)
 {
     ASSERT_EQ(std::rename("/run/rpcbind.sock", "/run/elsewhere.sock"), 0);

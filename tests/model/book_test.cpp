@@ -22,11 +22,7 @@ using test::read;
 class BookFiles : public test::InFolder
 {
 protected:
-    std::size_t files() const
-    {
-        return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
-    }
+    auto files() const { return std::distance(fs::directory_iterator(folder), {}); }
 };
 
 TEST(BookText, RoundTripOfEveryKindAndOfQuireNames)
@@ -163,7 +159,7 @@ TEST_F(BookFiles, AnAllocationThatFailsLosesNothing)
             saved = true;
         });
         ASSERT_EQ(read(file), saved ? complete : text) << n;
-        ASSERT_EQ(files(), 1u);
+        ASSERT_EQ(files(), 1);
     }
 }
 
@@ -198,7 +194,7 @@ TEST_F(BookFiles, WhatSomebodyElseHasChangedIsNotReplaced)
     EXPECT_THROW(ours.save(model, book), Error);
     fs::remove(file);
     ours.save(model, book);
-    EXPECT_EQ(files(), 3u) << "nothing else is left";
+    EXPECT_EQ(files(), 3) << "nothing else is left";
 }
 
 TEST_F(BookFiles, AFailedSaveLeavesTheOldFile)
@@ -217,7 +213,7 @@ TEST_F(BookFiles, AFailedSaveLeavesTheOldFile)
     EXPECT_THROW(BookFile(file).save(model, book, true), std::runtime_error);
     setrlimit(RLIMIT_FSIZE, &old_limit);
     EXPECT_EQ(read(file), "old");
-    EXPECT_EQ(files(), 1u);
+    EXPECT_EQ(files(), 1);
 }
 
 } // namespace

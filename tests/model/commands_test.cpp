@@ -89,14 +89,10 @@ TEST(Printable, WhatOthersWroteCommandsNothing)
     }
 }
 
-TEST_F(CommandLanguage, TheBookIsKept)
+TEST_F(CommandLanguage, SelectAndExpect)
 {
     EXPECT_THROW(model.remove(0, book), StatusError);
     EXPECT_TRUE(commands.unsaved().empty());
-}
-
-TEST_F(CommandLanguage, SelectAndExpect)
-{
     for (const char *line :
          {"expect selected One", "select 三", "expect selected \"三\"", "select 2",
           "expect selected Two, too", "select none", "expect selected none",

@@ -437,8 +437,7 @@ TEST_P(Texts, ItemsPropertiesAndClipboard)
 TEST_P(Texts, PastedParagraphsAreAsTheyWere)
 {
     const PropertyKey tag(property::tag);
-    // Returns the paragraphs, each with its tag, its text with a ^ for an object, and what is in
-    // it.
+    // Returns the paragraphs, each with its tag, its text with a ^ for an object, and its contents.
     const auto shown = [&] {
         std::string all;
         for (UIntT each : paragraphs()) {

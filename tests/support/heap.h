@@ -1,5 +1,4 @@
-// The allocator as the tests watch it, each thread on its own: the linker sends every call of it
-// here.
+// The allocator as tests watch it, each thread on its own: the linker sends all its calls here.
 #pragma once
 
 #include <cstddef>

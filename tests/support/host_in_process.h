@@ -1,6 +1,5 @@
-// A host in the process of the test. It answers the calls of the client library as it does a
-// client's, with arguments and results as their bytes on the wire, but without sockets between
-// them.
+// A host in the process of the test. It answers the calls of the client library as a client's, with
+// arguments and results as their bytes on the wire, but without sockets between them.
 #pragma once
 
 #include <deque>

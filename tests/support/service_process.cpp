@@ -176,8 +176,7 @@ ServiceProcess::ServiceProcess(const std::function<void()> &before, in_addr_t al
 
 ServiceProcess::~ServiceProcess()
 {
-    // In this order: a SIGCONT would undo the stop by which the leak checker at its end looks at
-    // it.
+    // In this order: a SIGCONT would undo the stop by which the leak checker looks at its end.
     go_on();
     close(alive_);
     int status = -1;

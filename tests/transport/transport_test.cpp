@@ -312,8 +312,7 @@ std::string answer_begun(Peer &peer, UIntT length = 4)
     return peer.receive(44 + 8).substr(4, 4) + words({1, 0, 0, 0, 0, length});
 }
 
-// Of an answer above the limit, in fragments or not, all bytes are skipped, and only its call
-// fails.
+// Of such an answer, in fragments or not, all bytes are skipped.
 TEST(Caller, AnAnswerAboveTheLimitFailsItsOwnCall)
 {
     const UIntT before = V_ApiGetLimit(V_limit_record_in);
