@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/model/lifetime.h"
 #include "host/model/properties.h"
 
 namespace velt::host::dialogs
@@ -24,19 +25,15 @@ UIntT item(Objects &objects, UIntT dialog, IntT number)
 {
     const Object &owner = objects.addressed(0, dialog);
     check(owner.type == object_type::dialog, wrong_kind);
-    const PropertyKey key(property::item_number);
-    const auto is_it = [&](UIntT id) {
-        const Object &each = objects.at(id);
-        const auto held = each.properties.find(key);
-        return each.type == object_type::dialog_item && held != each.properties.end() &&
-               held->second.get().u.intVal == number;
-    };
-    const auto found = std::ranges::find_if(owner.contents, is_it);
-    if (found != owner.contents.end())
-        return *found;
-    Object &made = objects.add(0, object_type::dialog_item, {}, dialog);
-    made.properties[key] = Value::integer(number);
-    return made.id;
+    // Found by a name that no client can give, because it holds the character 0.
+    const std::string name = std::to_string(dialog) + std::string(1, '\0') + std::to_string(number);
+    if (const Object *found = objects.find(0, object_type::dialog_item, name))
+        return found->id;
+    NewObjects made(objects);
+    Object &item = made.add(0, object_type::dialog_item, name, dialog);
+    item.properties[PropertyKey(property::item_number)] = Value::integer(number);
+    made.keep();
+    return item.id;
 }
 
 } // namespace velt::host::dialogs

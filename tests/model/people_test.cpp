@@ -86,10 +86,12 @@ TEST_F(People, DialogsAreMadeWhenOpened)
     EXPECT_CALL(ok, dialog, V_ApiOpenResource(1, "Box"));
     EXPECT_CALL(ok, item, V_ApiDialogItemId(dialog, 3));
     EXPECT_CALL(ok, 3, V_ApiGetInt(0, item, V_prop_item_number));
+    V_ApiDelete(0, item);
+    EXPECT_CALL(ok, item + 1, V_ApiDialogItemId(dialog, 3));
     EXPECT_CALL(bad_value, 0, V_ApiOpenResource(1, ""));
-    EXPECT_CALL(wrong_kind, 0, V_ApiDialogItemId(item, 3));
+    EXPECT_CALL(wrong_kind, 0, V_ApiDialogItemId(item + 1, 3));
     EXPECT_CALL(ok, 0, V_ApiModelessDialog(7, dialog));
-    EXPECT_CALL(ok, wrong_kind, V_ApiModelessDialog(7, item));
+    EXPECT_CALL(ok, wrong_kind, V_ApiModelessDialog(7, item + 1));
     EXPECT_CALL(ok, 0, V_ApiModalDialog(0, dialog));
     EXPECT_CALL(ok, no_such_object, V_ApiModalDialog(0, 4711));
     calls.client.number = 2;
