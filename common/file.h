@@ -1,4 +1,4 @@
-// Whole files. Every failure is a std::runtime_error that names the file.
+// Whole files, of up to 256 MiB. Every failure is a std::runtime_error that names the file.
 #pragma once
 
 #include <cstdio>
@@ -16,5 +16,7 @@ using File = std::unique_ptr<std::FILE, Closer>;
 File open_file(const std::string &path, const char *mode);
 // The path "-" means the standard input.
 std::string read_file(const std::string &path);
+// Reads a plain file and no other, as many bytes as its size says.
+std::string read_plain_file(const std::string &path);
 
 } // namespace velt

@@ -1,5 +1,6 @@
 #include "host/documents/documents.h"
 
+#include "common/file.h"
 #include "host/documents/plain_text.h"
 #include "host/files/document.h"
 
@@ -54,7 +55,7 @@ std::string text_of(const std::string &path)
     try {
         return read_plain_file(path);
     } catch (const std::runtime_error &error) {
-        throw Failure(file_status::no_such_file, path + ": " + error.what());
+        throw Failure(file_status::no_such_file, error.what());
     }
 }
 

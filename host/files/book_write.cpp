@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/file.h"
 #include "host/files/book.h"
 #include "host/files/parts.h"
 #include "host/files/write_properties.h"
@@ -75,7 +76,7 @@ UIntT BookFile::load(Model &model, IntT language)
     try {
         text = read_plain_file(path());
     } catch (const std::runtime_error &error) {
-        misuse(path() + ": cannot read the book: " + error.what());
+        misuse(std::string("cannot read the book ") + error.what());
     }
     const UIntT book = read_book(text, path(), model, language);
     file_.remember(std::move(text));

@@ -1,14 +1,9 @@
 #include "host/files/known_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
+#include <new>
 #include <system_error>
 
-#include "common/descriptor.h"
+#include "common/file.h"
 #include "common/replace_file.h"
 
 namespace velt::host
@@ -24,35 +19,6 @@ std::filesystem::path resolved(const std::string &path)
 }
 
 } // namespace
-
-std::string read_plain_file(const std::string &path)
-{
-    const auto check = [](bool holds) {
-        if (!holds)
-            throw std::runtime_error(std::generic_category().message(errno));
-    };
-    // O_NONBLOCK keeps open() from waiting for a writer when the path is a pipe.
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    check(bool(file));
-    struct stat status {
-    };
-    check(fstat(file.get(), &status) == 0);
-    if (!S_ISREG(status.st_mode))
-        throw std::runtime_error("it is not a plain file");
-    std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');
-    std::size_t length = 0;
-    while (length < text.size()) {
-        const ssize_t got = read(file.get(), text.data() + length, text.size() - length);
-        check(got >= 0 || errno == EINTR);
-        if (got == 0)
-            break;
-        length += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
-    }
-    if (length == text.size())
-        throw std::runtime_error("it grows while it is read, or has no size");
-    text.resize(length);
-    return text;
-}
 
 bool KnownFile::is(const std::string &path) const
 {

@@ -13,10 +13,6 @@
 namespace velt::host
 {
 
-// Reads a plain file, as many bytes as its size says and no more, so that a file without end does
-// not fill the memory. Throws std::runtime_error with the reason.
-std::string read_plain_file(const std::string &path);
-
 // Thrown instead of replacing a file that somebody else has made or changed.
 class ChangedError : public Error
 {

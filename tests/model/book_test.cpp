@@ -195,6 +195,8 @@ TEST_F(BookFiles, WhatSomebodyElseHasChangedIsNotReplaced)
     fs::remove(file);
     ours.save(model, book);
     EXPECT_EQ(files(), 3) << "nothing else is left";
+    fs::resize_file(file, std::uintmax_t{8} << 30);
+    EXPECT_THROW(BookFile(file).load(model), Error) << "so large";
 }
 
 TEST_F(BookFiles, AFailedSaveLeavesTheOldFile)
