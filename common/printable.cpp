@@ -73,6 +73,22 @@ std::string printable_lines(std::string_view text)
     return with_replaced(text, [](char32_t c) { return c == U'\n' ? '\n' : '?'; });
 }
 
+std::string shortened(std::string_view name)
+{
+    constexpr std::size_t most = 100;
+    if (name.size() <= most)
+        return std::string(name);
+    std::size_t end = most;
+    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80) // inside a character
+        end--;
+    return std::string(name.substr(0, end)) + "...";
+}
+
+std::string in_quotes(std::string_view name)
+{
+    return "\"" + shortened(name) + "\"";
+}
+
 std::string printable_json(std::string_view json)
 {
     return with_replaced(json, [](char32_t c) {

@@ -104,7 +104,8 @@ void Reader::session(const JsonNode &root, IntT language)
             std::string all;
             for (const char *each : dialog_encodings)
                 all += (all.empty() ? "" : ", ") + std::string(each);
-            throw JsonError(*encoding, "unknown encoding \"" + wanted + "\"; there are: " + all);
+            throw JsonError(*encoding,
+                            "unknown encoding " + in_quotes(wanted) + "; there are: " + all);
         }
         model_.set_dialog_encoding(wanted);
     });

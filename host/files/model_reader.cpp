@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <span>
 
 #include "host/values/kinds.h"
 
@@ -22,10 +23,15 @@ void read_nodes(
         return;
     const auto place = [](const JsonError &error) { return std::pair(error.line, error.column); };
     std::ranges::stable_sort(problems, {}, place);
+    constexpr std::size_t most_told = 100;
+    const std::span told(problems.data(), std::min(problems.size(), most_told));
     std::string all;
-    for (const JsonError &error : problems)
+    for (const JsonError &error : told)
         all += (all.empty() ? "" : "\n") + path + ":" + std::to_string(error.line) + ":" +
                std::to_string(error.column) + ": " + printable(error.what());
+    if (const std::size_t more = problems.size() - told.size(); more > 0)
+        all += "\n" + path + ": and " + std::to_string(more) +
+               (more == 1 ? " more mistake" : " more mistakes");
     misuse(all);
 }
 
@@ -73,7 +79,7 @@ void ModelReader::property(const JsonNode &node, const Set &set)
         }
         const IntT kind = kind_of(name);
         if (kind == 0 || value.valType != 0)
-            throw JsonError(part, kind == 0 ? "unknown kind of value \"" + name + "\""
+            throw JsonError(part, kind == 0 ? "unknown kind of value " + in_quotes(name)
                                             : "a property has one value");
         value.valType = kind;
         fields(value.valType, value.u, [&](const char *, auto &field) {

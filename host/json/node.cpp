@@ -205,7 +205,7 @@ void link(JsonNode &node, std::vector<JsonError> &problems)
     std::ranges::sort(sorted, {}, key);
     for (std::size_t i = 1; i < sorted.size(); i++)
         if (sorted[i]->first == sorted[i - 1]->first)
-            problems.emplace_back(sorted[i]->second, "\"" + sorted[i]->first + "\" stands twice");
+            problems.emplace_back(sorted[i]->second, in_quotes(sorted[i]->first) + " stands twice");
 }
 
 std::string at_path(const JsonNode &node, const std::string &reason)
@@ -223,7 +223,7 @@ std::string JsonNode::path() const
     const std::string before = parent->path();
     if (parent->type == array)
         return before + "[" + std::to_string(index) + "]";
-    return before + (before.empty() ? "" : ".") + parent->members[index].first;
+    return before + (before.empty() ? "" : ".") + shortened(parent->members[index].first);
 }
 
 const JsonNode *JsonNode::member(std::string_view name) const
@@ -248,7 +248,7 @@ void expect_names(const JsonNode &node, std::span<const std::string_view> names,
 {
     for (const auto &[name, value] : node.members)
         if (std::ranges::find(names, name) == names.end())
-            problems.emplace_back(value, "unknown name \"" + name + "\"");
+            problems.emplace_back(value, "unknown name " + in_quotes(name));
 }
 
 std::optional<std::int64_t> JsonNode::integer(std::int64_t least, std::int64_t most) const

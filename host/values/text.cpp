@@ -38,7 +38,7 @@ IntT language_number(const std::string &name)
     std::string names;
     for (IntT each = 1; const char *known = V_LanguageString(each); each++)
         names += std::string(each == 1 ? "" : ", ") + known;
-    misuse("unknown language \"" + name + "\"; there are " + names);
+    misuse("unknown language " + in_quotes(name) + "; there are " + names);
 }
 
 SessionText::SessionText(IntT language)
