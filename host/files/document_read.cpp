@@ -56,6 +56,7 @@ private:
     UIntT document_;
     std::set<std::pair<IntT, std::string>> names_; // with the types of those that have them
     std::map<UIntT, UIntT> ids_;                   // by the numbers in the file
+    std::set<UIntT> textless_; // paragraphs whose text has a mistake, so that places lack in it
     std::vector<std::pair<const JsonNode *, UIntT>> made_;
     struct Anchor {
         const JsonNode *node;
@@ -139,13 +140,17 @@ void Reader::paragraph(const JsonNode &node, UIntT flow)
         attempt(problems_, [&] {
             model_.set(document_, id, PropertyKey(property::tag), Value::string(text(*tag)).get());
         });
-    if (const JsonNode *words = node.member("text"))
-        attempt(problems_, [&] {
-            const std::string bytes = text(*words);
-            if (bytes.find('\n') != bytes.npos)
-                throw JsonError(*words, "a line end is the end of a paragraph; begin another");
-            at(*words, [&] { model_.add_text(document_, {id, 0}, bytes); });
-        });
+    const JsonNode *words = node.member("text");
+    const bool sound = attempt(problems_, [&] {
+        if (!words)
+            return;
+        const std::string bytes = text(*words);
+        if (bytes.find('\n') != bytes.npos)
+            throw JsonError(*words, "a line end is the end of a paragraph; begin another");
+        at(*words, [&] { model_.add_text(document_, {id, 0}, bytes); });
+    });
+    if (!sound)
+        textless_.insert(id);
     each_of(node, "anchors", [&](const JsonNode &each) { anchor(each, id); });
 }
 
@@ -159,6 +164,8 @@ void Reader::anchor(const JsonNode &node, UIntT paragraph)
     UIntT number = 0;
     decode(place.offset, *offset);
     decode(number, *object);
+    if (textless_.contains(paragraph))
+        place.offset = 0;
     if (!anchors_.emplace(number, Anchor{&node, place}).second)
         throw JsonError(*object, "the object has an anchor already");
 }
@@ -208,7 +215,7 @@ void Reader::properties(const JsonNode &node, UIntT id)
         else
             model_.set(document_, id, key, value);
     });
-    if (type == object_type::paragraph)
+    if (type == object_type::paragraph && !textless_.contains(id))
         each_of(node, "formats", [&](const JsonNode &each) { format(each, id); });
 }
 
