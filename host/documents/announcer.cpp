@@ -1,5 +1,6 @@
 #include "host/documents/announcer.h"
 
+#include <new>
 #include <utility>
 
 namespace velt::host
@@ -28,9 +29,12 @@ void Announcer::announce(IntT notification, UIntT object, const std::string &tex
         const auto notify = [=, this, &each] {
             if (!wants())
                 return;
-            const int before = std::exchange(each.reaction, depth);
+            const struct Reacting {
+                int &reaction;
+                int before;
+                ~Reacting() { reaction = before; }
+            } reacting{each.reaction, std::exchange(each.reaction, depth)};
             host_->notify(each, notification, object, text, number);
-            each.reaction = before;
         };
         if (each.turns.client_holds_control())
             host_->when_free(each, notify);
@@ -39,11 +43,21 @@ void Announcer::announce(IntT notification, UIntT object, const std::string &tex
     }
 }
 
+void Announcer::announce_done(IntT notification, UIntT object, const std::string &text, IntT number,
+                              const Client *cause) const
+{
+    try {
+        announce(notification, object, text, number, cause);
+    } catch (const std::bad_alloc &) {
+        Reports::line(&host_->reports(), "memory ran out: not all clients were notified");
+    }
+}
+
 void Announcer::announce_changes(const Client *cause) const
 {
     while (const auto change = model_.take_change())
-        announce(change->notification, change->object, {}, static_cast<IntT>(change->paragraph),
-                 cause);
+        announce_done(change->notification, change->object, {},
+                      static_cast<IntT>(change->paragraph), cause);
 }
 
 } // namespace velt::host

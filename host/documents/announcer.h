@@ -22,7 +22,10 @@ public:
     // in reaction to a notification is told as well, and so on, but only so deep.
     void announce(IntT notification, UIntT object, const std::string &text = {}, IntT number = 0,
                   const Client *cause = nullptr) const;
-    // Does so for all changes that the model has to tell.
+    // Does so after what is told, which no lack of memory makes undone.
+    void announce_done(IntT notification, UIntT object, const std::string &text = {},
+                       IntT number = 0, const Client *cause = nullptr) const;
+    // Does that for all changes that the model has to tell.
     void announce_changes(const Client *cause = nullptr) const;
 
 private:

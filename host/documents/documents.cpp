@@ -160,23 +160,17 @@ void Documents::write(const std::string &path, UIntT document, Write write)
     }
 }
 
-void Documents::announce(IntT notification, UIntT document, const std::string &path,
-                         const Client *cause)
-{
-    announcer.announce(notification, document, told(path), 0, cause);
-}
-
 void Documents::load(UIntT document, KnownFile &file)
 {
-    std::string text = text_of(file.path());
+    KnownFile::Contents contents = file.contents(text_of(file.path()));
     try {
-        read_document(text, file.path(), model_, document);
+        read_document(contents.texts.begin()->second, file.path(), model_, document);
     } catch (const NewerFormat &error) {
         throw Failure(file_status::newer, error.what());
     } catch (const Error &error) {
         throw Failure(file_status::damaged, error.what());
     }
-    file.remember(std::move(text));
+    file.remember(std::move(contents));
 }
 
 // Opening
@@ -201,14 +195,15 @@ FileOutcome Documents::open(const std::string &path, bool again, const Client *c
         };
         if (opened())
             return;
-        announce(V_notification_before_open, 0, path, cause);
+        const std::string name = told(path);
+        announcer.announce(V_notification_before_open, 0, name, 0, cause);
         if (opened()) // a client has opened it meanwhile
             return;
         KnownFile file(path);
         const UIntT document = model_.create_document("");
         try {
             load(document, file);
-            model_.set_file(document, told(path));
+            model_.set_file(document, Value::string(name));
             files_.emplace(document, std::move(file));
         } catch (...) {
             files_.erase(document);
@@ -217,17 +212,17 @@ FileOutcome Documents::open(const std::string &path, bool again, const Client *c
         }
         model_.activate_document(document);
         model_.forget_change(document);
+        announcer.announce_done(V_notification_after_open, document, name, 0, cause);
         o.document = document;
-        announce(V_notification_after_open, document, path, cause);
     });
 }
 
 UIntT Documents::create(const Client *cause)
 {
-    announce(V_notification_before_open, 0, "", cause);
+    announcer.announce(V_notification_before_open, 0, "", 0, cause);
     const UIntT document = model_.create_document("");
     model_.activate_document(document);
-    announce(V_notification_after_open, document, "", cause);
+    announcer.announce_done(V_notification_after_open, document, "", 0, cause);
     return document;
 }
 
@@ -255,18 +250,20 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
         need(document);
         if (to.empty())
             throw Failure(file_status::no_such_file, "the document has no file yet; name one");
-        announce(V_notification_before_save, document, to, cause);
+        const std::string name = told(to);
+        announcer.announce(V_notification_before_save, document, name, 0, cause);
         need(document); // a client may have closed it
         KnownFile &file = files_[document];
         const bool unnamed = file.path().empty();
         bool own = false;
+        Value named = Value::string(name);
         std::string text = write_document(model_, document);
         write(to, document, [&] { own = file.write(to, std::move(text), force, mode); });
         if (own)
             model_.set_changed(document, false);
         if (unnamed)
-            model_.set_file(document, told(to));
-        announce(V_notification_after_save, document, to, cause);
+            model_.set_file(document, std::move(named));
+        announcer.announce_done(V_notification_after_save, document, name, 0, cause);
     });
 }
 
@@ -301,7 +298,7 @@ FileOutcome Documents::close(UIntT document, bool lose, const Client *cause)
     return carry_out({.document = document}, [&](FileOutcome &o) {
         need(document);
         o.file = path(document);
-        announce(V_notification_before_close, document, o.file, cause);
+        announcer.announce(V_notification_before_close, document, told(o.file), 0, cause);
         need(document); // a client may have closed it
         // Clients that are told of the saving may change it once more.
         for (bool lost = lose; !lost && model_.changed(document);) {
@@ -310,9 +307,10 @@ FileOutcome Documents::close(UIntT document, bool lose, const Client *cause)
                 return;
             need(document);
         }
+        const std::string name = told(o.file);
         model_.close_document(document);
         files_.erase(document);
-        announce(V_notification_after_close, document, o.file, cause);
+        announcer.announce_done(V_notification_after_close, document, name, 0, cause);
     });
 }
 

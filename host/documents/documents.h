@@ -90,7 +90,6 @@ private:
     template <class Write>
     void write(const std::string &path, UIntT document, Write write);
     void load(UIntT document, KnownFile &file);
-    void announce(IntT notification, UIntT document, const std::string &path, const Client *cause);
     FileOutcome ask_for_changes(UIntT document, bool &lost, const Client *cause);
 
     Model &model_;

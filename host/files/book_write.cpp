@@ -79,7 +79,7 @@ UIntT BookFile::load(Model &model, IntT language)
         misuse(std::string("cannot read the book ") + error.what());
     }
     const UIntT book = read_book(text, path(), model, language);
-    file_.remember(std::move(text));
+    file_.remember(file_.contents(std::move(text)));
     return book;
 }
 

@@ -20,10 +20,8 @@ public:
     {
         session_.emplace(model.language());
     }
-    void read(const JsonNode &root);
-
-    // The properties of the document itself.
-    Properties take_own() { return std::move(own_); }
+    // References to the document lead to `known_as`.
+    void read(const JsonNode &root, UIntT known_as);
 
 private:
     void flow(const JsonNode &node);
@@ -35,7 +33,8 @@ private:
     texts::Place place(UIntT paragraph, IntT offset);
 
     std::string name(const JsonNode &node, IntT type);
-    void note(const JsonNode &node, UIntT id);
+    void note(const JsonNode &node, UIntT id) { note(node, id, id); }
+    void note(const JsonNode &node, UIntT id, UIntT known_as);
     UIntT referred(const JsonNode &node);
     void replace_ids(V_TypedValT &value) const;
     // Adds each member of the node's list, which must have some.
@@ -56,13 +55,12 @@ private:
     UIntT document_;
     std::set<std::pair<IntT, std::string>> names_; // with the types of those that have them
     std::map<UIntT, UIntT> ids_;                   // by the numbers in the file
-    std::set<UIntT> textless_; // paragraphs whose text has a mistake, so that places lack in it
     std::vector<std::pair<const JsonNode *, UIntT>> made_;
+    std::set<UIntT> textless_; // paragraphs whose text has a mistake, so that places lack in it
     struct Anchor {
         const JsonNode *node;
         V_TextLocT place;
     };
-    Properties own_;
     texts::Place last_{};
     std::map<UIntT, Anchor> anchors_; // by the numbers of the objects, until these are made
 };
@@ -76,7 +74,7 @@ std::string Reader::name(const JsonNode &node, IntT type)
     return name;
 }
 
-void Reader::note(const JsonNode &node, UIntT id)
+void Reader::note(const JsonNode &node, UIntT id, UIntT known_as)
 {
     made_.emplace_back(&node, id);
     const JsonNode *numbered = node.member("id");
@@ -84,7 +82,7 @@ void Reader::note(const JsonNode &node, UIntT id)
         return;
     UIntT number = 0;
     decode(number, *numbered);
-    if (number == 0 || !ids_.emplace(number, id).second)
+    if (number == 0 || !ids_.emplace(number, known_as).second)
         throw JsonError(*numbered, number == 0 ? "0 is the id of nothing" : "the id stands twice");
 }
 
@@ -210,10 +208,7 @@ void Reader::properties(const JsonNode &node, UIntT id)
             misuse("it is the host's own");
         check(key.number != 0 || !key.name.empty(), no_such_property);
         replace_ids(value);
-        if (id == document_)
-            own_.insert_or_assign(key, Value(value));
-        else
-            model_.set(document_, id, key, value);
+        model_.set(document_, id, key, value);
     });
     if (type == object_type::paragraph && !textless_.contains(id))
         each_of(node, "formats", [&](const JsonNode &each) { format(each, id); });
@@ -252,12 +247,12 @@ texts::Place Reader::place(UIntT paragraph, IntT offset)
     return last_ = {paragraph, offset, last_.byte + *further};
 }
 
-void Reader::read(const JsonNode &root)
+void Reader::read(const JsonNode &root, UIntT known_as)
 {
     if (root.member("components") && !root.member("flows"))
         throw JsonError(root, "it is a book, which \"vqhost run\" opens, and no document");
     need_object(root, {"format", "id", "properties", "flows", "objects"});
-    attempt(problems_, [&] { note(root, document_); });
+    attempt(problems_, [&] { note(root, document_, known_as); });
     attempt(problems_, [&] { fill(root, "flows", [&](const JsonNode &each) { flow(each); }); });
     attempt(problems_,
             [&] { each_of(root, "objects", [&](const JsonNode &each) { object(each); }); });
@@ -284,55 +279,22 @@ void check_format(const JsonNode &root, const std::string &path)
 
 } // namespace
 
+// The new contents are read into a document of their own, and exchanged for the old ones when
+// nothing can fail any more.
 void read_document(std::string_view text, const std::string &path, Model &model, UIntT document)
 {
-    const Object &object = model.at(document);
-    const auto old = object.contents;
-    const bool changed = model.changed(document);
-    Properties before, after;
-    const auto is_own = [](const PropertyKey &key) {
-        return !told_otherwise(object_type::document, key.number);
-    };
-    for (const auto &[key, value] : object.properties)
-        if (is_own(key))
-            before.emplace(key, value);
-    const auto remove = [&](bool added) {
-        const auto all = object.contents;
-        for (UIntT each : all)
-            // One may have gone with another.
-            if (old.contains(each) != added && object.contents.contains(each))
-                model.remove(document, each);
-    };
-    const auto give = [&](const Properties &own) {
-        for (auto each = object.properties.begin(); each != object.properties.end();) {
-            const PropertyKey key = each++->first;
-            if (is_own(key))
-                model.remove_property(0, document, key);
-        }
-        for (const auto &[key, value] : own)
-            model.set(0, document, key, value.get());
-    };
-    // The new contents are added to the old ones, which go when nothing can fail any more.
-    try {
-        read_nodes(text, path, [&](const JsonNode &root, std::vector<JsonError> &problems) {
-            root.need(JsonNode::object);
-            attempt(problems, [&] { check_format(root, path); });
-            Reader reader(model, problems, document);
-            reader.read(root);
-            after = reader.take_own();
-        });
-        give(after);
-    } catch (...) {
-        give(before);
-        remove(true);
-        model.set_changed(document, changed);
-        model.forget_change(document);
-        throw;
-    }
-    remove(false);
-    const UIntT first = model.at(object.first).first;
-    model.select_text(document, {{first, 0}, {first, 0}});
-    model.set_changed(document, false);
+    struct Fresh {
+        Model &model;
+        const UIntT id = model.create_document("");
+        ~Fresh() { model.close_document(id); }
+    } const fresh{model};
+    read_nodes(text, path, [&](const JsonNode &root, std::vector<JsonError> &problems) {
+        root.need(JsonNode::object);
+        attempt(problems, [&] { check_format(root, path); });
+        Reader(model, problems, fresh.id).read(root, document);
+    });
+    model.remove(fresh.id, model.at(fresh.id).first);
+    model.replace_contents(document, fresh.id);
 }
 
 } // namespace velt::host

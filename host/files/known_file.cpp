@@ -15,6 +15,8 @@ std::filesystem::path resolved(const std::string &path)
 {
     std::error_code unknown;
     auto place = std::filesystem::weakly_canonical(path, unknown);
+    if (unknown == std::errc::not_enough_memory)
+        throw std::bad_alloc();
     return unknown ? std::filesystem::path(path) : place;
 }
 
@@ -29,20 +31,28 @@ bool KnownFile::is(const std::string &path) const
 
 std::string KnownFile::text() const
 {
-    const auto known = known_.find(place(path_));
-    return known == known_.end() ? std::string() : known->second;
+    const auto known = known_.texts.find(place(path_));
+    return known == known_.texts.end() ? std::string() : known->second;
 }
 
 std::filesystem::path KnownFile::place(const std::string &path) const
 {
-    const auto place = places_.find(path);
-    return place == places_.end() ? resolved(path) : place->second;
+    const auto place = known_.places.find(path);
+    return place == known_.places.end() ? resolved(path) : place->second;
 }
 
-void KnownFile::remember(const std::string &path, std::string text)
+KnownFile::Contents KnownFile::contents(const std::string &path, std::string text)
 {
-    const auto &place = places_[path] = resolved(path);
-    known_[place] = std::move(text);
+    Contents made;
+    made.texts.emplace(made.places.emplace(path, resolved(path)).first->second, std::move(text));
+    return made;
+}
+
+void KnownFile::remember(Contents contents) noexcept
+{
+    contents.texts.merge(known_.texts);
+    contents.places.merge(known_.places);
+    known_ = std::move(contents);
 }
 
 // An editor may write a file anew without changing it, so this compares the texts. A link that now
@@ -52,8 +62,8 @@ void KnownFile::check_unchanged(const std::string &path) const
     std::error_code unknown;
     if (!std::filesystem::exists(path, unknown) && !unknown)
         return;
-    const auto known = known_.find(place(path));
-    if (known == known_.end())
+    const auto known = known_.texts.find(place(path));
+    if (known == known_.texts.end())
         throw ChangedError(path + " is there already");
     if (read_plain_file(path) != known->second)
         throw ChangedError(path +
@@ -68,10 +78,13 @@ bool KnownFile::write(const std::string &path, std::string text, bool force, mod
     file.finish();
     if (!force)
         check_unchanged(path);
+    // What the new file changes here is ready before it takes its place, so that nothing fails
+    // afterwards.
+    Contents written = contents(path, std::move(text));
+    std::string own_path = path_.empty() ? path : path_;
     file.commit();
-    remember(path, std::move(text));
-    if (path_.empty())
-        path_ = path;
+    remember(std::move(written));
+    path_ = std::move(own_path);
     return own;
 }
 

@@ -31,8 +31,14 @@ public:
     // Returns whether the other path leads to this file.
     bool is(const std::string &path) const;
 
-    // Notes that the file holds this text, because that has been read from it.
-    void remember(std::string text) { remember(path_, std::move(text)); }
+    // The texts of files, and the files to which paths led.
+    struct Contents {
+        std::map<std::filesystem::path, std::string> texts;
+        std::map<std::string, std::filesystem::path> places;
+    };
+    // Returns what to remember of the file when this text has been read from it.
+    Contents contents(std::string text) const { return contents(path_, std::move(text)); }
+    void remember(Contents contents) noexcept;
     // Replaces the file once the new one is complete; if that fails, the old one stays. Writes to
     // another file, or to this one by another path; what has no file gets this one. A file that is
     // new gets the mode, less the process's mask. Returns whether it is this file.
@@ -45,14 +51,13 @@ private:
     // Returns the file to which the path led when it was last read or written, or the one to which
     // it leads now if it has been neither.
     std::filesystem::path place(const std::string &path) const;
-    void remember(const std::string &path, std::string text);
+    static Contents contents(const std::string &path, std::string text);
     void check_unchanged(const std::string &path) const;
 
     std::string path_;
-    // The texts of this file and of others that have been written. They are what the files hold
-    // unless somebody else has changed them.
-    std::map<std::filesystem::path, std::string> known_;
-    std::map<std::string, std::filesystem::path> places_;
+    // Of this file and of others that have been written. The texts are what the files hold unless
+    // somebody else has changed them.
+    Contents known_;
 };
 
 } // namespace velt::host

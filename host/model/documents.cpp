@@ -1,5 +1,6 @@
 // What the model does with documents and their text.
 
+#include "host/model/marks.h"
 #include "host/model/model.h"
 
 namespace velt::host
@@ -12,10 +13,9 @@ UIntT Model::create_document(const std::string &name)
 void Model::close_document(UIntT document)
 {
     check_is_document(document);
-    const auto all = objects_.with_contents(document);
     if (active_document() == document)
         activate_document(0);
-    discard(objects_, all);
+    discard(objects_, document);
     forget_change(document);
 }
 
@@ -29,9 +29,33 @@ void Model::activate_document(UIntT document)
     put(0, property::active_document, Value::id(document));
 }
 
-void Model::set_file(UIntT document, const std::string &path)
+template <class Edit>
+auto Model::edit(UIntT document, UIntT paragraph, Edit edit)
 {
-    put(document, property::document_file, Value::string(path));
+    const auto [change, is_new] =
+        changes_.try_emplace({V_notification_text_changed, document}, paragraph);
+    try {
+        return edit();
+    } catch (...) {
+        if (is_new)
+            changes_.erase(change);
+        throw;
+    }
+}
+
+void Model::replace_contents(UIntT document, UIntT by)
+{
+    put(by, property::document_file, get(0, document, PropertyKey(property::document_file)));
+    set_changed(by, false);
+    edit(document, at(at(by).first).first,
+         [&] { objects_.exchange_contents(objects_.at(document), objects_.at(by)); });
+    for (UIntT each : {document, by})
+        marks::set_owner(objects_, objects_.at(each));
+}
+
+void Model::set_file(UIntT document, Value path)
+{
+    put(document, property::document_file, std::move(path));
 }
 
 bool Model::changed(UIntT document) const
@@ -75,9 +99,9 @@ V_TextLocT Model::replace_text(UIntT document, const V_TextRangeT &range, const 
     const texts::Span span = texts::span_at(objects_, document, range);
     if (span.empty() && text.empty())
         return range.beg;
-    const texts::Place after = texts::replace(objects_, span, text);
+    const texts::Place after =
+        edit(document, range.beg.objId, [&] { return texts::replace(objects_, span, text); });
     touch(document);
-    note_text(range.beg.objId);
     return after.location();
 }
 
@@ -121,9 +145,10 @@ void Model::paste(UIntT document)
     const texts::Span span = selected_span(document);
     check(clipboard_.text != nullptr, nothing_selected);
     const V_TextLocT after =
-        texts::replace(objects_, span, texts::pieces(*clipboard_.text)).location();
+        edit(document, span.beg.paragraph, [&] {
+            return texts::replace(objects_, span, texts::pieces(*clipboard_.text));
+        }).location();
     touch(document);
-    note_text(span.beg.paragraph);
     select_text(document, {after, after});
 }
 

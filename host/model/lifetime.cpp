@@ -8,18 +8,43 @@
 namespace velt::host
 {
 
+namespace
+{
+
+void take_out(Objects &objects, Object &gone) noexcept
+{
+    if (chains::container_type(gone.type) != 0)
+        chains::take_out(objects, gone);
+    menus::take_out(objects, gone);
+    for (Property &property : gone.properties)
+        marks::unlink(objects, property);
+}
+
+} // namespace
+
 void discard(Objects &objects, const std::vector<UIntT> &all) noexcept
 {
-    for (UIntT each : all) {
-        Object &gone = objects.at(each);
-        if (chains::container_type(gone.type) != 0)
-            chains::take_out(objects, gone);
-        menus::take_out(objects, gone);
-        for (Property &property : gone.properties)
-            marks::unlink(objects, property);
-    }
+    for (UIntT each : all)
+        take_out(objects, objects.at(each));
     for (UIntT each : all)
         objects.drop(each);
+}
+
+void discard(Objects &objects, UIntT id) noexcept
+{
+    for (UIntT each = id;;) {
+        Object &gone = objects.at(each);
+        if (!gone.contents.empty()) {
+            each = *gone.contents.rbegin();
+            continue;
+        }
+        const UIntT container = gone.container();
+        take_out(objects, gone);
+        objects.drop(each);
+        if (each == id)
+            return;
+        each = container;
+    }
 }
 
 CopiedObjects copy_of(const Objects &objects, UIntT id)

@@ -18,6 +18,8 @@ CopiedObjects copy_of(const Objects &objects, UIntT id);
 
 // Removes objects with their contents, which must all be among them, from whatever lists them.
 void discard(Objects &objects, const std::vector<UIntT> &all) noexcept;
+// Removes an object with its contents, which takes no memory.
+void discard(Objects &objects, UIntT id) noexcept;
 
 // The objects that an operation makes. They go again unless it keeps them in the end.
 class NewObjects

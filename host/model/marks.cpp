@@ -72,6 +72,16 @@ void unlink(Objects &objects, Property &property) noexcept
         take(objects, property, end);
 }
 
+void set_owner(Objects &objects, Object &owner) noexcept
+{
+    for (Property &property : owner.properties)
+        for (int end = 0; end < ends_of(property.second.kind()); end++)
+            if (auto mark = take(objects, property, end)) {
+                mark.value().owner = owner.id;
+                objects.at(place(mark.value()).objId).marks.insert(std::move(mark));
+            }
+}
+
 void turn_ranges(Objects &objects, Object &moved) noexcept
 {
     // An end that has become the other one stands before `each` still.

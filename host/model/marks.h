@@ -17,6 +17,9 @@ void assign(Objects &objects, Object &owner, Properties &to, const Properties &a
 // Forgets the places of a property that is about to go.
 void unlink(Objects &objects, Property &property) noexcept;
 
+// Has the marks of the owner's properties, which were another's, lead to it.
+void set_owner(Objects &objects, Object &owner) noexcept;
+
 // Turns the ranges round that end before they begin since the paragraph was moved.
 void turn_ranges(Objects &objects, Object &moved) noexcept;
 

@@ -64,10 +64,10 @@ UIntT Model::create_one(UIntT doc, IntT type, const std::string &name, UIntT par
 {
     NewObjects made(objects_);
     const UIntT id = add(made, doc, type, name, parent).id;
-    made.keep();
-    touch(doc);
     if (has_text(type))
         note_text(id);
+    made.keep();
+    touch(doc);
     return id;
 }
 
@@ -129,7 +129,7 @@ void Model::remove(UIntT doc, UIntT id)
             for (UIntT each : objects_.with_contents(anchor.object))
                 all.push_back(each);
     if (has_text(gone.type))
-        note_text(evacuate(gone));
+        evacuate(gone);
     for (UIntT each : all) {
         if (at(each).type == object_type::component && selected(at(each).document) == each)
             select(at(each).document, 0);
@@ -140,7 +140,7 @@ void Model::remove(UIntT doc, UIntT id)
     discard(objects_, all);
 }
 
-UIntT Model::evacuate(const Object &gone)
+void Model::evacuate(const Object &gone)
 {
     const bool is_flow = gone.type == object_type::flow;
     const bool backwards = gone.previous != 0;
@@ -148,12 +148,12 @@ UIntT Model::evacuate(const Object &gone)
     if (is_flow)
         neighbour = &at(backwards ? neighbour->last : neighbour->first);
     const V_TextLocT place{neighbour->id, backwards ? characters().count(neighbour->text) : 0};
+    note_text(place.objId);
     UIntT each = is_flow ? gone.first : gone.id;
     do {
         marks::move_all(objects_, objects_.at(each), [&](IntT) { return place; });
         each = at(each).next;
     } while (is_flow && each != 0);
-    return place.objId;
 }
 
 Value Model::get(UIntT doc, UIntT id, const PropertyKey &key) const

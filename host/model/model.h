@@ -92,11 +92,14 @@ public:
 
     // Creates a document with one flow of one empty paragraph, in which the insertion point is.
     UIntT create_document(const std::string &name);
-    // Removes the document with everything in it.
+    // Removes the document with everything in it, which takes no memory.
     void close_document(UIntT document);
+    // Gives the document what another holds, with that one's properties, and the other what it has
+    // held itself, or nothing when memory runs out. It keeps its file and then has no changes.
+    void replace_contents(UIntT document, UIntT by);
     UIntT active_document() const;
     void activate_document(UIntT document);
-    void set_file(UIntT document, const std::string &path);
+    void set_file(UIntT document, Value path); // which takes no memory
     // Returns whether the document has changes that are not saved; every change of it sets this.
     bool changed(UIntT document) const;
     void set_changed(UIntT document, bool changed);
@@ -217,10 +220,12 @@ private:
     void touch(UIntT id);
     // Notes that text of the document has changed, from the paragraph on or that of a flow.
     void note_text(UIntT changed);
+    // Edits text, and notes that before, so that it does not fail when that is done.
+    template <class Edit>
+    auto edit(UIntT document, UIntT paragraph, Edit edit);
     void write(Object &object, const PropertyKey &key, const V_TypedValT &value);
-    // Takes the marks out of paragraphs that are to go. Returns the paragraph in which they are
-    // now.
-    UIntT evacuate(const Object &gone);
+    // Takes the marks out of paragraphs that are to go, to one that has changed by that.
+    void evacuate(const Object &gone);
     texts::Span selected_span(UIntT document) const
     {
         return texts::span_at(objects_, document, selection(document));

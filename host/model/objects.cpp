@@ -43,12 +43,17 @@ void Objects::index(const Object &object, const std::string &name)
         by_name_.emplace(key(object.document, object.type, name), object.id);
 }
 
-void Objects::drop_from_index(const Object &object) noexcept
+Objects::Index::const_iterator Objects::indexed(const Object &object) const noexcept
 {
     const auto [begin, end] = by_name_.equal_range(key(object));
     const auto entry =
         std::find_if(begin, end, [&](auto &each) { return each.second == object.id; });
-    if (entry != end)
+    return entry == end ? by_name_.end() : entry;
+}
+
+void Objects::drop_from_index(const Object &object) noexcept
+{
+    if (const auto entry = indexed(object); entry != by_name_.end())
         by_name_.erase(entry);
 }
 
@@ -117,6 +122,30 @@ void Objects::drop(UIntT id) noexcept
         container->second.contents.erase(id);
     drop_from_index(gone->second);
     objects_.erase(gone);
+}
+
+void Objects::exchange_contents(Object &document, Object &other)
+{
+    const std::vector<UIntT> here = with_contents(document.id), there = with_contents(other.id);
+    // Nothing fails from here on: the index gets no more entries than it had.
+    const auto give = [&](const std::vector<UIntT> &all, UIntT owner) {
+        for (std::size_t i = 1; i < all.size(); i++) {
+            Object &object = at(all[i]);
+            const auto found = indexed(object);
+            object.document = owner;
+            if (found == by_name_.end())
+                continue;
+            auto entry = by_name_.extract(found);
+            entry.key() = key(object);
+            by_name_.insert(std::move(entry));
+        }
+    };
+    give(here, other.id);
+    give(there, document.id);
+    document.contents.swap(other.contents);
+    document.properties.swap(other.properties);
+    std::swap(document.first, other.first);
+    std::swap(document.last, other.last);
 }
 
 } // namespace velt::host

@@ -102,6 +102,8 @@ public:
     std::vector<UIntT> with_contents(UIntT id) const;
     // Removes the object alone; its contents must go with it.
     void drop(UIntT id) noexcept;
+    // Exchanges what two documents hold, and their properties, or nothing when memory runs out.
+    void exchange_contents(Object &document, Object &other);
 
     // How the objects' texts split into characters.
     Characters characters{};
@@ -113,12 +115,15 @@ private:
         return key(object.document, object.type, object.name);
     }
     void index(const Object &object, const std::string &name);
+    using Index = std::unordered_multimap<std::size_t, UIntT>;
+    // Returns the object's entry, or the end.
+    Index::const_iterator indexed(const Object &object) const noexcept;
     void drop_from_index(const Object &object) noexcept;
 
     std::unordered_map<UIntT, Object> objects_;
     // The objects with names, by hashes of document, type and name: a look at each object's own
     // name would be a cache miss.
-    std::unordered_multimap<std::size_t, UIntT> by_name_;
+    Index by_name_;
     UIntT next_id_ = 0;
 };
 
