@@ -113,7 +113,7 @@ void Answer<api_vq_revert_1>::answer(Context &c, const ApiVqGeneralDocArgT &a, I
 // The ten measures are ignored, because documents have no pages.
 void Answer<api_vq_custom_1>::answer(Context &c, const ApiVqCustomDocArgT &, ApiVqCustomDocRetT &r)
 {
-    r.result = c.documents.create(&c.client);
+    r.status = status_of([&] { r.result = c.documents.create(&c.client); });
 }
 
 // A document that is open is in memory already.

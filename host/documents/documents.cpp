@@ -213,6 +213,7 @@ FileOutcome Documents::open(const std::string &path, bool again, const Client *c
         model_.activate_document(document);
         model_.forget_change(document);
         announcer.announce_done(V_notification_after_open, document, name, 0, cause);
+        need(document); // a client may have closed it
         o.document = document;
     });
 }
@@ -223,6 +224,7 @@ UIntT Documents::create(const Client *cause)
     const UIntT document = model_.create_document("");
     model_.activate_document(document);
     announcer.announce_done(V_notification_after_open, document, "", 0, cause);
+    need(document); // a client may have closed it
     return document;
 }
 

@@ -53,7 +53,7 @@ public:
     // is, or with `again` is reverted; so is the book, which nothing else is done with here than to
     // save it.
     FileOutcome open(const std::string &path, bool again, const Client *cause = nullptr);
-    // Creates a document without a file.
+    // Creates a document without a file. Throws StatusError when a client closes it at once.
     UIntT create(const Client *cause = nullptr);
     // Saves the document or the book in its own file, if the path is empty, or in another, which
     // becomes its own if it has none.

@@ -223,6 +223,11 @@ TEST_F(HostedClients, ChangesOfThoseWhoAreNotifiedAreAskedFor)
     EXPECT_EQ(documents.close(document, false).status, ok);
     EXPECT_EQ(asked, (Lines{"untitled", "the file of the document", "new.json"}));
     EXPECT_TRUE(model.members(0).empty());
+    model.subscribe(client.number, V_notification_after_open, true);
+    responder.on<procedure::api_vq_alert_1>([&](Client &, const auto &, auto &result) {
+        result = documents.close(model.active_document(), true).status;
+    });
+    EXPECT_THROW(documents.create(), StatusError) << "it is closed again";
 }
 
 } // namespace
