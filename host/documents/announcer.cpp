@@ -11,6 +11,9 @@ namespace
 // Clients that change text whenever they hear of a change would otherwise go on for ever.
 constexpr int deepest_reaction = 3;
 
+// Those that wait for a client that never hands control back would otherwise fill the memory.
+constexpr int most_held_back = 1000;
+
 } // namespace
 
 void Announcer::announce(IntT notification, UIntT object, const std::string &text, IntT number,
@@ -36,10 +39,18 @@ void Announcer::announce(IntT notification, UIntT object, const std::string &tex
             } reacting{each.reaction, std::exchange(each.reaction, depth)};
             host_->notify(each, notification, object, text, number);
         };
-        if (each.turns.client_holds_control())
-            host_->when_free(each, notify);
-        else
+        if (!each.turns.client_holds_control()) {
             notify();
+        } else if (each.held_back < most_held_back) {
+            host_->when_free(each, [&each, notify] {
+                each.held_back--;
+                notify();
+            });
+            if (++each.held_back == most_held_back)
+                host_->reports().of(each, "has " + std::to_string(most_held_back) +
+                                              " notifications to come when it hands control back, "
+                                              "and gets no more before");
+        }
     }
 }
 

@@ -47,6 +47,7 @@ struct Client {
 
     std::map<IntT, UIntT> modeless; // the dialogs that it has open beside others, by its numbers
     int reaction = 0;               // the notifications that led to what it does, one to the next
+    int held_back = 0;              // notifications that it gets when it hands control back
 
     IntT return_value = 0; // what a client that calls it gets
     std::optional<int> exit_status;

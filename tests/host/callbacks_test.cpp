@@ -137,7 +137,10 @@ TEST_F(HostedClients, AClientThatHoldsControlIsNotifiedAfterwardsUnlessItIsTheCa
     EXPECT_EQ(told, (Lines{"command 1", "message hello 0 0", "changed", "answer 0", "errno -3",
                            notified}));
     EXPECT_TRUE(console.reports.empty()) << console.reports[0];
-    EXPECT_TRUE(callee.running());
+    callee.turns.begin("a call", 0);
+    for (int i = 0; i < 1100; i++)
+        documents.announcer.announce(V_notification_text_changed, doc, {}, 0, &caller);
+    EXPECT_EQ(callee.held_back, 1000);
 }
 
 // What happens to documents and components, with what a client is notified of.
