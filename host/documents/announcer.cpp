@@ -2,6 +2,7 @@
 
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace velt::host
 {
@@ -66,9 +67,12 @@ void Announcer::announce_done(IntT notification, UIntT object, const std::string
 
 void Announcer::announce_changes(const Client *cause) const
 {
+    // All are taken before a client is told, because what is left then would seem to be its doing.
+    std::vector<Model::Change> changes;
     while (const auto change = model_.take_change())
-        announce_done(change->notification, change->object, {},
-                      static_cast<IntT>(change->paragraph), cause);
+        changes.push_back(*change);
+    for (const Model::Change &each : changes)
+        announce_done(each.notification, each.object, {}, static_cast<IntT>(each.paragraph), cause);
 }
 
 } // namespace velt::host

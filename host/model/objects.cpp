@@ -37,7 +37,14 @@ std::size_t Objects::key(UIntT doc, IntT type, std::string_view name)
     return std::hash<std::string_view>()(name) ^ place * 0x9E3779B97F4A7C15;
 }
 
-void Objects::index(const Object &object, const std::string &name)
+void Objects::index_all() const
+{
+    for (; indexed_ < next_id_; indexed_++)
+        if (const auto found = objects_.find(indexed_); found != objects_.end())
+            index(found->second, found->second.name);
+}
+
+void Objects::index(const Object &object, const std::string &name) const
 {
     if (!name.empty())
         by_name_.emplace(key(object.document, object.type, name), object.id);
@@ -59,6 +66,7 @@ void Objects::drop_from_index(const Object &object) noexcept
 
 std::vector<UIntT> Objects::named(UIntT doc, IntT type, std::string_view name) const
 {
+    index_all();
     std::vector<UIntT> ids;
     const auto [begin, end] = by_name_.equal_range(key(doc, type, name));
     for (auto each = begin; each != end; ++each)
@@ -84,7 +92,6 @@ Object &Objects::add(UIntT doc, IntT type, const std::string &name, UIntT parent
                 id, Object{.document = doc, .id = id, .type = type, .name = name, .parent = parent})
             .first->second;
     try {
-        index(made, name);
         if (id != 0) {
             auto &contents = at(made.container()).contents;
             contents.insert(contents.end(), id); // no other id is greater
@@ -98,6 +105,7 @@ Object &Objects::add(UIntT doc, IntT type, const std::string &name, UIntT parent
 
 void Objects::rename(Object &object, const std::string &name)
 {
+    index_all();
     std::string made = name;
     index(object, made);
     drop_from_index(object);

@@ -114,7 +114,10 @@ private:
     {
         return key(object.document, object.type, object.name);
     }
-    void index(const Object &object, const std::string &name);
+    // Brings the index up to date. It is made when it is asked for, since most of those that read a
+    // book or document ask for nothing by its name.
+    void index_all() const;
+    void index(const Object &object, const std::string &name) const;
     using Index = std::unordered_multimap<std::size_t, UIntT>;
     // Returns the object's entry, or the end.
     Index::const_iterator indexed(const Object &object) const noexcept;
@@ -123,7 +126,8 @@ private:
     std::unordered_map<UIntT, Object> objects_;
     // The objects with names, by hashes of document, type and name: a look at each object's own
     // name would be a cache miss.
-    Index by_name_;
+    mutable Index by_name_;
+    mutable UIntT indexed_ = 0; // the first id that is not in the index
     UIntT next_id_ = 0;
 };
 
