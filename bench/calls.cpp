@@ -1,14 +1,19 @@
 #include "bench/calls.h"
 
 #include <arpa/inet.h>
+
 #include <csignal>
 #include <cstdlib>
+
 #include <fcntl.h>
+
 #include <memory>
 #include <stdexcept>
 #include <string>
+
 #include <sys/wait.h>
 #include <unistd.h>
+
 #include <vector>
 
 #include "apilib/unix/transport/transport.h"

@@ -3,11 +3,12 @@
 #pragma once
 
 #include <algorithm>
-#include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstddef>
 #include <exception>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 namespace velt::bench
 {

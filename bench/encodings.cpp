@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+
 #include <malloc.h>
+
 #include <memory>
 #include <optional>
 #include <random>

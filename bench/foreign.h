@@ -3,12 +3,14 @@
 #pragma once
 
 #include <iconv.h>
+
 #include <memory>
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <unicode/ucnv.h>
 #include <vector>
+
+#include <unicode/ucnv.h>
 
 namespace velt::bench
 {

@@ -2,12 +2,16 @@
 // control and one call of each shape, in a single thread.
 #pragma once
 
-#include <functional>
-#include <netinet/in.h>
 #include <rpc/rpc.h>
+
+#include <functional>
+
+#include <netinet/in.h>
+
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
 #include <sys/types.h>
 
 namespace velt::bench

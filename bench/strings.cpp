@@ -10,8 +10,10 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
 #include <strings.h>
 #include <unistd.h>
+
 #include <vector>
 
 #include "bench/compare.h"

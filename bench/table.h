@@ -1,8 +1,9 @@
 // Prints the results as one table, a line as soon as it is measured.
 #pragma once
 
-#include <benchmark/benchmark.h>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 namespace velt::bench
 {

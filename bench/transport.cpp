@@ -1,14 +1,18 @@
 #include "bench/transport.h"
 
 #include <arpa/inet.h>
+
 #include <csignal>
 #include <functional>
 #include <memory>
+
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sched.h>
+
 #include <stdexcept>
 #include <string>
+
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>

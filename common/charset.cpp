@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+
 #include <iconv.h>
+
 #include <optional>
 #include <stdexcept>
 #include <system_error>

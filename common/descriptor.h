@@ -2,6 +2,7 @@
 #pragma once
 
 #include <unistd.h>
+
 #include <utility>
 
 namespace velt

@@ -1,6 +1,7 @@
 #include "common/options.h"
 
 #include <algorithm>
+
 #include <getopt.h>
 
 #include "common/error.h"

@@ -3,12 +3,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+
 #include <fcntl.h>
 #include <poll.h>
+
 #include <stdexcept>
+
 #include <sys/stat.h>
+
 #include <system_error>
+
 #include <unistd.h>
+
 #include <utility>
 
 #include "common/interrupts.h"

@@ -6,13 +6,19 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+
 #include <fcntl.h>
+
 #include <memory>
 #include <stdexcept>
+
 #include <sys/random.h>
 #include <sys/xattr.h>
+
 #include <system_error>
+
 #include <unistd.h>
+
 #include <vector>
 
 namespace velt

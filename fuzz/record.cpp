@@ -1,11 +1,13 @@
 // Fuzzes the record reader on a socket: it finds the records that the marks delimit, in whatever
 // pieces they arrive, and none above the limit.
 
+#include "apilib/unix/transport/record.h"
+
 #include <sys/socket.h>
 #include <unistd.h>
+
 #include <vector>
 
-#include "apilib/unix/transport/record.h"
 #include "fuzz/input.h"
 #include "velt/api.h"
 

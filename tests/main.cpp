@@ -1,9 +1,9 @@
 // The main of GoogleTest, for tests some of which a machine may refuse: each of these says why in a
 // line, and the test as a whole counts as skipped, unless one has failed.
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
+
+#include <gtest/gtest.h>
 
 namespace
 {

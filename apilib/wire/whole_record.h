@@ -1,8 +1,9 @@
 // Lets a decoder know how many bytes can follow in the stream that it reads.
 #pragma once
 
-#include <cstdint>
 #include <rpc/rpc.h>
+
+#include <cstdint>
 
 namespace velt
 {

@@ -1,8 +1,9 @@
 // Replaces a text in the documents of the active book, with a dialog: each press on its first item
 // does so in the next one. When it is cancelled all are as they were, otherwise they are saved.
 
-#include "../common.h"
 #include <vector>
+
+#include "../common.h"
 
 namespace
 {

@@ -1,5 +1,4 @@
 #include "host/answers/answers.h"
-
 #include "host/values/owned.h"
 
 namespace velt::host

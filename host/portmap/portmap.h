@@ -2,11 +2,13 @@
 // numbers.
 #pragma once
 
-#include <netinet/in.h>
 #include <rpc/rpc.h>
 
 #include <chrono>
 #include <functional>
+
+#include <netinet/in.h>
+
 #include <string>
 #include <vector>
 

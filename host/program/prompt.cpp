@@ -1,8 +1,5 @@
 #include "host/program/prompt.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <clocale>
@@ -10,6 +7,10 @@
 #include <cwchar>
 #include <filesystem>
 #include <iostream>
+
+#include <poll.h>
+#include <unistd.h>
+
 #include <utility>
 
 #include "common/interrupts.h"

@@ -3,12 +3,13 @@
 #pragma once
 
 #include <filesystem>
+
+#include <histedit.h>
+
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <histedit.h>
 
 #include "host/script/commands.h"
 

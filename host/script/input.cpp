@@ -1,10 +1,12 @@
 #include "host/script/input.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <cerrno>
+
+#include <poll.h>
+
 #include <system_error>
+
+#include <unistd.h>
 
 #include "common/words.h"
 

@@ -1,8 +1,8 @@
 // The commands that stand in for the person: answers, events in dialogs, the wish to cancel.
 
-#include "host/script/commands.h"
-
 #include <algorithm>
+
+#include "host/script/commands.h"
 
 namespace velt::host
 {

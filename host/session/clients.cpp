@@ -1,9 +1,10 @@
 #include "host/session/clients.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
+
+#include <unistd.h>
+
 #include <utility>
 
 #include "apilib/unix/process.h"

@@ -1,10 +1,11 @@
 // The connection on which the host calls one client.
 #pragma once
 
-#include <netinet/in.h>
 #include <rpc/rpc.h>
 
 #include <functional>
+
+#include <netinet/in.h>
 
 #include "host/wire/catalogue.h"
 

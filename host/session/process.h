@@ -2,10 +2,11 @@
 // behind.
 #pragma once
 
-#include <sys/types.h>
-
 #include <optional>
 #include <string>
+
+#include <sys/types.h>
+
 #include <utility>
 #include <vector>
 

@@ -1,10 +1,12 @@
 // The program by which a process joins the session: it is called by datagrams.
 #pragma once
 
-#include <netinet/in.h>
 #include <rpc/rpc.h>
 
 #include <functional>
+
+#include <netinet/in.h>
+
 #include <string>
 
 #include "velt/wire.h"

@@ -2,13 +2,13 @@
 // number or name and describes the types of its messages.
 #pragma once
 
+#include <rpc/rpc.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
 #include <vector>
-
-#include <rpc/rpc.h>
 
 #include "host/json/json.h"
 #include "host/wire/procedures.h"

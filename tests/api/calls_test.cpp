@@ -1,17 +1,19 @@
 // Every remote call against a host of plain sockets: its procedure, its exact argument bytes, and
 // what it returns when the host answers, refuses, or gives no answer that can be read.
 
+#include <cstdlib>
+
+#include <netinet/tcp.h>
+
+#include <set>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "apilib/wire/memory.h"
 #include "support/heap.h"
 #include "support/raw_host.h"
 #include "velt/api.h"
-
-#include <cstdlib>
-#include <set>
-
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 void V_ApiInitialize(IntT) {}
 

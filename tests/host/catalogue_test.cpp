@@ -1,10 +1,10 @@
 // Every message of the tables to JSON and back.
 
-#include "host/json/values.h"
-#include "host/wire/catalogue.h"
-
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+
+#include "host/json/values.h"
+#include "host/wire/catalogue.h"
 
 using namespace velt::host;
 

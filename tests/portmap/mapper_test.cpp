@@ -2,11 +2,10 @@
 
 #include <rpc/rpc.h>
 
-#include <rpc/pmap_prot.h>
-
-#include <unistd.h>
-
 #include <cstdlib>
+
+#include <rpc/pmap_prot.h>
+#include <unistd.h>
 
 #include "apilib/wire/routines.h"
 #include "support/mapper_process.h"

@@ -1,13 +1,13 @@
 // The prompt through a terminal of its own: what is typed follows what was read.
 
-#include "support/folder.h"
+#include <cstdlib>
 
 #include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include "support/folder.h"
 
 namespace
 {

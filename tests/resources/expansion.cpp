@@ -1,7 +1,7 @@
 // Fetching strings, with references to arguments.
-#include "support/resource_files.h"
-
 #include <cstring>
+
+#include "support/resource_files.h"
 
 namespace
 {

@@ -1,8 +1,9 @@
 // Where resource files are found, how they are read, and what damage does.
-#include "support/resource_files.h"
-
 #include <memory>
+
 #include <sys/stat.h>
+
+#include "support/resource_files.h"
 
 namespace
 {

@@ -1,9 +1,10 @@
 // Font encodings, the locale, and how the string routines see two-byte characters.
 #include "velt/vde/fontenc.h"
-#include "velt/vde/strings.h"
 
 #include <cstring>
 #include <set>
+
+#include "velt/vde/strings.h"
 
 namespace
 {

@@ -1,9 +1,8 @@
 // Shelfwise's labels, in the built tree, in every language of the host.
-#include "support/resource_files.h"
-
-#include "velt/vde/language.h"
-
 #include <set>
+
+#include "support/resource_files.h"
+#include "velt/vde/language.h"
 
 TEST_F(Resources, LabelsInEveryLanguage)
 {

@@ -1,7 +1,7 @@
 // A client's own V_SrFetch is asked first, whichever way the library is linked.
-#include "support/resource_files.h"
-
 #include <cstring>
+
+#include "support/resource_files.h"
 
 IntT V_SrFetch(IntT id, StringT buf, IntT size)
 {

@@ -1,14 +1,15 @@
 // The tool vqsre, as its users call it.
-#include "support/resource_files.h"
+#include <fcntl.h>
 
+#include <iterator>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/resource_files.h"
 #include "velt/api/facts.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/language.h"
-
-#include <fcntl.h>
-#include <iterator>
-#include <sys/wait.h>
-#include <unistd.h>
 
 // The tool's main, renamed as it is compiled for this test.
 int vqsre_main(int argc, char **argv);

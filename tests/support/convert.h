@@ -1,10 +1,10 @@
 // A text in another encoding, as the C library has it and as the library does.
 #pragma once
 
+#include <iconv.h>
+
 #include "velt/vde/encodings.h"
 #include "velt/vde/memory.h"
-
-#include <iconv.h>
 
 // What the C library makes of the text; none when it cannot convert all of it.
 inline std::optional<std::string> iconved(const char *from, const char *to, std::string text)

@@ -1,11 +1,11 @@
 #include "support/raw_host.h"
 
-#include "apilib/unix/transport/transport.h"
-#include "support/mapper_process.h"
-
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include "apilib/unix/transport/transport.h"
+#include "support/mapper_process.h"
 
 std::string identity(pid_t host, const std::string &rest)
 {

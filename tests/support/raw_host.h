@@ -2,14 +2,14 @@
 // answer with the bytes that a test gives them, sound or not.
 #pragma once
 
-#include "support/samples.h"
-#include "support/service_process.h"
-
 #include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <list>
 #include <mutex>
+
+#include "support/samples.h"
+#include "support/service_process.h"
 
 using velt::test::word_at;
 using velt::test::words;

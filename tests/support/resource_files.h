@@ -1,13 +1,12 @@
 // What the tests of string resources share.
 #pragma once
 
+#include <utility>
+
+#include "support/folder.h"
 #include "velt/vde/instance.h"
 #include "velt/vde/memory.h"
 #include "velt/vde/resources.h"
-
-#include "support/folder.h"
-
-#include <utility>
 
 namespace fs = std::filesystem;
 

@@ -2,13 +2,13 @@
 // what calls return.
 #pragma once
 
-#include "apilib/wire/coding.h"
-#include "apilib/wire/memory.h"
-#include "apilib/wire/routines.h"
-
 #include <concepts>
 #include <cstdint>
 #include <ostream>
+
+#include "apilib/wire/coding.h"
+#include "apilib/wire/memory.h"
+#include "apilib/wire/routines.h"
 
 using Bytes = std::string;
 

@@ -1,8 +1,14 @@
 #include "support/service_process.h"
 
-#include <gtest/gtest.h>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
 
 #include <poll.h>
+
+#include <stdexcept>
+
 #include <sys/prctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -10,12 +16,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <ctime>
-#include <fstream>
-#include <stdexcept>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"

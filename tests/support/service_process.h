@@ -1,17 +1,21 @@
 // A service in a process of its own, and peers of plain sockets for services and callers.
 #pragma once
 
-#include <netinet/in.h>
 #include <rpc/rpc.h>
-#include <sys/socket.h>
-#include <sys/types.h>
 
 #include <atomic>
 #include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <memory>
+
+#include <netinet/in.h>
+
 #include <string>
+
+#include <sys/socket.h>
+#include <sys/types.h>
+
 #include <thread>
 #include <utility>
 

@@ -3,8 +3,7 @@
 // of each callback by an alert or, with SESSION_LOG, in a line of that descriptor. With SOAK it
 // makes as many calls as a command says, and waits for a dialog in each notification.
 
-#include "velt/api.h"
-#include "velt/wire.h"
+#include <rpc/rpc.h>
 
 #include <cerrno>
 #include <csignal>
@@ -13,9 +12,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+
 #include <netinet/in.h>
 #include <poll.h>
+#include <rpc/pmap_prot.h>
+
 #include <string>
+
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/timerfd.h>
@@ -23,9 +26,8 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include <rpc/rpc.h>
-
-#include <rpc/pmap_prot.h>
+#include "velt/api.h"
+#include "velt/wire.h"
 
 namespace
 {

@@ -1,11 +1,11 @@
 // What the tests of the library of vdelib/ share.
 #pragma once
 
-#include "support/heap.h"
-#include "velt/vde.h"
-
 #include <csignal>
 #include <memory>
+
+#include "support/heap.h"
+#include "velt/vde.h"
 
 // The statement must end the process through abort; `report` is what it wrote to standard error.
 #define EXPECT_ABORT(statement, report)                                                            \

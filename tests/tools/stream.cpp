@@ -2,14 +2,14 @@
 // Unicode tables as the library reads them, beside iconv.
 
 #include "tools/vqconv/stream.h"
-#include "tools/vqconv/encodings.h"
-
-#include "support/convert.h"
-#include "support/errors.h"
-#include "velt/vde/unicode.h"
 
 #include <random>
 #include <tuple>
+
+#include "support/convert.h"
+#include "support/errors.h"
+#include "tools/vqconv/encodings.h"
+#include "velt/vde/unicode.h"
 
 namespace
 {

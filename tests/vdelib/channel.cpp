@@ -1,9 +1,10 @@
-#include "support/folder.h"
-#include "support/vde.h"
-
 #include <cerrno>
+
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "support/folder.h"
+#include "support/vde.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
-#include "vdelib/encconv.h"
-
 #include <cctype>
 #include <set>
+
+#include "vdelib/encconv.h"
 
 namespace
 {

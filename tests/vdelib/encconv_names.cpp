@@ -1,6 +1,6 @@
-#include "vdelib/encconv.h"
-
 #include <set>
+
+#include "vdelib/encconv.h"
 
 namespace
 {

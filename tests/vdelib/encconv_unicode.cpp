@@ -1,8 +1,8 @@
-#include "support/folder.h"
-#include "vdelib/encconv.h"
-
 #include <dlfcn.h>
 #include <sys/stat.h>
+
+#include "support/folder.h"
+#include "vdelib/encconv.h"
 
 namespace
 {

@@ -1,8 +1,8 @@
-#include "support/vde.h"
-
 #include <cfloat>
 #include <cstdio>
 #include <cstring>
+
+#include "support/vde.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
-#include "support/vde.h"
-
 #include <cstring>
+
+#include "support/vde.h"
 
 namespace
 {

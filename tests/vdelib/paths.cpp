@@ -1,9 +1,11 @@
-#include "support/vde.h"
-
 #include <cstdlib>
 #include <cstring>
+
 #include <pwd.h>
+
 #include <random>
+
+#include "support/vde.h"
 
 namespace
 {

@@ -1,9 +1,10 @@
-#include "support/vde.h"
-
 #include <cctype>
 #include <clocale>
 #include <cstring>
+
 #include <wctype.h>
+
+#include "support/vde.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
-#include "support/vde.h"
-
 #include <cstdlib>
 #include <cstring>
+
+#include "support/vde.h"
 
 namespace
 {

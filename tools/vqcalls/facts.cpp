@@ -1,6 +1,7 @@
 // The named numbers of the tables.
 
 #include "velt/api/facts.h"
+
 #include "tools/vqcalls/calls.h"
 
 namespace velt::calls

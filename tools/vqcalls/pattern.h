@@ -3,7 +3,9 @@
 #pragma once
 
 #include <optional>
+
 #include <regex.h>
+
 #include <string>
 #include <vector>
 

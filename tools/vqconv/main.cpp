@@ -7,7 +7,9 @@
 #include <iostream>
 #include <optional>
 #include <system_error>
+
 #include <unistd.h>
+
 #include <vector>
 
 #include "common/file.h"

@@ -3,10 +3,14 @@
 #include "velt/vde/channel.h"
 
 #include <cerrno>
+
 #include <fcntl.h>
+
 #include <memory>
+
 #include <sys/stat.h>
 #include <unistd.h>
+
 #include <utility>
 
 #include "vdelib/utils/names.h"

@@ -1,9 +1,8 @@
-#include "velt/vde/builder.h"
-
 #include <algorithm>
 #include <cstring>
 
 #include "vdelib/encconv/output.h"
+#include "velt/vde/builder.h"
 #include "velt/vde/failure.h"
 #include "velt/vde/memory.h"
 

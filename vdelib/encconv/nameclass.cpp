@@ -1,8 +1,8 @@
 // Classes of Unicode characters.
 
-#include "velt/vde/unicode.h"
-
 #include <array>
+
+#include "velt/vde/unicode.h"
 
 namespace
 {

@@ -7,9 +7,12 @@
 // points.
 
 #include <cstdio>
+
 #include <fcntl.h>
+
 #include <memory>
 #include <span>
+
 #include <unistd.h>
 
 #include "vdelib/encconv/unicode.h"

@@ -6,6 +6,7 @@
 #include <array>
 #include <initializer_list>
 #include <iterator>
+
 #include <locale.h>
 
 #include "vdelib/encode/fontenc.h"

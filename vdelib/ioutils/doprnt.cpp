@@ -1,10 +1,9 @@
-#include "velt/vde/formatted.h"
-
 #include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 
+#include "velt/vde/formatted.h"
 #include "velt/vde/memory.h"
 
 // The analyzer loses sight of an argument list that is reached through its address.

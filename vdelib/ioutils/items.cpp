@@ -1,11 +1,10 @@
 // Items of a channel, in either byte order.
 
-#include "velt/vde/channel.h"
-
 #include <algorithm>
 #include <bit>
 #include <cstring>
 
+#include "velt/vde/channel.h"
 #include "velt/vde/failure.h"
 
 namespace

@@ -1,6 +1,6 @@
-#include "velt/vde/memory.h"
-
 #include <algorithm>
+
+#include "velt/vde/memory.h"
 
 namespace
 {

@@ -1,8 +1,8 @@
 // Big-endian structures in files.
 
-#include "velt/vde/resources.h"
-
 #include <string.h>
+
+#include "velt/vde/resources.h"
 
 namespace
 {

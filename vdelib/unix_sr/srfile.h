@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+
 #include <stdint.h>
 #include <stdio.h>
 

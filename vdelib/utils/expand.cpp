@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+
 #include <pwd.h>
 
 #include "vdelib/utils/names.h"

@@ -1,16 +1,16 @@
 // Names for temporary files.
 
-#include "velt/vde/files.h"
-
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "vdelib/utils/names.h"
+#include "velt/vde/files.h"
 #include "velt/vde/formatted.h"
 #include "velt/vde/memory.h"
 #include "velt/vde/strings.h"

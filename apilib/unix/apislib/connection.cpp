@@ -1,11 +1,13 @@
 // Start-up, connection and shutdown.
 
 #include <arpa/inet.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
 #include <netdb.h>
 #include <unistd.h>
 

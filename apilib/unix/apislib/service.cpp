@@ -1,7 +1,9 @@
 // The service loop, the handlers of the host's calls, and the turn-taking of control.
 
 #include <cstdlib>
+
 #include <poll.h>
+
 #include <utility>
 
 #include "apilib/unix/apislib/session.h"

@@ -1,17 +1,23 @@
 // The handle on which calls are made.
 
+#include <rpc/rpc.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+
 #include <new>
+
 #include <poll.h>
-#include <rpc/rpc.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+
 #include <type_traits>
+
 #include <unistd.h>
 
 #include "apilib/unix/transport/connection.h"

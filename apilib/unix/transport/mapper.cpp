@@ -3,11 +3,14 @@
 #include <rpc/rpc.h> // first, since pmap_prot.h needs it
 
 #include <algorithm>
+
 #include <arpa/inet.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
 #include <netinet/in.h>
 #include <rpc/pmap_prot.h>
 #include <rpc/rpcb_prot.h>

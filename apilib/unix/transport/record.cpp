@@ -1,11 +1,14 @@
 #include "apilib/unix/transport/record.h"
 
 #include <algorithm>
+
 #include <arpa/inet.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstring>
 #include <ctime>
+
 #include <poll.h>
 
 #include "apilib/unix/transport/limits.h"

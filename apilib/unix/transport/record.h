@@ -1,11 +1,14 @@
 // Records of the RPC record-marking standard on a socket, without blocking.
 #pragma once
 
+#include <rpc/rpc.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <rpc/rpc.h>
+
 #include <sys/socket.h>
+
 #include <utility>
 
 namespace velt

@@ -3,8 +3,8 @@
 // and serve with it. All of it belongs to one thread.
 #pragma once
 
-#include <netinet/in.h>
 #include <rpc/rpc.h>
+#include <netinet/in.h>
 
 #include "velt/scalars.h"
 

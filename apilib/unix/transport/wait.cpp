@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+
 #include <fcntl.h>
+
 #include <new>
+
 #include <poll.h>
 #include <pthread.h>
 #include <sys/timerfd.h>

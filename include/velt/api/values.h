@@ -13,6 +13,7 @@
 #include "velt/scalars.h"
 
 #include "velt/tables/structures.h"
+
 #include "velt/tables/values.def"
 
 /* Arguments of a file filter, from a notification of code 75; borrowed during the callback. */
