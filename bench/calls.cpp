@@ -1,19 +1,15 @@
 #include "bench/calls.h"
 
 #include <arpa/inet.h>
-
-#include <csignal>
-#include <cstdlib>
-
 #include <fcntl.h>
-
-#include <memory>
-#include <stdexcept>
-#include <string>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "apilib/unix/transport/transport.h"

@@ -1,10 +1,9 @@
 #include "bench/encodings.h"
 
-#include <algorithm>
-#include <iterator>
-
 #include <malloc.h>
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <random>

@@ -7,6 +7,7 @@
 #include "bench/calls.h"
 #include "bench/encodings.h"
 #include "bench/lists.h"
+#include "bench/model.h"
 #include "bench/strings.h"
 #include "bench/table.h"
 #include "bench/texts.h"
@@ -24,6 +25,7 @@ try {
     velt::bench::register_strings();
     velt::bench::register_books();
     velt::bench::register_texts();
+    velt::bench::register_model();
     velt::bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);
     return table.failed() ? 1 : 0;

@@ -1,18 +1,14 @@
 #include "bench/service.h"
 
 #include <arpa/inet.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <stdexcept>
-
-#include <sys/prctl.h>
-#include <sys/wait.h>
-
 #include <type_traits>
-
-#include <unistd.h>
-
 #include <vector>
 
 #include "apilib/unix/transport/transport.h"

@@ -3,16 +3,13 @@
 #pragma once
 
 #include <rpc/rpc.h>
+#include <netinet/in.h>
+#include <sys/types.h>
 
 #include <functional>
-
-#include <netinet/in.h>
-
 #include <stdexcept>
 #include <string>
 #include <string_view>
-
-#include <sys/types.h>
 
 namespace velt::bench
 {

@@ -1,5 +1,8 @@
 #include "bench/strings.h"
 
+#include <strings.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -10,10 +13,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-
-#include <strings.h>
-#include <unistd.h>
-
 #include <vector>
 
 #include "bench/compare.h"

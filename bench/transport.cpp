@@ -1,22 +1,19 @@
 #include "bench/transport.h"
 
 #include <arpa/inet.h>
-
-#include <csignal>
-#include <functional>
-#include <memory>
-
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sched.h>
-
-#include <stdexcept>
-#include <string>
-
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
 
 #include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"

@@ -2,12 +2,11 @@
 
 #include "common/charset.h"
 
+#include <iconv.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-
-#include <iconv.h>
-
 #include <optional>
 #include <stdexcept>
 #include <system_error>

@@ -2,18 +2,14 @@
 
 #include "common/file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
-
-#include <fcntl.h>
-
 #include <stdexcept>
-
-#include <sys/stat.h>
-
 #include <system_error>
-
-#include <unistd.h>
 
 #include "common/descriptor.h"
 

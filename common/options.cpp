@@ -1,8 +1,8 @@
 #include "common/options.h"
 
-#include <algorithm>
-
 #include <getopt.h>
+
+#include <algorithm>
 
 #include "common/error.h"
 

@@ -1,20 +1,15 @@
 #include "common/output_file.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-
-#include <fcntl.h>
-#include <poll.h>
-
 #include <stdexcept>
-
-#include <sys/stat.h>
-
 #include <system_error>
-
-#include <unistd.h>
-
 #include <utility>
 
 #include "common/interrupts.h"

@@ -1,24 +1,19 @@
 #include "common/replace_file.h"
 
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-
-#include <fcntl.h>
-
 #include <memory>
 #include <stdexcept>
-
-#include <sys/random.h>
-#include <sys/xattr.h>
-
 #include <system_error>
-
-#include <unistd.h>
-
 #include <vector>
 
 namespace velt

@@ -1,10 +1,10 @@
 // Replacing a file: until the new content is complete and on the disk, the old file stays.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 #include <string_view>
-
-#include <sys/stat.h>
 
 namespace velt
 {

@@ -1,12 +1,12 @@
 // A file that the host reads and writes, and what it held then.
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <map>
 #include <string>
 #include <string_view>
-
-#include <sys/types.h>
 
 #include "common/error.h"
 

@@ -1,19 +1,15 @@
 #include "host/portmap/portmap.h"
 
-#include <algorithm>
-
 #include <arpa/inet.h>
-
-#include <cerrno>
-#include <climits>
-
 #include <netdb.h>
 #include <rpc/pmap_prot.h>
 #include <sys/socket.h>
-
-#include <system_error>
-
 #include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <system_error>
 
 #include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"

@@ -3,12 +3,10 @@
 #pragma once
 
 #include <rpc/rpc.h>
+#include <netinet/in.h>
 
 #include <chrono>
 #include <functional>
-
-#include <netinet/in.h>
-
 #include <string>
 #include <vector>
 

@@ -1,11 +1,11 @@
 #include "host/program/arguments.h"
 
+#include <unistd.h>
+
 #include <cmath>
 #include <cstdlib>
 #include <iomanip>
 #include <sstream>
-
-#include <unistd.h>
 
 #include "common/options.h"
 

@@ -1,9 +1,9 @@
 // vqhost: the reference host as a program.
 
+#include <unistd.h>
+
 #include <iostream>
 #include <new>
-
-#include <unistd.h>
 
 #include "apilib/unix/descriptors.h"
 #include "common/descriptor_buffer.h"

@@ -1,5 +1,8 @@
 #include "host/program/prompt.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <clocale>
@@ -7,10 +10,6 @@
 #include <cwchar>
 #include <filesystem>
 #include <iostream>
-
-#include <poll.h>
-#include <unistd.h>
-
 #include <utility>
 
 #include "common/interrupts.h"

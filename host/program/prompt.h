@@ -2,10 +2,9 @@
 // kept.
 #pragma once
 
-#include <filesystem>
-
 #include <histedit.h>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,20 +1,18 @@
 #include "host/program/run.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
-
-#include <fcntl.h>
-
 #include <filesystem>
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <system_error>
-
-#include <unistd.h>
 
 #include "common/interrupts.h"
 #include "common/memory_reserve.h"

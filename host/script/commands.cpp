@@ -2,10 +2,10 @@
 
 #include "host/script/commands.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cmath>
-
-#include <poll.h>
 
 #include "common/interrupts.h"
 #include "common/memory_reserve.h"

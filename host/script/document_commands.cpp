@@ -1,9 +1,9 @@
 // The commands on documents.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <iterator>
-
-#include <unistd.h>
 
 #include "host/script/commands.h"
 

@@ -1,9 +1,9 @@
 #include "host/script/expectations.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <deque>
-
-#include <sys/wait.h>
 
 #include "host/script/commands.h"
 

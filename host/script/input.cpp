@@ -1,12 +1,10 @@
 #include "host/script/input.h"
 
-#include <cerrno>
-
 #include <poll.h>
-
-#include <system_error>
-
 #include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
 
 #include "common/words.h"
 

@@ -1,10 +1,9 @@
 #include "host/session/clients.h"
 
-#include <algorithm>
-#include <array>
-
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "apilib/unix/process.h"

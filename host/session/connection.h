@@ -2,10 +2,9 @@
 #pragma once
 
 #include <rpc/rpc.h>
+#include <netinet/in.h>
 
 #include <functional>
-
-#include <netinet/in.h>
 
 #include "host/wire/catalogue.h"
 

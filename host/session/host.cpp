@@ -1,15 +1,12 @@
 #include "host/session/host.h"
 
+#include <sys/prctl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-
-#include <sys/prctl.h>
-
 #include <system_error>
-
-#include <unistd.h>
-
 #include <utility>
 
 #include "apilib/unix/transport/transport.h"

@@ -1,23 +1,19 @@
 #include "host/session/process.h"
 
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-
-#include <fcntl.h>
-
 #include <filesystem>
 #include <sstream>
-
-#include <sys/prctl.h>
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-
 #include <system_error>
-
-#include <unistd.h>
 
 #include "apilib/unix/process.h"
 #include "common/descriptor.h"

@@ -2,11 +2,10 @@
 // behind.
 #pragma once
 
-#include <optional>
-#include <string>
-
 #include <sys/types.h>
 
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 

@@ -1,9 +1,8 @@
 #include "host/session/programs.h"
 
-#include <csignal>
-
 #include <sys/wait.h>
 
+#include <csignal>
 #include <system_error>
 
 namespace velt::host

@@ -1,9 +1,8 @@
 #include "host/session/registrations.h"
 
-#include <algorithm>
-
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "common/error.h"

@@ -1,13 +1,11 @@
 #include "host/session/session_program.h"
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
-
-#include <sys/socket.h>
-
 #include <system_error>
-
-#include <unistd.h>
 
 #include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"

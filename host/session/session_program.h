@@ -2,11 +2,9 @@
 #pragma once
 
 #include <rpc/rpc.h>
-
-#include <functional>
-
 #include <netinet/in.h>
 
+#include <functional>
 #include <string>
 
 #include "velt/wire.h"

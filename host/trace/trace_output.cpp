@@ -1,14 +1,12 @@
 #include "host/trace/trace_output.h"
 
+#include <fnmatch.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
-
-#include <fnmatch.h>
-
 #include <stdexcept>
 #include <system_error>
-
-#include <unistd.h>
 
 #include "common/error.h"
 #include "common/words.h"

@@ -1,14 +1,12 @@
 // Every remote call against a host of plain sockets: its procedure, its exact argument bytes, and
 // what it returns when the host answers, refuses, or gives no answer that can be read.
 
-#include <cstdlib>
-
 #include <netinet/tcp.h>
-
-#include <set>
-
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <cstdlib>
+#include <set>
 
 #include "apilib/wire/memory.h"
 #include "support/heap.h"

@@ -1,11 +1,11 @@
 // Clients as processes of a host of plain sockets: start-up and its failures, control and its
 // hand-overs, the watch on the host's life, connecting to a session that runs.
 
-#include <csignal>
-
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "apilib/unix/transport/transport.h"
 #include "support/raw_host.h"

@@ -1,10 +1,9 @@
 // What replacing a file keeps, and what it refuses.
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <tuple>
-
-#include <unistd.h>
 
 #include "common/replace_file.h"
 #include "support/errors.h"

@@ -1,11 +1,11 @@
 // A host with client processes whose behaviour the tests choose.
 #pragma once
 
-#include <csignal>
-#include <cstdlib>
-
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
 
 #include "host/answers/responder.h"
 #include "host/script/commands.h"

@@ -1,16 +1,14 @@
 // With the machine's port mapper, rpcbind: what we tell it is what the RPC library would, and both
 // find each other by it. Run by rpcbind_test.sh.
 
+#include <rpc/pmap_clnt.h>
+#include <unistd.h>
+
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-
-#include <rpc/pmap_clnt.h>
-
 #include <string>
-
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,10 @@
 // The session's own port mapper, told and asked by the library as clients do.
 
 #include <rpc/rpc.h>
-
-#include <cstdlib>
-
 #include <rpc/pmap_prot.h>
 #include <unistd.h>
+
+#include <cstdlib>
 
 #include "apilib/wire/routines.h"
 #include "support/mapper_process.h"

@@ -1,11 +1,11 @@
 // The prompt through a terminal of its own: what is typed follows what was read.
 
-#include <cstdlib>
-
 #include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstdlib>
 
 #include "support/folder.h"
 

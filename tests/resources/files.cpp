@@ -1,7 +1,7 @@
 // Where resource files are found, how they are read, and what damage does.
-#include <memory>
-
 #include <sys/stat.h>
+
+#include <memory>
 
 #include "support/resource_files.h"
 

@@ -1,10 +1,9 @@
 // The tool vqsre, as its users call it.
 #include <fcntl.h>
-
-#include <iterator>
-
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <iterator>
 
 #include "support/resource_files.h"
 #include "velt/api/facts.h"

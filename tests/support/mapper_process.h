@@ -1,12 +1,12 @@
 // A session's own port mapper in a process of its own.
 #pragma once
 
-#include <csignal>
-#include <cstdlib>
-
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
 
 #include "apilib/unix/transport/transport.h"
 #include "host/portmap/portmap.h"

@@ -1,14 +1,6 @@
 #include "support/service_process.h"
 
-#include <csignal>
-#include <cstdlib>
-#include <ctime>
-#include <fstream>
-
 #include <poll.h>
-
-#include <stdexcept>
-
 #include <sys/prctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -16,6 +8,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <stdexcept>
 #include <vector>
 
 #include <gtest/gtest.h>

@@ -2,20 +2,16 @@
 #pragma once
 
 #include <rpc/rpc.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <memory>
-
-#include <netinet/in.h>
-
 #include <string>
-
-#include <sys/socket.h>
-#include <sys/types.h>
-
 #include <thread>
 #include <utility>
 

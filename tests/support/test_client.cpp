@@ -4,6 +4,15 @@
 // makes as many calls as a command says, and waits for a dialog in each notification.
 
 #include <rpc/rpc.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <rpc/pmap_prot.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/timerfd.h>
+#include <sys/un.h>
+#include <sys/utsname.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -12,19 +21,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-
-#include <netinet/in.h>
-#include <poll.h>
-#include <rpc/pmap_prot.h>
-
 #include <string>
-
-#include <sys/socket.h>
-#include <sys/syscall.h>
-#include <sys/timerfd.h>
-#include <sys/un.h>
-#include <sys/utsname.h>
-#include <unistd.h>
 
 #include "velt/api.h"
 #include "velt/wire.h"

@@ -1,19 +1,17 @@
 // What a peer does to a service and to a caller, and what they may not suffer from it.
 
-#include <atomic>
-#include <csignal>
-#include <ctime>
-
 #include <fcntl.h>
-
-#include <stdexcept>
-
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <ctime>
+#include <stdexcept>
 
 #include "apilib/unix/transport/record.h"
 #include "apilib/wire/routines.h"

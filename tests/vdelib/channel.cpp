@@ -1,7 +1,7 @@
-#include <cerrno>
-
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include "support/folder.h"
 #include "support/vde.h"

@@ -1,8 +1,7 @@
-#include <cstdlib>
-#include <cstring>
-
 #include <pwd.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <random>
 
 #include "support/vde.h"

@@ -1,8 +1,8 @@
+#include <wctype.h>
+
 #include <cctype>
 #include <clocale>
 #include <cstring>
-
-#include <wctype.h>
 
 #include "support/vde.h"
 

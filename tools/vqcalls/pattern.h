@@ -2,10 +2,9 @@
 // would cost several times as much to compile as all else here.
 #pragma once
 
-#include <optional>
-
 #include <regex.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 

@@ -1,5 +1,7 @@
 // vqconv: converts text from one of the library's encodings to another.
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -7,9 +9,6 @@
 #include <iostream>
 #include <optional>
 #include <system_error>
-
-#include <unistd.h>
-
 #include <vector>
 
 #include "common/file.h"

@@ -2,15 +2,12 @@
 
 #include "velt/vde/channel.h"
 
-#include <cerrno>
-
 #include <fcntl.h>
-
-#include <memory>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <memory>
 #include <utility>
 
 #include "vdelib/utils/names.h"

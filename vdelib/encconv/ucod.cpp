@@ -6,14 +6,12 @@
 // of two bytes, the higher first. A row whose lowest byte is not below its highest has no code
 // points.
 
-#include <cstdio>
-
 #include <fcntl.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <memory>
 #include <span>
-
-#include <unistd.h>
 
 #include "vdelib/encconv/unicode.h"
 #include "velt/vde/fontenc.h"

@@ -2,12 +2,12 @@
 
 #include "velt/vde/fontenc.h"
 
+#include <locale.h>
+
 #include <algorithm>
 #include <array>
 #include <initializer_list>
 #include <iterator>
-
-#include <locale.h>
 
 #include "vdelib/encode/fontenc.h"
 #include "velt/vde/strings.h"

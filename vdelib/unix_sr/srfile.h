@@ -1,10 +1,10 @@
 // Reading a string resource file.
 #pragma once
 
-#include <memory>
-
 #include <stdint.h>
 #include <stdio.h>
+
+#include <memory>
 
 #include "velt/vde/instance.h"
 #include "velt/vde/memory.h"

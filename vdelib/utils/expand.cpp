@@ -1,10 +1,10 @@
 // Expansion of names, and resolution of "." and "..".
 
+#include <pwd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-
-#include <pwd.h>
 
 #include "vdelib/utils/names.h"
 #include "velt/vde/strings.h"

@@ -1,13 +1,13 @@
 // Names for temporary files.
 
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-
-#include <sys/random.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "vdelib/utils/names.h"
 #include "velt/vde/files.h"

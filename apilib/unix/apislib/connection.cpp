@@ -1,15 +1,14 @@
 // Start-up, connection and shutdown.
 
 #include <arpa/inet.h>
+#include <netdb.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <netdb.h>
-#include <unistd.h>
 
 #include "apilib/unix/apislib/session.h"
 #include "apilib/unix/descriptors.h"

@@ -1,9 +1,8 @@
 // The service loop, the handlers of the host's calls, and the turn-taking of control.
 
-#include <cstdlib>
-
 #include <poll.h>
 
+#include <cstdlib>
 #include <utility>
 
 #include "apilib/unix/apislib/session.h"

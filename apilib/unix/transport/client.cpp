@@ -1,24 +1,19 @@
 // The handle on which calls are made.
 
 #include <rpc/rpc.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-
 #include <new>
-
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <type_traits>
-
-#include <unistd.h>
 
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"

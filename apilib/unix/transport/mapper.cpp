@@ -1,21 +1,18 @@
 // The calls of the port mapper, which registers programs and tells their ports.
 
 #include <rpc/rpc.h> // first, since pmap_prot.h needs it
-
-#include <algorithm>
-
 #include <arpa/inet.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-
 #include <netinet/in.h>
 #include <rpc/pmap_prot.h>
 #include <rpc/rpcb_prot.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"

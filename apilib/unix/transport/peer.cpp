@@ -2,16 +2,15 @@
 // TCP socket of this machine; a peer whose socket it does not know is on another machine.
 
 #include <arpa/inet.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
 #include <linux/inet_diag.h>
 #include <linux/netlink.h>
 #include <linux/sock_diag.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 #include "apilib/unix/transport/connection.h"
 

@@ -1,15 +1,13 @@
 #include "apilib/unix/transport/record.h"
 
-#include <algorithm>
-
 #include <arpa/inet.h>
+#include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
 #include <ctime>
-
-#include <poll.h>
 
 #include "apilib/unix/transport/limits.h"
 #include "apilib/wire/whole_record.h"

@@ -2,13 +2,11 @@
 #pragma once
 
 #include <rpc/rpc.h>
+#include <sys/socket.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-
-#include <sys/socket.h>
-
 #include <utility>
 
 namespace velt

@@ -1,20 +1,15 @@
 // The service: its listening socket, and the connections on which the peers' calls are answered.
 
 #include <arpa/inet.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <iterator>
-
-#include <netinet/tcp.h>
-
 #include <new>
-
-#include <sys/socket.h>
-
 #include <type_traits>
-
-#include <unistd.h>
 
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"

@@ -1,17 +1,15 @@
 // The wait for all event sources, and the dispatch of those that are ready.
 
-#include <algorithm>
-#include <cerrno>
-#include <climits>
-
 #include <fcntl.h>
-
-#include <new>
-
 #include <poll.h>
 #include <pthread.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <new>
 
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"

@@ -1,0 +1,138 @@
+#include "bench/model.h"
+
+#include <stdexcept>
+#include <vector>
+
+#include "apilib/unix/transport/transport.h"
+#include "apilib/wire/routines.h"
+#include "bench/compare.h"
+#include "bench/service.h"
+#include "host/answers/responder.h"
+#include "velt/api.h"
+
+namespace velt::bench
+{
+namespace
+{
+
+constexpr rpcprog_t program = 0x20100100;
+constexpr UIntT components = 1000;
+constexpr std::size_t calls_in_block = 200;
+
+struct Nobody : host::Console, host::Responder {
+    host::Reply ask(const host::Question &) override { return {}; }
+    void report(const std::string &) override {}
+    Reaction respond(host::Call &) override { return Reaction::drop; }
+    void client_exited(int) override {}
+};
+
+// Answers as the host does, by the catalogue and the model, but whoever calls.
+struct Answering {
+    host::Model model;
+    host::Documents documents{model};
+    host::ModelResponder responder{{model, documents}};
+    Nobody nobody;
+    host::Host host{{}, nobody, nobody};
+    host::Client client;
+
+    static void dispatch(void *self, svc_req *request, SVCXPRT *transport)
+    {
+        auto &[model, documents, responder, nobody, host, client] = *static_cast<Answering *>(self);
+        const host::Procedure *called =
+            host::find_procedure(host::host_procedures(), request->rq_proc);
+        if (!called)
+            return svcerr_noproc(transport);
+        host::Message argument(called->argument), result(called->result);
+        if (!svc_getargs(transport, argument.routine(), argument.address()))
+            return svcerr_decode(transport);
+        host::Call call{host, client, *called, argument.address(), result.address()};
+        responder.respond(call);
+        svc_sendreply(transport, result.routine(), result.address());
+    }
+};
+
+// Returns a book with components; its ids are the same in every model.
+UIntT make_book(host::Model &model)
+{
+    const UIntT book = model.create(0, host::object_type::book, "book");
+    for (UIntT i = 0; i < components; i++) {
+        const UIntT component = model.append(book, host::object_type::component, "component");
+        model.set(book, component, host::PropertyKey(V_prop_moved), host::Value::integer(1).get());
+    }
+    return book;
+}
+
+void serve_model(const std::function<void(in_port_t)> &tell)
+{
+    Answering answering;
+    make_book(answering.model);
+    SVCXPRT *transport = transport_listen({Answering::dispatch, nullptr, nullptr, &answering});
+    if (!transport)
+        throw std::runtime_error("cannot open a service");
+    transport_set_program(transport, program, 1);
+    tell(transport->xp_port);
+    serve_forever();
+}
+
+void serve_constant(const std::function<void(in_port_t)> &tell)
+{
+    tell(open_service(program));
+    serve_forever();
+}
+
+class Caller
+{
+public:
+    explicit Caller(sockaddr_in address)
+    {
+        int socket = RPC_ANYSOCK;
+        handle_ = clnttcp_create(&address, program, 1, &socket, 0, 0);
+        if (!handle_)
+            throw std::runtime_error("cannot connect to a service");
+    }
+    Caller(const Caller &) = delete;
+    Caller &operator=(const Caller &) = delete;
+    ~Caller() { clnt_destroy(handle_); }
+
+    // Asks one component after the other whether it has been moved.
+    double get_ints(UIntT book, const std::vector<UIntT> &of)
+    {
+        return timed(calls_in_block, [&](std::size_t i) {
+            ApiVqGetPropArgT argument{book, of[i * 7 % of.size()], {V_prop_moved, nullptr}};
+            ApiVqGetIntRetT result{};
+            if (clnt_call(handle_, number_of("api_vq_get_int_1"), routine<ApiVqGetPropArgT>(),
+                          &argument, routine<ApiVqGetIntRetT>(), &result,
+                          timeval{10, 0}) != RPC_SUCCESS ||
+                result.status != 0)
+                throw std::runtime_error("a service does not answer");
+        });
+    }
+
+private:
+    CLIENT *handle_;
+};
+
+void answered_call(benchmark::State &state)
+try {
+    const ServiceProcess model(serve_model), constant(serve_constant);
+    Caller to_model(model.address()), to_constant(constant.address());
+    host::Model same;
+    const UIntT book = make_book(same);
+    const auto all = same.components(book);
+    compare(
+        state, [&] { return to_constant.get_ints(book, all); },
+        [&] { return to_model.get_ints(book, all); });
+    state.counters[counter::goal] = 1.10;
+} catch (const std::exception &error) {
+    state.SkipWithError(error.what());
+}
+
+} // namespace
+
+void register_model()
+{
+    benchmark::RegisterBenchmark("answer of the model / of a constant", answered_call)
+        ->Iterations(101);
+}
+
+} // namespace velt::bench
