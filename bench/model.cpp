@@ -100,10 +100,11 @@ public:
         return timed(calls_in_block, [&](std::size_t i) {
             ApiVqGetPropArgT argument{book, of[i * 7 % of.size()], {V_prop_moved, nullptr}};
             ApiVqGetIntRetT result{};
-            if (clnt_call(handle_, number_of("api_vq_get_int_1"), routine<ApiVqGetPropArgT>(),
-                          &argument, routine<ApiVqGetIntRetT>(), &result,
-                          timeval{10, 0}) != RPC_SUCCESS ||
-                result.status != 0)
+            constexpr timeval limit{10, 0};
+            const clnt_stat called =
+                clnt_call(handle_, number_of("api_vq_get_int_1"), routine<ApiVqGetPropArgT>(),
+                          &argument, routine<ApiVqGetIntRetT>(), &result, limit);
+            if (called != RPC_SUCCESS || result.status != 0)
                 throw std::runtime_error("a service does not answer");
         });
     }

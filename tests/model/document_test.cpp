@@ -488,15 +488,15 @@ TEST_F(DocumentRules, AnAllocationThatFailsLosesNothing)
     const auto state = [&] {
         return std::tuple(write_document(model, document), read("a.json"), model.members(0));
     };
-    for (const auto &[prepare, operation] : operations)
+    for (const auto &each : operations)
         for (long n = 0, failed = true; failed; n++) {
-            prepare();
+            each[0]();
             const auto before = state();
             Status status = bad_value;
             failed = heap::fails(n, [&] {
                 if (n % 2 == 1)
                     heap::fail_from(n);
-                status = operation().status;
+                status = each[1]().status;
             });
             ASSERT_TRUE(status == ok || (failed && state() == before)) << n;
         }
