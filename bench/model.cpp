@@ -6,6 +6,7 @@
 #include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"
 #include "bench/compare.h"
+#include "bench/processor.h"
 #include "bench/service.h"
 #include "host/answers/responder.h"
 #include "velt/api.h"
@@ -26,30 +27,41 @@ struct Nobody : host::Console, host::Responder {
     void client_exited(int) override {}
 };
 
-// Answers as the host does, by the catalogue and the model, but whoever calls.
-struct Answering {
+// A service in a process that has all that a host has, which costs a call as much as the answer.
+struct Session {
     host::Model model;
     host::Documents documents{model};
     host::ModelResponder responder{{model, documents}};
     Nobody nobody;
     host::Host host{{}, nobody, nobody};
     host::Client client;
-
-    static void dispatch(void *self, svc_req *request, SVCXPRT *transport)
-    {
-        auto &[model, documents, responder, nobody, host, client] = *static_cast<Answering *>(self);
-        const host::Procedure *called =
-            host::find_procedure(host::host_procedures(), request->rq_proc);
-        if (!called)
-            return svcerr_noproc(transport);
-        host::Message argument(called->argument), result(called->result);
-        if (!svc_getargs(transport, argument.routine(), argument.address()))
-            return svcerr_decode(transport);
-        host::Call call{host, client, *called, argument.address(), result.address()};
-        responder.respond(call);
-        svc_sendreply(transport, result.routine(), result.address());
-    }
 };
+
+// Answers as the host does, by the catalogue and the model, but whoever calls.
+void answer_by_model(void *session, svc_req *request, SVCXPRT *transport)
+{
+    auto &[model, documents, responder, nobody, host, client] = *static_cast<Session *>(session);
+    const host::Procedure *called = host::find_procedure(host::host_procedures(), request->rq_proc);
+    if (!called)
+        return svcerr_noproc(transport);
+    host::Message argument(called->argument), result(called->result);
+    if (!svc_getargs(transport, argument.routine(), argument.address()))
+        return svcerr_decode(transport);
+    host::Call call{host, client, *called, argument.address(), result.address()};
+    responder.respond(call);
+    svc_sendreply(transport, result.routine(), result.address());
+}
+
+void answer_by_constant(void *, svc_req *, SVCXPRT *transport)
+{
+    ApiVqGetPropArgT argument{};
+    ApiVqGetIntRetT result{0, 42};
+    if (svc_getargs(transport, routine<ApiVqGetPropArgT>(), reinterpret_cast<char *>(&argument)))
+        svc_sendreply(transport, routine<ApiVqGetIntRetT>(), reinterpret_cast<char *>(&result));
+    else
+        svcerr_decode(transport);
+    free_decoded(argument);
+}
 
 // Returns a book with components; its ids are the same in every model.
 UIntT make_book(host::Model &model)
@@ -62,21 +74,16 @@ UIntT make_book(host::Model &model)
     return book;
 }
 
-void serve_model(const std::function<void(in_port_t)> &tell)
+template <void (*Answer)(void *, svc_req *, SVCXPRT *)>
+void serve(const std::function<void(in_port_t)> &tell)
 {
-    Answering answering;
-    make_book(answering.model);
-    SVCXPRT *transport = transport_listen({Answering::dispatch, nullptr, nullptr, &answering});
+    Session session;
+    make_book(session.model);
+    SVCXPRT *transport = transport_listen({Answer, nullptr, nullptr, &session});
     if (!transport)
         throw std::runtime_error("cannot open a service");
     transport_set_program(transport, program, 1);
     tell(transport->xp_port);
-    serve_forever();
-}
-
-void serve_constant(const std::function<void(in_port_t)> &tell)
-{
-    tell(open_service(program));
     serve_forever();
 }
 
@@ -115,7 +122,8 @@ private:
 
 void answered_call(benchmark::State &state)
 try {
-    const ServiceProcess model(serve_model), constant(serve_constant);
+    const OneProcessor one;
+    const ServiceProcess model(serve<answer_by_model>), constant(serve<answer_by_constant>);
     Caller to_model(model.address()), to_constant(constant.address());
     host::Model same;
     const UIntT book = make_book(same);
@@ -132,7 +140,7 @@ try {
 
 void register_model()
 {
-    benchmark::RegisterBenchmark("answer of the model / of a constant", answered_call)
+    benchmark::RegisterBenchmark("model's answer / constant, one CPU", answered_call)
         ->Iterations(101);
 }
 

@@ -18,6 +18,7 @@
 #include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"
 #include "bench/compare.h"
+#include "bench/processor.h"
 #include "bench/service.h"
 #include "velt/api.h"
 
@@ -89,31 +90,6 @@ void serve_bytes(const std::function<void(in_port_t)> &tell)
     while (read(fd, block, call_bytes) > 0 && write(fd, block, reply_bytes) > 0)
         ;
 }
-
-void pin(int cpu)
-{
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(cpu, &set);
-    sched_setaffinity(0, sizeof set, &set);
-}
-
-// Binds this process, and those that it starts, to one processor until the end of the scope.
-class OneProcessor
-{
-public:
-    OneProcessor()
-    {
-        sched_getaffinity(0, sizeof before_, &before_);
-        pin(sched_getcpu());
-    }
-    ~OneProcessor() { sched_setaffinity(0, sizeof before_, &before_); }
-    OneProcessor(const OneProcessor &) = delete;
-    OneProcessor &operator=(const OneProcessor &) = delete;
-
-private:
-    cpu_set_t before_;
-};
 
 struct DestroyClient {
     void operator()(CLIENT *client) const { clnt_destroy(client); }
