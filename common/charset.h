@@ -15,6 +15,13 @@ namespace velt
 std::u32string from_utf8(std::string_view text);
 std::string to_utf8(char32_t character);
 
+// Returns the text without the byte order mark that some editors put at the beginning of UTF-8.
+constexpr std::string_view without_byte_order_mark(std::string_view text)
+{
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    return text.starts_with(mark) ? text.substr(mark.size()) : text;
+}
+
 // A text encoding in which the host keeps text of a language. All of them contain ASCII; other
 // characters are looked up.
 class Charset

@@ -15,6 +15,9 @@ struct Interrupts {
 };
 extern Interrupts interrupts;
 
+// The time, in milliseconds, for which a wait may last before it looks for a signal.
+inline constexpr int interrupt_interval = 100;
+
 // Has SIGINT, SIGTERM and SIGHUP counted from now on, and has them interrupt blocking system calls.
 void watch_interrupts();
 

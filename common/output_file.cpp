@@ -19,8 +19,6 @@ namespace velt
 namespace
 {
 
-constexpr int signal_interval = 100; // milliseconds
-
 bool same(const struct stat &one, const struct stat &other)
 {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
@@ -146,7 +144,7 @@ bool write_whole(int descriptor, std::string_view text)
     const bool waits = fstat(descriptor, &here) == 0 && !S_ISREG(here.st_mode);
     while (!text.empty()) {
         pollfd output{descriptor, POLLOUT, 0};
-        if (waits && poll(&output, 1, signal_interval) <= 0) {
+        if (waits && poll(&output, 1, interrupt_interval) <= 0) {
             if (interrupts.signal == 0)
                 continue;
             errno = EINTR;

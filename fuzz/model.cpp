@@ -82,7 +82,7 @@ public:
                    wanted != 0 || shape.kind == Shape::list) {
             shape.make(value, wanted);
             auto *element = static_cast<std::byte *>(shape.elements(value, count));
-            for (; count > 0; count--, element += shape.element_size)
+            for (; count > 0; count--, element += shape.element->size)
                 fill(*shape.element, element);
         }
     }

@@ -15,7 +15,7 @@ public:
     explicit Announcer(Model &model) : model_(model) {}
 
     // Sets the host whose clients are notified; null when there are none.
-    void serve(Host *host) { host_ = host; }
+    void set_host(Host *host) { host_ = host; }
 
     // Notifies the clients that have subscribed to the notification, apart from the one that causes
     // it. Any other that holds control is notified when it has handed that back. What a client does

@@ -118,7 +118,7 @@ void Documents::need(UIntT document) const
     model_.check_is_document(document);
 }
 
-void Documents::serve(UIntT book, BookFile &file)
+void Documents::set_book(UIntT book, BookFile &file)
 {
     book_ = book;
     book_file_ = &file;
@@ -248,7 +248,7 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
     const std::string to = path.empty() ? this->path(document) : path;
     return carry_out({.document = document, .file = to}, [&](FileOutcome &) {
         if (book_file_ && document == book_)
-            return write(to, book_, [&] { book_file_->save_as(to, model_, book_, force, mode); });
+            return write(to, book_, [&] { book_file_->save(to, model_, book_, force, mode); });
         need(document);
         if (to.empty())
             throw Failure(file_status::no_such_file, "the document has no file yet; name one");

@@ -42,7 +42,7 @@ public:
     std::function<Reply(const Question &)> ask;
 
     // Sets the book whose components have documents, and its file.
-    void serve(UIntT book, BookFile &file);
+    void set_book(UIntT book, BookFile &file);
     // Returns the path of a file that a client, or the book, names in the session's encoding: a
     // relative one is looked for beside the book.
     std::string beside_book(const std::string &name) const;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "common/charset.h"
+
 namespace velt::host
 {
 namespace
@@ -39,8 +41,7 @@ std::string converted(std::string_view line, int number, const SessionText &sess
 
 std::string lines_of(std::string_view file, const SessionText &session)
 {
-    if (file.starts_with("\xEF\xBB\xBF")) // the byte order mark of some editors
-        file.remove_prefix(3);
+    file = without_byte_order_mark(file);
     std::string lines;
     for (int number = 1; !file.empty(); number++) {
         const auto end = std::min(file.find('\n'), file.size());

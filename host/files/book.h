@@ -33,13 +33,9 @@ public:
 
     // Throws Error.
     UIntT load(Model &model, IntT language = 0);
-    void save(const Model &model, UIntT book, bool force = false)
-    {
-        save_as(path(), model, book, force);
-    }
-    // Saves to another file, or to this one by another path, as KnownFile::write does.
-    void save_as(const std::string &path, const Model &model, UIntT book, bool force = false,
-                 mode_t mode = 0666);
+    // Saves to this file or another, as KnownFile::write does.
+    void save(const std::string &path, const Model &model, UIntT book, bool force = false,
+              mode_t mode = 0666);
     // Returns whether this file has been written since it was read.
     bool written() const { return written_; }
 

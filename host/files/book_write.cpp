@@ -83,8 +83,8 @@ UIntT BookFile::load(Model &model, IntT language)
     return book;
 }
 
-void BookFile::save_as(const std::string &path, const Model &model, UIntT book, bool force,
-                       mode_t mode)
+void BookFile::save(const std::string &path, const Model &model, UIntT book, bool force,
+                    mode_t mode)
 {
     if (file_.write(path, write_book(model, book), force, mode))
         written_ = true;

@@ -1,9 +1,12 @@
 #include "host/files/schema.h"
 
-#include <limits>
+#include <cstddef>
+#include <vector>
 
-#include "host/json/values.h"
+#include <nlohmann/json.hpp>
+
 #include "host/values/kinds.h"
+#include "host/values/shape.h"
 
 namespace velt::host::schema
 {
@@ -40,38 +43,37 @@ namespace
 {
 
 // Returns the schema of a value of the type as it stands in a file.
-template <class T>
-Json schema_of(T)
+Json schema_of(const Shape &shape)
 {
-    if constexpr (std::is_same_v<T, StringT>) {
+    switch (shape.kind) {
+    case Shape::number:
+        return number(shape.least, shape.most);
+    case Shape::text:
         return text();
-    } else if constexpr (std::is_pointer_v<T>) {
-        return {{"anyOf", {{{"type", "null"}}, schema_of(std::remove_pointer_t<T>{})}}};
-    } else if constexpr (List<T>) {
-        return list(schema_of(Element<T>{}));
-    } else if constexpr (Struct<T>) {
-        Json properties = Json::object(), required = Json::array();
-        T value{};
-        fields(value, [&](const char *name, auto &field) {
-            properties[name] = schema_of(field);
-            required.push_back(name);
-            return true;
-        });
-        return object(properties, required);
-    } else {
-        using Limits = std::numeric_limits<T>;
-        return number(Limits::min(), Limits::max());
+    case Shape::pointer:
+        return {{"anyOf", {{{"type", "null"}}, schema_of(*shape.element)}}};
+    case Shape::list:
+        return list(schema_of(*shape.element));
+    case Shape::structure:
+        break;
     }
+    Json properties = Json::object(), required = Json::array();
+    std::vector<std::byte> value(shape.size);
+    shape.each_field(value.data(), [&](const char *name, const Shape &field, void *) {
+        properties[name] = schema_of(field);
+        required.push_back(name);
+    });
+    return object(properties, required);
 }
 
 // A property has a number or a name, and one value.
 Json property_schema()
 {
-    Json properties = {{"number", schema_of(IntT{})}, {"name", text()}};
+    Json properties = {{"number", schema_of(shape_of<IntT>)}, {"name", text()}};
     for (const KindName &each : kind_names) {
         V_ValUnionT value{};
         fields(each.kind, value, [&](const char *, auto &field) {
-            properties[each.name] = schema_of(field);
+            properties[each.name] = schema_of(shape_of<std::remove_reference_t<decltype(field)>>);
             return true;
         });
     }

@@ -7,6 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "common/charset.h"
+
 namespace velt::host
 {
 namespace
@@ -276,8 +278,7 @@ std::vector<JsonError> parse_json(std::string_view text, JsonNode &root)
 {
     if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"))
         throw JsonError(1, 1, "the file is UTF-16, and is to be UTF-8");
-    if (text.starts_with("\xEF\xBB\xBF")) // the byte order mark of some editors
-        text.remove_prefix(3);
+    text = without_byte_order_mark(text);
     const char *read = text.data();
     Builder builder(text, root, read);
     nlohmann::json::sax_parse(WatchedIterator(text.data(), &read),

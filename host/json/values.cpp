@@ -45,7 +45,7 @@ private:
 
 void *element(const Shape &list, void *first, std::size_t index)
 {
-    return static_cast<std::byte *>(first) + index * list.element_size;
+    return static_cast<std::byte *>(first) + index * list.element->size;
 }
 
 } // namespace

@@ -21,7 +21,6 @@ namespace
 {
 
 constexpr int remembered_lines = 1000;
-constexpr int signal_interval = 100; // milliseconds
 
 std::wstring wide(const std::string &utf8)
 {
@@ -148,7 +147,7 @@ bool Prompt::wait_for_input()
         try {
             // While a question is answered, nobody is served who might ask another.
             if (host_ && !question_ ? host_->serve_until([&] { return readable(0); }, no_limit)
-                                    : readable(signal_interval))
+                                    : readable(interrupt_interval))
                 return true;
         } catch (const std::exception &error) {
             if (interrupts.signal == 0)

@@ -207,7 +207,7 @@ UIntT load(BookFile &file, Model &model, Documents &documents, const Arguments &
     UIntT book = 0;
     try {
         book = file.load(model, arguments.language);
-        documents.serve(book, file);
+        documents.set_book(book, file);
         for (UIntT each : model.components(book))
             if (const std::string path = documents.component_file(each); !path.empty())
                 read.push_back(path);
@@ -260,7 +260,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
                 outputs.trace->write(event, *console.text);
             };
         host = std::make_unique<Host>(std::move(options), responder, console);
-        documents.announcer.serve(host.get());
+        documents.announcer.set_host(host.get());
     }
 
     Commands commands({.model = model,

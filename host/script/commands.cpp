@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "common/charset.h"
 #include "common/interrupts.h"
 #include "common/memory_reserve.h"
 #include "host/files/book.h"
@@ -21,8 +22,6 @@ using namespace std::literals;
 namespace
 {
 
-constexpr milliseconds signal_interval{100};
-
 // Waits for so long when there is nobody to serve. Throws when it is interrupted.
 void pause(milliseconds duration)
 {
@@ -30,7 +29,7 @@ void pause(milliseconds duration)
     const auto end = Clock::now() + duration;
     for (auto now = Clock::now(); now < end && interrupts.signal == 0; now = Clock::now()) {
         const auto left = std::chrono::ceil<milliseconds>(end - now);
-        poll(nullptr, 0, static_cast<int>(std::min(left, signal_interval).count()));
+        poll(nullptr, 0, std::min(static_cast<int>(left.count()), interrupt_interval));
     }
     if (interrupts.signal != 0)
         throw Interrupted();
@@ -160,10 +159,8 @@ void Commands::run_script(std::istream &script, const std::string &name, Checks 
 {
     Position position{name, 0};
     for (std::string line; std::getline(script, line);) {
-        // An editor may have put a byte order mark at the beginning of the text.
-        constexpr std::string_view mark = "\xEF\xBB\xBF";
-        if (++position.number == 1 && line.starts_with(mark))
-            line.erase(0, mark.size());
+        if (++position.number == 1)
+            line = std::string(without_byte_order_mark(line));
         if (!run_at(position, line, checks))
             return;
         try {

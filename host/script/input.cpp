@@ -15,7 +15,6 @@ namespace
 {
 
 constexpr std::size_t longest_line = 1 << 20;
-constexpr int signal_interval = 100; // milliseconds
 
 } // namespace
 
@@ -29,7 +28,7 @@ ServedInput::int_type ServedInput::underflow()
         if (host_)
             host_->serve_until([&] { return readable(0); }, no_limit);
         else
-            while (!readable(signal_interval))
+            while (!readable(interrupt_interval))
                 if (interrupts.signal)
                     throw Interrupted();
         const ssize_t got = read(descriptor_, buffer_.data(), buffer_.size());

@@ -25,9 +25,6 @@ using Clock = EventLoop::Clock;
 using State = Client::State;
 using std::chrono::milliseconds;
 
-// The time that a killed process may take to end.
-constexpr milliseconds kill_limit = std::chrono::seconds(5);
-
 // The library's default limits suit a client, which has one host; a host has many clients, and none
 // that it has not started or admitted.
 constexpr UIntT host_connections = 4096;

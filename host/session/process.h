@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
@@ -21,6 +22,9 @@ struct Startup {
     Startup(std::string what) : path(std::move(what)) {}
     Startup(const char *what) : path(what) {}
 };
+
+// The time that a killed process may take to end.
+inline constexpr std::chrono::seconds kill_limit(5);
 
 // The process leads a process group, in which the client stays when it detaches itself by a fork.
 class ClientProcess

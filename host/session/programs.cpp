@@ -7,13 +7,6 @@
 
 namespace velt::host
 {
-namespace
-{
-
-// The time that a killed process may take to end.
-constexpr std::chrono::seconds kill_limit(5);
-
-} // namespace
 
 std::list<ClientProcess> Programs::try_start(const Client &client, const Startup &what)
 {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "common/charset.h"
 #include "common/error.h"
 #include "common/file.h"
 #include "common/words.h"
@@ -13,7 +14,6 @@ namespace
 {
 
 constexpr std::size_t longest_line = 1024;
-constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 
 // Takes a line, without its end, from the text.
 std::string_view take_line(std::string_view &text)
@@ -115,9 +115,7 @@ void WordList::read(const std::string &path, const Letters &letters)
     } catch (const std::runtime_error &error) {
         misuse(std::string("cannot read the word list ") + error.what());
     }
-    std::string_view rest = content;
-    if (rest.starts_with(byte_order_mark))
-        rest.remove_prefix(byte_order_mark.size());
+    std::string_view rest = without_byte_order_mark(content);
     text_.reserve(rest.size()); // the views stay valid, since no encoding takes more bytes
     bool of_hunspell = false;
     for (int number = 1; !rest.empty(); number++) {

@@ -18,6 +18,7 @@ struct Shape {
     using Field = void (*)(void *visit, const char *name, const Shape &shape, void *field);
 
     Kind kind;
+    std::size_t size; // in bytes
 
     // Of a number: its range, and access to it.
     std::int64_t least = 0, most = 0;
@@ -26,7 +27,6 @@ struct Shape {
 
     // Of a pointer and of a list: what it points to, or consists of.
     const Shape *element = nullptr;
-    std::size_t element_size = 0;
     // Makes an element that is filled with zeros, or so many; throws std::bad_alloc.
     void (*make)(void *owner, std::size_t count) = nullptr;
     // Returns the first element of a list, or what the pointer points to. `count` is 0 if that is
@@ -67,13 +67,13 @@ template <class T>
 constexpr Shape make_shape()
 {
     Shape made{};
+    made.size = sizeof(T);
     if constexpr (std::is_same_v<T, StringT>) {
         made.kind = Shape::text;
     } else if constexpr (std::is_pointer_v<T>) {
         using To = std::remove_pointer_t<T>;
         made.kind = Shape::pointer;
         made.element = &shape_of<To>;
-        made.element_size = sizeof(To);
         made.make = [](void *owner, std::size_t) { *static_cast<T *>(owner) = owned_struct<To>(); };
         made.elements = [](void *owner, std::size_t &count) -> void * {
             To *const to = *static_cast<T *>(owner);
@@ -83,7 +83,6 @@ constexpr Shape make_shape()
     } else if constexpr (List<T>) {
         made.kind = Shape::list;
         made.element = &shape_of<Element<T>>;
-        made.element_size = sizeof(Element<T>);
         made.make = [](void *owner, std::size_t count) {
             *static_cast<T *>(owner) = owned_list<T>(count);
         };

@@ -118,7 +118,7 @@ TEST_F(HostedClients, AClientInAModalDialogIsCalledAndOneThatCannotAnswerIsRepor
 
 TEST_F(HostedClients, AClientThatHoldsControlIsNotifiedAfterwardsUnlessItIsTheCause)
 {
-    documents.announcer.serve(&host);
+    documents.announcer.set_host(&host);
     const UIntT doc = model.create_document("");
     const V_TextLocT place{model.at(model.at(doc).first).first, 0};
     Client &callee = host.start(TEST_CLIENT, next++, "callee");
@@ -147,7 +147,7 @@ TEST_F(HostedClients, AClientThatHoldsControlIsNotifiedAfterwardsUnlessItIsTheCa
 TEST_F(HostedClients, NotificationsComeToThoseWhoHaveAskedForThem)
 {
     LibraryCalls calls(host, answers); // of a client that causes it all, and is not notified
-    documents.announcer.serve(&host);
+    documents.announcer.set_host(&host);
     test::write("a", R"({"flows": [{"paragraphs": [{}]}]})");
     const UIntT book = V_ApiNewNamedObject(0, V_type_book, "");
     const UIntT first = V_ApiNewNamedObject(book, V_type_component, "first");
@@ -202,7 +202,7 @@ TEST_F(HostedClients, NotificationsComeToThoseWhoHaveAskedForThem)
 TEST_F(HostedClients, ChangesOfThoseWhoAreNotifiedAreAskedFor)
 {
     Client &client = start("");
-    documents.announcer.serve(&host);
+    documents.announcer.set_host(&host);
     for (IntT each : {V_notification_before_close, V_notification_after_save})
         model.subscribe(client.number, each, true);
     const UIntT document = documents.create();

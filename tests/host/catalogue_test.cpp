@@ -28,7 +28,7 @@ void fill(const Shape &shape, void *value, unsigned &seed)
         if (n % 5 != 0)
             shape.make(value, shape.kind == Shape::list ? n % 3 : 1);
         if (auto *at = static_cast<char *>(shape.elements(value, count)))
-            for (; count > 0; count--, at += shape.element_size)
+            for (; count > 0; count--, at += shape.element->size)
                 fill(*shape.element, at, seed);
         return;
     case Shape::structure:

@@ -2,7 +2,7 @@
 
 # It becomes users who may write no logs.
 velt_test(machine_test SOURCES machine/machine_test.cpp support/service_process.cpp
-  LINK vqhost-lib LABELS machine no-valgrind)
+  LINK velt-host LABELS machine no-valgrind)
 needs_client(machine_test)
 
 add_executable(rpcbind_tests machine/rpcbind_test.cpp support/service_process.cpp main.cpp)

@@ -156,7 +156,7 @@ TEST_F(BookFiles, AnAllocationThatFailsLosesNothing)
         failed = heap::fails(n, [&] {
             Model model;
             BookFile book(file);
-            book.save(model, book.load(model));
+            book.save(book.path(), model, book.load(model));
             saved = true;
         });
         ASSERT_EQ(read(file), saved ? complete : text) << n;
@@ -176,25 +176,26 @@ TEST_F(BookFiles, WhatSomebodyElseHasChangedIsNotReplaced)
     Model other;
     const UIntT their_book = theirs.load(other);
     other.create(their_book, object_type::component, "Theirs");
-    ours.save(model, book);
+    ours.save(ours.path(), model, book);
     EXPECT_TRUE(ours.written());
-    EXPECT_THROW(theirs.save(other, their_book), Error);
-    EXPECT_THROW(theirs.save_as(file, other, their_book), Error);
-    theirs.save_as(folder / "other.json", other, their_book);
+    EXPECT_THROW(theirs.save(theirs.path(), other, their_book), Error);
+    EXPECT_THROW(theirs.save(file, other, their_book), Error);
+    theirs.save(folder / "other.json", other, their_book);
     EXPECT_FALSE(theirs.written()) << "it was another file";
     fs::remove(link);
     fs::create_symlink("foreign.json", link);
     std::ofstream(folder / "foreign.json") << "{}";
-    EXPECT_THROW(theirs.save(other, their_book), Error) << "the link leads elsewhere";
+    EXPECT_THROW(theirs.save(theirs.path(), other, their_book), Error)
+        << "the link leads elsewhere";
     fs::remove(folder / "foreign.json");
     fs::remove(link);
     fs::create_symlink("book.json", link);
-    theirs.save(other, their_book, true);
-    theirs.save_as(file, other, their_book);
-    theirs.save(other, their_book);
-    EXPECT_THROW(ours.save(model, book), Error);
+    theirs.save(theirs.path(), other, their_book, true);
+    theirs.save(file, other, their_book);
+    theirs.save(theirs.path(), other, their_book);
+    EXPECT_THROW(ours.save(ours.path(), model, book), Error);
     fs::remove(file);
-    ours.save(model, book);
+    ours.save(ours.path(), model, book);
     EXPECT_EQ(files(), 3) << "nothing else is left";
     fs::resize_file(file, std::uintmax_t{8} << 30);
     EXPECT_THROW(BookFile(file).load(model), Error) << "so large";
@@ -213,7 +214,7 @@ TEST_F(BookFiles, AFailedSaveLeavesTheOldFile)
     limit = old_limit;
     limit.rlim_cur = 10;
     setrlimit(RLIMIT_FSIZE, &limit);
-    EXPECT_THROW(BookFile(file).save(model, book, true), std::runtime_error);
+    EXPECT_THROW(BookFile(file).save(file, model, book, true), std::runtime_error);
     setrlimit(RLIMIT_FSIZE, &old_limit);
     EXPECT_EQ(read(file), "old");
     EXPECT_EQ(files(), 1);

@@ -86,7 +86,7 @@ protected:
     DocumentRules()
     {
         model.set_language(V_language_deutsch);
-        documents.serve(book, book_file);
+        documents.set_book(book, book_file);
     }
     ~DocumentRules() override { V_ApiDeallocatePropVals(returned); }
 

@@ -1,2 +1,2 @@
 velt_test(portmap_test SOURCES portmap/mapper_test.cpp support/service_process.cpp
-  LINK vqhost-lib)
+  LINK velt-host)

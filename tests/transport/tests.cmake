@@ -2,5 +2,5 @@ velt_test(transport_test SOURCES transport/transport_test.cpp support/service_pr
   LINK velt-api-static velt-vde-static PkgConfig::TIRPC)
 
 # It measures memory, of which a sanitizer keeps what is freed.
-velt_test(soak_test SOURCES transport/soak.cpp LINK vqhost-lib LABELS no-valgrind no-sanitizers)
+velt_test(soak_test SOURCES transport/soak.cpp LINK velt-host LABELS no-valgrind no-sanitizers)
 needs_client(soak_test)

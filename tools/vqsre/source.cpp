@@ -12,6 +12,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "common/charset.h"
 #include "common/file.h"
 #include "common/printable.h"
 #include "tools/vqsre/sre.h"
@@ -214,9 +215,7 @@ Source read_source(const std::string &path, const Charset &charset, Errors &erro
 {
     const std::string content = read_file(path);
     Source source{path, 0, {}};
-    std::string_view rest = content;
-    if (rest.starts_with("\xEF\xBB\xBF")) // the byte order mark of some editors
-        rest.remove_prefix(3);
+    std::string_view rest = without_byte_order_mark(content);
     while (!rest.empty()) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
         try {
