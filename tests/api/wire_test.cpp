@@ -68,6 +68,8 @@ TEST(Golden, Structs)
     golden(TextItemDataT{2, number}, "00000002 00000007");
     golden(TextItemT{12, 0, number}, "0000000c 00000000 00000007");
     golden(V_PropValsT{}, "00000000");
+    IntT five[] = {1, 0x01020304, -2, 4, 0x50000000}; // more than a vector of them
+    golden(V_IntsT{5, five}, "00000005 00000001 01020304 fffffffe 00000004 50000000");
     // Without its array a list of entries cannot be sent.
     V_IntsT broken{2, nullptr};
     char room[64];

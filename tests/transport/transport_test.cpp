@@ -80,10 +80,12 @@ TEST(Service, AHostilePeerHoldsUpNobodyAndGrowsNothing)
 TEST(Service, EndsConnectionsThatCannotGoOn)
 {
     ServiceProcess service(with_patience);
-    Peer too_long(service.port()), no_call(service.port());
+    Peer too_long(service.port()), in_all(service.port()), no_call(service.port());
     ASSERT_TRUE(too_long.send(words({0x84000001})));
+    ASSERT_TRUE(in_all.send(fragment("more", false) + words({0x84000000})));
     ASSERT_TRUE(no_call.send(fragment("GET / HTTP/1.0\r\n\r\n")));
     EXPECT_TRUE(too_long.closed());
+    EXPECT_TRUE(in_all.closed());
     EXPECT_TRUE(no_call.closed());
 
     ServiceProcess strict([] { V_ApiSetLimit(V_limit_record_seconds, 1); });
