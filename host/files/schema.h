@@ -6,10 +6,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "host/json/json.h"
-
 namespace velt::host::schema
 {
+
+using Json = nlohmann::ordered_json;
 
 Json text();
 Json number(std::int64_t least, std::int64_t most);

@@ -9,40 +9,6 @@ namespace velt::host
 namespace
 {
 
-// Builds a tree from the parts that it receives.
-class JsonTree final : public JsonOut
-{
-public:
-    void begin(char bracket) override
-    {
-        open_.push_back(&add(bracket == '[' ? Json::array() : Json::object()));
-    }
-    void end(char) override { open_.pop_back(); }
-    void key(std::string_view name) override { key_ = name; }
-    void text(std::string_view text) override { add(text); }
-    void number(std::int64_t number) override { add(number); }
-    void null() override { add(nullptr); }
-
-    Json take() { return std::move(root_); }
-
-private:
-    Json &add(Json value)
-    {
-        if (open_.empty())
-            return root_ = std::move(value);
-        Json &into = *open_.back();
-        if (into.is_array()) {
-            into.push_back(std::move(value));
-            return into.back();
-        }
-        return into[key_] = std::move(value);
-    }
-
-    Json root_;
-    std::vector<Json *> open_;
-    std::string key_;
-};
-
 void *element(const Shape &list, void *first, std::size_t index)
 {
     return static_cast<std::byte *>(first) + index * list.element->size;
@@ -79,18 +45,6 @@ void write_value(const Shape &shape, void *value, JsonOut &out, const ToUtf8 &to
         });
         return out.end('}');
     }
-}
-
-Json to_json(const Shape &shape, void *value, const ToUtf8 &to_utf8)
-{
-    JsonTree tree;
-    write_value(shape, value, tree, to_utf8);
-    return tree.take();
-}
-
-Json to_json(const Shape &shape, void *value)
-{
-    return to_json(shape, value, [](const char *bytes) { return bytes; });
 }
 
 void read_value(const Shape &shape, void *value, const JsonNode &node, const FromUtf8 &from_utf8,
@@ -139,6 +93,12 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
         return expect_names(node, names, problems);
     }
     }
+}
+
+void JsonWriter::real(double number)
+{
+    separate();
+    out_ += nlohmann::json(number).dump();
 }
 
 void JsonWriter::quote(std::string_view text)

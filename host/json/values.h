@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "host/json/json.h"
 #include "host/json/node.h"
 #include "host/values/shape.h"
 
@@ -34,9 +33,6 @@ using FromUtf8 = std::function<std::string(const JsonNode &node)>;
 
 // Writes a value of the shape.
 void write_value(const Shape &shape, void *value, JsonOut &out, const ToUtf8 &to_utf8);
-Json to_json(const Shape &shape, void *value, const ToUtf8 &to_utf8);
-// Converts a value to a tree in which each text keeps its bytes as they are.
-Json to_json(const Shape &shape, void *value);
 
 // Reads a node into a value of the shape, which is filled with zeros. What has been allocated
 // before an error belongs to the value, which its owner releases. Throws JsonError for a mistake in

@@ -1,5 +1,5 @@
-// Writes JSON as the parts come, indented by two blanks for each level. It builds no tree of
-// values, whose release would need memory.
+// Writes JSON as the parts come, on one line, or indented by two blanks for each level. It builds
+// no tree of values, whose release would need memory.
 #pragma once
 
 #include <string>
@@ -13,6 +13,10 @@ namespace velt::host
 class JsonWriter final : public JsonOut
 {
 public:
+    enum Layout { lines, one_line };
+
+    explicit JsonWriter(Layout layout = lines) : layout_(layout) {}
+
     void begin(char bracket) override
     {
         separate();
@@ -32,7 +36,7 @@ public:
     {
         separate();
         quote(name);
-        out_ += ": ";
+        out_ += layout_ == lines ? ": " : ":";
         after_key_ = true;
     }
     void null() override
@@ -50,13 +54,24 @@ public:
         separate();
         out_ += std::to_string(number);
     }
+    void real(double number);
     void text(std::string_view name, std::string_view value)
     {
         key(name);
         text(value);
     }
+    void number(std::string_view name, std::int64_t value)
+    {
+        key(name);
+        number(value);
+    }
 
-    std::string take() { return std::move(out_) + "\n"; }
+    std::string take()
+    {
+        if (layout_ == lines)
+            out_ += '\n';
+        return std::move(out_);
+    }
 
 private:
     void separate()
@@ -68,9 +83,14 @@ private:
         }
         after_key_ = empty_ = false;
     }
-    void new_line() { out_.append(1, '\n').append(2 * depth_, ' '); }
+    void new_line()
+    {
+        if (layout_ == lines)
+            out_.append(1, '\n').append(2 * depth_, ' ');
+    }
     void quote(std::string_view text);
 
+    Layout layout_;
     std::string out_;
     std::size_t depth_ = 0;
     bool empty_ = true, after_key_ = false;

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <iomanip>
 
-#include <nlohmann/json.hpp>
-
 #include "common/words.h"
-#include "host/json/values.h"
+#include "host/json/writer.h"
 #include "host/values/kinds.h"
 
 namespace velt::host
@@ -136,14 +134,20 @@ std::string Window::shown(const Value &value) const
     V_TypedValT typed = value.get();
     if (typed.valType == kind::id)
         return std::to_string(static_cast<UIntT>(typed.u.intVal));
-    Json json;
+    std::string text;
     fields(typed.valType, typed.u, [&](const char *, auto &field) {
-        json = to_json(shape_of<std::remove_reference_t<decltype(field)>>, &field,
-                       [this](const char *bytes) { return text_.to_utf8(bytes); });
+        using T = std::remove_reference_t<decltype(field)>;
+        if constexpr (std::is_same_v<T, StringT>) {
+            text = printable(text_.to_utf8(field ? field : ""));
+        } else {
+            JsonWriter json(JsonWriter::one_line);
+            write_value(shape_of<T>, &field, json,
+                        [this](const char *bytes) { return text_.to_utf8(bytes); });
+            text = printable_json(json.take());
+        }
         return true;
     });
-    return json.is_string() ? printable(json.get_ref<const std::string &>())
-                            : printable_json(json.dump());
+    return text;
 }
 
 Window::Address Window::object(const std::string &name) const

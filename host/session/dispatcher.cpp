@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "apilib/wire/routines.h"
+#include "common/memory_reserve.h"
 #include "host/session/tracing.h"
 #include "host/trace/trace.h"
 
@@ -80,10 +81,11 @@ void Dispatcher::dispatch(rpcproc_t number, SVCXPRT *transport)
     Call call{s_.host, *client, *procedure, argument.address(), result.address()};
     const auto began = steady_clock::now();
     TraceEvent event = begun(*client, *procedure);
-    event.outcome = reply(call, argument, result, event.arguments, transport);
+    event.outcome = reply(call, argument, result, transport);
     if (s_.options.trace) {
         event.duration = steady_clock::now() - began;
-        event.result = result.to_json();
+        event.arguments = {procedure->argument.shape, argument.address()};
+        event.result = {procedure->result.shape, result.address()};
         s_.options.trace(event);
     }
     if (call.after)
@@ -91,9 +93,9 @@ void Dispatcher::dispatch(rpcproc_t number, SVCXPRT *transport)
 }
 
 // Replies to the call and returns its outcome for the trace.
-std::string Dispatcher::reply(Call &call, Message &argument, Message &result, Json &shown,
-                              SVCXPRT *transport)
+std::string Dispatcher::reply(Call &call, Message &argument, Message &result, SVCXPRT *transport)
 try {
+    restore_memory();
     Client &client = call.client;
     const rpcproc_t number = call.procedure.number;
     const std::string name(call.procedure.name);
@@ -102,8 +104,6 @@ try {
         s_.reports.of(client, name + " has arguments that do not decode");
         return "arguments that do not decode";
     }
-    if (s_.options.trace)
-        shown = argument.to_json();
     if (!passes_control(number) && client.turns.is_new_breach())
         s_.reports.of(client, "called " + name + " while the host holds control");
     if (s_.responder.respond(call) == Responder::Reaction::drop)
@@ -144,7 +144,7 @@ void Dispatcher::acknowledge(const Procedure &procedure, SVCXPRT *transport)
     if (!s_.options.trace)
         return;
     TraceEvent event = begun(*client, procedure);
-    event.arguments = pid;
+    event.arguments = {&shape_of<IntT>, &pid};
     event.outcome = "answered";
     s_.options.trace(event);
 }

@@ -28,8 +28,7 @@ public:
 private:
     void dispatch(rpcproc_t number, SVCXPRT *transport);
     void acknowledge(const Procedure &procedure, SVCXPRT *transport);
-    std::string reply(Call &call, Message &argument, Message &result, Json &shown,
-                      SVCXPRT *transport);
+    std::string reply(Call &call, Message &argument, Message &result, SVCXPRT *transport);
     void hand_over(Client &client, bool bailout);
     void take_over(Client &client);
 

@@ -30,7 +30,7 @@ void trace_sent(const TraceSink &sink, const Client &client, const Procedure &pr
     const std::size_t depth = client.turns.depth();
     TraceEvent sent = event(client, Direction::to_client, procedure.name, procedure.number,
                             depth == 0 ? 0 : depth - 1);
-    sent.arguments = to_json(procedure.argument, argument);
+    sent.arguments = {procedure.argument.shape, argument};
     sink(sent);
 }
 

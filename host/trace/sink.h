@@ -7,6 +7,7 @@ namespace velt::host
 {
 
 struct TraceEvent;
+// It throws nothing: what it cannot write, it keeps in mind.
 using TraceSink = std::function<void(const TraceEvent &)>;
 
 } // namespace velt::host

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 
+#include "host/json/writer.h"
+
 namespace velt::host
 {
 namespace
@@ -45,7 +47,7 @@ std::string quoted_character(char32_t c)
     return printable(text) == text ? text : format("\\u%04x", static_cast<unsigned>(c));
 }
 
-std::string quote(const std::string &bytes, const SessionText &session)
+std::string quote(const char *bytes, const SessionText &session)
 {
     const std::u32string characters = from_utf8(session.to_utf8(bytes));
     std::string text = "\"";
@@ -57,40 +59,55 @@ std::string quote(const std::string &bytes, const SessionText &session)
     return text;
 }
 
-std::string show(const Json &value, const SessionText &session);
+std::string show(const Shape &shape, void *value, const SessionText &session);
 
 // Returns as text the fields of a struct, the elements of a list, or a value that stands alone.
-std::string show_inside(const Json &value, const SessionText &session)
+std::string show_inside(const Shape &shape, void *value, const SessionText &session)
 {
-    if (value.is_null())
-        return {};
-    if (!value.is_structured())
-        return show(value, session);
     std::string text;
-    std::size_t count = 0;
-    for (const auto &item : value.items()) {
-        if (count != 0)
-            text += ", ";
-        if (value.is_array() && count++ == shown_elements)
-            return text + "... " + std::to_string(value.size()) + " in all";
-        if (value.is_object()) {
-            count++;
-            text += item.key() + "=";
-        }
-        text += show(item.value(), session);
+    const auto add = [&](const std::string &part) { text += (text.empty() ? "" : ", ") + part; };
+    if (shape.kind == Shape::structure) {
+        shape.each_field(value, [&](const char *name, const Shape &of, void *field) {
+            add(std::string(name) + "=" + show(of, field, session));
+        });
+    } else if (shape.kind == Shape::list) {
+        std::size_t count = 0;
+        auto *element = static_cast<std::byte *>(shape.elements(value, count));
+        for (std::size_t i = 0; i < std::min(count, shown_elements); i++)
+            add(show(*shape.element, element + i * shape.element->size, session));
+        if (count > shown_elements)
+            text += ", ... " + std::to_string(count) + " in all";
+    } else {
+        text = show(shape, value, session);
     }
     return text;
 }
 
-std::string show(const Json &value, const SessionText &session)
+std::string show(const Shape &shape, void *value, const SessionText &session)
 {
-    if (value.is_object())
-        return "{" + show_inside(value, session) + "}";
-    if (value.is_array())
-        return "[" + show_inside(value, session) + "]";
-    if (value.is_string())
-        return quote(value.get_ref<const std::string &>(), session);
-    return value.dump();
+    switch (shape.kind) {
+    case Shape::number:
+        return std::to_string(shape.get(value));
+    case Shape::text: {
+        const StringT text = *static_cast<StringT *>(value);
+        return quote(text ? text : "", session);
+    }
+    case Shape::pointer: {
+        std::size_t count = 0;
+        void *const to = shape.elements(value, count);
+        return to ? show(*shape.element, to, session) : "null";
+    }
+    case Shape::list:
+        return "[" + show_inside(shape, value, session) + "]";
+    case Shape::structure:
+        break;
+    }
+    return "{" + show_inside(shape, value, session) + "}";
+}
+
+std::string show_inside(const TracedMessage &message, const SessionText &session)
+{
+    return message.shape ? show_inside(*message.shape, message.value, session) : "";
 }
 
 class Painter
@@ -122,23 +139,17 @@ std::string seconds(std::chrono::nanoseconds duration)
 
 } // namespace
 
-Json decoded(const Json &value, const SessionText &session)
-{
-    if (value.is_string())
-        return session.to_utf8(value.get_ref<const std::string &>());
-    Json made = value;
-    if (value.is_structured())
-        for (auto &element : made)
-            element = decoded(element, session);
-    return made;
-}
-
 bool trace_failed(const TraceEvent &event)
 {
-    const Json &result = event.result;
-    if (result.is_object() && result.contains("status"))
-        return !went_well(event) || result["status"] != 0;
-    return !went_well(event) || (result.is_number_integer() && result < 0);
+    const auto &[shape, value] = event.result;
+    bool refused = false;
+    if (shape && shape->kind == Shape::number)
+        refused = shape->get(value) < 0;
+    if (shape && shape->kind == Shape::structure)
+        shape->each_field(value, [&](std::string_view name, const Shape &of, void *field) {
+            refused |= name == "status" && of.get(field) != 0;
+        });
+    return refused || !went_well(event);
 }
 
 std::string trace_text(const TraceEvent &event, const SessionText &text, bool colour)
@@ -166,10 +177,10 @@ std::string trace_text(const TraceEvent &event, const SessionText &text, bool co
     if (event.direction == Direction::to_host) {
         const bool answered = event.outcome == "answered";
         line += " = ";
-        line += !answered ? paint(red, printable(event.outcome))
-                : event.result.is_null()
-                    ? "void"
-                    : paint(trace_failed(event) ? red : green, show(event.result, text));
+        line += !answered            ? paint(red, printable(event.outcome))
+                : event.result.shape ? paint(trace_failed(event) ? red : green,
+                                             show(*event.result.shape, event.result.value, text))
+                                     : "void";
     }
     if (event.duration)
         line += paint(dim, seconds(*event.duration));
@@ -179,20 +190,33 @@ std::string trace_text(const TraceEvent &event, const SessionText &text, bool co
 std::string trace_json(const TraceEvent &event, const SessionText &text)
 {
     using std::chrono::duration;
-    Json line = {
-        {"time", duration<double>(event.time.time_since_epoch()).count()},
-        {"client", event.client},
-        {"direction", name_of(event.direction)},
-        {"procedure", event.procedure},
-        {"number", event.number},
-        {"depth", event.depth},
-        {"arguments", decoded(event.arguments, text)},
-        {"result", decoded(event.result, text)},
-        {"outcome", printable(event.outcome)},
+    JsonWriter line(JsonWriter::one_line);
+    const auto real = [&](const char *name, auto value) {
+        line.key(name);
+        line.real(duration<double>(value).count());
     };
+    const auto message = [&](const char *name, const TracedMessage &value) {
+        line.key(name);
+        if (value.shape)
+            write_value(*value.shape, value.value, line,
+                        [&](const char *bytes) { return text.to_utf8(bytes); });
+        else
+            line.null();
+    };
+    line.begin('{');
+    real("time", event.time.time_since_epoch());
+    line.number("client", event.client);
+    line.text("direction", name_of(event.direction));
+    line.text("procedure", event.procedure);
+    line.number("number", event.number);
+    line.number("depth", static_cast<std::int64_t>(event.depth));
+    message("arguments", event.arguments);
+    message("result", event.result);
+    line.text("outcome", printable(event.outcome));
     if (event.duration)
-        line["duration"] = duration<double>(*event.duration).count();
-    return printable_json(line.dump());
+        real("duration", *event.duration);
+    line.end('}');
+    return printable_json(line.take());
 }
 
 } // namespace velt::host

@@ -8,9 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
-
-#include "host/json/json.h"
+#include "host/values/shape.h"
 #include "host/values/text.h"
 
 namespace velt::host
@@ -22,21 +20,25 @@ enum class Direction {
     from_client, // the end of a call of the host
 };
 
+// A message of a call, whose texts are in the session's encoding. It lives only as long as the
+// event is received.
+struct TracedMessage {
+    const Shape *shape = nullptr; // null for void
+    void *value = nullptr;
+};
+
 struct TraceEvent {
     std::chrono::system_clock::time_point time;
     int client;
     Direction direction;
     std::string_view procedure;
     unsigned number;
-    std::size_t depth;   // the number of the host's calls that the client is in
-    Json arguments = {}; // null for void; strings hold the bytes that travelled
-    Json result = {};
+    std::size_t depth; // the number of the host's calls that the client is in
+    TracedMessage arguments = {};
+    TracedMessage result = {};
     std::string outcome = {}; // empty while a call of the host is under way
     std::optional<std::chrono::nanoseconds> duration = {};
 };
-
-// Returns the value with every text in UTF-8.
-Json decoded(const Json &value, const SessionText &text);
 
 // Returns whether the call did not come to its end, or was refused: with a status other than 0 or,
 // where the result is a bare integer, with a negative one.

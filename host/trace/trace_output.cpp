@@ -50,17 +50,19 @@ bool TraceFilter::shows(const TraceEvent &event) const
 
 void TraceOutput::write(const TraceEvent &event, const SessionText &text)
 {
-    if (error_ || !filter_.shows(event))
-        return;
-    const std::string line =
-        (json_ ? trace_json(event, text) : trace_text(event, text, colour_)) + "\n";
     try {
+        if (error_ || !filter_.shows(event))
+            return;
+        const std::string line =
+            (json_ ? trace_json(event, text) : trace_text(event, text, colour_)) + "\n";
         if (file_)
             file_->write(line);
         else if (!write_whole(STDERR_FILENO, line))
             throw std::system_error(errno, std::generic_category(), "standard error");
     } catch (const std::system_error &error) {
-        error_ = error;
+        error_ = error.code();
+    } catch (const std::exception &) {
+        error_ = std::make_error_code(std::errc::not_enough_memory);
     }
 }
 
@@ -73,8 +75,8 @@ void TraceOutput::check_place() const
 void TraceOutput::check() const
 {
     if (error_)
-        throw std::system_error(error_->code(), (file_ ? file_->path() : "standard error") +
-                                                    ": the trace is not complete");
+        throw std::system_error(error_, (file_ ? file_->path() : "standard error") +
+                                            ": the trace is not complete");
 }
 
 } // namespace velt::host

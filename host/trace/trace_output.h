@@ -51,7 +51,7 @@ private:
     bool json_;
     TraceFilter filter_;
     bool colour_;
-    std::optional<std::system_error> error_;
+    std::error_code error_;
 };
 
 } // namespace velt::host

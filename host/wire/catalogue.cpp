@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <nlohmann/json.hpp>
-
 #include "apilib/wire/routines.h"
 #include "host/json/values.h"
 
@@ -60,21 +58,11 @@ std::span<const Procedure> client_procedures()
     return of_client;
 }
 
-Json Message::to_json()
-{
-    return velt::host::to_json(type_, address());
-}
-
 void Message::from_json(const JsonNode &node, std::vector<JsonError> &problems)
 {
     if (!type_.shape)
         throw JsonError(node, "this procedure has no such message");
     read_value(*type_.shape, address(), node, &JsonNode::text, problems);
-}
-
-Json to_json(const MessageType &type, void *message)
-{
-    return type.shape ? to_json(*type.shape, message) : Json();
 }
 
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number)

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "host/json/json.h"
 #include "host/wire/procedures.h"
 
 namespace velt::host
@@ -45,9 +44,6 @@ std::span<const Procedure> client_procedures();
 // Returns the procedure of the number, or null.
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number);
 
-// Converts a message to JSON in which each text keeps its bytes as they are.
-Json to_json(const MessageType &type, void *message);
-
 // An argument that is decoded or a result that is filled in. It is filled with zeros at first, and
 // freed on every path.
 class Message
@@ -63,9 +59,8 @@ public:
 
     caddr_t address() { return reinterpret_cast<caddr_t>(words_.data()); }
     xdrproc_t routine() const { return type_.routine(); }
-    // These convert to JSON and back; each text keeps its bytes as they are. from_json throws
-    // JsonError for a mistake in the node itself, and adds those further inside to the problems.
-    Json to_json();
+    // Converts from JSON in which each text has its bytes as they are. Throws JsonError for a
+    // mistake in the node itself, and adds those further inside to the problems.
     void from_json(const JsonNode &node, std::vector<JsonError> &problems);
 
 private:

@@ -1,5 +1,7 @@
 // The host against real client processes.
 
+#include <nlohmann/json.hpp>
+
 #include "apilib/unix/process.h"
 #include "host/hosted_clients.h"
 #include "host/trace/trace.h"
@@ -327,6 +329,7 @@ TEST_F(HostedClients, TraceShowsBothDirections)
     std::vector<TraceEvent> events;
     host.options().trace = [&](const TraceEvent &event) {
         events.push_back(event);
+        events.back().arguments = events.back().result = {};
         TraceEvent shown = event;
         if (shown.duration)
             shown.duration = 213us;
@@ -348,7 +351,7 @@ TEST_F(HostedClients, TraceShowsBothDirections)
             R"([client 3] <- vq_api_notify_1: handed control back <0.000213>)",
         }));
     ASSERT_EQ(json.size(), 4U);
-    const Json alert = Json::parse(json[1]);
+    const auto alert = nlohmann::json::parse(json[1]);
     EXPECT_EQ(alert["procedure"], "api_vq_alert_1");
     EXPECT_EQ(alert["number"], 1008);
     EXPECT_EQ(alert["depth"], 1);
@@ -356,7 +359,8 @@ TEST_F(HostedClients, TraceShowsBothDirections)
     EXPECT_EQ(alert["outcome"], "answered");
 
     // Which of the four a filter lets through, when the alert's answer is one that refuses.
-    events[1].result = -60;
+    IntT refusal = -60;
+    events[1].result = {&shape_of<IntT>, &refusal};
     const std::pair<const char *, std::vector<int>> filters[] = {
         {"", {0, 1, 2, 3}},          {"api_vq_alert_1", {1}}, {"*_over_*,*notify_1", {0, 2, 3}},
         {"failures, api_vq_*", {1}}, {"failures", {1}},       {"*_over_1,failures", {}},
