@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <span>
 #include <stdexcept>
 #include <system_error>
 
@@ -32,6 +34,44 @@ void check_size(std::size_t size, const std::string &name)
     if (size > most_content)
         throw std::runtime_error(name + ": is larger than 256 MiB, or has no end");
 }
+
+class PlainFile
+{
+public:
+    std::size_t size;
+
+    explicit PlainFile(const std::string &path)
+        // O_NONBLOCK keeps open() from waiting for a writer when the path is a pipe.
+        : path_(path), file_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC))
+    {
+        struct stat status {
+        };
+        if (!file_ || fstat(file_.get(), &status) != 0)
+            fail(path);
+        if (!S_ISREG(status.st_mode))
+            throw std::runtime_error(path + ": it is not a plain file");
+        size = static_cast<std::size_t>(status.st_size);
+    }
+
+    // Reads until the room is full or the file ends, and returns the number of bytes.
+    std::size_t read(std::span<char> room) const
+    {
+        std::size_t length = 0;
+        while (length < room.size()) {
+            const ssize_t got = ::read(file_.get(), room.data() + length, room.size() - length);
+            if (got < 0 && errno != EINTR)
+                fail(path_);
+            if (got == 0)
+                break;
+            length += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+        }
+        return length;
+    }
+
+private:
+    const std::string &path_;
+    Descriptor file_;
+};
 
 } // namespace
 
@@ -62,30 +102,25 @@ std::string read_file(const std::string &path)
 
 std::string read_plain_file(const std::string &path)
 {
-    // O_NONBLOCK keeps open() from waiting for a writer when the path is a pipe.
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status {
-    };
-    if (!file || fstat(file.get(), &status) != 0)
-        fail(path);
-    if (!S_ISREG(status.st_mode))
-        throw std::runtime_error(path + ": it is not a plain file");
-    const auto size = static_cast<std::size_t>(status.st_size);
-    check_size(size, path);
-    std::string text(size + 1, '\0');
-    std::size_t length = 0;
-    while (length < text.size()) {
-        const ssize_t got = read(file.get(), text.data() + length, text.size() - length);
-        if (got < 0 && errno != EINTR)
-            fail(path);
-        if (got == 0)
-            break;
-        length += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
-    }
-    if (length == text.size())
+    const PlainFile file(path);
+    check_size(file.size, path);
+    std::string text(file.size + 1, '\0');
+    text.resize(file.read(text));
+    if (text.size() > file.size)
         throw std::runtime_error(path + ": it grows while it is read, or has no size");
-    text.resize(length);
     return text;
+}
+
+bool plain_file_holds(const std::string &path, std::string_view text)
+{
+    const PlainFile file(path);
+    std::array<char, 65536> block;
+    while (const std::size_t got = file.read(block)) {
+        if (text.substr(0, got) != std::string_view(block.data(), got))
+            return false;
+        text.remove_prefix(got);
+    }
+    return text.empty();
 }
 
 } // namespace velt

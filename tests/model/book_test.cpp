@@ -199,6 +199,7 @@ TEST_F(BookFiles, WhatSomebodyElseHasChangedIsNotReplaced)
     EXPECT_EQ(files(), 3) << "nothing else is left";
     fs::resize_file(file, std::uintmax_t{8} << 30);
     EXPECT_THROW(BookFile(file).load(model), Error) << "so large";
+    EXPECT_THROW(ours.save(ours.path(), model, book), ChangedError);
 }
 
 TEST_F(BookFiles, AFailedSaveLeavesTheOldFile)
