@@ -84,7 +84,8 @@ void Answer<api_vq_export_1>::answer(Context &c, const ApiVqExportArgT &a, ApiVq
         const V_TypedValT *type = options.value(V_export_type);
         const V_TypedValT *range = options.value(V_export_range);
         check(!type || type->u.intVal == plain_text, not_supported);
-        const bool whole = !range || range->u.textRangeVal.beg.objId == 0;
+        const bool whole = !range || (range->u.textRangeVal.beg.objId == 0 &&
+                                      range->u.textRangeVal.end.objId == 0);
         return c.documents.export_text(a.docId, c.documents.beside_book(text(a.fileName)),
                                        whole ? nullptr : &range->u.textRangeVal,
                                        options.flag(V_export_force), mode(options, V_export_mode));

@@ -14,6 +14,18 @@ void Answer<api_vq_get_named_object_1>::answer(Context &c, const ApiVqGetNamedOb
     });
 }
 
+namespace
+{
+
+// Documents are made by the calls that open and create them, which tell other clients of them.
+IntT creatable(IntT type)
+{
+    check(type != object_type::document, not_permitted);
+    return type;
+}
+
+} // namespace
+
 // An object's unique number is its id.
 void Answer<api_vq_get_unique_object_1>::answer(Context &c, const ApiVqGetUniqueObjArgT &a,
                                                 ApiVqObjRetT &r)
@@ -28,39 +40,40 @@ void Answer<api_vq_get_unique_object_1>::answer(Context &c, const ApiVqGetUnique
 void Answer<api_vq_new_named_object_1>::answer(Context &c, const ApiVqNewNamedObjArgT &a,
                                                ApiVqObjRetT &r)
 {
-    give_object(r, [&] { return c.model.create(a.docId, a.int2, text(a.str3)); });
+    give_object(r, [&] { return c.model.create(a.docId, creatable(a.int2), text(a.str3)); });
 }
 
 void Answer<api_vq_new_series_object_1>::answer(Context &c, const ApiVqNewSeriesObjArgT &a,
                                                 ApiVqObjRetT &r)
 {
-    give_object(r, [&] { return c.model.create_after(a.docId, a.int2, a.id3); });
+    give_object(r, [&] { return c.model.create_after(a.docId, creatable(a.int2), a.id3); });
 }
 
 void Answer<api_vq_new_graphic_object_1>::answer(Context &c, const ApiVqNewGraphicObjArgT &a,
                                                  ApiVqObjRetT &r)
 {
-    give_object(r, [&] { return c.model.create_in(a.docId, a.int2, a.id3); });
+    give_object(r, [&] { return c.model.create_in(a.docId, creatable(a.int2), a.id3); });
 }
 
 void Answer<api_vq_new_anchored_object_1>::answer(Context &c, const ApiVqNewAnchoredObjArgT &a,
                                                   ApiVqObjRetT &r)
 {
-    give_object(r, [&] { return c.model.create_anchored(a.docId, a.int2, a.textLoc); });
+    give_object(r, [&] { return c.model.create_anchored(a.docId, creatable(a.int2), a.textLoc); });
 }
 
 // The name of the format becomes the object's property of the name "Format".
 void Answer<api_vq_new_anchored_formatted_object_1>::answer(
     Context &c, const ApiVqNewAnchoredFormattedObjArgT &a, ApiVqObjRetT &r)
 {
-    give_object(r,
-                [&] { return c.model.create_anchored(a.docId, a.int2, a.textLoc, text(a.str3)); });
+    give_object(r, [&] {
+        return c.model.create_anchored(a.docId, creatable(a.int2), a.textLoc, text(a.str3));
+    });
 }
 
 void Answer<api_vq_new_sub_object_1>::answer(Context &c, const ApiVqNewSubObjectArgT &a,
                                              ApiVqObjRetT &r)
 {
-    give_object(r, [&] { return c.model.create_in(a.docId, a.int3, a.objId); });
+    give_object(r, [&] { return c.model.create_in(a.docId, creatable(a.int3), a.objId); });
 }
 
 void Answer<api_vq_object_valid_1>::answer(Context &c, const ApiVqGeneralObjArgT &a, IntT &r)

@@ -130,13 +130,15 @@ TEST_P(Refusals, PlacesAndDocuments)
             refused({status}, row, " in " + std::to_string(in));
         }
     }
-    // The end before the beginning, or in another flow.
+    // The end before the beginning, in another flow, or only one of them.
     in = doc;
     const V_TextLocT elsewhere{V_ApiGetId(doc, flow, V_prop_first_paragraph), 0};
     for (const V_TextRangeT wrong : {V_TextRangeT{{first, 1}, good},
                                      {{second, 0}, {first, 2}},
                                      {good, elsewhere},
-                                     {elsewhere, good}}) {
+                                     {elsewhere, good},
+                                     {{0, 0}, good},
+                                     {good, {0, 0}}}) {
         range = wrong;
         for (const Row &row : of_ranges)
             refused({no_such_place}, row, tell(range));
@@ -201,6 +203,7 @@ TEST_P(Refusals, DocumentsAlone)
         }
     for (const UIntT wrong : {UIntT{0}, nobody})
         EXPECT_CALL(no_such_document, 0, V_ApiCacheDocument(wrong));
+    EXPECT_CALL(not_permitted, 0, V_ApiNewNamedObject(0, V_type_document, "made"));
     EXPECT_FALSE(std::filesystem::exists("out"));
 }
 
