@@ -103,13 +103,12 @@ std::vector<Commands::OpenDialog> Commands::open_dialogs() const
     return all;
 }
 
-// Returns the name of a dialog; empty when that has been deleted.
 std::string Commands::dialog_name(UIntT dialog) const
 {
     try {
         return window_.shown(s_.model.object(0, dialog).name);
     } catch (const StatusError &) {
-        return {};
+        return "deleted by its client";
     }
 }
 
