@@ -243,8 +243,11 @@ Outcome Host::send(Client &client, const Procedure &procedure, void *argument)
     client.rpc_error.clear();
     trace_sent(options_.trace, client, procedure, argument);
     const clnt_stat sent = client.connection.send(procedure, argument);
-    if (sent == RPC_SUCCESS)
+    if (sent == RPC_SUCCESS) {
+        if (procedure.number == callback::vq_api_notify_1::number)
+            notified_.push_back(static_cast<const VqApiNotifyArgT *>(argument)->notification);
         return {};
+    }
     return wrong(Outcome::undelivered, client,
                  std::string(procedure.name) + " cannot be sent: " + clnt_sperrno(sent));
 }
@@ -289,11 +292,8 @@ Outcome Host::command(Client &client, IntT number)
 Outcome Host::notify(Client &client, IntT notification, UIntT object, const std::string &string,
                      IntT integer)
 {
-    const Outcome outcome =
-        call<callback::vq_api_notify_1>(client, {notification, object, borrowed(string), integer});
-    if (outcome.was_sent())
-        notified_.push_back(notification);
-    return outcome;
+    return call<callback::vq_api_notify_1>(client,
+                                           {notification, object, borrowed(string), integer});
 }
 
 Outcome Host::message(Client &client, const std::string &text, UIntT id1, UIntT id2)

@@ -34,7 +34,6 @@ struct Outcome {
     bool bailout = false;  // the client has handed control back for the last time
 
     explicit operator bool() const { return kind == handed_back; }
-    bool was_sent() const { return kind == handed_back || kind == modal || kind == late; }
 };
 
 class Host
