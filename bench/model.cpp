@@ -9,6 +9,8 @@
 #include "bench/processor.h"
 #include "bench/service.h"
 #include "host/answers/responder.h"
+#include "host/session/dispatcher.h"
+#include "host/session/host.h"
 #include "velt/api.h"
 
 namespace velt::bench
@@ -27,29 +29,27 @@ struct Nobody : host::Console, host::Responder {
     void client_exited(int) override {}
 };
 
-// A service in a process that has all that a host has, which costs a call as much as the answer.
+// A host as it is, in which one client, whoever calls, holds control.
 struct Session {
     host::Model model;
     host::Documents documents{model};
     host::ModelResponder responder{{model, documents}};
     Nobody nobody;
-    host::Host host{{}, nobody, nobody};
-    host::Client client;
+    host::Options options;
+    host::Host host{options, nobody, nobody};
+    host::Reports reports{nobody};
+    host::Registrations registrations{nullptr, reports};
+    host::Clients clients{options, reports, registrations, responder};
+    host::EventLoop loop{[] {}, [] {}};
+    host::Dispatcher dispatcher{{host, options, reports, clients, loop, responder}};
+    host::Client &client = clients.all().emplace_back();
 };
 
-// Answers as the host does, by the catalogue and the model, but whoever calls.
-void answer_by_model(void *session, svc_req *request, SVCXPRT *transport)
+void answer_by_model(void *of, svc_req *request, SVCXPRT *transport)
 {
-    auto &[model, documents, responder, nobody, host, client] = *static_cast<Session *>(session);
-    const host::Procedure *called = host::find_procedure(host::host_procedures(), request->rq_proc);
-    if (!called)
-        return svcerr_noproc(transport);
-    host::Message argument(called->argument), result(called->result);
-    if (!svc_getargs(transport, argument.routine(), argument.address()))
-        return svcerr_decode(transport);
-    host::Call call{host, client, *called, argument.address(), result.address()};
-    responder.respond(call);
-    svc_sendreply(transport, result.routine(), result.address());
+    auto &session = *static_cast<Session *>(of);
+    session.client.caller = transport->xp_fd;
+    host::Dispatcher::dispatch(&session.dispatcher, request, transport);
 }
 
 void answer_by_constant(void *, svc_req *, SVCXPRT *transport)
@@ -79,6 +79,7 @@ void serve(const std::function<void(in_port_t)> &tell)
 {
     Session session;
     make_book(session.model);
+    session.client.turns.begin("bench", 0);
     SVCXPRT *transport = transport_listen({Answer, nullptr, nullptr, &session});
     if (!transport)
         throw std::runtime_error("cannot open a service");
