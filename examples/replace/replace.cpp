@@ -93,8 +93,7 @@ void V_ApiCommand(IntT)
 {
     const V_ObjHandleT book = V_ApiGetId(0, 0, V_prop_active_book);
     work = {book, V_ApiGetId(0, book, V_prop_first_component), ask(find_prompt), nullptr, {}};
-    work.replacement = work.find ? ask(replace_prompt) : nullptr;
-    if (work.replacement)
+    if (work.find && (work.replacement = ask(replace_prompt)))
         replace_in_all();
     V_ApiDeallocateString(&work.find);
     V_ApiDeallocateString(&work.replacement);
