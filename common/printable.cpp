@@ -1,5 +1,6 @@
 #include "common/printable.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -70,7 +71,17 @@ std::string printable(std::string_view text)
 
 std::string printable_lines(std::string_view text)
 {
-    return with_replaced(text, [](char32_t c) { return c == U'\n' ? '\n' : '?'; });
+    return with_replaced(text, [](char32_t c) {
+        const bool line_end = c == U'\n' || c == U'\u2028' || c == U'\u2029';
+        return line_end ? '\n' : c == U'\t' ? ' ' : '?';
+    });
+}
+
+std::string printable_line(std::string_view text)
+{
+    std::string line = printable_lines(text);
+    std::ranges::replace(line, '\n', ' ');
+    return line;
 }
 
 std::string shortened(std::string_view name)

@@ -10,8 +10,10 @@ namespace velt
 
 // Replaces each character that is not fit to print by '?'.
 std::string printable(std::string_view text);
-// The same, but keeps line ends.
+// The same, but keeps line ends, and shows a tab as a blank.
 std::string printable_lines(std::string_view text);
+// The same in one line: a line end, too, is shown as a blank.
+std::string printable_line(std::string_view text);
 // Replaces such characters in JSON text by JSON escapes.
 std::string printable_json(std::string_view json);
 // Escapes the content of an XML element or attribute; line ends are kept.

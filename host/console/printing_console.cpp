@@ -65,10 +65,13 @@ Question PrintingConsole::in_utf8(Question question) const
 
 void PrintingConsole::show(const Question &question)
 {
-    const std::string asked = printable(question.text);
-    out_ << title(question) << (asked.empty() ? "" : ": ") << asked << "\n";
+    const std::string asked = printable_line(question.text);
+    out_ << title(question) << (asked.empty() ? "" : ": ");
+    for (const char c : printable_lines(question.text))
+        out_ << c << (c == '\n' ? "  " : "");
+    out_ << "\n";
     for (std::size_t i = 0; i < std::min(question.items.size(), shown_items); i++)
-        out_ << "  " << std::setw(2) << i + 1 << "  " << printable(question.items[i]) << "\n";
+        out_ << "  " << std::setw(2) << i + 1 << "  " << printable_line(question.items[i]) << "\n";
     if (question.items.size() > shown_items)
         out_ << "  and " << question.items.size() - shown_items << " more\n";
     out_ << std::flush;
@@ -112,7 +115,7 @@ std::optional<Reply> PrintingConsole::next_answer(const Question &question)
                       answers.begin() + static_cast<std::ptrdiff_t>(answer.behind));
         const std::string misfit =
             "the answer \"" + answer.words + "\" does not fit the " + title(question) + ": " +
-            printable(question.text) + "\n  " + error.what() +
+            printable_line(question.text) + "\n  " + error.what() +
             (answer.others > 0 && !answer.quoted ? " (an answer with a blank needs quotes)" : "");
         if (person)
             out_ << "  " << printable_lines(misfit) << std::endl;
@@ -128,7 +131,7 @@ Reply PrintingConsole::ask_person(const Question &question)
     const std::string hint =
         std::string(wanted(question)) + " (" +
         (question.suggestion.empty() ? std::string()
-                                     : "Enter: " + printable(question.suggestion) + ", ") +
+                                     : "Enter: " + printable_line(question.suggestion) + ", ") +
         "Ctrl-D: cancel)";
     while (const std::optional<std::string> line = person->ask(question, hint)) {
         try {

@@ -37,9 +37,10 @@ std::string advice(const FileOutcome &outcome, const std::string &save, const st
 
 // The escapes in quotes beside those that keep a character.
 struct Escape {
-    char letter, character;
+    char letter;
+    std::string_view text;
 };
-constexpr Escape escapes[] = {{'n', '\n'}, {'t', '\t'}};
+constexpr Escape escapes[] = {{'n', "\n"}, {'r', "\u2028"}, {'t', "\t"}};
 
 } // namespace
 
@@ -53,7 +54,7 @@ std::string typed_text(std::string_view rest)
         const auto *escape =
             escaped ? std::ranges::find(escapes, rest[i + 1], &Escape::letter) : std::end(escapes);
         if (escape != std::end(escapes)) {
-            text += escape->character;
+            text += escape->text;
             i++;
             continue;
         }
@@ -66,17 +67,21 @@ std::string typed_text(std::string_view rest)
 
 std::string as_typed(const std::string &text)
 {
-    const bool plain = !text.empty() && text.find_first_of("\n\t") == text.npos &&
-                       !text.starts_with('"') && whole(text) == text;
+    const bool plain = !text.empty() && !text.starts_with('"') && whole(text) == text &&
+                       std::ranges::none_of(escapes, [&](const Escape &each) {
+                           return text.find(each.text) != text.npos;
+                       });
     if (plain)
         return text;
     std::string typed = "\"";
-    for (const char c : text) {
-        const auto *escape = std::ranges::find(escapes, c, &Escape::character);
+    for (std::string_view rest = text; !rest.empty();) {
+        const auto *escape = std::ranges::find_if(
+            escapes, [&](const Escape &each) { return rest.starts_with(each.text); });
         if (escape != std::end(escapes))
             typed += {'\\', escape->letter};
         else
-            typed += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
+            typed += (rest[0] == '"' || rest[0] == '\\' ? "\\" : "") + std::string(1, rest[0]);
+        rest.remove_prefix(escape != std::end(escapes) ? escape->text.size() : 1);
     }
     return typed + "\"";
 }

@@ -138,7 +138,7 @@ std::string Window::shown(const Value &value) const
     fields(typed.valType, typed.u, [&](const char *, auto &field) {
         using T = std::remove_reference_t<decltype(field)>;
         if constexpr (std::is_same_v<T, StringT>) {
-            text = printable(text_.to_utf8(field ? field : ""));
+            text = text_.shown(field ? field : "");
         } else {
             JsonWriter json(JsonWriter::one_line);
             write_value(shape_of<T>, &field, json,

@@ -6,6 +6,7 @@
 #include "common/error.h"
 #include "velt/api/facts.h"
 #include "velt/vde/language.h"
+#include "velt/vde/unicode.h"
 
 namespace velt::host
 {
@@ -19,6 +20,28 @@ constexpr char32_t stray_bytes = 0x10F000;
 char32_t stray(unsigned char byte)
 {
     return byte < 0x80 ? byte : stray_bytes + byte;
+}
+
+constexpr unsigned char controls = 0x20; // and none from here on
+
+// Returns the character for which one of the host's control characters stands, such as the tab or
+// the end of a line; 0 for a byte that is none. The end of a paragraph is that of a line here.
+char32_t of_control(unsigned char byte)
+{
+    if (byte == '\n' || byte >= controls)
+        return byte == '\n' ? byte : 0;
+    const char32_t character = VdeVeltRomanToUnicodeConversionTable[byte];
+    return character == 0xFFFF ? 0 : character;
+}
+
+char to_control(char32_t character)
+{
+    if ((character >= controls && character < U'\u00A0') || character > U'\u2029')
+        return 0; // as most are
+    unsigned char byte = 1;
+    while (byte < controls && of_control(byte) != character)
+        byte++;
+    return static_cast<char>(byte < controls ? byte : 0);
 }
 
 // Each is made once, because those of double bytes hold some thousand characters.
@@ -58,7 +81,9 @@ std::string SessionText::to_utf8(std::string_view bytes) const
     std::string text;
     while (!bytes.empty()) {
         const auto [taken, character] = charset_.decode(bytes);
-        if (character != 0 && charset_.encode(character) == taken)
+        if (const char32_t control = of_control(static_cast<unsigned char>(bytes[0])))
+            text += velt::to_utf8(control);
+        else if (character != 0 && charset_.encode(character) == taken)
             text += velt::to_utf8(character);
         else
             for (const char byte : taken)
@@ -80,7 +105,9 @@ std::string SessionText::from_utf8(std::string_view text) const
     if (characters.find(U'\0') != characters.npos)
         throw std::runtime_error("a text cannot hold the character 0");
     for (char32_t character : characters) {
-        const std::string encoded = character < 0x80 || stray_byte(character) >= 0
+        const char control = to_control(character);
+        const std::string encoded = control != 0 ? std::string(1, control)
+                                    : character < 0x80 || stray_byte(character) >= 0
                                         ? std::string(1, static_cast<char>(character & 0xFF))
                                         : charset_.encode(character);
         if (encoded.empty())

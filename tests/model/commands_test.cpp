@@ -60,8 +60,8 @@ TEST_F(CommandLanguage, WhatWouldCommandATerminalIsNotShown)
     model.set(book, model.components(book).at(0), PropertyKey(property::name),
               Value::string("a\033[2J\nb\x7f").get());
     commands.run("show");
-    EXPECT_EQ(out.str(), "T\n>  1  a?[2J?b?\n   2  Two, too\n   3  三\nContext menu:\n  テスト\n");
-    EXPECT_EQ(error("select a?[2J?b?").first, done);
+    EXPECT_EQ(out.str(), "T\n>  1  a?[2J b?\n   2  Two, too\n   3  三\nContext menu:\n  テスト\n");
+    EXPECT_EQ(error("select a?[2J b?").first, done);
 }
 
 TEST(Printable, WhatOthersWroteCommandsNothing)

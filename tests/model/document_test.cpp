@@ -428,7 +428,7 @@ TEST_F(DocumentRules, PlainTextGoesInAndOut)
 {
     const UIntT document = opened(short_document("ab"));
     const UIntT paragraph = model.at(model.at(document).first).first;
-    write("in.txt", "\xEF\xBB\xBFÄ\r\n\nü\n");
+    write("in.txt", "\xEF\xBB\xBFÄ\r\n\nü\t\u2028\n");
     const V_PropValsT none{};
     const auto import = [&](const char *file, IntT offset) {
         const V_TextLocT place{paragraph, offset};
@@ -439,7 +439,8 @@ TEST_F(DocumentRules, PlainTextGoesInAndOut)
     };
     EXPECT_CALL(ok, document, import("in.txt", 1));
     EXPECT_CALL(ok, 0, export_to("out.txt", none));
-    EXPECT_EQ(read("out.txt"), "aÄ\n\nüb\n");
+    EXPECT_EQ(read("out.txt"), "aÄ\n\nü\t\u2028b\n");
+    EXPECT_EQ(model.at(model.at(model.at(document).first).last).text, "\x9F\b\tb");
 
     write("bad.txt", "Ä\nÄÖ\xFFx");
     write("foreign.txt", "a三");
