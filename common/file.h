@@ -1,4 +1,5 @@
-// Whole files. Those that are read have up to 256 MiB. Every failure is a std::runtime_error that names the file.
+// Whole files. Those that are read have up to 256 MiB. Every failure is a std::runtime_error that
+// names the file.
 #pragma once
 
 #include <cstdio>
