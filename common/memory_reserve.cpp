@@ -29,8 +29,8 @@ void keep_memory_back()
 
 void restore_memory()
 {
-    if (!reserve && !(reserve = std::malloc(size)))
-        throw std::bad_alloc();
+    if (!reserve)
+        reserve = std::malloc(size);
 }
 
 } // namespace velt

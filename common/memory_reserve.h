@@ -4,11 +4,10 @@
 namespace velt
 {
 
-// Sets memory aside, which is released when an allocation by `new` fails. Unwinding needs it: the
-// destructors of values with lists allocate, and must not throw.
+// Sets memory aside, which is released when an allocation by `new` fails, so that the operation can
+// come to its end, or be unwound.
 void keep_memory_back();
-// Fills the reserve again, between two operations. Throws std::bad_alloc when there is too little
-// memory.
+// Fills the reserve again, between two operations, if there is enough memory.
 void restore_memory();
 
 } // namespace velt

@@ -118,11 +118,12 @@ std::vector<UIntT> DocumentWindow::paragraphs(UIntT document) const
 
 UIntT DocumentWindow::paragraph(UIntT document, std::size_t number) const
 {
-    const auto all = paragraphs(document);
-    if (number < 1 || number > all.size())
-        fail("no paragraph " + std::to_string(number) + "; there are " +
-             std::to_string(all.size()));
-    return all[number - 1];
+    std::size_t count = 0;
+    for (UIntT flow : model_.members(document))
+        for (UIntT each = model_.at(flow).first; each != 0; each = model_.at(each).next)
+            if (++count == number)
+                return each;
+    fail("no paragraph " + std::to_string(number) + "; there are " + std::to_string(count));
 }
 
 std::optional<V_TextRangeT> DocumentWindow::range(UIntT document, std::string_view place) const

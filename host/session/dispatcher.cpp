@@ -15,6 +15,8 @@ namespace
 using std::chrono::steady_clock;
 using namespace procedure;
 
+constexpr const char *answered_well = "answered";
+
 // Returns whether the procedure passes control, so that a client may call it without holding
 // control.
 bool passes_control(rpcproc_t number)
@@ -49,6 +51,7 @@ void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport
     try {
         self.dispatch(request->rq_proc, transport);
     } catch (const std::exception &error) {
+        svcerr_systemerr(transport); // unless the call has its answer
         // A lack of memory may be the cause, so no string is put together here.
         Reports::line(&self.s_.reports, "a call was not answered in full:");
         Reports::line(&self.s_.reports, error.what());
@@ -82,12 +85,19 @@ void Dispatcher::dispatch(rpcproc_t number, SVCXPRT *transport)
     const auto began = steady_clock::now();
     TraceEvent event = begun(*client, *procedure);
     event.outcome = reply(call, argument, result, transport);
+    const bool answered = event.outcome == answered_well;
     if (s_.options.trace) {
         event.duration = steady_clock::now() - began;
         event.arguments = {procedure->argument.shape, argument.address()};
         event.result = {procedure->result.shape, result.address()};
         s_.options.trace(event);
     }
+    if (!answered)
+        return;
+    if (number == api_vq_over_1::number)
+        hand_over(*client, *static_cast<IntT *>(call.argument) != 0);
+    if (number == api_vq_take_control_1::number)
+        take_over(*client);
     if (call.after)
         call.after();
 }
@@ -108,22 +118,14 @@ try {
         s_.reports.of(client, "called " + name + " while the host holds control");
     if (s_.responder.respond(call) == Responder::Reaction::drop)
         return "no reply";
-    if (!svc_sendreply(transport, result.routine(), result.address())) {
-        call.after = nullptr;
+    if (!svc_sendreply(transport, result.routine(), result.address()))
         return "the reply cannot be sent";
-    }
-    if (number == api_vq_over_1::number)
-        call.after = [this, &client, bailout = *static_cast<IntT *>(call.argument)] {
-            hand_over(client, bailout != 0);
-        };
-    if (number == api_vq_take_control_1::number)
-        call.after = [this, &client] { take_over(client); };
     if (number == api_vq_modal_dialog_1::number) {
         const auto &dialog = *static_cast<const ApiVqDoDialogArgT *>(call.argument);
         if (dialog.int1 != 0)
             client.turns.wait_modally(dialog.int1, dialog.id2);
     }
-    return "answered";
+    return answered_well;
 } catch (const std::exception &error) {
     svcerr_systemerr(transport);
     s_.reports.of(call.client, std::string(call.procedure.name) + " failed: " + error.what());
@@ -145,7 +147,7 @@ void Dispatcher::acknowledge(const Procedure &procedure, SVCXPRT *transport)
         return;
     TraceEvent event = begun(*client, procedure);
     event.arguments = {&shape_of<IntT>, &pid};
-    event.outcome = "answered";
+    event.outcome = answered_well;
     s_.options.trace(event);
 }
 
