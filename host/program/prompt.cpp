@@ -341,6 +341,9 @@ bool Prompt::carry_out(const std::string &line)
         }
     };
     const InCommand in_command(*this);
+    // The person has been told of a client that failed between two commands.
+    if (host_)
+        host_->take_failure();
     return commands_->run(line);
 }
 

@@ -127,6 +127,7 @@ bool Commands::run(std::string_view line)
         row->run(*this, arguments, options);
         s_.documents.announcer.announce_changes();
         s_.console.check();
+        check_clients();
     } catch (const StatusError &error) {
         s_.console.check(error.what());
         fail(std::string(name) + ": " + error.what());
@@ -234,9 +235,24 @@ void Commands::check(const Outcome &outcome, Client &client)
         return;
     }
     if (outcome.kind != Outcome::queued && !outcome)
-        fail(client.title() + " failed");
+        fail_with(client, "failed");
     if (outcome.bailout)
         host().wait_for_exit(client, host().options().exit_limit);
+}
+
+// The failure that the host has noted is the command's then, and no other's.
+void Commands::fail_with(const Client &client, const std::string &what)
+{
+    host().take_failure();
+    fail(client.title() + " " + what);
+}
+
+// A client may also have failed that another has called, or that was notified.
+void Commands::check_clients()
+{
+    const std::string failed = s_.host ? s_.host->take_failure() : "";
+    if (!failed.empty())
+        fail(failed + " failed");
 }
 
 std::string Startable::name() const
@@ -259,6 +275,7 @@ void Commands::start(const Startable &startable, IntT code)
     s_.model.forget_subscriptions(startable.number);
     Client &client = host().start(startable.what, startable.number, startable.name());
     check(host().initialise(client, code), client);
+    check_clients();
 }
 
 void Commands::start_next(std::string_view rest, const GivenOptions &options)

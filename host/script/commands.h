@@ -63,7 +63,7 @@ public:
     void run_script(std::istream &script, const std::string &name, Checks &checks);
     void run_arguments(const std::vector<std::string> &arguments, Checks &checks);
     // Has clients come to an end of what they do when there is no command left: throws Error for a
-    // modal wait that nobody ends.
+    // modal wait that nobody ends, and for a client that has failed meanwhile.
     void finish();
     // Answers that nobody has asked for when there is no command left are an expectation that is
     // not met.
@@ -134,6 +134,8 @@ private:
     Client &running_client();
     Client &client(const std::string &who);
     void check(const Outcome &outcome, Client &client);
+    void check_clients();
+    [[noreturn]] void fail_with(const Client &client, const std::string &what);
     Client *waiting_client() const;
     // A dialog that a client has open, by the client's number for it.
     struct OpenDialog {

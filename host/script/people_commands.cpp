@@ -137,6 +137,7 @@ void Commands::finish()
     if (s_.host)
         for (Client &each : s_.host->clients())
             await_dialog(each);
+    check_clients();
 }
 
 } // namespace velt::host

@@ -202,6 +202,14 @@ void Host::give_up(Client &client, const std::string &reason)
 Outcome Host::wrong(Outcome::Kind kind, const Client &client, const std::string &what)
 {
     reports_.of(client, what);
+    return failure(kind, client, what);
+}
+
+Outcome Host::failure(Outcome::Kind kind, const Client &client, const std::string &what)
+{
+    // A client that is busy is not to blame for a call that comes meanwhile.
+    if (kind != Outcome::busy && client.running() && failure_.empty())
+        failure_ = client.title();
     return {kind, client.title() + ": " + what};
 }
 
@@ -273,10 +281,10 @@ Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string 
         return {Outcome::handed_back, client.title() + ": " + procedure + " handed control back",
                 client.leaving};
     if (client.running())
-        return {Outcome::undelivered,
-                client.title() + ": lost its connection while it held control in " + procedure};
-    return {Outcome::died, client.title() + ": " + describe_exit(client.exit_status) +
-                               " while it held control in " + procedure};
+        return failure(Outcome::undelivered, client,
+                       "lost its connection while it held control in " + procedure);
+    return failure(Outcome::died, client,
+                   describe_exit(client.exit_status) + " while it held control in " + procedure);
 }
 
 Outcome Host::initialise(Client &client, IntT code)

@@ -100,6 +100,9 @@ public:
     Options &options() { return options_; }
     Programs &programs() { return programs_; }
     Reports &reports() { return reports_; }
+    // Returns the title of the first client that has failed since the last call, whoever had called
+    // it; empty when none has. One that has ended is not meant.
+    std::string take_failure() { return std::exchange(failure_, {}); }
     // The notifications that clients have been sent and the script has not expected yet.
     std::deque<IntT> &notified() { return notified_; }
 
@@ -113,6 +116,7 @@ private:
     Outcome send(Client &client, const Procedure &procedure, void *argument);
     Outcome wait_for_turn(Client &client, std::size_t turn, const std::string &procedure);
     Outcome wrong(Outcome::Kind kind, const Client &client, const std::string &what);
+    Outcome failure(Outcome::Kind kind, const Client &client, const std::string &what);
     Outcome ask_to_quit(Client &client);
 
     Options options_;
@@ -124,6 +128,7 @@ private:
     Dispatcher dispatcher_;
     Programs programs_;
     std::deque<IntT> notified_;
+    std::string failure_; // as take_failure() returns it
     bool ending_ = false;
     bool cancelled_ = false;
     SVCXPRT *service_ = nullptr;

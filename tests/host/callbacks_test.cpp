@@ -116,6 +116,26 @@ TEST_F(HostedClients, AClientInAModalDialogIsCalledAndOneThatCannotAnswerIsRepor
     kill(busy.pid, SIGKILL);
 }
 
+TEST_F(HostedClients, ACommandFailsWithAClientThatAnotherOneCalls)
+{
+    std::ostringstream out;
+    PrintingConsole printing(out, out);
+    BookFile file("book");
+    const UIntT book = read_book(R"({"title": "T", "components": []})", "book", model);
+    Commands commands(
+        {model, documents, printing, &host, {{1, TEST_CLIENT}}, book, file, out, false});
+    Client &callee = host.start(TEST_CLIENT, 20, "callee");
+    kill(callee.pid, SIGSTOP);
+    // Of the two only the callee has this limit.
+    responder.on<procedure::api_vq_alert_1>(
+        [this](Client &, const ApiVqAlertArgT &, IntT &) { host.options().turn_limit = 50ms; });
+    setenv("VQTEST", "call client", 1);
+    EXPECT_EQ(error_of([&] { commands.run("start"); }), "client 20 (callee) failed");
+    EXPECT_TRUE(console.reported("client 20 (callee): has not handed control back"));
+    EXPECT_EQ(error_of([&] { commands.run("clients"); }), "") << "it fails one command";
+    kill(callee.pid, SIGKILL);
+}
+
 TEST_F(HostedClients, AClientThatHoldsControlIsNotifiedAfterwardsUnlessItIsTheCause)
 {
     documents.announcer.set_host(&host);
