@@ -236,8 +236,6 @@ void Commands::check(const Outcome &outcome, Client &client)
     }
     if (outcome.kind != Outcome::queued && !outcome)
         fail_with(client, "failed");
-    if (outcome.bailout)
-        host().wait_for_exit(client, host().options().exit_limit);
 }
 
 // The failure that the host has noted is the command's then, and no other's.

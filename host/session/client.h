@@ -54,6 +54,8 @@ struct Client {
     std::string_view ended_in; // the procedure in which it held control at its end
 
     bool running() const { return state != State::exited; }
+    // Returns whether it has handed control back for the last time, and serves nobody any more.
+    bool is_going() const { return leaving && turns.empty(); }
     bool reached(State wanted) const { return state >= wanted; }
     bool ended_well() const { return ended_in.empty() && exit_status.value_or(0) == 0; }
     std::string ending() const

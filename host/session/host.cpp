@@ -218,10 +218,12 @@ Outcome Host::call(Client &client, typename Callback::Argument argument)
 {
     using Argument = typename Callback::Argument;
     const std::string name(Callback::name);
-    if (client.state != State::connected)
+    if (client.state != State::connected || client.is_going())
         return wrong(Outcome::died, client,
                      name + " is not called: " +
-                         (client.running() ? "there is no connection" : "the client has ended"));
+                         (!client.running()   ? "the client has ended"
+                          : client.is_going() ? "the client is about to end"
+                                              : "there is no connection"));
     if (client.being_answered) {
         // The client serves nobody before it has its answer.
         std::shared_ptr<Argument> kept(new Argument(copy(argument)), [](Argument *old) {
@@ -277,9 +279,12 @@ Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string 
         return wrong(Outcome::undelivered, client, procedure + " is refused: " + client.rpc_error);
     if (client.turns.goes_on(turn))
         return {Outcome::modal, client.title() + ": waits for a modal dialog in " + procedure};
-    if (!client.turns.was_broken_off(turn))
-        return {Outcome::handed_back, client.title() + ": " + procedure + " handed control back",
-                client.leaving};
+    if (!client.turns.was_broken_off(turn)) {
+        // Whoever called the client, it is gone for those who call it next.
+        if (client.is_going())
+            wait_for_exit(client, options_.exit_limit);
+        return {Outcome::handed_back, client.title() + ": " + procedure + " handed control back"};
+    }
     if (client.running())
         return failure(Outcome::undelivered, client,
                        "lost its connection while it held control in " + procedure);
@@ -347,7 +352,7 @@ Outcome Host::quit(Client &client)
     if (!wait_for_exit(client, options_.exit_limit))
         return wrong(Outcome::late, client,
                      "has not ended within " + show(options_.exit_limit) + " of vq_api_quit_1");
-    return {Outcome::handed_back, client.title() + ": " + describe_exit(client.exit_status), true};
+    return {Outcome::handed_back, client.title() + ": " + describe_exit(client.exit_status)};
 }
 
 void Host::serve(milliseconds duration)

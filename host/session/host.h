@@ -31,7 +31,6 @@ struct Outcome {
     };
     Kind kind = handed_back;
     std::string text = {}; // one line that names the client
-    bool bailout = false;  // the client has handed control back for the last time
 
     explicit operator bool() const { return kind == handed_back; }
 };
@@ -49,8 +48,9 @@ public:
     // does not come up, and nothing of it is then left.
     Client &start(const Startup &what, int number, const std::string &name, bool detach = false);
 
-    // Each of these calls the client and serves until control comes back, the client waits for a
-    // modal dialog, dies, or is late. They report at the console whatever is not as it should be.
+    // Each of these calls the client and serves until control comes back, and then for the end of a
+    // client that is leaving, or the client waits for a modal dialog, dies, or is late. They report
+    // at the console whatever is not as it should be.
     Outcome initialise(Client &client, IntT code);
     Outcome command(Client &client, IntT number);
     Outcome notify(Client &client, IntT notification, UIntT object, const std::string &string,

@@ -347,6 +347,8 @@ void V_ApiMessage(StringT message, V_ObjHandleT objectId1, V_ObjHandleT objectId
         return obey(message);
     IntT length = static_cast<IntT>(std::strlen(message));
     api_vq_return_value_1(&length, velt_client);
+    if (wanted("bail out when called"))
+        V_ApiBailOut();
     if (wanted("dialog in message"))
         show_dialog(7, "Asked");
     if (wanted("wait for cancel")) {
