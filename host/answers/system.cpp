@@ -28,7 +28,7 @@ void Answer<api_vq_usleep_1>::answer(Context &c, const IntT &microseconds)
 
 void Answer<api_vq_user_cancel_1>::answer(Context &c, IntT &r)
 {
-    r = c.host.take_cancel();
+    r = c.host.take_cancel(c.client);
 }
 
 void Answer<api_vq_system_shell_1>::answer(Context &c, const StringT &command, IntT &r)

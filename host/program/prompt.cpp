@@ -326,7 +326,7 @@ void Prompt::run(Commands &commands, Host *host)
     editor_.reset(); // before the history that it uses
 }
 
-// Carries out a command as Commands::run does. A wish to cancel does not outlive it.
+// Carries out a command as Commands::run does.
 bool Prompt::carry_out(const std::string &line)
 {
     struct InCommand {
@@ -336,8 +336,7 @@ bool Prompt::carry_out(const std::string &line)
         ~InCommand()
         {
             prompt.in_command_ = false;
-            if (std::exchange(prompt.cancelled_, false))
-                prompt.host_->take_cancel();
+            prompt.cancelled_ = false;
         }
     };
     const InCommand in_command(*this);
@@ -349,13 +348,13 @@ bool Prompt::carry_out(const std::string &line)
 
 int Prompt::interruptions()
 {
-    if (interrupts.signal == SIGINT && interrupts.count == 1 && in_command_ && !cancelled_ &&
-        host_->any_client_holds_control()) {
-        interrupts.signal = 0;
-        interrupts.count = 0;
+    if (interrupts.signal == SIGINT && in_command_ && !cancelled_ && host_->cancel_work()) {
         cancelled_ = true;
-        host_->cancel();
-        std::cout << "^C (cancels what the client does; again to end the command)" << std::endl;
+        interrupts.count = interrupts.count - 1;
+        if (interrupts.count == 0) {
+            interrupts.signal = 0;
+            std::cout << "^C (cancels what the client does; again to end the command)" << std::endl;
+        }
     }
     return interrupts.count;
 }

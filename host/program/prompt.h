@@ -33,7 +33,7 @@ public:
     void show_line() override;
 
     // Returns how often a signal has told the host to end. The first Ctrl-C in a command does not
-    // while a client holds control: it cancels what that does.
+    // while a client holds control: it cancels what that does, even if another follows at once.
     int interruptions();
 
 private:

@@ -378,6 +378,13 @@ bool Host::any_client_holds_control()
         clients(), [](const Client &each) { return each.turns.client_holds_control(); });
 }
 
+bool Host::cancel_work()
+{
+    for (Client &client : clients())
+        client.turns.cancel();
+    return any_client_holds_control();
+}
+
 bool Host::wait_for_exit(Client &client, milliseconds limit)
 {
     return serve_until([&] { return !client.running(); }, limit);

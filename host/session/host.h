@@ -83,9 +83,16 @@ public:
     // asked for it.
     void sleep(const Client &client, std::chrono::microseconds time);
 
-    // The person cancels what a client does; the first client that asks is told, once.
+    // The person cancels; the next client that asks is told, once.
     void cancel() { cancelled_ = true; }
-    bool take_cancel() { return std::exchange(cancelled_, false); }
+    // The person cancels what clients do: each that holds control is told, if it asks before it
+    // hands that back. Returns whether any holds control.
+    bool cancel_work();
+    // Returns whether the client is to be told that the person has cancelled.
+    bool take_cancel(Client &client)
+    {
+        return client.turns.take_cancel() || std::exchange(cancelled_, false);
+    }
     bool any_client_holds_control();
 
     // Quits all clients at once, kills those that stay, and removes all registrations. A second

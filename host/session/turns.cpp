@@ -78,6 +78,17 @@ void Turns::mark_late(std::size_t id)
         turn->late = true;
 }
 
+void Turns::cancel()
+{
+    if (client_holds_control())
+        turns_.back().cancelled = true;
+}
+
+bool Turns::take_cancel()
+{
+    return !turns_.empty() && std::exchange(turns_.back().cancelled, false);
+}
+
 bool Turns::is_new_breach()
 {
     return !client_holds_control() && !std::exchange(breach_reported_, true);

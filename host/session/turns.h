@@ -29,6 +29,7 @@ struct Turn {
     std::optional<ModalWait> modal_wait = {};
     bool ends_modal_wait = false;
     bool late = false;
+    bool cancelled = false; // the person wishes so, and the client has not asked yet
 };
 
 // Turns nest: in a modal wait, or when it has taken control, a client is called once more.
@@ -49,6 +50,11 @@ public:
     // back.
     void wait_modally(IntT number, UIntT dialog);
     void mark_late(std::size_t id);
+    // The person cancels what the client does, until it hands control back; does nothing when it
+    // holds none.
+    void cancel();
+    // Returns whether the person has done so since the last call.
+    bool take_cancel();
     // Returns whether a call that the client makes without holding control is worth a report: once
     // for each stretch, so that a client that goes on is not reported a thousand times.
     bool is_new_breach();

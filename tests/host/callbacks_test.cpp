@@ -136,6 +136,22 @@ TEST_F(HostedClients, ACommandFailsWithAClientThatAnotherOneCalls)
     kill(callee.pid, SIGKILL);
 }
 
+TEST_F(HostedClients, WhoCancelsWhatClientsDoCancelsNothingElse)
+{
+    Client &client = start("wait for cancel"), &other = start("");
+    EXPECT_FALSE(host.cancel_work());
+    host.options().turn_limit = 50ms;
+    EXPECT_EQ(host.message(client, "hello", 0, 0).kind, Outcome::late);
+    EXPECT_TRUE(host.cancel_work());
+    EXPECT_FALSE(host.take_cancel(other));
+    serve_until([&] { return told.back() == "cancelled" && client.turns.empty(); });
+    // What is cancelled and does not ask is over with the turn.
+    client.turns.begin("a call", 0);
+    EXPECT_TRUE(host.cancel_work());
+    client.turns.hand_back();
+    EXPECT_FALSE(host.take_cancel(client));
+}
+
 TEST_F(HostedClients, AClientThatHoldsControlIsNotifiedAfterwardsUnlessItIsTheCause)
 {
     documents.announcer.set_host(&host);
