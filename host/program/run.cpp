@@ -153,7 +153,6 @@ Options options_of(const Arguments &arguments)
 {
     Options options;
     options.port_mapper = port_mapper(arguments);
-    options.interrupts = [] { return static_cast<int>(interrupts.count); };
     options.start_limit = options.turn_limit = arguments.time_limit;
     options.stop_at_start = arguments.debug;
     options.allow_programs = arguments.allow_programs;
@@ -161,6 +160,33 @@ Options options_of(const Arguments &arguments)
         options.start_limit = options.turn_limit = options.exit_limit = no_limit;
     return options;
 }
+
+// The interrupts of a script, for which a person presses Ctrl-C, or another program sends SIGINT.
+class ScriptInterrupts
+{
+public:
+    // Returns how often a signal has told the host to end. The first SIGINT does not while a client
+    // holds control: it cancels what that does, and tells the host to end when that has ended.
+    int count(Host &host, Console &console)
+    {
+        if (interrupts.signal == SIGINT && interrupts.count == 1 && !was_put_off_ &&
+            host.cancel_work()) {
+            was_put_off_ = true;
+            interrupts.signal = 0;
+            interrupts.count = 0;
+            console.report("interrupted: the run ends when what the client does is over; another "
+                           "interrupt ends it at once");
+        } else if (is_put_off() && !host.any_client_holds_control()) {
+            interrupts.signal = SIGINT;
+            interrupts.count = 1;
+        }
+        return interrupts.count;
+    }
+    bool is_put_off() const { return was_put_off_ && interrupts.count == 0; }
+
+private:
+    bool was_put_off_ = false;
+};
 
 Descriptor open_script(const std::string &path)
 {
@@ -237,6 +263,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
     PrintingConsole console(std::cout, std::cerr);
     const bool interactive = arguments.interactive();
     Prompt prompt(std::filesystem::path(arguments.book).parent_path());
+    ScriptInterrupts script_interrupts;
     if (interactive)
         console.person = &prompt;
     console.bar = isatty(STDOUT_FILENO);
@@ -253,8 +280,11 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
         // VQPMAP may belong to another session, a client of which has started this host.
         unsetenv("VQPMAP");
         Options options = options_of(arguments);
-        if (interactive)
-            options.interrupts = [&] { return prompt.interruptions(); };
+        options.interrupts = [&] {
+            return interactive ? prompt.interruptions()
+                   : host      ? script_interrupts.count(*host, console)
+                               : static_cast<int>(interrupts.count);
+        };
         if (outputs.trace)
             options.trace = [&](const TraceEvent &event) {
                 outputs.trace->write(event, *console.text);
@@ -288,6 +318,8 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
         carry_out(commands, arguments, host.get(), prompt, checks);
         if (host)
             host->end();
+        if (script_interrupts.is_put_off())
+            throw Interrupted();
     } catch (...) {
         tell_unsaved(commands);
         throw;

@@ -127,6 +127,9 @@ bool Commands::run(std::string_view line)
         row->run(*this, arguments, options);
         s_.documents.announcer.announce_changes();
         s_.console.check();
+        // What has come meanwhile, such as an interrupt, counts for this command.
+        if (s_.host)
+            s_.host->serve_pending();
         check_clients();
     } catch (const StatusError &error) {
         s_.console.check(error.what());

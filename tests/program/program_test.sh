@@ -200,6 +200,13 @@ host_fails() { # WHEN
     [[ $code == 1 ]] || fail "vqhost ended with $code $1"
 }
 
+await() { # FILE TEXT
+    until grep -qs -- "$2" "$1"; do
+        kill -0 "$host" # it runs
+        sleep 0.1
+    done
+}
+
 # While a script does not go on the host serves: it tells of a client's end, ends with its client when
 # it is interrupted, and either fails it.
 book three.json usenglish
@@ -211,17 +218,11 @@ for ends in client host; do
     host=$!
     echo "expect running shelfwise" >&3
     echo clients >&3
-    until grep -qs "running, process" out; do
-        kill -0 "$host" # it runs
-        sleep 0.1
-    done
+    await out "running, process"
     client=$(sed -n 's/.*running, process //p' out)
     if [[ $ends == client ]]; then
         kill -KILL "$client"
-        until grep -q "was killed by signal 9" err; do
-            kill -0 "$host"
-            sleep 0.1
-        done
+        await err "was killed by signal 9"
         echo quit >&3
     else
         kill -INT "$host"
@@ -229,6 +230,26 @@ for ends in client host; do
     exec 3>&-
     host_fails "after the end of its $ends"
     ! kill -0 "$client" 2>/dev/null || fail "the client outlives an interrupted host"
+done
+
+# The first interrupt cancels what a client does, and the script ends with that; another ends it at once.
+for client in "wait for cancel" hang; do
+    rm -f out err
+    "${program[@]}" run three.json "${session[@]}" --client "$5" --client-env "VQTEST=$client" \
+        "message hello" show </dev/null >out 2>err &
+    host=$!
+    if [[ $client == hang ]]; then
+        await out "init 1"
+        kill -INT "$host"
+        await err "another interrupt ends it at once"
+    else
+        await out "progress of client 1: 50"
+    fi
+    kill -INT "$host"
+    host_fails "when a client that would $client was interrupted"
+    grep -q "interrupted$" err || fail "an interrupted script does not say so: $(<err)"
+    [[ $client == hang ]] || wrote out cancelled
+    ! grep -q "Context menu" out || fail "an interrupted script goes on"
 done
 
 # What always has a next line ends when nobody reads what it prints or reports, and is interrupted
@@ -244,10 +265,7 @@ for clients in "" "--client $shelfwise --init 2"; do
     { echo show; yes "expect selected b"; } 2>/dev/null |
         "${program[@]}" run three.json --junit report "${session[@]}" $clients >out 2>err &
     host=$!
-    until grep -qs "Context menu" out; do
-        kill -0 "$host"
-        sleep 0.1
-    done
+    await out "Context menu"
     kill -INT "$host"
     host_fails "when its script had no end"
     wrote err interrupted
