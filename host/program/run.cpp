@@ -169,23 +169,31 @@ public:
     // holds control: it cancels what that does, and tells the host to end when that has ended.
     int count(Host &host, Console &console)
     {
-        if (interrupts.signal == SIGINT && interrupts.count == 1 && !was_put_off_ &&
+        if (state_ == none_yet && interrupts.signal == SIGINT && interrupts.count == 1 &&
             host.cancel_work()) {
-            was_put_off_ = true;
+            state_ = put_off;
             interrupts.signal = 0;
             interrupts.count = 0;
             console.report("interrupted: the run ends when what the client does is over; another "
                            "interrupt ends it at once");
-        } else if (is_put_off() && !host.any_client_holds_control()) {
-            interrupts.signal = SIGINT;
-            interrupts.count = 1;
+        } else if (state_ == put_off && !host.any_client_holds_control()) {
+            end();
         }
         return interrupts.count;
     }
-    bool is_put_off() const { return was_put_off_ && interrupts.count == 0; }
+
+    // From here on every interrupt counts, also one that was put off.
+    void end()
+    {
+        if (state_ == put_off && interrupts.count == 0) {
+            interrupts.signal = SIGINT;
+            interrupts.count = 1;
+        }
+        state_ = over;
+    }
 
 private:
-    bool was_put_off_ = false;
+    enum { none_yet, put_off, over } state_ = none_yet;
 };
 
 Descriptor open_script(const std::string &path)
@@ -253,7 +261,41 @@ void tell_unsaved(const Commands &commands)
                   << " were not saved and are lost; " << saving << " them" << std::endl;
 }
 
-void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
+// What a run does whatever has failed before, and why it failed.
+class Attempts
+{
+public:
+    explicit Attempts(Checks &checks) : checks_(checks) {}
+
+    template <class Action>
+    void operator()(Action action)
+    {
+        try {
+            action();
+        } catch (const std::exception &reason) {
+            checks_.failed(reason.what());
+            // The first error has ended the run and is thrown at last; those that follow from it
+            // are printed here.
+            if (error_)
+                std::cerr << "vqhost: " << printable_lines(reason.what()) << std::endl;
+            else
+                error_ = std::current_exception();
+        }
+    }
+
+    bool failed() const { return error_ != nullptr; }
+    void rethrow() const
+    {
+        if (error_)
+            std::rethrow_exception(error_);
+    }
+
+private:
+    Checks &checks_;
+    std::exception_ptr error_;
+};
+
+void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Attempts &attempt)
 {
     default_home();
     Model model;
@@ -303,7 +345,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
                        .out = std::cout,
                        .colour = coloured(STDOUT_FILENO),
                        .check = [&] { outputs.check(); }});
-    try {
+    attempt([&] {
         for (const Startable &client : arguments.clients) {
             try {
                 commands.start(client, arguments.init_code);
@@ -316,14 +358,10 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks)
             }
         }
         carry_out(commands, arguments, host.get(), prompt, checks);
-        if (host)
-            host->end();
-        if (script_interrupts.is_put_off())
-            throw Interrupted();
-    } catch (...) {
-        tell_unsaved(commands);
-        throw;
-    }
+    });
+    script_interrupts.end();
+    if (host)
+        attempt([&] { host->end(); });
     tell_unsaved(commands);
     // The console has already reported how these clients ended.
     if (host)
@@ -342,23 +380,10 @@ int run(const Arguments &arguments)
     watch_interrupts();
     Outputs outputs(arguments);
     Checks checks(std::cerr);
-    std::exception_ptr error;
-    const auto attempt = [&](const auto &action) {
-        try {
-            action();
-        } catch (const std::exception &reason) {
-            checks.failed(reason.what());
-            // The first error has ended the run and is thrown below; those that follow from it are
-            // printed here.
-            if (error)
-                std::cerr << "vqhost: " << printable_lines(reason.what()) << std::endl;
-            else
-                error = std::current_exception();
-        }
-    };
-    attempt([&] { run_book(arguments, outputs, checks); });
+    Attempts attempt(checks);
+    attempt([&] { run_book(arguments, outputs, checks, attempt); });
     std::cout.flush();
-    if (!error)
+    if (!attempt.failed())
         attempt([&] { outputs.check(); });
     if (outputs.trace)
         attempt([&] { outputs.trace->check_place(); });
@@ -368,8 +393,7 @@ int run(const Arguments &arguments)
             outputs.report->write(checks.junit(arguments.book));
             outputs.report->check();
         });
-    if (error)
-        std::rethrow_exception(error);
+    attempt.rethrow();
     return well ? done : failed;
 }
 

@@ -85,6 +85,8 @@ for end in "crash signal 9" "exit 3"; do
     dying=(--client "$5" --client-env "VQTEST=${end%% *}")
     on_fresh_book 1 "${dying[@]}" show
     on_fresh_book 0 "${dying[@]}" --junit report "expect exit test_client ${end#* }"
+    on_fresh_book 2 "${dying[@]}" --junit report fly
+    wrote report "while it held control in vq_api_init_1"
 done
 on_fresh_book 0 --client "$5" "notify 5" "expect not exit 1 0"
 run 2 run three.json --junit report $'expect selected \e<\x01"&\xff\n' "fly"
