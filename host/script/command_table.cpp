@@ -102,9 +102,11 @@ std::span<const CommandTable> CommandTable::rows()
          }},
         {"wait", "SECONDS|exit", "serve clients for so long, or until they have ended",
          call<&Commands::wait>},
-        {"stop", "[CLIENT]", "tell a client, by number or name, to quit, and wait for its end",
+        {"stop", "[--kill] [CLIENT]",
+         "tell a client, by number or name, to quit, and wait for its end; --kill kills it",
          call<&Commands::stop>},
-        {"clients", "", "list the clients", call<&Commands::list_clients>},
+        {"clients", "", "list the clients, with what those are busy with that hold control",
+         call<&Commands::list_clients>},
         {"save", "[--document] [--force] [FILE]",
          "save the book or the active document, in its own file or another; --force replaces one "
          "that somebody else has made or changed",

@@ -234,7 +234,8 @@ void Commands::check(const Outcome &outcome, Client &client)
         return;
     if (outcome.kind == Outcome::modal && client.turns.modal_wait()) {
         s_.console.end_bar();
-        s_.out << "  " << modal_wait(client) << "; \"dialog end\" ends it" << std::endl;
+        s_.out << "  " << client.title() << " " << modal_wait(client) << "; \"dialog end\" ends it"
+               << std::endl;
         return;
     }
     if (outcome.kind != Outcome::queued && !outcome)
@@ -311,12 +312,22 @@ Client &Commands::client(const std::string &who)
     return *found;
 }
 
-void Commands::stop(std::string_view rest)
+void Commands::stop(std::string_view rest, const GivenOptions &options)
 {
     const Words words(rest, 0, 1, usage_of("stop"));
     Client &one = words.words.empty() ? running_client() : client(words.at(0));
-    if (const Outcome outcome = host().quit(one); !outcome)
-        fail(one.title() + " failed");
+    if (!options.contains("--kill")) {
+        if (!host().quit(one))
+            fail_with(one,
+                      "has not ended; stop --kill " + std::to_string(one.number) + " kills it");
+    } else if (one.running()) {
+        if (!one.process)
+            fail(one.title() + " was not started here; end its process " + std::to_string(one.pid) +
+                 " yourself");
+        expected_exits_.insert(&one);
+        if (!host().kill(one))
+            fail_with(one, "has not ended");
+    }
 }
 
 void Commands::choose(std::string_view rest)
@@ -397,6 +408,24 @@ void Commands::wait(std::string_view rest)
         pause(duration);
 }
 
+// Returns what the client is about, as far as the host knows.
+std::string Commands::state(const Client &client) const
+{
+    if (!client.running())
+        return "ended";
+    std::string text = "running, process " + std::to_string(client.pid);
+    if (client.turns.modal_wait())
+        return text + ", " + modal_wait(client);
+    const Turn *turn = !client.turns.empty() ? &client.turns.innermost()
+                       : client.quitting     ? &*client.quitting
+                                             : nullptr;
+    if (!turn)
+        return text;
+    const auto time = EventLoop::Clock::now() - turn->since;
+    return text + (turn->late ? ", late in " : ", busy in ") + std::string(turn->procedure) +
+           " for " + std::to_string(std::chrono::floor<std::chrono::seconds>(time).count()) + " s";
+}
+
 void Commands::list_clients()
 {
     if (!s_.host) {
@@ -406,9 +435,7 @@ void Commands::list_clients()
     // Only the last of the clients that have had a number is listed.
     for (Client &each : s_.host->clients())
         if (s_.host->find(each.number) == &each)
-            s_.out << printable(each.title()) << ": "
-                   << (each.running() ? "running, process " + std::to_string(each.pid) : "ended"s)
-                   << "\n";
+            s_.out << printable(each.title() + ": " + state(each)) << "\n";
     for (const Startable &each : s_.clients)
         if (!s_.host->find(each.number))
             s_.out << "client " << each.number << " (" << each.name() << "): not started\n";

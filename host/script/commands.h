@@ -113,7 +113,7 @@ private:
     void set(std::string_view rest);
     void props(std::string_view rest);
     void wait(std::string_view rest);
-    void stop(std::string_view rest);
+    void stop(std::string_view rest, const GivenOptions &options);
     void list_clients();
     void save(std::string_view rest, const GivenOptions &options);
     void show(std::string_view rest);
@@ -146,6 +146,7 @@ private:
     std::vector<OpenDialog> open_dialogs() const;
     std::string dialog_name(UIntT dialog) const;
     std::string modal_wait(const Client &client) const;
+    std::string state(const Client &client) const;
     void await_dialog(Client &client);
 
     Surroundings s_;

@@ -115,7 +115,7 @@ std::string Commands::dialog_name(UIntT dialog) const
 std::string Commands::modal_wait(const Client &client) const
 {
     const ModalWait &wait = *client.turns.modal_wait();
-    return client.title() + " waits in modal dialog " + std::to_string(wait.number) + " (" +
+    return "waits in modal dialog " + std::to_string(wait.number) + " (" +
            dialog_name(wait.dialog) + ")";
 }
 
@@ -128,7 +128,8 @@ void Commands::await_dialog(Client &client)
     const auto since = EventLoop::Clock::now() - client.turns.modal_wait()->since;
     const auto left = host().options().turn_limit - std::chrono::ceil<milliseconds>(since);
     if (!host().serve_until([&] { return !waits(); }, left))
-        fail(modal_wait(client) + ", and nobody has ended it; \"dialog end\" does");
+        fail(client.title() + " " + modal_wait(client) +
+             ", and nobody has ended it; \"dialog end\" does");
 }
 
 void Commands::finish()

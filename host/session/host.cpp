@@ -355,6 +355,15 @@ Outcome Host::quit(Client &client)
     return {Outcome::handed_back, client.title() + ": " + describe_exit(client.exit_status)};
 }
 
+Outcome Host::kill(Client &client)
+{
+    client.leaving = true;
+    client.process->kill(SIGKILL);
+    if (!wait_for_exit(client, kill_limit))
+        return wrong(Outcome::late, client, "has been killed and has not ended");
+    return {Outcome::handed_back, client.title() + ": " + describe_exit(client.exit_status)};
+}
+
 void Host::serve(milliseconds duration)
 {
     const auto until = Clock::now() + duration;

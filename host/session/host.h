@@ -62,6 +62,8 @@ public:
     Outcome end_dialog(Client &client, IntT item, IntT result);
     // Serves until the client has exited.
     Outcome quit(Client &client);
+    // Does not ask the client, which this host has started.
+    Outcome kill(Client &client);
 
     // Serves what has come by now.
     void serve_pending() { loop_.serve_pending(); }

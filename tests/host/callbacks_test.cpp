@@ -133,7 +133,16 @@ TEST_F(HostedClients, ACommandFailsWithAClientThatAnotherOneCalls)
     EXPECT_EQ(error_of([&] { commands.run("start"); }), "client 20 (callee) failed");
     EXPECT_TRUE(console.reported("client 20 (callee): has not handed control back"));
     EXPECT_EQ(error_of([&] { commands.run("clients"); }), "") << "it fails one command";
-    kill(callee.pid, SIGKILL);
+    EXPECT_PART(out.str(), "client 20 (callee): running, process " + std::to_string(callee.pid) +
+                               ", late in vq_api_message_1 for ");
+    host.options().exit_limit = 50ms;
+    EXPECT_EQ(error_of([&] { commands.run("stop callee"); }),
+              "client 20 (callee) has not ended; stop --kill 20 kills it");
+    host.options().exit_limit = hang;
+    EXPECT_EQ(error_of([&] { commands.run("stop --kill 20"); }), "");
+    EXPECT_FALSE(callee.running());
+    EXPECT_FALSE(callee.ended_well());
+    EXPECT_TRUE(commands.ended_well(callee));
 }
 
 TEST_F(HostedClients, WhoCancelsWhatClientsDoCancelsNothingElse)
