@@ -2,7 +2,7 @@
 
 #include <getopt.h>
 
-#include <algorithm>
+#include <set>
 
 #include "common/error.h"
 
@@ -47,6 +47,7 @@ std::vector<std::string> parse_options(int argc, char **argv, const std::vector<
                 return &options[i];
         return nullptr;
     };
+    std::set<const Option *> given;
     opterr = 0;
     optind = 1;
     for (int found;
@@ -64,6 +65,9 @@ std::vector<std::string> parse_options(int argc, char **argv, const std::vector<
         // An empty value is rejected: it usually comes from a script's unset variable.
         if (option->takes != Option::value_or_empty && optarg && *optarg == '\0')
             misuse(shown(*option) + ": its value is empty");
+        // The last value would silently take the place of the others.
+        if (!given.insert(option).second && option->takes != Option::no_value && !option->repeats)
+            misuse(shown(*option) + " is given twice; it takes one value");
         option->take(optarg ? optarg : "");
     }
     return {argv + optind, argv + argc};

@@ -14,6 +14,7 @@ struct Option {
     const char *name;
     enum { no_value, value, maybe_value, value_or_empty } takes;
     std::function<void(const std::string &)> take;
+    bool repeats = false; // whether it may be given again with another value
 
     static Option into(char letter, const char *name, std::string &where)
     {

@@ -75,15 +75,17 @@ Arguments parse(int argc, char **argv)
         {0, "client", Option::value,
          [&](const std::string &path) {
              a.clients.push_back({static_cast<int>(a.clients.size()) + 1, find_program(path)});
-         }},
+         },
+         true},
         {0, "client-arg", Option::value_or_empty,
-         [&](const std::string &text) { startup("--client-arg").arguments.push_back(text); }},
+         [&](const std::string &text) { startup("--client-arg").arguments.push_back(text); }, true},
         {0, "client-env", Option::value,
          [&](const std::string &text) {
              if (text.find('=') == text.npos || text[0] == '=')
                  misuse("--client-env " + text + ": not NAME=VALUE");
              startup("--client-env").environment.push_back(text);
-         }},
+         },
+         true},
         {0, "init", Option::value,
          [&](const std::string &text) { a.init_code = init_code_of(text); }},
         {0, "trace", Option::maybe_value,

@@ -99,6 +99,8 @@ on_fresh_book 1 "${with[@]}" "choose Nothing"
 on_fresh_book 2 --no-such-option
 on_fresh_book 2 --script
 wrote err "--script: its value is missing"
+on_fresh_book 2 --language deutsch --lang=deutsch
+wrote err "--language is given twice"
 on_fresh_book 2 -junit report
 wrote err "-j: unknown option"
 on_fresh_book 2 --debug=3
@@ -188,7 +190,7 @@ if [[ -z ${LAUNCHER-} ]]; then
 fi
 
 # Options for debugging, and their ranges.
-on_fresh_book 2 --time-limit 0.01
+run 2 run three.json --time-limit 0.01
 wrote err "0.1 to 86400"
 on_fresh_book 2 --client-arg x "${with[@]}"
 cp "$shelfwise" "$work/größer and better"
