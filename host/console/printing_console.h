@@ -18,6 +18,7 @@ namespace velt::host
 struct Prepared {
     std::string words;
     bool quoted = false;    // then `cancel` is a text
+    int position = 0;       // of the command in the script, for whoever prepares it
     std::size_t others = 0; // how many were prepared with it,
     std::size_t behind = 0; // and how many of these follow it
 };

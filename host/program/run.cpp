@@ -216,7 +216,7 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
         return prompt.run(commands, host);
     const auto finish = [&] {
         commands.finish();
-        commands.expect_no_answers(checks);
+        commands.expect_all_asked_for(checks);
     };
     if (!arguments.commands.empty()) {
         commands.run_arguments(arguments.commands, checks);

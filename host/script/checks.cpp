@@ -21,8 +21,8 @@ void Checks::met(const Position &position, std::string_view command)
 void Checks::unmet(const Position &position, std::string_view command, const std::string &why)
 {
     cases_.push_back({position, std::string(command), Case::bad, why});
-    errors_ << "vqhost: " << (position.number == 0 ? "" : printable(position.text()) + ": ")
-            << printable_lines(why) << std::endl;
+    errors_ << "vqhost: " << printable(position.text()) << ": " << printable_lines(why)
+            << std::endl;
 }
 
 void Checks::failed(const std::string &why)

@@ -146,6 +146,7 @@ bool Commands::run(std::string_view line)
 bool Commands::run_at(const Position &position, std::string_view line, Checks &checks)
 {
     line = trimmed(line);
+    here_ = position;
     try {
         const bool more = run(line);
         if (line.substr(0, line.find_first_of(blanks)) == "expect")

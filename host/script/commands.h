@@ -65,9 +65,9 @@ public:
     // Has clients come to an end of what they do when there is no command left: throws Error for a
     // modal wait that nobody ends, and for a client that has failed meanwhile.
     void finish();
-    // Answers that nobody has asked for when there is no command left are an expectation that is
-    // not met.
-    void expect_no_answers(Checks &checks) const;
+    // Answers, and a wish to cancel, that nobody has asked for when there is no command left are
+    // expectations that are not met.
+    void expect_all_asked_for(Checks &checks) const;
     // Starts a client and initialises it; one that ends at once with control handed back has done
     // its work.
     void start(const Startable &client, IntT code);
@@ -150,6 +150,8 @@ private:
     void await_dialog(Client &client);
 
     Surroundings s_;
+    Position here_{{}, 0}; // of the command in a script or among arguments
+    int cancelled_at_ = 0; // the position of the latest `cancel`
     Window window_;
     DocumentWindow view_;
     std::string loaded_; // the text that the book has as a file that this host would have written

@@ -1,6 +1,7 @@
 // The commands that stand in for the person: answers, events in dialogs, the wish to cancel.
 
 #include <algorithm>
+#include <map>
 
 #include "host/script/commands.h"
 
@@ -14,28 +15,33 @@ void Commands::answer(std::string_view rest)
     std::vector<Prepared> answers;
     while (!rest.empty()) {
         const bool quoted = rest.starts_with('"');
-        answers.push_back({take_word(rest), quoted});
+        answers.push_back({take_word(rest), quoted, here_.number});
     }
     if (answers.empty())
         misuse_of("answer");
     s_.console.prepare(std::move(answers));
 }
 
-void Commands::expect_no_answers(Checks &checks) const
+void Commands::expect_all_asked_for(Checks &checks) const
 {
-    std::vector<std::string> left;
+    const auto unmet = [&](int position, std::string_view command, const std::string &why) {
+        checks.unmet({here_.source, position}, command, why);
+    };
+    std::map<int, std::vector<std::string>> left;
     for (const Prepared &each : s_.console.answers)
-        left.push_back(each.words);
-    if (!left.empty())
-        checks.unmet({}, "answer",
-                     std::to_string(left.size()) +
-                         (left.size() == 1 ? " answer was" : " answers were") +
-                         " not asked for: " + joined(left));
+        left[each.position].push_back(each.words);
+    for (const auto &[position, words] : left)
+        unmet(position, "answer",
+              std::to_string(words.size()) + (words.size() == 1 ? " answer was" : " answers were") +
+                  " not asked for: " + joined(words));
+    // Without a host nobody asks.
+    if (cancelled_at_ != 0 && (!s_.host || s_.host->cancel_is_pending()))
+        unmet(cancelled_at_, "cancel", "no client has asked whether the person has cancelled");
 }
 
 void Commands::cancel()
 {
-    // Without a host nobody asks.
+    cancelled_at_ = here_.number;
     if (s_.host)
         s_.host->cancel();
 }

@@ -87,6 +87,7 @@ public:
 
     // The person cancels; the next client that asks is told, once.
     void cancel() { cancelled_ = true; }
+    bool cancel_is_pending() const { return cancelled_; }
     // The person cancels what clients do: each that holds control is told, if it asks before it
     // hands that back. Returns whether any holds control.
     bool cancel_work();

@@ -222,11 +222,14 @@ TEST_F(CommandLanguage, AnswersThatDoNotFitAreToldAndTheRestIsDropped)
               "blank needs quotes)\n  cannot close the document: the document has changes that are "
               "not saved; save --document saves them, close --lose loses them");
     EXPECT_EQ(error("close").second, "");
-    commands.run("answer 1 \"b c\"");
-    commands.expect_no_answers(checks);
+    commands.run_arguments({"answer 1 \"b c\"", "show", "answer 2", "cancel"}, checks);
+    commands.expect_all_asked_for(checks);
     EXPECT_FALSE(checks.summarise());
-    EXPECT_EQ(errors.str(), "vqhost: 2 answers were not asked for: 1, b c\n"
-                            "vqhost: 1 expectation, 1 not met\n");
+    EXPECT_EQ(errors.str(),
+              "vqhost: argument 1: 2 answers were not asked for: 1, b c\n"
+              "vqhost: argument 3: 1 answer was not asked for: 2\n"
+              "vqhost: argument 4: no client has asked whether the person has cancelled\n"
+              "vqhost: 3 expectations, 3 not met\n");
 }
 
 TEST_F(CommandLanguage, ProgressIsToldOnceAndExpected)

@@ -125,7 +125,7 @@ wrote err "the changes of text.json were not saved and are lost; save --document
 run 2 run three.json "select c" "fly"
 wrote err "the changes of the book were not saved and are lost; save saves them"
 run 1 run three.json "answer 1" show
-wrote err "1 answer was not asked for: 1"
+wrote err "argument 1: 1 answer was not asked for: 1"
 # Two that have one name go by their paths and numbers.
 mkdir -p s1
 echo '{"flows": [{"paragraphs": [{"text": "x"}]}]}' | tee letter.json >s1/letter.json
