@@ -1,4 +1,5 @@
 #include <iterator>
+#include <new>
 
 #include "host/answers/options.h"
 
@@ -42,6 +43,19 @@ V_PropValsT *returned_list(const Documents &documents, const FileOutcome &outcom
     return made;
 }
 
+// Tells the person of changes that the client has lost, whatever memory is left for that.
+void tell_lost(Context &c, const FileOutcome &outcome)
+{
+    if (outcome.lost.empty())
+        return;
+    try {
+        c.host.reports().of(c.client,
+                            "lost the changes of " + outcome.lost + ", which were not saved");
+    } catch (const std::bad_alloc &) {
+        Reports::line(&c.host.reports(), "a client lost changes of a document");
+    }
+}
+
 // Carries out the operation, unless its options are refused, and tells what came of it.
 template <class Result, class Action>
 void give(Context &c, Result &r, OptionList::Operation operation, const V_PropValsT &options,
@@ -50,6 +64,7 @@ void give(Context &c, Result &r, OptionList::Operation operation, const V_PropVa
     FileOutcome outcome;
     try {
         outcome = action(OptionList(operation, options));
+        tell_lost(c, outcome);
     } catch (const StatusError &error) {
         outcome.status = error.status();
         outcome.reason = error.what();
@@ -102,13 +117,20 @@ void Answer<api_vq_import_1>::answer(Context &c, const ApiVqImportArgT &a, ApiVq
 
 void Answer<api_vq_close_1>::answer(Context &c, const ApiVqCloseDocArgT &a, IntT &r)
 {
-    const bool known = a.int2 == V_close_asking || a.int2 == V_close_losing;
-    r = known ? c.documents.close(a.docId, a.int2 == V_close_losing, &c.client).status : bad_value;
+    if (a.int2 != V_close_asking && a.int2 != V_close_losing) {
+        r = bad_value;
+        return;
+    }
+    const auto outcome = c.documents.close(a.docId, a.int2 == V_close_losing, &c.client);
+    r = outcome.status;
+    tell_lost(c, outcome);
 }
 
 void Answer<api_vq_revert_1>::answer(Context &c, const ApiVqGeneralDocArgT &a, IntT &r)
 {
-    r = c.documents.revert(a.docId).status;
+    const auto outcome = c.documents.revert(a.docId);
+    r = outcome.status;
+    tell_lost(c, outcome);
 }
 
 // The ten measures are ignored, because documents have no pages.

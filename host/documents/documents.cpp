@@ -235,8 +235,10 @@ FileOutcome Documents::revert(UIntT document)
         o.file = path(document);
         if (o.file.empty())
             throw Failure(file_status::no_such_file, "the document has no file yet");
+        std::string lost = model_.changed(document) ? title(document) : "";
         load(document, files_.at(document));
         o.words = file_status::reverted;
+        o.lost = std::move(lost);
     });
 }
 
@@ -310,6 +312,8 @@ FileOutcome Documents::close(UIntT document, bool lose, const Client *cause)
             need(document);
         }
         const std::string name = told(o.file);
+        if (lose && model_.changed(document))
+            o.lost = title(document);
         model_.close_document(document);
         files_.erase(document);
         announcer.announce_done(V_notification_after_close, document, name, 0, cause);

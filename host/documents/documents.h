@@ -27,6 +27,8 @@ struct FileOutcome {
     UIntT words = 0; // of file_status
     std::string file = {};
     std::string reason = {}; // why it failed
+    // The title of the document whose changes are lost without the person having been asked.
+    std::string lost = {};
 };
 
 // An operation that fails changes nothing. The cause is the client that calls; null is the person.

@@ -410,7 +410,10 @@ TEST_F(DocumentRules, UnsavedChangesAreAskedFor)
     document = open("a.json");
     EXPECT_CALL(ok, document, V_ApiGetId(0, 0, V_prop_active_document));
     change(document);
+    EXPECT_TRUE(person.reports.empty());
     EXPECT_CALL(ok, 0, V_ApiClose(document, V_close_losing));
+    EXPECT_EQ(person.reports, std::vector<std::string>{"client 1 (tester): lost the changes of "
+                                                       "a.json, which were not saved"});
     EXPECT_CALL(ok, 0, V_ApiGetId(0, 0, V_prop_active_document));
     EXPECT_EQ(read("a.json").find("xxa"), std::string::npos);
 
