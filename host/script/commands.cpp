@@ -360,7 +360,7 @@ void Commands::choose(std::string_view rest)
 void Commands::notify(std::string_view rest)
 {
     const Words words(rest, 1, 4, usage_of("notify"));
-    const auto code = number<IntT>(words.at(0));
+    const IntT code = notification_code(words.at(0));
     const auto object = number<UIntT>(words.at(1));
     const std::string text = window_.sent(words.at(2, ""));
     const auto integer = number<IntT>(words.at(3));
@@ -373,7 +373,7 @@ void Commands::notify(std::string_view rest)
         told = true;
     }
     if (!told)
-        s_.out << "  no running client has asked for notification " << code << std::endl;
+        s_.out << "  no running client has asked for notification " << words.at(0) << std::endl;
 }
 
 void Commands::message(std::string_view rest)

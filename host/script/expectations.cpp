@@ -40,8 +40,7 @@ constexpr NamedCode notifications[] = {
 
 Expectation::Verdict notified(std::deque<IntT> &sent, std::string_view rest)
 {
-    const auto *named = std::ranges::find(notifications, rest, &NamedCode::name);
-    const IntT wanted = named != std::end(notifications) ? named->code : number<IntT>(rest);
+    const IntT wanted = notification_code(whole(rest));
     std::vector<std::string> names;
     for (const IntT each : sent) {
         const auto *row = std::ranges::find(notifications, each, &NamedCode::code);
@@ -79,6 +78,18 @@ std::vector<std::string> notification_names()
     for (const NamedCode &each : notifications)
         names.emplace_back(each.name);
     return names;
+}
+
+IntT notification_code(std::string_view name)
+{
+    if (const auto *named = std::ranges::find(notifications, name, &NamedCode::name);
+        named != std::end(notifications))
+        return named->code;
+    if (!is_whole_number(name))
+        misuse("\"" + std::string(name) +
+               "\" is no code, nor the name of a notification; there are: " +
+               joined(notification_names()));
+    return number<IntT>(name);
 }
 
 std::span<const Expectation> Expectation::all()

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/script/command_table.h"
+#include "velt/scalars.h"
 
 namespace velt::host
 {
@@ -33,8 +34,10 @@ struct Expectation {
     static Verdict verdict(Commands &, std::string_view rest);
 };
 
-// Returns the names of notifications that can be expected.
+// Returns the names of the host's own notifications.
 std::vector<std::string> notification_names();
+// Returns the code of a notification that is given by its name or its code. Throws Error.
+IntT notification_code(std::string_view name);
 
 // Checks an expectation. Throws Unmet when it is not met, or Error for an unknown one.
 void expect(Commands &commands, std::string_view rest);

@@ -49,6 +49,8 @@ TEST(Facts, NumbersStandInTheManual)
 #define V_FILE_STATUS(bit, name, status, meaning)                                                  \
     expect(bit, dashed(#name) + ": " + meaning + ".\n");
 #include "velt/tables/file_statuses.def"
+#define V_NOTIFICATION(code, name, meaning) expect(code, #name ": " meaning ".\n");
+#include "velt/tables/notifications.def"
 #define V_OBJECT_TYPE(number, name, meaning)                                                       \
     EXPECT_NE(manual.find(#name " (" #number ")"), manual.npos) << #name;
 #include "velt/tables/object_types.def"

@@ -335,6 +335,7 @@ TEST_F(CommandLanguage, Completions)
     EXPECT_EQ(commands.completions("get session language"), (Words{"get session language"}));
     EXPECT_EQ(commands.completions("expect notification after_s"),
               (Words{"expect notification after_save"}));
+    EXPECT_EQ(commands.completions("notify after_s"), (Words{"notify after_save"}));
     test::write("b c.json", "");
     EXPECT_EQ(commands.completions("save --document b"), (Words{"save --document b c.json"}));
     EXPECT_EQ(commands.completions("open --revert \"b"), (Words{"open --revert \"b c.json\""}));

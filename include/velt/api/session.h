@@ -107,7 +107,7 @@ IntT V_ApiSetClientDir(const char *directory);
 /* Calls another client by name; returns the value that the host answers. */
 IntT V_ApiCallClient(const char *client, const char *str2);
 /* Asks for a notification by its code. For the reference host int2 is 0 to cancel that; it sends
- * the codes that its user gives to its command "notify". */
+ * the notifications of facts.h, and what its user sends by its command "notify". */
 IntT V_ApiNotification(IntT notification, IntT int2);
 /* Leaves the session for good: control goes back, the connections close, VA_bailout is set. Returns
  * the host's answer, -1 when none came. No remote call may follow. */
