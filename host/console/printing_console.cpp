@@ -173,8 +173,9 @@ void PrintingConsole::report(const std::string &line)
     errors_ << "vqhost: " << printable(line) << std::endl;
 }
 
-void PrintingConsole::progress(int client, IntT percent)
+void PrintingConsole::progress(int client, IntT value)
 {
+    const IntT percent = std::clamp(value, 0, 100);
     progressed = std::max(percent, progressed.value_or(percent));
     if (person && person->is_typing())
         return; // A bar would be drawn over the line.
@@ -186,7 +187,7 @@ void PrintingConsole::progress(int client, IntT percent)
         return;
     }
     constexpr int width = 40;
-    const auto done = static_cast<std::size_t>(std::clamp(percent, 0, 100) * width / 100);
+    const auto done = static_cast<std::size_t>(percent * width / 100);
     std::string line(width, ' ');
     line.replace(0, done, done, '#');
     out_ << "\r" << title << "[" << line << "] " << std::setw(3) << percent << " %" << std::flush;

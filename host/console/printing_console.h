@@ -48,7 +48,7 @@ public:
 
     Reply ask(const Question &question) override;
     void report(const std::string &line) override;
-    void progress(int client, IntT percent) override;
+    void progress(int client, IntT value) override;
 
     // Ends the line in which a bar stands, so that other output can follow.
     void end_bar();

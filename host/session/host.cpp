@@ -377,8 +377,13 @@ bool Host::serve_until(const std::function<bool()> &done, milliseconds limit, Ev
 
 void Host::sleep(const Client &client, std::chrono::microseconds time)
 {
-    const auto limit = std::min(std::chrono::ceil<milliseconds>(time), options_.turn_limit);
-    serve_until([&] { return !client.running(); }, limit, EventLoop::Time::counted);
+    const auto wanted = std::chrono::ceil<milliseconds>(time);
+    const auto limit = std::min(wanted, options_.turn_limit);
+    const bool ended =
+        serve_until([&] { return !client.running(); }, limit, EventLoop::Time::counted);
+    if (!ended && limit < wanted)
+        reports_.of(client, "wanted to sleep for " + show(wanted) +
+                                "; that was cut short after the time limit of " + show(limit));
 }
 
 bool Host::any_client_holds_control()

@@ -22,7 +22,9 @@ VELT_BEGIN_DECLS
 
 /* Opens a document or book; returns its id. */
 V_ObjHandleT V_ApiOpen(const char *fileName, const V_PropValsT *options, V_PropValsT **returned);
-/* Saves a document or book; returns the id that the host answers. */
+/* Saves a document or book; returns the id that the host answers. The reference host saves it in
+ * its own file when the name is null or empty; one that has no file yet gets the file of this name,
+ * and is refused without a name. */
 V_ObjHandleT V_ApiSave(V_ObjHandleT doc, const char *fileName, const V_PropValsT *options,
                        V_PropValsT **returned);
 /* Imports a file at a place in a document's text; returns the id that the host answers. */
@@ -43,7 +45,7 @@ V_PropValsT V_ApiGetExportDefaultParams(void);
  * no such bit. */
 IntT V_ApiCheckStatus(const V_PropValsT *returned, IntT statusBit);
 
-/* Closes a document or book. */
+/* Closes a document or book. For the reference host int2 is V_close_asking or V_close_losing. */
 IntT V_ApiClose(V_ObjHandleT doc, IntT int2);
 /* Creates a document of custom measures; returns its id. */
 V_ObjHandleT V_ApiCustomDoc(IntT int1, IntT int2, IntT int3, IntT int4, IntT int5, IntT int6,

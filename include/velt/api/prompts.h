@@ -22,15 +22,17 @@ IntT V_ApiPromptInt(IntT *answer, const char *str2, const char *str3);
 IntT V_ApiPromptMetric(MetricT *answer, const char *str2, const char *str3, IntT int4);
 /* Asks for a string. */
 IntT V_ApiPromptString(StringT *answer, const char *str2, const char *str3);
-/* Asks for a file. */
+/* Asks for a file. The reference host asks str2, suggests str3 and ignores the rest; the answer is
+ * the name as the user gives it, which, unless it begins with a slash, stands beside the book. */
 IntT V_ApiChooseFile(StringT *answer, const char *str2, const char *str3, const char *str4,
                      IntT int5, const char *str6);
-/* Asks for a file, in the older form. */
+/* Asks for a file, in the older form; the strings as of V_ApiChooseFile. */
 IntT oldV_ApiChooseFile(StringT *answer, const char *str2, const char *str3, const char *str4,
                         IntT int5);
 /* The same with no third string and 0. */
 IntT V_ApiFileScrollBox(StringT *answer, const char *str2, const char *str3);
-/* Asks for an item of a list. The reference host answers with its index from 0. */
+/* Asks for an item of a list. The reference host answers with its index from 0, ignores int4,
+ * and refuses an empty list. */
 IntT V_ApiScrollBox(IntT *answer, const char *title, const V_StringsT *items, IntT int4);
 /* Asks for an item of a list as the user types; returns the host's answer, -1 on failure. */
 IntT V_ApiQuickSelect(V_ObjHandleT doc, const char *str2, const V_StringsT *items);

@@ -5,8 +5,8 @@
  *
  * Strings, unless a call says otherwise, are in the encoding of the session's language:
  * V_LanguageEncoding(V_ApiGetInt(0, 0, V_prop_language)), which is VdeEncQuire for Western
- * languages and never UTF-8. V_StrConvertEnc of vde/encodings.h converts them to UTF-8 and from
- * other encodings; string resources, vde/resources.h, are in that encoding already.
+ * languages and never UTF-8. V_StrConvertEnc of velt/vde/encodings.h converts them to UTF-8 and
+ * from other encodings; string resources, velt/vde/resources.h, are in that encoding already.
  *
  * Failures of every remote call: no answer sets VA_errno to V_error_no_answer, -1, a refusal sets
  * it to the host's status, which is not 0. Then a call that returns a status returns that; one that
@@ -104,7 +104,12 @@ StringT V_ApiClientName(void);
 StringT V_ApiClientDir(void);
 /* Sets the client's directory; returns the host's answer, -1 when none came. */
 IntT V_ApiSetClientDir(const char *directory);
-/* Calls another client by name; returns the value that the host answers. */
+/* Calls another client by name; returns the value that the host answers. The other client of the
+ * reference host gets str2 by V_ApiMessage, with two ids of 0, and answers by V_ApiReturnValue,
+ * else with 0. A client that does not run is not started: V_status_no_such_object. One that holds
+ * control or waits for an answer, such as the caller itself, is not called; nor does one answer
+ * that opens a modal dialog, ends, or does not hand control back in time: V_status_not_permitted.
+ */
 IntT V_ApiCallClient(const char *client, const char *str2);
 /* Asks for a notification by its code. For the reference host int2 is 0 to cancel that; it sends
  * the notifications of facts.h, and what its user sends by its command "notify". */
@@ -122,7 +127,8 @@ void V_ApiCommand(IntT command);
  * V_FilterArgsT. A callback: the library's does nothing, the client's own definition replaces it.
  * Its arguments are borrowed. */
 void V_ApiNotify(IntT notification, V_ObjHandleT objectId, StringT stringArg, IntT intArg);
-/* A message of another client. A callback like V_ApiNotify. */
+/* A message of another client, which has called V_ApiCallClient, or of the user. A callback like
+ * V_ApiNotify. */
 void V_ApiMessage(StringT message, V_ObjHandleT objectId1, V_ObjHandleT objectId2);
 /* Something has happened to an item of the client's dialog. A callback like V_ApiNotify. */
 void V_ApiDialogEvent(IntT dialog, IntT item, IntT detail);
