@@ -1,9 +1,14 @@
 # What a client's author needs besides libraries and programs, which are installed where they are
-# built: headers, man pages, the CMake package and the pkg-config files.
+# built: headers, documents, examples, man pages, the CMake package and the pkg-config files.
 
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/velt TYPE INCLUDE)
+# Where they refer to one another, they do so in the installed tree too.
+file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md)
+install(FILES ${documents} ${PROJECT_SOURCE_DIR}/LICENSE TYPE DOC)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples TYPE DOC
+  PATTERN man EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 install(FILES ${PROJECT_SOURCE_DIR}/tests/valgrind.supp DESTINATION ${CMAKE_INSTALL_DATADIR}/velt)

@@ -8,7 +8,9 @@ endif()
 add_test(NAME calls_manual_test
   COMMAND sh -c "! { ${MANDOC} -T lint ${PROJECT_BINARY_DIR}/docs/man3/*.3
     ${MANDOC} -T lint -W warning ${PROJECT_SOURCE_DIR}/docs/man/*.1; } | grep .")
-set_tests_properties(calls_manual_test PROPERTIES LABELS "no-valgrind;no-sanitizers")
+add_test(NAME manual_references_test COMMAND sh -c "${CMAKE_CURRENT_LIST_DIR}/references_test.sh \
+  ${PROJECT_SOURCE_DIR}/docs/man/*.1 ${PROJECT_BINARY_DIR}/docs/man3/*.3")
+set_tests_properties(calls_manual_test manual_references_test PROPERTIES LABELS "no-valgrind;no-sanitizers")
 
 velt_test(facts_test SOURCES docs/facts_test.cpp LINK velt-api-static)
 target_compile_definitions(facts_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/")

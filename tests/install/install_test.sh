@@ -30,6 +30,10 @@ for file in bin/{shelfwise,vqconv,vqhost,vqsre,vqucod} share/man/man1/{shelfwise
     share/velt/vqinit/usenglish/APIArea/resources/shelfwise.sre; do
     [[ -f $tree/$file ]] || fail "$file is not installed"
 done
+docs=$tree/share/doc/velt
+while IFS=: read -r file link; do
+    [[ -e $(dirname "$file")/${link%%#*} ]] || fail "$file refers to $link, which is not there"
+done < <(grep -oE ']\([^:)]+\)' -r "$docs" --include='*.md' | grep -v include/ | tr -d '])(')
 for alias in V_ApiOpen V_ApiCopyStrings VA_errno; do
     grep -q "^.Nm $alias" "$tree/share/man/man3/$alias.3" || fail "no manual page of $alias"
 done
@@ -104,7 +108,7 @@ no_host() {
 }
 
 echo "== The example by CMake, as C++"
-cmake -G Ninja -S "$source/examples/hello" -B "$work/hello" -DCMAKE_PREFIX_PATH="$tree" \
+cmake -G Ninja -S "$docs/examples/hello" -B "$work/hello" -DCMAKE_PREFIX_PATH="$tree" \
     -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror" \
     >"$work/log" 2>&1 || fail "$(cat "$work/log")"
 cmake --build "$work/hello" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
@@ -131,7 +135,7 @@ echo "== The example, and own definitions, by pkg-config, as C"
 cflags=$(pkg-config --cflags velt-api velt-vde | sed "s#-I/usr#-isystem /usr#g")
 libs=$(pkg-config --libs velt-api velt-vde)
 export LD_LIBRARY_PATH=$libdir
-for program in "$source/examples/hello/hello.c" "$source/tests/install/replaced.c"; do
+for program in "$docs/examples/hello/hello.c" "$source/tests/install/replaced.c"; do
     for linkage in shared static; do
         [[ $linkage == shared ]] || libs=$(sed -E 's/-l(velt-[a-z]+)/-l:lib\1.a/g' <<<"$libs")
         output=$work/$(basename "$program" .c)-$linkage
@@ -150,7 +154,7 @@ done
 echo "== The example with the installed host"
 for hello in "$work"/hello/hello{,-static} "$work"/hello-{shared,static}; do
     name=$(basename "$hello")
-    "$tree/bin/vqhost" run "$source/examples/alice.json" --port-mapper own \
+    "$tree/bin/vqhost" run "$docs/examples/alice.json" --port-mapper own \
         --time-limit 600 --client "$hello" "choose Say Hello" "expect alert Hello from $name, client 1." >"$work/log" 2>&1 ||
         fail "$name with vqhost: $(cat "$work/log")"
 done

@@ -65,11 +65,15 @@ std::string flowed(const std::string &text)
     return out;
 }
 
-// Replaces names of headers by names of manual pages.
-std::string referring(const std::string &text)
+// Replaces names of the headers that have a manual page by its name; others stand with their
+// folder.
+std::string referring(const Interface &interface, std::string text)
 {
-    static const Pattern header("\\b(\\w+)\\.h\\b");
-    return header.replace(text, "velt-\\1(3)");
+    for (const Family &family : interface.families) {
+        const Pattern header(("(^|[ (])" + family.name + "\\.h\\b").c_str());
+        text = header.replace(text, "\\1velt-" + family.name + "(3)");
+    }
+    return text;
 }
 
 std::string uncapitalised(std::string text)
@@ -109,10 +113,12 @@ std::string man_page(const Interface &interface, const Family &family)
         out << (call.parameters.empty() ? ".Fa void\n.Fc\n" : ".Fc\n");
     }
     out << ".Sh DESCRIPTION\n"
-        << flowed(referring(family.about + ". " + family.common)) << ".Bl -tag -width Ds\n";
+        << flowed(referring(interface, family.about + ". " + family.common))
+        << ".Bl -tag -width Ds\n";
     for (const Call &call : family.calls) {
         out << (call.is_function ? ".It Fn " : ".It Va ") << call.name << '\n'
-            << flowed(referring(call.comment) + ' ' + outcomes(call) + ' ' + release(call));
+            << flowed(referring(interface, call.comment) + ' ' + outcomes(call) + ' ' +
+                      release(call));
         if (call.stub.empty())
             continue;
         const Procedure &procedure = interface.procedure(call.stub);
