@@ -14,7 +14,9 @@ mode_t mode(const OptionList &options, IntT number)
     constexpr IntT usual = 0666, permissions = 0777;
     const V_TypedValT *given = options.value(number);
     const IntT mode = given ? given->u.intVal : usual;
-    check((mode & ~permissions) == 0, bad_value);
+    if ((mode & ~permissions) != 0)
+        throw StatusError(bad_value, "option " + std::to_string(number) +
+                                         ": a mode has no other bits than those of octal 777");
     return static_cast<mode_t>(mode);
 }
 
@@ -98,7 +100,11 @@ void Answer<api_vq_export_1>::answer(Context &c, const ApiVqExportArgT &a, ApiVq
         constexpr IntT plain_text = 8;
         const V_TypedValT *type = options.value(V_export_type);
         const V_TypedValT *range = options.value(V_export_range);
-        check(!type || type->u.intVal == plain_text, not_supported);
+        if (type && type->u.intVal != plain_text)
+            throw StatusError(not_supported,
+                              "option " + std::to_string(V_export_type) + ": there is no type " +
+                                  std::to_string(type->u.intVal) + ", only plain text, " +
+                                  std::to_string(plain_text));
         const bool whole = !range || (range->u.textRangeVal.beg.objId == 0 &&
                                       range->u.textRangeVal.end.objId == 0);
         return c.documents.export_text(a.docId, c.documents.beside_book(text(a.fileName)),

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/values/kinds.h"
+
 namespace velt::host
 {
 
@@ -25,8 +27,12 @@ OptionList::OptionList(Operation operation, const V_PropValsT &given) : given_(g
         const auto *row = std::ranges::find_if(rows, [&, number = ident.num](const auto &each) {
             return each.operation == operation && each.number == number;
         });
-        check(row != std::end(rows), no_such_property);
-        check(row->kind == value.valType, wrong_kind);
+        const std::string which = "option " + std::to_string(ident.num);
+        if (row == std::end(rows))
+            throw StatusError(no_such_property, "the operation has no " + which);
+        if (row->kind != value.valType)
+            throw StatusError(wrong_kind,
+                              which + " has the kind " + std::string(name_of_kind(row->kind)));
     }
 }
 

@@ -20,7 +20,8 @@ const char *meaning_of(Status status);
 class StatusError : public Error
 {
 public:
-    explicit StatusError(Status status) : Error(failed, meaning_of(status)), status_(status) {}
+    explicit StatusError(Status status) : StatusError(status, meaning_of(status)) {}
+    StatusError(Status status, const std::string &why) : Error(failed, why), status_(status) {}
     Status status() const { return status_; }
 
 private:

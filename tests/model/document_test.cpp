@@ -470,6 +470,10 @@ TEST_F(DocumentRules, PlainTextGoesInAndOut)
     EXPECT_EQ(read("out.txt"), "\uFFFDÄ\n\nü\n");
     EXPECT_CALL(no_such_place, no_such_place, export_to("out.txt", {1, &wrong}));
     EXPECT_CALL(not_supported, not_supported, export_to("out.txt", {1, &type}));
+    EXPECT_EQ(reason(), "option 5: there is no type 7, only plain text, 8");
+    type.propIdent.num = 99;
+    EXPECT_CALL(no_such_property, no_such_property, export_to("out.txt", {1, &type}));
+    EXPECT_EQ(reason(), "the operation has no option 99");
     // It is the document's own file.
     EXPECT_CALL(unwritable_file, unwritable_file, export_to("a.json", none));
 }
