@@ -1,6 +1,7 @@
 // Errors, with the exit code of the program that they end.
 #pragma once
 
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -28,6 +29,12 @@ public:
 [[noreturn]] inline void misuse(const std::string &text)
 {
     throw Error(misused, text);
+}
+
+// Returns what a person is told of the exception.
+inline std::string reason_of(const std::exception &error)
+{
+    return dynamic_cast<const std::bad_alloc *>(&error) ? "out of memory" : error.what();
 }
 
 } // namespace velt

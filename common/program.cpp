@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
-#include <new>
 #include <utility>
 
 #include "common/printable.h"
@@ -53,11 +52,8 @@ int run_program(const Program &program, const std::function<ExitCode()> &body)
         if (error.code == misused)
             std::cerr << "Try '" << program.name << " --help'.\n";
         return error.code;
-    } catch (const std::bad_alloc &) {
-        std::cerr << program.name << ": out of memory\n";
-        return EXIT_FAILURE;
     } catch (const std::exception &error) {
-        std::cerr << program.name << ": " << printable_lines(error.what()) << '\n';
+        std::cerr << program.name << ": " << printable_lines(reason_of(error)) << '\n';
         return EXIT_FAILURE;
     }
 }

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <iostream>
-#include <new>
 
 #include "apilib/unix/descriptors.h"
 #include "common/descriptor_buffer.h"
@@ -24,11 +23,8 @@ int main(int argc, char **argv)
     } catch (const Error &error) {
         std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
         return error.code;
-    } catch (const std::bad_alloc &) {
-        std::cerr << "vqhost: out of memory" << std::endl;
-        return failed;
     } catch (const std::exception &error) {
-        std::cerr << "vqhost: " << printable_lines(error.what()) << std::endl;
+        std::cerr << "vqhost: " << printable_lines(reason_of(error)) << std::endl;
         return failed;
     }
 }

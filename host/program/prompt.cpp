@@ -151,7 +151,7 @@ bool Prompt::wait_for_input()
                 return true;
         } catch (const std::exception &error) {
             if (interrupts.signal == 0)
-                std::cerr << printable_lines(error.what()) << std::endl;
+                std::cerr << printable_lines(reason_of(error)) << std::endl;
         }
     }
     return false;
@@ -316,7 +316,7 @@ void Prompt::run(Commands &commands, Host *host)
                 break;
         } catch (const std::exception &error) {
             warned_ = false; // the command may have changed the book before it failed
-            std::cerr << printable_lines(error.what()) << std::endl;
+            std::cerr << printable_lines(reason_of(error)) << std::endl;
         }
         if (interrupts.signal != 0 && !goes_on(false))
             break;

@@ -273,11 +273,11 @@ public:
         try {
             action();
         } catch (const std::exception &reason) {
-            checks_.failed(reason.what());
+            checks_.failed(reason_of(reason));
             // The first error has ended the run and is thrown at last; those that follow from it
             // are printed here.
             if (error_)
-                std::cerr << "vqhost: " << printable_lines(reason.what()) << std::endl;
+                std::cerr << "vqhost: " << printable_lines(reason_of(reason)) << std::endl;
             else
                 error_ = std::current_exception();
         }
@@ -353,8 +353,8 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
                 // A person is told and can go on, since `start` is one of the commands.
                 if (!interactive || interrupts.signal)
                     throw;
-                std::cerr << printable_lines(error.what()) << std::endl;
-                checks.failed(error.what());
+                std::cerr << printable_lines(reason_of(error)) << std::endl;
+                checks.failed(reason_of(error));
             }
         }
         carry_out(commands, arguments, host.get(), prompt, checks);
