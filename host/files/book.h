@@ -19,7 +19,9 @@ inline constexpr const char *file_property = "File";
 // path, and with line and column if the mistake has a place in the text.
 UIntT read_book(std::string_view text, const std::string &path, Model &model, IntT language = 0);
 
-std::string write_book(const Model &model, UIntT book);
+// What is selected is part of a book file, but no change of the book.
+enum class Selection { written, left_out };
+std::string write_book(const Model &model, UIntT book, Selection selection = Selection::written);
 
 // Returns a JSON Schema of what a book file may hold.
 std::string book_schema();
@@ -36,15 +38,12 @@ public:
     // Saves to this file or another, as KnownFile::write does.
     void save(const std::string &path, const Model &model, UIntT book, bool force = false,
               mode_t mode = 0666);
-    // Returns whether this file has been written since it was read.
-    bool written() const { return written_; }
-
-    // Returns the file's text as it was last read or written.
-    std::string text() const { return file_.text(); }
+    // Returns whether the book has changed since this file was last read or written.
+    bool differs_from(const Model &model, UIntT book) const;
 
 private:
     KnownFile file_;
-    bool written_ = false;
+    std::string known_; // the book as this host would have written it then
 };
 
 } // namespace velt::host

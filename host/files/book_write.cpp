@@ -35,7 +35,7 @@ void write_properties(const Object &object, const SessionText &session, JsonWrit
 
 } // namespace
 
-std::string write_book(const Model &model, UIntT book)
+std::string write_book(const Model &model, UIntT book, Selection selection)
 {
     const SessionText session(model.language());
     const Object &object = model.object(0, book);
@@ -45,7 +45,7 @@ std::string write_book(const Model &model, UIntT book)
     out.text("title", session.to_utf8(object.name));
     out.text("language", V_LanguageString(model.language()));
     out.text("dialogEncoding", session.to_utf8(model.dialog_encoding()));
-    if (const UIntT selected = model.selected(book)) {
+    if (const UIntT selected = selection == Selection::written ? model.selected(book) : 0) {
         out.key("selected");
         if (const std::string &name = model.at(selected).name; !name.empty())
             out.text(session.to_utf8(name));
@@ -79,15 +79,23 @@ UIntT BookFile::load(Model &model, IntT language)
         misuse(std::string("cannot read the book ") + error.what());
     }
     const UIntT book = read_book(text, path(), model, language);
-    file_.remember(file_.contents(std::move(text)));
+    KnownFile::Contents contents = file_.contents(std::move(text));
+    known_ = write_book(model, book, Selection::left_out);
+    file_.remember(std::move(contents));
     return book;
 }
 
 void BookFile::save(const std::string &path, const Model &model, UIntT book, bool force,
                     mode_t mode)
 {
+    std::string now = write_book(model, book, Selection::left_out);
     if (file_.write(path, write_book(model, book), force, mode))
-        written_ = true;
+        known_ = std::move(now);
+}
+
+bool BookFile::differs_from(const Model &model, UIntT book) const
+{
+    return write_book(model, book, Selection::left_out) != known_;
 }
 
 } // namespace velt::host

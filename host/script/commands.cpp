@@ -97,7 +97,7 @@ void Commands::print_help(std::string_view of)
 Commands::Commands(Surroundings surroundings)
     : s_(std::move(surroundings)),
       window_(s_.model, s_.book, s_.console.text.emplace(s_.model.language())),
-      view_(s_.model, s_.documents, *s_.console.text), loaded_(write_book(s_.model, s_.book))
+      view_(s_.model, s_.documents, *s_.console.text)
 {
 }
 

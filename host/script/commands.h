@@ -154,7 +154,6 @@ private:
     int cancelled_at_ = 0; // the position of the latest `cancel`
     Window window_;
     DocumentWindow view_;
-    std::string loaded_; // the text that the book has as a file that this host would have written
     std::set<const Client *> expected_exits_; // the list of clients does not shrink once they run
 };
 

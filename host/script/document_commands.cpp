@@ -182,7 +182,7 @@ void Commands::save(std::string_view rest, const GivenOptions &options)
 
 bool Commands::book_changed() const
 {
-    return write_book(s_.model, s_.book) != (s_.file.written() ? s_.file.text() : loaded_);
+    return s_.file.differs_from(s_.model, s_.book);
 }
 
 // Returns the commands that save the document.

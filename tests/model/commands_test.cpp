@@ -30,17 +30,25 @@ protected:
     Model model;
     std::ostringstream out, errors;
     PrintingConsole console{out, errors};
-    UIntT book = read_book(R"({"title": "T", "language": "japanese", "selected": "One",
-        "components": [{"name": "One"}, {"name": "Two, too"}, {"name": "三"}]})",
-                           "book", model);
+    BookFile file{"own.json"};
+    UIntT book = load(R"({"title": "T", "language": "japanese", "selected": "One",
+        "components": [{"name": "One"}, {"name": "Two, too"}, {"name": "三"}]})");
     UIntT command = model.define_command(1, 1, "Go", "\x83\x65\x83\x58\x83\x67", "");
-    BookFile file{"book"};
     Documents documents{model};
     Commands commands{{model, documents, console, nullptr, {}, book, file, out, false}};
 
     Checks checks{errors};
 
-    CommandLanguage() { model.add_to_menu(model.menu(book_context_menu), command); }
+    UIntT load(const std::string &text)
+    {
+        test::write(file.path(), text);
+        return file.load(model);
+    }
+    CommandLanguage()
+    {
+        model.add_to_menu(model.menu(book_context_menu), command);
+        documents.set_book(book, file);
+    }
 
     // The exit code and the message of a line that fails.
     std::pair<ExitCode, std::string> error(const std::string &line)
@@ -105,6 +113,12 @@ TEST_F(CommandLanguage, SelectAndExpect)
     EXPECT_EQ(error("expect selected One").first, failed);
     EXPECT_EQ(error("select Four").first, failed);
     EXPECT_EQ(error("select 4").first, failed);
+    EXPECT_TRUE(commands.unsaved().empty()) << "a selection is no change";
+    commands.run("set 1 name Four");
+    EXPECT_EQ(commands.unsaved().size(), 1U);
+    commands.run("save");
+    commands.run("select 1");
+    EXPECT_TRUE(commands.unsaved().empty());
 }
 
 TEST_F(CommandLanguage, Mistakes)

@@ -122,7 +122,7 @@ wrote err "text.json:1:37: flows[0].paragraphs[0].text: "
 run 0 check-document --language japanese text.json
 run 0 run three.json --language japanese "open text.json" "type x" "expect text x三"
 wrote err "the changes of text.json were not saved and are lost; save --document saves them"
-run 2 run three.json "select c" "fly"
+run 2 run three.json "set c Author L" "fly"
 wrote err "the changes of the book were not saved and are lost; save saves them"
 run 1 run three.json "answer 1" show
 wrote err "argument 1: 1 answer was not asked for: 1"

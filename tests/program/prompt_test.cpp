@@ -97,6 +97,7 @@ TEST_F(PromptLines, LinesAreEditedCompletedAndKept)
                        {"r", "\t"},
                        {"select Größe\r\nselect Grün\r\n", "ü\t"},
                        {"n ", "\n"},
+                       {prompt, "set book Author L\n"},
                        {prompt, "hel\t"},
                        {"p ", "\x03"},
                        {prompt, "\x03"},
