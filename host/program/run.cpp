@@ -126,15 +126,17 @@ void Outputs::check() const
         trace->check();
 }
 
-// Sets VQHOME, unless it is set, so that clients of an installed host find the resources that are
-// installed with it.
+// Sets VQHOME, unless it names a directory, so that clients of an installed host find the resources
+// that are installed with it.
 void default_home()
 {
     std::error_code error;
+    if (const char *named = std::getenv("VQHOME"); named && *named)
+        return;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
     const auto home = program.parent_path().parent_path() / "share" / "velt";
     if (!error && std::filesystem::is_directory(home / "vqinit", error))
-        setenv("VQHOME", home.c_str(), 0);
+        setenv("VQHOME", home.c_str(), 1);
 }
 
 std::shared_ptr<PortMapper> port_mapper(const Arguments &arguments)
