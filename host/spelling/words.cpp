@@ -111,7 +111,7 @@ void WordList::read(const std::string &path, const Letters &letters)
 {
     std::string content;
     try {
-        content = read_file(path);
+        content = read_plain_file(path);
     } catch (const std::runtime_error &error) {
         misuse(std::string("cannot read the word list ") + error.what());
     }

@@ -143,7 +143,10 @@ for text in '"properties": [{"number": 9, "k\u009b\u001b[31m": 1}]' '"title": "T
     ! grep -aP '[\x00-\x09\x0b-\x1f\x80-\x9f]' err || fail "controls of a book are printed"
 done
 
-# What cannot be read is no empty script.
+# What cannot be read is no empty script, and nobody waits for a pipe.
+mkfifo pipe
+on_fresh_book 2 --words pipe show
+wrote err "pipe: it is not a plain file"
 on_fresh_book 2 --script "$work"
 wrote err "Is a directory"
 run 2 run three.json <"$work"
