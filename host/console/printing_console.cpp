@@ -29,6 +29,12 @@ std::string title(const Question &question)
     return title;
 }
 
+// Returns what stands before the text of the question, if it has one.
+std::string heading(const Question &question)
+{
+    return title(question) + (question.text.empty() ? "" : ": ");
+}
+
 // Keeps the line that a person is typing off the terminal.
 class HiddenLine
 {
@@ -65,8 +71,7 @@ Question PrintingConsole::in_utf8(Question question) const
 
 void PrintingConsole::show(const Question &question)
 {
-    const std::string asked = printable_line(question.text);
-    out_ << title(question) << (asked.empty() ? "" : ": ");
+    out_ << heading(question);
     for (const char c : printable_lines(question.text))
         out_ << c << (c == '\n' ? "  " : "");
     out_ << "\n";
@@ -75,9 +80,9 @@ void PrintingConsole::show(const Question &question)
     if (question.items.size() > shown_items)
         out_ << "  and " << question.items.size() - shown_items << " more\n";
     out_ << std::flush;
-    questions.push_back(asked);
+    questions.push_back(printable_line(question.text));
     if (question.kind == Question::alert)
-        alerts.push_back(asked);
+        alerts.push_back(questions.back());
 }
 
 // Reads an answer, which must also exist in the session's encoding.
@@ -114,7 +119,7 @@ std::optional<Reply> PrintingConsole::next_answer(const Question &question)
         answers.erase(answers.begin(),
                       answers.begin() + static_cast<std::ptrdiff_t>(answer.behind));
         const std::string misfit =
-            "the answer \"" + answer.words + "\" does not fit the " + title(question) + ": " +
+            "the answer \"" + answer.words + "\" does not fit the " + heading(question) +
             printable_line(question.text) + "\n  " + error.what() +
             (answer.others > 0 && !answer.quoted ? " (an answer with a blank needs quotes)" : "");
         if (person)

@@ -113,6 +113,8 @@ void Reader::session(const JsonNode &root, IntT language)
 
 UIntT Reader::book(const JsonNode &root, IntT language)
 {
+    if (root.member("flows") && !root.member("components"))
+        throw JsonError(root, "it is a document, which the command \"open\" opens, and no book");
     need_object(root,
                 {"title", "language", "dialogEncoding", "selected", "properties", "components"});
     session(root, language);

@@ -30,7 +30,9 @@ private:
     void object(const JsonNode &node);
     void properties(const JsonNode &node, UIntT id);
     void format(const JsonNode &node, UIntT paragraph);
-    texts::Place place(UIntT paragraph, IntT offset);
+    texts::Place place(const JsonNode &node, UIntT paragraph, IntT offset);
+    // Returns the mistake of a node that tells of a place which the text does not have.
+    JsonError no_place(const JsonNode &node, const V_TextLocT &place) const;
 
     std::string name(const JsonNode &node, IntT type);
     void note(const JsonNode &node, UIntT id) { note(node, id, id); }
@@ -113,7 +115,7 @@ void Reader::fill(const JsonNode &node, const char *list, Add add)
         throw JsonError(node, std::string("a list \"") + list + "\" is needed");
     members->need(JsonNode::array);
     if (members->members.empty())
-        throw JsonError(*members, "the list has at least one entry");
+        throw JsonError(*members, "the list needs at least one entry");
     for (const auto &each : members->members)
         attempt(problems_, [&] { add(each.second); });
 }
@@ -193,7 +195,7 @@ void Reader::object(const JsonNode &node)
                        : model_.append(document_, type, named, parent));
     } catch (const StatusError &error) {
         if (error.status() == no_such_place)
-            throw JsonError(*anchored.mapped().node, error.what());
+            throw no_place(*anchored.mapped().node->member("offset"), anchored.mapped().place);
         throw JsonError(*node.member("type"), "no object in a document has this type: it is a "
                                               "number above 0, and none of what stands elsewhere, "
                                               "such as books and menus");
@@ -229,21 +231,28 @@ void Reader::format(const JsonNode &node, UIntT paragraph)
         replace_ids(value);
         all.insert_or_assign(key, Value(value));
     });
-    at(node, [&] {
-        check(begin <= end, no_such_place);
-        const texts::Place first = place(paragraph, begin);
-        model_.set_text_properties({document_, first, place(paragraph, end)}, all);
-    });
+    if (end < begin)
+        throw JsonError(*to, "the format ends before it begins");
+    const texts::Place first = place(*from, paragraph, begin), last = place(*to, paragraph, end);
+    at(node, [&] { model_.set_text_properties({document_, first, last}, all); });
+}
+
+JsonError Reader::no_place(const JsonNode &node, const V_TextLocT &place) const
+{
+    const auto count = model_.characters().count(model_.at(place.objId).text);
+    return {node, "the text has " + std::to_string(count) + " characters, and no place " +
+                      std::to_string(place.offset)};
 }
 
 // Goes on from the place that it has returned last, as formats stand in the order of the text.
-texts::Place Reader::place(UIntT paragraph, IntT offset)
+texts::Place Reader::place(const JsonNode &node, UIntT paragraph, IntT offset)
 {
     if (paragraph != last_.paragraph || offset < last_.offset)
         last_ = {paragraph, 0, 0};
     const std::string_view rest = std::string_view(model_.at(paragraph).text).substr(last_.byte);
     const auto further = model_.characters().byte_of(rest, offset - last_.offset);
-    check(further.has_value(), no_such_place);
+    if (!further)
+        throw no_place(node, {paragraph, offset});
     return last_ = {paragraph, offset, last_.byte + *further};
 }
 

@@ -156,7 +156,8 @@ int schema(int argc, char **argv)
 {
     const std::string of = argc > 1 ? argv[1] : "book";
     if (argc > 2 || (of != "book" && of != "document"))
-        misuse_of_program("schema of book or document?");
+        misuse_of_program("schema " + std::string(argc > 2 ? argv[2] : of) +
+                          ": there is one of book, and one of document");
     return tell(of == "book" ? book_schema() : document_schema());
 }
 

@@ -57,6 +57,17 @@ GivenOptions take_options(const CommandTable &command, std::string &arguments)
     return options;
 }
 
+// Returns what explains the failure of a line that is not UTF-8.
+std::string not_utf8(std::string_view line)
+{
+    try {
+        from_utf8(line);
+        return {};
+    } catch (const std::runtime_error &) {
+        return "; the line is not UTF-8";
+    }
+}
+
 // Ends the bar that shows a client's progress when the command is over, however that ends.
 struct BarEnd {
     PrintingConsole &console;
@@ -153,10 +164,10 @@ bool Commands::run_at(const Position &position, std::string_view line, Checks &c
             checks.met(position, line);
         return more;
     } catch (const Unmet &error) {
-        checks.unmet(position, line, error.what());
+        checks.unmet(position, line, error.what() + not_utf8(line));
         return true;
     } catch (const Error &error) {
-        throw Error(error.code, position.text() + ": " + error.what());
+        throw Error(error.code, position.text() + ": " + error.what() + not_utf8(line));
     }
 }
 

@@ -28,8 +28,9 @@ std::string advice(const FileOutcome &outcome, const std::string &save, const st
                " FILE keeps both" + or_lose;
     case unwritable_file:
         return "; " + save + " FILE writes another" + or_lose;
-    case cancelled:
-        return "; " + save + " saves them, " + lose + " loses them";
+    case cancelled: // what has no file yet needs a name
+        return "; " + save + (outcome.file.empty() ? " FILE" : "") + " saves them, " + lose +
+               " loses them";
     default:
         return "";
     }

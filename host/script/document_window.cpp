@@ -180,6 +180,9 @@ std::optional<V_TextRangeT> DocumentWindow::range(UIntT document, std::string_vi
     };
     if (std::pair(to.paragraph, to.offset) < std::pair(from.paragraph, from.offset))
         fail("the range ends (" + told(to) + ") before it begins (" + told(from) + ")");
+    if (model_.at(range.beg.objId).parent != model_.at(range.end.objId).parent)
+        fail("a selection lies within one flow, and paragraphs " + std::to_string(from.paragraph) +
+             " and " + std::to_string(to.paragraph) + " are in two");
     return range;
 }
 

@@ -153,7 +153,10 @@ std::span<const Expectation> Expectation::all()
         {"paragraph", "NUMBER [TEXT]",
          "this paragraph of the active document has this text; without text: is empty",
          [](Commands &c, std::string_view rest) -> Verdict {
-             const auto position = number<std::size_t>(take_word(rest));
+             const std::string which = take_word(rest);
+             if (!is_whole_number(which) || which[0] == '-')
+                 misuse("\"" + which + "\" is not the number of a paragraph; they count from 1");
+             const auto position = number<std::size_t>(which);
              const std::string wanted = c.window_.sent(typed_text(rest));
              const UIntT paragraph = c.view_.paragraph(c.view_.active(), position);
              const std::string &is = c.s_.model.at(paragraph).text;
@@ -172,7 +175,7 @@ std::span<const Expectation> Expectation::all()
         {"alerts", "NUMBER", "so many alerts were shown since the last expected one",
          [](Commands &c, std::string_view rest) -> Verdict {
              auto &alerts = c.s_.console.alerts;
-             return {alerts.size() == number<std::size_t>(rest), std::string(rest),
+             return {alerts.size() == number<UIntT>(rest), std::string(rest),
                      std::to_string(alerts.size()) + ": " + joined({alerts.begin(), alerts.end()}),
                      [&alerts] { alerts.clear(); }};
          }},
@@ -225,7 +228,7 @@ std::span<const Expectation> Expectation::all()
              c.host().wait_for_exit(client, c.host().options().exit_limit);
              const std::string is =
                  client.running() ? "still running" : status_text(client.exit_status);
-             return {is == wanted, wanted, is,
+             return {is == wanted, who + " " + wanted, is,
                      [&c, &client] { c.expected_exits_.insert(&client); }};
          }},
         {"not", "WHAT", "it is not so",

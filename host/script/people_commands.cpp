@@ -54,6 +54,9 @@ void Commands::dialog(std::string_view rest)
     const bool by_word = which == "end", end = by_word || which == "0";
     if (words.words.size() == (by_word ? 3 : 1))
         misuse_of("dialog");
+    if (!by_word && words.at(1) == "end")
+        misuse("a modal dialog, the one opened last, is ended without its name: dialog end" +
+               (words.words.size() > 2 ? " " + words.at(2) : ""));
     const auto item = by_word ? 0 : number<IntT>(words.at(1));
     const auto detail = number<IntT>(words.at(by_word ? 1 : 2));
     host();

@@ -1,5 +1,6 @@
 // The commands on properties.
 
+#include <algorithm>
 #include <optional>
 
 #include "host/script/commands.h"
@@ -9,10 +10,19 @@ namespace velt::host
 {
 void Commands::get(std::string_view rest)
 {
+    std::string_view words = rest;
+    const std::string object(trimmed(take_raw_word(words)));
+    const std::string property(trimmed(words));
     const auto [of, key] = window_.take_property(rest, usage_of("get"));
     if (!rest.empty())
         misuse_of("get");
-    s_.out << window_.shown(s_.model.get(of.doc, of.id, key)) << std::endl;
+    try {
+        s_.out << window_.shown(s_.model.get(of.doc, of.id, key)) << std::endl;
+    } catch (const StatusError &error) {
+        if (error.status() != no_such_property)
+            throw;
+        fail(object + " has no property " + property + "; props " + object + " lists them");
+    }
 }
 
 void Commands::set(std::string_view rest)
@@ -25,6 +35,14 @@ void Commands::set(std::string_view rest)
     const IntT wanted = old                                               ? old->kind()
                         : is_whole_number(text) && !rest.starts_with('"') ? kind::integer
                                                                           : kind::string;
+    if (key.number == property::name && of.doc == s_.book && !text.empty()) {
+        const Object *holder = s_.model.find(s_.book, object_type::component, window_.sent(text));
+        const auto all = s_.model.components(s_.book);
+        if (holder && holder->id != of.id)
+            fail("component " +
+                 std::to_string(std::ranges::find(all, holder->id) - all.begin() + 1) +
+                 " has the name \"" + text + "\" already");
+    }
     const std::string name = name_of_kind(wanted);
     switch (wanted) {
     case kind::string:

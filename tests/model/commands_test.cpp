@@ -152,6 +152,28 @@ TEST_F(CommandLanguage, Mistakes)
                                               "--force; quotes make it a name");
     EXPECT_EQ(error("open \"--rever\"").second,
               "no component or file \"--rever\"; components are: One, \"Two, too\", 三");
+    const std::pair<const char *, const char *> hints[] = {
+        {"notify after_opn", "\"after_opn\" is no code, nor the name of a notification; there are: "
+                             "filter, before_open"},
+        {"set 3 name One", "component 1 has the name \"One\" already"},
+        {"get \"Two, too\" Nope",
+         "\"Two, too\" has no property Nope; props \"Two, too\" lists them"},
+        {"dialog One end 3", "a modal dialog, the one opened last, is ended without its name: "
+                             "dialog end 3"},
+    };
+    for (const auto &[line, hint] : hints)
+        EXPECT_TRUE(error(line).second.starts_with(hint)) << error(line).second;
+}
+
+TEST_F(CommandLanguage, MistakesInADocument)
+{
+    test::write("d.json", R"({"flows": [{"paragraphs": [{"text": "x"}]},
+                                        {"paragraphs": [{"text": "y"}]}]})");
+    commands.run("open d.json");
+    EXPECT_EQ(error("select --text 1:0-2:1").second,
+              "a selection lies within one flow, and paragraphs 1 and 2 are in two");
+    EXPECT_EQ(error("expect paragraph x").second,
+              "\"x\" is not the number of a paragraph; they count from 1");
 }
 
 TEST_F(CommandLanguage, AlertsAreAnsweredInOrder)
@@ -234,7 +256,7 @@ TEST_F(CommandLanguage, AnswersThatDoNotFitAreToldAndTheRestIsDropped)
               "the answer \"yes\" does not fit the question what to do with unsaved changes: "
               "untitled\n  \"yes\" is not save or lose, nor the number of one (an answer with a "
               "blank needs quotes)\n  cannot close the document: the document has changes that are "
-              "not saved; save --document saves them, close --lose loses them");
+              "not saved; save --document FILE saves them, close --lose loses them");
     EXPECT_EQ(error("close").second, "");
     commands.run_arguments({"answer 1 \"b c\"", "show", "answer 2", "cancel"}, checks);
     commands.expect_all_asked_for(checks);
@@ -332,6 +354,11 @@ TEST_F(CommandLanguage, Scripts)
     EXPECT_TRUE(test::error_of([&] {
                     commands.run_script(bad, "bad", checks);
                 }).starts_with("bad:2: unknown command"));
+    std::istringstream latin("ty\xff"
+                             "pe\n");
+    EXPECT_EQ(test::error_of([&] { commands.run_script(latin, "latin", checks); }),
+              "latin:1: unknown command \"ty\xff"
+              "pe\"; help lists them; the line is not UTF-8");
     EXPECT_EQ(error("expect selected Two, too").first, done) << "the rest is left out";
 }
 

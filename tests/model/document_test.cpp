@@ -186,7 +186,7 @@ TEST_F(DocumentRules, MistakesNameTheirPlaceAndLeaveNothing)
 {
     const std::pair<const char *, const char *> mistakes[] = {
         {"{}", "d:1:1: a list \"flows\" is needed"},
-        {R"({"flows": []})", "flows: the list has at least one"},
+        {R"({"flows": []})", "flows: the list needs at least one"},
         {R"({"format": 0, "flows": [{"paragraphs": [{}]}]})", "format: the number of the format"},
         {R"({"flows": [{"paragraphs": [{"text": "a\nb"}]}]})", ".text: a line end is the end"},
         {R"({"flows": [{"paragraphs": [{"text": "三", "anchors": [{"offset": 1, "object": 1}],
@@ -200,12 +200,12 @@ TEST_F(DocumentRules, MistakesNameTheirPlaceAndLeaveNothing)
         {R"({"flows": [{"paragraphs": [{"id": 0}]}]})", "id: 0 is the id of nothing"},
         {R"({"flows": [{"paragraphs": [{"formats": [{"from": 0, "to": 1, "properties":
              [{"number": 1, "integer": 1}]}]}]}]})",
-         "formats[0]: the text has no such place"},
+         "formats[0].to: the text has 0 characters, and no place 1"},
         {R"({"flows": [{"paragraphs": [{"anchors": [{"offset": 0, "object": 1}]}]}]})",
          "anchors[0].object: no object has this"},
         {R"({"flows": [{"paragraphs": [{"anchors": [{"offset": 1, "object": 1}]}]}],
              "objects": [{"id": 1, "type": 9}]})",
-         "anchors[0]: the text has no such place"},
+         "anchors[0].offset: the text has 0 characters, and no place 1"},
         {R"({"flows": [{"paragraphs": [{}]}], "objects": [{"type": 9, "in": 3}, {"type": 5}]})",
          "objects[1]: flows and paragraphs stand"},
         {R"({"flows": [{"paragraphs": [{}]}], "objects": [{"type": 4}, {"type": 1}, {"type": 2}]})",
