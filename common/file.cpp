@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <functional>
 #include <span>
 #include <stdexcept>
 #include <system_error>
@@ -33,6 +34,16 @@ void check_size(std::size_t size, const std::string &name)
 {
     if (size > most_content)
         throw std::runtime_error(name + ": is larger than 256 MiB, or has no end");
+}
+
+constexpr std::size_t digest_block = 65536;
+
+// Adds a block, which is full unless it is the last.
+void add(Digest &digest, std::string_view block)
+{
+    constexpr std::size_t odd = 0x9E3779B97F4A7C15;
+    digest.hash = (digest.hash + std::hash<std::string_view>()(block)) * odd;
+    digest.size += block.size();
 }
 
 class PlainFile
@@ -111,16 +122,25 @@ std::string read_plain_file(const std::string &path)
     return text;
 }
 
-bool plain_file_holds(const std::string &path, std::string_view text)
+Digest digest_of(std::string_view text)
+{
+    Digest digest;
+    while (!text.empty()) {
+        const std::string_view block = text.substr(0, digest_block);
+        add(digest, block);
+        text.remove_prefix(block.size());
+    }
+    return digest;
+}
+
+Digest digest_of_file(const std::string &path)
 {
     const PlainFile file(path);
-    std::array<char, 65536> block;
-    while (const std::size_t got = file.read(block)) {
-        if (text.substr(0, got) != std::string_view(block.data(), got))
-            return false;
-        text.remove_prefix(got);
-    }
-    return text.empty();
+    Digest digest;
+    std::array<char, digest_block> block;
+    while (const std::size_t got = file.read(block))
+        add(digest, {block.data(), got});
+    return digest;
 }
 
 } // namespace velt

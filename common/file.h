@@ -20,7 +20,14 @@ File open_file(const std::string &path, const char *mode);
 std::string read_file(const std::string &path);
 // Reads a plain file and no other, as many bytes as its size says.
 std::string read_plain_file(const std::string &path);
-// Returns whether a plain file, of any size, holds this text and nothing else.
-bool plain_file_holds(const std::string &path, std::string_view text);
+// What tells a text from others: its length, and a hash.
+struct Digest {
+    std::size_t size = 0, hash = 0;
+
+    bool operator==(const Digest &) const = default;
+};
+Digest digest_of(std::string_view text);
+// That of a plain file, of any size.
+Digest digest_of_file(const std::string &path);
 
 } // namespace velt

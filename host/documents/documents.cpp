@@ -162,9 +162,10 @@ void Documents::write(const std::string &path, UIntT document, Write write)
 
 void Documents::load(UIntT document, KnownFile &file)
 {
-    KnownFile::Contents contents = file.contents(text_of(file.path()));
+    const std::string text = text_of(file.path());
+    KnownFile::Contents contents = file.contents(text);
     try {
-        read_document(contents.texts.begin()->second, file.path(), model_, document);
+        read_document(text, file.path(), model_, document);
     } catch (const NewerFormat &error) {
         throw Failure(file_status::newer, error.what());
     } catch (const Error &error) {

@@ -79,7 +79,7 @@ UIntT BookFile::load(Model &model, IntT language)
         misuse(std::string("cannot read the book ") + error.what());
     }
     const UIntT book = read_book(text, path(), model, language);
-    KnownFile::Contents contents = file_.contents(std::move(text));
+    KnownFile::Contents contents = file_.contents(text);
     known_ = write_book(model, book, Selection::left_out);
     file_.remember(std::move(contents));
     return book;

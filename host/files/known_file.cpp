@@ -3,7 +3,6 @@
 #include <new>
 #include <system_error>
 
-#include "common/file.h"
 #include "common/replace_file.h"
 
 namespace velt::host
@@ -29,22 +28,16 @@ bool KnownFile::is(const std::string &path) const
                               resolved(path) == place(path_));
 }
 
-std::string KnownFile::text() const
-{
-    const auto known = known_.texts.find(place(path_));
-    return known == known_.texts.end() ? std::string() : known->second;
-}
-
 std::filesystem::path KnownFile::place(const std::string &path) const
 {
     const auto place = known_.places.find(path);
     return place == known_.places.end() ? resolved(path) : place->second;
 }
 
-KnownFile::Contents KnownFile::contents(const std::string &path, std::string text)
+KnownFile::Contents KnownFile::contents(const std::string &path, std::string_view text)
 {
     Contents made;
-    made.texts.emplace(made.places.emplace(path, resolved(path)).first->second, std::move(text));
+    made.texts.emplace(made.places.emplace(path, resolved(path)).first->second, digest_of(text));
     return made;
 }
 
@@ -65,12 +58,12 @@ void KnownFile::check_unchanged(const std::string &path) const
     const auto known = known_.texts.find(place(path));
     if (known == known_.texts.end())
         throw ChangedError(path + " is there already");
-    if (!plain_file_holds(path, known->second))
+    if (digest_of_file(path) != known->second)
         throw ChangedError(path +
                            ": somebody else has changed it since it was read or written here");
 }
 
-bool KnownFile::write(const std::string &path, std::string text, bool force, mode_t mode)
+bool KnownFile::write(const std::string &path, std::string_view text, bool force, mode_t mode)
 {
     const bool own = path_.empty() || is(path);
     NewFile file(path, NewFile::Others::refused, mode);
@@ -80,7 +73,7 @@ bool KnownFile::write(const std::string &path, std::string text, bool force, mod
         check_unchanged(path);
     // What the new file changes here is ready before it takes its place, so that nothing fails
     // afterwards.
-    Contents written = contents(path, std::move(text));
+    Contents written = contents(path, text);
     std::string own_path = path_.empty() ? path : path_;
     file.commit();
     remember(std::move(written));

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "common/error.h"
+#include "common/file.h"
 
 namespace velt::host
 {
@@ -31,27 +32,24 @@ public:
     // Returns whether the other path leads to this file.
     bool is(const std::string &path) const;
 
-    // The texts of files, and the files to which paths led.
+    // What the texts of files were, and the files to which paths led.
     struct Contents {
-        std::map<std::filesystem::path, std::string> texts;
+        std::map<std::filesystem::path, Digest> texts;
         std::map<std::string, std::filesystem::path> places;
     };
     // Returns what to remember of the file when this text has been read from it.
-    Contents contents(std::string text) const { return contents(path_, std::move(text)); }
+    Contents contents(std::string_view text) const { return contents(path_, text); }
     void remember(Contents contents) noexcept;
     // Replaces the file once the new one is complete; if that fails, the old one stays. Writes to
     // another file, or to this one by another path; what has no file gets this one. A file that is
     // new gets the mode, less the process's mask. Returns whether it is this file.
-    bool write(const std::string &path, std::string text, bool force, mode_t mode = 0666);
-
-    // Returns the file's text as it was last read or written.
-    std::string text() const;
+    bool write(const std::string &path, std::string_view text, bool force, mode_t mode = 0666);
 
 private:
     // Returns the file to which the path led when it was last read or written, or the one to which
     // it leads now if it has been neither.
     std::filesystem::path place(const std::string &path) const;
-    static Contents contents(const std::string &path, std::string text);
+    static Contents contents(const std::string &path, std::string_view text);
     void check_unchanged(const std::string &path) const;
 
     std::string path_;
