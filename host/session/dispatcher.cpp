@@ -4,6 +4,7 @@
 
 #include "apilib/wire/routines.h"
 #include "common/memory_reserve.h"
+#include "host/session/host.h"
 #include "host/session/tracing.h"
 #include "host/trace/trace.h"
 
@@ -128,8 +129,10 @@ try {
     return answered_well;
 } catch (const std::exception &error) {
     svcerr_systemerr(transport);
-    s_.reports.of(call.client, std::string(call.procedure.name) + " failed: " + error.what());
-    return std::string("failed: ") + error.what();
+    s_.host.note_failure(call.client);
+    const std::string failed = "failed: " + reason_of(error);
+    s_.reports.of(call.client, std::string(call.procedure.name) + " " + failed);
+    return failed;
 }
 
 // From here on, the host knows which client calls on the connection.

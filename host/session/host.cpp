@@ -205,11 +205,17 @@ Outcome Host::wrong(Outcome::Kind kind, const Client &client, const std::string 
     return failure(kind, client, what);
 }
 
+void Host::note_failure(const Client &client)
+{
+    if (failure_.empty())
+        failure_ = client.title();
+}
+
 Outcome Host::failure(Outcome::Kind kind, const Client &client, const std::string &what)
 {
     // A client that is busy is not to blame for a call that comes meanwhile.
-    if (kind != Outcome::busy && client.running() && failure_.empty())
-        failure_ = client.title();
+    if (kind != Outcome::busy && client.running())
+        note_failure(client);
     return {kind, client.title() + ": " + what};
 }
 

@@ -110,8 +110,10 @@ public:
     Options &options() { return options_; }
     Programs &programs() { return programs_; }
     Reports &reports() { return reports_; }
-    // Returns the title of the first client that has failed since the last call, whoever had called
-    // it; empty when none has. One that has ended is not meant.
+    // Notes that something has failed at the client, or for it.
+    void note_failure(const Client &client);
+    // Returns the title of the first client for which that was so since the last call; empty when
+    // there is none. One that has ended is not meant.
     std::string take_failure() { return std::exchange(failure_, {}); }
     // The notifications that clients have been sent and the script has not expected yet.
     std::deque<IntT> &notified() { return notified_; }
