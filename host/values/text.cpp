@@ -1,5 +1,7 @@
 #include "host/values/text.h"
 
+#include <array>
+#include <cstdio>
 #include <map>
 #include <stdexcept>
 
@@ -49,6 +51,17 @@ const Charset &charset(UIntT encoding)
 {
     static std::map<UIntT, Charset> made;
     return made.try_emplace(encoding, encoding).first->second;
+}
+
+// Returns the character in quotes, or its number if it cannot be shown.
+std::string name_of(char32_t character)
+{
+    const std::string shown = to_utf8(character);
+    if (printable(shown) == shown)
+        return "\"" + shown + "\"";
+    std::array<char, 16> number;
+    std::snprintf(number.data(), number.size(), "U+%04X", static_cast<unsigned>(character));
+    return number.data();
 }
 
 } // namespace
@@ -111,8 +124,7 @@ std::string SessionText::from_utf8(std::string_view text) const
                                         ? std::string(1, static_cast<char>(character & 0xFF))
                                         : charset_.encode(character);
         if (encoded.empty())
-            throw std::runtime_error("\"" + printable(velt::to_utf8(character)) +
-                                     "\" does not exist in " + charset_.name() +
+            throw std::runtime_error(name_of(character) + " does not exist in " + charset_.name() +
                                      ", the encoding of " + V_LanguageString(language_));
         bytes += encoded;
     }
