@@ -1,7 +1,12 @@
-/* What the examples share: how they begin, ask, open documents, and report what failed. */
+/* What the examples share: how they begin, ask, open documents, and report what failed.
+ *
+ * A call that fails returns something empty, such as no text, which may be right as well. VA_errno
+ * tells, since a call that succeeds leaves it alone: it is set to 0, then come the calls, then
+ * failed() is asked. */
 #ifndef EXAMPLES_COMMON_H
 #define EXAMPLES_COMMON_H
 
+#include <stdio.h>
 #include <string.h>
 
 #include <velt/api.h>
@@ -10,11 +15,13 @@
 /* What could not be done, and why. */
 static VdeClT failures;
 
+static const char no_memory[] = "out of memory";
+
 /* Loads the client's labels in the session's language, and defines its command in the context menu
- * of a book. Without labels the client ends. */
+ * of a book. Without labels, and when a call has failed up to here, the client ends. */
 static inline void begin(const char *client, IntT command, const char *name, IntT label)
 {
-    char text[256] = "";
+    char text[256];
 
     V_FdeInit();
     VdeClInit(&failures, 256);
@@ -23,28 +30,33 @@ static inline void begin(const char *client, IntT command, const char *name, Int
         V_ApiBailOut();
         return;
     }
-    V_SrGetN(label, text, sizeof text);
+    snprintf(text, sizeof text, "%s", name);
+    V_SrGetN(label, text, sizeof text); /* without memory, the name stays there */
     V_ApiDefineAndAddCommand(command, V_ApiGetNamedObject(0, V_type_menu, "!BookContextMenu"), name,
                              text, "");
+    if (VA_errno != V_error_none) {
+        V_ApiErr(V_ApiErrorText(VA_errno));
+        V_ApiBailOut();
+    }
 }
 
-/* Asks the user for a text, for V_ApiDeallocateString; null when that is cancelled. */
-static inline StringT ask(IntT prompt)
+/* One of the client's texts, until the next call. */
+static inline const char *text_of(IntT id)
 {
-    char text[256] = "";
-    StringT answer = NULL;
+    static char text[256];
 
-    V_SrGetN(prompt, text, sizeof text);
-    return V_ApiPromptString(&answer, text, "") == 0 ? answer : NULL;
+    snprintf(text, sizeof text, "%s", no_memory);
+    V_SrGetN(id, text, sizeof text);
+    return text;
 }
 
-/* Adds to the failures what could not be done with a component. */
+/* Adds to the failures what could not be done with a component, or with the book for 0. */
 static inline void note_failure(V_ObjHandleT book, V_ObjHandleT component, const char *reason)
 {
-    StringT name = V_ApiGetString(book, component, V_prop_name);
+    StringT name = V_ApiGetString(component ? book : 0, component ? component : book, V_prop_name);
 
     VdeClAddString(&failures, failures.len > 0 ? "; " : "");
-    VdeClAddString(&failures, name);
+    VdeClAddString(&failures, name ? name : "?");
     VdeClAddString(&failures, ": ");
     VdeClAddString(&failures, reason);
     V_ApiDeallocateString(&name);
@@ -53,25 +65,74 @@ static inline void note_failure(V_ObjHandleT book, V_ObjHandleT component, const
 /* The same with one of the client's texts as the reason. */
 static inline void note_failure_text(V_ObjHandleT book, V_ObjHandleT component, IntT reason)
 {
-    char text[256] = "";
+    note_failure(book, component, text_of(reason));
+}
 
-    V_SrGetN(reason, text, sizeof text);
-    note_failure(book, component, text);
+/* Whether a call has failed since VA_errno was 0, which is noted; it is 0 again then. */
+static inline int failed(V_ObjHandleT book, V_ObjHandleT component)
+{
+    IntT error = VA_errno;
+
+    if (error != V_error_none)
+        note_failure(book, component, V_ApiErrorText(error));
+    VA_errno = V_error_none;
+    return error != V_error_none;
+}
+
+/* Shows a message to the user. */
+static inline void show(const char *message)
+{
+    enum { ALERT_TYPE = 2 };
+
+    VA_errno = V_error_none;
+    V_ApiAlert(message, ALERT_TYPE);
+    if (VA_errno != V_error_none)
+        V_ApiErr(message);
+}
+
+/* Asks the user for a text, for V_ApiDeallocateString; null when that is cancelled, or fails. */
+static inline StringT ask(IntT prompt)
+{
+    char text[256];
+    StringT answer = NULL;
+
+    if (V_SrGetN(prompt, text, sizeof text) != 0) {
+        show(no_memory);
+        return NULL;
+    }
+    VA_errno = V_error_none;
+    V_ApiPromptString(&answer, text, "");
+    if (VA_errno != V_error_none)
+        show(V_ApiErrorText(VA_errno));
+    return answer;
 }
 
 /* Shows a count to the user, in the first text; in the second one, with the failures, when there
  * are any. They are forgotten then. */
 static inline void report(IntT text, IntT text_with_failures, IntT count)
 {
-    enum { ALERT_TYPE = 2 };
-    char message[4096] = "";
+    const char *why = failures.len > 0 ? (const char *)failures.buf : no_memory;
+    char message[4096];
 
-    if (failures.len > 0)
-        V_SrGetF(text_with_failures, message, sizeof message, "ds", (int)count, failures.buf);
-    else
-        V_SrGetF(text, message, sizeof message, "d", (int)count);
+    /* Without memory for the client's text, this stays there. */
+    snprintf(message, sizeof message, "%d (%s)", (int)count, why);
+    V_SrGetF(failures.len > 0 ? text_with_failures : text, message, sizeof message, "ds",
+             (int)count, why);
     VdeClSetLen(&failures, 0);
-    V_ApiAlert(message, ALERT_TYPE);
+    show(message);
+}
+
+/* The component of a book that follows another, or the first one for 0. 0 at the end, and when that
+ * fails, which is noted. */
+static inline V_ObjHandleT next_component(V_ObjHandleT book, V_ObjHandleT component)
+{
+    V_ObjHandleT next;
+
+    VA_errno = V_error_none;
+    next = component ? V_ApiGetId(book, component, V_prop_next_component)
+                     : V_ApiGetId(0, book, V_prop_first_component);
+    failed(book, 0);
+    return next;
 }
 
 /* The string that a value holds; empty when it is of another kind. */
@@ -89,19 +150,25 @@ static inline const char *reason_in(const V_PropValsT *returned)
 }
 
 /* The file of a component, which is its property named File, for V_ApiDeallocateString; empty when
- * it has none. */
+ * it has none. Null when that fails, which is noted. */
 static inline StringT component_file(V_ObjHandleT book, V_ObjHandleT component)
 {
-    V_PropValsT all = V_ApiGetProps(book, component);
+    V_PropValsT all;
     const char *file = "";
     StringT copy;
 
+    VA_errno = V_error_none;
+    all = V_ApiGetProps(book, component);
+    if (failed(book, component))
+        return NULL;
     for (UIntT i = 0; i < all.len; i++) {
         const V_PropIdentT *of = &all.val[i].propIdent;
         if (of->num == 0 && of->name && strcmp(of->name, "File") == 0)
             file = string_in(&all.val[i].propVal);
     }
     copy = V_ApiCopyString(file);
+    if (!copy)
+        note_failure(book, component, no_memory);
     V_ApiDeallocatePropVals(&all);
     return copy;
 }
@@ -120,11 +187,12 @@ static inline V_ObjHandleT open_document(V_ObjHandleT book, V_ObjHandleT compone
 {
     V_PropValsT options = V_ApiGetOpenDefaultParams(), *returned = NULL;
     StringT file = component_file(book, component);
-    V_ObjHandleT doc;
+    V_ObjHandleT doc = 0;
 
     V_ApiAppendIntProp(&options, V_open_revert, revert);
-    doc = V_ApiOpen(file, &options, &returned);
-    if (!doc)
+    if (V_ApiGetPropIndex(&options, V_open_revert) < 0)
+        note_failure(book, component, no_memory);
+    else if (file && !(doc = V_ApiOpen(file, &options, &returned)))
         note_failure(book, component, reason_in(returned));
     if (opened_here)
         *opened_here = doc && !has_status(returned, V_file_opened_already) &&
@@ -154,9 +222,9 @@ static inline int save_document(V_ObjHandleT book, V_ObjHandleT component, V_Obj
 {
     V_PropValsT options = V_ApiGetSaveDefaultParams(), *returned = NULL;
     StringT file = component_file(book, component);
-    int good = V_ApiSave(doc, file, &options, &returned) != 0;
+    int good = file && V_ApiSave(doc, file, &options, &returned) != 0;
 
-    if (!good)
+    if (file && !good)
         note_failure(book, component, reason_in(returned));
     V_ApiDeallocateString(&file);
     V_ApiDeallocatePropVals(&options);

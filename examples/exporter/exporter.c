@@ -10,11 +10,14 @@ enum { LABEL, WRITTEN, SOME_WRITTEN }; /* string resources */
  * has not exported itself. Returns whether that worked; a failure is noted. */
 static int export_document(V_ObjHandleT book, V_ObjHandleT component, V_ObjHandleT doc)
 {
-    V_PropValsT options = V_ApiGetExportDefaultParams(), *returned = NULL;
     StringT file = component_file(book, component);
+    V_PropValsT options, *returned = NULL;
     VdeClT target;
     int good;
 
+    if (!file)
+        return 0;
+    options = V_ApiGetExportDefaultParams();
     VdeClInit(&target, 256);
     VdeClAddString(&target, file);
     VdeClAddString(&target, ".txt");
@@ -46,8 +49,8 @@ static void export_book(void)
     V_ObjHandleT book = V_ApiGetId(0, 0, V_prop_active_book), component;
     IntT written = 0;
 
-    for (component = V_ApiGetId(0, book, V_prop_first_component); component;
-         component = V_ApiGetId(book, component, V_prop_next_component))
+    for (component = next_component(book, 0); component;
+         component = next_component(book, component))
         written += export_component(book, component);
     report(WRITTEN, SOME_WRITTEN, written);
 }

@@ -8,11 +8,14 @@ enum { LABEL, COUNTED, SOME_COUNTED, CANCELLED, SOME_CANCELLED }; /* string reso
 
 /* A word is what stands between blanks. With the ends of paragraphs among them, the items of text
  * end there too. */
-static IntT words_in(V_ObjHandleT doc)
+static IntT words_in(V_ObjHandleT book, V_ObjHandleT component, V_ObjHandleT doc)
 {
-    TextItemsT items = V_ApiGetText(doc, doc, V_select_string | V_select_paragraph_end);
+    TextItemsT items;
     IntT words = 0;
 
+    VA_errno = V_error_none;
+    items = V_ApiGetText(doc, doc, V_select_string | V_select_paragraph_end);
+    failed(book, component);
     for (UIntT i = 0; i < items.len; i++) {
         const TextItemT *item = &items.val[i];
         int in_word = 0;
@@ -31,7 +34,7 @@ static IntT words_of(V_ObjHandleT book, V_ObjHandleT component)
 {
     int opened_here;
     V_ObjHandleT doc = open_document(book, component, 0, &opened_here);
-    IntT words = doc ? words_in(doc) : 0;
+    IntT words = doc ? words_in(book, component, doc) : 0;
 
     if (opened_here)
         V_ApiClose(doc, V_close_asking);
@@ -43,17 +46,18 @@ static void count_words(void)
     V_ObjHandleT book = V_ApiGetId(0, 0, V_prop_active_book), component;
     IntT words = 0, all = 0, done = 0;
 
-    for (component = V_ApiGetId(0, book, V_prop_first_component); component;
-         component = V_ApiGetId(book, component, V_prop_next_component))
+    for (component = next_component(book, 0); component;
+         component = next_component(book, component))
         all++;
-    for (component = V_ApiGetId(0, book, V_prop_first_component); component;
-         component = V_ApiGetId(book, component, V_prop_next_component)) {
+    for (component = next_component(book, 0); component;
+         component = next_component(book, component)) {
         if (V_ApiUserCancel() == 1) {
             report(CANCELLED, SOME_CANCELLED, words);
             return;
         }
         words += words_of(book, component);
-        V_Progress(100 * ++done / all);
+        if (++done <= all) /* not when they could not all be told before */
+            V_Progress(100 * done / all);
     }
     report(COUNTED, SOME_COUNTED, words);
 }
