@@ -62,12 +62,6 @@ static inline void note_failure(V_ObjHandleT book, V_ObjHandleT component, const
     V_ApiDeallocateString(&name);
 }
 
-/* The same with one of the client's texts as the reason. */
-static inline void note_failure_text(V_ObjHandleT book, V_ObjHandleT component, IntT reason)
-{
-    note_failure(book, component, text_of(reason));
-}
-
 /* Whether a call has failed since VA_errno was 0, which is noted; it is 0 again then. */
 static inline int failed(V_ObjHandleT book, V_ObjHandleT component)
 {
@@ -202,6 +196,32 @@ static inline V_ObjHandleT open_document(V_ObjHandleT book, V_ObjHandleT compone
     return doc;
 }
 
+/* Has a document be as its file is: closes it when it was opened here, else reads the file again. A
+ * failure is noted. */
+static inline void put_back(V_ObjHandleT book, V_ObjHandleT component, V_ObjHandleT doc,
+                            int opened_here)
+{
+    if (!opened_here)
+        open_document(book, component, 1, NULL);
+    else if (V_ApiClose(doc, V_close_losing) != 0)
+        note_failure(book, component, V_ApiErrorText(VA_errno));
+}
+
+/* Whether a document has no changes that are not saved. When it has, which the text says, and when
+ * that cannot be told, it is noted. */
+static inline int is_saved(V_ObjHandleT book, V_ObjHandleT component, V_ObjHandleT doc, IntT text)
+{
+    int changed;
+
+    VA_errno = V_error_none;
+    changed = V_ApiGetInt(0, doc, V_prop_changed) != 0;
+    if (failed(book, component))
+        return 0;
+    if (changed)
+        note_failure(book, component, text_of(text));
+    return !changed;
+}
+
 /* The options to find a text, for V_ApiDeallocatePropVals. */
 static inline V_PropValsT find_options(const char *text)
 {
@@ -216,16 +236,36 @@ static inline V_ObjHandleT first_paragraph(V_ObjHandleT doc)
     return V_ApiGetId(doc, V_ApiGetId(0, doc, V_prop_first_flow), V_prop_first_paragraph);
 }
 
+/* Replaces a text that was found; VA_errno tells whether that failed. Returns the place behind the
+ * replacement, which V_ApiReplaceText does not tell. The replacement is inserted first, so that it
+ * has the format of the text found, and nothing is lost when that fails. */
+static inline V_TextLocT replace_text(V_ObjHandleT doc, const V_TextRangeT *found, const char *text)
+{
+    V_TextLocT after = V_ApiAddText(doc, &found->end, text);
+
+    if (VA_errno == V_error_none)
+        V_ApiDeleteText(doc, found);
+    if (after.objId == found->end.objId)
+        after.offset -= found->end.offset - found->beg.offset;
+    return after;
+}
+
 /* Saves the document of a component in its file. Returns whether that worked; a failure is noted.
- */
+ * When the answer is lost, the document tells: it has no changes once it is saved. */
 static inline int save_document(V_ObjHandleT book, V_ObjHandleT component, V_ObjHandleT doc)
 {
     V_PropValsT options = V_ApiGetSaveDefaultParams(), *returned = NULL;
     StringT file = component_file(book, component);
     int good = file && V_ApiSave(doc, file, &options, &returned) != 0;
 
-    if (file && !good)
-        note_failure(book, component, reason_in(returned));
+    if (file && !good) {
+        const char *reason = reason_in(returned);
+        int lost = VA_errno == V_error_no_answer;
+        VA_errno = V_error_none;
+        good = lost && V_ApiGetInt(0, doc, V_prop_changed) == 0 && VA_errno == V_error_none;
+        if (!good)
+            note_failure(book, component, reason);
+    }
     V_ApiDeallocateString(&file);
     V_ApiDeallocatePropVals(&options);
     return good;

@@ -13,7 +13,7 @@ enum : IntT { label, find_prompt, replace_prompt, saved, some_saved, undone, som
 
 struct Document {
     V_ObjHandleT component, id;
-    int opened_here, touched, count; // touched by somebody else; replacements in it
+    int opened_here, touched, count; // touched by somebody else; replacements in it, -1: failed
 };
 
 struct {
@@ -22,19 +22,19 @@ struct {
     std::vector<Document> documents; // that came already
 } work;
 
-IntT replace_in(V_ObjHandleT doc)
+void replace_in(Document &d)
 {
-    IntT count = 0;
     V_PropValsT options = find_options(work.find);
-    V_TextLocT from{first_paragraph(doc), 0};
-    for (;; count++) {
-        const V_TextRangeT found = V_ApiFind(doc, &from, &options);
-        if (found.beg.objId == 0 || V_ApiDeleteText(doc, &found) != 0)
-            break;
-        from = V_ApiAddText(doc, &found.beg, work.replacement);
+    VA_errno = V_error_none;
+    for (V_TextLocT from{first_paragraph(d.id), 0}; VA_errno == V_error_none;) {
+        const V_TextRangeT found = V_ApiFind(d.id, &from, &options);
+        if (VA_errno == V_error_none)
+            from = replace_text(d.id, &found, work.replacement);
+        d.count += VA_errno == V_error_none;
     }
+    if (VA_errno != V_status_not_found && failed(work.book, d.component))
+        d.count = -1;
     V_ApiDeallocatePropVals(&options);
-    return count;
 }
 
 // Saves the document, or puts it back; what somebody else has changed stays open for them.
@@ -42,17 +42,19 @@ bool finish(const Document &d, bool save)
 {
     const bool good = save && !d.touched && save_document(work.book, d.component, d.id);
     if (d.touched)
-        note_failure_text(work.book, d.component, unsaved);
+        note_failure(work.book, d.component, text_of(unsaved));
+    else if (!good && d.count != 0)
+        put_back(work.book, d.component, d.id, d.opened_here);
     else if (d.opened_here)
         V_ApiClose(d.id, V_close_losing);
-    else if (!good && d.count > 0)
-        open_document(work.book, d.component, 1, nullptr);
     return good;
 }
 
 void replace_in_all()
 {
+    work.next = next_component(work.book, 0);
     const bool cancelled = V_ApiModalDialog(dialog, V_ApiOpenResource(dialog, "Replace")) != 0;
+    failed(work.book, 0);
     IntT count = 0;
     for (const Document &d : work.documents)
         count += finish(d, d.count > 0 && !cancelled) ? d.count : 0;
@@ -64,17 +66,14 @@ void replace_in_all()
 // A document with changes that are not saved is left out: it could not be put back as it was.
 void V_ApiDialogEvent(IntT, IntT item, IntT)
 {
-    if (item != replace_item || work.next == 0)
+    if (item != replace_item || work.next == 0 || !work.replacement)
         return;
     Document d{work.next, 0, 0, 0, 0};
-    work.next = V_ApiGetId(work.book, d.component, V_prop_next_component);
+    work.next = next_component(work.book, d.component);
     d.id = open_document(work.book, d.component, 0, &d.opened_here);
-    if (d.id && V_ApiGetInt(0, d.id, V_prop_changed) != 0) {
-        note_failure_text(work.book, d.component, unsaved);
-    } else if (d.id) {
-        d.count = replace_in(d.id);
-        work.documents.push_back(d);
-    }
+    if (d.id && is_saved(work.book, d.component, d.id, unsaved))
+        replace_in(work.documents.emplace_back(d));
+    VA_errno = V_error_none; // what failed here is noted
 }
 
 void V_ApiNotify(IntT, V_ObjHandleT document, StringT, IntT)
@@ -91,8 +90,7 @@ void V_ApiInitialize(IntT)
 
 void V_ApiCommand(IntT)
 {
-    const V_ObjHandleT book = V_ApiGetId(0, 0, V_prop_active_book);
-    work = {book, V_ApiGetId(0, book, V_prop_first_component), ask(find_prompt), nullptr, {}};
+    work = {V_ApiGetId(0, 0, V_prop_active_book), 0, ask(find_prompt), nullptr, {}};
     if (work.find && (work.replacement = ask(replace_prompt)))
         replace_in_all();
     V_ApiDeallocateString(&work.find);

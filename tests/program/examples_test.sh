@@ -60,10 +60,14 @@ example replace "${unsaved[@]}" "answer rabbit hare" "choose Replace in Book..."
 wrote out "; two: two.json: "
 chmod 644 two.json
 book deutsch
-example replace "open two" "answer rabbit Hase" "choose Im Buch ersetzen..." "dialog 1 1" "dialog 1 1" \
-    "dialog end 1" "expect alert Abgebrochen" "expect documents two.json" "document 1" "expect not changed" \
+example replace "open two" 'answer rabbit "ein rabbit"' "choose Im Buch ersetzen..." "dialog 1 1" \
+    "dialog 1 1" "expect paragraph 1 A ein rabbit, late! ein rabbit." "dialog end 1" \
+    "expect alert Abgebrochen" "expect documents two.json" "document 1" "expect not changed" \
     "expect paragraph 1 A rabbit, late! Rabbit."
 cmp -s one.json first.json || fail "a cancelled replacement has changed a file"
+book usenglish
+example replace 'answer "" hare' "choose Replace in Book..." "dialog 1 1" "dialog end" \
+    "expect alert Replaced 0 times. Not replaced: one: "
 # The user types while the dialog is up.
 book usenglish
 example replace "answer rabbit hare" "choose Replace in Book..." "dialog 1 1" "type MINE " "dialog end 1" \
