@@ -133,14 +133,16 @@ Digest digest_of(std::string_view text)
     return digest;
 }
 
-Digest digest_of_file(const std::string &path)
+bool holds(const std::string &path, const Digest &digest)
 {
     const PlainFile file(path);
-    Digest digest;
+    if (file.size != digest.size)
+        return false;
+    Digest read;
     std::array<char, digest_block> block;
     while (const std::size_t got = file.read(block))
-        add(digest, {block.data(), got});
-    return digest;
+        add(read, {block.data(), got});
+    return read == digest;
 }
 
 } // namespace velt

@@ -27,7 +27,7 @@ struct Digest {
     bool operator==(const Digest &) const = default;
 };
 Digest digest_of(std::string_view text);
-// That of a plain file, of any size.
-Digest digest_of_file(const std::string &path);
+// Returns whether a plain file, of any size, holds such a text.
+bool holds(const std::string &path, const Digest &digest);
 
 } // namespace velt

@@ -3,8 +3,9 @@
 set -eu
 known=" iconv.1 iconv.3 rpcbind.8 $(basename -a "$@" | tr '\n' ' ')"
 status=0
-for page in $(cat "$@" | sed -E 's/^\.(Xr|BR) ([^ ]+) \(?([0-9])\)?.*/\2(\3)/' |
-    grep -oE '[A-Za-z][A-Za-z0-9_-]*\([1-9]\)' | sed -E 's/\((.)\)/.\1/' | sort -u); do
+pages=$(cat "$@" | sed -E 's/^\.(Xr|BR) ([^ ]+) \(?([0-9])\)?.*/\2(\3)/' |
+    grep -oE '[A-Za-z][A-Za-z0-9_-]*\([1-9]\)' | sed -E 's/\((.)\)/.\1/' | sort -u)
+for page in $pages; do
     case $known in
     *" $page "*) ;;
     *) echo "FAIL: there is no page $page" >&2; status=1 ;;
