@@ -149,7 +149,8 @@ UIntT Reader::book(const JsonNode &root, IntT language)
 UIntT read_book(std::string_view text, const std::string &path, Model &model, IntT language)
 {
     UIntT book = 0;
-    read_nodes(text, path, [&](const JsonNode &root, std::vector<JsonError> &problems) {
+    JsonNode root;
+    read_nodes(text, path, root, [&](std::vector<JsonError> &problems) {
         book = Reader(model, problems).book(root, language);
     });
     return book;

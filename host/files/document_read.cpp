@@ -297,7 +297,8 @@ void read_document(std::string_view text, const std::string &path, Model &model,
         const UIntT id = model.create_document("");
         ~Fresh() { model.close_document(id); }
     } const fresh{model};
-    read_nodes(text, path, [&](const JsonNode &root, std::vector<JsonError> &problems) {
+    JsonNode root;
+    read_nodes(text, path, root, [&](std::vector<JsonError> &problems) {
         root.need(JsonNode::object);
         attempt(problems, [&] { check_format(root, path); });
         Reader(model, problems, fresh.id).read(root, document);

@@ -9,32 +9,6 @@
 namespace velt::host
 {
 
-void read_nodes(
-    std::string_view text, const std::string &path,
-    const std::function<void(const JsonNode &root, std::vector<JsonError> &problems)> &read)
-{
-    std::vector<JsonError> problems;
-    JsonNode root;
-    attempt(problems, [&] {
-        problems = parse_json(text, root);
-        read(root, problems);
-    });
-    if (problems.empty())
-        return;
-    const auto place = [](const JsonError &error) { return std::pair(error.line, error.column); };
-    std::ranges::stable_sort(problems, {}, place);
-    constexpr std::size_t most_told = 100;
-    const std::span told(problems.data(), std::min(problems.size(), most_told));
-    std::string all;
-    for (const JsonError &error : told)
-        all += (all.empty() ? "" : "\n") + path + ":" + std::to_string(error.line) + ":" +
-               std::to_string(error.column) + ": " + printable(error.what());
-    if (const std::size_t more = problems.size() - told.size(); more > 0)
-        all += "\n" + path + ": and " + std::to_string(more) +
-               (more == 1 ? " more mistake" : " more mistakes");
-    misuse(all);
-}
-
 std::string ModelReader::text(const JsonNode &node) const
 {
     const std::string &utf8 = node.text();

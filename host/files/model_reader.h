@@ -17,13 +17,6 @@
 namespace velt::host
 {
 
-// Parses a file's text and has `read` read its root, to which problems are added. Throws Error with
-// a line for each mistake, which begins with the path, and with line and column if the mistake has
-// a place in the text.
-void read_nodes(
-    std::string_view text, const std::string &path,
-    const std::function<void(const JsonNode &root, std::vector<JsonError> &problems)> &read);
-
 // Its functions throw JsonError for a mistake in the node itself, and add those further inside to
 // the problems.
 class ModelReader

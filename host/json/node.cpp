@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
+#include <span>
 #include <tuple>
 
 #include <nlohmann/json.hpp>
 
 #include "common/charset.h"
+#include "common/nearest.h"
 
 namespace velt::host
 {
@@ -248,9 +250,14 @@ void JsonNode::need(Type wanted) const
 void expect_names(const JsonNode &node, std::span<const std::string_view> names,
                   std::vector<JsonError> &problems)
 {
-    for (const auto &[name, value] : node.members)
-        if (std::ranges::find(names, name) == names.end())
-            problems.emplace_back(value, "unknown name " + in_quotes(name));
+    for (const auto &[name, value] : node.members) {
+        if (std::ranges::find(names, name) != names.end())
+            continue;
+        Nearest nearest(name);
+        for (const std::string_view each : names)
+            nearest.consider(each);
+        problems.emplace_back(value, "unknown name " + in_quotes(name) + nearest.hint());
+    }
 }
 
 std::optional<std::int64_t> JsonNode::integer(std::int64_t least, std::int64_t most) const
@@ -286,6 +293,30 @@ std::vector<JsonError> parse_json(std::string_view text, JsonNode &root)
     std::vector<JsonError> problems;
     link(root, problems);
     return problems;
+}
+
+void read_nodes(std::string_view text, const std::string &path, JsonNode &root,
+                const std::function<void(std::vector<JsonError> &problems)> &read)
+{
+    std::vector<JsonError> problems;
+    attempt(problems, [&] {
+        problems = parse_json(text, root);
+        read(problems);
+    });
+    if (problems.empty())
+        return;
+    const auto place = [](const JsonError &error) { return std::pair(error.line, error.column); };
+    std::ranges::stable_sort(problems, {}, place);
+    constexpr std::size_t most_told = 100;
+    const std::span told(problems.data(), std::min(problems.size(), most_told));
+    std::string all;
+    for (const JsonError &error : told)
+        all += (all.empty() ? "" : "\n") + path + ":" + std::to_string(error.line) + ":" +
+               std::to_string(error.column) + ": " + printable(error.what());
+    if (const std::size_t more = problems.size() - told.size(); more > 0)
+        all += "\n" + path + ": and " + std::to_string(more) +
+               (more == 1 ? " more mistake" : " more mistakes");
+    misuse(all);
 }
 
 } // namespace velt::host

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -74,5 +75,11 @@ void expect_names(const JsonNode &node, std::span<const std::string_view> names,
 // Parses a text into the root. Throws JsonError if the text is no JSON. Returns a list of the
 // mistakes in spite of which it can be read, such as a name that stands twice in an object.
 std::vector<JsonError> parse_json(std::string_view text, JsonNode &root);
+
+// Parses a file's text into the root and has `read` read that, which adds problems. Throws Error
+// with a line for each mistake, which begins with the path, and with line and column if the mistake
+// has a place in the text.
+void read_nodes(std::string_view text, const std::string &path, JsonNode &root,
+                const std::function<void(std::vector<JsonError> &problems)> &read);
 
 } // namespace velt::host

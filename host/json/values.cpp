@@ -48,7 +48,7 @@ void write_value(const Shape &shape, void *value, JsonOut &out, const ToUtf8 &to
 }
 
 void read_value(const Shape &shape, void *value, const JsonNode &node, const FromUtf8 &from_utf8,
-                std::vector<JsonError> &problems)
+                std::vector<JsonError> &problems, Missing missing)
 {
     switch (shape.kind) {
     case Shape::number: {
@@ -66,7 +66,8 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
             return;
         shape.make(value, 1);
         std::size_t count = 0;
-        return read_value(*shape.element, shape.elements(value, count), node, from_utf8, problems);
+        return read_value(*shape.element, shape.elements(value, count), node, from_utf8, problems,
+                          missing);
     }
     case Shape::list: {
         node.need(JsonNode::array);
@@ -76,7 +77,7 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
         for (std::size_t i = 0; i < count; i++)
             attempt(problems, [&] {
                 read_value(*shape.element, element(shape, first, i), node.members[i].second,
-                           from_utf8, problems);
+                           from_utf8, problems, missing);
             });
         return;
     }
@@ -86,8 +87,8 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
         shape.each_field(value, [&](const char *name, const Shape &of, void *field) {
             names.push_back(name);
             if (const JsonNode *part = node.member(name))
-                attempt(problems, [&] { read_value(of, field, *part, from_utf8, problems); });
-            else
+                attempt(problems, [&] { read_value(of, field, *part, from_utf8, problems, missing); });
+            else if (missing == Missing::refused)
                 problems.emplace_back(node, std::string("\"") + name + "\" is missing");
         });
         return expect_names(node, names, problems);

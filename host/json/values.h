@@ -34,10 +34,13 @@ using FromUtf8 = std::function<std::string(const JsonNode &node)>;
 // Writes a value of the shape.
 void write_value(const Shape &shape, void *value, JsonOut &out, const ToUtf8 &to_utf8);
 
+// What becomes of fields that are missing: that is a mistake, or they stay zero.
+enum class Missing { refused, zero };
+
 // Reads a node into a value of the shape, which is filled with zeros. What has been allocated
 // before an error belongs to the value, which its owner releases. Throws JsonError for a mistake in
 // the node itself, and adds those further inside to the problems.
 void read_value(const Shape &shape, void *value, const JsonNode &node, const FromUtf8 &from_utf8,
-                std::vector<JsonError> &problems);
+                std::vector<JsonError> &problems, Missing missing = Missing::refused);
 
 } // namespace velt::host
