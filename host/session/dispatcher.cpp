@@ -44,6 +44,19 @@ private:
     Client &client_;
 };
 
+// Sends the result and more, so that some of it is sent before the encoder fails, which ends the
+// connection.
+void send_half(Message &result, SVCXPRT *transport)
+{
+    const auto encode = [](XDR *xdrs, Message *message) -> bool_t {
+        if (message->routine()(xdrs, message->address()))
+            for (int words = 0; words < 1 << 20; words++)
+                xdr_int(xdrs, &words);
+        return FALSE;
+    };
+    svc_sendreply(transport, reinterpret_cast<xdrproc_t>(+encode), &result);
+}
+
 } // namespace
 
 void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport) noexcept
@@ -117,8 +130,21 @@ try {
     }
     if (!passes_control(number) && client.turns.is_new_breach())
         s_.reports.of(client, "called " + name + " while the host holds control");
-    if (s_.responder.respond(call) == Responder::Reaction::drop)
+    switch (s_.responder.respond(call)) {
+    case Responder::Reaction::answer:
+        break;
+    case Responder::Reaction::drop:
         return "no reply";
+    case Responder::Reaction::rpc_error:
+        svcerr_systemerr(transport);
+        return "an RPC error";
+    case Responder::Reaction::half:
+        send_half(result, transport);
+        return "half a reply";
+    case Responder::Reaction::close:
+        svc_destroy(transport);
+        return "the end of the connection";
+    }
     if (!svc_sendreply(transport, result.routine(), result.address()))
         return "the reply cannot be sent";
     if (number == api_vq_modal_dialog_1::number) {

@@ -35,15 +35,15 @@ std::string show(milliseconds time)
     return std::to_string(time.count()) + " ms";
 }
 
-char *borrowed(const std::string &text)
-{
-    return const_cast<char *>(text.c_str());
-}
-
 template <class Callback>
 const Procedure &procedure_of()
 {
     return *find_procedure(client_procedures(), Callback::number);
+}
+
+char *borrowed(const std::string &text)
+{
+    return const_cast<char *>(text.c_str());
 }
 
 void prepare_process()
@@ -219,11 +219,9 @@ Outcome Host::failure(Outcome::Kind kind, const Client &client, const std::strin
     return {kind, client.title() + ": " + what};
 }
 
-template <class Callback>
-Outcome Host::call(Client &client, typename Callback::Argument argument)
+Outcome Host::call(Client &client, const Procedure &procedure, void *argument)
 {
-    using Argument = typename Callback::Argument;
-    const std::string name(Callback::name);
+    const std::string name(procedure.name);
     if (client.state != State::connected || client.is_going())
         return wrong(Outcome::died, client,
                      name + " is not called: " +
@@ -232,26 +230,33 @@ Outcome Host::call(Client &client, typename Callback::Argument argument)
                                               : "there is no connection"));
     if (client.being_answered) {
         // The client serves nobody before it has its answer.
-        std::shared_ptr<Argument> kept(new Argument(copy(argument)), [](Argument *old) {
-            release(*old);
-            delete old;
+        const auto kept = std::make_shared<Message>(procedure.argument);
+        kept->copy(argument);
+        when_free(client, [this, &client, &procedure, kept] {
+            call(client, procedure, kept->address());
         });
-        when_free(client, [this, &client, kept] { call<Callback>(client, *kept); });
         return {Outcome::queued, client.title() + ": " + name + " follows the answer"};
     }
     if (client.turns.client_holds_control())
         return wrong(Outcome::busy, client,
                      name + " is not called: the client holds control since " +
                          std::string(client.turns.innermost().procedure));
-    bool ends_modal_wait = false;
-    if constexpr (std::is_same_v<Callback, callback::vq_api_dialog_event_1>)
-        ends_modal_wait = argument.dialog == 0;
-    const std::size_t turn = client.turns.begin(Callback::name, Callback::number, ends_modal_wait);
-    if (Outcome sent = send(client, procedure_of<Callback>(), &argument); !sent) {
+    const bool ends_modal_wait =
+        procedure.number == callback::vq_api_dialog_event_1::number &&
+        static_cast<const VqApiDialogEventArgT *>(argument)->dialog == 0;
+    const std::size_t turn =
+        client.turns.begin(procedure.name, static_cast<UIntT>(procedure.number), ends_modal_wait);
+    if (Outcome sent = send(client, procedure, argument); !sent) {
         client.turns.withdraw(turn);
         return sent;
     }
     return wait_for_turn(client, turn, name);
+}
+
+template <class Callback>
+Outcome Host::call_with(Client &client, typename Callback::Argument argument)
+{
+    return call(client, procedure_of<Callback>(), &argument);
 }
 
 Outcome Host::send(Client &client, const Procedure &procedure, void *argument)
@@ -300,29 +305,29 @@ Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string 
 
 Outcome Host::initialise(Client &client, IntT code)
 {
-    return call<callback::vq_api_init_1>(client, {code});
+    return call_with<callback::vq_api_init_1>(client, {code});
 }
 
 Outcome Host::command(Client &client, IntT number)
 {
-    return call<callback::vq_api_command_1>(client, {number});
+    return call_with<callback::vq_api_command_1>(client, {number});
 }
 
 Outcome Host::notify(Client &client, IntT notification, UIntT object, const std::string &string,
                      IntT integer)
 {
-    return call<callback::vq_api_notify_1>(client,
+    return call_with<callback::vq_api_notify_1>(client,
                                            {notification, object, borrowed(string), integer});
 }
 
 Outcome Host::message(Client &client, const std::string &text, UIntT id1, UIntT id2)
 {
-    return call<callback::vq_api_message_1>(client, {borrowed(text), id1, id2});
+    return call_with<callback::vq_api_message_1>(client, {borrowed(text), id1, id2});
 }
 
 Outcome Host::dialog_event(Client &client, IntT dialog, IntT item, IntT detail)
 {
-    return call<callback::vq_api_dialog_event_1>(client, {dialog, item, detail});
+    return call_with<callback::vq_api_dialog_event_1>(client, {dialog, item, detail});
 }
 
 Outcome Host::end_dialog(Client &client, IntT item, IntT result)
@@ -415,6 +420,12 @@ void Host::when_free(const Client &client, std::function<void()> action)
     loop_.defer(
         client, [&client] { return !client.running() || !client.turns.client_holds_control(); },
         std::move(action));
+}
+
+void Host::when_idle(const Client &client, std::function<void()> action)
+{
+    loop_.defer(
+        client, [&client] { return !client.running() || client.turns.empty(); }, std::move(action));
 }
 
 Reply Host::ask(const Question &question)

@@ -51,6 +51,7 @@ public:
     // Each of these calls the client and serves until control comes back, and then for the end of a
     // client that is leaving, or the client waits for a modal dialog, dies, or is late. They report
     // at the console whatever is not as it should be.
+    Outcome call(Client &client, const Procedure &procedure, void *argument);
     Outcome initialise(Client &client, IntT code);
     Outcome command(Client &client, IntT number);
     Outcome notify(Client &client, IntT notification, UIntT object, const std::string &string,
@@ -60,6 +61,8 @@ public:
     // Ends the modal dialog that the client waits for, and serves until the callback that opened it
     // is over in one of these ways.
     Outcome end_dialog(Client &client, IntT item, IntT result);
+    // Calls the client without waiting for anything, whatever it does.
+    Outcome send(Client &client, const Procedure &procedure, void *argument);
     // Serves until the client has exited.
     Outcome quit(Client &client);
     // Does not ask the client, which this host has started.
@@ -77,6 +80,8 @@ public:
     // Runs the action as soon as the client can be called or has ended, and no call is being
     // answered.
     void when_free(const Client &client, std::function<void()> action);
+    // Does so as soon as the client is in no callback.
+    void when_idle(const Client &client, std::function<void()> action);
     // Asks the person; the time that they take makes no client late.
     Reply ask(const Question &question);
     // Shows the person how far the client is.
@@ -124,8 +129,7 @@ private:
     [[noreturn]] void give_up(Client &client, const std::string &reason);
 
     template <class Callback>
-    Outcome call(Client &client, typename Callback::Argument argument);
-    Outcome send(Client &client, const Procedure &procedure, void *argument);
+    Outcome call_with(Client &client, typename Callback::Argument argument);
     Outcome wait_for_turn(Client &client, std::size_t turn, const std::string &procedure);
     Outcome wrong(Outcome::Kind kind, const Client &client, const std::string &what);
     Outcome failure(Outcome::Kind kind, const Client &client, const std::string &what);

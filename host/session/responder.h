@@ -26,11 +26,17 @@ struct Call {
 class Responder
 {
 public:
-    enum class Reaction { answer, drop };
+    enum class Reaction {
+        answer,
+        drop,      // no reply is sent
+        rpc_error, // the reply says that the host has failed
+        half,      // the connection ends within the reply
+        close,     // the connection ends instead of a reply
+    };
 
     virtual ~Responder() = default;
 
-    // Answers a call; one that is dropped gets no reply. An exception becomes an RPC error.
+    // Answers a call. An exception becomes an RPC error.
     virtual Reaction respond(Call &call) = 0;
     // Returns the status for a process that asks to be admitted; 0 admits it.
     virtual IntT admit(IntT) { return 0; }

@@ -105,11 +105,6 @@ std::string show(const Shape &shape, void *value, const SessionText &session)
     return "{" + show_inside(shape, value, session) + "}";
 }
 
-std::string show_inside(const TracedMessage &message, const SessionText &session)
-{
-    return message.shape ? show_inside(*message.shape, message.value, session) : "";
-}
-
 class Painter
 {
 public:
@@ -138,6 +133,11 @@ std::string seconds(std::chrono::nanoseconds duration)
 }
 
 } // namespace
+
+std::string fields_text(const TracedMessage &message, const SessionText &session)
+{
+    return message.shape ? show_inside(*message.shape, message.value, session) : "";
+}
 
 bool trace_failed(const TraceEvent &event)
 {
@@ -173,7 +173,7 @@ std::string trace_text(const TraceEvent &event, const SessionText &text, bool co
     if (event.direction == Direction::from_client)
         line += ": " + paint(went_well(event) ? green : red, printable(event.outcome));
     else
-        line += "(" + show_inside(event.arguments, text) + ")";
+        line += "(" + fields_text(event.arguments, text) + ")";
     if (event.direction == Direction::to_host) {
         const bool answered = event.outcome == "answered";
         line += " = ";

@@ -58,6 +58,17 @@ std::span<const Procedure> client_procedures()
     return of_client;
 }
 
+void Message::copy(void *other)
+{
+    std::string bytes(xdr_sizeof(routine(), other), '\0');
+    for (const auto operation : {XDR_ENCODE, XDR_DECODE}) {
+        XDR xdrs;
+        xdrmem_create(&xdrs, bytes.data(), static_cast<u_int>(bytes.size()), operation);
+        if (!type_.code(&xdrs, operation == XDR_ENCODE ? other : address()))
+            throw std::bad_alloc();
+    }
+}
+
 void Message::from_json(const JsonNode &node, std::vector<JsonError> &problems)
 {
     if (!type_.shape)

@@ -10,14 +10,11 @@
 #include <string_view>
 #include <vector>
 
+#include "host/json/values.h"
 #include "host/wire/procedures.h"
 
 namespace velt::host
 {
-
-class JsonError;
-struct JsonNode;
-struct Shape;
 
 // The type of an argument or result. The size of void is 0.
 struct MessageType {
@@ -59,6 +56,8 @@ public:
 
     caddr_t address() { return reinterpret_cast<caddr_t>(words_.data()); }
     xdrproc_t routine() const { return type_.routine(); }
+    // Makes this a copy of another message of the type.
+    void copy(void *other);
     // Converts from JSON in which each text has its bytes as they are. Throws JsonError for a
     // mistake in the node itself, and adds those further inside to the problems.
     void from_json(const JsonNode &node, std::vector<JsonError> &problems);

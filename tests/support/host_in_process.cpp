@@ -47,7 +47,17 @@ clnt_stat LibraryCalls::call(CLIENT *handle, rpcproc_t number, xdrproc_t encode,
     if (!decoded(encoded(encode, argument), given.routine(), given.address()))
         return RPC_CANTDECODEARGS;
     Call call{self.host_, self.client, procedure, given.address(), answer.address()};
-    self.responder_.respond(call);
+    switch (self.responder_.respond(call)) {
+    case Responder::Reaction::answer:
+        break;
+    case Responder::Reaction::drop:
+        return RPC_TIMEDOUT;
+    case Responder::Reaction::rpc_error:
+        return RPC_SYSTEMERROR;
+    case Responder::Reaction::half:
+    case Responder::Reaction::close:
+        return RPC_CANTRECV;
+    }
     if (const IntT *status = procedure.result.status(call.result); !status || *status >= 0)
         answered.insert(number);
     const bool read = decoded(encoded(answer.routine(), answer.address()), decode, result);
