@@ -84,9 +84,8 @@ std::string printable_line(std::string_view text)
     return line;
 }
 
-std::string shortened(std::string_view name)
+std::string shortened(std::string_view name, std::size_t most)
 {
-    constexpr std::size_t most = 100;
     if (name.size() <= most)
         return std::string(name);
     std::size_t end = most;

@@ -20,7 +20,7 @@ std::string printable_json(std::string_view json);
 std::string printable_xml(std::string_view text);
 
 // Returns as much of a name in UTF-8 as a message has room for, as it is or in quotes.
-std::string shortened(std::string_view name);
+std::string shortened(std::string_view name, std::size_t most = 100);
 std::string in_quotes(std::string_view name);
 
 } // namespace velt

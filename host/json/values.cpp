@@ -87,7 +87,8 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
         shape.each_field(value, [&](const char *name, const Shape &of, void *field) {
             names.push_back(name);
             if (const JsonNode *part = node.member(name))
-                attempt(problems, [&] { read_value(of, field, *part, from_utf8, problems, missing); });
+                attempt(problems,
+                        [&] { read_value(of, field, *part, from_utf8, problems, missing); });
             else if (missing == Missing::refused)
                 problems.emplace_back(node, std::string("\"") + name + "\" is missing");
         });

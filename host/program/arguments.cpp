@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <iomanip>
@@ -63,7 +64,12 @@ void choose(const std::string &option, const std::string &text, Choice &where,
     misuse(option + "=" + text + ": " + all);
 }
 
-Arguments parse(int argc, char **argv)
+// The options of a replay; the others of a run concern a book or a script.
+constexpr std::string_view replay_options[] = {
+    "client",    "client-arg", "client-env",  "trace",      "trace-file", "filter", "record",
+    "leave-out", "scrub",      "port-mapper", "time-limit", "debug",      "help",   "version"};
+
+Arguments parse(int argc, char **argv, bool replays)
 {
     Arguments a;
     const auto startup = [&a](const std::string &option) -> Startup & {
@@ -71,7 +77,7 @@ Arguments parse(int argc, char **argv)
             misuse(option + " stands behind the --client that it is for");
         return a.clients.back().what;
     };
-    const std::vector<Option> options = {
+    std::vector<Option> options = {
         {0, "client", Option::value,
          [&](const std::string &path) {
              a.clients.push_back({static_cast<int>(a.clients.size()) + 1, find_program(path)});
@@ -97,8 +103,15 @@ Arguments parse(int argc, char **argv)
          }},
         Option::into(0, "trace-file", a.trace_file),
         Option::into(0, "filter", a.filter),
+        Option::into(0, "record", a.record),
+        {0, "leave-out", Option::value,
+         [&](const std::string &field) { a.record_fields.left_out.insert(field); }, true},
+        {0, "scrub", Option::value,
+         [&](const std::string &field) { a.record_fields.scrubbed.insert(field); }, true},
         Option::into(0, "script", a.script),
         Option::into(0, "junit", a.junit),
+        {0, "scenario", Option::value,
+         [&](const std::string &path) { a.scenarios.push_back(path); }, true},
         {0, "language", Option::value,
          [&](const std::string &name) { a.language = language_number(name); }},
         Option::into(0, "words", a.words),
@@ -115,11 +128,17 @@ Arguments parse(int argc, char **argv)
         Option::flag('h', "help", a.help),
         Option::flag(0, "version", a.version),
     };
+    if (replays)
+        std::erase_if(options, [](const Option &each) {
+            return std::ranges::find(replay_options, each.name) == std::end(replay_options);
+        });
     const std::vector<std::string> words = parse_options(argc, argv, options);
     if (a.help || a.version)
         return a;
     if (words.empty() || words[0].empty())
-        misuse("run needs a book file");
+        misuse(replays ? "replay needs a recording" : "run needs a book file");
+    if (replays && (words.size() != 1 || a.clients.size() != 1))
+        misuse("replay needs one recording and one --client");
     a.book = words[0];
     a.commands.assign(words.begin() + 1, words.end());
     if (!a.script.empty() && !a.commands.empty())
@@ -143,7 +162,14 @@ void misuse_of_program(const std::string &text)
 
 Arguments parse_arguments(int argc, char **argv)
 try {
-    return parse(argc, argv);
+    return parse(argc, argv, false);
+} catch (const Error &error) {
+    misuse_of_program(error.what());
+}
+
+Arguments parse_replay_arguments(int argc, char **argv)
+try {
+    return parse(argc, argv, true);
 } catch (const Error &error) {
     misuse_of_program(error.what());
 }

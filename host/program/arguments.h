@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/scenario/recorder.h"
 #include "host/script/commands.h"
 #include "host/trace/trace_output.h"
 
@@ -18,8 +19,10 @@ struct Arguments {
     IntT init_code = 1;
     IntT language = 0; // 0 for the book's
     enum { untraced, text, json } trace = untraced;
-    std::string trace_file, filter;
+    std::string trace_file, filter, record;
+    Recorder::Fields record_fields;
     std::string script, junit, words;
+    std::vector<std::string> scenarios;
     enum { whichever, own, machine } port_mapper = whichever;
     std::chrono::milliseconds time_limit = std::chrono::seconds(30);
     bool allow_programs = false, debug = false;
@@ -32,8 +35,9 @@ struct Arguments {
     bool script_is_input() const { return commands.empty() && (script.empty() || script == "-"); }
 };
 
-// Parses the command line. Throws Error for wrong usage.
+// Parses the command line of `run` or `replay`. Throws Error for wrong usage.
 Arguments parse_arguments(int argc, char **argv);
+Arguments parse_replay_arguments(int argc, char **argv);
 
 // Throws Error for wrong usage of the program, and says where to read more.
 [[noreturn]] void misuse_of_program(const std::string &text);

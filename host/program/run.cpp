@@ -16,152 +16,16 @@
 
 #include "common/interrupts.h"
 #include "common/memory_reserve.h"
+#include "host/program/outputs.h"
 #include "host/program/prompt.h"
+#include "host/program/session_setup.h"
+#include "host/scenario/player.h"
 #include "host/script/input.h"
 
 namespace velt::host
 {
 namespace
 {
-
-bool coloured(int descriptor)
-{
-    const char *no_colour = std::getenv("NO_COLOR");
-    return isatty(descriptor) && !(no_colour && *no_colour);
-}
-
-// The files that a run writes in addition to what it prints.
-class Outputs
-{
-public:
-    std::optional<OutputFile> report;
-    std::optional<TraceOutput> trace;
-
-    // Opens the files, which keep what they hold until begin(). Refuses to overwrite a file that
-    // the run reads, or one of the two by the other.
-    explicit Outputs(const Arguments &arguments);
-    // Empties the files. Refuses to overwrite one of these, which the run reads too; then there are
-    // no outputs.
-    void begin(const std::vector<std::string> &read);
-    // Throws when the run is interrupted, or when the trace or what was printed is not complete.
-    void check() const;
-
-private:
-    void refuse(const std::function<bool(const OutputFile &)> &is_read) const;
-
-    const Arguments &arguments_;
-    std::optional<TraceFilter> filter_;
-    std::optional<OutputFile> trace_file_;
-};
-
-void Outputs::refuse(const std::function<bool(const OutputFile &)> &is_read) const
-{
-    for (const auto &[option, file] :
-         {std::pair("--junit", &report), {"--trace-file", &trace_file_}})
-        if (*file && is_read(**file))
-            misuse_of_program(std::string(option) + ": " + (*file)->path() +
-                              " would be overwritten");
-}
-
-// Returns whether an output file is one of the files.
-auto one_of(const std::vector<std::string> &paths)
-{
-    return [&paths](const OutputFile &file) {
-        return std::ranges::any_of(paths, [&](const std::string &each) { return file.is(each); });
-    };
-}
-
-Outputs::Outputs(const Arguments &arguments)
-try : arguments_(arguments) {
-    filter_.emplace(arguments.filter);
-    std::vector<std::string> read = {arguments.book, arguments.script, arguments.words};
-    // What hunspell reads beside the list of words.
-    if (!arguments.words.empty())
-        for (const char *extension : {".aff", ".dic"})
-            read.push_back(std::filesystem::path(arguments.words).replace_extension(extension));
-    for (const Startable &each : arguments.clients)
-        read.push_back(each.what.path);
-    if (!arguments.junit.empty())
-        report.emplace(arguments.junit);
-    if (!arguments.trace_file.empty())
-        trace_file_.emplace(arguments.trace_file);
-    refuse(one_of(read));
-    if (arguments.script_is_input())
-        refuse([](const OutputFile &file) { return file.is_read_from(STDIN_FILENO); });
-    if (report && trace_file_ && report->is(*trace_file_))
-        misuse_of_program("--junit and --trace-file name one file");
-} catch (const std::system_error &error) {
-    misuse(error.what());
-}
-
-void Outputs::begin(const std::vector<std::string> &read)
-try {
-    try {
-        refuse(one_of(read));
-    } catch (const Error &) {
-        report.reset();
-        trace_file_.reset();
-        throw;
-    }
-    for (auto *file : {&report, &trace_file_})
-        if (*file)
-            (*file)->begin();
-    // --trace-file or --filter alone asks for a trace too.
-    if (arguments_.trace == Arguments::untraced && !trace_file_ && arguments_.filter.empty())
-        return;
-    const bool colour = !trace_file_ && coloured(STDERR_FILENO);
-    trace.emplace(std::move(trace_file_), arguments_.trace == Arguments::json, std::move(*filter_),
-                  colour);
-} catch (const std::system_error &error) {
-    misuse(error.what());
-}
-
-void Outputs::check() const
-{
-    if (interrupts.signal)
-        throw Interrupted();
-    if (!std::cout || !std::cerr)
-        fail("what it printed could not be written");
-    if (trace)
-        trace->check();
-}
-
-// Sets VQHOME, unless it names a directory, so that clients of an installed host find the resources
-// that are installed with it.
-void default_home()
-{
-    std::error_code error;
-    if (const char *named = std::getenv("VQHOME"); named && *named)
-        return;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    const auto home = program.parent_path().parent_path() / "share" / "velt";
-    if (!error && std::filesystem::is_directory(home / "vqinit", error))
-        setenv("VQHOME", home.c_str(), 1);
-}
-
-std::shared_ptr<PortMapper> port_mapper(const Arguments &arguments)
-{
-    if (arguments.port_mapper == Arguments::own)
-        return nullptr;
-    const std::string hindrance = MachinePortMapper::hindrance();
-    if (hindrance.empty())
-        return std::make_shared<MachinePortMapper>();
-    if (arguments.port_mapper == Arguments::machine)
-        throw Error(no_mapper, hindrance + ", or leave out --port-mapper");
-    return nullptr;
-}
-
-Options options_of(const Arguments &arguments)
-{
-    Options options;
-    options.port_mapper = port_mapper(arguments);
-    options.start_limit = options.turn_limit = arguments.time_limit;
-    options.stop_at_start = arguments.debug;
-    options.allow_programs = arguments.allow_programs;
-    if (arguments.debug)
-        options.start_limit = options.turn_limit = options.exit_limit = no_limit;
-    return options;
-}
 
 // The interrupts of a script, for which a person presses Ctrl-C, or another program sends SIGINT.
 class ScriptInterrupts
@@ -248,10 +112,10 @@ UIntT load(BookFile &file, Model &model, Documents &documents, const Arguments &
             if (const std::string path = documents.component_file(each); !path.empty())
                 read.push_back(path);
     } catch (...) {
-        outputs.begin({}); // the report tells why there is no book
+        outputs.begin({}, model.language()); // the report tells why there is no book
         throw;
     }
-    outputs.begin(read);
+    outputs.begin(read, model.language());
     return book;
 }
 
@@ -323,6 +187,11 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
     documents.ask = [&](const Question &question) {
         return host ? host->ask(question) : console.ask(question);
     };
+    const SessionText session(model.language());
+    ScenarioPlayer player(responder, session);
+    for (const std::string &path : arguments.scenarios)
+        player.add(read_scenario(path, model.language()));
+    const bool plays = !arguments.scenarios.empty();
     if (!arguments.clients.empty()) {
         // VQPMAP may belong to another session, a client of which has started this host.
         unsetenv("VQPMAP");
@@ -332,11 +201,15 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
                    : host      ? script_interrupts.count(*host, console)
                                : static_cast<int>(interrupts.count);
         };
-        if (outputs.trace)
-            options.trace = [&](const TraceEvent &event) {
-                outputs.trace->write(event, *console.text);
+        options.trace = outputs.sink();
+        if (plays)
+            options.trace = [&player, others = options.trace](const TraceEvent &event) {
+                player.observe(event);
+                if (others)
+                    others(event);
             };
-        host = std::make_unique<Host>(std::move(options), responder, console);
+        Responder &answers = plays ? static_cast<Responder &>(player) : responder;
+        host = std::make_unique<Host>(std::move(options), answers, console);
         documents.announcer.set_host(host.get());
     }
 
@@ -368,6 +241,10 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
     if (host)
         attempt([&] { host->end(); });
     tell_unsaved(commands);
+    for (const std::string &failure : player.failures()) {
+        std::cerr << "vqhost: " << printable_lines(failure) << std::endl;
+        checks.failed(failure);
+    }
     // The console has already reported how these clients ended.
     if (host)
         for (const Client &client : host->clients())
@@ -390,8 +267,7 @@ int run(const Arguments &arguments)
     std::cout.flush();
     if (!attempt.failed())
         attempt([&] { outputs.check(); });
-    if (outputs.trace)
-        attempt([&] { outputs.trace->check_place(); });
+    attempt([&] { outputs.end(); });
     const bool well = checks.summarise();
     if (outputs.report)
         attempt([&] {

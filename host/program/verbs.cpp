@@ -6,7 +6,9 @@
 #include "common/options.h"
 #include "common/printable.h"
 #include "host/files/document.h"
+#include "host/program/replay.h"
 #include "host/program/run.h"
+#include "host/scenario/scenario.h"
 #include "velt/vde/language.h"
 
 namespace velt::host
@@ -23,6 +25,7 @@ struct Verb {
 };
 
 int run_verb(int argc, char **argv);
+int replay_verb(int argc, char **argv);
 int check_books(int argc, char **argv);
 int check_documents(int argc, char **argv);
 int schema(int argc, char **argv);
@@ -31,9 +34,10 @@ int version(int argc, char **argv);
 
 constexpr Verb verbs[] = {
     {"run", "BOOK.json [OPTIONS] [COMMANDS...]", run_verb, false},
+    {"replay", "RECORDING --client PATH [OPTIONS]", replay_verb, false},
     {"check-book", "BOOK.json...", check_books, true},
     {"check-document", "[--language NAME] DOCUMENT.json...", check_documents, true},
-    {"schema", "[book|document]", schema, true},
+    {"schema", "[book|document|scenario]", schema, true},
 };
 constexpr Verb general[] = {
     {"--help", "", help, true},
@@ -53,6 +57,7 @@ constexpr const char *about =
     R"(
 Opens a book, runs clients on it, and carries out commands, one to an argument.
 Without commands it reads them from the terminal or the standard input.
+replay plays the host's part of a recording to a client, and tells where that differs.
 check-book and check-document tell what is wrong with files; schema prints what one may
 hold, as a JSON Schema.
 
@@ -65,6 +70,10 @@ hold, as a JSON Schema.
   --filter WHAT,...    trace procedures, as in "*_get_*,api_vq_alert_1", or "failures" only
   --script FILE        read commands from FILE; - is the standard input
   --junit FILE         write what was expected, and what came of it, to FILE
+  --record FILE        write what happens to FILE, for replay
+  --leave-out FIELD    without this field of arguments; once more for another
+  --scrub FIELD        with this text replaced; once more for another
+  --scenario FILE      answer calls as FILE says; once more for another, which comes first
   --language NAME      the session's language, whatever the book says
   --words FILE         check spelling by this word list, in UTF-8, with a word a line
   --port-mapper WHICH  own or machine (the machine's if clients can use it)
@@ -108,6 +117,14 @@ int run_verb(int argc, char **argv)
     return arguments.help      ? help(argc, argv)
            : arguments.version ? version(argc, argv)
                                : run(arguments);
+}
+
+int replay_verb(int argc, char **argv)
+{
+    const Arguments arguments = parse_replay_arguments(argc, argv);
+    return arguments.help      ? help(argc, argv)
+           : arguments.version ? version(argc, argv)
+                               : replay(arguments);
 }
 
 // Loads each of the files, and tells what is wrong with it.
@@ -154,11 +171,15 @@ int check_documents(int argc, char **argv)
 
 int schema(int argc, char **argv)
 {
-    const std::string of = argc > 1 ? argv[1] : "book";
-    if (argc > 2 || (of != "book" && of != "document"))
-        misuse_of_program("schema " + std::string(argc > 2 ? argv[2] : of) +
-                          ": there is one of book, and one of document");
-    return tell(of == "book" ? book_schema() : document_schema());
+    constexpr std::pair<std::string_view, std::string (*)()> schemas[] = {
+        {"book", book_schema}, {"document", document_schema}, {"scenario", scenario_schema}};
+    const std::string_view of = argc > 1 ? argv[1] : "book";
+    if (argc <= 2)
+        for (const auto &[name, make] : schemas)
+            if (of == name)
+                return tell(make());
+    misuse_of_program("schema " + std::string(argc > 2 ? argv[2] : of) +
+                      ": there is one of book, one of document, and one of scenario");
 }
 
 } // namespace

@@ -232,18 +232,16 @@ Outcome Host::call(Client &client, const Procedure &procedure, void *argument)
         // The client serves nobody before it has its answer.
         const auto kept = std::make_shared<Message>(procedure.argument);
         kept->copy(argument);
-        when_free(client, [this, &client, &procedure, kept] {
-            call(client, procedure, kept->address());
-        });
+        when_free(client,
+                  [this, &client, &procedure, kept] { call(client, procedure, kept->address()); });
         return {Outcome::queued, client.title() + ": " + name + " follows the answer"};
     }
     if (client.turns.client_holds_control())
         return wrong(Outcome::busy, client,
                      name + " is not called: the client holds control since " +
                          std::string(client.turns.innermost().procedure));
-    const bool ends_modal_wait =
-        procedure.number == callback::vq_api_dialog_event_1::number &&
-        static_cast<const VqApiDialogEventArgT *>(argument)->dialog == 0;
+    const bool ends_modal_wait = procedure.number == callback::vq_api_dialog_event_1::number &&
+                                 static_cast<const VqApiDialogEventArgT *>(argument)->dialog == 0;
     const std::size_t turn =
         client.turns.begin(procedure.name, static_cast<UIntT>(procedure.number), ends_modal_wait);
     if (Outcome sent = send(client, procedure, argument); !sent) {
@@ -317,7 +315,7 @@ Outcome Host::notify(Client &client, IntT notification, UIntT object, const std:
                      IntT integer)
 {
     return call_with<callback::vq_api_notify_1>(client,
-                                           {notification, object, borrowed(string), integer});
+                                                {notification, object, borrowed(string), integer});
 }
 
 Outcome Host::message(Client &client, const std::string &text, UIntT id1, UIntT id2)

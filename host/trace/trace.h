@@ -40,7 +40,8 @@ struct TraceEvent {
     std::optional<std::chrono::nanoseconds> duration = {};
 };
 
-// Returns a message as text: the fields of a struct, or the value itself; long values are shortened.
+// Returns a message as text: the fields of a struct, or the value itself; long values are
+// shortened.
 std::string fields_text(const TracedMessage &message, const SessionText &text);
 
 // Returns whether the call did not come to its end, or was refused: with a status other than 0 or,

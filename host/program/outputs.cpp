@@ -1,0 +1,133 @@
+#include "host/program/outputs.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <system_error>
+
+#include "common/interrupts.h"
+
+namespace velt::host
+{
+namespace
+{
+
+// Returns whether an output file is one of the files.
+auto one_of(const std::vector<std::string> &paths)
+{
+    return [&paths](const OutputFile &file) {
+        return std::ranges::any_of(paths, [&](const std::string &each) { return file.is(each); });
+    };
+}
+
+} // namespace
+
+bool coloured(int descriptor)
+{
+    const char *no_colour = std::getenv("NO_COLOR");
+    return isatty(descriptor) && !(no_colour && *no_colour);
+}
+
+void Outputs::refuse(const std::function<bool(const OutputFile &)> &is_read)
+{
+    for (const auto &[option, file] : files())
+        if (*file && is_read(**file))
+            misuse_of_program(std::string(option) + ": " + (*file)->path() +
+                              " would be overwritten");
+}
+
+Outputs::Outputs(const Arguments &arguments)
+try : arguments_(arguments) {
+    filter_.emplace(arguments.filter);
+    std::vector<std::string> read = arguments.scenarios;
+    read.insert(read.end(), {arguments.book, arguments.script, arguments.words});
+    // What hunspell reads beside the list of words.
+    if (!arguments.words.empty())
+        for (const char *extension : {".aff", ".dic"})
+            read.push_back(std::filesystem::path(arguments.words).replace_extension(extension));
+    for (const Startable &each : arguments.clients)
+        read.push_back(each.what.path);
+    if (!arguments.junit.empty())
+        report.emplace(arguments.junit);
+    if (!arguments.trace_file.empty())
+        trace_file_.emplace(arguments.trace_file);
+    if (!arguments.record.empty())
+        record_file_.emplace(arguments.record);
+    refuse(one_of(read));
+    if (arguments.script_is_input())
+        refuse([](const OutputFile &file) { return file.is_read_from(STDIN_FILENO); });
+    const std::vector<Named> all = files();
+    for (auto one = all.begin(); one != all.end(); ++one)
+        for (auto other = one + 1; other != all.end(); ++other)
+            if (*one->file && *other->file && (*one->file)->is(**other->file))
+                misuse_of_program(std::string(one->option) + " and " + other->option +
+                                  " name one file");
+} catch (const std::system_error &error) {
+    misuse(error.what());
+}
+
+void Outputs::begin(const std::vector<std::string> &read, IntT language)
+try {
+    try {
+        refuse(one_of(read));
+    } catch (const Error &) {
+        for (const Named &each : files())
+            each.file->reset();
+        throw;
+    }
+    text_.emplace(language);
+    for (auto *file : {&report, &trace_file_})
+        if (*file)
+            (*file)->begin();
+    if (record_file_) {
+        recorder_.emplace(std::move(*record_file_), *text_, arguments_.record_fields);
+        recorder_->begin(language);
+    }
+    // --trace-file or --filter alone asks for a trace too.
+    if (arguments_.trace == Arguments::untraced && !trace_file_ && arguments_.filter.empty())
+        return;
+    const bool colour = !trace_file_ && coloured(STDERR_FILENO);
+    trace_.emplace(std::move(trace_file_), arguments_.trace == Arguments::json, std::move(*filter_),
+                   colour);
+} catch (const std::system_error &error) {
+    misuse(error.what());
+}
+
+TraceSink Outputs::sink()
+{
+    if (!trace_ && !recorder_)
+        return nullptr;
+    return [this](const TraceEvent &event) {
+        if (trace_)
+            trace_->write(event, *text_);
+        if (recorder_)
+            recorder_->write(event);
+    };
+}
+
+void Outputs::check() const
+{
+    if (interrupts.signal)
+        throw Interrupted();
+    if (!std::cout || !std::cerr)
+        fail("what it printed could not be written");
+    if (trace_)
+        trace_->check();
+    if (recorder_)
+        recorder_->check();
+}
+
+void Outputs::end()
+{
+    if (recorder_) {
+        recorder_->end();
+        recorder_->check_place();
+    }
+    if (trace_)
+        trace_->check_place();
+}
+
+} // namespace velt::host

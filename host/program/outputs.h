@@ -1,0 +1,56 @@
+// The files that a run writes in addition to what it prints.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/program/arguments.h"
+#include "host/scenario/recorder.h"
+
+namespace velt::host
+{
+
+// Returns whether colours are wanted on the descriptor.
+bool coloured(int descriptor);
+
+class Outputs
+{
+public:
+    std::optional<OutputFile> report;
+
+    // Opens the files, which keep what they hold until begin(). Refuses to overwrite a file that
+    // the run reads, or one of them by another.
+    explicit Outputs(const Arguments &arguments);
+    // Empties the files. Refuses to overwrite one of these, which the run reads too; then there are
+    // no outputs. The texts of clients are those of a session in the language.
+    void begin(const std::vector<std::string> &read, IntT language);
+    // Returns what is to receive the events of the session; empty when nothing is.
+    TraceSink sink();
+    // Throws when the run is interrupted, or when a file or what was printed is not complete.
+    void check() const;
+    // Ends the files but the report. Throws std::runtime_error when another has taken the place of
+    // one.
+    void end();
+
+private:
+    struct Named {
+        const char *option;
+        std::optional<OutputFile> *file;
+    };
+    std::vector<Named> files()
+    {
+        return {{"--junit", &report}, {"--trace-file", &trace_file_}, {"--record", &record_file_}};
+    }
+    void refuse(const std::function<bool(const OutputFile &)> &is_read);
+
+    const Arguments &arguments_;
+    std::optional<TraceFilter> filter_;
+    std::optional<OutputFile> trace_file_, record_file_;
+    std::optional<SessionText> text_;
+    std::optional<TraceOutput> trace_;
+    std::optional<Recorder> recorder_;
+};
+
+} // namespace velt::host

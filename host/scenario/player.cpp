@@ -1,0 +1,194 @@
+#include "host/scenario/player.h"
+
+#include <algorithm>
+
+#include "host/scenario/misses.h"
+#include "host/scenario/pattern.h"
+#include "host/session/host.h"
+
+namespace velt::host
+{
+namespace
+{
+
+constexpr std::size_t most_misses = 100;
+
+bool passes_control(const Procedure &procedure)
+{
+    return procedure.number == procedure::api_vq_over_1::number ||
+           procedure.number == procedure::api_vq_take_control_1::number;
+}
+
+// Returns whether a message is what a scenario says of it, if it says anything.
+bool fits(const Shape *shape, void *value, const JsonNode *wanted, const SessionText &text)
+{
+    return !wanted || !shape || matches(*shape, value, *wanted, text);
+}
+
+bool fits(const ExpectedCall &step, const Call &call, const SessionText &text)
+{
+    if (!step.procedure)
+        return !passes_control(call.procedure);
+    return step.procedure->number == call.procedure.number &&
+           fits(step.procedure->argument.shape, call.argument, step.arguments, text);
+}
+
+} // namespace
+
+ExpectedCall *ScenarioPlayer::find_in(const Expected &expected, const Call &call)
+{
+    for (ExpectedCall &step : expected.calls) {
+        if (step.used < step.times.most && fits(step, call, text_) &&
+            (++step.seen == step.nth || step.nth == 0)) {
+            if (expected.in_order)
+                for (ExpectedCall *earlier = expected.calls.data(); earlier != &step; earlier++)
+                    earlier->times.most = earlier->used;
+            return &step;
+        }
+        if (expected.in_order && step.used < step.times.least)
+            return nullptr;
+    }
+    return nullptr;
+}
+
+// What is expected within the host's call that the client is in comes first.
+std::vector<ScenarioPlayer::Expected> ScenarioPlayer::expected_of(int client)
+{
+    std::vector<Expected> all;
+    if (const auto open = open_.find(client); open != open_.end())
+        for (auto each = open->second.rbegin(); each != open->second.rend(); ++each)
+            all.push_back({each->call->calls, each->call->in_order});
+    for (Scenario &each : scenarios_)
+        all.push_back({each.calls, each.in_order});
+    return all;
+}
+
+Responder::Reaction ScenarioPlayer::respond(Call &call)
+{
+    const std::vector<Expected> all = expected_of(call.client.number);
+    for (const Expected &each : all)
+        if (ExpectedCall *step = find_in(each, call))
+            return carry_out(*step, call);
+    if (passes_control(call.procedure) ||
+        std::ranges::any_of(scenarios_, &Scenario::others_by_model))
+        return model_.respond(call);
+    std::vector<const ExpectedCall *> candidates;
+    for (const Expected &each : all)
+        for (const ExpectedCall &step : each.calls)
+            candidates.push_back(&step);
+    miss(unexpected_call(call, candidates, text_));
+    return Reaction::rpc_error;
+}
+
+Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
+{
+    step.used++;
+    for (const HostCall &each : step.before) {
+        Message argument(each.procedure->argument);
+        fill(each.procedure->argument, argument.address(), each.arguments, text_);
+        call.host.send(call.client, *each.procedure, argument.address());
+    }
+    Host &host = call.host;
+    Client &client = call.client;
+    for (HostCall &each : step.in)
+        host.when_free(client, [this, &host, &client, &each] { make(host, client, each); });
+    for (HostCall &each : step.after)
+        host.when_idle(client, [this, &host, &client, &each] { make(host, client, each); });
+    if (step.delay.count() > 0)
+        host.sleep(client, step.delay);
+    if (step.answer == ExpectedCall::model)
+        return model_.respond(call);
+    fill(call.procedure.result, call.result, step.fields, text_);
+    switch (step.answer) {
+    case ExpectedCall::nothing:
+        return Reaction::drop;
+    case ExpectedCall::rpc_error:
+        return Reaction::rpc_error;
+    case ExpectedCall::half:
+        return Reaction::half;
+    case ExpectedCall::closed:
+        return Reaction::close;
+    default:
+        return Reaction::answer;
+    }
+}
+
+void ScenarioPlayer::make(Host &host, Client &client, HostCall &call)
+{
+    if (!client.running())
+        return;
+    Message argument(call.procedure->argument);
+    fill(call.procedure->argument, argument.address(), call.arguments, text_);
+    making_ = &call;
+    host.call(client, *call.procedure, argument.address());
+    making_ = nullptr;
+}
+
+void ScenarioPlayer::miss(std::string text)
+{
+    if (misses_.size() < most_misses)
+        misses_.push_back(std::move(text));
+    else
+        more_misses_++;
+}
+
+void ScenarioPlayer::observe(const TraceEvent &event) noexcept
+try {
+    if (event.direction == Direction::to_client)
+        begin(event);
+    if (event.direction == Direction::from_client)
+        end(event);
+} catch (const std::exception &) {
+    more_misses_++; // of which there is no memory to tell
+}
+
+void ScenarioPlayer::begin(const TraceEvent &event)
+{
+    HostCall *begun = std::exchange(making_, nullptr);
+    for (Scenario &scenario : scenarios_)
+        for (HostCall &each : scenario.host_calls)
+            if (!begun && !each.begun && each.procedure->number == event.number &&
+                fits(event.arguments.shape, event.arguments.value, each.arguments, text_))
+                begun = &each;
+    if (!begun)
+        return;
+    begun->begun = true;
+    open_[event.client].push_back({event.depth, begun});
+}
+
+void ScenarioPlayer::end(const TraceEvent &event)
+{
+    std::vector<Open> &open = open_[event.client];
+    const bool exited = event.outcome != "handed control back";
+    while (!open.empty() && open.back().depth >= event.depth) {
+        const HostCall &call = *open.back().call;
+        if (call.end != HostCall::any && exited != (call.end == HostCall::exited))
+            miss(call.place + ": " + std::string(call.procedure->name) + ": " +
+                 std::string(event.outcome));
+        open.pop_back();
+    }
+}
+
+std::vector<std::string> ScenarioPlayer::failures() const
+{
+    std::vector<std::string> all = misses_;
+    if (more_misses_ > 0)
+        all.push_back("and " + std::to_string(more_misses_) + " more");
+    const auto add = [&](const std::vector<ExpectedCall> &calls) {
+        for (const ExpectedCall &each : calls)
+            if (each.used < each.times.least)
+                all.push_back(missing_call(each));
+    };
+    for (const Scenario &scenario : scenarios_) {
+        add(scenario.calls);
+        for (const HostCall &each : scenario.host_calls) {
+            if (!each.begun)
+                all.push_back(each.place + ": the host has not called " +
+                              std::string(each.procedure->name));
+            add(each.calls);
+        }
+    }
+    return all;
+}
+
+} // namespace velt::host

@@ -1,0 +1,65 @@
+// Answers calls as scenarios say, makes the calls of the host that these have, and tells what was
+// expected and has not happened.
+#pragma once
+
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/scenario/scenario.h"
+#include "host/session/responder.h"
+#include "host/trace/trace.h"
+
+namespace velt::host
+{
+
+class ScenarioPlayer : public Responder
+{
+public:
+    // The model answers what scenarios leave to it.
+    ScenarioPlayer(Responder &model, const SessionText &text) : model_(model), text_(text) {}
+
+    // A scenario that is added later comes before the others.
+    void add(Scenario scenario) { scenarios_.push_front(std::move(scenario)); }
+
+    Reaction respond(Call &call) override;
+    IntT admit(IntT pid) override { return model_.admit(pid); }
+    void client_exited(int number) override { model_.client_exited(number); }
+    // Follows the host's calls; every event of a trace is to come here. Throws nothing.
+    void observe(const TraceEvent &event) noexcept;
+
+    // Returns what went wrong, a text of one or more lines each: calls that nothing expected, in
+    // their order, and what was expected and has not happened.
+    std::vector<std::string> failures() const;
+
+private:
+    // A call of the host that a client is in, and what a scenario says of it.
+    struct Open {
+        std::size_t depth;
+        HostCall *call;
+    };
+    // A list of calls, and whether their order counts.
+    struct Expected {
+        std::vector<ExpectedCall> &calls;
+        bool in_order;
+    };
+
+    std::vector<Expected> expected_of(int client);
+    ExpectedCall *find_in(const Expected &expected, const Call &call);
+    Reaction carry_out(ExpectedCall &step, Call &call);
+    void make(Host &host, Client &client, HostCall &call);
+    void begin(const TraceEvent &event);
+    void end(const TraceEvent &event);
+    void miss(std::string text);
+
+    Responder &model_;
+    const SessionText &text_;
+    std::deque<Scenario> scenarios_;
+    std::map<int, std::vector<Open>> open_; // by the numbers of clients, the innermost last
+    HostCall *making_ = nullptr;            // the call that the host is about to make
+    std::vector<std::string> misses_;
+    std::size_t more_misses_ = 0;
+};
+
+} // namespace velt::host

@@ -1,0 +1,162 @@
+#include "host/scenario/recorder.h"
+
+#include "host/json/writer.h"
+#include "host/wire/procedures.h"
+#include "velt/vde/language.h"
+
+namespace velt::host
+{
+namespace
+{
+
+using Names = std::set<std::string, std::less<>>;
+
+// Passes the parts of a value on, but for the fields of some names, and replaces the texts of
+// others.
+class Sieve final : public JsonOut
+{
+public:
+    Sieve(JsonWriter &out, const Names &left_out, const Names &scrubbed)
+        : out_(out), left_out_(left_out), scrubbed_(scrubbed)
+    {
+    }
+    void begin(char bracket) override
+    {
+        if (skips())
+            skipped_++;
+        else
+            out_.begin(bracket);
+    }
+    void end(char bracket) override
+    {
+        if (skipped_ == 0)
+            return out_.end(bracket);
+        skipped_--;
+        value_is_over();
+    }
+    void key(std::string_view name) override
+    {
+        if (skipped_ > 0)
+            return;
+        skips_next_ = left_out_.contains(name);
+        scrubs_ = scrubbed_.contains(name);
+        if (!skips_next_)
+            out_.key(name);
+    }
+    void text(std::string_view text) override
+    {
+        if (!skips())
+            out_.text(scrubs_ ? "scrubbed" : text);
+        value_is_over();
+    }
+    void number(std::int64_t number) override
+    {
+        if (!skips())
+            out_.number(number);
+        value_is_over();
+    }
+    void null() override
+    {
+        if (!skips())
+            out_.null();
+        value_is_over();
+    }
+
+private:
+    bool skips() const { return skips_next_ || skipped_ > 0; }
+    void value_is_over()
+    {
+        if (skipped_ == 0)
+            skips_next_ = false;
+    }
+
+    JsonWriter &out_;
+    const Names &left_out_, &scrubbed_;
+    bool skips_next_ = false; // the value of the last key is left out
+    bool scrubs_ = false;
+    int skipped_ = 0; // brackets that are open in it
+};
+
+constexpr std::string_view answered = "answered", handed_back = "handed control back";
+
+} // namespace
+
+void Recorder::begin(IntT language)
+try {
+    file_.begin();
+    JsonWriter header(JsonWriter::one_line);
+    header.text(V_LanguageString(language));
+    put("{\"format\":1,\"language\":" + header.take() + ",\"order\":\"file\",\"recorded\":[");
+} catch (const std::system_error &error) {
+    error_ = error.code();
+}
+
+void Recorder::message(JsonWriter &out, const char *name, const TracedMessage &message)
+{
+    static const Names none;
+    if (!message.shape)
+        return;
+    out.key(name);
+    const bool is_answer = name == std::string_view("answer");
+    Names left_out = fields_.left_out;
+    if (!is_answer)
+        left_out.insert(fields_.scrubbed.begin(), fields_.scrubbed.end());
+    Sieve sieve(out, is_answer ? none : left_out, fields_.scrubbed);
+    write_value(*message.shape, message.value, sieve,
+                [this](const char *bytes) { return text_.to_utf8(bytes); });
+}
+
+void Recorder::write(const TraceEvent &event) noexcept
+try {
+    // How a client comes up is the same in each run.
+    if (event.direction == Direction::to_host &&
+        (event.number == procedure::api_vq_init_ack_5_1::number ||
+         event.number == procedure::api_vq_init_ack_4_1::number))
+        return;
+    JsonWriter line(JsonWriter::one_line);
+    line.begin('{');
+    line.number("client", event.client);
+    switch (event.direction) {
+    case Direction::to_host:
+        line.text("call", event.procedure);
+        message(line, "arguments", event.arguments);
+        if (event.outcome == answered)
+            message(line, "answer", event.result);
+        else
+            line.text("answer", event.outcome == "no reply" ? "none" : "error");
+        break;
+    case Direction::to_client:
+        line.text("callback", event.procedure);
+        message(line, "arguments", event.arguments);
+        break;
+    case Direction::from_client:
+        line.text("end", event.outcome == handed_back ? "handed back" : "exited");
+        break;
+    }
+    line.end('}');
+    put((first_ ? "\n" : ",\n") + line.take());
+    first_ = false;
+} catch (const std::exception &) {
+    error_ = std::make_error_code(std::errc::not_enough_memory);
+}
+
+void Recorder::end()
+{
+    put("\n]}\n");
+}
+
+void Recorder::put(const std::string &text)
+try {
+    if (!error_)
+        file_.write(text);
+} catch (const std::system_error &error) {
+    error_ = error.code();
+}
+
+void Recorder::check() const
+{
+    if (error_)
+        throw std::system_error(error_, file_.path() + ": the recording is not complete");
+}
+
+} // namespace velt::host

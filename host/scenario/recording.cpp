@@ -1,0 +1,139 @@
+#include "host/scenario/recording.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "common/error.h"
+#include "host/scenario/pattern.h"
+#include "host/values/text.h"
+
+namespace velt::host
+{
+namespace
+{
+
+// A longer line is no event: no message is longer.
+constexpr std::size_t longest_line = std::size_t{256} << 20;
+
+const Procedure *find(const JsonNode &name, std::span<const Procedure> among)
+{
+    const auto found = std::ranges::find(among, name.text(), &Procedure::name);
+    if (found == among.end())
+        throw JsonError(name, "no procedure is called " + in_quotes(name.text()));
+    return &*found;
+}
+
+RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
+{
+    RecordedEvent event;
+    node->need(JsonNode::object);
+    const auto client = node->member("client");
+    if (const auto number = client ? client->integer(0, INT32_MAX) : std::nullopt)
+        event.client = static_cast<int>(*number);
+    else
+        throw JsonError(*node, "\"client\" is missing");
+    if (const JsonNode *call = node->member("call")) {
+        event.kind = RecordedEvent::call;
+        event.procedure = find(*call, host_procedures());
+    } else if (const JsonNode *callback = node->member("callback")) {
+        event.kind = RecordedEvent::host_call;
+        event.procedure = find(*callback, client_procedures());
+    } else if (const JsonNode *end = node->member("end")) {
+        event.exited = end->text() == "exited";
+    } else {
+        throw JsonError(*node, "an event has \"call\", \"callback\" or \"end\"");
+    }
+    event.arguments = node->member("arguments");
+    event.answer = node->member("answer");
+    event.node = std::move(node);
+    return event;
+}
+
+} // namespace
+
+std::string RecordedEvent::text() const
+{
+    if (kind == end)
+        return exited ? "the client exits" : "the client hands control back";
+    constexpr std::size_t most_shown = 300;
+    const auto shown = [](const JsonNode *part) {
+        return part ? shortened(json_of(*part), most_shown) : "";
+    };
+    return (kind == host_call ? "-> " : "") + std::string(procedure->name) + "(" +
+           shown(arguments) + ")" + (answer ? " = " + shown(answer) : "");
+}
+
+Recording::Recording(const std::string &path)
+    : Recording(std::filesystem::is_regular_file(path) ? std::make_unique<std::ifstream>(path)
+                                                       : nullptr,
+                path)
+{
+}
+
+Recording::Recording(std::unique_ptr<std::istream> file, const std::string &path)
+    : path_(path), file_(std::move(file))
+{
+    if (!file_)
+        misuse(path + ": cannot read the recording: there is no plain file of this name");
+    if (!*file_ || !read_line())
+        misuse(path + ": cannot read the recording");
+    JsonNode root;
+    try {
+        parse_json(line_ + "]}", root);
+        const JsonNode *format = root.member("format"), *language = root.member("language");
+        if (!format || !language || !root.member("recorded"))
+            refuse("this is no recording");
+        if (!format->integer(1, 1))
+            refuse("a newer version has written this recording");
+        language_ = language_number(language->text());
+    } catch (const JsonError &) {
+        refuse("this is no recording: those begin with {\"format\": on a line of their own");
+    }
+}
+
+void Recording::refuse(const std::string &reason) const
+{
+    misuse(path_ + ":" + std::to_string(number_) + ": " + reason);
+}
+
+bool Recording::read_line()
+{
+    line_.clear();
+    number_++;
+    for (char c = 0; file_->get(c) && c != '\n';) {
+        line_ += c;
+        if (line_.size() > longest_line)
+            refuse("a line is longer than 256 MiB");
+    }
+    return !line_.empty();
+}
+
+std::optional<RecordedEvent> Recording::next()
+{
+    if (over_)
+        return {};
+    const bool there = read_line();
+    const bool whole = !file_->eof(); // a line that was cut off has no end
+    if (!there || !whole || line_ == "]}") {
+        over_ = true;
+        cut_off_ = line_ != "]}";
+        return {};
+    }
+    if (line_.ends_with(','))
+        line_.pop_back();
+    const auto node = std::make_shared<JsonNode>();
+    try {
+        const std::vector<JsonError> problems = parse_json(line_, *node);
+        if (!problems.empty())
+            throw JsonError(problems.front());
+        RecordedEvent event = event_of(node);
+        event.place = path_ + ":" + std::to_string(number_);
+        return event;
+    } catch (const JsonError &error) {
+        misuse(path_ + ":" + std::to_string(number_) + ":" + std::to_string(error.column) + ": " +
+               error.what());
+    }
+}
+
+} // namespace velt::host

@@ -1,0 +1,296 @@
+#include "host/scenario/scenario.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+#include "common/file.h"
+#include "common/nearest.h"
+#include "host/json/values.h"
+#include "host/values/text.h"
+
+namespace velt::host
+{
+namespace
+{
+
+using std::chrono::milliseconds;
+
+// The format of the files that this version reads.
+constexpr std::int64_t format = 1;
+
+// Reads a scenario, collects the mistakes, and goes on.
+class Reader
+{
+public:
+    Reader(Scenario &into, std::vector<JsonError> &problems) : into_(into), problems_(problems) {}
+
+    void read(const JsonNode &root)
+    {
+        need_names(root, {"format", "language", "others", "order", "steps"});
+        if (const JsonNode *of = root.member("format"))
+            attempt(problems_, [&] { check_format(*of); });
+        if (const JsonNode *language = root.member("language"))
+            attempt(problems_, [&] {
+                const IntT named = language_of(*language);
+                if (into_.language == 0)
+                    into_.language = named;
+            });
+        text_.emplace(into_.language);
+        choose(root, "others", into_.others_by_model, {{"fail", false}, {"model", true}});
+        choose(root, "order", into_.in_order, {{"any", false}, {"file", true}});
+        const JsonNode *steps = root.member("steps");
+        if (!steps)
+            throw JsonError(root, "\"steps\" is missing");
+        read_steps(*steps, into_.calls, &into_.host_calls);
+    }
+
+private:
+    static void check_format(const JsonNode &node)
+    {
+        if (const auto number = node.integer(1, INT64_MAX); !number || *number > format)
+            throw JsonError(node, number ? "a newer version has written this file"
+                                         : "the format is a number");
+    }
+
+    static IntT language_of(const JsonNode &node)
+    try {
+        return language_number(node.text());
+    } catch (const JsonError &) {
+        throw;
+    } catch (const Error &error) {
+        throw JsonError(node, error.what());
+    }
+
+    void need_names(const JsonNode &node, std::initializer_list<std::string_view> names)
+    {
+        node.need(JsonNode::object);
+        expect_names(node, {names.begin(), names.size()}, problems_);
+    }
+
+    // Sets `where` to the choice that the member names, if the node has it.
+    template <class Choice>
+    void choose(const JsonNode &node, const char *member, Choice &where,
+                std::initializer_list<std::pair<std::string_view, Choice>> choices)
+    {
+        const JsonNode *given = node.member(member);
+        if (!given)
+            return;
+        attempt(problems_, [&] {
+            std::string all;
+            for (const auto &[name, choice] : choices) {
+                if (given->is_text() && given->text() == name) {
+                    where = choice;
+                    return;
+                }
+                all += (all.empty() ? "" : " or ") + in_quotes(name);
+            }
+            throw JsonError(*given, all + " is needed here");
+        });
+    }
+
+    // Host calls are refused where there is no room for them.
+    void read_steps(const JsonNode &node, std::vector<ExpectedCall> &calls,
+                    std::vector<HostCall> *host_calls)
+    {
+        node.need(JsonNode::array);
+        for (const auto &each : node.members)
+            attempt(problems_, [&] {
+                const JsonNode &step = each.second;
+                step.need(JsonNode::object);
+                if (step.member("call"))
+                    calls.push_back(read_call(step));
+                else if (host_calls && step.member("callback"))
+                    host_calls->push_back(read_host_call(step));
+                else
+                    throw JsonError(step, host_calls ? "a step needs \"call\" or \"callback\""
+                                                     : "a step needs \"call\"");
+            });
+    }
+
+    std::vector<HostCall> read_host_calls(const JsonNode &step, const char *member)
+    {
+        std::vector<HostCall> read;
+        if (const JsonNode *list = step.member(member))
+            attempt(problems_, [&] {
+                list->need(JsonNode::array);
+                for (const auto &each : list->members)
+                    attempt(problems_, [&] { read.push_back(read_host_call(each.second)); });
+            });
+        return read;
+    }
+
+    std::string place(const JsonNode &node) const
+    {
+        return into_.path + ":" + std::to_string(node.line) + ":" + std::to_string(node.column);
+    }
+
+    const Procedure *find(const JsonNode &name, std::span<const Procedure> among)
+    {
+        const std::string &wanted = name.text();
+        Nearest nearest(wanted);
+        for (const Procedure &each : among) {
+            if (each.name == wanted)
+                return &each;
+            nearest.consider(each.name);
+        }
+        throw JsonError(name, "no procedure is called " + in_quotes(wanted) + nearest.hint());
+    }
+
+    // Checks that the node is such a message, or a part of one.
+    void check(const MessageType &type, const JsonNode &node)
+    {
+        if (!type.shape)
+            throw JsonError(node, "this procedure has none");
+        Message scratch(type);
+        const auto convert = [&](const JsonNode &each) {
+            const std::string &utf8 = each.text();
+            try {
+                return text_->from_utf8(utf8);
+            } catch (const std::runtime_error &error) {
+                throw JsonError(each, error.what());
+            }
+        };
+        attempt(problems_, [&] {
+            read_value(*type.shape, scratch.address(), node, convert, problems_, Missing::zero);
+        });
+    }
+
+    HostCall read_host_call(const JsonNode &node)
+    {
+        need_names(node, {"callback", "arguments", "steps", "end"});
+        const JsonNode *name = node.member("callback");
+        if (!name)
+            throw JsonError(node, "\"callback\" is missing");
+        HostCall call;
+        call.place = place(node);
+        call.procedure = find(*name, client_procedures());
+        call.in_order = into_.in_order;
+        if ((call.arguments = node.member("arguments")))
+            check(call.procedure->argument, *call.arguments);
+        choose(node, "end", call.end,
+               {{"handed back", HostCall::handed_back},
+                {"exited", HostCall::exited},
+                {"any", HostCall::any}});
+        if (const JsonNode *steps = node.member("steps"))
+            attempt(problems_, [&] { read_steps(*steps, call.calls, nullptr); });
+        return call;
+    }
+
+    ExpectedCall read_call(const JsonNode &node)
+    {
+        need_names(node, {"call", "arguments", "times", "nth", "answer", "delay", "before", "in",
+                          "after"});
+        const JsonNode &name = *node.member("call");
+        const bool any = name.is_text() && name.text() == "*";
+        ExpectedCall call{place(node), any ? nullptr : find(name, host_procedures())};
+        if ((call.arguments = node.member("arguments"))) {
+            if (!call.procedure)
+                throw JsonError(*call.arguments, "calls of any procedure have no arguments alike");
+            check(call.procedure->argument, *call.arguments);
+        }
+        if (const JsonNode *times = node.member("times"))
+            attempt(problems_, [&] { call.times = read_times(*times); });
+        if (const JsonNode *nth = node.member("nth"))
+            attempt(problems_, [&] { call.nth = count(*nth, 1); });
+        if (const JsonNode *delay = node.member("delay"))
+            attempt(problems_, [&] { call.delay = read_delay(*delay); });
+        if (const JsonNode *answer = node.member("answer"))
+            attempt(problems_, [&] { read_answer(*answer, call); });
+        call.before = read_host_calls(node, "before");
+        call.in = read_host_calls(node, "in");
+        call.after = read_host_calls(node, "after");
+        return call;
+    }
+
+    static unsigned count(const JsonNode &node, unsigned least)
+    {
+        if (const auto number = node.integer(least, UINT32_MAX))
+            return static_cast<unsigned>(*number);
+        throw JsonError(node,
+                        "a whole number from " + std::to_string(least) + " on is needed here");
+    }
+
+    // A number, [least, most], or "any".
+    static Times read_times(const JsonNode &node)
+    {
+        if (node.is_text() && node.text() == "any")
+            return {0, UINT32_MAX};
+        if (node.type != JsonNode::array) {
+            const unsigned times = count(node, 0);
+            return {times, times};
+        }
+        if (node.members.size() != 2)
+            throw JsonError(node, "[LEAST, MOST], a number or \"any\" is needed here");
+        const Times times{count(node.members[0].second, 0), count(node.members[1].second, 0)};
+        if (times.least > times.most)
+            throw JsonError(node, "the most is less than the least");
+        return times;
+    }
+
+    static milliseconds read_delay(const JsonNode &node)
+    {
+        constexpr double longest = 86400;
+        double seconds = -1;
+        if (const auto whole = node.integer(0, static_cast<std::int64_t>(longest)))
+            seconds = static_cast<double>(*whole);
+        else if (const auto *fraction = std::get_if<double>(&node.value))
+            seconds = *fraction;
+        if (!(seconds >= 0 && seconds <= longest))
+            throw JsonError(node, "a number of seconds from 0 to 86400 is needed here");
+        return milliseconds(std::lround(1000 * seconds));
+    }
+
+    void read_answer(const JsonNode &node, ExpectedCall &call)
+    {
+        constexpr std::pair<std::string_view, ExpectedCall::Answer> words[] = {
+            {"model", ExpectedCall::model},
+            {"none", ExpectedCall::nothing},
+            {"error", ExpectedCall::rpc_error},
+            {"half", ExpectedCall::half},
+            {"close", ExpectedCall::closed}};
+        if (node.is_text())
+            for (const auto &[word, answer] : words)
+                if (node.text() == word) {
+                    call.answer = answer;
+                    return;
+                }
+        const bool of_text = call.procedure && call.procedure->result.shape &&
+                             call.procedure->result.shape->kind == Shape::text;
+        if (!call.procedure || (node.is_text() && !of_text))
+            throw JsonError(node, std::string(call.procedure ? "the fields of the result, " : "") +
+                                      "\"model\", \"none\", \"error\", \"half\" or \"close\" "
+                                      "is needed here");
+        call.fields = &node;
+        check(call.procedure->result, node);
+    }
+
+    Scenario &into_;
+    std::vector<JsonError> &problems_;
+    std::optional<SessionText> text_;
+};
+
+} // namespace
+
+Scenario parse_scenario(std::string_view text, const std::string &path, IntT language)
+{
+    Scenario scenario;
+    scenario.path = path;
+    scenario.language = language;
+    const auto root = std::make_shared<JsonNode>();
+    read_nodes(text, path, *root,
+               [&](std::vector<JsonError> &problems) { Reader(scenario, problems).read(*root); });
+    scenario.root = root;
+    return scenario;
+}
+
+Scenario read_scenario(const std::string &path, IntT language)
+try {
+    return parse_scenario(read_plain_file(path), path, language);
+} catch (const Error &) {
+    throw;
+} catch (const std::runtime_error &error) {
+    misuse(std::string("cannot read the scenario ") + error.what());
+}
+
+} // namespace velt::host

@@ -1,0 +1,89 @@
+#!/bin/sh
+# Records what an example client does, and replays it: the same client does the same; another does
+# not, and the first difference is told.
+set -eu
+vqhost=$1 built=$2 examples=$3
+export VQHOME="$built"
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cp -r "$examples"/tea* "$folder"
+cd "$folder"
+
+fail()
+{
+    echo "FAIL: $*" >&2
+    exit 1
+}
+
+# ends STATUS COMMAND... expects the exit status; what is printed is in the file "out".
+ends()
+{
+    status=$1
+    shift
+    is=0
+    "$@" >out 2>&1 || is=$?
+    [ "$is" -eq "$status" ] || {
+        cat out >&2
+        fail "$* ended with $is, not $status"
+    }
+}
+
+# tells TEXT expects a line that contains the text.
+tells()
+{
+    grep -qF -e "$1" out || {
+        cat out >&2
+        fail "nothing tells \"$1\""
+    }
+}
+
+run() { "$vqhost" run tea.json --client "$built/wordcount" "$@"; }
+replay() { "$vqhost" replay "$1" --client "$built/wordcount"; }
+
+ends 0 run --record words "choose Count Words"
+python3 -c 'import json; json.load(open("words"))' || fail "a recording is no JSON"
+ends 0 replay words
+
+# A client that does something else: it counts other texts, or fewer calls were recorded.
+sed 's,a writing-desk,a very large sofa,' words >other
+ends 1 replay other
+tells 'recorded "The book has 98 words."'
+
+# A run that was cut off can be played as far as it goes, also within a line.
+head -c "$(($(wc -c <words) / 2))" words >half
+ends 0 replay half
+tells "was cut off"
+
+# What differs from run to run is left out; what nobody may read is replaced.
+ends 0 run --record private --scrub str1 --leave-out docId "choose Count Words"
+! grep -q '"arguments":{"docId\|98 words' private || fail "a field was recorded that was to be left out"
+ends 0 replay private
+
+# Files that are no recordings, or damaged ones.
+: >empty
+echo '{"steps": []}' >scenario
+sed '3s/.*/{"client":1,"call":"api_vq_no_1"},/' words >unknown
+for each in empty scenario unknown tea.json missing /dev/null; do
+    ends 2 replay "$each"
+done
+
+# A scenario answers in the place of the model.
+cat >scenario <<'END'
+{"others": "model", "steps": [
+  {"call": "api_vq_open_1", "times": 3, "answer": {"status": -9}},
+  {"call": "api_vq_alert_1", "times": 2}]}
+END
+ends 1 run --scenario scenario "choose Count Words"
+tells "expected 2 times, came once"
+for answer in none half close; do
+    echo "{\"others\": \"model\", \"steps\": [{\"call\": \"api_vq_open_1\", \"answer\": \"$answer\"}]}" >bad
+    ends 1 run --scenario bad --time-limit 1 "choose Count Words"
+done
+# Calls of the host within a client's call, and after it.
+cat >calls <<'END'
+{"others": "model", "steps": [
+  {"call": "api_vq_alert_1", "after": [
+    {"callback": "vq_api_command_1", "arguments": {"command": 1},
+     "steps": [{"call": "api_vq_alert_1", "arguments": {"str1": "The book has 98 words."}}]}]}]}
+END
+ends 0 run --scenario calls "choose Count Words"

@@ -1,0 +1,116 @@
+// Scenarios in the process of the test: what calls are answered, and what is told of those that
+// were not expected, or have not come.
+
+#include "host/scenario/player.h"
+#include "support/host_in_process.h"
+
+namespace velt::host
+{
+namespace
+{
+
+class Scenarios : public HostInProcess
+{
+protected:
+    const SessionText text{V_language_usenglish};
+    ScenarioPlayer player{responder, text};
+    LibraryCalls played{host, player};
+
+    void add(const std::string &json)
+    {
+        player.add(parse_scenario(json, "s", V_language_usenglish));
+    }
+    std::string failures()
+    {
+        std::string all;
+        for (const std::string &each : player.failures())
+            all += each + "\n";
+        return all;
+    }
+};
+
+TEST_F(Scenarios, StepsAnswerTheCallsThatTheyFit)
+{
+    add(R"({"others": "model", "steps": [
+{"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3}}, "answer": {"result": 7}},
+{"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3}}, "answer": {"result": 8}},
+{"call": "api_vq_get_int_1", "nth": 2, "answer": {"status": -3}},
+{"call": "api_vq_get_int_1", "times": 2, "answer": {"status": -1}},
+{"call": "api_vq_get_strings_1", "answer": {"strings": ["a", "\u00c4"]}},
+{"call": "api_vq_get_val_1", "answer": {"typedVal": {"valType": 3, "stringVal": "x"}}},
+{"call": "api_vq_alert_1", "arguments": {"str1": "\u00c4"}, "answer": "error"},
+{"call": "api_client_name_1", "answer": "Me"}]})");
+    EXPECT_CALL(ok, 7, V_ApiGetInt(0, 0, 3));
+    EXPECT_CALL(-1, 0, V_ApiGetInt(0, 0, 4));
+    EXPECT_CALL(ok, 8, V_ApiGetInt(0, 1, 3));
+    EXPECT_CALL(-3, 0, V_ApiGetInt(0, 0, 4));
+    EXPECT_CALL(-1, 0, V_ApiGetInt(0, 0, 3));
+    StringT strings[] = {str("a"), str("\x80")};
+    EXPECT_CALL(ok, (V_StringsT{2, strings}), V_ApiGetStrings(0, 0, 9));
+    EXPECT_CALL(ok, string("x"), V_ApiGetVal(0, 0, 9));
+    EXPECT_STATUS(-1, V_ApiAlert(str("\x80"), 1));
+    EXPECT_CALL(ok, "Me", V_ApiClientName());
+    EXPECT_CALL(no_such_document, 0, V_ApiGetInt(4711, 0, 3)); // they are used up
+    EXPECT_EQ(failures(), "");
+
+    // A later scenario comes first.
+    add(R"({"steps": [{"call": "*", "times": "any", "answer": "close"}]})");
+    EXPECT_STATUS(-1, V_ApiAlert(str("\x80"), 1));
+}
+
+TEST_F(Scenarios, WhatIsNotExpectedOrDoesNotComeIsTold)
+{
+    add(R"({"order": "file", "steps": [
+{"call": "api_vq_get_int_1", "arguments": {"docId": 1, "propIdent": {"num": 3}}},
+{"call": "api_vq_alert_1", "times": [0, 1]},
+{"call": "api_vq_set_int_1"}]})");
+    EXPECT_STATUS(-1, V_ApiAlert(str("early"), 1));
+    EXPECT_STATUS(-1, V_ApiGetInt(2, 0, 5));
+    EXPECT_STATUS(-1, V_ApiGetId(0, 0, 5));
+    EXPECT_STATUS(ok, V_ApiGetInt(1, 0, 3));
+    EXPECT_STATUS(ok, V_ApiAlert(str("in time"), 1));
+    EXPECT_EQ(failures(), R"(client 1 (tester): nothing expects api_vq_alert_1(str1="early", int2=1)
+  s:3:1: expected 0 to 1 times, came 0 times
+client 1 (tester): nothing expects api_vq_get_int_1(docId=2, objId=0, propIdent={num=5})
+  s:2:1: expected once, came 0 times; it is the nearest, and differs in
+    docId:
+      is       2
+      expected 1
+    propIdent.num:
+      is       5
+      expected 3
+client 1 (tester): nothing expects api_vq_get_id_1(docId=0, objId=0, propIdent={num=5})
+  no call of this procedure is expected here; do you mean "api_vq_get_int_1"?
+s:4:1: api_vq_set_int_1: expected once, came 0 times
+)");
+}
+
+TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
+{
+    const std::pair<const char *, const char *> mistakes[] = {
+        {R"({"format": 2, "steps": []})", "s:1:12: format: a newer version has written this file"},
+        {R"({"step": []})", "s:1:1: \"steps\" is missing"},
+        {R"({"steps": [{"call": "api_vq_get_itn_1"}]})", "do you mean \"api_vq_get_int_1\"?"},
+        {R"({"steps": [{"call": "*", "arguments": {}}]})", "have no arguments alike"},
+        {R"({"steps": [{"call": "*", "answer": {}}]})", "\"none\""},
+        {R"({"steps": [{"call": "api_vq_alert_1", "arguments": {"str": "x"}}]})",
+         "s:1:60: steps[0].arguments.str: unknown name \"str\"; do you mean \"str1\"?"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "arguments": {"str1": "三"}}]})",
+         "does not exist in Quire"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "times": [2, 1]}]})", "less than the least"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "delay": -1}]})", "a number of seconds"},
+        {R"({"steps": [{"callback": "vq_api_quit_1", "arguments": {}}]})", "has none"},
+        {R"({"steps": [{}]})", "a step needs \"call\" or \"callback\""},
+    };
+    for (const auto &[json, told] : mistakes) {
+        try {
+            parse_scenario(json, "s", V_language_usenglish);
+            ADD_FAILURE() << json;
+        } catch (const Error &error) {
+            EXPECT_NE(std::string(error.what()).find(told), std::string::npos) << error.what();
+        }
+    }
+}
+
+} // namespace
+} // namespace velt::host

@@ -1,0 +1,4 @@
+velt_test(scenario_test SOURCES scenario/scenario_test.cpp support/host_in_process.cpp LINK velt-host)
+add_test(NAME replay_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/replay_test.sh
+  $<TARGET_FILE:vqhost> ${PROJECT_BINARY_DIR}/examples ${PROJECT_SOURCE_DIR}/examples)
+set_tests_properties(replay_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
