@@ -37,8 +37,8 @@ int replay(const Arguments &arguments)
     PrintingConsole console(std::cout, std::cerr);
     Host host(std::move(options), replay, console);
     const Startable &startable = arguments.clients.front();
-    Client &client = host.start(startable.what, replay.client(), startable.name());
-    replay.run(host, client);
+    while (replay.run(host, host.start(startable.what, replay.client(), startable.name())))
+        continue;
     host.end();
     outputs.check();
     outputs.end();

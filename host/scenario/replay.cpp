@@ -126,12 +126,19 @@ void Replay::compare_end(const TraceEvent &event)
     advance();
 }
 
-void Replay::run(Host &host, Client &client)
+bool Replay::run(Host &host, Client &client)
 {
     const auto &limit = host.options().turn_limit;
-    while (next_ && difference_.empty() && client.running()) {
+    const auto starts = [this] {
+        return next_ && next_->kind == RecordedEvent::host_call &&
+               next_->procedure->number == callback::vq_api_init_1::number;
+    };
+    for (bool first = true; next_ && difference_.empty() && client.running(); first = false) {
         const std::size_t played = played_;
-        if (next_->kind == RecordedEvent::host_call) {
+        if (!first && starts()) {
+            if (!host.wait_for_exit(client, limit))
+                differ("  now:      the client has not ended");
+        } else if (next_->kind == RecordedEvent::host_call) {
             const RecordedEvent event = *next_;
             Message argument(event.procedure->argument);
             fill(event.procedure->argument, argument.address(), event.arguments, text_);
@@ -146,8 +153,11 @@ void Replay::run(Host &host, Client &client)
                    " ms");
         }
     }
-    if (next_ && difference_.empty())
+    if (difference_.empty() && starts())
+        return true;
+    if (next_)
         differ("  now:      the client has ended: " + client.ending());
+    return false;
 }
 
 } // namespace velt::host

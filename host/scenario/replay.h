@@ -20,8 +20,8 @@ public:
 
     int client() const { return client_; }
     // Makes the host's calls one after the other, until the recording or the client is at its end,
-    // or differs.
-    void run(Host &host, Client &client);
+    // or differs. Returns whether the client is to be started once more.
+    bool run(Host &host, Client &client);
     // Returns the first difference, as several lines; empty when there is none.
     const std::string &difference() const { return difference_; }
 

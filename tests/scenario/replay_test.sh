@@ -44,6 +44,10 @@ ends 0 run --record words "choose Count Words"
 python3 -c 'import json; json.load(open("words"))' || fail "a recording is no JSON"
 ends 0 replay words
 
+# A client that is started again.
+ends 0 run --record again stop start "choose Count Words"
+ends 0 replay again
+
 # A client that does something else: it counts other texts, or fewer calls were recorded.
 sed 's,a writing-desk,a very large sofa,' words >other
 ends 1 replay other
