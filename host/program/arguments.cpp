@@ -58,8 +58,7 @@ void choose(const std::string &option, const std::string &text, Choice &where,
             where = choice;
             return;
         }
-        if (*name != '\0')
-            all += (all.empty() ? "" : " or ") + std::string(name);
+        all += (all.empty() ? "" : " or ") + std::string(name);
     }
     misuse(option + "=" + text + ": " + all);
 }
@@ -96,10 +95,7 @@ Arguments parse(int argc, char **argv, bool replays)
          [&](const std::string &text) { a.init_code = init_code_of(text); }},
         {0, "trace", Option::maybe_value,
          [&](const std::string &text) {
-             using Trace = decltype(a.trace);
-             choose<Trace>(
-                 "--trace", text, a.trace,
-                 {{"text", Arguments::text}, {"json", Arguments::json}, {"", Arguments::text}});
+             a.trace = text.empty() ? &trace_formats().front() : &trace_format(text);
          }},
         Option::into(0, "trace-file", a.trace_file),
         Option::into(0, "filter", a.filter),
@@ -139,6 +135,9 @@ Arguments parse(int argc, char **argv, bool replays)
         misuse(replays ? "replay needs a recording" : "run needs a book file");
     if (replays && (words.size() != 1 || a.clients.size() != 1))
         misuse("replay needs one recording and one --client");
+    if (a.trace && a.trace->needs_file && a.trace_file.empty())
+        misuse("--trace=" + std::string(a.trace->name) +
+               " is for a file of its own: add --trace-file FILE");
     a.book = words[0];
     a.commands.assign(words.begin() + 1, words.end());
     if (!a.script.empty() && !a.commands.empty())

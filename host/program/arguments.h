@@ -17,8 +17,8 @@ struct Arguments {
     std::string book;
     std::vector<Startable> clients;
     IntT init_code = 1;
-    IntT language = 0; // 0 for the book's
-    enum { untraced, text, json } trace = untraced;
+    IntT language = 0;                  // 0 for the book's
+    const TraceFormat *trace = nullptr; // null when --trace is not given
     std::string trace_file, filter, record;
     Recorder::Fields record_fields;
     std::string script, junit, words;

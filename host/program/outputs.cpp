@@ -87,11 +87,11 @@ try {
         recorder_->begin(language);
     }
     // --trace-file or --filter alone asks for a trace too.
-    if (arguments_.trace == Arguments::untraced && !trace_file_ && arguments_.filter.empty())
+    if (!arguments_.trace && !trace_file_ && arguments_.filter.empty())
         return;
+    const TraceFormat &format = arguments_.trace ? *arguments_.trace : trace_formats().front();
     const bool colour = !trace_file_ && coloured(STDERR_FILENO);
-    trace_.emplace(std::move(trace_file_), arguments_.trace == Arguments::json, std::move(*filter_),
-                   colour);
+    trace_.emplace(std::move(trace_file_), format.make(colour), std::move(*filter_));
 } catch (const std::system_error &error) {
     misuse(error.what());
 }
@@ -126,8 +126,10 @@ void Outputs::end()
         recorder_->end();
         recorder_->check_place();
     }
-    if (trace_)
+    if (trace_) {
+        trace_->end();
         trace_->check_place();
+    }
 }
 
 } // namespace velt::host

@@ -65,7 +65,7 @@ hold, as a JSON Schema.
   --client-arg ARG     hand an argument to the client before; once more for another
   --client-env NAME=VALUE  set a variable for the client before
   --init CODE          the code with which clients are initialised at first (1)
-  --trace[=text|json]  print every call, decoded, on the standard error
+  --trace[=FORMAT]     print every call, decoded, on the standard error
   --trace-file FILE    write the trace to FILE
   --filter WHAT,...    trace procedures, as in "*_get_*,api_vq_alert_1", or "failures" only
   --script FILE        read commands from FILE; - is the standard input
@@ -87,8 +87,18 @@ hold, as a JSON Schema.
 Exit status: 0 done, 1 an expectation or a client failed, 2 usage or a file to
 read, 3 the port mapper failed.
 
-Commands:
 )";
+
+std::string formats()
+{
+    std::string text = "Formats of a trace:\n";
+    for (const TraceFormat &each : trace_formats()) {
+        std::string name = "  " + std::string(each.name);
+        name.resize(23, ' ');
+        text += name + std::string(each.what) + (each.needs_file ? "; needs --trace-file\n" : "\n");
+    }
+    return text;
+}
 
 int tell(const std::string &text)
 {
@@ -103,7 +113,7 @@ int help(int, char **)
     for (const Verb &each : verbs)
         usage += (usage.empty() ? "usage: vqhost " : "       vqhost ") + std::string(each.name) +
                  " " + std::string(each.arguments) + "\n";
-    return tell(usage + about + Commands::help());
+    return tell(usage + about + formats() + "\nCommands:\n" + Commands::help());
 }
 
 int version(int, char **)

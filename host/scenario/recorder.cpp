@@ -77,8 +77,6 @@ private:
     int skipped_ = 0; // brackets that are open in it
 };
 
-constexpr std::string_view answered = "answered", handed_back = "handed control back";
-
 } // namespace
 
 void Recorder::begin(IntT language)
@@ -120,17 +118,17 @@ try {
     case Direction::to_host:
         line.text("call", event.procedure);
         message(line, "arguments", event.arguments);
-        if (event.outcome == answered)
+        if (event.outcome == outcomes::answered)
             message(line, "answer", event.result);
         else
-            line.text("answer", event.outcome == "no reply" ? "none" : "error");
+            line.text("answer", event.outcome == outcomes::no_reply ? "none" : "error");
         break;
     case Direction::to_client:
         line.text("callback", event.procedure);
         message(line, "arguments", event.arguments);
         break;
     case Direction::from_client:
-        line.text("end", event.outcome == handed_back ? "handed back" : "exited");
+        line.text("end", event.outcome == outcomes::handed_back ? "handed back" : "exited");
         break;
     }
     line.end('}');

@@ -16,8 +16,6 @@ namespace
 using std::chrono::steady_clock;
 using namespace procedure;
 
-constexpr const char *answered_well = "answered";
-
 // Returns whether the procedure passes control, so that a client may call it without holding
 // control.
 bool passes_control(rpcproc_t number)
@@ -63,7 +61,7 @@ void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport
 {
     auto &self = *static_cast<Dispatcher *>(dispatcher);
     try {
-        self.dispatch(request->rq_proc, transport);
+        self.dispatch(*request, transport);
     } catch (const std::exception &error) {
         svcerr_systemerr(transport); // unless the call has its answer
         // A lack of memory may be the cause, so no string is put together here.
@@ -72,15 +70,16 @@ void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport
     }
 }
 
-void Dispatcher::dispatch(rpcproc_t number, SVCXPRT *transport)
+void Dispatcher::dispatch(const svc_req &request, SVCXPRT *transport)
 {
+    const rpcproc_t number = request.rq_proc;
     if (number == NULLPROC) {
         svc_sendreply(transport, routine<void>(), nullptr);
         return;
     }
     const Procedure *procedure = find_procedure(host_procedures(), number);
     if (number == api_vq_init_ack_5_1::number || number == api_vq_init_ack_4_1::number)
-        return acknowledge(*procedure, transport);
+        return acknowledge(*procedure, request, transport);
     Client *client = s_.clients.calling_on(transport->xp_fd);
     if (!client) {
         svcerr_weakauth(transport);
@@ -97,9 +96,9 @@ void Dispatcher::dispatch(rpcproc_t number, SVCXPRT *transport)
     Message argument(procedure->argument), result(procedure->result);
     Call call{s_.host, *client, *procedure, argument.address(), result.address()};
     const auto began = steady_clock::now();
-    TraceEvent event = begun(*client, *procedure);
+    TraceEvent event = begun(*client, *procedure, request);
     event.outcome = reply(call, argument, result, transport);
-    const bool answered = event.outcome == answered_well;
+    const bool answered = event.outcome == outcomes::answered;
     if (s_.options.trace) {
         event.duration = steady_clock::now() - began;
         event.arguments = {procedure->argument.shape, argument.address()};
@@ -126,7 +125,7 @@ try {
     if (!svc_getargs(transport, argument.routine(), argument.address())) {
         svcerr_decode(transport);
         s_.reports.of(client, name + " has arguments that do not decode");
-        return "arguments that do not decode";
+        return std::string(outcomes::undecoded);
     }
     if (!passes_control(number) && client.turns.is_new_breach())
         s_.reports.of(client, "called " + name + " while the host holds control");
@@ -134,25 +133,25 @@ try {
     case Responder::Reaction::answer:
         break;
     case Responder::Reaction::drop:
-        return "no reply";
+        return std::string(outcomes::no_reply);
     case Responder::Reaction::rpc_error:
         svcerr_systemerr(transport);
         return "an RPC error";
     case Responder::Reaction::half:
         send_half(result, transport);
-        return "half a reply";
+        return std::string(outcomes::half_reply);
     case Responder::Reaction::close:
         svc_destroy(transport);
-        return "the end of the connection";
+        return std::string(outcomes::closed);
     }
     if (!svc_sendreply(transport, result.routine(), result.address()))
-        return "the reply cannot be sent";
+        return std::string(outcomes::unsent);
     if (number == api_vq_modal_dialog_1::number) {
         const auto &dialog = *static_cast<const ApiVqDoDialogArgT *>(call.argument);
         if (dialog.int1 != 0)
             client.turns.wait_modally(dialog.int1, dialog.id2);
     }
-    return answered_well;
+    return std::string(outcomes::answered);
 } catch (const std::exception &error) {
     svcerr_systemerr(transport);
     s_.host.note_failure(call.client);
@@ -162,7 +161,7 @@ try {
 }
 
 // From here on, the host knows which client calls on the connection.
-void Dispatcher::acknowledge(const Procedure &procedure, SVCXPRT *transport)
+void Dispatcher::acknowledge(const Procedure &procedure, const svc_req &request, SVCXPRT *transport)
 {
     IntT pid = 0;
     if (!svc_getargs(transport, routine<IntT>(), reinterpret_cast<caddr_t>(&pid)))
@@ -174,9 +173,9 @@ void Dispatcher::acknowledge(const Procedure &procedure, SVCXPRT *transport)
     svc_sendreply(transport, routine<void>(), nullptr);
     if (!s_.options.trace)
         return;
-    TraceEvent event = begun(*client, procedure);
+    TraceEvent event = begun(*client, procedure, request);
     event.arguments = {&shape_of<IntT>, &pid};
-    event.outcome = answered_well;
+    event.outcome = outcomes::answered;
     s_.options.trace(event);
 }
 
@@ -194,7 +193,7 @@ void Dispatcher::hand_over(Client &client, bool bailout)
     const std::optional<Turn> turn = client.turns.hand_back();
     if (!turn)
         return s_.reports.of(client, "handed control back without holding it");
-    trace_return(s_.options.trace, client, *turn, "handed control back");
+    trace_return(s_.options.trace, client, *turn, std::string(outcomes::handed_back));
     if (turn->late)
         s_.reports.of(client, "handed control back late, " + milliseconds_since(turn->since) +
                                   " ms after " + std::string(turn->procedure));

@@ -26,8 +26,8 @@ public:
     static void dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport) noexcept;
 
 private:
-    void dispatch(rpcproc_t number, SVCXPRT *transport);
-    void acknowledge(const Procedure &procedure, SVCXPRT *transport);
+    void dispatch(const svc_req &request, SVCXPRT *transport);
+    void acknowledge(const Procedure &procedure, const svc_req &request, SVCXPRT *transport);
     std::string reply(Call &call, Message &argument, Message &result, SVCXPRT *transport);
     void hand_over(Client &client, bool bailout);
     void take_over(Client &client);

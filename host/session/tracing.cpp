@@ -10,16 +10,26 @@ namespace
 TraceEvent event(const Client &client, Direction direction, std::string_view procedure,
                  rpcproc_t number, std::size_t depth)
 {
-    return {std::chrono::system_clock::now(), client.number, direction, procedure,
-            static_cast<unsigned>(number),    depth};
+    return {.time = std::chrono::system_clock::now(),
+            .client = client.number,
+            .client_name = client.name,
+            .direction = direction,
+            .program = client.program,
+            .version = client.version,
+            .procedure = procedure,
+            .number = static_cast<unsigned>(number),
+            .depth = depth};
 }
 
 } // namespace
 
-TraceEvent begun(const Client &client, const Procedure &procedure)
+TraceEvent begun(const Client &client, const Procedure &procedure, const svc_req &request)
 {
-    return event(client, Direction::to_host, procedure.name, procedure.number,
-                 client.turns.depth());
+    TraceEvent call =
+        event(client, Direction::to_host, procedure.name, procedure.number, client.turns.depth());
+    call.program = static_cast<unsigned>(request.rq_prog);
+    call.version = static_cast<unsigned>(request.rq_vers);
+    return call;
 }
 
 void trace_sent(const TraceSink &sink, const Client &client, const Procedure &procedure,
@@ -31,6 +41,7 @@ void trace_sent(const TraceSink &sink, const Client &client, const Procedure &pr
     TraceEvent sent = event(client, Direction::to_client, procedure.name, procedure.number,
                             depth == 0 ? 0 : depth - 1);
     sent.arguments = {procedure.argument.shape, argument};
+    sent.client_waits = client.being_answered;
     sink(sent);
 }
 

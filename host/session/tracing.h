@@ -18,6 +18,6 @@ void trace_return(const TraceSink &sink, const Client &client, const Turn &turn,
 
 // Returns the event of a client's call that has begun; the caller fills in its arguments, result,
 // outcome and duration.
-TraceEvent begun(const Client &client, const Procedure &procedure);
+TraceEvent begun(const Client &client, const Procedure &procedure, const svc_req &request);
 
 } // namespace velt::host

@@ -123,8 +123,8 @@ constexpr const char *dim = "2", *bold = "1", *green = "32", *red = "31", *cyan 
 
 bool went_well(const TraceEvent &event)
 {
-    return event.outcome.empty() || event.outcome == "answered" ||
-           event.outcome == "handed control back" || event.outcome == "exited with status 0";
+    return event.outcome.empty() || event.outcome == outcomes::answered ||
+           event.outcome == outcomes::handed_back || event.outcome == "exited with status 0";
 }
 
 std::string seconds(std::chrono::nanoseconds duration)
@@ -139,17 +139,36 @@ std::string fields_text(const TracedMessage &message, const SessionText &session
     return message.shape ? show_inside(*message.shape, message.value, session) : "";
 }
 
-bool trace_failed(const TraceEvent &event)
+void write_message(JsonWriter &out, const char *name, const TracedMessage &message,
+                   const SessionText &text)
+{
+    out.key(name);
+    if (message.shape)
+        write_value(*message.shape, message.value, out,
+                    [&](const char *bytes) { return text.to_utf8(bytes); });
+    else
+        out.null();
+}
+
+std::optional<std::int64_t> trace_status(const TraceEvent &event)
 {
     const auto &[shape, value] = event.result;
-    bool refused = false;
-    if (shape && shape->kind == Shape::number)
-        refused = shape->get(value) < 0;
-    if (shape && shape->kind == Shape::structure)
+    std::optional<std::int64_t> status;
+    if (!shape || event.outcome != outcomes::answered)
+        return status;
+    if (shape->kind == Shape::number)
+        status = std::min<std::int64_t>(shape->get(value), 0);
+    if (shape->kind == Shape::structure)
         shape->each_field(value, [&](std::string_view name, const Shape &of, void *field) {
-            refused |= name == "status" && of.get(field) != 0;
+            if (name == "status")
+                status = of.get(field);
         });
-    return refused || !went_well(event);
+    return status;
+}
+
+bool trace_failed(const TraceEvent &event)
+{
+    return trace_status(event).value_or(0) != 0 || !went_well(event);
 }
 
 std::string trace_text(const TraceEvent &event, const SessionText &text, bool colour)
@@ -175,7 +194,7 @@ std::string trace_text(const TraceEvent &event, const SessionText &text, bool co
     else
         line += "(" + fields_text(event.arguments, text) + ")";
     if (event.direction == Direction::to_host) {
-        const bool answered = event.outcome == "answered";
+        const bool answered = event.outcome == outcomes::answered;
         line += " = ";
         line += !answered            ? paint(red, printable(event.outcome))
                 : event.result.shape ? paint(trace_failed(event) ? red : green,
@@ -195,14 +214,6 @@ std::string trace_json(const TraceEvent &event, const SessionText &text)
         line.key(name);
         line.real(duration<double>(value).count());
     };
-    const auto message = [&](const char *name, const TracedMessage &value) {
-        line.key(name);
-        if (value.shape)
-            write_value(*value.shape, value.value, line,
-                        [&](const char *bytes) { return text.to_utf8(bytes); });
-        else
-            line.null();
-    };
     line.begin('{');
     real("time", event.time.time_since_epoch());
     line.number("client", event.client);
@@ -210,8 +221,8 @@ std::string trace_json(const TraceEvent &event, const SessionText &text)
     line.text("procedure", event.procedure);
     line.number("number", event.number);
     line.number("depth", static_cast<std::int64_t>(event.depth));
-    message("arguments", event.arguments);
-    message("result", event.result);
+    write_message(line, "arguments", event.arguments, text);
+    write_message(line, "result", event.result, text);
     line.text("outcome", printable(event.outcome));
     if (event.duration)
         real("duration", *event.duration);

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/json/writer.h"
 #include "host/values/shape.h"
 #include "host/values/text.h"
 
@@ -27,10 +28,22 @@ struct TracedMessage {
     void *value = nullptr;
 };
 
+// How calls end whose ends others tell apart.
+namespace outcomes
+{
+inline constexpr std::string_view answered = "answered", handed_back = "handed control back",
+                                  no_reply = "no reply", half_reply = "half a reply",
+                                  closed = "the end of the connection",
+                                  undecoded = "arguments that do not decode",
+                                  unsent = "the reply cannot be sent";
+} // namespace outcomes
+
 struct TraceEvent {
     std::chrono::system_clock::time_point time;
     int client;
+    std::string_view client_name;
     Direction direction;
+    unsigned program, version; // whose procedure it is
     std::string_view procedure;
     unsigned number;
     std::size_t depth; // the number of the host's calls that the client is in
@@ -38,14 +51,24 @@ struct TraceEvent {
     TracedMessage result = {};
     std::string outcome = {}; // empty while a call of the host is under way
     std::optional<std::chrono::nanoseconds> duration = {};
+    // The client waits for an answer, before which it does not get this call of the host; no turn
+    // begins with that.
+    bool client_waits = false;
 };
 
 // Returns a message as text: the fields of a struct, or the value itself; long values are
 // shortened.
 std::string fields_text(const TracedMessage &message, const SessionText &text);
 
-// Returns whether the call did not come to its end, or was refused: with a status other than 0 or,
-// where the result is a bare integer, with a negative one.
+// Writes a message as a member of an object, complete; null for void.
+void write_message(JsonWriter &out, const char *name, const TracedMessage &message,
+                   const SessionText &text);
+
+// Returns the status of a client's call that was answered: where the result is a bare integer, this
+// if it is negative, else 0. Returns nothing when the result has none.
+std::optional<std::int64_t> trace_status(const TraceEvent &event);
+
+// Returns whether the call did not come to its end, or was refused: with a status other than 0.
 bool trace_failed(const TraceEvent &event);
 
 // Returns one line, without a line end, in the manner of strace; long values are shortened. Bytes

@@ -58,15 +58,23 @@ std::span<const Procedure> client_procedures()
     return of_client;
 }
 
+std::string encoded(const MessageType &type, void *message)
+{
+    std::string bytes(xdr_sizeof(type.routine(), message), '\0');
+    XDR xdrs;
+    xdrmem_create(&xdrs, bytes.data(), static_cast<u_int>(bytes.size()), XDR_ENCODE);
+    if (!type.code(&xdrs, message))
+        throw std::bad_alloc();
+    return bytes;
+}
+
 void Message::copy(void *other)
 {
-    std::string bytes(xdr_sizeof(routine(), other), '\0');
-    for (const auto operation : {XDR_ENCODE, XDR_DECODE}) {
-        XDR xdrs;
-        xdrmem_create(&xdrs, bytes.data(), static_cast<u_int>(bytes.size()), operation);
-        if (!type_.code(&xdrs, operation == XDR_ENCODE ? other : address()))
-            throw std::bad_alloc();
-    }
+    std::string bytes = encoded(type_, other);
+    XDR xdrs;
+    xdrmem_create(&xdrs, bytes.data(), static_cast<u_int>(bytes.size()), XDR_DECODE);
+    if (!type_.code(&xdrs, address()))
+        throw std::bad_alloc();
 }
 
 void Message::from_json(const JsonNode &node, std::vector<JsonError> &problems)

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -40,6 +41,9 @@ std::span<const Procedure> host_procedures();
 std::span<const Procedure> client_procedures();
 // Returns the procedure of the number, or null.
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number);
+
+// Returns the message as it is sent. Throws std::bad_alloc when it cannot be encoded.
+std::string encoded(const MessageType &type, void *message);
 
 // An argument that is decoded or a result that is filled in. It is filled with zeros at first, and
 // freed on every path.

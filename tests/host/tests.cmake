@@ -1,5 +1,7 @@
 velt_test(host_server_test SOURCES host/server_test.cpp host/callbacks_test.cpp host/catalogue_test.cpp
+  host/trace_test.cpp
   support/host_in_process.cpp LINK velt-host)
 needs_client(host_server_test)
+target_compile_definitions(host_server_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/vqhost.1")
 # Its hundred clients take valgrind a minute and a half; prompt_test has a host that does the same.
 set_tests_properties(host_server_test PROPERTIES LABELS no-valgrind)

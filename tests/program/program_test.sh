@@ -77,6 +77,8 @@ wrote err '"procedure":"api_vq_set_id_1"'
 on_fresh_book 0 "${with[@]}" --trace-file trace --filter "*_id_1" "$up"
 ! grep -q _id_1 err || fail "the trace goes elsewhere too"
 [[ $(grep -c . trace) == $(grep -c '_id_1(' trace) ]] || fail "the trace file has other calls"
+on_fresh_book 0 "${with[@]}" --trace=perfetto --trace-file trace "$up"
+[[ $(tail -n 1 trace) == "]" ]] || fail "the trace has no end"
 on_fresh_book 1 "${with[@]}" --trace-file /dev/full
 
 # What a client's end is expected to be makes no run fail, and else does; what nobody asked for does
@@ -300,6 +302,8 @@ host_fails "when nobody read what it wrote"
 exec 3>&-
 xmllint --noout report || fail "the report of an interrupted run is no XML"
 on_fresh_book 2 --trace=xml
-wrote err "--trace=xml: text or json;"
+wrote err "--trace=xml: there are text, json, pcapng, perfetto;"
+on_fresh_book 2 --trace=pcapng
+wrote err "add --trace-file FILE;"
 
 finish
