@@ -67,7 +67,8 @@ hold, as a JSON Schema.
   --init CODE          the code with which clients are initialised at first (1)
   --trace[=FORMAT]     print every call, decoded, on the standard error
   --trace-file FILE    write the trace to FILE
-  --filter WHAT,...    trace procedures, as in "*_get_*,api_vq_alert_1", or "failures" only
+  --filter WHAT,...    trace procedures, as in "*_get_*,api_vq_alert_1", and only what is all
+                       of "failures", "client=2", "status=-9", "duration>=10ms"
   --script FILE        read commands from FILE; - is the standard input
   --junit FILE         write what was expected, and what came of it, to FILE
   --record FILE        write what happens to FILE, for replay

@@ -367,9 +367,24 @@ TEST_F(HostedClients, TraceShowsBothDirections)
     IntT refusal = -60;
     events[1].result = {&shape_of<IntT>, &refusal};
     const std::pair<const char *, std::vector<int>> filters[] = {
-        {"", {0, 1, 2, 3}},          {"api_vq_alert_1", {1}}, {"*_over_*,*notify_1", {0, 2, 3}},
-        {"failures, api_vq_*", {1}}, {"failures", {1}},       {"*_over_1,failures", {}},
+        {"", {0, 1, 2, 3}},
+        {"api_vq_alert_1", {1}},
+        {"*_over_*,*notify_1", {0, 2, 3}},
+        {"failures, api_vq_*", {1}},
+        {"failures", {1}},
+        {"*_over_1,failures", {}},
+        {"client=3", {0, 1, 2, 3}},
+        {"client=2", {}},
+        {"status=-60,status=5", {1}},
+        {"client=2,client=3", {0, 1, 2, 3}},
+        {"status=0", {}},
+        {"api_vq_*,status=-60", {1}},
+        {"duration>=0us", {1, 2, 3}},
+        {"duration>=1000s", {}},
+        {"duration>=2.5ms", {3}},
     };
+    events[1].duration = events[2].duration = 2ms;
+    events[3].duration = 2500us;
     for (const auto &[list, wanted] : filters) {
         std::vector<int> shown;
         for (int i = 0; i < 4; i++)
@@ -377,7 +392,17 @@ TEST_F(HostedClients, TraceShowsBothDirections)
                 shown.push_back(i);
         EXPECT_EQ(shown, wanted) << list;
     }
-    EXPECT_THROW(TraceFilter("api_vq_alert"), std::runtime_error);
+    const std::pair<const char *, const char *> mistakes[] = {
+        {"api_vq_alrt_1",
+         "no procedure is called \"api_vq_alrt_1\"; do you mean \"api_vq_alert_1\"?"},
+        {"state=3",
+         "a filter has no \"state=3\"; there are names of procedures, failures, client="},
+        {"duration>=3", "duration>=3: not a time in us, ms or s"},
+        {"duration>=ms", "duration>=ms: not a time"},
+        {"client=x", "\"x\" is not a number"},
+    };
+    for (const auto &[list, told_of] : mistakes)
+        EXPECT_PART(error_of([&, what = list] { TraceFilter{what}; }), told_of);
 }
 
 } // namespace
