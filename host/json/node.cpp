@@ -266,6 +266,14 @@ std::optional<std::int64_t> JsonNode::integer(std::int64_t least, std::int64_t m
     return number && *number >= least && *number <= most ? std::optional(*number) : std::nullopt;
 }
 
+std::optional<double> JsonNode::real() const
+{
+    if (const std::int64_t *whole = std::get_if<std::int64_t>(&value))
+        return static_cast<double>(*whole);
+    const double *number = std::get_if<double>(&value);
+    return number ? std::optional(*number) : std::nullopt;
+}
+
 const std::string &JsonNode::text() const
 {
     if (!is_text())

@@ -39,6 +39,8 @@ struct JsonNode {
     // Returns the number if the node is an integer in the range, so that no digit is cut off
     // silently.
     std::optional<std::int64_t> integer(std::int64_t least, std::int64_t most) const;
+    // Returns any number, of whose digits some may be lost.
+    std::optional<double> real() const;
     // Returns the text in UTF-8. Throws JsonError if the node is none, or holds the character 0.
     const std::string &text() const;
 };

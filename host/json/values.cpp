@@ -1,5 +1,7 @@
 #include "host/json/values.h"
 
+#include <cmath>
+
 #include <nlohmann/json.hpp>
 
 #include "host/json/writer.h"
@@ -101,6 +103,12 @@ void JsonWriter::real(double number)
 {
     separate();
     out_ += nlohmann::json(number).dump();
+}
+
+void JsonWriter::seconds(std::string_view name, double time)
+{
+    key(name);
+    real(std::round(1e6 * time) / 1e6);
 }
 
 void JsonWriter::quote(std::string_view text)

@@ -55,6 +55,8 @@ public:
         out_ += std::to_string(number);
     }
     void real(double number);
+    // Writes a time, of which no more is kept than microseconds.
+    void seconds(std::string_view name, double time);
     void text(std::string_view name, std::string_view value)
     {
         key(name);

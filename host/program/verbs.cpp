@@ -8,6 +8,7 @@
 #include "host/files/document.h"
 #include "host/program/replay.h"
 #include "host/program/run.h"
+#include "host/program/stats.h"
 #include "host/scenario/scenario.h"
 #include "velt/vde/language.h"
 
@@ -35,6 +36,7 @@ int version(int argc, char **argv);
 constexpr Verb verbs[] = {
     {"run", "BOOK.json [OPTIONS] [COMMANDS...]", run_verb, false},
     {"replay", "RECORDING --client PATH [OPTIONS]", replay_verb, false},
+    {"stats", "[--json] RECORDING", stats, true},
     {"check-book", "BOOK.json...", check_books, true},
     {"check-document", "[--language NAME] DOCUMENT.json...", check_documents, true},
     {"schema", "[book|document|scenario]", schema, true},
@@ -58,6 +60,7 @@ constexpr const char *about =
 Opens a book, runs clients on it, and carries out commands, one to an argument.
 Without commands it reads them from the terminal or the standard input.
 replay plays the host's part of a recording to a client, and tells where that differs.
+stats counts the calls of a recording, their bytes and their time.
 check-book and check-document tell what is wrong with files; schema prints what one may
 hold, as a JSON Schema.
 

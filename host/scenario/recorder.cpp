@@ -82,6 +82,7 @@ private:
 void Recorder::begin(IntT language)
 try {
     file_.begin();
+    start_ = std::chrono::system_clock::now();
     JsonWriter header(JsonWriter::one_line);
     header.text(V_LanguageString(language));
     put("{\"format\":1,\"language\":" + header.take() + ",\"order\":\"file\",\"recorded\":[");
@@ -111,11 +112,15 @@ try {
         (event.number == procedure::api_vq_init_ack_5_1::number ||
          event.number == procedure::api_vq_init_ack_4_1::number))
         return;
+    using std::chrono::duration;
     JsonWriter line(JsonWriter::one_line);
     line.begin('{');
     line.number("client", event.client);
+    line.seconds("time", duration<double>(event.time - start_).count());
     switch (event.direction) {
     case Direction::to_host:
+        if (event.duration)
+            line.seconds("took", duration<double>(*event.duration).count());
         line.text("call", event.procedure);
         message(line, "arguments", event.arguments);
         if (event.outcome == outcomes::answered)

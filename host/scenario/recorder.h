@@ -1,6 +1,7 @@
 // Writes what happens between the host and its clients as a scenario that a replay can play.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <set>
 #include <string>
@@ -44,6 +45,7 @@ private:
     OutputFile file_;
     const SessionText &text_;
     Fields fields_;
+    std::chrono::system_clock::time_point start_;
     bool first_ = true;
     std::error_code error_;
 };

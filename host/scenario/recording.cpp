@@ -24,6 +24,16 @@ const Procedure *find(const JsonNode &name, std::span<const Procedure> among)
     return &*found;
 }
 
+std::optional<double> seconds(const JsonNode &event, std::string_view name)
+{
+    const JsonNode *node = event.member(name);
+    if (!node)
+        return {};
+    if (const std::optional<double> time = node->real(); time && *time >= 0)
+        return time;
+    throw JsonError(*node, "a number of seconds is needed here");
+}
+
 RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
 {
     RecordedEvent event;
@@ -46,6 +56,8 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
     }
     event.arguments = node->member("arguments");
     event.answer = node->member("answer");
+    event.time = seconds(*node, "time");
+    event.took = seconds(*node, "took");
     event.node = std::move(node);
     return event;
 }

@@ -20,6 +20,8 @@ struct RecordedEvent {
     std::shared_ptr<const JsonNode> node;
     const JsonNode *arguments = nullptr, *answer = nullptr;
     bool exited = false; // how a turn has ended
+    // In seconds: when it was, since the recording began, and how long the host took to answer.
+    std::optional<double> time, took;
 
     // The event in one line.
     std::string text() const;

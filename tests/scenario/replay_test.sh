@@ -63,6 +63,41 @@ ends 0 run --record private --scrub str1 --leave-out docId "choose Count Words"
 ! grep -q '"arguments":{"docId\|98 words' private || fail "a field was recorded that was to be left out"
 ends 0 replay private
 
+# Statistics: a client's own time is neither the host's, nor that of a dialog or of another turn.
+cat >timed <<'END'
+{"format":1,"language":"usenglish","order":"file","recorded":[
+{"client":1,"time":1,"callback":"vq_api_command_1","arguments":{"command":1}},
+{"client":1,"time":1.5,"took":0.25,"call":"api_vq_alert_1","arguments":{"str1":"a","int2":0},"answer":0},
+{"client":1,"time":2,"took":0.25,"call":"api_vq_alert_1","arguments":{"str1":"a","int2":0},"answer":0},
+{"client":1,"time":3,"took":0.5,"call":"api_vq_modal_dialog_1","arguments":{"int1":5,"id2":6},"answer":0},
+{"client":1,"time":10,"callback":"vq_api_dialog_event_1","arguments":{"dialog":0}},
+{"client":1,"time":10.5,"took":0.25,"call":"api_vq_alert_1","arguments":{"str1":"a","int2":0},"answer":"none"},
+{"client":1,"time":11,"end":"handed back"},
+{"client":1,"time":12,"end":"handed back"}
+]}
+END
+ends 0 "$vqhost" stats --json timed
+python3 - out <<'END' || fail "the statistics are wrong"
+import json, sys
+all = json.load(open(sys.argv[1]))
+rows = {row.pop("procedure"): list(row.values()) for row in all.pop("procedures")}
+assert list(all.values()) == [4, 1, 2, 1.25, 3.25], all
+assert list(rows) == ["vq_api_command_1", "api_vq_alert_1", "vq_api_dialog_event_1", "api_vq_modal_dialog_1"]
+assert rows["vq_api_command_1"] == [1, 0, 4, 0, 1.0, 2.5], rows
+assert rows["vq_api_dialog_event_1"][4:] == [0.25, 0.75], rows
+assert rows["api_vq_alert_1"] == [3, 1, 36, 8, 0.75, 0], rows
+END
+sed 's/"t[io][mo][ek]":[0-9.]*,//g; $d' timed >untimed
+ends 0 "$vqhost" stats untimed
+tells "4 calls of clients, 1 of them made again in a turn; 2 of the host"
+tells "cut off"
+! grep -q "the host took" out || fail "times of nothing"
+ends 0 "$vqhost" stats words
+tells "api_vq_open_1"
+sed 's/"str1"/"str2"/' timed >wrong
+ends 2 "$vqhost" stats wrong
+tells "wrong:3:"
+
 # Files that are no recordings, or damaged ones.
 : >empty
 echo '{"steps": []}' >scenario
