@@ -159,7 +159,7 @@ void ScenarioPlayer::begin(const TraceEvent &event)
 void ScenarioPlayer::end(const TraceEvent &event)
 {
     std::vector<Open> &open = open_[event.client];
-    const bool exited = event.outcome != "handed control back";
+    const bool exited = event.outcome != outcomes::handed_back;
     while (!open.empty() && open.back().depth >= event.depth) {
         const HostCall &call = *open.back().call;
         if (call.end != HostCall::any && exited != (call.end == HostCall::exited))

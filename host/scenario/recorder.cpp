@@ -126,7 +126,7 @@ try {
         if (event.outcome == outcomes::answered)
             message(line, "answer", event.result);
         else
-            line.text("answer", event.outcome == outcomes::no_reply ? "none" : "error");
+            line.text("failed", event.outcome == outcomes::no_reply ? "none" : "error");
         break;
     case Direction::to_client:
         line.text("callback", event.procedure);

@@ -56,6 +56,8 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
     }
     event.arguments = node->member("arguments");
     event.answer = node->member("answer");
+    if ((event.failed = node->member("failed")))
+        event.failed->text(); // which it is, or this throws
     event.time = seconds(*node, "time");
     event.took = seconds(*node, "took");
     event.node = std::move(node);
@@ -73,7 +75,8 @@ std::string RecordedEvent::text() const
         return part ? shortened(json_of(*part), most_shown) : "";
     };
     return (kind == host_call ? "-> " : "") + std::string(procedure->name) + "(" +
-           shown(arguments) + ")" + (answer ? " = " + shown(answer) : "");
+           shown(arguments) + ")" + (answer ? " = " + shown(answer) : "") +
+           (failed ? " failed: " + shown(failed) : "");
 }
 
 Recording::Recording(const std::string &path)

@@ -19,7 +19,8 @@ struct RecordedEvent {
     const Procedure *procedure = nullptr; // null for an end
     std::shared_ptr<const JsonNode> node;
     const JsonNode *arguments = nullptr, *answer = nullptr;
-    bool exited = false; // how a turn has ended
+    const JsonNode *failed = nullptr; // why there was no answer
+    bool exited = false;              // how a turn has ended
     // In seconds: when it was, since the recording began, and how long the host took to answer.
     std::optional<double> time, took;
 

@@ -99,8 +99,8 @@ Responder::Reaction Replay::respond(Call &call)
         return hands_over ? Reaction::answer : Reaction::rpc_error;
     }
     Reaction reaction = Reaction::answer;
-    if (next_->answer && next_->answer->is_text())
-        reaction = next_->answer->text() == "none" ? Reaction::drop : Reaction::rpc_error;
+    if (next_->failed)
+        reaction = next_->failed->text() == "none" ? Reaction::drop : Reaction::rpc_error;
     else
         fill(call.procedure.result, call.result, next_->answer, text_);
     advance();
@@ -119,7 +119,7 @@ void Replay::compare_end(const TraceEvent &event)
 {
     if (!difference_.empty() || (!next_ && recording_.cut_off()))
         return;
-    const bool exited = event.outcome != "handed control back";
+    const bool exited = event.outcome != outcomes::handed_back;
     if (!next_ || next_->kind != RecordedEvent::end || next_->exited != exited)
         return differ("  now:      the client " + std::string(event.procedure) + ": " +
                       event.outcome);

@@ -39,8 +39,7 @@ Statistics::Row &Statistics::row(const Procedure &procedure, bool is_call)
 std::uint64_t Statistics::size(const RecordedEvent &event, const MessageType &type,
                                const JsonNode *node) const
 try {
-    // A word stands for an answer that did not come.
-    if (!type.shape || !node || (node->is_text() && type.shape->kind != Shape::text))
+    if (!type.shape || !node)
         return 0;
     Message message(type);
     fill(type, message.address(), node, text_);

@@ -71,7 +71,7 @@ cat >timed <<'END'
 {"client":1,"time":2,"took":0.25,"call":"api_vq_alert_1","arguments":{"str1":"a","int2":0},"answer":0},
 {"client":1,"time":3,"took":0.5,"call":"api_vq_modal_dialog_1","arguments":{"int1":5,"id2":6},"answer":0},
 {"client":1,"time":10,"callback":"vq_api_dialog_event_1","arguments":{"dialog":0}},
-{"client":1,"time":10.5,"took":0.25,"call":"api_vq_alert_1","arguments":{"str1":"a","int2":0},"answer":"none"},
+{"client":1,"time":10.5,"took":0.25,"call":"api_vq_alert_1","arguments":{"str1":"a","int2":0},"failed":"none"},
 {"client":1,"time":11,"end":"handed back"},
 {"client":1,"time":12,"end":"handed back"}
 ]}
