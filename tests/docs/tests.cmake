@@ -1,5 +1,5 @@
 add_test(NAME calls_page_test
-  COMMAND ${launcher} $<TARGET_FILE:vqcalls> ${PROJECT_SOURCE_DIR} --check ${PROJECT_SOURCE_DIR}/docs/calls.md)
+  COMMAND ${launcher} $<TARGET_FILE:vqpages> ${PROJECT_SOURCE_DIR} --check ${PROJECT_SOURCE_DIR}/docs/calls.md)
 
 find_program(MANDOC mandoc)
 if(NOT MANDOC)

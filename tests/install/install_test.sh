@@ -37,7 +37,7 @@ done < <(grep -oE ']\([^:)]+\)' -r "$docs" --include='*.md' | grep -v include/ |
 for alias in V_ApiOpen V_ApiCopyStrings VA_errno; do
     grep -q "^.Nm $alias" "$tree/share/man/man3/$alias.3" || fail "no manual page of $alias"
 done
-[[ ! -e $tree/bin/vqcalls ]] || fail "vqcalls is installed"
+[[ ! -e $tree/bin/vqpages ]] || fail "vqpages is installed"
 for lib in velt-api velt-vde; do
     soname=$(readelf -d "$libdir/lib$lib.so" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
     [[ $soname == "lib$lib.so."+([0-9]) ]] || fail "lib$lib.so has the name '$soname'"

@@ -1,4 +1,4 @@
-#include "tools/vqcalls/calls.h"
+#include "tools/vqpages/calls.h"
 
 #include <algorithm>
 #include <optional>
@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "common/file.h"
-#include "tools/vqcalls/pattern.h"
+#include "tools/vqpages/pattern.h"
 
 namespace fs = std::filesystem;
 

@@ -5,8 +5,8 @@
 #include <sstream>
 #include <string_view>
 
-#include "tools/vqcalls/calls.h"
-#include "tools/vqcalls/pattern.h"
+#include "tools/vqpages/calls.h"
+#include "tools/vqpages/pattern.h"
 
 namespace velt::calls
 {

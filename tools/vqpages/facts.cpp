@@ -2,7 +2,7 @@
 
 #include "velt/api/facts.h"
 
-#include "tools/vqcalls/calls.h"
+#include "tools/vqpages/calls.h"
 
 namespace velt::calls
 {

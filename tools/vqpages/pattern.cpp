@@ -1,4 +1,4 @@
-#include "tools/vqcalls/pattern.h"
+#include "tools/vqpages/pattern.h"
 
 #include <stdexcept>
 

@@ -5,7 +5,7 @@
 #include "common/file.h"
 #include "common/program.h"
 #include "common/replace_file.h"
-#include "tools/vqcalls/calls.h"
+#include "tools/vqpages/calls.h"
 
 namespace fs = std::filesystem;
 
@@ -14,8 +14,8 @@ using namespace velt;
 namespace
 {
 
-constexpr Program program = {"vqcalls",
-                             R"(usage: vqcalls SOURCE-TREE [-o FILE | --check FILE | --man FOLDER]
+constexpr Program program = {"vqpages",
+                             R"(usage: vqpages SOURCE-TREE [-o FILE | --check FILE | --man FOLDER]
 
 Writes the reference of the calls of the client library.
 
