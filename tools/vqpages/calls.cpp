@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "common/file.h"
+#include "tools/layout/layout.h"
 #include "tools/vqpages/pattern.h"
 
 namespace fs = std::filesystem;
@@ -15,45 +16,39 @@ namespace velt::calls
 namespace
 {
 
-// A structure with its fields, in wire order, each with what says when it is there.
-struct Layout {
-    const char *name, *fields;
-};
-
-constexpr Layout layouts[] = {
-#define V_KEEP_MACROS
-#define V_RECORD(name, fields) {#name, fields},
-#define V_FIELD(type, name) ", " #type " " #name
-#define V_FIELD_IF_ZERO(key, type, name) ", " #type " " #name " when " #key " is 0"
-#define V_OPTIONAL(type, name) ", " #type " " #name " or none"
-#define V_SWITCH(type, name, tag) ", " #type " " #name " by " #tag
-#define V_UNION(name, cases) {#name, cases},
-#define V_CASE(tag, type, member) ", " #type " " #member " for " #tag
-#define V_CASE_OPTIONAL(tag, type, member) ", " #type " *" #member " for " #tag
-#define V_SAME_CASE(tag, type, member)
-#define V_OTHER_CASES(type, member) ", " #type " " #member " otherwise"
-#include "velt/tables/records.def"
-#include "velt/tables/values.def"
-#undef V_KEEP_MACROS
-#include "velt/tables/undefine.h"
-};
-
-struct List {
-    std::string name, element, plural;
-};
-
-const List lists[] = {
-#define V_LIST(name, element, plural) {#name, #element, #plural},
-#include "velt/tables/values.def"
-};
-
-// Returns nothing for what is no structure.
+// Returns the fields as text, each with what says when it is there; nothing for what is no
+// structure.
 std::string fields_of(const std::string &type)
 {
-    for (const Layout &layout : layouts)
-        if (layout.name == type)
-            return layout.fields + 2;
-    return {};
+    const StructureRow *structure = find_structure(type);
+    if (!structure)
+        return {};
+    std::string text;
+    for (const FieldRow &each : structure->fields) {
+        text += (text.empty() ? "" : ", ") + std::string(each.type);
+        text += (text.ends_with('*') ? "" : " ") + std::string(each.name);
+        const std::string key(each.key);
+        switch (each.kind) {
+        case FieldRow::plain:
+            break;
+        case FieldRow::if_zero:
+            text += " when " + key + " is 0";
+            break;
+        case FieldRow::optional:
+            text += " or none";
+            break;
+        case FieldRow::by_tag:
+            text += " by " + key;
+            break;
+        case FieldRow::for_tag:
+            text += " for " + key;
+            break;
+        case FieldRow::otherwise:
+            text += " otherwise";
+            break;
+        }
+    }
+    return text;
 }
 
 std::string structure_text(const std::string &type)
@@ -126,10 +121,8 @@ std::string release_of(const std::string &type)
         return "V_ApiDeallocateVal";
     if (type == "V_PropValT")
         return "V_ApiDeallocatePropVal";
-    for (const List &list : lists)
-        if (list.name == type)
-            return "V_ApiDeallocate" + list.plural;
-    return "";
+    const ListRow *list = find_list(type);
+    return list ? "V_ApiDeallocate" + std::string(list->plural) : "";
 }
 
 std::optional<Call> parse(const std::string &declaration, const std::string &comment)
@@ -154,10 +147,10 @@ std::optional<Call> parse(const std::string &declaration, const std::string &com
 }
 
 // Makes a declaration of a row of V_LIST.
-std::string expanded(const std::string &text, const List &list)
+std::string expanded(const std::string &text, const ListRow &list)
 {
     static const Pattern plural("##plural"), name("\\bname\\b");
-    return name.replace(plural.replace(text, list.plural), list.name);
+    return name.replace(plural.replace(text, std::string(list.plural)), std::string(list.name));
 }
 
 // Finds the structures of a header or of values.def, with the comment of a line that stands before
@@ -202,7 +195,7 @@ Family read_header(const fs::path &path)
                 declaration += macro.replace(line, "");
             in_macro = line.ends_with('\\');
             if (in_list && line.find(';') != std::string::npos) {
-                for (const List &list : lists)
+                for (const ListRow &list : list_types())
                     if (auto call = parse(one_line(expanded(declaration, list)), one_line(comment)))
                         family.calls.push_back(*call);
                 declaration.clear();
@@ -355,9 +348,10 @@ Interface read_interface(const fs::path &root)
         if (family.name == "values") {
             for (const Structure &each : structures_in(read_file(root / values)))
                 family.structures.push_back(each);
-            for (const List &list : lists)
-                family.structures.push_back(
-                    {list.name, "UIntT len, " + list.element + " *val", "A list."});
+            for (const ListRow &list : list_types())
+                family.structures.push_back({std::string(list.name),
+                                             "UIntT len, " + std::string(list.element) + " *val",
+                                             "A list."});
         }
         for (Call &call : family.calls) {
             if (call.is_function)

@@ -80,6 +80,10 @@ Interface read_interface(const std::filesystem::path &root);
 // The declaration in C, without the semicolon.
 std::string signature(const Call &call);
 
+// The rows V_CALL_OF(stub, "name", "declaration") of the functions that use a procedure, in the
+// order of these; the declaration is empty for one that is not public.
+std::string table(const Interface &interface);
+
 std::string markdown(const Interface &interface);
 
 // The files of section 3 by their names: a page for each family, and an alias of that page for each

@@ -14,14 +14,16 @@ using namespace velt;
 namespace
 {
 
-constexpr Program program = {"vqpages",
-                             R"(usage: vqpages SOURCE-TREE [-o FILE | --check FILE | --man FOLDER]
+constexpr Program program = {
+    "vqpages",
+    R"(usage: vqpages SOURCE-TREE [-o FILE | --check FILE | --man FOLDER | --table FILE]
 
 Writes the reference of the calls of the client library.
 
   -o FILE       write the page to FILE instead of standard output
   --check FILE  only tell whether FILE is this page
   --man FOLDER  write the manual pages instead
+  --table FILE  write which calls use each procedure, as a table for programs, instead
   --help        show this text
   --version     show the version
 
@@ -43,18 +45,22 @@ void write_manual(const calls::Interface &interface, const fs::path &folder)
 
 ExitCode run(int argc, char **argv)
 {
-    std::string output, checked, folder;
+    std::string output, checked, folder, table;
     const auto words =
         parse_options(program, argc, argv,
                       {Option::into('o', nullptr, output), Option::into(0, "check", checked),
-                       Option::into(0, "man", folder)});
+                       Option::into(0, "man", folder), Option::into(0, "table", table)});
     if (words.size() != 1)
         misuse("name the source tree");
-    if (!output.empty() + !checked.empty() + !folder.empty() > 1)
-        misuse("--check, --man and -o exclude one another");
+    if (!output.empty() + !checked.empty() + !folder.empty() + !table.empty() > 1)
+        misuse("--check, --man, --table and -o exclude one another");
     const calls::Interface interface = calls::read_interface(words[0]);
     if (!folder.empty()) {
         write_manual(interface, folder);
+        return done;
+    }
+    if (!table.empty()) {
+        replace_file(table, calls::table(interface), NewFile::Others::written);
         return done;
     }
     const std::string page = calls::markdown(interface);

@@ -212,6 +212,24 @@ std::string markdown(const Interface &interface)
     return std::move(out).str();
 }
 
+std::string table(const Interface &interface)
+{
+    std::ostringstream out;
+    out << "/* Generated; do not edit. */\n";
+    for (const Procedure &procedure : interface.procedures)
+        for (const std::string &user : procedure.users) {
+            std::string declaration;
+            for (const Family &family : interface.families)
+                for (const Call &call : family.calls)
+                    if (call.name == user)
+                        declaration = signature(call);
+            out << "V_CALL_OF(" << procedure.stub << ", \"" << user << "\", \"" << declaration
+                << "\")\n";
+        }
+    out << "#undef V_CALL_OF\n";
+    return std::move(out).str();
+}
+
 std::map<std::string, std::string> man_pages(const Interface &interface)
 {
     std::map<std::string, std::string> pages;
