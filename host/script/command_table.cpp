@@ -108,6 +108,8 @@ std::span<const CommandTable> CommandTable::rows()
          call<&Commands::stop>},
         {"clients", "", "list the clients, with what those are busy with that hold control",
          call<&Commands::list_clients>},
+        {"session", "", "print how vqcall, or another process, joins the session",
+         call<&Commands::print_session>},
         {"save", "[--document] [--force] [FILE]",
          "save the book or the active document, in its own file or another; --force replaces one "
          "that somebody else has made or changed",

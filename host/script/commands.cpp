@@ -454,4 +454,11 @@ void Commands::list_clients()
     s_.out << std::flush;
 }
 
+void Commands::print_session()
+{
+    const std::string mapper = host().port_mapper();
+    s_.out << (mapper.empty() ? "" : "VQPMAP=" + mapper + " ") << "vqcall call NAME --session "
+           << host().session_program() << std::endl;
+}
+
 } // namespace velt::host

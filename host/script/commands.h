@@ -115,6 +115,7 @@ private:
     void wait(std::string_view rest);
     void stop(std::string_view rest, const GivenOptions &options);
     void list_clients();
+    void print_session();
     void save(std::string_view rest, const GivenOptions &options);
     void show(std::string_view rest);
     void open(std::string_view rest, const GivenOptions &options);

@@ -112,6 +112,9 @@ public:
     Client *find(int number) { return clients_.find(number); }
 
     UIntT session_program() const { return session_program_; }
+    // Returns the value of VQPMAP with which a process joins the session; empty for the machine's
+    // port mapper.
+    std::string port_mapper() { return registrations_.mapper().name(); }
     Options &options() { return options_; }
     Programs &programs() { return programs_; }
     Reports &reports() { return reports_; }

@@ -364,7 +364,7 @@ TEST_F(CommandLanguage, Scripts)
 
 TEST_F(CommandLanguage, Completions)
 {
-    EXPECT_EQ(commands.completions("se"), (Words{"select", "set"}));
+    EXPECT_EQ(commands.completions("se"), (Words{"select", "session", "set"}));
     EXPECT_EQ(commands.completions("select T"), (Words{"select Two, too"}));
     EXPECT_EQ(commands.completions("choose "), (Words{"choose テスト"}));
     EXPECT_EQ(commands.completions("expect not selected"), (Words{"expect not selected"}));
