@@ -23,7 +23,7 @@ libdir=$(dirname "$(find "$tree" -name libvelt-api.so)")
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 
 echo "== What is there"
-for file in bin/{shelfwise,vqconv,vqhost,vqsre,vqucod} share/man/man1/{shelfwise,vqconv,vqhost,vqsre,vqucod}.1 \
+for file in bin/{shelfwise,vqcall,vqconv,vqhost,vqsre,vqucod} share/man/man1/{shelfwise,vqcall,vqconv,vqhost,vqsre,vqucod}.1 \
     include/velt/tables/procedures.def share/velt/book.schema.json \
     share/velt/document.schema.json share/velt/scenario.schema.json \
     share/velt/unicode/{BIG5,GB2312-80.EUC,JISX0208.ShiftJIS,KSC5601-1992}.UCOD \
@@ -161,7 +161,7 @@ done
 
 echo "== The programs tell their version"
 version=$(pkg-config --modversion velt-api)
-for program in vqhost vqsre shelfwise; do
+for program in vqhost vqcall vqsre shelfwise; do
     [[ $("$tree/bin/$program" --version) == *"$version"* ]] || fail "$program --version"
 done
 echo "ok"

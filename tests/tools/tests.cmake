@@ -11,3 +11,7 @@ foreach(tool vqucod vqconv)
     $<TARGET_FILE:${tool}> ${VELT_UNICODE_HOME} ${PROJECT_SOURCE_DIR})
   set_tests_properties(${tool}_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
 endforeach()
+
+add_test(NAME vqcall_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/vqcall_test.sh $<TARGET_FILE:vqcall>
+  $<TARGET_FILE:vqhost> $<TARGET_FILE:test_client> ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR})
+set_tests_properties(vqcall_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
