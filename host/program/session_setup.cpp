@@ -24,14 +24,20 @@ std::shared_ptr<PortMapper> port_mapper(const Arguments &arguments)
 
 } // namespace
 
+std::string installed_home()
+{
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return program.parent_path().parent_path() / "share" / "velt";
+}
+
 void default_home()
 {
     std::error_code error;
     if (const char *named = std::getenv("VQHOME"); named && *named)
         return;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    const auto home = program.parent_path().parent_path() / "share" / "velt";
-    if (!error && std::filesystem::is_directory(home / "vqinit", error))
+    const std::string home = installed_home();
+    if (std::filesystem::is_directory(home + "/vqinit", error))
         setenv("VQHOME", home.c_str(), 1);
 }
 

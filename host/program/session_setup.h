@@ -7,6 +7,8 @@
 namespace velt::host
 {
 
+// Returns the directory for resources that is installed with this program.
+std::string installed_home();
 // Sets VQHOME, unless it names a directory, so that clients of an installed host find the resources
 // that are installed with it.
 void default_home();

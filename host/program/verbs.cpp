@@ -6,6 +6,7 @@
 #include "common/options.h"
 #include "common/printable.h"
 #include "host/files/document.h"
+#include "host/program/doctor.h"
 #include "host/program/replay.h"
 #include "host/program/run.h"
 #include "host/program/stats.h"
@@ -30,6 +31,7 @@ int replay_verb(int argc, char **argv);
 int check_books(int argc, char **argv);
 int check_documents(int argc, char **argv);
 int schema(int argc, char **argv);
+int doctor(int argc, char **argv);
 int help(int argc, char **argv);
 int version(int argc, char **argv);
 
@@ -40,6 +42,7 @@ constexpr Verb verbs[] = {
     {"check-book", "BOOK.json...", check_books, true},
     {"check-document", "[--language NAME] DOCUMENT.json...", check_documents, true},
     {"schema", "[book|document|scenario]", schema, true},
+    {"doctor", "", doctor, true},
 };
 constexpr Verb general[] = {
     {"--help", "", help, true},
@@ -62,7 +65,8 @@ Without commands it reads them from the terminal or the standard input.
 replay plays the host's part of a recording to a client, and tells where that differs.
 stats counts the calls of a recording, their bytes and their time.
 check-book and check-document tell what is wrong with files; schema prints what one may
-hold, as a JSON Schema.
+hold, as a JSON Schema; doctor tells what is wrong with the machine or the surroundings,
+and what helps.
 
   --client PATH        start this client; once more for another
   --client-arg ARG     hand an argument to the client before; once more for another
@@ -93,6 +97,8 @@ read, 3 the port mapper failed.
 
 )";
 
+constexpr std::size_t line_width = 88;
+
 std::string formats()
 {
     std::string text = "Formats of a trace:\n";
@@ -117,7 +123,10 @@ int help(int, char **)
     for (const Verb &each : verbs)
         usage += (usage.empty() ? "usage: vqhost " : "       vqhost ") + std::string(each.name) +
                  " " + std::string(each.arguments) + "\n";
-    return tell(usage + about + formats() + "\nCommands:\n" + Commands::help());
+    std::string checks = "doctor checks: " + names_of_checks();
+    for (std::size_t at = 0; checks.size() - at > line_width;)
+        checks[at = checks.rfind(' ', at + line_width)] = '\n';
+    return tell(usage + about + checks + ".\n\n" + formats() + "\nCommands:\n" + Commands::help());
 }
 
 int version(int, char **)
@@ -194,6 +203,13 @@ int schema(int argc, char **argv)
                 return tell(make());
     misuse_of_program("schema " + std::string(argc > 2 ? argv[2] : of) +
                       ": there is one of book, one of document, and one of scenario");
+}
+
+int doctor(int argc, char **)
+{
+    if (argc > 1)
+        misuse_of_program("doctor takes nothing");
+    return examine() ? done : failed;
 }
 
 } // namespace

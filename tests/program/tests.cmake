@@ -5,6 +5,10 @@ add_test(NAME program_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/program_test.sh
 # A hundred hosts take valgrind two minutes; prompt_test has one that does the same.
 set_tests_properties(program_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
 
+add_test(NAME doctor_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/doctor_test.sh $<TARGET_FILE:vqhost>
+  ${vqhome} ${VELT_UNICODE_HOME} ${CMAKE_C_COMPILER})
+set_tests_properties(doctor_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
+
 velt_test(prompt_test SOURCES program/prompt_test.cpp)
 target_compile_definitions(prompt_test PRIVATE VQHOST="$<TARGET_FILE:vqhost>")
 add_dependencies(prompt_test vqhost)
