@@ -13,6 +13,7 @@
 
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
+#include "velt/vde/language.h"
 
 namespace velt
 {
@@ -101,6 +102,14 @@ std::string to_utf8(char32_t character)
 {
     static Converter converter("UTF-8", code_points);
     return converter.convert<char>(std::u32string_view(&character, 1)).value_or("?");
+}
+
+std::vector<std::string> language_names()
+{
+    std::vector<std::string> names;
+    for (IntT each = 1; const char *name = V_LanguageString(each); each++)
+        names.emplace_back(name);
+    return names;
 }
 
 Charset::Charset(UIntT id)

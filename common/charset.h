@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "velt/scalars.h"
 
@@ -14,6 +15,9 @@ namespace velt
 // These convert between code points and UTF-8. from_utf8 throws std::runtime_error.
 std::u32string from_utf8(std::string_view text);
 std::string to_utf8(char32_t character);
+
+// Returns the names of the languages, in the order of their numbers.
+std::vector<std::string> language_names();
 
 // Returns the text without the byte order mark that some editors put at the beginning of UTF-8.
 constexpr std::string_view without_byte_order_mark(std::string_view text)

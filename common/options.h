@@ -14,11 +14,15 @@ struct Option {
     const char *name;
     enum { no_value, value, maybe_value, value_or_empty } takes;
     std::function<void(const std::string &)> take;
-    bool repeats = false; // whether it may be given again with another value
+    bool repeats = false;                 // whether it may be given again with another value
+    std::vector<std::string> values = {}; // that it may have, for a shell; empty for any
 
-    static Option into(char letter, const char *name, std::string &where)
+    static Option into(char letter, const char *name, std::string &where,
+                       std::vector<std::string> values = {})
     {
-        return {letter, name, value, [&where](const std::string &text) { where = text; }};
+        return {letter, name,
+                value,  [&where](const std::string &text) { where = text; },
+                false,  std::move(values)};
     }
     static Option flag(char letter, const char *name, bool &where)
     {

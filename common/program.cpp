@@ -14,11 +14,15 @@ namespace velt
 {
 
 std::vector<std::string> parse_options(const Program &program, int argc, char **argv,
-                                       std::vector<Option> options)
+                                       std::vector<Option> options, const NextWords &next)
 {
     bool help = false, version = false;
     options.push_back(Option::flag('h', "help", help));
     options.push_back(Option::flag(0, "version", version));
+    if (argc > 1 && std::string_view(argv[1]) == complete_option) {
+        show(shell_lines(completions({argv + 2, argv + argc}, options, next)));
+        std::exit(EXIT_SUCCESS);
+    }
     const auto words = parse_options(argc, argv, options);
     if (help || version) {
         show(help ? program.help : std::string(program.name) + " " VELT_VERSION "\n");

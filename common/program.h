@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "common/completion.h"
 #include "common/error.h"
 #include "common/options.h"
 
@@ -16,10 +17,11 @@ struct Program {
     const char *help;
 };
 
-// Processes the options, and --help (-h) and --version, which end the program; returns the other
-// words. Throws Error.
+// Processes the options, and --help (-h), --version and the completion for shells, which end the
+// program; returns the other words. What `next` returns may be the next of these. Throws Error.
 std::vector<std::string> parse_options(const Program &program, int argc, char **argv,
-                                       std::vector<Option> options = {});
+                                       std::vector<Option> options = {},
+                                       const NextWords &next = no_words);
 
 // Writes to standard output, or throws.
 void show(const std::string &text);

@@ -8,7 +8,7 @@
 #include <iomanip>
 #include <sstream>
 
-#include "common/options.h"
+#include "common/charset.h"
 
 namespace velt::host
 {
@@ -47,20 +47,34 @@ IntT init_code_of(const std::string &text)
     return static_cast<IntT>(code);
 }
 
-// Sets `where` to the choice that the text names. Throws Error for any other text.
+// Returns an option that sets `where` to the choice that its value names.
 template <class Choice>
-void choose(const std::string &option, const std::string &text, Choice &where,
-            std::initializer_list<std::pair<const char *, Choice>> choices)
+Option choice(const char *option, Choice &where,
+              std::vector<std::pair<std::string, Choice>> choices)
 {
-    std::string all;
-    for (const auto &[name, choice] : choices) {
-        if (text == name) {
-            where = choice;
-            return;
-        }
-        all += (all.empty() ? "" : " or ") + std::string(name);
-    }
-    misuse(option + "=" + text + ": " + all);
+    std::vector<std::string> values;
+    for (const auto &[name, value] : choices)
+        values.push_back(name);
+    const auto take = [=, &where](const std::string &text) {
+        for (const auto &[name, value] : choices)
+            if (text == name) {
+                where = value;
+                return;
+            }
+        std::string all;
+        for (const std::string &each : values)
+            all += (all.empty() ? "" : " or ") + each;
+        misuse("--" + std::string(option) + "=" + text + ": " + all);
+    };
+    return {0, option, Option::value, take, false, values};
+}
+
+std::vector<std::string> names_of_formats()
+{
+    std::vector<std::string> names;
+    for (const TraceFormat &each : trace_formats())
+        names.emplace_back(each.name);
+    return names;
 }
 
 // The options of a replay; the others of a run concern a book or a script.
@@ -68,9 +82,11 @@ constexpr std::string_view replay_options[] = {
     "client",    "client-arg", "client-env",  "trace",      "trace-file", "filter", "record",
     "leave-out", "scrub",      "port-mapper", "time-limit", "debug",      "help",   "version"};
 
-Arguments parse(int argc, char **argv, bool replays)
+} // namespace
+
+std::vector<Option> options_into(Arguments &a, bool replays)
 {
-    Arguments a;
+    using Which = decltype(a.port_mapper);
     const auto startup = [&a](const std::string &option) -> Startup & {
         if (a.clients.empty())
             misuse(option + " stands behind the --client that it is for");
@@ -78,47 +94,43 @@ Arguments parse(int argc, char **argv, bool replays)
     };
     std::vector<Option> options = {
         {0, "client", Option::value,
-         [&](const std::string &path) {
+         [&a](const std::string &path) {
              a.clients.push_back({static_cast<int>(a.clients.size()) + 1, find_program(path)});
          },
          true},
         {0, "client-arg", Option::value_or_empty,
-         [&](const std::string &text) { startup("--client-arg").arguments.push_back(text); }, true},
+         [=](const std::string &text) { startup("--client-arg").arguments.push_back(text); }, true},
         {0, "client-env", Option::value,
-         [&](const std::string &text) {
+         [=](const std::string &text) {
              if (text.find('=') == text.npos || text[0] == '=')
                  misuse("--client-env " + text + ": not NAME=VALUE");
              startup("--client-env").environment.push_back(text);
          },
          true},
         {0, "init", Option::value,
-         [&](const std::string &text) { a.init_code = init_code_of(text); }},
+         [&a](const std::string &text) { a.init_code = init_code_of(text); }},
         {0, "trace", Option::maybe_value,
-         [&](const std::string &text) {
+         [&a](const std::string &text) {
              a.trace = text.empty() ? &trace_formats().front() : &trace_format(text);
-         }},
+         },
+         false, names_of_formats()},
         Option::into(0, "trace-file", a.trace_file),
         Option::into(0, "filter", a.filter),
         Option::into(0, "record", a.record),
         {0, "leave-out", Option::value,
-         [&](const std::string &field) { a.record_fields.left_out.insert(field); }, true},
+         [&a](const std::string &field) { a.record_fields.left_out.insert(field); }, true},
         {0, "scrub", Option::value,
-         [&](const std::string &field) { a.record_fields.scrubbed.insert(field); }, true},
+         [&a](const std::string &field) { a.record_fields.scrubbed.insert(field); }, true},
         Option::into(0, "script", a.script),
         Option::into(0, "junit", a.junit),
         {0, "scenario", Option::value,
-         [&](const std::string &path) { a.scenarios.push_back(path); }, true},
-        {0, "language", Option::value,
-         [&](const std::string &name) { a.language = language_number(name); }},
+         [&a](const std::string &path) { a.scenarios.push_back(path); }, true},
+        language_option(a.language),
         Option::into(0, "words", a.words),
-        {0, "port-mapper", Option::value,
-         [&](const std::string &text) {
-             using Which = decltype(a.port_mapper);
-             choose<Which>("--port-mapper", text, a.port_mapper,
-                           {{"own", Arguments::own}, {"machine", Arguments::machine}});
-         }},
+        choice<Which>("port-mapper", a.port_mapper,
+                      {{"own", Arguments::own}, {"machine", Arguments::machine}}),
         {0, "time-limit", Option::value,
-         [&](const std::string &text) { a.time_limit = time_limit_of(text); }},
+         [&a](const std::string &text) { a.time_limit = time_limit_of(text); }},
         Option::flag(0, "allow-programs", a.allow_programs),
         Option::flag(0, "debug", a.debug),
         Option::flag('h', "help", a.help),
@@ -128,7 +140,26 @@ Arguments parse(int argc, char **argv, bool replays)
         std::erase_if(options, [](const Option &each) {
             return std::ranges::find(replay_options, each.name) == std::end(replay_options);
         });
-    const std::vector<std::string> words = parse_options(argc, argv, options);
+    return options;
+}
+
+Option language_option(IntT &language)
+{
+    return {0,
+            "language",
+            Option::value,
+            [&language](const std::string &name) { language = language_number(name); },
+            false,
+            language_names()};
+}
+
+namespace
+{
+
+Arguments parse(int argc, char **argv, bool replays)
+{
+    Arguments a;
+    const std::vector<std::string> words = parse_options(argc, argv, options_into(a, replays));
     if (a.help || a.version)
         return a;
     if (words.empty() || words[0].empty())

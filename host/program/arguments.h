@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "common/options.h"
 #include "host/scenario/recorder.h"
 #include "host/script/commands.h"
 #include "host/trace/trace_output.h"
@@ -34,6 +35,11 @@ struct Arguments {
     // Returns whether the standard input is the script.
     bool script_is_input() const { return commands.empty() && (script.empty() || script == "-"); }
 };
+
+// Returns the options of `run` or `replay`, which are taken into the arguments; and that of a
+// language.
+std::vector<Option> options_into(Arguments &arguments, bool replays);
+Option language_option(IntT &language);
 
 // Parses the command line of `run` or `replay`. Throws Error for wrong usage.
 Arguments parse_arguments(int argc, char **argv);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iostream>
 
-#include "common/options.h"
+#include "common/completion.h"
 #include "common/printable.h"
 #include "host/files/document.h"
 #include "host/program/doctor.h"
@@ -18,12 +18,19 @@ namespace velt::host
 namespace
 {
 
+constexpr struct Schema {
+    std::string_view name;
+    std::string (*make)();
+} schemas[] = {{"book", book_schema}, {"document", document_schema}, {"scenario", scenario_schema}};
+
 struct Verb {
     std::string_view name, arguments;
     int (*carry_out)(int argc, char **argv);
     // Whether --help and --version may stand anywhere after the verb; if not, the verb has options
     // of its own.
     bool helps;
+    // Returns what may stand in place of the last of the words behind the verb, for a shell.
+    std::vector<std::string> (*complete)(const std::vector<std::string> &words) = nullptr;
 };
 
 int run_verb(int argc, char **argv);
@@ -35,13 +42,46 @@ int doctor(int argc, char **argv);
 int help(int argc, char **argv);
 int version(int argc, char **argv);
 
+std::vector<std::string> complete_run(const std::vector<std::string> &words)
+{
+    Arguments none;
+    return completions(words, options_into(none, false), [](const auto &before) {
+        std::vector<std::string> commands;
+        for (const CommandTable &each : CommandTable::rows())
+            if (!before.empty())
+                commands.emplace_back(each.name);
+        return commands;
+    });
+}
+
+std::vector<std::string> complete_replay(const std::vector<std::string> &words)
+{
+    Arguments none;
+    return completions(words, options_into(none, true));
+}
+
+std::vector<std::string> complete_language(const std::vector<std::string> &words)
+{
+    IntT none;
+    return completions(words, {language_option(none)});
+}
+
+std::vector<std::string> complete_schema(const std::vector<std::string> &words)
+{
+    std::vector<std::string> names;
+    for (const Schema &each : schemas)
+        names.emplace_back(each.name);
+    return completions(words, {}, first_word(names));
+}
+
 constexpr Verb verbs[] = {
-    {"run", "BOOK.json [OPTIONS] [COMMANDS...]", run_verb, false},
-    {"replay", "RECORDING --client PATH [OPTIONS]", replay_verb, false},
+    {"run", "BOOK.json [OPTIONS] [COMMANDS...]", run_verb, false, complete_run},
+    {"replay", "RECORDING --client PATH [OPTIONS]", replay_verb, false, complete_replay},
     {"stats", "[--json] RECORDING", stats, true},
     {"check-book", "BOOK.json...", check_books, true},
-    {"check-document", "[--language NAME] DOCUMENT.json...", check_documents, true},
-    {"schema", "[book|document|scenario]", schema, true},
+    {"check-document", "[--language NAME] DOCUMENT.json...", check_documents, true,
+     complete_language},
+    {"schema", "[book|document|scenario]", schema, true, complete_schema},
     {"doctor", "", doctor, true},
 };
 constexpr Verb general[] = {
@@ -56,6 +96,39 @@ std::string verb_names()
     for (const Verb &each : verbs)
         names.emplace_back(each.name);
     return joined(names);
+}
+
+int tell(const std::string &text)
+{
+    if (!(std::cout << text << std::flush))
+        fail("what it printed could not be written");
+    return done;
+}
+
+// Tells a shell what may stand in place of the last word. Of a verb that does not know better, that
+// is what its usage has.
+int complete(int argc, char **argv)
+{
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.empty())
+        return done;
+    const auto *verb = std::ranges::find(verbs, words[0], &Verb::name);
+    const bool known = words.size() > 1 && verb != std::end(verbs);
+    if (known && verb->complete)
+        return tell(shell_lines(verb->complete({words.begin() + 1, words.end()})));
+    std::vector<std::string> names = {"--help", "--version"};
+    if (known)
+        for (const std::string_view each : Syntax::options(verb->arguments))
+            names.emplace_back(each);
+    else if (words.size() == 1)
+        for (const Verb &each : verbs)
+            names.emplace_back(each.name);
+    // Options are offered to who has begun one.
+    const std::string &typed = words.back();
+    std::erase_if(names, [&](const std::string &each) {
+        return !each.starts_with(typed) || (typed.empty() && each.starts_with('-'));
+    });
+    return tell(shell_lines(names));
 }
 
 constexpr const char *about =
@@ -97,8 +170,6 @@ read, 3 the port mapper failed.
 
 )";
 
-constexpr std::size_t line_width = 88;
-
 std::string formats()
 {
     std::string text = "Formats of a trace:\n";
@@ -110,15 +181,9 @@ std::string formats()
     return text;
 }
 
-int tell(const std::string &text)
-{
-    if (!(std::cout << text << std::flush))
-        fail("what it printed could not be written");
-    return done;
-}
-
 int help(int, char **)
 {
+    constexpr std::size_t line_width = 88;
     std::string usage;
     for (const Verb &each : verbs)
         usage += (usage.empty() ? "usage: vqhost " : "       vqhost ") + std::string(each.name) +
@@ -179,8 +244,7 @@ int check_books(int argc, char **argv)
 int check_documents(int argc, char **argv)
 {
     IntT language = V_language_usenglish;
-    const auto choose = [&](const std::string &name) { language = language_number(name); };
-    const auto files = parse_options(argc, argv, {{0, "language", Option::value, choose}});
+    const auto files = parse_options(argc, argv, {language_option(language)});
     if (files.empty())
         misuse_of_program("check-document needs a document file");
     return check_files(files, [language](const std::string &file) {
@@ -194,8 +258,6 @@ int check_documents(int argc, char **argv)
 
 int schema(int argc, char **argv)
 {
-    constexpr std::pair<std::string_view, std::string (*)()> schemas[] = {
-        {"book", book_schema}, {"document", document_schema}, {"scenario", scenario_schema}};
     const std::string_view of = argc > 1 ? argv[1] : "book";
     if (argc <= 2)
         for (const auto &[name, make] : schemas)
@@ -217,6 +279,8 @@ int doctor(int argc, char **)
 int carry_out(int argc, char **argv)
 {
     const std::string name = argc > 0 ? argv[0] : "";
+    if (name == complete_option)
+        return complete(argc, argv);
     const auto *verb = std::ranges::find(verbs, name, &Verb::name);
     const bool known = verb != std::end(verbs);
     for (int i = 0; i < (!known || verb->helps ? argc : 0); i++)

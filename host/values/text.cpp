@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "common/error.h"
+#include "common/words.h"
 #include "velt/api/facts.h"
 #include "velt/vde/language.h"
 #include "velt/vde/unicode.h"
@@ -71,10 +72,7 @@ IntT language_number(const std::string &name)
     const IntT number = V_LanguageNumber(name.c_str());
     if (number != V_language_none)
         return number;
-    std::string names;
-    for (IntT each = 1; const char *known = V_LanguageString(each); each++)
-        names += std::string(each == 1 ? "" : ", ") + known;
-    misuse("unknown language " + in_quotes(name) + "; there are " + names);
+    misuse("unknown language " + in_quotes(name) + "; there are " + joined(language_names()));
 }
 
 SessionText::SessionText(IntT language)

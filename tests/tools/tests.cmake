@@ -15,3 +15,7 @@ endforeach()
 add_test(NAME vqcall_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/vqcall_test.sh $<TARGET_FILE:vqcall>
   $<TARGET_FILE:vqhost> $<TARGET_FILE:test_client> ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR})
 set_tests_properties(vqcall_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
+
+add_test(NAME completion_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/completion_test.sh ${PROJECT_SOURCE_DIR}
+  $<TARGET_FILE:vqcall> $<TARGET_FILE:vqhost>)
+set_tests_properties(completion_test PROPERTIES TIMEOUT ${limit} LABELS "no-valgrind;no-sanitizers")

@@ -204,19 +204,15 @@ std::string json_of(std::string_view type, const std::vector<std::string> &words
     return value_json(type, words[0], "the argument");
 }
 
-std::vector<std::string> completed_paths(std::string_view type, std::string_view beginning)
+std::vector<std::string> field_paths(std::string_view type)
 {
     std::vector<std::string> paths;
-    const auto dot = beginning.find('.');
-    const std::string_view first = beginning.substr(0, dot);
-    for (const Field &each : fields_of(type)) {
-        const bool has_fields = find_structure(each.type) != nullptr;
-        if (dot == beginning.npos)
-            paths.push_back(each.name + (has_fields ? "." : "="));
-        else if (each.name == first)
-            for (const std::string &rest : completed_paths(each.type, beginning.substr(dot + 1)))
+    for (const Field &each : fields_of(type))
+        if (find_structure(each.type))
+            for (const std::string &rest : field_paths(each.type))
                 paths.push_back(each.name + "." + rest);
-    }
+        else
+            paths.push_back(each.name + "=");
     return paths;
 }
 

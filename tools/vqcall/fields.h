@@ -29,7 +29,7 @@ std::vector<std::string> example_words(std::string_view type);
 // stand, what is no number or text is JSON. Throws Error.
 std::string json_of(std::string_view type, const std::vector<std::string> &words);
 
-// Returns what a path that begins so may be: PATH= of a value, PATH. of a structure.
-std::vector<std::string> completed_paths(std::string_view type, std::string_view beginning);
+// Returns the path of each field that has a value, with an = behind it.
+std::vector<std::string> field_paths(std::string_view type);
 
 } // namespace velt::call

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "apilib/unix/descriptors.h"
+#include "common/charset.h"
 #include "common/printable.h"
 #include "common/program.h"
 #include "common/words.h"
@@ -60,7 +61,7 @@ std::vector<Option> options_into(Arguments &arguments)
             Option::flag(0, "save", arguments.save),
             {0, "answer", Option::value_or_empty,
              [&](const std::string &words) { arguments.book.answers.push_back(words); }, true},
-            Option::into(0, "language", arguments.book.language),
+            Option::into(0, "language", arguments.book.language, language_names()),
             Option::into(0, "words", arguments.book.words),
             Option::into(0, "session", arguments.session),
             Option::flag(0, "json", arguments.json)};
@@ -184,10 +185,22 @@ ExitCode make_call(std::vector<std::string> words, const Arguments &arguments)
     return done;
 }
 
+// Returns what may follow the words, for a shell.
+std::vector<std::string> next_words(const std::vector<std::string> &before)
+{
+    if (before.empty())
+        return {"list", "describe", "call"};
+    if (before.size() == 1)
+        return call::procedure_names();
+    if (before[0] != "call")
+        return {};
+    return call::field_paths(call::find_procedure(before[1]).argument);
+}
+
 ExitCode run(int argc, char **argv)
 {
     Arguments arguments;
-    auto words = parse_options(program, argc, argv, options_into(arguments));
+    auto words = parse_options(program, argc, argv, options_into(arguments), next_words);
     const std::string verb = words.empty() ? "" : words[0];
     if (!words.empty())
         words.erase(words.begin());

@@ -131,9 +131,11 @@ int main(int argc, char **argv)
 {
     return run_program(program, [=] {
         Options options;
-        options.words = parse_options(program, argc, argv,
-                                      {Option::into('o', nullptr, options.output),
-                                       Option::into(0, "language", options.language)});
+        options.words =
+            parse_options(program, argc, argv,
+                          {Option::into('o', nullptr, options.output),
+                           Option::into(0, "language", options.language, language_names())},
+                          first_word({"compile", "print", "check"}));
         Errors errors;
         run(options, errors);
         return errors.any() ? failed : done;

@@ -100,6 +100,9 @@ bool run(std::vector<std::string> words)
 
 int main(int argc, char **argv)
 {
-    return run_program(program,
-                       [=] { return run(parse_options(program, argc, argv)) ? done : failed; });
+    return run_program(program, [=] {
+        return run(parse_options(program, argc, argv, {}, first_word({"make", "print", "check"})))
+                   ? done
+                   : failed;
+    });
 }
