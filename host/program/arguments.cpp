@@ -118,9 +118,11 @@ std::vector<Option> options_into(Arguments &a, bool replays)
         Option::into(0, "filter", a.filter),
         Option::into(0, "record", a.record),
         {0, "leave-out", Option::value,
-         [&a](const std::string &field) { a.record_fields.left_out.insert(field); }, true},
+         [&a](const std::string &field) { a.record_fields.left_out.insert(known_field(field)); },
+         true},
         {0, "scrub", Option::value,
-         [&a](const std::string &field) { a.record_fields.scrubbed.insert(field); }, true},
+         [&a](const std::string &field) { a.record_fields.scrubbed.insert(known_field(field)); },
+         true},
         Option::into(0, "script", a.script),
         Option::into(0, "junit", a.junit),
         {0, "scenario", Option::value,
@@ -162,6 +164,8 @@ Arguments parse(int argc, char **argv, bool replays)
     const std::vector<std::string> words = parse_options(argc, argv, options_into(a, replays));
     if (a.help || a.version)
         return a;
+    if (a.record.empty() && !(a.record_fields.left_out.empty() && a.record_fields.scrubbed.empty()))
+        misuse("--leave-out and --scrub say what --record leaves out");
     if (words.empty() || words[0].empty())
         misuse(replays ? "replay needs a recording" : "run needs a book file");
     if (replays && (words.size() != 1 || a.clients.size() != 1))

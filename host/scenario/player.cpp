@@ -33,6 +33,30 @@ bool fits(const ExpectedCall &step, const Call &call, const SessionText &text)
            fits(step.procedure->argument.shape, call.argument, step.arguments, text);
 }
 
+void add_missing(const std::vector<ExpectedCall> &calls, std::vector<std::string> &missing);
+
+void add_missing(const std::vector<HostCall> &calls, std::vector<std::string> &missing)
+{
+    for (const HostCall &each : calls) {
+        if (!each.begun)
+            missing.push_back(each.place + ": the host has not called " +
+                              std::string(each.procedure->name));
+        add_missing(each.calls, missing);
+    }
+}
+
+// What a step brings with it is expected once it was used.
+void add_missing(const std::vector<ExpectedCall> &calls, std::vector<std::string> &missing)
+{
+    for (const ExpectedCall &each : calls) {
+        if (each.used < each.times.least)
+            missing.push_back(missing_call(each));
+        if (each.used > 0)
+            for (const auto *made : {&each.before, &each.in, &each.after})
+                add_missing(*made, missing);
+    }
+}
+
 } // namespace
 
 ExpectedCall *ScenarioPlayer::find_in(const Expected &expected, const Call &call)
@@ -83,7 +107,8 @@ Responder::Reaction ScenarioPlayer::respond(Call &call)
 Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
 {
     step.used++;
-    for (const HostCall &each : step.before) {
+    for (HostCall &each : step.before) {
+        making_ = &each;
         Message argument(each.procedure->argument);
         fill(each.procedure->argument, argument.address(), each.arguments, text_);
         call.host.send(call.client, *each.procedure, argument.address());
@@ -95,7 +120,7 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
     for (HostCall &each : step.after)
         host.when_idle(client, [this, &host, &client, &each] { make(host, client, each); });
     if (step.delay.count() > 0)
-        host.sleep(client, step.delay);
+        host.serve_until([&] { return !client.running(); }, step.delay);
     if (step.answer == ExpectedCall::model)
         return model_.respond(call);
     fill(call.procedure.result, call.result, step.fields, text_);
@@ -174,19 +199,9 @@ std::vector<std::string> ScenarioPlayer::failures() const
     std::vector<std::string> all = misses_;
     if (more_misses_ > 0)
         all.push_back("and " + std::to_string(more_misses_) + " more");
-    const auto add = [&](const std::vector<ExpectedCall> &calls) {
-        for (const ExpectedCall &each : calls)
-            if (each.used < each.times.least)
-                all.push_back(missing_call(each));
-    };
     for (const Scenario &scenario : scenarios_) {
-        add(scenario.calls);
-        for (const HostCall &each : scenario.host_calls) {
-            if (!each.begun)
-                all.push_back(each.place + ": the host has not called " +
-                              std::string(each.procedure->name));
-            add(each.calls);
-        }
+        add_missing(scenario.calls, all);
+        add_missing(scenario.host_calls, all);
     }
     return all;
 }

@@ -1,5 +1,8 @@
 #include "host/scenario/recorder.h"
 
+#include "common/error.h"
+#include "common/nearest.h"
+#include "common/printable.h"
 #include "host/json/writer.h"
 #include "host/wire/procedures.h"
 #include "velt/vde/language.h"
@@ -77,7 +80,49 @@ private:
     int skipped_ = 0; // brackets that are open in it
 };
 
+const char *name_of_failure(std::string_view outcome)
+{
+    return outcome == outcomes::no_reply     ? "none"
+           : outcome == outcomes::half_reply ? "half"
+           : outcome == outcomes::closed     ? "close"
+                                             : "error";
+}
+
+constexpr std::string_view field_names[] = {
+#define V_RECORD(name, fields) fields
+#define V_UNION(name, cases) cases
+#define V_FIELD(type, name) #name,
+#define V_FIELD_IF_ZERO(key, type, name) #name,
+#define V_OPTIONAL(type, name) #name,
+#define V_SWITCH(type, name, tag) #name,
+#define V_CASE(tag, type, member) #member,
+#define V_CASE_OPTIONAL(tag, type, member) #member,
+#define V_SAME_CASE(tag, type, member)
+#define V_OTHER_CASES(type, member) #member,
+#include "velt/tables/values.def"
+#define V_RECORD(name, fields) fields
+#define V_FIELD(type, name) #name,
+#define V_FIELD_IF_ZERO(key, type, name) #name,
+#define V_OPTIONAL(type, name) #name,
+#define V_SWITCH(type, name, tag) #name,
+#include "velt/tables/records.def"
+#define V_RECORD(name, fields) fields
+#define V_FIELD(type, name) #name,
+#include "velt/tables/callbacks.def"
+};
+
 } // namespace
+
+const std::string &known_field(const std::string &name)
+{
+    Nearest nearest(name);
+    for (const std::string_view each : field_names) {
+        if (each == name)
+            return name;
+        nearest.consider(each);
+    }
+    misuse("no message has a field " + in_quotes(name) + nearest.hint());
+}
 
 void Recorder::begin(IntT language)
 try {
@@ -126,10 +171,12 @@ try {
         if (event.outcome == outcomes::answered)
             message(line, "answer", event.result);
         else
-            line.text("failed", event.outcome == outcomes::no_reply ? "none" : "error");
+            line.text("failed", name_of_failure(event.outcome));
         break;
     case Direction::to_client:
         line.text("callback", event.procedure);
+        if (event.client_waits)
+            line.number("waits", 1);
         message(line, "arguments", event.arguments);
         break;
     case Direction::from_client:

@@ -12,6 +12,9 @@
 namespace velt::host
 {
 
+// Returns the name. Throws Error if no message has a field of it.
+const std::string &known_field(const std::string &name);
+
 class Recorder
 {
 public:

@@ -56,6 +56,7 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
     }
     event.arguments = node->member("arguments");
     event.answer = node->member("answer");
+    event.waits = node->member("waits") != nullptr;
     if ((event.failed = node->member("failed")))
         event.failed->text(); // which it is, or this throws
     event.time = seconds(*node, "time");

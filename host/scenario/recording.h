@@ -20,6 +20,7 @@ struct RecordedEvent {
     std::shared_ptr<const JsonNode> node;
     const JsonNode *arguments = nullptr, *answer = nullptr;
     const JsonNode *failed = nullptr; // why there was no answer
+    bool waits = false;               // a call of the host that came while the client waits
     bool exited = false;              // how a turn has ended
     // In seconds: when it was, since the recording began, and how long the host took to answer.
     std::optional<double> time, took;

@@ -25,6 +25,15 @@ std::string text_of(const Call &call, const SessionText &text)
            fields_text({call.procedure.argument.shape, call.argument}, text) + ")";
 }
 
+Responder::Reaction reaction_of(std::string_view failure)
+{
+    using enum Responder::Reaction;
+    return failure == "none"    ? drop
+           : failure == "half"  ? half
+           : failure == "close" ? close
+                                : rpc_error;
+}
+
 } // namespace
 
 Replay::Replay(Recording &recording, const SessionText &text) : recording_(recording), text_(text)
@@ -87,6 +96,8 @@ Responder::Reaction Replay::respond(Call &call)
         return hands_over ? Reaction::answer : Reaction::rpc_error;
     if (!next_ && recording_.cut_off())
         return hands_over ? Reaction::answer : Reaction::rpc_error;
+    while (next_ && next_->waits && difference_.empty())
+        make(call.host, call.client);
     if (!next_ || !fits(*next_, call, text_)) {
         std::string what = "  now:      " + text_of(call, text_);
         if (next_ && next_->procedure == &call.procedure && next_->arguments &&
@@ -100,7 +111,7 @@ Responder::Reaction Replay::respond(Call &call)
     }
     Reaction reaction = Reaction::answer;
     if (next_->failed)
-        reaction = next_->failed->text() == "none" ? Reaction::drop : Reaction::rpc_error;
+        reaction = reaction_of(next_->failed->text());
     else
         fill(call.procedure.result, call.result, next_->answer, text_);
     advance();
@@ -117,13 +128,28 @@ try {
 
 void Replay::compare_end(const TraceEvent &event)
 {
-    if (!difference_.empty() || (!next_ && recording_.cut_off()))
+    if (!difference_.empty() || over_ || (!next_ && recording_.cut_off()))
         return;
     const bool exited = event.outcome != outcomes::handed_back;
     if (!next_ || next_->kind != RecordedEvent::end || next_->exited != exited)
         return differ("  now:      the client " + std::string(event.procedure) + ": " +
                       event.outcome);
     advance();
+}
+
+// Makes the host's call that comes next.
+void Replay::make(Host &host, Client &client)
+{
+    const RecordedEvent event = *next_;
+    Message argument(event.procedure->argument);
+    fill(event.procedure->argument, argument.address(), event.arguments, text_);
+    advance();
+    if (event.waits)
+        host.send(client, *event.procedure, argument.address());
+    else if (event.procedure->number == callback::vq_api_quit_1::number)
+        host.quit(client);
+    else
+        host.call(client, *event.procedure, argument.address());
 }
 
 bool Replay::run(Host &host, Client &client)
@@ -138,23 +164,21 @@ bool Replay::run(Host &host, Client &client)
         if (!first && starts()) {
             if (!host.wait_for_exit(client, limit))
                 differ("  now:      the client has not ended");
-        } else if (next_->kind == RecordedEvent::host_call) {
-            const RecordedEvent event = *next_;
-            Message argument(event.procedure->argument);
-            fill(event.procedure->argument, argument.address(), event.arguments, text_);
-            advance();
-            if (event.procedure->number == callback::vq_api_quit_1::number)
-                host.quit(client);
-            else
-                host.call(client, *event.procedure, argument.address());
-        } else if (!host.serve_until([&] { return played_ != played || !client.running(); },
-                                     limit)) {
+        } else if (next_->kind == RecordedEvent::host_call && !next_->waits) {
+            make(host, client);
+        } else if (host.serve_until([&] { return played_ != played || !client.running(); },
+                                    limit)) {
+            continue;
+        } else if (next_->kind == RecordedEvent::end && next_->exited && client.process) {
+            host.kill(client); // as the host had to then
+        } else {
             differ("  now:      the client does nothing for " + std::to_string(limit.count()) +
                    " ms");
         }
     }
     if (difference_.empty() && starts())
         return true;
+    over_ = !next_; // what the end of this host brings was not recorded
     if (next_)
         differ("  now:      the client has ended: " + client.ending());
     return false;

@@ -31,6 +31,7 @@ public:
     void observe(const TraceEvent &event) noexcept;
 
 private:
+    void make(Host &host, Client &client);
     void advance();
     void differ(const std::string &what);
     std::string nearest(const Call &call);
@@ -44,6 +45,7 @@ private:
     std::deque<std::string> before_;  // the last events that came as recorded
     std::size_t played_ = 0;
     std::string difference_;
+    bool over_ = false;
 };
 
 } // namespace velt::host

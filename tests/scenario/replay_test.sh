@@ -38,7 +38,7 @@ tells()
 }
 
 run() { "$vqhost" run tea.json --client "$built/wordcount" "$@"; }
-replay() { "$vqhost" replay "$1" --client "$built/wordcount"; }
+replay() { "$vqhost" replay "$@" --client "$built/wordcount"; }
 
 ends 0 run --record words "choose Count Words"
 python3 -c 'import json; json.load(open("words"))' || fail "a recording is no JSON"
@@ -106,6 +106,8 @@ for each in empty scenario unknown tea.json missing /dev/null; do
     ends 2 replay "$each"
 done
 
+# A field that no message has would leave everything in.
+ends 2 run --record mistyped --scrub str0
 # A scenario answers in the place of the model.
 cat >scenario <<'END'
 {"others": "model", "steps": [
@@ -114,10 +116,25 @@ cat >scenario <<'END'
 END
 ends 1 run --scenario scenario "choose Count Words"
 tells "expected 2 times, came once"
+sed 's/}]}$/, "after": [{"callback": "vq_api_command_1", "arguments": {"command": 77}, "steps": [\
+    {"call": "api_vq_sleep_1"}]}]}]}/; s/"times": 2, /"times": [1, 2], /' scenario >within
+ends 1 run --scenario within "choose Count Words"
+tells "api_vq_sleep_1: expected once, came 0 times"
 for answer in none half close; do
-    echo "{\"others\": \"model\", \"steps\": [{\"call\": \"api_vq_open_1\", \"answer\": \"$answer\"}]}" >bad
-    ends 1 run --scenario bad --time-limit 1 "choose Count Words"
+    echo "{\"others\": \"model\", \"steps\": [{\"call\": \"api_vq_open_1\", \"answer\": \"$answer\"}]}" >"$answer"
 done
+ends 1 run --scenario none --time-limit 1 "choose Count Words"
+for answer in half close; do
+    ends 1 run --scenario "$answer" --record failing "choose Count Words"
+    ends 0 replay failing
+done
+# So are what the host sends while the client waits, and the end of a client that is killed.
+cat >early <<'END'
+{"others": "model", "steps": [{"call": "api_vq_define_and_add_command_1", "answer": "model",
+  "before": [{"callback": "vq_api_command_1", "arguments": {"command": 5}}]}]}
+END
+ends 0 run --scenario early --record sent "stop --kill"
+ends 0 replay sent
 # Calls of the host within a client's call, and after it.
 cat >calls <<'END'
 {"others": "model", "steps": [
