@@ -142,6 +142,12 @@ bool Commands::run(std::string_view line)
         if (s_.host)
             s_.host->serve_pending();
         check_clients();
+    } catch (const Unmet &error) {
+        // What has failed meanwhile is told with this command, and not with a later one.
+        const std::string failed = s_.host ? s_.host->take_failure() : "";
+        if (failed.empty())
+            throw;
+        throw Unmet(std::string(error.what()) + "; " + failed + " failed");
     } catch (const StatusError &error) {
         s_.console.check(error.what());
         fail(std::string(name) + ": " + error.what());

@@ -101,7 +101,7 @@ std::span<const Expectation> Expectation::all()
          [](Commands &c, std::string_view rest) -> Verdict {
              const UIntT id = c.s_.model.selected(c.s_.book);
              const std::string is = id == 0 ? "none" : c.window_.shown(c.s_.model.at(id).name);
-             return {is == whole(rest), whole(rest), is};
+             return {is == printable_line(whole(rest)), whole(rest), is};
          }},
         {"menu", "LABEL,...", "the items of the menus are these",
          [](Commands &c, std::string_view rest) {
@@ -118,7 +118,7 @@ std::span<const Expectation> Expectation::all()
              const std::string is = value ? c.window_.shown(*value) : "not there";
              if (rest.empty())
                  return {value.has_value(), "any value", is};
-             return {value && is == whole(rest), whole(rest), is};
+             return {value && is == printable_line(whole(rest)), whole(rest), is};
          }},
         {"document", "DOCUMENT|COMPONENT|none", "this document is active, or none",
          [](Commands &c, std::string_view rest) -> Verdict {

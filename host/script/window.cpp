@@ -116,7 +116,8 @@ UIntT Window::find_component(std::string_view name) const
 {
     const auto names = order();
     const auto members = model_.components(book_);
-    const auto found = find_by_name_or_number(names, name);
+    // Names are compared as they are shown.
+    const auto found = find_by_name_or_number(names, printable_line(name));
     return found ? members[*found] : 0;
 }
 

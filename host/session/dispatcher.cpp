@@ -1,6 +1,7 @@
 #include "host/session/dispatcher.h"
 
 #include <exception>
+#include <optional>
 
 #include "apilib/wire/routines.h"
 #include "common/memory_reserve.h"
@@ -63,7 +64,6 @@ void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport
     try {
         self.dispatch(*request, transport);
     } catch (const std::exception &error) {
-        svcerr_systemerr(transport); // unless the call has its answer
         // A lack of memory may be the cause, so no string is put together here.
         Reports::line(&self.s_.reports, "a call was not answered in full:");
         Reports::line(&self.s_.reports, error.what());
@@ -93,7 +93,15 @@ void Dispatcher::dispatch(const svc_req &request, SVCXPRT *transport)
     }
     const EventLoop::Answering answering(s_.loop);
     const BeingAnswered being_answered(*client);
-    Message argument(procedure->argument), result(procedure->result);
+    std::optional<Message> decoded_argument, empty_result;
+    try {
+        decoded_argument.emplace(procedure->argument);
+        empty_result.emplace(procedure->result);
+    } catch (const std::bad_alloc &) {
+        svcerr_systemerr(transport);
+        throw;
+    }
+    Message &argument = *decoded_argument, &result = *empty_result;
     Call call{s_.host, *client, *procedure, argument.address(), result.address()};
     const auto began = steady_clock::now();
     TraceEvent event = begun(*client, *procedure, request);
@@ -101,7 +109,8 @@ void Dispatcher::dispatch(const svc_req &request, SVCXPRT *transport)
     const bool answered = event.outcome == outcomes::answered;
     if (s_.options.trace) {
         event.duration = steady_clock::now() - began;
-        event.arguments = {procedure->argument.shape, argument.address()};
+        if (event.outcome != outcomes::undecoded)
+            event.arguments = {procedure->argument.shape, argument.address()};
         event.result = {procedure->result.shape, result.address()};
         s_.options.trace(event);
     }
@@ -140,9 +149,11 @@ try {
     case Responder::Reaction::half:
         send_half(result, transport);
         return std::string(outcomes::half_reply);
-    case Responder::Reaction::close:
+    case Responder::Reaction::close: {
+        std::string outcome(outcomes::closed); // before there is no connection for an error
         svc_destroy(transport);
-        return std::string(outcomes::closed);
+        return outcome;
+    }
     }
     if (!svc_sendreply(transport, result.routine(), result.address()))
         return std::string(outcomes::unsent);

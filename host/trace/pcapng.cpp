@@ -242,7 +242,7 @@ std::uint32_t Pcapng::call(Connection &connection, const TraceEvent &event)
     // A call by version 2 of the protocol; no credentials and no verifier.
     words(message, {id, 0, 2, event.program, event.version, event.number, 0, 0, 0, 0});
     const Procedure *procedure = procedure_of(event);
-    if (procedure && event.arguments.shape && event.outcome != outcomes::undecoded)
+    if (procedure && event.arguments.shape)
         message += encoded(procedure->argument, event.arguments.value);
     record(connection.caller, connection.callee, message, message.size());
     return id;
