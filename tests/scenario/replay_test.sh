@@ -133,8 +133,10 @@ cat >early <<'END'
 {"others": "model", "steps": [{"call": "api_vq_define_and_add_command_1", "answer": "model",
   "before": [{"callback": "vq_api_command_1", "arguments": {"command": 5}}]}]}
 END
-ends 0 run --scenario early --record sent "stop --kill"
+ends 0 run --scenario early --record sent "choose Count Words"
 ends 0 replay sent
+ends 0 run --record killed "stop --kill"
+ends 0 replay killed
 # Calls of the host within a client's call, and after it.
 cat >calls <<'END'
 {"others": "model", "steps": [
