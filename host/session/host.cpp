@@ -240,6 +240,9 @@ Outcome Host::call(Client &client, const Procedure &procedure, void *argument)
         return wrong(Outcome::busy, client,
                      name + " is not called: the client holds control since " +
                          std::string(client.turns.innermost().procedure));
+    // A client heeds no notification of the old style, and does not even answer it.
+    if (procedure.number == callback::vq4_api_notify_1::number)
+        return send(client, procedure, argument);
     const bool ends_modal_wait = procedure.number == callback::vq_api_dialog_event_1::number &&
                                  static_cast<const VqApiDialogEventArgT *>(argument)->dialog == 0;
     const std::size_t turn =

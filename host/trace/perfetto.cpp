@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/trace/forms.h"
+#include "host/wire/procedures.h"
 
 namespace velt::host
 {
@@ -138,8 +139,11 @@ std::string Perfetto::event(const TraceEvent &event, const SessionText &text)
         break;
     }
     case Direction::to_client: {
-        process.turns.push_back({event.number, !event.client_waits, event.time});
-        JsonWriter object = slice(event, event.client_waits ? "i" : "B", event.time);
+        // A notification of the old style has no end.
+        const bool ends = event.number != callback::vq4_api_notify_1::number;
+        if (ends)
+            process.turns.push_back({event.number, !event.client_waits, event.time});
+        JsonWriter object = slice(event, event.client_waits || !ends ? "i" : "B", event.time);
         write_message(object, "arguments", event.arguments, text);
         put(object);
         break;
