@@ -24,9 +24,10 @@ std::string shown(const Option &option)
 
 } // namespace
 
-std::vector<std::string> parse_options(int argc, char **argv, const std::vector<Option> &options)
+std::vector<std::string> parse_options(int argc, char **argv, const std::vector<Option> &options,
+                                       OptionsStand where)
 {
-    std::string letters = ":";
+    std::string letters = where == OptionsStand::in_front ? "+:" : ":";
     std::vector<option> names;
     for (std::size_t i = 0; i < options.size(); ++i) {
         const Option &each = options[i];

@@ -30,7 +30,12 @@ struct Option {
     }
 };
 
+// Where options may stand: anywhere, or before the first other word, behind which all belong to
+// another program.
+enum class OptionsStand { anywhere, in_front };
+
 // Processes the options in their order and returns the other words. Throws Error.
-std::vector<std::string> parse_options(int argc, char **argv, const std::vector<Option> &options);
+std::vector<std::string> parse_options(int argc, char **argv, const std::vector<Option> &options,
+                                       OptionsStand where = OptionsStand::anywhere);
 
 } // namespace velt

@@ -14,7 +14,8 @@ namespace velt
 {
 
 std::vector<std::string> parse_options(const Program &program, int argc, char **argv,
-                                       std::vector<Option> options, const NextWords &next)
+                                       std::vector<Option> options, const NextWords &next,
+                                       OptionsStand where)
 {
     bool help = false, version = false;
     options.push_back(Option::flag('h', "help", help));
@@ -23,7 +24,7 @@ std::vector<std::string> parse_options(const Program &program, int argc, char **
         show(shell_lines(completions({argv + 2, argv + argc}, options, next)));
         std::exit(EXIT_SUCCESS);
     }
-    const auto words = parse_options(argc, argv, options);
+    const auto words = parse_options(argc, argv, options, where);
     if (help || version) {
         show(help ? program.help : std::string(program.name) + " " VELT_VERSION "\n");
         std::exit(EXIT_SUCCESS);

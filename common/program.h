@@ -21,7 +21,8 @@ struct Program {
 // program; returns the other words. What `next` returns may be the next of these. Throws Error.
 std::vector<std::string> parse_options(const Program &program, int argc, char **argv,
                                        std::vector<Option> options = {},
-                                       const NextWords &next = no_words);
+                                       const NextWords &next = no_words,
+                                       OptionsStand where = OptionsStand::anywhere);
 
 // Writes to standard output, or throws.
 void show(const std::string &text);

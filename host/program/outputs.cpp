@@ -25,12 +25,6 @@ auto one_of(const std::vector<std::string> &paths)
 
 } // namespace
 
-bool coloured(int descriptor)
-{
-    const char *no_colour = std::getenv("NO_COLOR");
-    return isatty(descriptor) && !(no_colour && *no_colour);
-}
-
 void Outputs::refuse(const std::function<bool(const OutputFile &)> &is_read)
 {
     for (const auto &[option, file] : files())

@@ -12,9 +12,6 @@
 namespace velt::host
 {
 
-// Returns whether colours are wanted on the descriptor.
-bool coloured(int descriptor);
-
 class Outputs
 {
 public:

@@ -38,7 +38,7 @@ bool Clients::any_running() const
 
 Client &Clients::add(int number, const std::string &name)
 {
-    const UIntT program = registrations_.free_program([this](UIntT wanted) {
+    const UIntT program = free_program(registrations_.mapper(), [this](UIntT wanted) {
         return std::ranges::any_of(
             all_, [=](const Client &each) { return each.running() && each.program == wanted; });
     });

@@ -23,14 +23,14 @@ constexpr int most_programs = 4096;
 
 } // namespace
 
-UIntT Registrations::free_program(const std::function<bool(UIntT)> &is_used)
+UIntT free_program(PortMapper &mapper, const std::function<bool(UIntT)> &is_used)
 {
     static UIntT next;
     const UIntT first = (static_cast<UIntT>(getpid()) & 0x3FFFFF) * programs_per_process;
     for (int tries = 0; tries < most_programs; tries++) {
         const UIntT program = transient_programs + (first + next++) % transient_count;
         const auto is_registered = [&](unsigned protocol) {
-            return mapper_->find(program, service_version, protocol) != 0;
+            return mapper.find(program, service_version, protocol) != 0;
         };
         if (!(is_used && is_used(program)) && !is_registered(IPPROTO_TCP) &&
             !is_registered(IPPROTO_UDP))
@@ -41,7 +41,7 @@ UIntT Registrations::free_program(const std::function<bool(UIntT)> &is_used)
 
 UIntT Registrations::add(unsigned protocol, in_port_t port)
 {
-    const Registration made{free_program(), service_version, protocol, port};
+    const Registration made{free_program(*mapper_), service_version, protocol, port};
     if (!mapper_->set(made))
         throw Error(no_mapper, "cannot register program " + std::to_string(made.program) +
                                    " with the port mapper: see that rpcbind runs and lets you, or "

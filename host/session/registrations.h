@@ -12,6 +12,10 @@
 namespace velt::host
 {
 
+// Returns a program number that nobody uses, as far as the port mapper and `is_used` know. Throws
+// Error.
+UIntT free_program(PortMapper &mapper, const std::function<bool(UIntT)> &is_used = nullptr);
+
 class Registrations
 {
 public:
@@ -25,9 +29,6 @@ public:
     // what it was told before.
     bool are_the_machines() const { return mapper_->name().empty(); }
 
-    // Returns a program number that nobody uses, as far as the port mapper and `is_used` know.
-    // Throws Error.
-    UIntT free_program(const std::function<bool(UIntT)> &is_used = nullptr);
     // Registers a program of the host and returns its number. Throws Error.
     UIntT add(unsigned protocol, in_port_t port);
     // Registers again what the machine's port mapper has lost.

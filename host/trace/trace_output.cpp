@@ -3,9 +3,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 namespace velt::host
 {
+
+bool coloured(int descriptor)
+{
+    const char *no_colour = std::getenv("NO_COLOR");
+    return isatty(descriptor) && !(no_colour && *no_colour);
+}
 
 void TraceOutput::put(std::string_view text) noexcept
 try {

@@ -14,6 +14,9 @@
 namespace velt::host
 {
 
+// Returns whether colours are wanted on the descriptor.
+bool coloured(int descriptor);
+
 class TraceOutput
 {
 public:

@@ -68,12 +68,22 @@ protected:
     Client &start(const char *script, bool detach = false, std::optional<IntT> code = {})
     {
         setenv("VQTEST", script, 1);
-        Client &client = host.start(TEST_CLIENT, next, "tester", detach);
+        Client &client = host.start(client_program(), next, "tester", detach);
         groups.push_back(client.process->group());
         if (code)
             host.initialise(client, *code);
         next++;
         return client;
+    }
+
+    // The client, or vqrecord in its place where VQRECORD has its path.
+    static Startup client_program()
+    {
+        const char *recorder = std::getenv("VQRECORD");
+        Startup what(recorder ? recorder : TEST_CLIENT);
+        if (recorder)
+            what.arguments = {"-o", "/dev/null", TEST_CLIENT};
+        return what;
     }
 
     template <class Condition>

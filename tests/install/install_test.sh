@@ -23,10 +23,11 @@ libdir=$(dirname "$(find "$tree" -name libvelt-api.so)")
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 
 echo "== What is there"
-for file in bin/{shelfwise,vqcall,vqconv,vqhost,vqsre,vqucod} share/man/man1/{shelfwise,vqcall,vqconv,vqhost,vqsre,vqucod}.1 \
+for file in bin/{shelfwise,vqcall,vqconv,vqhost,vqrecord,vqsre,vqucod} \
+    share/man/man1/{shelfwise,vqcall,vqconv,vqhost,vqrecord,vqsre,vqucod}.1 \
     include/velt/tables/procedures.def share/velt/book.schema.json \
     share/velt/document.schema.json share/velt/scenario.schema.json \
-    share/bash-completion/completions/vq{call,conv,host,sre,ucod} share/zsh/site-functions/_velt \
+    share/bash-completion/completions/vq{call,conv,host,record,sre,ucod} share/zsh/site-functions/_velt \
     share/velt/unicode/{BIG5,GB2312-80.EUC,JISX0208.ShiftJIS,KSC5601-1992}.UCOD \
     share/velt/vqinit/usenglish/APIArea/resources/shelfwise.sre; do
     [[ -f $tree/$file ]] || fail "$file is not installed"

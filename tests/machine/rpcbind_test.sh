@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The library and vqhost with the machine's port mapper: RPCBIND-TESTS VQHOST CLIENT BOOK. Needs root,
-# for a network, a name and a /run of its own in which rpcbind is started.
+# The library and vqhost with the machine's port mapper: RPCBIND-TESTS VQHOST CLIENT BOOK VQRECORD. Needs
+# root, for a network, a name and a /run of its own in which rpcbind is started.
 set -euo pipefail
 PATH=$PATH:/usr/sbin
 
@@ -15,7 +15,7 @@ if [[ ${1-} != inside ]]; then
     unshare --net --mount --uts true 2>/dev/null || skip "the machine makes no namespaces"
     exec unshare --net --mount --uts "$0" inside "$@"
 fi
-tests=$2 client=$4 book=$5
+tests=$2 client=$4 book=$5 vqrecord=$6
 eval "launcher=(${LAUNCHER-})"
 vqhost=("${launcher[@]}" "$3")
 
@@ -67,6 +67,12 @@ exec 3>"$work/commands"
 until_so "host, session and client are not registered" programs 3
 echo quit >&3
 wait $host || fail "vqhost ended with $?"
+programs 0 || fail "something stays registered"
+
+echo "== So is vqrecord between them"
+"${vqhost[@]}" run "$book" --time-limit 600 --client "$vqrecord" --client-arg -o --client-arg "$work/recording" \
+    --client-arg "$client" "message hello" || fail "vqhost ended with $?"
+[[ $(tail -1 "$work/recording") == "]}" ]] || fail "the recording is not whole"
 programs 0 || fail "something stays registered"
 
 echo "== Where the machine's name has no address, the host has a port mapper of its own"

@@ -10,7 +10,7 @@ target_include_directories(rpcbind_tests PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_C
 target_link_libraries(rpcbind_tests PRIVATE velt_options velt-api-static GTest::gtest)
 add_test(NAME rpcbind_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/rpcbind_test.sh
   $<TARGET_FILE:rpcbind_tests> $<TARGET_FILE:vqhost> $<TARGET_FILE:test_client>
-  ${PROJECT_SOURCE_DIR}/examples/alice.json)
+  ${PROJECT_SOURCE_DIR}/examples/alice.json $<TARGET_FILE:vqrecord>)
 # The RPC library forgets the 16 bytes of an address whenever it registers a service.
 set_tests_properties(rpcbind_test PROPERTIES TIMEOUT ${limit}
   ENVIRONMENT "ASAN_OPTIONS=detect_leaks=0" SKIP_RETURN_CODE 77 LABELS machine)

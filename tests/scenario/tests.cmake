@@ -1,4 +1,7 @@
 velt_test(scenario_test SOURCES scenario/scenario_test.cpp support/host_in_process.cpp LINK velt-host)
 add_test(NAME replay_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/replay_test.sh
   $<TARGET_FILE:vqhost> ${PROJECT_BINARY_DIR}/examples ${PROJECT_SOURCE_DIR}/examples)
-set_tests_properties(replay_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
+add_test(NAME vqrecord_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/vqrecord_test.sh
+  $<TARGET_FILE:vqhost> $<TARGET_FILE:vqrecord> ${PROJECT_BINARY_DIR}/examples ${PROJECT_SOURCE_DIR}/examples
+  $<TARGET_FILE:test_client>)
+set_tests_properties(replay_test vqrecord_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)

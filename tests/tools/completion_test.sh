@@ -61,7 +61,7 @@ expect "vqucod m" make
 expect "vqconv --from" --from-code
 
 # The options that each program offers are those that its help has, and all of them.
-for program in "vqhost run book.json" "vqcall call" vqconv vqsre vqucod; do
+for program in "vqhost run book.json" "vqcall call" vqconv vqrecord vqsre vqucod; do
     help=$("${program%% *}" --help | sed -E '/^(usage:|      ) vq/d; /^Commands:/,$d' | grep -oE '(^|[ ,[])--[a-z-]+' | tr -d ' ,[' | sort -u)
     [[ $(offered "$program --" | tr -d = | sort -u) == "$help" ]] ||
         fail "$program offers $(offered "$program --" | paste -sd' '), its help has $(paste -sd' ' <<<"$help")"

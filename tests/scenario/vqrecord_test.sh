@@ -1,0 +1,78 @@
+#!/usr/bin/env bash
+# vqrecord between the host and its clients: it records what the host itself does, and neither of them
+# notices. VQHOST VQRECORD BUILT-EXAMPLES EXAMPLES TEST-CLIENT.
+
+vqrecord=$2 built=$3 examples=$4 tester=$5
+# shellcheck source=tests/program.sh
+source "$(dirname "$0")/../program.sh" "$1"
+export VQHOME=$built
+cp -r "$examples"/tea* .
+
+# Runs a client through vqrecord, which writes "through"; the host records to "direct".
+recorded() { # EXIT-CODE CLIENT ARGUMENTS...
+    local wanted=$1 client=$2
+    shift 2
+    run "$wanted" run tea.json --client "$vqrecord" --client-arg -o --client-arg through \
+        --client-arg -- --client-arg "$client" --time-limit 600 --record direct "$@" </dev/null
+    sed -i 's/"time":[^,]*,//; s/"took":[^,]*,//' direct through
+    cmp -s direct through || fail "not recorded as the host does: $(diff direct through | head -5)"
+}
+
+recorded 0 "$built/wordcount" "choose Count Words" "expect alert The book has 98 words."
+run 0 replay through --client "$built/wordcount"
+# Dialogs, in which the host calls while it is waited for.
+recorded 0 "$built/replace" "answer raven crow" "choose Replace in Book..." "dialog 1 1" "dialog end" \
+    "expect documents none"
+cp -r "$examples"/tea* .
+run 0 replay through --client "$built/replace"
+
+# Calls of the host after a call, one of them of the old style, which nobody answers; no answer, and
+# an error.
+cat >scenario <<'END'
+{"others": "model", "steps": [
+  {"call": "api_vq_open_1", "answer": "error"},
+  {"call": "api_vq_alert_1", "after": [
+    {"callback": "vq4_api_notify_1", "arguments": {"notification": 4, "stringArg": "old"}},
+    {"callback": "vq_api_command_1", "arguments": {"command": 1}, "steps": [{"call": "api_vq_alert_1"}]}]}]}
+END
+recorded 0 "$built/wordcount" --scenario scenario "choose Count Words"
+wrote err "old-style notification"
+wrote through '"callback":"vq4_api_notify_1"'
+run 0 replay through --client "$built/wordcount"
+
+# However a client ends, the host sees it as without vqrecord, and the recording is whole.
+for how in exit crash "bail out" "fail at the end"; do
+    code=1
+    commands=("message hello")
+    [[ $how != "bail out" ]] || { code=0 && commands=(show); }
+    recorded $code "$tester" --client-env "VQTEST=$how" "${commands[@]}"
+    mv err seen
+    run $code run tea.json --client "$tester" --time-limit 600 --client-env "VQTEST=$how" "${commands[@]}" </dev/null
+    diff <(sed 's/vqrecord/test_client/' seen) err >&2 || fail "another end: $how"
+    [[ $(tail -1 through) == "]}" ]] || fail "cut off: $how"
+done
+# A host that is killed while it is called: the client ends, and what there is can be played. The pipe
+# is closed by the last of them.
+echo '{"others": "model", "steps": [{"call": "api_vq_alert_1", "answer": "none"}]}' >silent
+: >through
+mkfifo pipe
+"${program[@]}" run tea.json --client "$vqrecord" --client-arg -o --client-arg through --client-arg "$built/wordcount" \
+    --time-limit 600 --scenario silent "choose Count Words" >pipe 2>&1 </dev/null &
+host=$!
+cat pipe >seen &
+until [[ $(grep -c api_vq_close_1 through) == 3 ]]; do sleep 0.05; done
+kill -9 "$host"
+wait || true
+[[ $(tail -1 through) != "]}" ]] || fail "the recording does not tell that it was cut off"
+run 0 replay through --client "$built/wordcount"
+wrote err "was cut off"
+
+# Its own usage; the options behind the client are the client's.
+program=("$vqrecord")
+run 2 "$built/wordcount"
+wrote err "-o is missing"
+run 2 -o through "$built/wordcount" --trace
+wrote err "have a host start it"
+[[ -s through ]] || fail "a recording was overwritten without a session"
+run 0 --help
+finish

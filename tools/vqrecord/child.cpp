@@ -1,0 +1,95 @@
+#include "tools/vqrecord/child.h"
+
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <system_error>
+
+#include "apilib/unix/process.h"
+#include "common/printable.h"
+
+namespace velt::vqrecord
+{
+
+Child::Child()
+    : child_before_(std::signal(SIGCHLD, SIG_DFL)), pipe_before_(std::signal(SIGPIPE, SIG_IGN))
+{
+    sigfillset(&caught_);
+    for (const int own : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPIPE})
+        sigdelset(&caught_, own);
+    sigprocmask(SIG_BLOCK, &caught_, &before_);
+    signals_ = Descriptor(signalfd(-1, &caught_, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (!signals_)
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+}
+
+void Child::start(const host::Startup &what, const std::string &description)
+{
+    const pid_t self = getpid();
+    id_ = fork();
+    if (id_ < 0)
+        throw std::system_error(errno, std::generic_category(), "fork");
+    if (id_ > 0)
+        return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != self)
+        _exit(EXIT_FAILURE);
+    std::signal(SIGCHLD, child_before_);
+    std::signal(SIGPIPE, pipe_before_);
+    std::signal(SIGXFSZ, SIG_DFL);
+    sigprocmask(SIG_SETMASK, &before_, nullptr);
+    setenv("VQAPIX", description.c_str(), 1);
+    std::vector<char *> words{const_cast<char *>(what.path.c_str())};
+    for (const std::string &each : what.arguments)
+        words.push_back(const_cast<char *>(each.c_str()));
+    words.push_back(nullptr);
+    execv(what.path.c_str(), words.data());
+    const int error = errno;
+    std::cerr << "vqrecord: " << printable(what.path) << ": " << std::strerror(error) << std::endl;
+    _exit(error == ENOENT ? 127 : 126);
+}
+
+void Child::serve()
+{
+    signalfd_siginfo got;
+    while (read(signals_.get(), &got, sizeof got) == sizeof got) {
+        // What a terminal sends, it sends to the whole group, in which the client is too.
+        if (got.ssi_signo != SIGCHLD && got.ssi_code <= 0)
+            kill(id_, static_cast<int>(got.ssi_signo));
+    }
+    int status;
+    if (!status_ && waitpid(id_, &status, WNOHANG) == id_)
+        status_ = status;
+}
+
+bool Child::is_ending() const
+{
+    ProcessFacts facts;
+    return status_ || !read_process(id_, facts) || facts.exiting || facts.state == 'Z';
+}
+
+void Child::end_alike() const
+{
+    if (WIFEXITED(*status_))
+        _exit(WEXITSTATUS(*status_));
+    // The client has left a core file, if there is to be one.
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    const int signal = WTERMSIG(*status_);
+    std::signal(signal, SIG_DFL);
+    sigset_t just_this;
+    sigemptyset(&just_this);
+    sigaddset(&just_this, signal);
+    sigprocmask(SIG_UNBLOCK, &just_this, nullptr);
+    raise(signal);
+    _exit(128 + signal);
+}
+
+} // namespace velt::vqrecord

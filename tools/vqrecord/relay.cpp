@@ -1,0 +1,258 @@
+#include "tools/vqrecord/relay.h"
+
+#include <arpa/inet.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "apilib/unix/transport/connection.h"
+#include "apilib/unix/transport/transport.h"
+#include "host/wire/procedures.h"
+
+namespace velt::vqrecord
+{
+namespace
+{
+
+constexpr timeval connect_limit = {10, 0};
+
+// Where a message has its direction, and a call what is called, in bytes.
+constexpr std::size_t direction_at = 4, program_at = 12, procedure_at = 20, head_size = 24;
+
+std::uint32_t word_at(const Message &message, std::size_t where)
+{
+    std::uint32_t word;
+    std::memcpy(&word, message.bytes() + where, sizeof word);
+    return ntohl(word);
+}
+
+void put_word(const Message &message, std::size_t where, std::uint32_t word)
+{
+    word = htonl(word);
+    std::memcpy(message.bytes() + where, &word, sizeof word);
+}
+
+// Has the call name the program that it goes to, and an acknowledgement this process, which the
+// host has started: it waits for this one, and signals go to it.
+void readdress(const Message &call, const Route &route)
+{
+    using namespace host::procedure;
+    if (call.size < head_size || word_at(call, direction_at) != CALL ||
+        word_at(call, program_at) != route.offered)
+        return;
+    put_word(call, program_at, route.served);
+    const rpcproc_t procedure = word_at(call, procedure_at);
+    if (route.caller == Caller::client && call.size > head_size &&
+        (procedure == api_vq_init_ack_5_1::number || procedure == api_vq_init_ack_4_1::number))
+        put_word(call, call.size - sizeof(std::uint32_t), static_cast<std::uint32_t>(getpid()));
+}
+
+sockaddr_in peer_of(int descriptor)
+{
+    sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &size);
+    return peer;
+}
+
+void send_at_once(int descriptor)
+{
+    const int on = 1;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+// Connects to the program behind a route, at a port or where the port mapper says; an empty
+// descriptor when that fails.
+Descriptor reach(const Route &route, in_port_t port)
+{
+    CLIENT *handle =
+        transport_connect(on_loopback(port), route.served, route.version, connect_limit);
+    if (!handle)
+        return {};
+    int descriptor = -1;
+    clnt_control(handle, CLGET_FD, reinterpret_cast<char *>(&descriptor));
+    clnt_control(handle, CLSET_FD_NCLOSE, nullptr);
+    clnt_destroy(handle);
+    return Descriptor(descriptor);
+}
+
+const char *name_of(Caller caller)
+{
+    return caller == Caller::client ? "client" : "host";
+}
+
+} // namespace
+
+in_port_t Relay::listen(const Route &route, bool loopback)
+{
+    Descriptor made(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = loopback ? htonl(INADDR_LOOPBACK) : INADDR_ANY;
+    auto *where = reinterpret_cast<sockaddr *>(&address);
+    socklen_t size = sizeof address;
+    if (!made || bind(made.get(), where, size) != 0 || ::listen(made.get(), SOMAXCONN) != 0 ||
+        getsockname(made.get(), where, &size) != 0)
+        throw std::system_error(errno, std::generic_category(), "cannot create a TCP service");
+    listeners_.push_back({.route = route, .descriptor = std::move(made)});
+    return ntohs(address.sin_port);
+}
+
+void Relay::accept(Listener &from)
+{
+    Descriptor caller(accept4(from.descriptor.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!caller)
+        return;
+    const Peer peer = identify(caller.get(), peer_of(caller.get()), nullptr, 0);
+    if (peer != Peer::trusted) {
+        if (peer != Peer::disconnected)
+            watcher_.report("turned away a connection: only root and the same user may call");
+        return;
+    }
+    Descriptor callee = reach(from.route, from.port);
+    if (!callee)
+        return watcher_.report(
+            std::string("the ") + name_of(from.route.caller) +
+            " calls, but the program that it calls cannot be reached: " + clnt_spcreateerror(""));
+    send_at_once(caller.get());
+    const bool is_first = from.port == 0;
+    from.port = ntohs(peer_of(callee.get()).sin_port);
+    Tunnel &made = tunnels_.emplace_back();
+    made.route = from.route;
+    made.number = ++made_;
+    made.caller.descriptor = std::move(caller);
+    made.callee.descriptor = std::move(callee);
+    if (is_first)
+        watcher_.connected(from.route.caller);
+}
+
+void Relay::send(Tunnel &tunnel, End &to, const Message &message)
+{
+    const std::uint32_t mark = htonl(static_cast<std::uint32_t>(message.size) | 0x80000000U);
+    if (to.out.add(reinterpret_cast<const char *>(&mark), sizeof mark) < 0 ||
+        to.out.add(message.bytes(), message.size) < 0 || !to.out.send(to.descriptor.get()))
+        tunnel.caller.ended = tunnel.callee.ended = to.shut = true;
+}
+
+void Relay::move(Tunnel &tunnel, End &from, End &to)
+{
+    const bool calls = &from == &tunnel.caller;
+    const auto status = from.in.read(from.descriptor.get());
+    if (!calls && !tunnel.proven) {
+        // What has been accepted by a service is the service's, whose owner is known now.
+        tunnel.proven = true;
+        if (status != RecordReader::closed &&
+            identify_callee(from.descriptor.get(), peer_of(from.descriptor.get())) !=
+                Callee::trusted) {
+            watcher_.report("ended a connection to a program of another user");
+            tunnel.caller.ended = tunnel.callee.ended = to.shut = from.shut = true;
+            return;
+        }
+    }
+    while (from.in.has_record() && !to.shut) {
+        Message message = from.in.take();
+        if (calls)
+            readdress(message, tunnel.route);
+        send(tunnel, to, message);
+        if (calls)
+            watcher_.called(tunnel.route.caller, tunnel.number, message);
+        else
+            watcher_.answered(tunnel.route.caller, tunnel.number, message);
+        from.in.give_back(std::move(message));
+    }
+    if (status == RecordReader::closed || status == RecordReader::broken)
+        from.ended = true;
+}
+
+bool Relay::is_held(const Tunnel &tunnel, const End &end) const
+{
+    const bool is_client = (&end == &tunnel.caller) == (tunnel.route.caller == Caller::client);
+    return is_client && client_is_ending_();
+}
+
+// Ends what goes to one end when the other has ended, and nothing is left that has to go there.
+void Relay::close_ends(Tunnel &tunnel)
+{
+    for (const auto &[from, to] :
+         {std::pair{&tunnel.caller, &tunnel.callee}, std::pair{&tunnel.callee, &tunnel.caller}}) {
+        if (!from->ended || to->shut || !to->out.empty() || is_held(tunnel, *from))
+            continue;
+        shutdown(to->descriptor.get(), SHUT_WR);
+        to->shut = true;
+    }
+    if (tunnel.callee.ended && !tunnel.told) {
+        tunnel.told = true;
+        watcher_.closed(tunnel.route.caller, tunnel.number);
+    }
+}
+
+// The ends on which the host's calls come are looked at before those of the client's calls, and
+// served after them: what the host has answered before it calls is then passed on before that call.
+bool Relay::poll(int other, int limit)
+{
+    struct Watched {
+        Tunnel *tunnel;
+        End *from, *to;
+    };
+    std::vector<pollfd> descriptors;
+    std::vector<Watched> watched;
+    const auto watch = [&](Tunnel &tunnel, End &from, End &to) {
+        // While the one has no room, the other is not read.
+        const bool reads = !from.ended && to.out.empty();
+        const auto events =
+            static_cast<short>((reads ? POLLIN : 0) | (from.out.empty() ? 0 : POLLOUT));
+        descriptors.push_back({events ? from.descriptor.get() : -1, events, 0});
+        watched.push_back({&tunnel, &from, &to});
+    };
+    for (const Caller caller : {Caller::host, Caller::client})
+        for (Tunnel &each : tunnels_)
+            if (each.route.caller == caller) {
+                watch(each, each.callee, each.caller);
+                watch(each, each.caller, each.callee);
+            }
+    for (Listener &each : listeners_)
+        descriptors.push_back({each.descriptor.get(), POLLIN, 0});
+    descriptors.push_back({other, POLLIN, 0});
+    if (::poll(descriptors.data(), descriptors.size(), limit) <= 0)
+        return false;
+
+    bool moved = false;
+    for (std::size_t i = watched.size(); i-- > 0;) {
+        const auto &[tunnel, from, to] = watched[i];
+        const short events = descriptors[i].events, ready = descriptors[i].revents;
+        if (ready == 0)
+            continue;
+        moved = true;
+        if (events & POLLOUT && !from->out.send(from->descriptor.get()))
+            tunnel->caller.ended = tunnel->callee.ended = from->shut = true;
+        if (events & POLLIN && ready & ~POLLOUT && !from->ended)
+            move(*tunnel, *from, *to);
+    }
+    std::size_t i = watched.size();
+    for (Listener &each : listeners_)
+        if (descriptors[i++].revents != 0)
+            accept(each);
+    return moved;
+}
+
+void Relay::serve(int other)
+{
+    poll(other, -1);
+    for (Tunnel &each : tunnels_)
+        close_ends(each);
+    std::erase_if(tunnels_,
+                  [](const Tunnel &each) { return each.caller.shut && each.callee.shut; });
+}
+
+void Relay::finish()
+{
+    while (poll(-1, 0))
+        ;
+}
+
+} // namespace velt::vqrecord
