@@ -86,7 +86,11 @@ private:
 class HostedClient
 {
 public:
-    HostedClient() : process_({VELT_BENCH_CLIENT}) { serve_one(&AnsweredCalls::acknowledgements); }
+    explicit HostedClient(const std::vector<const char *> &words = {VELT_BENCH_CLIENT})
+        : process_(words)
+    {
+        serve_one(&AnsweredCalls::acknowledgements);
+    }
 
     void connect()
     {
@@ -97,6 +101,19 @@ public:
         int socket = RPC_ANYSOCK;
         handle_.reset(clnttcp_create(&address, near_client, 1, &socket, 0, 0));
         require(handle_ != nullptr, "cannot connect to the client");
+    }
+
+    // Has the client make so many calls, and returns the seconds that each took.
+    double make_calls(std::size_t count)
+    {
+        constexpr rpcproc_t command_procedure = 3;
+        VqApiCommandArgT command = {static_cast<IntT>(count)};
+        return timed(1,
+                     [&](std::size_t) {
+                         call(command_procedure, &command);
+                         serve_one(&AnsweredCalls::hand_overs);
+                     }) /
+               static_cast<double>(count);
     }
 
     template <class Argument>
@@ -152,6 +169,24 @@ try {
     client.quit();
 } catch (const std::exception &error) {
     state.SkipWithError(error.what());
+}
+
+// The two clients share the numbers of their programs, so one runs after the other has ended.
+void recorded_calls(benchmark::State &state)
+{
+    const auto time_of = [](const std::vector<const char *> &words) {
+        describe_near_client();
+        HostedClient client(words);
+        client.connect();
+        const double seconds = client.make_calls(5 * calls_in_block);
+        client.quit();
+        return seconds;
+    };
+    compare(
+        state, [&] { return time_of({VELT_BENCH_CLIENT}); },
+        [&] {
+            return time_of({VELT_BENCH_VQRECORD, "-o", "/dev/null", VELT_BENCH_CLIENT});
+        });
 }
 
 double start_true()
@@ -215,6 +250,8 @@ std::unique_ptr<ServiceProcess> register_calls()
             "cannot register with the port mapper");
     register_shapes(description(far_client, far_host, host->id()));
     benchmark::RegisterBenchmark("callback with hand-over / bare call", callbacks)->Iterations(51);
+    benchmark::RegisterBenchmark("call through vqrecord / without it", recorded_calls)
+        ->Iterations(21);
     benchmark::RegisterBenchmark("start of a client / of \"true\"", start_up)->Iterations(51);
     benchmark::RegisterBenchmark("vqhost to first callback / \"true\"", first_callback)
         ->Iterations(51);
