@@ -152,7 +152,7 @@ void damage(const char *name)
     }
 }
 
-TEST(Damage, LeavesNothingBehindAndTakesNoMemory)
+TEST(DamageSweep, LeavesNothingBehindAndTakesNoMemory)
 {
     heap::largest();
 #define V_RECORD(name, fields) damage<name>(#name);

@@ -2,6 +2,7 @@
 // were not expected, or have not come.
 
 #include "host/scenario/player.h"
+#include "host/scenario/recorder.h"
 #include "support/host_in_process.h"
 
 namespace velt::host
@@ -83,6 +84,24 @@ client 1 (tester): nothing expects api_vq_get_id_1(docId=0, objId=0, propIdent={
   no call of this procedure is expected here; do you mean "api_vq_get_int_1"?
 s:4:1: api_vq_set_int_1: expected once, came 0 times
 )");
+}
+
+// Programs that read JSON read a recording whole.
+TEST_F(Scenarios, ARecordingIsJson)
+{
+    {
+        Recorder recorder(OutputFile("recorded"), text, {});
+        recorder.begin(V_language_usenglish);
+        TraceEvent event = {};
+        event.direction = Direction::from_client;
+        for (int i = 0; i < 2; i++)
+            recorder.write(event);
+        recorder.end();
+        recorder.check();
+    }
+    JsonNode root;
+    EXPECT_TRUE(parse_json(test::read("recorded"), root).empty());
+    EXPECT_EQ(root.member("recorded")->members.size(), 2U);
 }
 
 TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
