@@ -5,5 +5,7 @@ velt_test(answers_test SOURCES model/model_test.cpp model/text_test.cpp model/do
 target_compile_definitions(answers_test PRIVATE HUNSPELL=$<BOOL:${HUNSPELL_FOUND}>)
 velt_test(book_test SOURCES model/book_test.cpp support/heap.cpp LINK velt-host)
 watch_heap(answers_test book_test)
+# Its thousands of calls take valgrind more than a minute; the sanitizers see them.
+set_tests_properties(answers_test PROPERTIES LABELS no-valgrind)
 velt_test(commands_test SOURCES model/commands_test.cpp LINK velt-host)
 target_compile_definitions(commands_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/vqhost.1")
