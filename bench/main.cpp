@@ -1,7 +1,10 @@
 // Measures what this system adds to the RPC library that carries it, and prints one table.
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <optional>
+#include <string_view>
 
 #include "bench/books.h"
 #include "bench/calls.h"
@@ -13,8 +16,31 @@
 #include "bench/texts.h"
 #include "bench/transport.h"
 
+namespace
+{
+
+using velt::bench::Earlier;
+
+// Takes --beside=FILE from the options.
+std::optional<Earlier> take_earlier(int &argc, char **argv)
+{
+    constexpr std::string_view beside = "--beside=";
+    char **option = std::find_if(argv + 1, argv + argc,
+                                 [](std::string_view word) { return word.starts_with(beside); });
+    if (option == argv + argc)
+        return {};
+    Earlier earlier(*option + beside.size());
+    // With the null pointer at the end.
+    std::copy(option + 1, argv + argc + 1, option);
+    argc--;
+    return earlier;
+}
+
+} // namespace
+
 int main(int argc, char **argv)
 try {
+    const std::optional<Earlier> earlier = take_earlier(argc, argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 2;
@@ -26,7 +52,7 @@ try {
     velt::bench::register_books();
     velt::bench::register_texts();
     velt::bench::register_model();
-    velt::bench::Table table;
+    velt::bench::Table table(earlier);
     benchmark::RunSpecifiedBenchmarks(&table);
     return table.failed() ? 1 : 0;
 } catch (const std::exception &error) {
