@@ -16,7 +16,15 @@
 namespace velt::host
 {
 
+namespace
+{
+
 using State = Client::State;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds look_interval(10);
+
+} // namespace
 
 Client *Clients::find(int number)
 {
@@ -126,15 +134,22 @@ void Clients::connection_closed(int descriptor)
 
 void Clients::look_after()
 {
+    // To look for one ended process takes the system a look at each child of this one, so that with
+    // many clients it is done only after one has ended, and now and then for what escapes that look.
+    const auto now = Clock::now();
+    const bool ends = now - looked_ >= look_interval || a_child_has_ended();
+    if (ends)
+        looked_ = now;
     for (Client &client : all_)
-        look_after(client);
+        look_after(client, ends);
 }
 
-void Clients::look_after(Client &client)
+void Clients::look_after(Client &client, bool ends)
 {
     if (!client.running())
         return;
-    if (client.process ? client.process->ended() : !lives(client.pid, client.process_start))
+    if (ends &&
+        (client.process ? client.process->ended() : !lives(client.pid, client.process_start)))
         note_exit(client);
     else if (client.state == State::lost && !client.turns.empty() &&
              !(client.process && client.process->is_ending()))

@@ -1,6 +1,7 @@
 // The clients of a host: how they come, which of them calls, and how they go.
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <string>
 
@@ -45,7 +46,7 @@ public:
     void note_exit(Client &client);
 
 private:
-    void look_after(Client &client);
+    void look_after(Client &client, bool ends);
     void connect(Client &client);
     void replied(Client &client, const rpc_err &error);
     void note_loss(Client &client);
@@ -56,6 +57,7 @@ private:
     Registrations &registrations_;
     Responder &responder_;
     std::list<Client> all_;
+    std::chrono::steady_clock::time_point looked_{}; // when processes were last looked at
 };
 
 } // namespace velt::host

@@ -141,6 +141,13 @@ bool ClientProcess::is_ending() const
            (facts.exiting || facts.state == 'Z');
 }
 
+bool a_child_has_ended()
+{
+    siginfo_t info{};
+    // Without children there is an error: those that were there have ended.
+    return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid != 0;
+}
+
 bool ClientProcess::ended()
 {
     while (!ended_) {

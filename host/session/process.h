@@ -23,6 +23,9 @@ struct Startup {
     Startup(const char *what) : path(what) {}
 };
 
+// Returns whether a child of this process has ended that nobody has waited for.
+bool a_child_has_ended();
+
 // The time that a killed process may take to end.
 inline constexpr std::chrono::seconds kill_limit(5);
 
