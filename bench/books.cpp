@@ -7,11 +7,6 @@
 
 namespace velt::bench
 {
-namespace
-{
-
-constexpr int parts = 4;
-constexpr int components = 20'000;
 
 std::string book_text(int count)
 {
@@ -23,6 +18,12 @@ std::string book_text(int count)
     }
     return text + "]}";
 }
+
+namespace
+{
+
+constexpr int parts = 4;
+constexpr int components = 20'000;
 
 // Compares one large book with several that have as many components together: linear algorithms
 // take the same time for both.
