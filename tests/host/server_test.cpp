@@ -146,6 +146,9 @@ TEST_F(HostedClients, WhatHangsOrCallsForEverHasItsLimitAndIsKilledAtTheEnd)
     for (const char *script : {"hang", "alert for ever"})
         for (bool detach : {false, true})
             EXPECT_EQ(host.command(start(script, detach), 1).kind, Outcome::late);
+    // One that is killed before it and its client have found each other leaves its registrations:
+    // then there are two of the host, and one for each client.
+    EXPECT_TRUE(host.serve_until([&] { return mapper->registrations().size() == 6; }, hang));
     host.end();
     EXPECT_TRUE(no_process_in_groups());
     for (const char *end : {"is killed: it has not ended within 100 ms of vq_api_quit_1",
