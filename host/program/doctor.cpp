@@ -263,7 +263,8 @@ Finding check_libraries()
     std::string found;
     for (const std::string &path : {installed_home() + "/../../" VELT_LIBDIR "/" VELT_API_SONAME,
                                     std::string(VELT_API_SONAME)}) {
-        void *const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        // Lazily: the functions that each client defines are not here.
+        void *const library = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
         if (!library) {
             const std::string reason = dlerror();
             if (reason.find(VELT_API_SONAME ": cannot open") == reason.npos)

@@ -47,6 +47,9 @@ for lib in velt-api velt-vde; do
     [[ -f $libdir/lib$lib.a ]] || fail "lib$lib.a is not installed"
 done
 
+finding=$("$tree/bin/vqhost" doctor | grep -F " libraries: ")
+[[ $finding == "OK "* ]] || fail "doctor finds the library of a sound installation $finding"
+
 echo "== Headers: each alone, as C11 and as C++20"
 strict=(-Wall -Wextra -Wpedantic -Werror -fsyntax-only)
 rpc=$(pkg-config --cflags-only-I libtirpc | sed 's/-I/-isystem /g')
