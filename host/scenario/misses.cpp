@@ -43,6 +43,15 @@ std::vector<Difference> differences(const ExpectedCall &step, const Call &call,
     return velt::host::differences(*shape, call.argument, *step.arguments, text);
 }
 
+std::string lines_of(const std::vector<Difference> &all)
+{
+    std::string lines;
+    for (const auto &[path, is, wanted] : all)
+        lines += "\n    " + (path.empty() ? "" : path + ":") + "\n      is       " + is +
+                 "\n      expected " + wanted;
+    return lines;
+}
+
 } // namespace
 
 std::string unexpected_call(const Call &call, const std::vector<const ExpectedCall *> &candidates,
@@ -69,18 +78,26 @@ std::string unexpected_call(const Call &call, const std::vector<const ExpectedCa
         if (i == 0 && count > 0)
             told += "; it is the nearest, and differs in";
         if (i == 0)
-            for (const auto &[path, is, wanted] : differences(*step, call, text))
-                told += "\n    " + (path.empty() ? "" : path + ":") + "\n      is       " + is +
-                        "\n      expected " + wanted;
+            told += lines_of(differences(*step, call, text));
     }
     if (of_it.size() > most_shown)
         told += "\n  and " + std::to_string(of_it.size() - most_shown) + " more of the procedure";
     return told;
 }
 
+void note_instead(ExpectedCall &step, const Call &call, const SessionText &text)
+{
+    const std::vector<Difference> all = differences(step, call, text);
+    if (all.size() >= step.other_differences)
+        return;
+    step.other_differences = all.size();
+    step.other = all.empty() ? "; it came before its turn"
+                             : "; the nearest call that came differs in" + lines_of(all);
+}
+
 std::string missing_call(const ExpectedCall &step)
 {
-    return step.place + ": " + name_of(step) + ": " + use(step);
+    return step.place + ": " + name_of(step) + ": " + use(step) + step.other;
 }
 
 } // namespace velt::host

@@ -15,6 +15,8 @@ namespace velt::host
 // that differ, and the others of the same procedure.
 std::string unexpected_call(const Call &call, const std::vector<const ExpectedCall *> &candidates,
                             const SessionText &text);
+// Has the step keep what this call, which the model answers instead, has to do with it.
+void note_instead(ExpectedCall &step, const Call &call, const SessionText &text);
 // A call that has not come, or too seldom.
 std::string missing_call(const ExpectedCall &step);
 

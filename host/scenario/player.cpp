@@ -93,15 +93,34 @@ Responder::Reaction ScenarioPlayer::respond(Call &call)
     for (const Expected &each : all)
         if (ExpectedCall *step = find_in(each, call))
             return carry_out(*step, call);
-    if (passes_control(call.procedure) ||
-        std::ranges::any_of(scenarios_, &Scenario::others_by_model))
+    if (passes_control(call.procedure))
         return model_.respond(call);
+    if (std::ranges::any_of(scenarios_, &Scenario::others_by_model)) {
+        note_other(all, call);
+        return model_.respond(call);
+    }
     std::vector<const ExpectedCall *> candidates;
     for (const Expected &each : all)
         for (const ExpectedCall &step : each.calls)
             candidates.push_back(&step);
     miss(unexpected_call(call, candidates, text_));
     return Reaction::rpc_error;
+}
+
+// The model answers a call that no step takes; the steps keep what they need of it to tell later
+// why it was not theirs.
+void ScenarioPlayer::note_other(const std::vector<Expected> &all, const Call &call)
+{
+    for (const Expected &each : all)
+        for (ExpectedCall &step : each.calls) {
+            if (!step.procedure || step.procedure->number != call.procedure.number)
+                continue;
+            const bool is_it = fits(step, call, text_);
+            if (is_it && step.bounded && step.used >= step.times.most)
+                return miss(unexpected_call(call, {&step}, text_));
+            if (step.used < step.times.least)
+                note_instead(step, call, text_);
+        }
 }
 
 Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
@@ -120,7 +139,8 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
     for (HostCall &each : step.after)
         host.when_idle(client, [this, &host, &client, &each] { make(host, client, each); });
     if (step.delay.count() > 0)
-        host.serve_until([&] { return !client.running(); }, step.delay);
+        host.serve_until([&] { return !client.running(); },
+                         std::min(step.delay, host.options().turn_limit), EventLoop::Time::counted);
     if (step.answer == ExpectedCall::model)
         return model_.respond(call);
     fill(call.procedure.result, call.result, step.fields, text_);

@@ -47,6 +47,7 @@ private:
 
     std::vector<Expected> expected_of(int client);
     ExpectedCall *find_in(const Expected &expected, const Call &call);
+    void note_other(const std::vector<Expected> &all, const Call &call);
     Reaction carry_out(ExpectedCall &step, Call &call);
     void make(Host &host, Client &client, HostCall &call);
     void begin(const TraceEvent &event);

@@ -27,7 +27,8 @@ public:
 
     void read(const JsonNode &root)
     {
-        need_names(root, {"format", "language", "others", "order", "steps"});
+        // Editors find the schema of a file by "$schema".
+        need_names(root, {"$schema", "format", "language", "others", "order", "steps"});
         if (const JsonNode *of = root.member("format"))
             attempt(problems_, [&] { check_format(*of); });
         if (const JsonNode *language = root.member("language"))
@@ -134,6 +135,13 @@ private:
                 return &each;
             nearest.consider(each.name);
         }
+        const auto others =
+            among.data() == host_procedures().data() ? client_procedures() : host_procedures();
+        if (std::ranges::find(others, wanted, &Procedure::name) != others.end())
+            throw JsonError(name, in_quotes(wanted) +
+                                      (others.data() == host_procedures().data()
+                                           ? " is called by clients, not by the host"
+                                           : " is called by the host: it stands in \"callback\""));
         throw JsonError(name, "no procedure is called " + in_quotes(wanted) + nearest.hint());
     }
 
@@ -190,11 +198,17 @@ private:
             check(call.procedure->argument, *call.arguments);
         }
         if (const JsonNode *times = node.member("times"))
-            attempt(problems_, [&] { call.times = read_times(*times); });
+            attempt(problems_, [&] {
+                call.times = read_times(*times);
+                call.bounded = true;
+            });
         if (const JsonNode *nth = node.member("nth"))
             attempt(problems_, [&] { call.nth = count(*nth, 1); });
         if (const JsonNode *delay = node.member("delay"))
             attempt(problems_, [&] { call.delay = read_delay(*delay); });
+        // A step that only expects a call is not to change what is answered.
+        if (into_.others_by_model)
+            call.answer = ExpectedCall::model;
         if (const JsonNode *answer = node.member("answer"))
             attempt(problems_, [&] { read_answer(*answer, call); });
         call.before = read_host_calls(node, "before");
@@ -261,6 +275,7 @@ private:
             throw JsonError(node, std::string(call.procedure ? "the fields of the result, " : "") +
                                       "\"model\", \"none\", \"error\", \"half\" or \"close\" "
                                       "is needed here");
+        call.answer = ExpectedCall::result;
         call.fields = &node;
         check(call.procedure->result, node);
     }

@@ -40,7 +40,8 @@ struct ExpectedCall {
     const Procedure *procedure;          // null for any
     const JsonNode *arguments = nullptr; // the fields that count; others may be anything
     Times times = {};
-    unsigned nth = 0; // only the n-th call that matches; 0 for each
+    bool bounded = false; // the file says how often, so that one call more is a failure
+    unsigned nth = 0;     // only the n-th call that matches; 0 for each
 
     enum Answer {
         result,    // these fields
@@ -58,6 +59,10 @@ struct ExpectedCall {
     std::vector<HostCall> after = {};  // made when it has handed control back
 
     unsigned seen = 0, used = 0; // calls that match, and those that were answered so
+    // What came instead and was answered by the model: the differences of the nearest call, and how
+    // many there are; 0 for one that came before its turn.
+    std::string other = {};
+    std::size_t other_differences = SIZE_MAX;
 };
 
 struct Scenario {

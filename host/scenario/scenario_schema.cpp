@@ -131,7 +131,8 @@ std::string scenario_schema()
                                   [](Json &, const Procedure &) {}, messages)}}}};
     parts.update(messages.take());
     const Json root =
-        object({{"format", number(1, 1)},
+        object({{"$schema", text()},
+                {"format", number(1, 1)},
                 {"language", {{"enum", languages}}},
                 {"others", {{"enum", {"fail", "model"}}}},
                 {"order", {{"enum", {"any", "file"}}}},

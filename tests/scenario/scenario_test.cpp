@@ -36,7 +36,8 @@ TEST_F(Scenarios, StepsAnswerTheCallsThatTheyFit)
 {"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3}}, "answer": {"result": 7}},
 {"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3}}, "answer": {"result": 8}},
 {"call": "api_vq_get_int_1", "nth": 2, "answer": {"status": -3}},
-{"call": "api_vq_get_int_1", "times": 2, "answer": {"status": -1}},
+{"call": "api_vq_get_int_1", "answer": {"status": -1}},
+{"call": "api_vq_get_int_1", "answer": {"status": -1}},
 {"call": "api_vq_get_strings_1", "answer": {"strings": ["a", "\u00c4"]}},
 {"call": "api_vq_get_val_1", "answer": {"typedVal": {"valType": 3, "stringVal": "x"}}},
 {"call": "api_vq_alert_1", "arguments": {"str1": "\u00c4"}, "answer": "error"},
@@ -57,6 +58,38 @@ TEST_F(Scenarios, StepsAnswerTheCallsThatTheyFit)
     // A later scenario comes first.
     add(R"({"steps": [{"call": "*", "times": "any", "answer": "close"}]})");
     EXPECT_STATUS(-1, V_ApiAlert(str("\x80"), 1));
+}
+
+TEST_F(Scenarios, ExpectationsHoldWhereTheModelAnswersTheRest)
+{
+    add(R"({"$schema": "scenario.schema.json", "others": "model", "order": "file", "steps": [
+{"call": "api_vq_alert_1", "arguments": {"str1": "a"}},
+{"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3}}, "times": 1},
+{"call": "api_vq_get_id_1", "times": 0}]})");
+    EXPECT_STATUS(no_such_document, V_ApiGetInt(4711, 0, 3));
+    EXPECT_EQ(failures(), "s:2:1: api_vq_alert_1: expected once, came 0 times\n"
+                          "s:3:1: api_vq_get_int_1: expected once, came 0 times; "
+                          "it came before its turn\n");
+    EXPECT_STATUS(ok, V_ApiAlert(str("b"), 1));
+    EXPECT_EQ(
+        failures().substr(0, 149),
+        R"(s:2:1: api_vq_alert_1: expected once, came 0 times; the nearest call that came differs in
+    str1:
+      is       "b"
+      expected "a"
+s:3:1: api_)");
+    // A step without an answer changes nothing for the client.
+    EXPECT_STATUS(ok, V_ApiAlert(str("a"), 1));
+    for (int i = 0; i < 2; i++)
+        EXPECT_STATUS(no_such_document, V_ApiGetInt(4711, 0, 3));
+    EXPECT_STATUS(no_such_document, V_ApiGetId(4711, 0, 3));
+    EXPECT_EQ(
+        failures(),
+        R"(client 1 (tester): nothing expects api_vq_get_int_1(docId=4711, objId=0, propIdent={num=3})
+  s:3:1: expected once, came once
+client 1 (tester): nothing expects api_vq_get_id_1(docId=4711, objId=0, propIdent={num=3})
+  s:4:1: expected 0 times, came 0 times
+)");
 }
 
 TEST_F(Scenarios, WhatIsNotExpectedOrDoesNotComeIsTold)
