@@ -230,7 +230,8 @@ Finding check_resources()
                 if (file.path().extension() != ".sre")
                     continue;
                 SrIndex index;
-                if (const char *fault = sr_read_index(open_file(file.path(), "re").get(), index))
+                const auto stream = open_file(file.path(), "re");
+                if (const char *fault = SrReader(stream.get()).read_index(index))
                     return {false, file.path().string() + ": " + fault};
                 count++;
             }

@@ -68,8 +68,9 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     const File file(fmemopen(content.data(), end, "rb"));
     if (!file)
         throw std::system_error(errno, std::generic_category(), path);
+    velt::SrReader reader(file.get());
     velt::SrIndex index;
-    if (const char *reason = velt::sr_read_index(file.get(), index))
+    if (const char *reason = reader.read_index(index))
         throw std::runtime_error(path + ": " + reason);
     // The library loads a file with an unsorted index, but may not find its strings.
     if (!std::ranges::is_sorted(index, {}, &VdeSrIndexT::id))
@@ -82,8 +83,9 @@ std::vector<std::pair<int, std::string>> read_sre(const std::string &path)
     std::uint64_t most = velt::sr_most(end);
     for (const VdeSrIndexT &entry : index) {
         const auto [place, is_new] = known.try_emplace(entry.offset);
-        char text[velt::sr_text_size];
-        if (is_new && velt::sr_read_text(file.get(), entry.offset, text, most) != 0)
+        char text[velt::sr_text_size + velt::SrReader::spare];
+        IntT length = 0;
+        if (is_new && reader.read_text(entry.offset, text, length, most) != 0)
             throw std::runtime_error(
                 path + ": string " + std::to_string(entry.id) +
                 (most == 0 ? " and others overlap" : " does not end properly"));

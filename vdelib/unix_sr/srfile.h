@@ -30,9 +30,6 @@ struct SrIndex {
     VdeSrIndexT *end() const { return entries.get() + count; }
 };
 
-// Reads header and index without checking them. Returns null, or why they cannot be read.
-const char *sr_read_index(FILE *stream, SrIndex &index);
-
 // The number of bytes read at most for all strings of a file of this size. Strings may overlap, so
 // that without a limit a small file could take hours to read.
 constexpr uint64_t sr_most(uint64_t file_size)
@@ -40,8 +37,35 @@ constexpr uint64_t sr_most(uint64_t file_size)
     return 4 * file_size + 4 * sr_text_size;
 }
 
-// Reads the string at an offset, at most `most` bytes, and subtracts the bytes read from `most`.
-// Returns -1 when the string does not end properly; text then holds what was read.
-IntT sr_read_text(FILE *stream, UIntT offset, char (&text)[sr_text_size], uint64_t &most);
+// A file of which a part is in memory. Only the reader moves its position.
+class SrReader
+{
+public:
+    explicit SrReader(FILE *file) : stream(file) {}
+    SrReader(const SrReader &) = delete;
+    SrReader &operator=(const SrReader &) = delete;
+
+    // Reads header and index without checking them. Returns null, or why they cannot be read.
+    const char *read_index(SrIndex &index);
+
+    // Reads the string at an offset into a text of sr_text_size bytes, at most `most` bytes, and
+    // subtracts the bytes read from `most`. Up to `spare` bytes of the text behind the string are
+    // overwritten. Returns -1 when the string does not end properly; text then holds what was read.
+    static constexpr IntT spare = 15;
+    IntT read_text(UIntT offset, char *text, IntT &length, uint64_t &most);
+
+private:
+    class Limited;
+
+    void seek(uint64_t offset);
+    bool fill();
+    bool read(void *to, size_t size);
+
+    FILE *stream;
+    uint64_t start = 0; // of the part in the file
+    UCharT part[32768];
+    const UCharT *at = part;
+    const UCharT *end = part;
+};
 
 } // namespace velt

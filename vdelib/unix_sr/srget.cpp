@@ -1,8 +1,13 @@
 // Fetching strings, with references to arguments.
 
 #include <float.h>
+#include <string.h>
+
+#include <algorithm>
+#include <string_view>
 
 #include "vdelib/unix_sr/srfile.h"
+#include "velt/vde/formatted.h"
 #include "velt/vde/resources.h"
 #include "velt/vde/strings.h"
 
@@ -23,6 +28,7 @@ struct Argument {
 class Arguments
 {
 public:
+    Arguments() {} // NOLINT(modernize-use-equals-default): that would clear the array
     Arguments(const char *letters, va_list values)
     {
         for (; letters && *letters != '\0' && count_ < max_arguments; ++letters) {
@@ -63,19 +69,10 @@ private:
     int count_ = 0;
 };
 
-// Copies src into `limit` bytes; removes the middle of text that is too long.
-void StrMiddleTruncate(StringT dst, const char *src, IntT limit)
+// What substr does, which throws.
+std::string_view beginning(std::string_view text, size_t most)
 {
-    constexpr const char *dots = "...";
-    if (V_StrLen(src) < limit || limit < 6) {
-        V_StrCpyN(dst, src, limit);
-        return;
-    }
-    const IntT head = (limit - 4) / 2;
-    const IntT tail = limit - 1 - head - V_StrLen(dots);
-    V_StrCpyN(dst, src, head + 1);
-    V_StrCatN(dst, dots, limit);
-    V_StrCatN(dst, src + V_StrLen(src) - tail, limit);
+    return {text.data(), std::min(most, text.size())};
 }
 
 // The free part of the buffer that a string is expanded into; the text is always terminated.
@@ -84,41 +81,49 @@ class Output
 public:
     Output(StringT buf, IntT size) : at_(buf), room_(size) { *at_ = '\0'; }
 
-    void literal(const char *text, IntT count)
+    void literal(std::string_view text) { copy(beginning(text, static_cast<size_t>(room_) - 1)); }
+
+    // Inserts text but keeps room for the rest of the template: removes the middle of text that is
+    // too long.
+    void insert(std::string_view text, std::string_view rest)
     {
-        V_StrNCatN(at_, text, count, room_);
-        advance();
-    }
-    // Inserts text but keeps room for the rest of the template.
-    void insert(const char *text, const char *rest)
-    {
-        StrMiddleTruncate(at_, text, room_ - V_StrLen(rest) - 1);
-        advance();
+        constexpr std::string_view dots = "...";
+        const int64_t limit = int64_t{room_} - static_cast<int64_t>(rest.size()) - 1;
+        const auto most = static_cast<size_t>(std::max(limit, int64_t{1}) - 1);
+        if (text.size() <= most || limit < 6) {
+            copy(beginning(text, most));
+            return;
+        }
+        const size_t head = (most - dots.size()) / 2;
+        copy(beginning(text, head));
+        copy(dots);
+        text.remove_prefix(text.size() - (most - head - dots.size()));
+        copy(text);
     }
     void insert_string(IntT id)
     {
-        V_SrGetF(id, at_, room_, nullptr);
-        advance();
+        V_SrGetN(id, at_, room_);
+        advance(strlen(at_));
     }
-    void insert_argument(const Argument &argument, const char *rest)
+    void insert_argument(const Argument &argument, std::string_view rest)
     {
-        char number[DBL_MAX_10_EXP +
-                    8]; // holds the longest number: a sign, digits, a point, three digits
+        // Holds the longest number: a sign, digits, a point, three digits.
+        char number[DBL_MAX_10_EXP + 8];
         const auto format = [&](const char *conversion, auto value) {
-            snprintf(number, sizeof number, conversion, value);
-            insert(number, rest);
+            const IntT length = V_Sprintf(number, conversion, value);
+            insert({number, static_cast<size_t>(length)}, rest);
         };
         switch (argument.letter) {
         case 'd':
             return format("%d", argument.number);
         case 'x':
-            return format("%x", static_cast<UIntT>(argument.number));
+            return format("%x", argument.number);
         case 'X':
-            return format("%X", static_cast<UIntT>(argument.number));
+            return format("%X", argument.number);
         case 'f':
             return format("%.3f", argument.real);
         case 's':
-            return insert(argument.text, rest);
+            return insert(argument.text ? argument.text : "", rest);
         case 'r':
             return insert_string(argument.number);
         default:
@@ -127,36 +132,42 @@ public:
     }
 
 private:
-    void advance()
+    void copy(std::string_view text)
     {
-        const IntT length = V_StrLen(at_);
+        memmove(at_, text.data(), text.size()); // an argument may lie in the buffer
+        advance(text.size());
+        *at_ = '\0';
+    }
+    void advance(size_t length)
+    {
         at_ += length;
-        room_ -= length;
+        room_ -= static_cast<IntT>(length);
     }
 
     StringT at_;
     IntT room_; // at least 1, for the terminator
 };
 
-void expand(const char *text, const Arguments &arguments, Output out)
+void expand(std::string_view text, const Arguments &arguments, Output out)
 {
+    const auto first = [&text] { return text.empty() ? '\0' : text.front(); };
     while (true) {
-        const IntT percent = V_StrSubString(text, "%");
-        out.literal(text, percent >= 0 ? percent : V_StrLen(text));
-        if (percent < 0)
+        const size_t percent = text.find('%');
+        out.literal(beginning(text, percent));
+        if (percent == text.npos)
             return;
-        text += percent + 1;
-        const bool brace = *text == '{';
+        text.remove_prefix(percent + 1);
+        const bool brace = first() == '{';
         if (brace)
-            ++text;
+            text.remove_prefix(1);
 
-        const char c = *text;
+        const char c = first();
         const bool digit = c >= '0' && c <= '9';
         if (digit || c == 'u' || (c == '%' && !brace))
-            ++text;
+            text.remove_prefix(1);
         if (brace) {
-            const char *end = V_StrChr(text, '}');
-            text = end ? end + 1 : text + V_StrLen(text);
+            const size_t end = text.find('}');
+            text.remove_prefix(end == text.npos ? text.size() : end + 1);
         }
 
         if (digit) {
@@ -165,7 +176,8 @@ void expand(const char *text, const Arguments &arguments, Output out)
             else
                 out.insert(missing, text);
         } else if (c == 'u') {
-            out.insert(VdeInstance ? VdeInstance->language : nullptr, text);
+            const char *language = VdeInstance ? VdeInstance->language : nullptr;
+            out.insert(language ? language : "", text);
         } else if (!brace) {
             out.insert("%", text);
         } else if (c != '}') {
@@ -178,14 +190,15 @@ const char *find_string(IntT id)
 {
     if (!VdeInstance || !VdeInstance->srIndex)
         return nullptr;
+    const VdeSrIndexT *const index = VdeInstance->srIndex;
     IntT low = 0;
     IntT high = VdeInstance->srCount - 1;
     while (low <= high) {
         const IntT middle = (low + high) / 2;
-        const VdeSrIndexT &entry = VdeInstance->srIndex[middle];
-        if (entry.id == id)
-            return reinterpret_cast<const char *>(VdeInstance->srPool + entry.offset);
-        if (entry.id < id)
+        const IntT found = index[middle].id;
+        if (found == id)
+            return reinterpret_cast<const char *>(VdeInstance->srPool + index[middle].offset);
+        if (found < id)
             low = middle + 1;
         else
             high = middle - 1;
@@ -193,40 +206,46 @@ const char *find_string(IntT id)
     return nullptr;
 }
 
+IntT get(IntT id, StringT buf, IntT size, const Arguments &arguments)
+{
+    if (!buf || size < 1)
+        return -1;
+    const auto bytes = static_cast<size_t>(size);
+    const velt::SrBlock<char[]> own(static_cast<char *>(V_Alloc(static_cast<UIntT>(size), 0)));
+    if (!own)
+        return -1;
+    // A client's V_SrFetch may count on zeros, and need not terminate its text.
+    memset(own.get(), 0, bytes);
+    const char *text = own.get();
+    if (V_SrFetch(id, own.get(), size) != 0)
+        text = find_string(id);
+    if (!text) {
+        V_StrCpyN(buf, missing, size);
+        return -1;
+    }
+    expand({text, strnlen(text, bytes - 1)}, arguments, Output(buf, size));
+    return 0;
+}
+
 } // namespace
 
 IntT V_SrGetVF(IntT id, StringT buf, IntT size, const char *argTypes, va_list arguments)
 {
-    if (!buf || size < 1)
-        return -1;
-    const velt::SrBlock<char[]> text(static_cast<char *>(V_Calloc(1, static_cast<UIntT>(size), 0)));
-    if (!text)
-        return -1;
-    if (V_SrFetch(id, text.get(), size) != 0) {
-        const char *stored = find_string(id);
-        if (!stored) {
-            V_StrCpyN(buf, missing, size);
-            return -1;
-        }
-        V_StrCpyN(text.get(), stored, size);
-    }
-    text[static_cast<size_t>(size) - 1] = '\0'; // a client's V_SrFetch may not have terminated it
-    expand(text.get(), Arguments(argTypes, arguments), Output(buf, size));
-    return 0;
+    return get(id, buf, size, Arguments(argTypes, arguments));
 }
 
 IntT V_SrGetF(IntT id, StringT buf, IntT size, const char *argTypes, ...)
 {
     va_list arguments;
     va_start(arguments, argTypes);
-    const IntT result = V_SrGetVF(id, buf, size, argTypes, arguments);
+    const IntT result = get(id, buf, size, Arguments(argTypes, arguments));
     va_end(arguments);
     return result;
 }
 
 IntT V_SrGetN(IntT id, StringT buf, IntT size)
 {
-    return V_SrGetF(id, buf, size, nullptr);
+    return get(id, buf, size, Arguments());
 }
 
 StringT V_SrCopy(IntT id)

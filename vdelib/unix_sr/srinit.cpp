@@ -3,11 +3,12 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
-#include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 #include "vdelib/unix_sr/srfile.h"
 #include "velt/vde/paths.h"
@@ -20,38 +21,28 @@ using velt::SrIndex;
 namespace
 {
 
-constexpr UIntT header_words = 6;
-constexpr VdeDrfEntryT drf_header[] = {
-    {VdeDrfNumbers32, 0, 1, 0, nullptr},  {VdeDrfNumbers32, 4, 1, 0, nullptr},
-    {VdeDrfNumbers32, 8, 1, 0, nullptr},  {VdeDrfNumbers32, 12, 1, 0, nullptr},
-    {VdeDrfNumbers32, 16, 1, 0, nullptr}, {VdeDrfNumbers32, 20, 1, 0, nullptr},
-    {VdeDrfEnd, 0, 0, 0, nullptr},
-};
-constexpr VdeDrfEntryT drf_srindex[] = {
-    {VdeDrfNumbers16, offsetof(VdeSrIndexT, id), 1, 0, nullptr},
-    {VdeDrfNumbers32, offsetof(VdeSrIndexT, offset), 1, 0, nullptr},
-    {VdeDrfEnd, 0, 0, 0, nullptr},
-};
-
 // The pool of strings, each with its terminator. The first byte is an empty string, the others
 // follow.
 class Pool
 {
 public:
-    static constexpr UIntT step = 8192;
-    static_assert(velt::sr_text_size <= step, "one step holds any string");
+    bool start() { return resize(8192); } // zero-filled
 
-    bool add(const char *text, UIntT &offset)
+    // Returns a place for any string, behind which a reader may write; null when memory runs out.
+    char *place()
     {
-        const UIntT length = static_cast<UIntT>(V_StrLen(text));
-        if (used_ + length >= capacity_ && !resize(capacity_ + step))
-            return false;
-        memcpy(bytes_.get() + used_, text, length + 1);
-        offset = used_;
-        used_ += length + 1;
-        return true;
+        constexpr UIntT most = velt::sr_text_size + velt::SrReader::spare;
+        if (capacity_ - used_ < most && !resize(2 * capacity_))
+            return nullptr;
+        return reinterpret_cast<char *>(bytes_.get()) + used_;
     }
-    bool start() { return resize(step); } // zero-filled
+    // Keeps the string at the place and returns its offset.
+    UIntT keep(IntT length)
+    {
+        const UIntT offset = used_;
+        used_ += static_cast<UIntT>(length) + 1;
+        return offset;
+    }
     bool shrink() { return resize(used_); }
     UCharT *release() { return bytes_.release(); }
 
@@ -94,6 +85,33 @@ int by_offset(const void *a, const void *b)
     return (one > other) - (one < other);
 }
 
+// The entries of an index in the order of the file.
+class InFileOrder
+{
+public:
+    // False when memory runs out.
+    bool sort(const SrIndex &index)
+    {
+        entries = index.begin();
+        if (std::ranges::is_sorted(index, {}, &VdeSrIndexT::offset))
+            return true;
+        const auto count = static_cast<size_t>(index.count);
+        sorted.reset(static_cast<VdeSrIndexT **>(
+            V_Alloc(static_cast<UIntT>(count * sizeof(VdeSrIndexT *)), 0)));
+        if (!sorted)
+            return false;
+        for (size_t i = 0; i < count; ++i)
+            sorted[i] = entries + i;
+        qsort(sorted.get(), count, sizeof(VdeSrIndexT *), by_offset);
+        return true;
+    }
+    VdeSrIndexT &operator[](size_t i) const { return sorted ? *sorted[i] : entries[i]; }
+
+private:
+    VdeSrIndexT *entries = nullptr;
+    SrBlock<VdeSrIndexT *[]> sorted;
+};
+
 IntT load(FILE *stream, const Path &path)
 {
     constexpr const char *no_memory = "%s: not enough memory";
@@ -101,32 +119,31 @@ IntT load(FILE *stream, const Path &path)
     };
     if (fstat(fileno(stream), &status) != 0 || !S_ISREG(status.st_mode))
         return refuse("%s: it is not a plain file", path);
+    setvbuf(stream, nullptr, _IONBF, 0); // the reader has a buffer of its own
+    velt::SrReader reader(stream);
     SrIndex index;
-    if (const char *fault = velt::sr_read_index(stream, index))
+    if (const char *fault = reader.read_index(index))
         return refuse("%s: %s", path, fault);
     // The strings are read in the order of the file, and one with several ids is read once.
-    const SrBlock<VdeSrIndexT *[]> sorted(static_cast<VdeSrIndexT **>(
-        V_Calloc(static_cast<UIntT>(index.count), sizeof(VdeSrIndexT *), 0)));
+    InFileOrder sorted;
     Pool pool;
-    if (!sorted || !pool.start())
+    if (!sorted.sort(index) || !pool.start())
         return refuse(no_memory, path);
-    const size_t count = static_cast<size_t>(index.count);
-    for (size_t i = 0; i < count; ++i)
-        sorted[i] = &index.entries[i];
-    qsort(sorted.get(), count, sizeof(VdeSrIndexT *), by_offset);
 
     uint64_t most = velt::sr_most(static_cast<uint64_t>(status.st_size));
     UIntT before = 0, pooled = 0;
-    for (size_t i = 0; i < count; ++i) {
-        VdeSrIndexT &entry = *sorted[i];
-        char text[velt::sr_text_size];
+    for (size_t i = 0; i < static_cast<size_t>(index.count); ++i) {
+        VdeSrIndexT &entry = sorted[i];
         if (i == 0 || entry.offset != before) {
             before = entry.offset;
-            velt::sr_read_text(stream, before, text, most);
+            char *const text = pool.place();
+            if (!text)
+                return refuse(no_memory, path);
+            IntT length = 0;
+            reader.read_text(before, text, length, most);
             if (most == 0)
                 return refuse("%s: string %d and others overlap", path, int{entry.id});
-            if (!pool.add(text, pooled))
-                return refuse(no_memory, path);
+            pooled = pool.keep(length);
         }
         entry.offset = pooled;
     }
@@ -185,29 +202,6 @@ const char *value_of(const char *variable)
 }
 
 } // namespace
-
-const char *velt::sr_read_index(FILE *stream, SrIndex &index)
-{
-    UIntT header[header_words];
-    if (Vde_drf_read(stream, drf_header, header) != 0)
-        return "the file ends inside its header";
-    const UIntT count = header[header_words - 1];
-    if (count > INT16_MAX)
-        return "the header tells of more than 32767 strings";
-
-    index.entries.reset(static_cast<VdeSrIndexT *>(V_Calloc(count, sizeof(VdeSrIndexT), 0)));
-    index.count = static_cast<IntT>(count);
-    if (!index.entries)
-        return "not enough memory for its index";
-
-    const VdeDrfEntryT drf_offsetarray[] = {
-        {VdeDrfNested, 0, static_cast<int16_t>(count), sizeof(VdeSrIndexT), drf_srindex},
-        {VdeDrfEnd, 0, 0, 0, nullptr},
-    };
-    if (Vde_drf_read(stream, drf_offsetarray, index.entries.get()) != 0)
-        return "the file ends inside its index";
-    return nullptr;
-}
 
 IntT V_SrInit(const char *name, const char *language)
 {
