@@ -1,3 +1,6 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -96,6 +99,66 @@ TEST(Strings, CaseFoldsThroughTheInstalledTable)
 {
     const Changed table(VdeQToLower, VdeIdentMap);
     EXPECT_FALSE(V_StrIEqual("a", "A"));
+}
+
+// Two pages with one behind them that cannot be read.
+class Pages
+{
+public:
+    Pages() { mprotect(begin_ + 2 * size_, size_, PROT_NONE); }
+    ~Pages() { munmap(begin_, 3 * size_); }
+    Pages(const Pages &) = delete;
+    Pages &operator=(const Pages &) = delete;
+
+    // The text so many bytes before the end of the first or of the second page; no terminator is
+    // added.
+    const char *put(const std::string &text, std::size_t page, std::size_t before)
+    {
+        char *const at = begin_ + page * size_ - before - text.size();
+        return static_cast<const char *>(std::memcpy(at, text.data(), text.size()));
+    }
+
+private:
+    std::size_t size_ = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    char *begin_ = static_cast<char *>(
+        mmap(nullptr, 3 * size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+};
+
+// Wherever strings end in their pages, and wherever they differ. A count that ends with the page
+// does without a terminator.
+TEST(Strings, AreNotReadBehindTheirPages)
+{
+    V_FdeInitFontEncs(nullptr);
+    const std::string end(1, '\0');
+    Pages one, other;
+    for (const std::size_t size : {1U, 2U, 15U, 16U, 17U, 33U, 100U, 300U}) {
+        const std::string text(size, 'q');
+        const auto length = static_cast<IntT>(size);
+        for (std::size_t before = 0; before < 36; ++before) {
+            SCOPED_TRACE(testing::Message() << size << ' ' << before);
+            const std::size_t page = 1 + before % 2, at = before * 7 % size;
+            std::string changed(size, 'Q');
+            changed[at] = '\xE9';
+            const char *const a = one.put(text + end, page, before % 5 * before);
+            const char *b = other.put(changed + end, 2, before);
+            EXPECT_EQ(V_StrCmp(a, b), 'q' - (at > 0 ? 'Q' : 0xE9));
+            EXPECT_EQ(V_StrICmp(a, b), 'q' - VdeQToLower[0xE9]);
+            EXPECT_EQ(V_StrICmpN(a, b, static_cast<IntT>(at)), 0);
+            EXPECT_EQ(V_StrICmpNEnc(a, b, static_cast<IntT>(at), 1), 0);
+            EXPECT_EQ(V_StrChrEnc(b, 0xE9, 0, 0), b + at);
+            b = other.put(text + end, 2, before);
+            EXPECT_EQ(V_StrCmp(a, b), 0);
+            EXPECT_EQ(V_StrICmpEnc(a, b, 1), 0);
+            EXPECT_TRUE(V_StrEqual(a, b) && V_StrIPrefix(a, b) && V_StrISuffixEnc(a, b, 1));
+            EXPECT_EQ(V_StrLenEnc(b, 1), length);
+            char copy[301];
+            EXPECT_EQ(V_StrCpyNEnc(copy, b, length, 1), length - 1);
+            EXPECT_EQ(copy, text.substr(1));
+        }
+        EXPECT_EQ(V_StrCmpN(one.put(text, 2, 0), other.put(text, 2, 0), length), 0);
+        EXPECT_EQ(V_StrICmpN(one.put(text, 1, 0), other.put(text, 2, 0), length), 0);
+        EXPECT_TRUE(V_StrEqualN(one.put(text, 2, 0), other.put(text, 1, 0), length));
+    }
 }
 
 TEST(Languages, NumbersAndNamesCorrespond)

@@ -16,4 +16,7 @@ extern const ByteTable xqtoa_map, xatoq_map;     // ASCII
 extern const ByteTable xqtoiso_map, xisotoq_map; // ISO Latin-1
 extern const ByteTable xqtomac_map, xmactoq_map; // Mac
 
+// What VdeQToLower points to at first. It has the ASCII letters of either case alike.
+extern const UCharT *const standard_lower;
+
 } // namespace velt

@@ -170,6 +170,15 @@ consteval ByteTable inverse_case(const ByteTable &to_upper)
 
 constexpr ByteTable xqto_lower = inverse_case(xqto_upper);
 
+consteval bool lowers_ascii()
+{
+    for (unsigned letter = 'a'; letter <= 'z'; ++letter)
+        if (xqto_lower[letter] != xqto_lower[letter ^ 0x20])
+            return false;
+    return true;
+}
+static_assert(lowers_ascii());
+
 consteval ByteTable hex_digits()
 {
     ByteTable map{};
@@ -235,6 +244,8 @@ UCharT low_byte(IntT ch)
 
 constexpr ByteTable velt::xmactoq_map = mac_to_quire();
 constexpr ByteTable velt::xqtomac_map = quire_to_mac();
+
+constexpr const UCharT *velt::standard_lower = xqto_lower.data();
 
 const UCharT *VdeIdentMap = xident_map.data();
 const UCharT *VdeQToUpper = xqto_upper.data();

@@ -2,60 +2,92 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 
+#include "vdelib/encconv/bytemaps.h"
+#include "vdelib/strings/compare.h"
 #include "velt/vde/quire.h"
 #include "velt/vde/strings.h"
 
 namespace
 {
 
+using namespace velt;
+
 constexpr IntT unbounded = INT_MAX;
 
-using Map = UCharT (*)(UCharT);
-
-UCharT exact(UCharT byte)
+template <Case which>
+IntT image(UCharT byte)
 {
-    return byte;
+    return which == Case::folded ? VdeQToLower[byte] : byte;
 }
 
-UCharT fold(UCharT byte)
+const char *or_empty(const char *s)
 {
-    return VdeQToLower[byte];
+    return s ? s : "";
 }
 
 const UCharT *bytes_of(const char *s)
 {
-    return reinterpret_cast<const UCharT *>(s ? s : "");
+    return reinterpret_cast<const UCharT *>(or_empty(s));
 }
 
-// Difference of the first bytes whose images differ among the first `count`; 0 when a string ends
-// before, and for a count below 1.
-template <Map image>
-IntT difference(const char *a, const char *b, IntT count)
+template <Case fold>
+[[gnu::noinline]] IntT difference_from(const UCharT *p, const UCharT *q, IntT count)
 {
-    const UCharT *p = bytes_of(a);
-    const UCharT *q = bytes_of(b);
-    for (; count > 0; ++p, ++q, --count) {
-        if (const IntT result = image(*p) - image(*q); result != 0)
+    const bool may_skip = fold == Case::exact || VdeQToLower == standard_lower;
+    while (count > 0) {
+        if (may_skip) {
+            const size_t skipped = alike<fold>(p, q, static_cast<size_t>(count));
+            count -= static_cast<IntT>(skipped);
+            if (count == 0)
+                break;
+            p += skipped;
+            q += skipped;
+        }
+        if (const IntT result = image<fold>(*p) - image<fold>(*q); result != 0)
             return result;
         if (*p == '\0' || *q == '\0')
             break;
+        ++p;
+        ++q;
+        --count;
     }
     return 0;
 }
 
-template <Map image>
-bool begins_with(const char *s, const char *prefix, IntT count)
+// Difference of the first bytes whose images differ among the first `count`; 0 when a string ends
+// before, and for a count below 1. Most strings differ or end within two blocks, which are compared
+// without a loop.
+template <Case fold>
+inline IntT difference(const char *a, const char *b, IntT count)
 {
-    return difference<image>(s, prefix, std::min(count, V_StrLen(prefix))) == 0;
+    const UCharT *p = bytes_of(a);
+    const UCharT *q = bytes_of(b);
+    if (may_load(2 * block_size, p, q) && (fold == Case::exact || VdeQToLower == standard_lower)) {
+        for (IntT from : {0, block_size}) {
+            const IntT run = run_of<fold, Bytes::all>(load_block(p + from), load_block(q + from));
+            if (const IntT at = from + run; run < block_size) {
+                if (at >= count)
+                    return 0;
+                const IntT result = image<fold>(p[at]) - image<fold>(q[at]);
+                return result != 0 || p[at] == '\0'
+                           ? result
+                           : difference_from<fold>(p + at + 1, q + at + 1, count - at - 1);
+            }
+        }
+        p += 2 * block_size;
+        q += 2 * block_size;
+        count -= 2 * block_size;
+    }
+    return difference_from<fold>(p, q, count);
 }
 
-template <Map image>
-bool ends_with(const char *s, const char *suffix)
+// Returns the part of s that is as long as the suffix; null when there is none.
+const char *tail(const char *s, const char *suffix)
 {
     const IntT from = V_StrLen(s) - V_StrLen(suffix);
-    return V_StrLen(suffix) == 0 ||
-           (s && from >= 0 && difference<image>(s + from, suffix, unbounded) == 0);
+    return from >= 0 ? or_empty(s) + from : nullptr;
 }
 
 // The bound of the ordering routines: a negative one counts as one character.
@@ -75,12 +107,12 @@ const UCharT *skip_separators(const UCharT *p)
 
 IntT V_StrEqual(const char *a, const char *b)
 {
-    return V_StrEqualN(a, b, unbounded);
+    return a == b || std::strcmp(or_empty(a), or_empty(b)) == 0;
 }
 
 IntT V_StrEqualN(const char *a, const char *b, IntT N)
 {
-    return a == b || difference<exact>(a, b, N) == 0;
+    return N < 1 || a == b || std::strncmp(or_empty(a), or_empty(b), static_cast<size_t>(N)) == 0;
 }
 
 IntT V_StrIEqual(const char *a, const char *b)
@@ -90,7 +122,7 @@ IntT V_StrIEqual(const char *a, const char *b)
 
 IntT V_StrIEqualN(const char *a, const char *b, IntT N)
 {
-    return a == b || difference<fold>(a, b, N) == 0;
+    return a == b || difference<Case::folded>(a, b, N) == 0;
 }
 
 IntT V_StrSIEqual(const char *a, const char *b)
@@ -99,7 +131,7 @@ IntT V_StrSIEqual(const char *a, const char *b)
         return 1;
     const UCharT *p = skip_separators(bytes_of(a));
     const UCharT *q = skip_separators(bytes_of(b));
-    while (fold(*p) == fold(*q)) {
+    while (image<Case::folded>(*p) == image<Case::folded>(*q)) {
         if (*p == '\0' || *q == '\0')
             return 1;
         p = skip_separators(p + 1);
@@ -110,22 +142,22 @@ IntT V_StrSIEqual(const char *a, const char *b)
 
 IntT V_StrCmp(const char *a, const char *b)
 {
-    return difference<exact>(a, b, unbounded);
+    return difference<Case::exact>(a, b, unbounded);
 }
 
 IntT V_StrICmp(const char *a, const char *b)
 {
-    return difference<fold>(a, b, unbounded);
+    return difference<Case::folded>(a, b, unbounded);
 }
 
 IntT V_StrCmpN(const char *a, const char *b, IntT N)
 {
-    return difference<exact>(a, b, at_least_one(N));
+    return difference<Case::exact>(a, b, at_least_one(N));
 }
 
 IntT V_StrICmpN(const char *a, const char *b, IntT N)
 {
-    return difference<fold>(a, b, at_least_one(N));
+    return difference<Case::folded>(a, b, at_least_one(N));
 }
 
 IntT V_StrMCmp(const char *a, const char *b)
@@ -141,25 +173,29 @@ IntT V_StrQsortCmp(const void *pa, const void *pb)
 
 IntT V_StrPrefix(const char *s, const char *prefix)
 {
-    return begins_with<exact>(s, prefix, unbounded);
+    return V_StrPrefixN(s, prefix, unbounded);
 }
 
 IntT V_StrPrefixN(const char *s, const char *prefix, IntT N)
 {
-    return begins_with<exact>(s, prefix, N);
+    return N < 1 ||
+           std::strncmp(or_empty(s), or_empty(prefix),
+                        std::min(static_cast<size_t>(N), std::strlen(or_empty(prefix)))) == 0;
 }
 
 IntT V_StrIPrefix(const char *s, const char *prefix)
 {
-    return begins_with<fold>(s, prefix, unbounded);
+    return difference<Case::folded>(s, prefix, V_StrLen(prefix)) == 0;
 }
 
 IntT V_StrSuffix(const char *s, const char *suffix)
 {
-    return ends_with<exact>(s, suffix);
+    const char *const end = tail(s, suffix);
+    return end && V_StrEqual(end, suffix) != 0;
 }
 
 IntT V_StrISuffix(const char *s, const char *suffix)
 {
-    return ends_with<fold>(s, suffix);
+    const char *const end = tail(s, suffix);
+    return end && V_StrIEqual(end, suffix) != 0;
 }

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
+#include "vdelib/encconv/bytemaps.h"
 #include "vdelib/strings/characters.h"
+#include "vdelib/strings/compare.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/quire.h"
 #include "velt/vde/strings.h"
@@ -11,10 +14,7 @@
 namespace
 {
 
-using velt::char_size;
-using velt::font_encoding;
-
-enum class Case { exact, folded };
+using namespace velt;
 
 struct Char {
     IntT value; // b1 * 256 + b2 of a two-byte character
@@ -31,53 +31,78 @@ Char char_at(const char *s, const VdeFontEncT &enc)
     return {fold == Case::folded && size == 1 ? VdeQToLower[first] : first, size};
 }
 
-// Difference of the first differing characters of a and b. `more` tells, for a number of bytes of
-// a, whether the comparison goes on after them.
+constexpr size_t unbounded = SIZE_MAX;
+
+// The number of ASCII characters at the beginnings of both that are alike, at most `most`. In every
+// encoding they are characters of one byte.
 template <Case fold>
-IntT compare(const char *a, const char *b, UIntT enc, auto more)
+size_t ascii_alike(const char *a, const char *b, size_t most)
+{
+    if (static_cast<signed char>(*a) <= 0 ||
+        (fold == Case::folded && VdeQToLower != standard_lower))
+        return 0;
+    return alike<fold, Bytes::only_ascii>(reinterpret_cast<const UCharT *>(a),
+                                          reinterpret_cast<const UCharT *>(b), most);
+}
+
+size_t ascii_run(const char *s, size_t most)
+{
+    return ascii_alike<Case::exact>(s, s, most);
+}
+
+// Returns the first beginning of a character that is not before `to`, a place in the string.
+const char *next_character(const char *s, const char *to, const VdeFontEncT &enc)
+{
+    while (s < to) {
+        const size_t run = ascii_run(s, static_cast<size_t>(to - s));
+        s += run != 0 ? static_cast<ptrdiff_t>(run) : char_size(s, enc);
+    }
+    return s;
+}
+
+// Difference of the first differing characters among the first `most` bytes of a; the last
+// character counts whole, and at least one.
+template <Case fold>
+IntT compare(const char *a, const char *b, UIntT enc, size_t most)
 {
     if (!a)
         a = "";
     if (!b)
         b = "";
     const VdeFontEncT &table = font_encoding(enc);
-    IntT done = 0;
-    for (;;) {
-        const Char ca = char_at<fold>(a, table);
-        const Char cb = char_at<fold>(b, table);
+    size_t done = 0;
+    do {
+        const size_t run = ascii_alike<fold>(a + done, b + done, std::max(most, done) - done);
+        done += run;
+        if (run != 0 && done >= most)
+            break;
+        const Char ca = char_at<fold>(a + done, table);
+        const Char cb = char_at<fold>(b + done, table);
         if (ca.value != cb.value || ca.size == 0)
             return ca.value - cb.value;
-        a += ca.size;
-        b += cb.size;
-        done += ca.size;
-        if (!more(done))
-            return 0;
-    }
+        done += static_cast<size_t>(ca.size);
+    } while (done < most);
+    return 0;
 }
 
 // Compares at least one character, unless N is 0.
 template <Case fold>
 IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 {
-    return N == 0 ? 0 : compare<fold>(a, b, enc, [N](IntT done) { return done < N; });
+    return N == 0 ? 0 : compare<fold>(a, b, enc, static_cast<size_t>(std::max(N, 0)));
 }
-
-constexpr auto to_the_end = [](IntT) { return true; };
 
 // Returns whether a two-byte character occupies the bytes n - 1 and n of s.
 bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
 {
-    if (!s || n <= 0)
+    if (!s || n <= 0 || strnlen(s, static_cast<size_t>(n)) < static_cast<size_t>(n))
         return false;
     const VdeFontEncT &table = font_encoding(enc);
-    IntT at = 0;
-    while (at < n) {
-        const IntT size = char_size(s + at, table);
-        if (size == 0)
-            return false;
-        at += size;
-    }
-    return at > n;
+    // A byte that can begin no two-byte character ends one, of either size.
+    const char *begin = s + n;
+    while (begin > s && table.firstByte[static_cast<UCharT>(begin[-1])] != 0)
+        --begin;
+    return next_character(begin, s + n, table) > s + n;
 }
 
 // The number of bytes, at most count, that may be taken of s without splitting a character.
@@ -93,22 +118,30 @@ IntT V_StrLenEnc(const char *s, UIntT enc)
     if (!s || enc == vdeVeltRomanEncodingId)
         return V_StrLen(s);
     const VdeFontEncT &table = font_encoding(enc);
-    IntT count = 0;
-    while (const IntT size = char_size(s, table)) {
+    size_t count = 0;
+    for (;;) {
+        const size_t run = ascii_run(s, unbounded);
+        count += run;
+        s += run;
+        const IntT size = char_size(s, table);
+        if (size == 0)
+            return static_cast<IntT>(count);
         s += size;
         ++count;
     }
-    return count;
 }
 
 IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
 {
-    if (!s || !sub)
+    if (!s || !sub || *s == '\0')
         return -1;
     const VdeFontEncT &table = font_encoding(enc);
-    for (IntT at = 0; s[at] != '\0'; at += char_size(s + at, table))
-        if (V_StrPrefix(s + at, sub))
-            return at;
+    const char *character = s;
+    for (const char *found = s; (found = std::strstr(found, sub)); found = character) {
+        character = next_character(character, found, table);
+        if (character == found)
+            return static_cast<IntT>(found - s);
+    }
     return -1;
 }
 
@@ -148,8 +181,9 @@ IntT V_StrIPrefixEnc(const char *s, const char *prefix, UIntT enc)
 
 IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
 {
-    const IntT start = V_StrLen(s) - V_StrLen(suffix);
-    if (V_StrLen(suffix) == 0)
+    const IntT length = V_StrLen(suffix);
+    const IntT start = V_StrLen(s) - length;
+    if (length == 0)
         return 1;
     return s && start >= 0 && !IsSplittingDBChar(s, start, enc) &&
            V_StrIEqualEnc(s + start, suffix, enc);
@@ -157,7 +191,7 @@ IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
 
 IntT V_StrICmpEnc(const char *a, const char *b, UIntT enc)
 {
-    return compare<Case::folded>(a, b, enc, to_the_end);
+    return compare<Case::folded>(a, b, enc, unbounded);
 }
 
 IntT V_StrCmpNEnc(const char *a, const char *b, IntT N, UIntT enc)

@@ -6,11 +6,16 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "vdelib/strings/compare.h"
 #include "velt/vde/formatted.h"
 #include "velt/vde/memory.h"
 
 namespace
 {
+
+using namespace velt;
+
+constexpr size_t unbounded = PTRDIFF_MAX;
 
 const char *or_empty(const char *s)
 {
@@ -37,6 +42,34 @@ IntT put(StringT dst, size_t at, const char *src, size_t count)
     return static_cast<IntT>(at + count);
 }
 
+// Copies at most so many characters of src to dst[at], as put does.
+IntT put_most(StringT dst, size_t at, const char *src, size_t most)
+{
+    // A short string has its end found and is copied in the same blocks. All of it is loaded before
+    // anything is stored, because the two may overlap.
+    const auto *const bytes = reinterpret_cast<const UCharT *>(src);
+    if (may_load(2 * block_size, bytes, bytes)) {
+        const Block first = load_block(src);
+        size_t count = static_cast<size_t>(first_set(first == 0));
+        if (count == block_size)
+            count += static_cast<size_t>(first_set(load_block(src + block_size) == 0));
+        count = std::min(count, most);
+        if (count < 2 * block_size) {
+            char *const to = dst + at;
+            if (count >= block_size) {
+                const Block last = load_block(src + count - block_size);
+                store_block(to, first);
+                store_block(to + count - block_size, last);
+            } else {
+                store_part(to, first, count);
+            }
+            to[count] = '\0';
+            return static_cast<IntT>(at + count);
+        }
+    }
+    return put(dst, at, src, strnlen(src, most));
+}
+
 } // namespace
 
 StringT V_StrNew(IntT length)
@@ -48,8 +81,10 @@ StringT V_StrCopyString(const char *s)
 {
     if (!s)
         return nullptr;
-    StringT copy = V_StrNew(V_StrLen(s));
-    V_StrCpy(copy, s);
+    const size_t size = std::strlen(s) + 1;
+    auto *copy = static_cast<StringT>(V_Alloc(static_cast<UIntT>(size), 0));
+    if (copy)
+        std::memcpy(copy, s, size);
     return copy;
 }
 
@@ -67,22 +102,21 @@ void V_StrTrunc(StringT s, IntT index)
 void V_StrCpy(StringT dst, const char *src)
 {
     if (dst)
-        put(dst, 0, or_empty(src), length_of(src));
+        put_most(dst, 0, or_empty(src), unbounded);
 }
 
 IntT V_StrCpyN(StringT dst, const char *src, IntT N)
 {
     if (!dst)
         return 0;
-    src = or_empty(src);
-    return put(dst, 0, src, strnlen(src, room_of(N)));
+    return put_most(dst, 0, or_empty(src), room_of(N));
 }
 
 IntT V_StrCat(StringT dst, const char *src)
 {
     if (!dst)
         return 0;
-    return put(dst, length_of(dst), or_empty(src), length_of(src));
+    return put_most(dst, length_of(dst), or_empty(src), unbounded);
 }
 
 IntT V_StrCatN(StringT dst, const char *src, IntT N)
@@ -90,8 +124,7 @@ IntT V_StrCatN(StringT dst, const char *src, IntT N)
     const size_t length = length_of(dst);
     if (!dst || length >= room_of(N))
         return static_cast<IntT>(length);
-    src = or_empty(src);
-    return put(dst, length, src, strnlen(src, room_of(N) - length));
+    return put_most(dst, length, or_empty(src), room_of(N) - length);
 }
 
 IntT V_StrNCatN(StringT dst, const char *src, IntT count, IntT N)
