@@ -9,8 +9,10 @@
 #include "bench/books.h"
 #include "bench/calls.h"
 #include "bench/encodings.h"
+#include "bench/formatted.h"
 #include "bench/lists.h"
 #include "bench/model.h"
+#include "bench/resources.h"
 #include "bench/strings.h"
 #include "bench/table.h"
 #include "bench/texts.h"
@@ -49,6 +51,8 @@ try {
     velt::bench::register_lists();
     velt::bench::register_encodings();
     velt::bench::register_strings();
+    velt::bench::register_formatted();
+    velt::bench::register_resources();
     velt::bench::register_books();
     velt::bench::register_texts();
     velt::bench::register_model();

@@ -1,23 +1,13 @@
 #include "bench/strings.h"
 
 #include <strings.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <stdexcept>
 #include <string>
-#include <string_view>
-#include <vector>
 
-#include "bench/compare.h"
-#include "velt/vde/formatted.h"
-#include "velt/vde/resources.h"
+#include "bench/blocks.h"
+#include "velt/vde/fontenc.h"
 #include "velt/vde/strings.h"
 
 namespace velt::bench
@@ -25,152 +15,129 @@ namespace velt::bench
 namespace
 {
 
-namespace fs = std::filesystem;
-
-constexpr int pairs = 41;
-constexpr std::size_t repetitions = 20'000;
-
-// Keeps the compiler from computing the result itself and from merging calls.
-template <class Call>
-auto block(Call call)
-{
-    return [call] {
-        return timed(repetitions, [&](std::size_t) {
-            benchmark::DoNotOptimize(call());
-            benchmark::ClobberMemory();
-        });
-    };
-}
-
-void length(benchmark::State &state, std::size_t size)
-{
-    const std::string text(size, 'x');
-    const char *const s = text.c_str();
-    compare(state, block([s] { return std::strlen(s); }), block([s] { return V_StrLen(s); }));
-}
-
-// Two texts that are equal apart from the case of every second letter.
-void compare_case(benchmark::State &state, std::size_t size)
-{
-    std::string one, other;
-    for (std::size_t i = 0; i < size; ++i) {
-        one += static_cast<char>('a' + i % 26);
-        other += static_cast<char>((i % 2 == 0 ? 'A' : 'a') + i % 26);
-    }
-    const char *const a = one.c_str();
-    const char *const b = other.c_str();
-    compare(state, block([=] { return strcasecmp(a, b); }), block([=] { return V_StrICmp(a, b); }));
-}
-
-template <class... Arguments>
-void format(benchmark::State &state, const char *pattern, Arguments... arguments)
-{
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
-    char buffer[256];
-    char *const buf = buffer;
-    compare(state, block([=] { return std::snprintf(buf, sizeof buffer, pattern, arguments...); }),
-            block([=] { return V_Sprintf(buf, pattern, arguments...); }));
-#pragma GCC diagnostic pop
-}
-
-std::string big_endian(std::size_t value, int bytes)
-{
-    std::string text;
-    while (bytes-- > 0)
-        text += static_cast<char>(value >> 8 * bytes);
-    return text;
-}
-
-// A directory with a resource file of the maximal number of strings.
-class Resources
-{
-public:
-    static constexpr std::size_t count = 32'767;
-
-    Resources()
+// Letters, the same in a place of their own, with every second in the other case, and with another
+// last byte, and the last letters alone.
+struct Sample {
+    explicit Sample(std::size_t length) : size(length)
     {
-        std::string pattern = fs::temp_directory_path() / "velt-bench-XXXXXX";
-        if (!mkdtemp(pattern.data()))
-            throw std::runtime_error("there is no temporary directory");
-        directory_ = pattern;
-        std::string index, text;
-        for (std::size_t i = 0; i < count; ++i) {
-            index += big_endian(i, 2) + big_endian(24 + 6 * count + text.size(), 4);
-            text += "Text " + std::to_string(i) + " of the %0 menu of %1\n";
+        for (std::size_t i = 0; i < size; ++i) {
+            text += static_cast<char>('a' + i % 26);
+            mixed += static_cast<char>((i % 2 == 0 ? 'A' : 'a') + i % 26);
         }
-        std::ofstream(file(), std::ios::binary)
-            << std::string(20, '\0') << big_endian(count, 4) << index << text;
+        same = other = text;
+        other.back() = '#';
+        end = text.substr(size - 6);
     }
-    Resources(const Resources &) = delete;
-    Resources &operator=(const Resources &) = delete;
-    ~Resources() { fs::remove_all(directory_); }
 
-    std::string name() const { return directory_ / "strings"; }
-    std::string file() const { return name() + ".sre"; }
-
-private:
-    fs::path directory_;
+    std::size_t size;
+    std::string text, same, mixed, other, end;
 };
 
-// The least work with the same result: reads the whole file and copies every string.
-std::vector<char *> read_and_copy(const std::string &path)
+char buffer[2048];
+
+char *emptied()
 {
-    const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(path.c_str(), "rb"),
-                                                                  std::fclose);
-    std::string content(fs::file_size(path), '\0');
-    if (!file || std::fread(content.data(), 1, content.size(), file.get()) != content.size())
-        throw std::runtime_error("cannot read " + path);
-    std::vector<char *> strings(Resources::count);
-    for (std::size_t i = 0; i < strings.size(); ++i) {
-        std::size_t offset = 0;
-        for (std::size_t byte = 0; byte < 4; ++byte)
-            offset = offset << 8 | static_cast<unsigned char>(content.at(24 + 6 * i + 2 + byte));
-        strings[i] = strndup(&content.at(offset), content.find('\n', offset) - offset);
-    }
-    return strings;
+    buffer[0] = '\0';
+    return buffer;
 }
 
-void load(benchmark::State &state)
-try {
-    const Resources resources;
-    const std::string name = resources.name();
-    const std::string file = resources.file();
-    compare(
-        state,
-        [&] {
-            std::vector<char *> strings;
-            const double seconds = timed(1, [&](std::size_t) { strings = read_and_copy(file); });
-            std::ranges::for_each(strings, std::free);
-            return seconds;
-        },
-        [&] {
-            return timed(1, [&](std::size_t) {
-                if (V_SrInit(name.c_str(), "en") != 0)
-                    throw std::runtime_error("the strings cannot be loaded");
-            });
-        });
-} catch (const std::exception &error) {
-    state.SkipWithError(error.what());
+int released(void *block)
+{
+    benchmark::DoNotOptimize(block);
+    std::free(block);
+    return 0;
+}
+
+// What has a counterpart in the C library, whose time is the goal, and twice that where the routine
+// minds an encoding; the text is ASCII.
+void add_lines(const Sample &sample)
+{
+    const auto line = [&](double goal, const char *ours_name, const char *name, auto theirs,
+                          auto ours) {
+        add_line(std::string(ours_name) + " of " + std::to_string(sample.size) + " / " + name, goal,
+                 [=](benchmark::State &state) { compare(state, block(theirs), block(ours)); });
+    };
+    const char *const a = sample.text.c_str();
+    const char *const same = sample.same.c_str();
+    const char *const mixed = sample.mixed.c_str();
+    const char *const other = sample.other.c_str();
+    const char *const end = sample.end.c_str();
+    const std::size_t n = sample.size;
+    const auto N = static_cast<IntT>(n);
+    const UIntT enc = vdeJISX0208_ShiftJISEncodingId;
+    const auto theirs_len = [=] { return std::strlen(a); };
+    const auto theirs_cmp = [=] { return std::strcmp(a, same); };
+    const auto theirs_ncmp = [=] { return std::strncmp(a, same, n); };
+    const auto theirs_icmp = [=] { return strcasecmp(a, mixed); };
+    const auto theirs_chr = [=] { return std::strchr(a, '#'); };
+    const auto theirs_str = [=] { return std::strstr(a, "zab#"); };
+    const auto theirs_ncpy = [=] { return std::strncpy(buffer, a, n + 1); };
+    const auto theirs_ncat = [=] { return std::strncat(emptied(), a, n); };
+
+    line(1, "V_StrLen", "strlen", theirs_len, [=] { return V_StrLen(a); });
+    line(1, "V_StrCmp", "strcmp", theirs_cmp, [=] { return V_StrCmp(a, same); });
+    line(
+        1, "V_StrCmp, unlike", "strcmp", [=] { return std::strcmp(a, other); },
+        [=] { return V_StrCmp(a, other); });
+    line(1, "V_StrCmpN", "strncmp", theirs_ncmp, [=] { return V_StrCmpN(a, same, N); });
+    line(1, "V_StrEqual", "strcmp", theirs_cmp, [=] { return V_StrEqual(a, same); });
+    line(1, "V_StrICmp", "strcasecmp", theirs_icmp, [=] { return V_StrICmp(a, mixed); });
+    line(
+        1, "V_StrICmpN", "strncasecmp", [=] { return strncasecmp(a, mixed, n); },
+        [=] { return V_StrICmpN(a, mixed, N); });
+    line(
+        1, "V_StrPrefix", "strncmp", [=] { return std::strncmp(a, same, std::strlen(same)); },
+        [=] { return V_StrPrefix(a, same); });
+    line(
+        1, "V_StrSuffix", "strcmp",
+        [=] { return std::strcmp(a + std::strlen(a) - std::strlen(end), end); },
+        [=] { return V_StrSuffix(a, end); });
+    line(1, "V_StrChr", "strchr", theirs_chr, [=] { return V_StrChr(a, '#'); });
+    line(
+        1, "V_StrRChr", "strrchr", [=] { return std::strrchr(a, '#'); },
+        [=] { return V_StrRChr(a, '#'); });
+    line(1, "V_StrSubString", "strstr", theirs_str, [=] { return V_StrSubString(a, "zab#"); });
+    line(
+        1, "V_StrCpy", "strcpy", [=] { return std::strcpy(buffer, a); },
+        [=] { return V_StrCpy(buffer, a), 0; });
+    line(1, "V_StrCpyN", "strncpy", theirs_ncpy, [=] { return V_StrCpyN(buffer, a, N + 1); });
+    line(
+        1, "V_StrCat", "strcat", [=] { return std::strcat(emptied(), a); },
+        [=] { return V_StrCat(emptied(), a); });
+    line(1, "V_StrCatN", "strncat", theirs_ncat, [=] { return V_StrCatN(emptied(), a, N + 1); });
+    line(
+        1, "V_StrCopyString", "strdup", [=] { return released(strdup(a)); },
+        [=] { return released(V_StrCopyString(a)); });
+    line(
+        1, "V_StrNew", "calloc", [=] { return released(std::calloc(n + 1, 1)); },
+        [=] { return released(V_StrNew(N)); });
+
+    line(2, "V_StrLenEnc", "strlen", theirs_len, [=] { return V_StrLenEnc(a, enc); });
+    line(2, "V_StrICmpEnc", "strcasecmp", theirs_icmp, [=] { return V_StrICmpEnc(a, mixed, enc); });
+    line(2, "V_StrCmpNEnc", "strncmp", theirs_ncmp, [=] { return V_StrCmpNEnc(a, same, N, enc); });
+    line(2, "V_StrStrEnc", "strstr", theirs_str, [=] { return V_StrStrEnc(a, "zab#", enc); });
+    line(2, "V_StrChrEnc", "strchr", theirs_chr, [=] { return V_StrChrEnc(a, '#', 0, enc); });
+    line(
+        2, "V_StrRChrEnc", "strrchr", [=] { return std::strrchr(other, '#'); },
+        [=] { return V_StrRChrEnc(other, '#', 0, enc); });
+    line(
+        2, "V_StrISuffixEnc", "strcasecmp",
+        [=] { return strcasecmp(a + std::strlen(a) - std::strlen(end), end); },
+        [=] { return V_StrISuffixEnc(a, end, enc); });
+    line(2, "V_StrCpyNEnc", "strncpy", theirs_ncpy,
+         [=] { return V_StrCpyNEnc(buffer, a, N + 1, enc); });
+    line(2, "V_StrCatNEnc", "strncat", theirs_ncat,
+         [=] { return V_StrCatNEnc(emptied(), a, N + 1, enc); });
 }
 
 } // namespace
 
 void register_strings()
 {
-    const auto add = [](const std::string &name, auto function, auto... arguments) {
-        benchmark::RegisterBenchmark(name.c_str(), function, arguments...)->Iterations(pairs);
-    };
-    for (const std::size_t size : {16U, 1000U}) {
-        const std::string bytes = " of " + std::to_string(size) + " / ";
-        add("V_StrLen" + bytes + "strlen", length, size);
-        add("V_StrICmp" + bytes + "strcasecmp", compare_case, size);
-    }
-    add("V_Sprintf without arguments / snprintf", format<>, "The document is closed.");
-    add("V_Sprintf %d %s %x / snprintf", format<int, const char *, int>, "page %d of %s, id %x", 12,
-        "Chapter 3", 0x1234);
-    add("load 32767 strings / read and strdup", load);
+    V_FdeInitFontEncs(nullptr);
+    static const Sample samples[] = {Sample(16), Sample(1000)};
+    for (const Sample &sample : samples)
+        add_lines(sample);
 }
 
 } // namespace velt::bench
