@@ -7,12 +7,13 @@ namespace
 
 constexpr std::size_t unit = 4;
 
-// The place of a string's bytes, padded to whole words, in the stream's buffer; null when the
-// buffer does not hold them in one piece, and for long strings.
-int32_t *in_buffer(XDR *xdrs, std::size_t header, std::size_t length)
+// The place of so many bytes in the stream's buffer; null when the buffer does not hold them in one
+// piece, and for long strings.
+char *in_buffer(XDR *xdrs, std::size_t size)
 {
-    std::size_t whole = header + (length + unit - 1) / unit * unit;
-    return length <= velt::trusted_bytes ? XDR_INLINE(xdrs, static_cast<u_int>(whole)) : nullptr;
+    return size <= velt::trusted_bytes
+               ? reinterpret_cast<char *>(XDR_INLINE(xdrs, static_cast<u_int>(size)))
+               : nullptr;
 }
 
 bool encode_string(XDR *xdrs, const char *text)
@@ -21,11 +22,11 @@ bool encode_string(XDR *xdrs, const char *text)
     if (length > UINT32_MAX)
         return false;
     auto size = static_cast<UIntT>(length);
-    if (auto *words = in_buffer(xdrs, unit, length)) {
-        words[0] = static_cast<int32_t>(htonl(size));
-        if (length % unit)
-            words[1 + length / unit] = 0;
-        std::memcpy(words + 1, text, length);
+    if (char *to = in_buffer(xdrs, unit + velt::padded(length))) {
+        const UIntT word = htonl(size);
+        std::memcpy(to, &word, unit);
+        std::memcpy(to + unit, text, length);
+        std::memset(to + unit + length, 0, velt::padded(length) - length);
         return true;
     }
     return velt::code(xdrs, size) && xdr_opaque(xdrs, const_cast<char *>(text), size);
@@ -33,7 +34,13 @@ bool encode_string(XDR *xdrs, const char *text)
 
 bool decode_string(XDR *xdrs, StringT &value)
 {
-    UIntT size;
+    if (!value && velt::is_whole_record(xdrs)) {
+        velt::Rest rest(xdrs);
+        const bool decoded = velt::decode_new(rest, value);
+        rest.put_back(xdrs);
+        return decoded;
+    }
+    UIntT size = 0;
     if (!velt::code(xdrs, size) || !velt::may_hold(xdrs, size))
         return false;
     // The bytes go into the string that the caller gave, or else into a new one that grows as they
@@ -42,11 +49,11 @@ bool decode_string(XDR *xdrs, StringT &value)
         value[size] = '\0';
         return xdr_opaque(xdrs, value, size);
     }
-    if (const auto *words = in_buffer(xdrs, 0, size)) {
+    if (const char *bytes = in_buffer(xdrs, velt::padded(size))) {
         auto *whole = static_cast<StringT>(VapiMalloc(size + std::size_t{1}));
         if (!whole)
             return false;
-        std::memcpy(whole, words, size);
+        std::memcpy(whole, bytes, size);
         whole[size] = '\0';
         value = whole;
         return true;

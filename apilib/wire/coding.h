@@ -10,24 +10,34 @@
 #include <cstring>
 
 #include "apilib/wire/fields.h"
-#include "apilib/wire/whole_record.h"
+#include "apilib/wire/streams.h"
 
 namespace velt
 {
 
-inline bool code(XDR *xdrs, IntT &value)
-{
-    return xdr_int(xdrs, &value) != 0;
-}
-
 inline bool code(XDR *xdrs, UIntT &value)
 {
-    return xdr_u_int(xdrs, &value) != 0;
+    if (is_whole_record(xdrs))
+        return WholeRecord::take_word(xdrs, value);
+    if (char *to = is_record_writer(xdrs) ? place(xdrs, sizeof value) : nullptr) {
+        put_word(to, value);
+        return true;
+    }
+    return xdrs->x_op == XDR_FREE || xdr_u_int(xdrs, &value) != 0;
+}
+
+inline bool code(XDR *xdrs, IntT &value)
+{
+    return code(xdrs, reinterpret_cast<UIntT &>(value));
 }
 
 inline bool code(XDR *xdrs, UCharT &value)
 {
-    return xdr_u_char(xdrs, &value) != 0;
+    UIntT word = value;
+    const bool done = code(xdrs, word);
+    if (done && xdrs->x_op == XDR_DECODE)
+        value = static_cast<UCharT>(word);
+    return done;
 }
 
 bool code(XDR *xdrs, StringT &value);
@@ -162,6 +172,61 @@ void unpack(const int32_t *from, std::size_t count, T *to)
     }
 }
 
+constexpr std::size_t padded(std::size_t length)
+{
+    return (length + 3) / 4 * 4;
+}
+
+// Copies text, and a null after it, from where `readable` bytes stand to where there are at least
+// least_room. The lengths of strings follow no pattern that a processor could predict, so that most
+// are copied by moves of a constant size, which may overlap, whatever their length is.
+constexpr std::size_t least_room = 8;
+inline void copy_text(char *to, const char *from, std::size_t length, std::size_t readable)
+{
+    using Word = std::uint64_t;
+    constexpr std::size_t size = sizeof(Word);
+    static_assert(size == least_room);
+    if (length < size && readable >= size) {
+        Word word;
+        std::memcpy(&word, from, size);
+        constexpr Word all = ~Word{0};
+        const std::size_t bits = 8 * length;
+        word &= std::endian::native == std::endian::little ? ~(all << bits) : ~(all >> bits);
+        std::memcpy(to, &word, size);
+        return;
+    }
+    if (length >= size && length <= 3 * size) {
+        const std::size_t last = length - size;
+        const std::size_t middle = std::min(size, last);
+        char parts[3][size];
+        std::memcpy(parts[0], from, size);
+        std::memcpy(parts[1], from + middle, size);
+        std::memcpy(parts[2], from + last, size);
+        std::memcpy(to, parts[0], size);
+        std::memcpy(to + middle, parts[1], size);
+        std::memcpy(to + last, parts[2], size);
+    } else {
+        std::memcpy(to, from, length);
+    }
+    to[length] = '\0';
+}
+
+// Decodes a string of a whole record into memory of its own.
+inline bool decode_new(Rest &rest, StringT &value)
+{
+    UIntT size = 0;
+    if (!rest.take_word(size) || size > rest.size)
+        return false;
+    const std::size_t readable = rest.size;
+    const char *bytes = rest.take(padded(size));
+    if (!bytes)
+        return false;
+    value = static_cast<StringT>(VapiMalloc(std::max(size + std::size_t{1}, least_room)));
+    if (value)
+        copy_text(value, bytes, size, readable);
+    return value != nullptr;
+}
+
 template <class T>
 bool code_elements(XDR *xdrs, T *elements, std::size_t count)
 {
@@ -193,6 +258,44 @@ bool code_elements(XDR *xdrs, T *elements, std::size_t count)
     return true;
 }
 
+// Decodes elements into memory that has just been allocated. Most of the time of a list of strings
+// is that of its allocations, so that the rest has to be short. All elements can be freed
+// afterwards.
+template <class T>
+bool decode_new_elements(XDR *xdrs, T *elements, std::size_t count, bool zero)
+{
+    if constexpr (std::is_same_v<T, StringT>) {
+        if (is_whole_record(xdrs)) {
+            Rest rest(xdrs);
+            std::size_t done = 0;
+            while (done < count && decode_new(rest, elements[done]))
+                done++;
+            rest.put_back(xdrs);
+            std::fill(elements + done, elements + count, nullptr);
+            return done == count;
+        }
+    }
+    if (!zero)
+        std::memset(static_cast<void *>(elements), 0, count * sizeof(T));
+    return code_elements(xdrs, elements, count);
+}
+
+// The least number of words that a value takes.
+template <class T>
+constexpr std::size_t least_words()
+{
+    std::size_t words = 1;
+    if constexpr (Struct<T> && !std::is_same_v<T, V_PropIdentT>) {
+        words = 0;
+        T value{};
+        fields(value, [&words](const char *, auto &field) {
+            words += least_words<std::remove_reference_t<decltype(field)>>();
+            return true;
+        });
+    }
+    return words;
+}
+
 // The number of bytes that a decoder allocates before the data that a count announces have arrived.
 constexpr std::size_t trusted_bytes = 65536;
 
@@ -200,32 +303,34 @@ template <List T>
 bool decode_list(XDR *xdrs, T &list)
 {
     using E = Element<T>;
-    UIntT count;
+    UIntT count = 0;
     list.len = 0;
-    // Every element takes at least one word.
-    if (!code(xdrs, count) || !may_hold(xdrs, std::uint64_t{4} * count))
+    if (!code(xdrs, count) || !may_hold(xdrs, 4 * least_words<E>() * std::uint64_t{count}))
         return false;
-    // The elements go into the array that the caller gave, or else into a new one that grows as
-    // they are decoded.
+    // The elements go into the array that the caller gave, or else into a new one. That has room
+    // for all when the record holds as many as were announced, and else grows as they are decoded.
     if (list.val) {
         list.len = count;
         return code_elements(xdrs, list.val, count);
     }
     std::size_t room = 0;
     while (list.len < count) {
-        std::size_t step = std::max<std::size_t>(room, trusted_bytes / sizeof(E) + 1);
-        step = std::min<std::size_t>(step, count - list.len);
-        auto *grown =
-            static_cast<E *>(VapiRealloc(static_cast<void *>(list.val), (room + step) * sizeof(E)));
+        const std::size_t most = is_whole_record(xdrs)
+                                     ? count
+                                     : std::max<std::size_t>(room, trusted_bytes / sizeof(E) + 1);
+        const std::size_t step = std::min<std::size_t>(most, count - list.len);
+        const std::size_t size = (room + step) * sizeof(E);
+        // Memory that comes fresh from the system is zero.
+        const bool zero = !list.val && size > trusted_bytes;
+        auto *grown = static_cast<E *>(zero       ? VapiCalloc(1, size)
+                                       : list.val ? VapiRealloc(static_cast<void *>(list.val), size)
+                                                  : VapiMalloc(size));
         if (!grown)
             return false;
         list.val = grown;
-        std::memset(static_cast<void *>(grown + room), 0, step * sizeof(E));
         room += step;
-        // The new elements are zero, so that all of the array can be freed if decoding fails.
-        UIntT first = list.len;
-        list.len = static_cast<UIntT>(room);
-        if (!code_elements(xdrs, grown + first, step))
+        const UIntT first = std::exchange(list.len, static_cast<UIntT>(room));
+        if (!decode_new_elements(xdrs, grown + first, step, zero))
             return false;
     }
     return true;

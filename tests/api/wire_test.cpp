@@ -14,12 +14,14 @@ void golden(const T &value, const std::string &digits)
     SCOPED_TRACE(digits);
     Bytes bytes = hex(digits);
     EXPECT_EQ(text(encode(value)), text(bytes));
-    long before = heap::live();
-    T decoded{};
-    EXPECT_EQ(decode(bytes, decoded), static_cast<long>(bytes.size()));
-    EXPECT_EQ(tell(decoded), tell(value));
-    EXPECT_TRUE(velt::free_decoded(decoded));
-    EXPECT_EQ(heap::live(), before);
+    for (const From from : {From::memory, From::record, From::odd_record}) {
+        long before = heap::live();
+        T decoded{};
+        EXPECT_EQ(decode(bytes, decoded, from), static_cast<long>(bytes.size()));
+        EXPECT_EQ(tell(decoded), tell(value));
+        EXPECT_TRUE(velt::free_decoded(decoded));
+        EXPECT_EQ(heap::live(), before);
+    }
 }
 
 TEST(Golden, Scalars)
@@ -30,6 +32,15 @@ TEST(Golden, Scalars)
     golden<StringT>(str("abc"), "00000003 61626300");  // length, bytes, padding
     golden<StringT>(str("abcd"), "00000004 61626364"); // no padding
     golden<StringT>(nullptr, "00000000");              // null is sent as empty
+    for (std::size_t length = 1; length < 70; length++) {
+        Bytes long_text;
+        while (long_text.size() < length)
+            long_text += static_cast<char>('0' + long_text.size());
+        Bytes padding = long_text;
+        padding.resize((length + 3) / 4 * 4);
+        golden<StringT>(str(long_text.c_str()),
+                        text(encode(static_cast<UIntT>(length))) + text(padding));
+    }
     StringT text_of_null = nullptr;
     decode(hex("00000000"), text_of_null);
     EXPECT_STREQ(text_of_null, ""); // and arrives as empty, not null
@@ -126,9 +137,13 @@ TEST(Golden, ValueKinds)
 template <class T>
 long taken(const Bytes &bytes)
 {
-    T value{};
-    const long size = decode(bytes, value);
-    velt::free_decoded(value);
+    long size = 0;
+    for (const From from : {From::memory, From::record}) {
+        T value{};
+        const long before = std::exchange(size, decode(bytes, value, from));
+        velt::free_decoded(value);
+        EXPECT_TRUE(from == From::memory || size == before);
+    }
     return size;
 }
 

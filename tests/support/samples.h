@@ -44,14 +44,23 @@ Bytes encode(const T &value, std::size_t room = 1 << 16)
     return bytes;
 }
 
+// What bytes are decoded from: a memory stream of the RPC library, or a whole record, which may
+// stand at an odd address.
+enum class From { memory, record, odd_record };
+
 // Decodes into `value`; how many bytes that took, or -1.
 template <class T>
-long decode(const Bytes &bytes, T &value)
+long decode(const Bytes &bytes, T &value, From from = From::record)
 {
     // A copy of exactly this size, so that a read beyond its end is seen.
-    std::vector<char> exact(bytes.begin(), bytes.end());
+    const std::size_t begin = from == From::odd_record ? 1 : 0;
+    std::vector<char> exact(begin + bytes.size());
+    std::copy(bytes.begin(), bytes.end(), exact.begin() + static_cast<std::ptrdiff_t>(begin));
     XDR xdrs;
-    xdrmem_create(&xdrs, exact.data(), static_cast<u_int>(exact.size()), XDR_DECODE);
+    if (from == From::memory)
+        xdrmem_create(&xdrs, exact.data(), static_cast<u_int>(bytes.size()), XDR_DECODE);
+    else
+        velt::open_whole_record(xdrs, exact.data() + begin, bytes.size());
     return velt::code(&xdrs, value) ? static_cast<long>(xdr_getpos(&xdrs)) : -1;
 }
 

@@ -10,7 +10,7 @@
 #include <ctime>
 
 #include "apilib/unix/transport/limits.h"
-#include "apilib/wire/whole_record.h"
+#include "apilib/wire/streams.h"
 #include "velt/api.h"
 
 namespace velt
@@ -85,8 +85,7 @@ std::uint32_t Message::id() const
 
 void Message::open(XDR &xdrs) const
 {
-    xdrmem_create(&xdrs, bytes(), static_cast<u_int>(size), XDR_DECODE);
-    mark_whole_record(&xdrs);
+    open_whole_record(xdrs, bytes(), size);
 }
 
 // The block grows with the bytes received, never by the length that a mark announces.
@@ -259,8 +258,7 @@ struct WriterOperations {
         char *to = writer(xdrs).room(4);
         if (!to)
             return FALSE;
-        const std::uint32_t word = htonl(static_cast<std::uint32_t>(*value));
-        std::memcpy(to, &word, 4);
+        put_word(to, static_cast<std::uint32_t>(*value));
         return TRUE;
     }
     static bool_t getbytes(XDR *, char *, u_int) { return FALSE; }
@@ -270,7 +268,7 @@ struct WriterOperations {
     }
     static u_int getpostn(XDR *xdrs)
     {
-        return static_cast<u_int>(writer(xdrs).sent_ + writer(xdrs).used_);
+        return static_cast<u_int>(writer(xdrs).sent_ + writer(xdrs).used());
     }
     static bool_t setpostn(XDR *, u_int) { return FALSE; }
     static int32_t *in_line(XDR *xdrs, u_int size)
@@ -278,42 +276,56 @@ struct WriterOperations {
         // Words must be aligned, so after an odd number of bytes the caller encodes them one by
         // one.
         RecordWriter &to = writer(xdrs);
-        return size <= chunk_size && to.used_ % 4 == 0 ? reinterpret_cast<int32_t *>(to.room(size))
-                                                       : nullptr;
+        return size <= chunk_size && to.used() % 4 == 0 ? reinterpret_cast<int32_t *>(to.room(size))
+                                                        : nullptr;
     }
     static void destroy(XDR *) {}
     static bool_t control(XDR *, int, void *) { return FALSE; }
-
-    static constexpr XDR::xdr_ops table = {getlong,  putlong, getbytes, putbytes, getpostn,
-                                           setpostn, in_line, destroy,  control};
 };
 
+constexpr XDR::xdr_ops record_writer_operations = {
+    WriterOperations::getlong,  WriterOperations::putlong,  WriterOperations::getbytes,
+    WriterOperations::putbytes, WriterOperations::getpostn, WriterOperations::setpostn,
+    WriterOperations::in_line,  WriterOperations::destroy,  WriterOperations::control};
+
 RecordWriter::RecordWriter(int descriptor, Block &chunk, SendBuffer *queue, Time deadline)
-    : descriptor_(descriptor), chunk_(chunk), queue_(queue), deadline_(deadline), used_(0)
+    : descriptor_(descriptor), chunk_(chunk), queue_(queue), deadline_(deadline)
 {
     xdrs_.x_op = XDR_ENCODE;
-    xdrs_.x_ops = &WriterOperations::table;
+    xdrs_.x_ops = &record_writer_operations;
     xdrs_.x_private = this;
-    if (!chunk_.grow(mark_size + chunk_size))
+    if (chunk_.grow(mark_size + chunk_size))
+        begin_chunk();
+    else
         error_ = ENOMEM;
+}
+
+std::size_t RecordWriter::used() const
+{
+    return xdrs_.x_base ? static_cast<std::size_t>(xdrs_.x_base - chunk_.data()) - mark_size : 0;
+}
+
+void RecordWriter::begin_chunk()
+{
+    xdrs_.x_base = chunk_.data() + mark_size;
+    xdrs_.x_handy = static_cast<u_int>(std::min<std::size_t>(
+        chunk_size, limits.record_out - std::min<std::size_t>(limits.record_out, sent_)));
 }
 
 // Checks the limit before any of these bytes is sent.
 bool RecordWriter::may_add(std::size_t size)
 {
     const std::size_t limit = limits.record_out;
-    if (!error_ && (size > limit || sent_ + used_ > limit - size))
+    if (!error_ && (size > limit || sent_ + used() > limit - size))
         error_ = EMSGSIZE;
     return error_ == 0;
 }
 
 char *RecordWriter::room(std::size_t size)
 {
-    if (!may_add(size) || (used_ + size > chunk_size && !flush(false)))
-        return nullptr;
-    char *at = chunk_.data() + mark_size + used_;
-    used_ += size;
-    return at;
+    if (char *at = place(&xdrs_, size))
+        return at;
+    return may_add(size) && flush(false) ? place(&xdrs_, size) : nullptr;
 }
 
 bool RecordWriter::put(const char *bytes, std::size_t size)
@@ -321,11 +333,10 @@ bool RecordWriter::put(const char *bytes, std::size_t size)
     if (!may_add(size))
         return false;
     while (size > 0) {
-        if (used_ == chunk_size && !flush(false))
+        if (xdrs_.x_handy == 0 && !flush(false))
             return false;
-        const std::size_t part = std::min(size, chunk_size - used_);
-        std::memcpy(chunk_.data() + mark_size + used_, bytes, part);
-        used_ += part;
+        const std::size_t part = std::min<std::size_t>(size, xdrs_.x_handy);
+        std::memcpy(place(&xdrs_, part), bytes, part);
         bytes += part;
         size -= part;
     }
@@ -335,11 +346,11 @@ bool RecordWriter::put(const char *bytes, std::size_t size)
 // Sends the content of the chunk as one fragment.
 bool RecordWriter::flush(bool last)
 {
-    put_mark(chunk_.data(), used_, last);
+    put_mark(chunk_.data(), used(), last);
     const char *from = chunk_.data();
-    std::size_t left = mark_size + used_;
-    sent_ += used_;
-    used_ = 0;
+    std::size_t left = mark_size + used();
+    sent_ += used();
+    begin_chunk();
     while (left > 0) {
         ssize_t sent = -1;
         if (!queue_ || queue_->empty())

@@ -74,7 +74,7 @@ struct Message {
     char *bytes() const { return block.data() + begin; }
     // Its first word, the RPC transaction id; 0 when the message is too short.
     std::uint32_t id() const;
-    // Makes an XDR stream of the message, marked so that decoders know where the record ends.
+    // Makes an XDR stream of the message.
     void open(XDR &xdrs) const;
 };
 
@@ -156,6 +156,8 @@ private:
     friend struct WriterOperations;
     bool may_add(std::size_t size);
     char *room(std::size_t size);
+    std::size_t used() const;
+    void begin_chunk();
     bool put(const char *bytes, std::size_t size);
     bool flush(bool last);
 
@@ -164,7 +166,6 @@ private:
     Block &chunk_;
     SendBuffer *queue_;
     Time deadline_;
-    std::size_t used_;
     std::size_t sent_ = 0; // bytes in earlier fragments
     bool begun_ = false;
     int error_ = 0;
