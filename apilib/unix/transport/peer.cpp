@@ -27,41 +27,62 @@ Peer by_owner(unsigned owner, unsigned long inode)
     return owner == 0 || owner == geteuid() ? Peer::trusted : Peer::other_user;
 }
 
-// Asks the kernel for the owner of the socket at `local` that is connected to `remote`.
-Peer ask_kernel(int kernel, const sockaddr_in &local, const sockaddr_in &remote)
+// The kernel's socket diagnostics.
+class Diagnostics
 {
-    struct {
-        nlmsghdr header;
-        inet_diag_req_v2 request;
-    } question{};
-    question.header.nlmsg_len = sizeof question;
-    question.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
-    question.header.nlmsg_flags = NLM_F_REQUEST;
-    question.request.sdiag_family = AF_INET;
-    question.request.sdiag_protocol = IPPROTO_TCP;
-    question.request.idiag_states = ~0U;
-    inet_diag_sockid &id = question.request.id;
-    id.idiag_sport = local.sin_port;
-    id.idiag_dport = remote.sin_port;
-    id.idiag_src[0] = local.sin_addr.s_addr;
-    id.idiag_dst[0] = remote.sin_addr.s_addr;
-    id.idiag_cookie[0] = id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
+public:
+    Diagnostics() : kernel_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG)) {}
+    ~Diagnostics()
+    {
+        if (kernel_ >= 0)
+            close(kernel_);
+    }
+    Diagnostics(const Diagnostics &) = delete;
+    Diagnostics &operator=(const Diagnostics &) = delete;
 
-    alignas(nlmsghdr) char answer[1024];
-    if (send(kernel, &question, sizeof question, 0) != sizeof question)
-        return Peer::unknown;
-    const ssize_t got = recv(kernel, answer, sizeof answer, 0);
-    const auto *header = reinterpret_cast<const nlmsghdr *>(answer);
-    if (got < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(inet_diag_msg))) ||
-        header->nlmsg_type != SOCK_DIAG_BY_FAMILY)
-        return Peer::other_machine;
-    inet_diag_msg found;
-    std::memcpy(&found, answer + NLMSG_HDRLEN, sizeof found);
-    // When no socket is connected so, the kernel may name one that listens at `local`.
-    if (found.id.idiag_dport != remote.sin_port)
-        return Peer::other_machine;
-    return by_owner(found.idiag_uid, found.idiag_inode);
-}
+    bool open() const { return kernel_ >= 0; }
+
+    // Returns whose socket is at `local`: with a port in `remote` that which is connected to it,
+    // else that which listens. Peer::other_machine when the kernel finds none, or answers no
+    // questions.
+    Peer owner(const sockaddr_in &local, const sockaddr_in &remote) const
+    {
+        struct {
+            nlmsghdr header;
+            inet_diag_req_v2 request;
+        } question{};
+        question.header.nlmsg_len = sizeof question;
+        question.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+        question.header.nlmsg_flags = NLM_F_REQUEST;
+        question.request.sdiag_family = AF_INET;
+        question.request.sdiag_protocol = IPPROTO_TCP;
+        question.request.idiag_states = ~0U;
+        inet_diag_sockid &id = question.request.id;
+        id.idiag_sport = local.sin_port;
+        id.idiag_dport = remote.sin_port;
+        id.idiag_src[0] = local.sin_addr.s_addr;
+        id.idiag_dst[0] = remote.sin_addr.s_addr;
+        id.idiag_cookie[0] = id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
+
+        alignas(nlmsghdr) char answer[1024];
+        if (!open() || send(kernel_, &question, sizeof question, 0) != sizeof question)
+            return Peer::other_machine;
+        const ssize_t got = recv(kernel_, answer, sizeof answer, 0);
+        const auto *header = reinterpret_cast<const nlmsghdr *>(answer);
+        if (got < static_cast<ssize_t>(NLMSG_LENGTH(sizeof(inet_diag_msg))) ||
+            header->nlmsg_type != SOCK_DIAG_BY_FAMILY)
+            return Peer::other_machine;
+        inet_diag_msg found;
+        std::memcpy(&found, answer + NLMSG_HDRLEN, sizeof found);
+        // When no socket is connected so, the kernel may name one that listens at `local`.
+        if (found.id.idiag_sport != local.sin_port || found.id.idiag_dport != remote.sin_port)
+            return Peer::other_machine;
+        return by_owner(found.idiag_uid, found.idiag_inode);
+    }
+
+private:
+    int kernel_;
+};
 
 // Looks for a socket in a table of /proc/net, whose lines name both ends as in `ends`.
 Peer find_owner(const char *table, const char *ends)
@@ -106,15 +127,14 @@ Peer read_tables(const sockaddr_in &local, const sockaddr_in &remote)
 
 Peer find_peer(const sockaddr_in &here, const sockaddr_in &peer)
 {
-    const int kernel = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
-    if (kernel < 0 && (errno == EMFILE || errno == ENFILE))
+    const Diagnostics kernel;
+    if (!kernel.open() && (errno == EMFILE || errno == ENFILE))
         return Peer::unknown;
-    // A kernel with socket diagnostics finds our own end of the connection.
-    const bool answers = kernel >= 0 && ask_kernel(kernel, here, peer) == Peer::trusted;
-    const Peer found = answers ? ask_kernel(kernel, peer, here) : read_tables(peer, here);
-    if (kernel >= 0)
-        close(kernel);
-    return found;
+    const Peer found = kernel.owner(peer, here);
+    // A kernel with socket diagnostics finds our own end of the connection in any case.
+    return found != Peer::other_machine || kernel.owner(here, peer) == Peer::trusted
+               ? found
+               : read_tables(peer, here);
 }
 
 // Returns whether an address is this machine's: a socket can be bound to such an address only.
@@ -165,7 +185,7 @@ void count_owners(const char *table, const sockaddr_in &at, unsigned state, int 
 }
 
 // Returns whether the address has sockets, and all belong to root or our own user.
-bool is_trusted(const char *table, const char *table6, const sockaddr_in &at, unsigned state)
+bool all_trusted(const char *table, const char *table6, const sockaddr_in &at, unsigned state)
 {
     int trusted = 0, others = 0;
     count_owners(table, at, state, trusted, others);
@@ -173,11 +193,22 @@ bool is_trusted(const char *table, const char *table6, const sockaddr_in &at, un
     return trusted > 0 && others == 0;
 }
 
+// Returns whether root or our own user listens at the address. All that listen at one address and
+// port are of one user, whom the kernel, which has to look through all sockets for its tables,
+// finds at once.
+bool trusted_listens(const sockaddr_in &service)
+{
+    const Peer found = Diagnostics().owner(service, {});
+    return found == Peer::other_machine
+               ? all_trusted("/proc/net/tcp", "/proc/net/tcp6", service, listens)
+               : found == Peer::trusted;
+}
+
 } // namespace
 
 bool transport_trusts(const sockaddr_in &sender)
 {
-    return is_trusted("/proc/net/udp", "/proc/net/udp6", sender, any_state) &&
+    return all_trusted("/proc/net/udp", "/proc/net/udp6", sender, any_state) &&
            is_ours(sender.sin_addr);
 }
 
@@ -193,8 +224,7 @@ Callee identify_callee(int descriptor, const sockaddr_in &service)
     case Peer::other_machine:
         return Callee::trusted;
     case Peer::disconnected:
-        return is_trusted("/proc/net/tcp", "/proc/net/tcp6", service, listens) ? Callee::unproven
-                                                                               : Callee::refused;
+        return trusted_listens(service) ? Callee::unproven : Callee::refused;
     default:
         return Callee::refused;
     }
