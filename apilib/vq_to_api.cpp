@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"
 
 namespace
@@ -12,8 +13,8 @@ namespace
 
 void empty_reply(SVCXPRT *transport)
 {
-    if (!svc_sendreply(transport, velt::routine<void>(), nullptr))
-        svcerr_systemerr(transport);
+    if (!velt::send_result(transport, velt::routine<void>(), nullptr))
+        velt::send_error(transport, SYSTEM_ERR);
 }
 
 template <class Arg>
@@ -22,7 +23,7 @@ void serve(svc_req *request, SVCXPRT *transport, void *(*handler)(Arg *, svc_req
     Arg argument{};
     if (!svc_getargs(transport, velt::routine<Arg>(), reinterpret_cast<char *>(&argument))) {
         velt::free_decoded(argument);
-        svcerr_decode(transport);
+        velt::send_error(transport, GARBAGE_ARGS);
         return;
     }
     if (handler(&argument, request))
@@ -54,6 +55,6 @@ void vq_api_prog_1(svc_req *request, SVCXPRT *transport)
         break;
 #include "velt/tables/callbacks.def"
     default:
-        svcerr_noproc(transport);
+        velt::send_error(transport, PROC_UNAVAIL);
     }
 }

@@ -23,7 +23,8 @@ configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/VeltConfig.cmake.in
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/VeltConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(EXPORT velt-targets NAMESPACE Velt:: DESTINATION ${package_dir})
-install(FILES ${CMAKE_CURRENT_LIST_DIR}/VeltResources.cmake ${PROJECT_BINARY_DIR}/VeltConfig.cmake ${PROJECT_BINARY_DIR}/VeltConfigVersion.cmake
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/VeltResources.cmake ${CMAKE_CURRENT_LIST_DIR}/VeltTirpc.cmake
+  ${PROJECT_BINARY_DIR}/VeltConfig.cmake ${PROJECT_BINARY_DIR}/VeltConfigVersion.cmake
   DESTINATION ${package_dir})
 
 # velt_pkgconfig(NAME DESCRIPTION REQUIRES): NAME.pc, which finds its tree from where it stands.

@@ -20,6 +20,7 @@ endmacro()
 
 velt_need(PkgConfig pkg-config)
 velt_need(libtirpc libtirpc-dev AS TIRPC)
+include(${CMAKE_CURRENT_LIST_DIR}/VeltTirpc.cmake)
 
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
@@ -67,6 +68,8 @@ function(velt_library name folder)
     foreach(lib ${ARG_LINK})
       if(TARGET ${lib}-${kind})
         target_link_libraries(${name}-${kind} PUBLIC ${lib}-${kind})
+      elseif(lib STREQUAL PkgConfig::TIRPC AND kind STREQUAL static)
+        target_link_libraries(${name}-${kind} PUBLIC Velt::tirpc-static)
       else()
         target_link_libraries(${name}-${kind} PUBLIC ${lib})
         target_link_libraries(${name}-objects PUBLIC ${lib})

@@ -48,6 +48,18 @@ TEST(SessionPortMapper, ARegistrationStaysUntilItIsRemoved)
     EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40001));
 }
 
+TEST(SessionPortMapper, IsConnectedToAgainWhenAKeptConnectionHasEnded)
+{
+    const KeptMapper kept;
+    {
+        const MapperProcess first;
+        EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000));
+    }
+    const MapperProcess second;
+    EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40001));
+    EXPECT_EQ(port_of(program), 40001);
+}
+
 // The library asks this machine's for what is on this machine, and no other.
 TEST(SessionPortMapper, IsOfThisMachine)
 {

@@ -33,14 +33,50 @@ void un_portmap()
     session.myprog = 0;
 }
 
-} // namespace velt
-
-using velt::session;
-
 namespace
 {
 
 constexpr IntT no_host_process = -223;
+
+// Lets a machine call the service from all of its addresses, of which `first` is known already.
+void allow_machine(const char *name, in_addr_t first)
+{
+    transport_allow(session.client_transp, first);
+    const hostent *found = gethostbyname(name);
+    for (int i = 1; found && found->h_addrtype == AF_INET && found->h_addr_list[i - 1]; i++) {
+        in_addr_t address;
+        std::memcpy(&address, found->h_addr_list[i - 1], sizeof address);
+        transport_allow(session.client_transp, address);
+    }
+}
+
+// Returns whether the name is this machine's and the session is confined to it: then the loopback
+// address is meant.
+bool is_this_session(const char *name)
+{
+    char here[sizeof session.myname] = "";
+    return session_has_mapper() && gethostname(here, sizeof here - 1) == 0 && strEqual(name, here);
+}
+
+void dispatch(void *, svc_req *request, SVCXPRT *connection)
+{
+    vq_api_prog_1(request, connection);
+}
+
+void report_stranger(void *, const char *what)
+{
+    V_ApiErr(what);
+}
+
+// Reports a service of another user separately, because the message of the failure that follows is
+// the same for all causes.
+void tell_refusal(const char *what)
+{
+    if (rpc_createerr.cf_stat == RPC_SYSTEMERROR && rpc_createerr.cf_error.re_errno == EACCES)
+        V_ApiErr(what);
+}
+
+} // namespace
 
 bool strEqual(const char *a, const char *b)
 {
@@ -52,33 +88,12 @@ const char *thishost()
 {
     // A session with its own port mapper is confined to this machine, whatever the machine's name
     // is.
-    if (velt::session_has_mapper())
+    if (session_has_mapper())
         return "localhost";
     static char h[256];
     if (!h[0])
         gethostname(h, sizeof h - 1);
     return h;
-}
-
-// Lets a machine call the service from all of its addresses, of which `first` is known already.
-void allow_machine(const char *name, in_addr_t first)
-{
-    velt::transport_allow(session.client_transp, first);
-    const hostent *found = gethostbyname(name);
-    for (int i = 1; found && found->h_addrtype == AF_INET && found->h_addr_list[i - 1]; i++) {
-        in_addr_t address;
-        std::memcpy(&address, found->h_addr_list[i - 1], sizeof address);
-        velt::transport_allow(session.client_transp, address);
-    }
-}
-
-// Returns whether the name is this machine's and the session is confined to it: then the loopback
-// address is meant.
-bool is_this_session(const char *name)
-{
-    char here[sizeof session.myname] = "";
-    return velt::session_has_mapper() && gethostname(here, sizeof here - 1) == 0 &&
-           strEqual(name, here);
 }
 
 int hostnameToRealAddr(const char *name, sockaddr_in *address)
@@ -99,40 +114,11 @@ int hostnameToRealAddr(const char *name, sockaddr_in *address)
     return 0;
 }
 
-// A machine's address in dotted decimal; all zero when it has none.
-StringT host_ntoa(const char *name)
-{
-    static char ha[INET_ADDRSTRLEN];
-    sockaddr_in address;
-    if (hostnameToRealAddr(name, &address) != 0)
-        address = {};
-    inet_ntop(AF_INET, &address.sin_addr, ha, sizeof ha);
-    return ha;
-}
-
-void dispatch(void *, svc_req *request, SVCXPRT *connection)
-{
-    vq_api_prog_1(request, connection);
-}
-
-void report_stranger(void *, const char *what)
-{
-    V_ApiErr(what);
-}
-
 timeval get_VA_TimeOut()
 {
     if (VA_TimeOut.seconds == 0 && VA_TimeOut.microseconds == 0)
         VA_TimeOut.seconds = 604800;
     return {VA_TimeOut.seconds, VA_TimeOut.microseconds};
-}
-
-// Reports a service of another user separately, because the message of the failure that follows is
-// the same for all causes.
-void tell_refusal(const char *what)
-{
-    if (rpc_createerr.cf_stat == RPC_SYSTEMERROR && rpc_createerr.cf_error.re_errno == EACCES)
-        V_ApiErr(what);
 }
 
 const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, IntT hispid,
@@ -144,15 +130,16 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
     session.hisvers = hisvers;
     session.hispid = hispid;
 
-    velt::mapper_unset(myprog, myvers);
+    const KeptMapper mapper;
+    mapper_unset(myprog, myvers);
     session.client_transp =
-        velt::transport_listen({dispatch, report_stranger, nullptr, nullptr},
-                               velt::session_has_mapper() ? htonl(INADDR_LOOPBACK) : INADDR_ANY);
+        transport_listen({dispatch, report_stranger, nullptr, nullptr},
+                         session_has_mapper() ? htonl(INADDR_LOOPBACK) : INADDR_ANY);
     if (!session.client_transp)
         return "unable to create TCP service";
-    velt::transport_set_program(session.client_transp, myprog, myvers);
+    transport_set_program(session.client_transp, myprog, myvers);
     rpc_createerr = {};
-    if (!velt::mapper_set(myprog, myvers, IPPROTO_TCP, session.client_transp->xp_port)) {
+    if (!mapper_set(myprog, myvers, IPPROTO_TCP, session.client_transp->xp_port)) {
         tell_refusal("the session's port mapper is another user's");
         return "unable to register TCP client).";
     }
@@ -168,11 +155,11 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
         if (hostName)
             allow_machine(hostName, host.sin_addr.s_addr);
     }
-    session.host_start = session.hispid < 1 ? 0 : velt::start_of(session.hispid);
+    session.host_start = session.hispid < 1 ? 0 : start_of(session.hispid);
 
     session.client_socket = -1;
     timeval limit = get_VA_TimeOut();
-    velt_client = velt::transport_connect(host, hisprog, hisvers, limit);
+    velt_client = transport_connect(host, hisprog, hisvers, limit);
     if (!velt_client) {
         tell_refusal("the host's program is another user's");
         return "unable to create TCP client";
@@ -184,68 +171,13 @@ const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, Int
     IntT pid = getpid();
     if (!Vapivq_InitAck(&pid))
         return "unable to make initial contact";
-    velt::transport_watch_end(velt_client);
+    transport_watch_end(velt_client);
     return nullptr;
 }
 
-// One call to the session's program over UDP; true when it succeeded.
-bool apiLocalCall(const char *hostName, UIntT program, rpcproc_t procedure, xdrproc_t encode,
-                  void *argument, xdrproc_t decode, void *result)
-{
-    sockaddr_in address;
-    if (hostnameToRealAddr(hostName, &address) != 0)
-        return false;
-    timeval limit = {VA_TimeOut.seconds, VA_TimeOut.microseconds};
-    // The RPC library neither asks the session's port mapper nor checks the owner of a program.
-    address.sin_port =
-        htons(velt::mapper_find(address, program, VQ_RPC_SESSION_VERSION, IPPROTO_UDP, limit));
-    if (address.sin_port == 0)
-        return false;
-    if (!velt::transport_may_send(address)) {
-        V_ApiErr("the session's program is another user's");
-        return false;
-    }
-    int socket = RPC_ANYSOCK;
-    CLIENT *client = clntudp_create(&address, program, VQ_RPC_SESSION_VERSION, limit, &socket);
-    if (!client)
-        return false;
-    bool done = clnt_call(client, procedure, encode, static_cast<char *>(argument), decode,
-                          static_cast<char *>(result), limit) == RPC_SUCCESS;
-    // The handle opened the socket and closes it.
-    clnt_destroy(client);
-    return done;
-}
+} // namespace velt
 
-IntT connect_to_session(const char *name, const char *hostName, UIntT program)
-{
-    if (strEqual(hostName, nullptr))
-        hostName = thishost();
-    auto nothing = velt::routine<void>();
-    if (!apiLocalCall(hostName, program, NULLPROC, nothing, nullptr, nothing, nullptr))
-        return V_error_no_session;
-
-    VqRpcApiConnectArgT request = {getpid(), host_ntoa(thishost()), const_cast<StringT>(name)};
-    VqRpcApiConnectReturnT answer = {};
-    IntT result = V_error_not_joined;
-    if (apiLocalCall(hostName, program, VQ_RPC_SESSION_CONNECT,
-                     velt::routine<VqRpcApiConnectArgT>(), &request,
-                     velt::routine<VqRpcApiConnectReturnT>(), &answer))
-        result = answer.status;
-    if (result == 0) {
-        // An earlier session, if any, ends here.
-        V_ApiShutDown();
-        if (hookup(static_cast<UIntT>(answer.myprog), static_cast<UIntT>(answer.myvers),
-                   static_cast<UIntT>(answer.hisprog), static_cast<UIntT>(answer.hisvers),
-                   answer.hispid, answer.hostName))
-            result = V_error_no_connection;
-        else
-            velt::call_fd_func();
-    }
-    velt::free_decoded(answer);
-    return result;
-}
-
-} // namespace
+using velt::session;
 
 void V_ApiErr(const char *message)
 {
@@ -279,8 +211,8 @@ const char *V_ApiStartUp(V_FdFuncT fdFunc)
     }
 
     const char *failure =
-        hookup(static_cast<UIntT>(myprog), static_cast<UIntT>(myvers), static_cast<UIntT>(hisprog),
-               static_cast<UIntT>(hisvers), hispid, nullptr);
+        velt::hookup(static_cast<UIntT>(myprog), static_cast<UIntT>(myvers),
+                     static_cast<UIntT>(hisprog), static_cast<UIntT>(hisvers), hispid, nullptr);
     if (!failure)
         velt::call_fd_func();
     return failure;
@@ -314,13 +246,4 @@ IntT V_ApiRun(int, char **)
         V_ApiService(nullptr);
     V_ApiShutDown();
     return 0;
-}
-
-IntT V_ApiConnectToSession(const char *name, const char *hostName, UIntT program)
-{
-    velt::fill_standard_descriptors();
-    get_VA_TimeOut();
-    VA_bailout = 0;
-    VA_errno = connect_to_session(name, hostName, program);
-    return VA_errno;
 }

@@ -32,10 +32,15 @@ V_FdFuncT fd_func;
 V_FdFuncT notified; // the watcher that is being called
 UIntT old_svc_fds;
 
-// The services that the client itself has registered with the RPC library.
+// The services that the client itself has registered with the RPC library. A client that is linked
+// with the library's archive and registers none has no part of it that serves.
+#pragma weak svc_fdset
+#pragma weak svc_getreq_poll
+
 UIntT foreign_services()
 {
-    return static_cast<UIntT>(svc_fdset.fds_bits[0]) & ~velt::transport_mask();
+    const fd_set *all = &svc_fdset;
+    return all ? static_cast<UIntT>(all->fds_bits[0]) & ~velt::transport_mask() : 0;
 }
 
 void end_without_host()
@@ -57,7 +62,7 @@ void turn_over()
 template <class Callback>
 void *handle(svc_req *request, Callback callback)
 {
-    svc_sendreply(request->rq_xprt, velt::routine<void>(), nullptr);
+    velt::send_result(request->rq_xprt, velt::routine<void>(), nullptr);
     if (turn_over_needed) {
         V_ApiErr(nest_msg);
         return nullptr;

@@ -25,6 +25,18 @@ extern Session session;
 // Removes the client's registration with the port mapper, once.
 void un_portmap();
 
+// A null name counts as the empty one.
+bool strEqual(const char *a, const char *b);
+// This machine's name.
+const char *thishost();
+// Fills an address without a port; 0, or -1 for a name that is not known.
+int hostnameToRealAddr(const char *name, sockaddr_in *address);
+// The time limit of a call to the host.
+timeval get_VA_TimeOut();
+// Opens the session; null, or why that failed.
+const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, IntT hispid,
+                   const char *hostName);
+
 // Tells the descriptor watcher which descriptors were added or removed.
 void call_fd_func();
 

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
@@ -41,31 +42,54 @@ int session_mapper()
                : 0;
 }
 
-template <class Argument, class Result>
-clnt_stat ask(CLIENT *mapper, rpcproc_t procedure, bool_t (*encode)(XDR *, Argument *),
-              Argument argument, bool_t (*decode)(XDR *, Result *), Result *result, Time deadline)
+// The connection that KeptMapper keeps.
+int keepers;
+CLIENT *kept;
+
+// Calls the port mapper to which `connect` connects; false with rpc_createerr set when it does not
+// answer, to `failure` when it was reached.
+template <class Connect, class Argument, class Result>
+bool ask(Connect connect, bool may_keep, rpcproc_t procedure, bool_t (*encode)(XDR *, Argument *),
+         Argument argument, bool_t (*decode)(XDR *, Result *), Result *result, clnt_stat failure,
+         Time deadline)
 {
-    return clnt_call(mapper, procedure, reinterpret_cast<xdrproc_t>(encode),
-                     reinterpret_cast<char *>(&argument), reinterpret_cast<xdrproc_t>(decode),
-                     reinterpret_cast<char *>(result), left_until(deadline));
+    for (;;) {
+        const bool reused = may_keep && kept;
+        CLIENT *mapper = reused ? std::exchange(kept, nullptr) : connect(deadline);
+        if (!mapper)
+            return false;
+        const clnt_stat status =
+            clnt_call(mapper, procedure, reinterpret_cast<xdrproc_t>(encode),
+                      reinterpret_cast<char *>(&argument), reinterpret_cast<xdrproc_t>(decode),
+                      reinterpret_cast<char *>(result), left_until(deadline));
+        if (status == RPC_SUCCESS && may_keep && keepers) {
+            kept = mapper;
+            return true;
+        }
+        if (status != RPC_SUCCESS) {
+            no_client(failure, 0);
+            clnt_geterr(mapper, &rpc_createerr.cf_error);
+        }
+        clnt_destroy(mapper);
+        // A port mapper may end a connection after each answer.
+        if (!reused || (status != RPC_CANTSEND && status != RPC_CANTRECV))
+            return status == RPC_SUCCESS;
+    }
+}
+
+CLIENT *connect_to_session(Time deadline)
+{
+    return connect_to(on_loopback(static_cast<in_port_t>(session_mapper())), PMAPPROG, PMAPVERS,
+                      deadline);
 }
 
 // Calls a procedure of the session's port mapper that registers or unregisters.
 bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
 {
-    const sockaddr_in address = on_loopback(static_cast<in_port_t>(session_mapper()));
-    CLIENT *mapper = connect_to(address, PMAPPROG, PMAPVERS, deadline);
-    if (!mapper)
-        return false;
     bool_t done = FALSE;
-    const clnt_stat status =
-        ask(mapper, procedure, xdr_pmap, registration, xdr_bool, &done, deadline);
-    if (status != RPC_SUCCESS) {
-        no_client(RPC_SYSTEMERROR, 0);
-        clnt_geterr(mapper, &rpc_createerr.cf_error);
-    }
-    clnt_destroy(mapper);
-    return status == RPC_SUCCESS && done;
+    return ask(connect_to_session, true, procedure, xdr_pmap, registration, xdr_bool, &done,
+               RPC_SYSTEMERROR, deadline) &&
+           done;
 }
 
 // Connects to the machine's port mapper through its local socket, which tells it the user of the
@@ -83,18 +107,14 @@ CLIENT *connect_to_machine(Time deadline)
 bool tell_machine(rpcproc_t procedure, rpcprog_t program, rpcvers_t version, unsigned protocol,
                   char *address, Time deadline)
 {
-    CLIENT *mapper = connect_to_machine(deadline);
-    if (!mapper)
-        return false;
     char network[4], owner[16];
     std::snprintf(network, sizeof network, protocol == IPPROTO_UDP ? "udp" : "tcp");
     std::snprintf(owner, sizeof owner, "%u", geteuid());
     bool_t done = FALSE;
-    const clnt_stat status =
-        ask(mapper, procedure, xdr_rpcb, rpcb{program, version, network, address, owner}, xdr_bool,
-            &done, deadline);
-    clnt_destroy(mapper);
-    return status == RPC_SUCCESS && done;
+    return ask(connect_to_machine, true, procedure, xdr_rpcb,
+               rpcb{program, version, network, address, owner}, xdr_bool, &done, RPC_SYSTEMERROR,
+               deadline) &&
+           done;
 }
 
 bool answers(CLIENT *mapper, Time deadline)
@@ -154,21 +174,30 @@ in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version,
 {
     const Time deadline = std::min(after(limit), after_seconds(limits.connect_seconds));
     const bool sessions = session_has_mapper() && is_loopback(machine);
-    machine.sin_port = htons(static_cast<in_port_t>(sessions ? session_mapper() : PMAPPORT));
-    CLIENT *mapper = connect_to(machine, PMAPPROG, PMAPVERS, deadline);
-    if (!mapper)
-        return 0;
+    machine.sin_port = htons(PMAPPORT);
+    const auto connect = [&](Time until) {
+        return sessions ? connect_to_session(until)
+                        : connect_to(machine, PMAPPROG, PMAPVERS, until);
+    };
     u_short port = 0;
-    const clnt_stat status = ask(mapper, PMAPPROC_GETPORT, xdr_pmap,
-                                 pmap{program, version, protocol, 0}, xdr_u_short, &port, deadline);
-    if (status != RPC_SUCCESS) {
-        no_client(RPC_PMAPFAILURE, 0);
-        clnt_geterr(mapper, &rpc_createerr.cf_error);
-    } else if (port == 0) {
+    if (ask(connect, sessions, PMAPPROC_GETPORT, xdr_pmap, pmap{program, version, protocol, 0},
+            xdr_u_short, &port, RPC_PMAPFAILURE, deadline) &&
+        port == 0)
         no_client(RPC_PROGNOTREGISTERED, 0);
-    }
-    clnt_destroy(mapper);
     return port;
+}
+
+KeptMapper::KeptMapper()
+{
+    keepers++;
+}
+
+KeptMapper::~KeptMapper()
+{
+    if (--keepers == 0 && kept) {
+        clnt_destroy(kept);
+        kept = nullptr;
+    }
 }
 
 bool mapper_answers(timeval limit)

@@ -121,7 +121,7 @@ bool_t reply(SVCXPRT *transport, rpc_msg *message)
     if (writer.begun())
         end(to);
     else if (message->rm_reply.rp_stat == MSG_ACCEPTED && message->acpted_rply.ar_stat == SUCCESS)
-        svcerr_systemerr(transport);
+        send_error(transport, SYSTEM_ERR);
     return FALSE;
 }
 
@@ -231,11 +231,11 @@ void dispatch(ServiceConnection &on, const rpc_msg &message)
     request.rq_xprt = &on.handle;
     const Service &to = *on.service;
     if (body.cb_cred.oa_flavor != AUTH_NONE && body.cb_cred.oa_flavor != AUTH_SYS)
-        return svcerr_auth(&on.handle, AUTH_REJECTEDCRED);
+        return send_refusal(&on.handle, AUTH_REJECTEDCRED);
     if (body.cb_prog != to.program)
-        return svcerr_noprog(&on.handle);
+        return send_error(&on.handle, PROG_UNAVAIL);
     if (body.cb_vers != to.version)
-        return svcerr_progvers(&on.handle, to.version, to.version);
+        return send_error(&on.handle, PROG_MISMATCH, to.version);
     on.has_called |= body.cb_proc != NULLPROC;
     to.callbacks.dispatch(to.callbacks.context, &request, &on.handle);
 }
@@ -268,7 +268,45 @@ bool answer(ServiceConnection &on)
     return is_call;
 }
 
+bool send_accepted(SVCXPRT *connection, accepted_reply reply)
+{
+    rpc_msg message{};
+    message.rm_direction = REPLY;
+    message.rm_reply.rp_stat = MSG_ACCEPTED;
+    message.acpted_rply = reply;
+    message.acpted_rply.ar_verf = connection->xp_verf;
+    return SVC_REPLY(connection, &message);
+}
+
 } // namespace
+
+bool send_result(SVCXPRT *connection, xdrproc_t encode, void *result)
+{
+    accepted_reply reply{};
+    reply.ar_stat = SUCCESS;
+    reply.ar_results.where = static_cast<char *>(result);
+    reply.ar_results.proc = encode;
+    return send_accepted(connection, reply);
+}
+
+void send_error(SVCXPRT *connection, accept_stat why, rpcvers_t version)
+{
+    accepted_reply reply{};
+    reply.ar_stat = why;
+    if (why == PROG_MISMATCH)
+        reply.ar_vers.low = reply.ar_vers.high = version;
+    send_accepted(connection, reply);
+}
+
+void send_refusal(SVCXPRT *connection, auth_stat why)
+{
+    rpc_msg message{};
+    message.rm_direction = REPLY;
+    message.rm_reply.rp_stat = MSG_DENIED;
+    message.rjcted_rply.rj_stat = AUTH_ERROR;
+    message.rjcted_rply.rj_why = why;
+    SVC_REPLY(connection, &message);
+}
 
 Service::Service(int fd, const ServiceCallbacks &of)
     : EventSource(EventKind::service, fd), callbacks(of)

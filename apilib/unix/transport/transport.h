@@ -44,6 +44,13 @@ void transport_on_reply(CLIENT *client, void (*replied)(void *context, const rpc
 void transport_watch_end(CLIENT *client);
 bool transport_ended(CLIENT *client);
 
+// Answer the call that is being served: with a result, which returns whether it could be sent; with
+// an error, PROG_MISMATCH naming the one version that there is; with a refusal of the caller's
+// credentials. The RPC library's own routines for this bring all of its security along.
+bool send_result(SVCXPRT *connection, xdrproc_t encode, void *result);
+void send_error(SVCXPRT *connection, accept_stat why, rpcvers_t version = 0);
+void send_refusal(SVCXPRT *connection, auth_stat why);
+
 // The address of a port on the loopback interface; transport_connect looks port 0 up.
 sockaddr_in on_loopback(in_port_t port = 0);
 
@@ -54,6 +61,14 @@ bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port
 bool mapper_unset(rpcprog_t program, rpcvers_t version);
 in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version, unsigned protocol,
                       timeval limit);
+// While one exists, these calls and transport_connect share one connection to the port mapper that
+// registers programs, and do not open one for each.
+struct KeptMapper {
+    KeptMapper();
+    ~KeptMapper();
+    KeptMapper(const KeptMapper &) = delete;
+    KeptMapper &operator=(const KeptMapper &) = delete;
+};
 // Returns whether the machine has a port mapper with which this user may register programs.
 bool mapper_answers(timeval limit);
 
