@@ -148,6 +148,33 @@ inline void put_word(char *to, std::uint32_t word)
     std::memcpy(to, &word, sizeof word);
 }
 
+// Encodes the words of a head; false when the stream has no room.
+template <std::size_t count>
+bool put_words(XDR *xdrs, std::uint32_t (&words)[count])
+{
+    if (char *to = place(xdrs, sizeof words)) {
+        for (std::size_t i = 0; i < count; i++)
+            put_word(to + i * sizeof words[i], words[i]);
+        return true;
+    }
+    for (std::uint32_t &word : words)
+        if (!xdr_u_int(xdrs, &word))
+            return false;
+    return true;
+}
+
+// Decodes the words of a head, if the record has as many.
+template <std::size_t count>
+bool take_words(Rest &rest, std::uint32_t (&words)[count])
+{
+    const char *at = rest.take(sizeof words);
+    for (std::size_t i = 0; at && i < count; i++) {
+        std::memcpy(&words[i], at + i * sizeof words[i], sizeof words[i]);
+        words[i] = ntohl(words[i]);
+    }
+    return at != nullptr;
+}
+
 // Returns whether so many bytes can follow in the stream; true for a stream whose end is not known.
 inline bool may_hold(const XDR *xdrs, std::uint64_t bytes)
 {

@@ -18,6 +18,7 @@
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
 #include "apilib/wire/routines.h"
+#include "apilib/wire/streams.h"
 #include "velt/api.h"
 
 namespace velt
@@ -30,6 +31,7 @@ struct ClientConnection : Connection {
     std::uint32_t program;
     std::uint32_t version;
     std::uint32_t id;
+    AUTH *nobody = nullptr; // the handle's first authenticator, which adds and checks nothing
     rpc_err error{};
     bool limit_set = false;
     timeval limit{};
@@ -74,33 +76,53 @@ ClientConnection &connection_of(CLIENT *client)
     return *static_cast<ClientConnection *>(client->cl_private);
 }
 
-// Decodes the header of a reply and, if an authenticator is given, the results.
+// The head of nearly every reply: accepted, an empty verifier, success. Returns whether it is one,
+// after which come the results.
+bool is_plain_success(XDR *xdrs)
+{
+    Rest rest(xdrs);
+    enum { id, direction, status, verifier, verifier_size, outcome, words };
+    UIntT head[words];
+    if (!take_words(rest, head) || head[direction] != REPLY || head[status] != MSG_ACCEPTED ||
+        head[verifier_size] != 0 || head[outcome] != SUCCESS)
+        return false;
+    rest.put_back(xdrs);
+    return true;
+}
+
+// Decodes the header of a reply and, with a routine for them, the results. Without an authenticator
+// none are checked.
 void decode_reply(const Message &record, AUTH *auth, xdrproc_t decode, void *result, rpc_err *error)
 {
     XDR xdrs;
     record.open(xdrs);
+    *error = {};
     rpc_msg message{};
     message.acpted_rply.ar_results.proc = routine<void>();
-    *error = {};
-    error->re_errno = record.cut ? EMSGSIZE : 0;
-    if (!record.cut && xdr_replymsg(&xdrs, &message))
-        _seterr_reply(&message, error);
-    else
+    if (record.cut) {
         error->re_status = RPC_CANTDECODERES;
-    if (error->re_status == RPC_SUCCESS && auth) {
-        if (!AUTH_VALIDATE(auth, &message.acpted_rply.ar_verf)) {
-            error->re_status = RPC_AUTHERROR;
-            error->re_why = AUTH_INVALIDRESP;
-        } else if (decode && !AUTH_UNWRAP(auth, &xdrs, decode, static_cast<char *>(result))) {
-            error->re_status = RPC_CANTDECODERES;
-        }
+        error->re_errno = EMSGSIZE;
+    } else if (!auth && is_plain_success(&xdrs)) {
+        error->re_status = RPC_SUCCESS;
+    } else if (xdr_replymsg(&xdrs, &message)) {
+        _seterr_reply(&message, error);
+    } else {
+        error->re_status = RPC_CANTDECODERES;
     }
+    if (error->re_status == RPC_SUCCESS && auth &&
+        !AUTH_VALIDATE(auth, &message.acpted_rply.ar_verf)) {
+        error->re_status = RPC_AUTHERROR;
+        error->re_why = AUTH_INVALIDRESP;
+    }
+    if (error->re_status == RPC_SUCCESS && decode &&
+        !(auth ? AUTH_UNWRAP(auth, &xdrs, decode, static_cast<char *>(result))
+               : (*decode)(&xdrs, result)))
+        error->re_status = RPC_CANTDECODERES;
     if (message.rm_reply.rp_stat == MSG_ACCEPTED && message.acpted_rply.ar_verf.oa_base) {
         XDR freeing{};
         freeing.x_op = XDR_FREE;
         xdr_opaque_auth(&freeing, &message.acpted_rply.ar_verf);
     }
-    xdr_destroy(&xdrs);
 }
 
 clnt_stat ClientConnection::send(AUTH *auth, rpcproc_t procedure, xdrproc_t encode, void *argument,
@@ -108,17 +130,16 @@ clnt_stat ClientConnection::send(AUTH *auth, rpcproc_t procedure, xdrproc_t enco
 {
     RecordWriter writer(descriptor, chunk, replied ? &out : nullptr, until);
     id++;
-    long head[] = {static_cast<long>(id),
-                   CALL,
-                   RPC_MSG_VERSION,
-                   static_cast<long>(program),
-                   static_cast<long>(version),
-                   static_cast<long>(procedure)};
-    bool encoded = true;
-    for (const long &word : head)
-        encoded = encoded && XDR_PUTLONG(writer.xdrs(), &word);
-    encoded = encoded && AUTH_MARSHALL(auth, writer.xdrs()) &&
-              AUTH_WRAP(auth, writer.xdrs(), encode, static_cast<char *>(argument));
+    UIntT head[] = {id, CALL, RPC_MSG_VERSION, program, version, static_cast<UIntT>(procedure)};
+    // No credentials and no verifier are four words of zero.
+    UIntT no_authentication[] = {AUTH_NONE, 0, AUTH_NONE, 0};
+    bool encoded = put_words(writer.xdrs(), head);
+    if (auth == nobody)
+        encoded = encoded && put_words(writer.xdrs(), no_authentication) &&
+                  (*encode)(writer.xdrs(), argument);
+    else
+        encoded = encoded && AUTH_MARSHALL(auth, writer.xdrs()) &&
+                  AUTH_WRAP(auth, writer.xdrs(), encode, static_cast<char *>(argument));
     if (encoded && writer.finish()) {
         if (replied)
             update_deadline();
@@ -180,7 +201,7 @@ clnt_stat ClientConnection::receive(AUTH *auth, xdrproc_t decode, void *result, 
         // A reply to an earlier call that timed out is discarded.
         const bool ours = record.id() == id;
         if (ours)
-            decode_reply(record, auth, decode, result, &error);
+            decode_reply(record, auth == nobody ? nullptr : auth, decode, result, &error);
         in.give_back(std::move(record));
         if (ours)
             return error.re_status;
@@ -329,7 +350,7 @@ CLIENT *make_client(int fd, const sockaddr_in &address, rpcprog_t program, rpcve
         close(fd);
         return no_client(RPC_SYSTEMERROR, ENOMEM);
     }
-    handle->cl_auth = nobody;
+    made->nobody = handle->cl_auth = nobody;
     handle->cl_ops = &operations;
     handle->cl_private = made;
     return handle;

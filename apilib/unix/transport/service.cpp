@@ -13,6 +13,7 @@
 
 #include "apilib/unix/transport/connection.h"
 #include "apilib/unix/transport/limits.h"
+#include "apilib/wire/streams.h"
 #include "velt/api.h"
 
 namespace velt
@@ -103,6 +104,19 @@ bool_t free_arguments(SVCXPRT *, xdrproc_t decode, void *arguments)
     return (*decode)(&xdrs, arguments);
 }
 
+// Nearly every reply is accepted, has an empty verifier and a result.
+bool encode_reply(XDR *xdrs, rpc_msg &message)
+{
+    accepted_reply &accepted = message.acpted_rply;
+    if (message.rm_reply.rp_stat != MSG_ACCEPTED || accepted.ar_stat != SUCCESS ||
+        accepted.ar_verf.oa_length != 0)
+        return xdr_replymsg(xdrs, &message) != 0;
+    UIntT head[] = {
+        message.rm_xid, REPLY, MSG_ACCEPTED, static_cast<UIntT>(accepted.ar_verf.oa_flavor), 0,
+        SUCCESS};
+    return put_words(xdrs, head) && (*accepted.ar_results.proc)(xdrs, accepted.ar_results.where);
+}
+
 bool_t reply(SVCXPRT *transport, rpc_msg *message)
 {
     ServiceConnection &to = connection_of(transport);
@@ -111,7 +125,7 @@ bool_t reply(SVCXPRT *transport, rpc_msg *message)
     RecordWriter writer(to.descriptor, to.chunk, &to.out, never);
     message->rm_xid = to.call->id;
     message->rm_direction = REPLY;
-    if (xdr_replymsg(writer.xdrs(), message) && writer.finish()) {
+    if (encode_reply(writer.xdrs(), *message) && writer.finish()) {
         to.call->answered = true;
         to.update_deadline();
         return TRUE;
@@ -240,6 +254,38 @@ void dispatch(ServiceConnection &on, const rpc_msg &message)
     to.callbacks.dispatch(to.callbacks.context, &request, &on.handle);
 }
 
+// Decodes the head of a call; that of nearly every one has neither credentials nor a verifier.
+bool decode_call(XDR *xdrs, rpc_msg &message)
+{
+    Rest rest(xdrs);
+    enum {
+        id,
+        direction,
+        rpc_version,
+        program,
+        version,
+        procedure,
+        credentials,
+        size,
+        verifier,
+        verifier_size,
+        words
+    };
+    UIntT head[words];
+    if (!take_words(rest, head) || head[direction] != CALL ||
+        head[rpc_version] != RPC_MSG_VERSION || head[size] != 0 || head[verifier_size] != 0)
+        return xdr_callmsg(xdrs, &message) != 0;
+    rest.put_back(xdrs);
+    message.rm_xid = head[id];
+    call_body &body = message.rm_call;
+    body.cb_prog = head[program];
+    body.cb_vers = head[version];
+    body.cb_proc = head[procedure];
+    body.cb_cred.oa_flavor = static_cast<enum_t>(head[credentials]);
+    body.cb_verf.oa_flavor = static_cast<enum_t>(head[verifier]);
+    return true;
+}
+
 // Answers the next call; false when the peer has sent something else.
 bool answer(ServiceConnection &on)
 {
@@ -253,7 +299,7 @@ bool answer(ServiceConnection &on)
     message.rm_call.cb_verf.oa_base = verifier;
     Call call;
     record.open(call.arguments);
-    const bool is_call = xdr_callmsg(&call.arguments, &message) != 0;
+    const bool is_call = decode_call(&call.arguments, message);
     if (is_call) {
         call.id = message.rm_xid;
         call.outer = on.call;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <climits>
 #include <new>
@@ -254,9 +255,8 @@ int transport_wait(UIntT *others, int milliseconds)
             nearest = std::min(nearest, each->deadline);
         }
         const std::size_t ours = poll_set->count;
-        for (int fd = 0; fd < mask_bits; fd++)
-            if (wanted & 1U << fd)
-                poll_set->add(fd, POLLIN);
+        for (UIntT bits = wanted; bits; bits &= bits - 1)
+            poll_set->add(std::countr_zero(bits), POLLIN);
 
         const std::size_t theirs = poll_set->count;
         const Time left = ready ? 0 : std::max<Time>(nearest - time, 0);
