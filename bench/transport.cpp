@@ -53,7 +53,7 @@ void small_call(benchmark::State &state)
 try {
     const OneProcessor one;
     against_stock(state, 500, [](const Echo &echo) { echo.get_int(); });
-    state.counters[counter::goal] = 0.9;
+    state.counters[counter::goal] = 0.85;
 } catch (const std::exception &error) {
     state.SkipWithError(error.what());
 }
@@ -82,7 +82,7 @@ try {
         },
         [&] { return timed(500, [&](std::size_t) { own.get_int(); }); });
     close(fd);
-    state.counters[counter::goal] = 1.15;
+    state.counters[counter::goal] = 1.08;
 } catch (const std::exception &error) {
     state.SkipWithError(error.what());
 }
