@@ -268,8 +268,8 @@ void detach()
 
     child.start(arguments.client, offered.text());
     while (!child.status()) {
-        relay.serve(child.signals());
-        child.serve();
+        if (relay.serve(child.signals()))
+            child.serve();
     }
     relay.finish();
     // What a client did after its host was gone is nothing that a host sees.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <poll.h>
 
 #include <functional>
 #include <list>
@@ -13,8 +14,6 @@
 #include "apilib/unix/transport/record.h"
 #include "common/descriptor.h"
 #include "velt/scalars.h"
-
-struct pollfd;
 
 namespace velt::vqrecord
 {
@@ -55,8 +54,9 @@ public:
     // Listens for the calls of a route, on this machine only or on all of its addresses, and
     // returns the port. Throws std::system_error.
     in_port_t listen(const Route &route, bool loopback);
-    // Waits until something comes, here or on the other descriptor, and passes it on.
-    void serve(int other);
+    // Waits until something comes, here or on the other descriptor, and passes it on. Returns
+    // whether something has come there.
+    bool serve(int other);
     // Passes on what has come already, without waiting for more.
     void finish();
 
@@ -68,6 +68,7 @@ private:
         SendBuffer out;
         bool ended = false; // nothing more comes from it
         bool shut = false;  // nothing more is sent to it
+        unsigned slow = 0;  // so many more of its messages are not expected at once
     };
     struct Tunnel {
         Route route;
@@ -82,7 +83,15 @@ private:
         in_port_t port = 0; // of what stands behind it, once that is known
     };
 
+    // What poll() waits for at one end, and where that goes.
+    struct Watched {
+        Tunnel *tunnel;
+        End *from, *to;
+    };
+
     bool poll(int other, int limit);
+    bool move_next();
+    void watch(Tunnel &tunnel, End &from, End &to);
     void accept(Listener &from);
     void move(Tunnel &tunnel, End &from, End &to);
     void send(Tunnel &tunnel, End &to, const Message &message);
@@ -94,6 +103,11 @@ private:
     std::list<Listener> listeners_;
     std::list<Tunnel> tunnels_;
     int made_ = 0;
+    Watched next_{};        // from where the next message is expected
+    unsigned in_a_row_ = 0; // messages that have come without a poll()
+    // Of the last poll(); they keep their memory for the next.
+    std::vector<pollfd> descriptors_;
+    std::vector<Watched> watched_;
 };
 
 } // namespace velt::vqrecord
