@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "fuzz/input.h"
-#include "host/scenario/recording.h"
+#include "host/scenario/statistics.h"
 #include "velt/vde/language.h"
 
 using namespace velt::host;
@@ -21,8 +21,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     }
     try {
         Recording recording(std::make_unique<std::istringstream>(std::string(text)), "recording");
-        while (const auto event = recording.next())
+        const SessionText session(recording.language());
+        Statistics statistics(session);
+        while (const auto event = recording.next()) {
             require(!event->text().empty(), "an event can be told");
+            statistics.add(*event);
+        }
+        require(!statistics.table().empty(), "what was counted can be told");
     } catch (const velt::Error &) {
         return 0;
     }

@@ -54,6 +54,11 @@ public:
         separate();
         out_ += std::to_string(number);
     }
+    void empty_list()
+    {
+        separate();
+        out_ += "[]";
+    }
     void real(double number);
     // Writes a time, of which no more is kept than microseconds.
     void seconds(std::string_view name, double time);

@@ -21,7 +21,7 @@ struct Arguments {
     IntT language = 0;                  // 0 for the book's
     const TraceFormat *trace = nullptr; // null when --trace is not given
     std::string trace_file, filter, record;
-    Recorder::Fields record_fields;
+    RecordedFields record_fields;
     std::string script, junit, words;
     std::vector<std::string> scenarios;
     enum { whichever, own, machine } port_mapper = whichever;

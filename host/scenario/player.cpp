@@ -123,6 +123,14 @@ void ScenarioPlayer::note_other(const std::vector<Expected> &all, const Call &ca
         }
 }
 
+// No step says anything of calls that nobody can read.
+Responder::Reaction ScenarioPlayer::respond_to_bytes(Call &call)
+{
+    if (!std::ranges::any_of(scenarios_, &Scenario::others_by_model))
+        miss(unexpected_call(call, {}, text_));
+    return model_.respond_to_bytes(call);
+}
+
 Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
 {
     step.used++;

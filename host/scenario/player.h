@@ -24,6 +24,7 @@ public:
     void add(Scenario scenario) { scenarios_.push_front(std::move(scenario)); }
 
     Reaction respond(Call &call) override;
+    Reaction respond_to_bytes(Call &call) override;
     IntT admit(IntT pid) override { return model_.admit(pid); }
     void client_exited(int number) override { model_.client_exited(number); }
     // Follows the host's calls; every event of a trace is to come here. Throws nothing.

@@ -1,5 +1,7 @@
 #include "host/scenario/recorder.h"
 
+#include <algorithm>
+
 #include "common/error.h"
 #include "common/nearest.h"
 #include "common/printable.h"
@@ -12,15 +14,16 @@ namespace velt::host
 namespace
 {
 
-using Names = std::set<std::string, std::less<>>;
+using FieldNames = std::set<std::string, std::less<>>;
 
 // Passes the parts of a value on, but for the fields of some names, and replaces the texts of
 // others.
 class Sieve final : public JsonOut
 {
 public:
-    Sieve(JsonWriter &out, const Names &left_out, const Names &scrubbed)
-        : out_(out), left_out_(left_out), scrubbed_(scrubbed)
+    Sieve(JsonWriter &out, const FieldNames &left_out, const FieldNames &left_out_too,
+          const FieldNames &scrubbed)
+        : out_(out), left_out_(left_out), left_out_too_(left_out_too), scrubbed_(scrubbed)
     {
     }
     void begin(char bracket) override
@@ -41,7 +44,7 @@ public:
     {
         if (skipped_ > 0)
             return;
-        skips_next_ = left_out_.contains(name);
+        skips_next_ = left_out_.contains(name) || left_out_too_.contains(name);
         scrubs_ = scrubbed_.contains(name);
         if (!skips_next_)
             out_.key(name);
@@ -74,18 +77,53 @@ private:
     }
 
     JsonWriter &out_;
-    const Names &left_out_, &scrubbed_;
+    const FieldNames &left_out_, &left_out_too_, &scrubbed_;
     bool skips_next_ = false; // the value of the last key is left out
     bool scrubs_ = false;
     int skipped_ = 0; // brackets that are open in it
 };
 
-const char *name_of_failure(std::string_view outcome)
+const Failure &failure_of(std::string_view outcome)
 {
-    return outcome == outcomes::no_reply     ? "none"
-           : outcome == outcomes::half_reply ? "half"
-           : outcome == outcomes::closed     ? "close"
-                                             : "error";
+    const auto *found = std::ranges::find(failures, outcome, &Failure::outcome);
+    return found == std::end(failures) ? std::end(failures)[-1] : *found;
+}
+
+// How a message is named, and how when it is bytes.
+struct Names {
+    const char *decoded, *bytes;
+};
+constexpr Names arguments = {"arguments", "argumentBytes"}, answer = {"answer", "answerBytes"};
+
+// What the host sends has all its fields, so that a replay can send it.
+enum class Sender { client, host };
+
+void write_message(JsonWriter &out, const Names &named, const TracedMessage &message, Sender from,
+                   const SessionText &text, const RecordedFields &fields)
+{
+    static const FieldNames none;
+    if (!message.shape)
+        return;
+    const bool bytes = is_bytes(message.shape), is_hosts = from == Sender::host;
+    out.key(bytes ? named.bytes : named.decoded);
+    // Nobody can tell where in the bytes a text is that is not to be there.
+    if (bytes && !fields.scrubbed.empty())
+        return is_hosts ? out.empty_list() : out.null();
+    Sieve sieve(out, is_hosts ? none : fields.left_out, is_hosts ? none : fields.scrubbed,
+                is_hosts ? fields.scrubbed : none);
+    write_value(*message.shape, message.value, sieve,
+                [&text](const char *each) { return text.to_utf8(each); });
+}
+
+void write_names(JsonWriter &out, const char *member, const FieldNames &names)
+{
+    if (names.empty())
+        return;
+    out.key(member);
+    out.begin('[');
+    for (const std::string &each : names)
+        out.text(each);
+    out.end(']');
 }
 
 constexpr std::string_view field_names[] = {
@@ -129,25 +167,53 @@ try {
     file_.begin();
     start_ = std::chrono::system_clock::now();
     JsonWriter header(JsonWriter::one_line);
-    header.text(V_LanguageString(language));
-    put("{\"format\":1,\"language\":" + header.take() + ",\"order\":\"file\",\"recorded\":[");
+    header.begin('{');
+    header.number("format", 1);
+    header.text("language", V_LanguageString(language));
+    header.text("order", "file");
+    write_names(header, "leftOut", fields_.left_out);
+    write_names(header, "scrubbed", fields_.scrubbed);
+    header.key("recorded");
+    header.begin('[');
+    put(header.take());
 } catch (const std::system_error &error) {
     error_ = error.code();
 }
 
-void Recorder::message(JsonWriter &out, const char *name, const TracedMessage &message)
+std::string recorded_line(const TraceEvent &event, const std::string &client_name,
+                          std::optional<double> time, const SessionText &text,
+                          const RecordedFields &fields)
 {
-    static const Names none;
-    if (!message.shape)
-        return;
-    out.key(name);
-    const bool is_answer = name == std::string_view("answer");
-    Names left_out = fields_.left_out;
-    if (!is_answer)
-        left_out.insert(fields_.scrubbed.begin(), fields_.scrubbed.end());
-    Sieve sieve(out, is_answer ? none : left_out, fields_.scrubbed);
-    write_value(*message.shape, message.value, sieve,
-                [this](const char *bytes) { return text_.to_utf8(bytes); });
+    JsonWriter line(JsonWriter::one_line);
+    line.begin('{');
+    line.number("client", event.client);
+    if (!client_name.empty())
+        line.text("name", client_name);
+    if (time)
+        line.seconds("time", *time);
+    switch (event.direction) {
+    case Direction::to_host:
+        if (event.duration)
+            line.seconds("took", std::chrono::duration<double>(*event.duration).count());
+        line.text("call", event.procedure);
+        write_message(line, arguments, event.arguments, Sender::client, text, fields);
+        if (event.outcome == outcomes::answered)
+            write_message(line, answer, event.result, Sender::host, text, fields);
+        else
+            line.text("failed", failure_of(event.outcome).word);
+        break;
+    case Direction::to_client:
+        line.text("callback", event.procedure);
+        if (event.client_waits)
+            line.number("waits", 1);
+        write_message(line, arguments, event.arguments, Sender::host, text, fields);
+        break;
+    case Direction::from_client:
+        line.text("end", event.outcome == outcomes::handed_back ? "handed back" : "exited");
+        break;
+    }
+    line.end('}');
+    return line.take();
 }
 
 void Recorder::write(const TraceEvent &event) noexcept
@@ -157,34 +223,13 @@ try {
         (event.number == procedure::api_vq_init_ack_5_1::number ||
          event.number == procedure::api_vq_init_ack_4_1::number))
         return;
-    using std::chrono::duration;
-    JsonWriter line(JsonWriter::one_line);
-    line.begin('{');
-    line.number("client", event.client);
-    line.seconds("time", duration<double>(event.time - start_).count());
-    switch (event.direction) {
-    case Direction::to_host:
-        if (event.duration)
-            line.seconds("took", duration<double>(*event.duration).count());
-        line.text("call", event.procedure);
-        message(line, "arguments", event.arguments);
-        if (event.outcome == outcomes::answered)
-            message(line, "answer", event.result);
-        else
-            line.text("failed", name_of_failure(event.outcome));
-        break;
-    case Direction::to_client:
-        line.text("callback", event.procedure);
-        if (event.client_waits)
-            line.number("waits", 1);
-        message(line, "arguments", event.arguments);
-        break;
-    case Direction::from_client:
-        line.text("end", event.outcome == outcomes::handed_back ? "handed back" : "exited");
-        break;
-    }
-    line.end('}');
-    put((first_ ? "\n" : ",\n") + line.take());
+    std::string &known = names_[event.client];
+    const bool is_new = known != event.client_name;
+    if (is_new)
+        known = event.client_name;
+    const std::chrono::duration<double> time = event.time - start_;
+    put((first_ ? "\n" : ",\n") +
+        recorded_line(event, is_new ? known : "", time.count(), text_, fields_));
     first_ = false;
 } catch (const std::exception &) {
     error_ = std::make_error_code(std::errc::not_enough_memory);

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
-#include <set>
+#include <map>
 #include <string>
 
 #include "common/output_file.h"
+#include "host/scenario/recording.h"
 #include "host/trace/trace.h"
 
 namespace velt::host
@@ -15,16 +15,16 @@ namespace velt::host
 // Returns the name. Throws Error if no message has a field of it.
 const std::string &known_field(const std::string &name);
 
+// Returns the event as a recording has it, on one line, `time` seconds after the recording began.
+// The name of the client may be empty.
+std::string recorded_line(const TraceEvent &event, const std::string &client_name,
+                          std::optional<double> time, const SessionText &text,
+                          const RecordedFields &fields);
+
 class Recorder
 {
 public:
-    // The fields of these names are left out, since they differ from run to run, and the texts of
-    // those are replaced.
-    struct Fields {
-        std::set<std::string, std::less<>> left_out, scrubbed;
-    };
-
-    Recorder(OutputFile file, const SessionText &text, Fields fields)
+    Recorder(OutputFile file, const SessionText &text, RecordedFields fields)
         : file_(std::move(file)), text_(text), fields_(std::move(fields))
     {
     }
@@ -43,11 +43,11 @@ public:
 
 private:
     void put(const std::string &text);
-    void message(class JsonWriter &out, const char *name, const TracedMessage &message);
 
     OutputFile file_;
     const SessionText &text_;
-    Fields fields_;
+    RecordedFields fields_;
+    std::map<int, std::string> names_; // of the clients that have events
     std::chrono::system_clock::time_point start_;
     bool first_ = true;
     std::error_code error_;

@@ -1,6 +1,7 @@
 #include "host/scenario/recording.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 
@@ -16,12 +17,47 @@ namespace
 // A longer line is no event: no message is longer.
 constexpr std::size_t longest_line = std::size_t{256} << 20;
 
-const Procedure *find(const JsonNode &name, std::span<const Procedure> among)
+// Returns the number of a procedure that has none but that in the place of a name.
+std::optional<rpcproc_t> unknown_number(std::string_view name)
 {
+    constexpr std::string_view before = "procedure_";
+    std::uint32_t number = 0;
+    if (!name.starts_with(before))
+        return {};
+    name.remove_prefix(before.size());
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    return error == std::errc() && end == name.data() + name.size() ? std::optional(number)
+                                                                    : std::nullopt;
+}
+
+// Takes the procedure that the event names, and its messages.
+void take_procedure(RecordedEvent &event, const JsonNode &name, std::span<const Procedure> among)
+{
+    const auto message = [&event](const char *decoded, const char *bytes) {
+        const JsonNode *as_bytes = event.node->member(bytes);
+        return std::pair(as_bytes ? as_bytes : event.node->member(decoded), as_bytes != nullptr);
+    };
+    const auto [arguments, bytes_in] = message("arguments", "argumentBytes");
+    const auto [answer, bytes_out] = message("answer", "answerBytes");
+    event.arguments = arguments && arguments->is_null() && bytes_in ? nullptr : arguments;
+    event.answer = answer;
     const auto found = std::ranges::find(among, name.text(), &Procedure::name);
-    if (found == among.end())
+    const auto unknown = unknown_number(name.text());
+    if (found == among.end() && !unknown)
         throw JsonError(name, "no procedure is called " + in_quotes(name.text()));
-    return &*found;
+    const bool known = found != among.end();
+    event.procedure = known && !bytes_in && !bytes_out
+                          ? &*found
+                          : &as_bytes(among, known ? found->number : *unknown, bytes_in, bytes_out);
+}
+
+std::set<std::string, std::less<>> names_in(const JsonNode &header, const char *member)
+{
+    std::set<std::string, std::less<>> names;
+    if (const JsonNode *list = header.member(member))
+        for (const auto &each : list->members)
+            names.insert(each.second.text());
+    return names;
 }
 
 std::optional<double> seconds(const JsonNode &event, std::string_view name)
@@ -37,6 +73,7 @@ std::optional<double> seconds(const JsonNode &event, std::string_view name)
 RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
 {
     RecordedEvent event;
+    event.node = node;
     node->need(JsonNode::object);
     const auto client = node->member("client");
     if (const auto number = client ? client->integer(0, INT32_MAX) : std::nullopt)
@@ -45,27 +82,33 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
         throw JsonError(*node, "\"client\" is missing");
     if (const JsonNode *call = node->member("call")) {
         event.kind = RecordedEvent::call;
-        event.procedure = find(*call, host_procedures());
+        take_procedure(event, *call, host_procedures());
     } else if (const JsonNode *callback = node->member("callback")) {
         event.kind = RecordedEvent::host_call;
-        event.procedure = find(*callback, client_procedures());
+        take_procedure(event, *callback, client_procedures());
     } else if (const JsonNode *end = node->member("end")) {
         event.exited = end->text() == "exited";
     } else {
         throw JsonError(*node, "an event has \"call\", \"callback\" or \"end\"");
     }
-    event.arguments = node->member("arguments");
-    event.answer = node->member("answer");
+    if (const JsonNode *name = node->member("name"))
+        event.client_name = name->text();
     event.waits = node->member("waits") != nullptr;
-    if ((event.failed = node->member("failed")))
-        event.failed->text(); // which it is, or this throws
+    if ((event.failed = node->member("failed"));
+        event.failed && !failure_named(event.failed->text()))
+        throw JsonError(*event.failed, "there is no such failure");
     event.time = seconds(*node, "time");
     event.took = seconds(*node, "took");
-    event.node = std::move(node);
     return event;
 }
 
 } // namespace
+
+const Failure *failure_named(std::string_view word)
+{
+    const auto *found = std::ranges::find(failures, word, &Failure::word);
+    return found == std::end(failures) ? nullptr : found;
+}
 
 std::string RecordedEvent::text() const
 {
@@ -103,6 +146,8 @@ Recording::Recording(std::unique_ptr<std::istream> file, const std::string &path
         if (!format->integer(1, 1))
             refuse("a newer version has written this recording");
         language_ = language_number(language->text());
+        fields_ = {names_in(root, "leftOut"), names_in(root, "scrubbed")};
+        header_ = line_;
     } catch (const JsonError &) {
         refuse("this is no recording: those begin with {\"format\": on a line of their own");
     }
@@ -145,6 +190,7 @@ std::optional<RecordedEvent> Recording::next()
             throw JsonError(problems.front());
         RecordedEvent event = event_of(node);
         event.place = path_ + ":" + std::to_string(number_);
+        event.line = std::move(line_);
         return event;
     } catch (const JsonError &error) {
         misuse(path_ + ":" + std::to_string(number_) + ":" + std::to_string(error.column) + ": " +

@@ -4,19 +4,49 @@
 #include <istream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "host/json/node.h"
+#include "host/session/responder.h"
+#include "host/trace/trace.h"
 #include "host/wire/catalogue.h"
 
 namespace velt::host
 {
 
+// The fields of messages that a recording does not have as they were: those of the one kind are
+// left out, since they differ from run to run, and the texts of the others are replaced.
+struct RecordedFields {
+    std::set<std::string, std::less<>> left_out, scrubbed;
+};
+
+// Why a call has no answer: as recordings name it, what the host does then, and how that is traced.
+struct Failure {
+    std::string_view word;
+    Responder::Reaction reaction;
+    std::string_view outcome;
+};
+// Of a failure that has none of these outcomes, the last is recorded.
+inline constexpr Failure failures[] = {
+    {"none", Responder::Reaction::drop, outcomes::no_reply},
+    {"half", Responder::Reaction::half, outcomes::half_reply},
+    {"close", Responder::Reaction::close, outcomes::closed},
+    {"undecoded", Responder::Reaction::undecoded, outcomes::undecoded},
+    {"unknown", Responder::Reaction::unknown, outcomes::unknown},
+    {"error", Responder::Reaction::rpc_error, "an RPC error"},
+};
+// Returns null when there is none.
+const Failure *failure_named(std::string_view word);
+
 struct RecordedEvent {
     std::string place; // in the file
+    std::string line;  // the event as it stands there
     int client = 0;
+    std::string client_name; // in the first event of each client
     enum Kind { call, host_call, end } kind = end;
-    const Procedure *procedure = nullptr; // null for an end
+    // Null for an end. Its argument, or its result, is that of bytes when these did not decode.
+    const Procedure *procedure = nullptr;
     std::shared_ptr<const JsonNode> node;
     const JsonNode *arguments = nullptr, *answer = nullptr;
     const JsonNode *failed = nullptr; // why there was no answer
@@ -36,7 +66,11 @@ public:
     explicit Recording(const std::string &path);
     Recording(std::unique_ptr<std::istream> file, const std::string &path);
 
+    const std::string &path() const { return path_; }
     IntT language() const { return language_; }
+    const RecordedFields &fields() const { return fields_; }
+    // The line with which the file begins.
+    const std::string &header() const { return header_; }
     // Returns the next event; nothing at the end. Throws Error for a line that is no event.
     std::optional<RecordedEvent> next();
     // Returns whether the file has no end, because the run that wrote it was cut off. It is known
@@ -47,10 +81,11 @@ private:
     [[noreturn]] void refuse(const std::string &reason) const;
     bool read_line();
 
-    std::string path_, line_;
+    std::string path_, line_, header_;
     std::unique_ptr<std::istream> file_;
     std::size_t number_ = 0; // of the line
     IntT language_ = 0;
+    RecordedFields fields_;
     bool over_ = false, cut_off_ = false;
 };
 

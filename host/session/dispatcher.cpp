@@ -43,6 +43,23 @@ private:
     Client &client_;
 };
 
+// An argument that is being decoded, and the bytes of one that does not decode.
+struct Incoming {
+    explicit Incoming(const MessageType &type) : argument(type) {}
+
+    Message argument;
+    std::optional<Message> bytes;
+
+    static bool_t decode(XDR *xdrs, Incoming *incoming)
+    {
+        const u_int here = XDR_GETPOS(xdrs);
+        if (incoming->argument.routine()(xdrs, incoming->argument.address()))
+            return TRUE;
+        Message &bytes = incoming->bytes.emplace(bytes_of_message);
+        return XDR_SETPOS(xdrs, here) && bytes.routine()(xdrs, bytes.address());
+    }
+};
+
 // Sends the result and more, so that some of it is sent before the encoder fails, which ends the
 // connection.
 void send_half(Message &result, SVCXPRT *transport)
@@ -86,37 +103,40 @@ void Dispatcher::dispatch(const svc_req &request, SVCXPRT *transport)
         return s_.reports.unknown_process("call", "a process that is no client called procedure " +
                                                       std::to_string(number) + " and was refused");
     }
-    if (!procedure) {
-        svcerr_noproc(transport);
-        return s_.reports.of(*client,
-                             "called procedure " + std::to_string(number) + ", which is unknown");
-    }
+    if (!procedure)
+        procedure = &as_bytes(host_procedures(), number, true, true);
     const EventLoop::Answering answering(s_.loop);
     const BeingAnswered being_answered(*client);
-    std::optional<Message> decoded_argument, empty_result;
+    std::optional<Incoming> incoming;
+    std::optional<Message> empty_result;
     try {
-        decoded_argument.emplace(procedure->argument);
+        incoming.emplace(procedure->argument);
         empty_result.emplace(procedure->result);
+        if (!svc_getargs(transport, reinterpret_cast<xdrproc_t>(&Incoming::decode), &*incoming))
+            throw std::bad_alloc();
+        if (incoming->bytes)
+            procedure = &as_bytes(host_procedures(), number, true, false);
     } catch (const std::bad_alloc &) {
         svcerr_systemerr(transport);
         throw;
     }
-    Message &argument = *decoded_argument, &result = *empty_result;
+    Message &argument = incoming->bytes ? *incoming->bytes : incoming->argument;
+    Message &result = *empty_result;
     Call call{s_.host, *client, *procedure, argument.address(), result.address()};
     const auto began = steady_clock::now();
     TraceEvent event = begun(*client, *procedure, request);
-    event.outcome = reply(call, argument, result, transport);
+    event.outcome = reply(call, result, transport);
     const bool answered = event.outcome == outcomes::answered;
     if (s_.options.trace) {
         event.duration = steady_clock::now() - began;
-        if (event.outcome != outcomes::undecoded)
-            event.arguments = {procedure->argument.shape, argument.address()};
-        event.result = {procedure->result.shape, result.address()};
+        event.arguments = {procedure->argument.shape, argument.address()};
+        event.result = call.bytes ? TracedMessage{bytes_of_message.shape, call.bytes->address()}
+                                  : TracedMessage{procedure->result.shape, result.address()};
         s_.options.trace(event);
     }
     if (!answered)
         return;
-    if (number == api_vq_over_1::number)
+    if (number == api_vq_over_1::number && !is_bytes(procedure->argument.shape))
         hand_over(*client, *static_cast<IntT *>(call.argument) != 0);
     if (number == api_vq_take_control_1::number)
         take_over(*client);
@@ -125,20 +145,21 @@ void Dispatcher::dispatch(const svc_req &request, SVCXPRT *transport)
 }
 
 // Replies to the call and returns its outcome for the trace.
-std::string Dispatcher::reply(Call &call, Message &argument, Message &result, SVCXPRT *transport)
+std::string Dispatcher::reply(Call &call, Message &result, SVCXPRT *transport)
 try {
     restore_memory();
     Client &client = call.client;
     const rpcproc_t number = call.procedure.number;
     const std::string name(call.procedure.name);
-    if (!svc_getargs(transport, argument.routine(), argument.address())) {
-        svcerr_decode(transport);
-        s_.reports.of(client, name + " has arguments that do not decode");
-        return std::string(outcomes::undecoded);
-    }
-    if (!passes_control(number) && client.turns.is_new_breach())
+    const bool decoded = !is_bytes(call.procedure.argument.shape);
+    if (!decoded)
+        s_.reports.of(client,
+                      is_bytes(call.procedure.result.shape)
+                          ? "called procedure " + std::to_string(number) + ", which is unknown"
+                          : name + " has arguments that do not decode");
+    if (decoded && !passes_control(number) && client.turns.is_new_breach())
         s_.reports.of(client, "called " + name + " while the host holds control");
-    switch (s_.responder.respond(call)) {
+    switch (decoded ? s_.responder.respond(call) : s_.responder.respond_to_bytes(call)) {
     case Responder::Reaction::answer:
         break;
     case Responder::Reaction::drop:
@@ -146,6 +167,12 @@ try {
     case Responder::Reaction::rpc_error:
         svcerr_systemerr(transport);
         return "an RPC error";
+    case Responder::Reaction::undecoded:
+        svcerr_decode(transport);
+        return std::string(outcomes::undecoded);
+    case Responder::Reaction::unknown:
+        svcerr_noproc(transport);
+        return std::string(outcomes::unknown);
     case Responder::Reaction::half:
         send_half(result, transport);
         return std::string(outcomes::half_reply);
@@ -155,9 +182,10 @@ try {
         return outcome;
     }
     }
-    if (!svc_sendreply(transport, result.routine(), result.address()))
+    Message &sent = call.bytes ? *call.bytes : result;
+    if (!svc_sendreply(transport, sent.routine(), sent.address()))
         return std::string(outcomes::unsent);
-    if (number == api_vq_modal_dialog_1::number) {
+    if (number == api_vq_modal_dialog_1::number && decoded) {
         const auto &dialog = *static_cast<const ApiVqDoDialogArgT *>(call.argument);
         if (dialog.int1 != 0)
             client.turns.wait_modally(dialog.int1, dialog.id2);

@@ -28,7 +28,7 @@ public:
 private:
     void dispatch(const svc_req &request, SVCXPRT *transport);
     void acknowledge(const Procedure &procedure, const svc_req &request, SVCXPRT *transport);
-    std::string reply(Call &call, Message &argument, Message &result, SVCXPRT *transport);
+    std::string reply(Call &call, Message &result, SVCXPRT *transport);
     void hand_over(Client &client, bool bailout);
     void take_over(Client &client);
 

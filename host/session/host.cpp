@@ -244,6 +244,7 @@ Outcome Host::call(Client &client, const Procedure &procedure, void *argument)
     if (procedure.number == callback::vq4_api_notify_1::number)
         return send(client, procedure, argument);
     const bool ends_modal_wait = procedure.number == callback::vq_api_dialog_event_1::number &&
+                                 !is_bytes(procedure.argument.shape) &&
                                  static_cast<const VqApiDialogEventArgT *>(argument)->dialog == 0;
     const std::size_t turn =
         client.turns.begin(procedure.name, static_cast<UIntT>(procedure.number), ends_modal_wait);
@@ -266,7 +267,8 @@ Outcome Host::send(Client &client, const Procedure &procedure, void *argument)
     trace_sent(options_.trace, client, procedure, argument);
     const clnt_stat sent = client.connection.send(procedure, argument);
     if (sent == RPC_SUCCESS) {
-        if (procedure.number == callback::vq_api_notify_1::number)
+        if (procedure.number == callback::vq_api_notify_1::number &&
+            !is_bytes(procedure.argument.shape))
             notified_.push_back(static_cast<const VqApiNotifyArgT *>(argument)->notification);
         return {};
     }

@@ -227,6 +227,14 @@ void Pcapng::disconnect(Connection &connection)
     connection.open = false;
 }
 
+// Returns a message of the event as it is sent.
+std::string encoded(const TracedMessage &message, const MessageType *type)
+{
+    if (!message.shape || (!type && !is_bytes(message.shape)))
+        return {};
+    return encoded(is_bytes(message.shape) ? bytes_of_message : *type, message.value);
+}
+
 const Procedure *procedure_of(const TraceEvent &event)
 {
     return find_procedure(event.direction == Direction::to_host ? host_procedures()
@@ -242,8 +250,7 @@ std::uint32_t Pcapng::call(Connection &connection, const TraceEvent &event)
     // A call by version 2 of the protocol; no credentials and no verifier.
     words(message, {id, 0, 2, event.program, event.version, event.number, 0, 0, 0, 0});
     const Procedure *procedure = procedure_of(event);
-    if (procedure && event.arguments.shape)
-        message += encoded(procedure->argument, event.arguments.value);
+    message += encoded(event.arguments, procedure ? &procedure->argument : nullptr);
     record(connection.caller, connection.callee, message, message.size());
     return id;
 }
@@ -265,10 +272,11 @@ void Pcapng::reply_to(const TraceEvent &event, Connection &connection, std::uint
     if (outcome == outcomes::answered || half) {
         const Procedure *procedure = procedure_of(event);
         reply(connection, id, SUCCESS,
-              procedure && event.result.shape ? encoded(procedure->result, event.result.value) : "",
-              half);
+              encoded(event.result, procedure ? &procedure->result : nullptr), half);
     } else if (outcome == outcomes::undecoded) {
         reply(connection, id, GARBAGE_ARGS);
+    } else if (outcome == outcomes::unknown) {
+        reply(connection, id, PROC_UNAVAIL);
     } else if (outcome != outcomes::no_reply && outcome != outcomes::unsent &&
                outcome != outcomes::closed) {
         reply(connection, id, SYSTEM_ERR);

@@ -35,6 +35,7 @@ inline constexpr std::string_view answered = "answered", handed_back = "handed c
                                   no_reply = "no reply", half_reply = "half a reply",
                                   closed = "the end of the connection",
                                   undecoded = "arguments that do not decode",
+                                  unknown = "no such procedure",
                                   unsent = "the reply cannot be sent";
 } // namespace outcomes
 

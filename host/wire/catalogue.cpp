@@ -1,7 +1,10 @@
 #include "host/wire/catalogue.h"
 
 #include <algorithm>
+#include <map>
+#include <tuple>
 
+#include "apilib/wire/memory.h"
 #include "apilib/wire/routines.h"
 #include "host/json/values.h"
 
@@ -35,6 +38,25 @@ template <>
 constexpr MessageType type_of<void>{0, code<void>, nullptr,
                                     [](void *) -> IntT * { return nullptr; }};
 
+bool_t code_bytes(XDR *xdrs, void *message)
+{
+    auto &bytes = *static_cast<V_UBytesT *>(message);
+    if (xdrs->x_op == XDR_FREE) {
+        V_ApiFree(bytes.val);
+        bytes = {};
+        return TRUE;
+    }
+    if (xdrs->x_op == XDR_DECODE) {
+        const u_int rest = xdrs->x_handy; // all that a stream in memory still has
+        bytes = allocate<V_UBytesT>(rest);
+        if (bytes.len != rest)
+            return FALSE;
+    }
+    auto *const to = reinterpret_cast<char *>(bytes.val);
+    return bytes.len == 0 || (xdrs->x_op == XDR_DECODE ? XDR_GETBYTES(xdrs, to, bytes.len)
+                                                       : XDR_PUTBYTES(xdrs, to, bytes.len));
+}
+
 constexpr Procedure of_host[] = {
 #define V_PROCEDURE(number, stub, argument, result)                                                \
     {number, #stub, type_of<argument>, type_of<result>},
@@ -56,6 +78,25 @@ std::span<const Procedure> host_procedures()
 std::span<const Procedure> client_procedures()
 {
     return of_client;
+}
+
+constinit const MessageType bytes_of_message{sizeof(V_UBytesT), code_bytes, &shape_of<V_UBytesT>,
+                                             [](void *) -> IntT * { return nullptr; }};
+
+const Procedure &as_bytes(std::span<const Procedure> among, rpcproc_t number, bool argument,
+                          bool result)
+{
+    using Key = std::tuple<const Procedure *, rpcproc_t, bool, bool>;
+    static std::map<Key, std::pair<std::string, Procedure>> made;
+    const Procedure *known = find_procedure(among, number);
+    const auto [at, is_new] = made.try_emplace({among.data(), number, argument, result});
+    auto &[name, procedure] = at->second;
+    if (is_new) {
+        name = known ? std::string(known->name) : "procedure_" + std::to_string(number);
+        procedure = {number, name, argument || !known ? bytes_of_message : known->argument,
+                     result || !known ? bytes_of_message : known->result};
+    }
+    return procedure;
 }
 
 std::string encoded(const MessageType &type, void *message)

@@ -42,6 +42,17 @@ std::span<const Procedure> client_procedures();
 // Returns the procedure of the number, or null.
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number);
 
+// The type of a message as the bytes that were sent, for one that does not decode.
+extern const MessageType bytes_of_message;
+inline bool is_bytes(const Shape *shape)
+{
+    return shape == bytes_of_message.shape;
+}
+// Returns the procedure with its argument, its result, or both as bytes. One that is unknown has
+// both so, and is called procedure_NUMBER.
+const Procedure &as_bytes(std::span<const Procedure> among, rpcproc_t number, bool argument,
+                          bool result);
+
 // Returns the message as it is sent. Throws std::bad_alloc when it cannot be encoded.
 std::string encoded(const MessageType &type, void *message);
 

@@ -56,6 +56,8 @@ clnt_stat LibraryCalls::call(CLIENT *handle, rpcproc_t number, xdrproc_t encode,
         return RPC_SYSTEMERROR;
     case Responder::Reaction::half:
     case Responder::Reaction::close:
+    case Responder::Reaction::undecoded:
+    case Responder::Reaction::unknown:
         return RPC_CANTRECV;
     }
     if (const IntT *status = procedure.result.status(call.result); !status || *status >= 0)

@@ -40,10 +40,20 @@ struct Reading {
         head.acpted_rply.ar_results.proc = routine<void>();
         return xdr_replymsg(&xdrs, &head);
     }
-    bool rest(host::Message &into)
+    // Reads what follows the head: a message of the type, or of one that does not decode the bytes.
+    // Returns whether it decodes.
+    bool rest(std::unique_ptr<host::Message> &into, const host::MessageType &type)
     {
-        const xdrproc_t decode = into.routine();
-        return decode(&xdrs, into.address());
+        const auto read = [&](const host::MessageType &as) {
+            into = std::make_unique<host::Message>(as);
+            return as.routine()(&xdrs, into->address());
+        };
+        const u_int here = XDR_GETPOS(&xdrs);
+        if (read(type))
+            return true;
+        if (!XDR_SETPOS(&xdrs, here) || !read(host::bytes_of_message))
+            throw std::bad_alloc();
+        return false;
     }
     // Returns which procedure is called, of which program.
     svc_req request() const
@@ -59,7 +69,10 @@ struct Reading {
     {
         rpc_err error{};
         _seterr_reply(const_cast<rpc_msg *>(&head), &error);
-        return error.re_status == RPC_SUCCESS ? "" : clnt_sperrno(error.re_status);
+        return error.re_status == RPC_SUCCESS          ? ""
+               : error.re_status == RPC_CANTDECODEARGS ? std::string(undecoded)
+               : error.re_status == RPC_PROCUNAVAIL    ? std::string(unknown)
+                                                       : clnt_sperrno(error.re_status);
     }
 };
 
@@ -105,15 +118,19 @@ void Decoder::begin(Caller caller, int connection, const Message &call)
     const rpcproc_t number = reading.head.rm_call.cb_proc;
     if (number == NULLPROC)
         return;
-    const host::Procedure *procedure = host::find_procedure(
-        is_clients ? host::host_procedures() : host::client_procedures(), number);
-    if (!procedure)
-        return report(who + " called procedure " + std::to_string(number) +
-                      ", which is unknown; it is passed on, and not recorded");
-    auto argument = std::make_unique<host::Message>(procedure->argument);
-    if (!reading.rest(*argument))
-        return report(who + " called " + std::string(procedure->name) +
-                      " with arguments that do not decode; it is passed on, and not recorded");
+    const auto among = is_clients ? host::host_procedures() : host::client_procedures();
+    const host::Procedure *procedure = host::find_procedure(among, number);
+    if (!procedure) {
+        report(who + " called procedure " + std::to_string(number) +
+               ", which is unknown; its bytes are recorded");
+        procedure = &host::as_bytes(among, number, true, true);
+    }
+    std::unique_ptr<host::Message> argument;
+    if (!reading.rest(argument, procedure->argument)) {
+        report(who + " called " + std::string(procedure->name) +
+               " with arguments that do not decode; their bytes are recorded");
+        procedure = &host::as_bytes(among, number, true, false);
+    }
     // A client that calls again waits no more for the answer to an earlier call.
     if (is_clients)
         give_up(caller, connection, no_reply);
@@ -141,6 +158,7 @@ void Decoder::begin_turn(Open &call)
     else if (begins_turn(procedure))
         client.turns.begin(procedure.name, static_cast<UIntT>(procedure.number),
                            procedure.number == vq_api_dialog_event_1::number &&
+                               !host::is_bytes(procedure.argument.shape) &&
                                reinterpret_cast<VqApiDialogEventArgT *>(argument)->dialog == 0);
     host::trace_sent(sink_, client, procedure, argument);
 }
@@ -171,15 +189,19 @@ void Decoder::end(Caller caller, int connection, const Message &reply)
     }
     if (!refusal.empty())
         return end_call(call, refusal);
-    host::Message result(call->procedure->result);
-    if (reading.rest(result))
-        return end_call(call, host::outcomes::answered, result.address());
-    report("the answer to " + std::string(call->procedure->name) +
-           " does not decode; it is passed on");
-    end_call(call, "an answer that does not decode");
+    std::unique_ptr<host::Message> result;
+    host::TracedMessage told{call->procedure->result.shape, nullptr};
+    if (!reading.rest(result, call->procedure->result)) {
+        report("the answer to " + std::string(call->procedure->name) +
+               " does not decode; its bytes are recorded");
+        told.shape = host::bytes_of_message.shape;
+    }
+    told.value = result->address();
+    end_call(call, host::outcomes::answered, &told);
 }
 
-void Decoder::end_call(Calls::iterator call, std::string_view outcome, void *result)
+void Decoder::end_call(Calls::iterator call, std::string_view outcome,
+                       const host::TracedMessage *result)
 {
     const Open ended = std::move(*call);
     open_.erase(call);
@@ -190,7 +212,8 @@ void Decoder::end_call(Calls::iterator call, std::string_view outcome, void *res
     event.duration = Clock::now() - ended.since;
     event.arguments = {ended.procedure->argument.shape, ended.argument->address()};
     host::Message nothing(ended.procedure->result);
-    event.result = {ended.procedure->result.shape, result ? result : nothing.address()};
+    event.result =
+        result ? *result : host::TracedMessage{ended.procedure->result.shape, nothing.address()};
     if (sink_)
         sink_(event);
     if (outcome == host::outcomes::answered)
@@ -205,6 +228,8 @@ void Decoder::end_call(Calls::iterator call, std::string_view outcome, void *res
 void Decoder::pass_control(const Open &call)
 {
     const rpcproc_t number = call.procedure->number;
+    if (host::is_bytes(call.procedure->argument.shape))
+        return;
     if (number == api_vq_over_1::number) {
         if (const std::optional<host::Turn> turn = client.turns.hand_back())
             host::trace_return(sink_, client, *turn, std::string(handed_back));

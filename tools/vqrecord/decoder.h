@@ -53,7 +53,8 @@ private:
     void begin(Caller caller, int connection, const Message &call);
     void end(Caller caller, int connection, const Message &reply);
     void begin_turn(Open &call);
-    void end_call(Calls::iterator call, std::string_view outcome, void *result = nullptr);
+    void end_call(Calls::iterator call, std::string_view outcome,
+                  const host::TracedMessage *result = nullptr);
     // Ends the calls that get no answer on a connection.
     void give_up(Caller caller, int connection, std::string_view outcome);
     void pass_control(const Open &call);

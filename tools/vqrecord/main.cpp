@@ -50,7 +50,7 @@ usage.
 struct Arguments {
     std::string output, trace_file, filter;
     const host::TraceFormat *trace = nullptr;
-    host::Recorder::Fields fields;
+    host::RecordedFields fields;
     IntT language = V_language_usenglish;
     host::Startup client = "";
 };
