@@ -16,7 +16,7 @@ namespace velt::host
 namespace
 {
 
-constexpr std::size_t deepest = 32;
+constexpr std::size_t deepest = 256;
 
 // An iterator that records how far the parser has read.
 class WatchedIterator

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <iomanip>
+#include <span>
 #include <sstream>
 
 #include "common/charset.h"
@@ -79,8 +80,10 @@ std::vector<std::string> names_of_formats()
 
 // The options of a replay; the others of a run concern a book or a script.
 constexpr std::string_view replay_options[] = {
-    "client",    "client-arg", "client-env",  "trace",      "trace-file", "filter", "record",
-    "leave-out", "scrub",      "port-mapper", "time-limit", "debug",      "help",   "version"};
+    "client", "client-arg", "client-env", "trace",      "trace-file",  "filter",
+    "record", "scrub",      "leave-out",  "keep-order", "port-mapper", "time-limit",
+    "update", "debug",      "help",       "version"};
+constexpr std::string_view options_of_replay_alone[] = {"keep-order", "update"};
 
 } // namespace
 
@@ -94,7 +97,12 @@ std::vector<Option> options_into(Arguments &a, bool replays)
     };
     std::vector<Option> options = {
         {0, "client", Option::value,
-         [&a](const std::string &path) {
+         [&a, replays](const std::string &given) {
+             // A path that has a = in it also has a slash before that.
+             const auto equals = replays ? given.find('=') : given.npos;
+             const bool named = equals != given.npos && given.find('/') > equals;
+             const std::string path = named ? given.substr(equals + 1) : given;
+             a.parts.push_back(named ? given.substr(0, equals) : "");
              a.clients.push_back({static_cast<int>(a.clients.size()) + 1, find_program(path)});
          },
          true},
@@ -123,6 +131,11 @@ std::vector<Option> options_into(Arguments &a, bool replays)
         {0, "scrub", Option::value,
          [&a](const std::string &field) { a.record_fields.scrubbed.insert(known_field(field)); },
          true},
+        choice<KeptOrder>("keep-order", a.order,
+                          {{"none", KeptOrder::none},
+                           {"connection", KeptOrder::connection},
+                           {"strict", KeptOrder::strict}}),
+        Option::flag(0, "update", a.update),
         Option::into(0, "script", a.script),
         Option::into(0, "junit", a.junit),
         {0, "scenario", Option::value,
@@ -138,10 +151,12 @@ std::vector<Option> options_into(Arguments &a, bool replays)
         Option::flag('h', "help", a.help),
         Option::flag(0, "version", a.version),
     };
-    if (replays)
-        std::erase_if(options, [](const Option &each) {
-            return std::ranges::find(replay_options, each.name) == std::end(replay_options);
-        });
+    const auto has = [](std::span<const std::string_view> names, const Option &option) {
+        return std::ranges::find(names, option.name) != names.end();
+    };
+    std::erase_if(options, [=](const Option &each) {
+        return replays ? !has(replay_options, each) : has(options_of_replay_alone, each);
+    });
     return options;
 }
 
@@ -168,8 +183,8 @@ Arguments parse(int argc, char **argv, bool replays)
         misuse("--leave-out and --scrub say what --record leaves out");
     if (words.empty() || words[0].empty())
         misuse(replays ? "replay needs a recording" : "run needs a book file");
-    if (replays && (words.size() != 1 || a.clients.size() != 1))
-        misuse("replay needs one recording and one --client");
+    if (replays && (words.size() != 1 || a.clients.empty()))
+        misuse("replay needs one recording and a --client for each of its clients");
     if (a.trace && a.trace->needs_file && a.trace_file.empty())
         misuse("--trace=" + std::string(a.trace->name) +
                " is for a file of its own: add --trace-file FILE");

@@ -8,6 +8,7 @@
 
 #include "common/options.h"
 #include "host/scenario/recorder.h"
+#include "host/scenario/replay.h"
 #include "host/script/commands.h"
 #include "host/trace/trace_output.h"
 
@@ -21,6 +22,10 @@ struct Arguments {
     IntT language = 0;                  // 0 for the book's
     const TraceFormat *trace = nullptr; // null when --trace is not given
     std::string trace_file, filter, record;
+    // Of a replay: which client of the recording each of these is; empty for the next one.
+    std::vector<std::string> parts;
+    KeptOrder order = KeptOrder::connection;
+    bool update = false;
     RecordedFields record_fields;
     std::string script, junit, words;
     std::vector<std::string> scenarios;

@@ -1,8 +1,10 @@
 #include "host/program/replay.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <map>
 
 #include "common/interrupts.h"
 #include "common/memory_reserve.h"
@@ -13,6 +15,69 @@
 
 namespace velt::host
 {
+namespace
+{
+
+// Which program plays which client of the recording.
+class Cast
+{
+public:
+    explicit Cast(const Arguments &arguments) : arguments_(arguments) {}
+
+    // A client is called for by its name or its number; those of which neither is named are for the
+    // others, in their order.
+    const Startable &program_of(int number, const std::string &name)
+    {
+        const auto known = parts_.find(number);
+        if (known != parts_.end())
+            return arguments_.clients[known->second];
+        const std::string by_number = std::to_string(number), unnamed;
+        for (const std::string &each : {name.empty() ? by_number : name, by_number, unnamed})
+            for (std::size_t i = 0; i < arguments_.parts.size(); i++)
+                if (arguments_.parts[i] == each && !is_taken(i)) {
+                    parts_[number] = i;
+                    return arguments_.clients[i];
+                }
+        misuse(arguments_.book + " has client " + std::to_string(number) +
+               (name.empty() ? "" : " (" + name + ")") + " too: add --client " +
+               (name.empty() ? std::to_string(number) : name) + "=PATH");
+    }
+    // Throws Error when a program has played none.
+    void check() const
+    {
+        for (std::size_t i = 0; i < arguments_.parts.size(); i++)
+            if (!is_taken(i))
+                misuse("--client " + arguments_.clients[i].what.path + ": " + arguments_.book +
+                       " has no such client");
+    }
+
+private:
+    bool is_taken(std::size_t program) const
+    {
+        return std::ranges::any_of(parts_,
+                                   [=](const auto &each) { return each.second == program; });
+    }
+
+    const Arguments &arguments_;
+    std::map<int, std::size_t> parts_; // by the number of the client, the program
+};
+
+void finish(Update &update, const Recording &recording)
+{
+    update.commit(recording.cut_off());
+    const std::string path = printable(recording.path());
+    if (update.changes() == 0) {
+        std::cerr << "vqhost: " << path << " stays as it is: the clients do what they did\n";
+        return;
+    }
+    std::cerr << "vqhost: " << path << " was written anew\n";
+    for (const std::string &each : update.notes())
+        std::cerr << "  " << printable_lines(each) << '\n';
+    if (const std::size_t more = update.changes() - update.notes().size())
+        std::cerr << "  and " << more << " more\n";
+}
+
+} // namespace
 
 int replay(const Arguments &arguments)
 {
@@ -24,7 +89,17 @@ int replay(const Arguments &arguments)
     Outputs outputs(arguments);
     Recording recording(arguments.book);
     const SessionText text(recording.language());
-    Replay replay(recording, text);
+    std::optional<Update> update;
+    if (arguments.update)
+        update.emplace(recording);
+    Cast cast(arguments);
+    Replay replay(
+        recording, text, arguments.order,
+        [&cast](Host &host, int number, const std::string &name) {
+            const Startable &program = cast.program_of(number, name);
+            host.start(program.what, number, name.empty() ? program.name() : name);
+        },
+        update ? &*update : nullptr);
     outputs.begin({}, recording.language());
 
     Options options = options_of(arguments);
@@ -36,19 +111,23 @@ int replay(const Arguments &arguments)
     };
     PrintingConsole console(std::cout, std::cerr);
     Host host(std::move(options), replay, console);
-    const Startable &startable = arguments.clients.front();
-    while (replay.run(host, host.start(startable.what, replay.client(), startable.name())))
-        continue;
+    replay.run(host);
     host.end();
     outputs.check();
     outputs.end();
     if (recording.cut_off())
         std::cerr << "vqhost: " << printable(arguments.book)
                   << " was cut off; what it has was played" << std::endl;
-    if (replay.difference().empty())
-        return done;
-    std::cerr << "vqhost: " << printable_lines(replay.difference()) << std::endl;
-    return failed;
+    if (!replay.difference().empty()) {
+        std::cerr << "vqhost: " << printable_lines(replay.difference()) << std::endl;
+        if (update)
+            std::cerr << "vqhost: it cannot be played on, so the recording stays as it was\n";
+        return failed;
+    }
+    cast.check();
+    if (update)
+        finish(*update, recording);
+    return done;
 }
 
 } // namespace velt::host

@@ -76,7 +76,7 @@ std::vector<std::string> complete_schema(const std::vector<std::string> &words)
 
 constexpr Verb verbs[] = {
     {"run", "BOOK.json [OPTIONS] [COMMANDS...]", run_verb, false, complete_run},
-    {"replay", "RECORDING --client PATH [OPTIONS]", replay_verb, false, complete_replay},
+    {"replay", "RECORDING --client [NAME=]PATH... [OPTIONS]", replay_verb, false, complete_replay},
     {"stats", "[--json] RECORDING", stats, true},
     {"check-book", "BOOK.json...", check_books, true},
     {"check-document", "[--language NAME] DOCUMENT.json...", check_documents, true,
@@ -135,7 +135,7 @@ constexpr const char *about =
     R"(
 Opens a book, runs clients on it, and carries out commands, one to an argument.
 Without commands it reads them from the terminal or the standard input.
-replay plays the host's part of a recording to a client, and tells where that differs.
+replay plays the host's part of a recording to its clients, and tells where they differ.
 stats counts the calls of a recording, their bytes and their time.
 check-book and check-document tell what is wrong with files; schema prints what one may
 hold, as a JSON Schema; doctor tells what is wrong with the machine or the surroundings,
@@ -154,6 +154,9 @@ and what helps.
   --record FILE        write what happens to FILE, for replay
   --leave-out FIELD    without this field of arguments; once more for another
   --scrub FIELD        with this text replaced; once more for another
+  --keep-order WHICH   what of a recording's order has to be so again in a replay: none, that of
+                       each connection (the default), or strict, that of all calls
+  --update             write what the clients of a replay do now to the recording
   --scenario FILE      answer calls as FILE says; once more for another, which comes first
   --language NAME      the session's language, whatever the book says
   --words FILE         check spelling by this word list, in UTF-8, with a word a line

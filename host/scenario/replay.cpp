@@ -1,5 +1,7 @@
 #include "host/scenario/replay.h"
 
+#include <set>
+
 #include "host/scenario/pattern.h"
 #include "host/session/host.h"
 
@@ -8,119 +10,200 @@ namespace velt::host
 namespace
 {
 
-constexpr std::size_t told_before = 5, searched_ahead = 1000;
+constexpr std::size_t told_before = 5;
+// So much of the recording is kept in mind: events, and bytes.
+constexpr std::size_t most_ahead = 1000, most_bytes_ahead = std::size_t{64} << 20;
 
+using callback::vq_api_quit_1;
 using procedure::api_vq_over_1;
 
-bool fits(const RecordedEvent &event, const Call &call, const SessionText &text)
+bool is_init(const RecordedEvent &event)
 {
-    const Shape *shape = call.procedure.argument.shape;
-    return event.kind == RecordedEvent::call && event.procedure->number == call.procedure.number &&
-           (!shape || !event.arguments || matches(*shape, call.argument, *event.arguments, text));
-}
-
-std::string text_of(const Call &call, const SessionText &text)
-{
-    return std::string(call.procedure.name) + "(" +
-           fields_text({call.procedure.argument.shape, call.argument}, text) + ")";
-}
-
-Responder::Reaction reaction_of(std::string_view failure)
-{
-    using enum Responder::Reaction;
-    return failure == "none"    ? drop
-           : failure == "half"  ? half
-           : failure == "close" ? close
-                                : rpc_error;
+    return event.kind == RecordedEvent::host_call &&
+           event.procedure->number == callback::vq_api_init_1::number;
 }
 
 } // namespace
 
-Replay::Replay(Recording &recording, const SessionText &text) : recording_(recording), text_(text)
+Replay::Replay(Recording &recording, const SessionText &text, KeptOrder order, Start start,
+               Update *update)
+    : recording_(recording), text_(text), order_(order), start_(std::move(start)), update_(update)
 {
-    next_ = recording_.next();
-    if (next_)
-        client_ = next_->client;
 }
 
-void Replay::advance()
+bool Replay::same_call(const RecordedEvent &event, const Call &call)
 {
-    before_.push_back(next_->text());
+    return event.kind == RecordedEvent::call && event.procedure->number == call.procedure.number &&
+           event.procedure->argument.shape == call.procedure.argument.shape;
+}
+
+bool Replay::fits(const RecordedEvent &event, const Call &call) const
+{
+    const Shape *shape = call.procedure.argument.shape;
+    return same_call(event, call) &&
+           (!shape || !event.arguments || matches(*shape, call.argument, *event.arguments, text_));
+}
+
+std::vector<Difference> Replay::differences_of(const RecordedEvent &event, const Call &call) const
+{
+    const Shape *shape = call.procedure.argument.shape;
+    if (!shape || !event.arguments || !same_call(event, call))
+        return {};
+    return differences(*shape, call.argument, *event.arguments, text_);
+}
+
+bool Replay::read()
+try {
+    if (read_whole_ || ahead_.size() >= most_ahead || bytes_ahead_ >= most_bytes_ahead)
+        return false;
+    std::optional<RecordedEvent> next = recording_.next();
+    read_whole_ = !next;
+    if (!next)
+        return false;
+    Part &part = parts_[next->client];
+    if (!next->client_name.empty())
+        part.name = next->client_name;
+    bytes_ahead_ += next->line.size();
+    ahead_.emplace_back(std::move(*next));
+    return true;
+} catch (const Error &) {
+    error_ = std::current_exception();
+    read_whole_ = true;
+    return false;
+}
+
+// Returns the first event that has not come. The end of a turn comes with the call that hands
+// control back.
+Replay::Place Replay::head()
+{
+    std::set<int> waiting;
+    return find([&](const Event &each) {
+        if (each.pending)
+            waiting.insert(each.client);
+        return !each.pending && !(each.kind == RecordedEvent::end && waiting.contains(each.client));
+    });
+}
+
+// Returns what the client itself is to do next.
+Replay::Place Replay::next_of(int client)
+{
+    return find([=](const Event &each) {
+        return each.client == client && !each.pending &&
+               !(each.kind == RecordedEvent::host_call && each.waits);
+    });
+}
+
+// Returns the first of the client's calls up to the end of its turn, or the host's next call, that
+// the call is.
+Replay::Place Replay::later_in_turn(const Call &call)
+{
+    const Place found = find([&](const Event &each) {
+        return each.client == call.client.number && !each.pending &&
+               (each.kind == RecordedEvent::call ? fits(each, call)
+                                                 : !(each.kind == each.host_call && each.waits));
+    });
+    return found != ahead_.end() && found->kind == RecordedEvent::call ? found : ahead_.end();
+}
+
+// Returns whether the call has to wait for what was recorded before it. What the host had done
+// before it answered may be why it did.
+bool Replay::is_blocked(Place event)
+{
+    std::set<int> waiting;
+    for (Place each = ahead_.begin(); each != event; ++each) {
+        if (each->pending)
+            waiting.insert(each->client);
+        else if (each->kind == RecordedEvent::end
+                     ? !waiting.contains(each->client)
+                     : each->kind == RecordedEvent::host_call || order_ == KeptOrder::strict)
+            return true;
+    }
+    return false;
+}
+
+Replay::Event Replay::play(Place event)
+{
+    Event played = std::move(*event);
+    ahead_.erase(event);
+    bytes_ahead_ -= played.line.size();
+    parts_[played.client].fresh = false;
+    played_++;
+    before_.push_back(played);
     if (before_.size() > told_before)
         before_.pop_front();
-    played_++;
-    do {
-        if (ahead_.empty()) {
-            next_ = recording_.next();
-        } else {
-            next_ = std::move(ahead_.front());
-            ahead_.pop_front();
-        }
-    } while (next_ && next_->client != client_);
+    return played;
 }
 
-void Replay::differ(const std::string &what)
+// Returns the recorded call that this one is, once it may be answered; the end when there is none.
+Replay::Place Replay::come(Call &call)
 {
-    if (!difference_.empty())
-        return;
-    difference_ = (next_ ? next_->place + ": the client differs from the recording"
-                         : std::string("the client goes on beyond the recording")) +
-                  "\n" + what;
-    if (next_)
-        difference_ += "\n  recorded: " + next_->text();
-    if (!before_.empty())
-        difference_ += "\n  before that:";
-    for (const std::string &each : before_)
-        difference_ += "\n    " + each;
-}
-
-// Returns where such a call was recorded later.
-std::string Replay::nearest(const Call &call)
-{
-    while (ahead_.size() < searched_ahead) {
-        std::optional<RecordedEvent> event = recording_.next();
-        if (!event)
-            break;
-        ahead_.push_back(std::move(*event));
+    const int client = call.client.number;
+    const Place none = ahead_.end();
+    Place own = none;
+    const auto known = [&] {
+        own = stopped() ? none : next_of(client);
+        return own != none || stopped() || read_whole_;
+    };
+    drive(call.host, known);
+    if (stopped() || (own == none && read_whole_ && recording_.cut_off()))
+        return none;
+    Place event = none;
+    if (own != none && fits(*own, call))
+        event = own;
+    else if (own != none && (order_ == KeptOrder::none || update_))
+        event = later_in_turn(call);
+    if (update_ && own != none)
+        event = adapt(call, own, event);
+    if (event == none) {
+        differ(client,
+               "  now:      " + text_of(call) + (own == none ? "" : told_differences(*own, call)) +
+                   nearest(call, own),
+               own == none ? nullptr : &*own);
+        return none;
     }
-    for (const RecordedEvent &each : ahead_)
-        if (each.client == client_ && fits(each, call, text_))
-            return "\n  such a call was recorded at " + each.place;
-    return "";
+    event->pending = true;
+    if (!drive(call.host, [&] { return stopped() || !is_blocked(event); })) {
+        const Place missing = head();
+        differ(client, "  now:      " + text_of(call) + ", which came after this",
+               missing == none ? nullptr : &*missing);
+    }
+    return stopped() ? none : event;
 }
 
 Responder::Reaction Replay::respond(Call &call)
 {
-    const bool hands_over = call.procedure.number == api_vq_over_1::number;
-    if (call.client.number != client_ || !difference_.empty())
-        return hands_over ? Reaction::answer : Reaction::rpc_error;
-    if (!next_ && recording_.cut_off())
-        return hands_over ? Reaction::answer : Reaction::rpc_error;
-    while (next_ && next_->waits && difference_.empty())
-        make(call.host, call.client);
-    if (!next_ || !fits(*next_, call, text_)) {
-        std::string what = "  now:      " + text_of(call, text_);
-        if (next_ && next_->procedure == &call.procedure && next_->arguments &&
-            call.procedure.argument.shape)
-            for (const auto &[path, is, wanted] : differences(
-                     *call.procedure.argument.shape, call.argument, *next_->arguments, text_))
-                what += "\n    " + (path.empty() ? "" : path + ":") + "\n      is       " + is +
-                        "\n      recorded " + wanted;
-        differ(what + nearest(call));
-        return hands_over ? Reaction::answer : Reaction::rpc_error;
+    const Place event = come(call);
+    if (event == ahead_.end())
+        return call.procedure.number == api_vq_over_1::number ? Reaction::answer
+                                                              : Reaction::rpc_error;
+    const Event played = play(event);
+    const Failure *failure = played.failed ? failure_named(played.failed->text()) : nullptr;
+    const MessageType &type = played.procedure->result;
+    try {
+        if (!failure && is_bytes(type.shape) && !is_bytes(call.procedure.result.shape)) {
+            call.bytes = std::make_shared<Message>(bytes_of_message);
+            fill(type, call.bytes->address(), played.answer, text_);
+        } else if (!failure) {
+            fill(call.procedure.result, call.result, played.answer, text_);
+        }
+    } catch (const JsonError &error) {
+        note_mistake(played, error);
+        return Reaction::rpc_error;
     }
-    Reaction reaction = Reaction::answer;
-    if (next_->failed)
-        reaction = reaction_of(next_->failed->text());
-    else
-        fill(call.procedure.result, call.result, next_->answer, text_);
-    advance();
-    return reaction;
+    if (update_)
+        write(played, call, failure);
+    return failure ? failure->reaction : Reaction::answer;
+}
+
+void Replay::note_mistake(const RecordedEvent &event, const JsonError &error)
+{
+    error_ = std::make_exception_ptr(
+        Error(misused, event.place + ":" + std::to_string(error.column) + ": " + error.what()));
 }
 
 void Replay::observe(const TraceEvent &event) noexcept
 try {
-    if (event.direction == Direction::from_client && event.client == client_)
+    if (event.direction == Direction::from_client)
         compare_end(event);
 } catch (const std::exception &error) {
     difference_ = error.what();
@@ -128,60 +211,174 @@ try {
 
 void Replay::compare_end(const TraceEvent &event)
 {
-    if (!difference_.empty() || over_ || (!next_ && recording_.cut_off()))
+    if (stopped() || over_)
         return;
     const bool exited = event.outcome != outcomes::handed_back;
-    if (!next_ || next_->kind != RecordedEvent::end || next_->exited != exited)
-        return differ("  now:      the client " + std::string(event.procedure) + ": " +
-                      event.outcome);
-    advance();
+    const Place none = ahead_.end();
+    Place next = next_of(event.client);
+    if (update_ && next != none && next->kind != RecordedEvent::end)
+        next = skip_to_end(event.client);
+    if (next == none && read_whole_ && recording_.cut_off())
+        return;
+    if (next == none || next->kind != RecordedEvent::end || next->exited != exited)
+        return differ(event.client,
+                      "  now:      the client " + std::string(event.procedure) + ": " +
+                          event.outcome,
+                      next == none ? nullptr : &*next);
+    const Event played = play(next);
+    if (update_)
+        update_->keep(played);
 }
 
 // Makes the host's call that comes next.
-void Replay::make(Host &host, Client &client)
+void Replay::make(Host &host, Client &client, Place next)
 {
-    const RecordedEvent event = *next_;
+    const Event event = play(next);
     Message argument(event.procedure->argument);
-    fill(event.procedure->argument, argument.address(), event.arguments, text_);
-    advance();
+    try {
+        fill(event.procedure->argument, argument.address(), event.arguments, text_);
+    } catch (const JsonError &error) {
+        return note_mistake(event, error);
+    }
+    if (update_)
+        update_->keep(event);
     if (event.waits)
         host.send(client, *event.procedure, argument.address());
-    else if (event.procedure->number == callback::vq_api_quit_1::number)
+    else if (event.procedure->number == vq_api_quit_1::number)
         host.quit(client);
     else
         host.call(client, *event.procedure, argument.address());
 }
 
-bool Replay::run(Host &host, Client &client)
+void Replay::start(Host &host, Place first)
+try {
+    Part &part = parts_[first->client];
+    Client *before = part.started ? host.find(first->client) : nullptr;
+    if (before && !host.wait_for_exit(*before, host.options().turn_limit))
+        return differ(first->client, "  now:      the client has not ended", &*first);
+    part.started = part.fresh = true;
+    start_(host, first->client, part.name);
+} catch (const Error &) {
+    error_ = std::current_exception(); // which run() throws, wherever this has been called
+}
+
+// Does what the host does next, if it is the host's turn. Returns whether it was.
+bool Replay::step(Host &host)
 {
-    const auto &limit = host.options().turn_limit;
-    const auto starts = [this] {
-        return next_ && next_->kind == RecordedEvent::host_call &&
-               next_->procedure->number == callback::vq_api_init_1::number;
-    };
-    for (bool first = true; next_ && difference_.empty() && client.running(); first = false) {
-        const std::size_t played = played_;
-        if (!first && starts()) {
-            if (!host.wait_for_exit(client, limit))
-                differ("  now:      the client has not ended");
-        } else if (next_->kind == RecordedEvent::host_call && !next_->waits) {
-            make(host, client);
-        } else if (host.serve_until([&] { return played_ != played || !client.running(); },
-                                    limit)) {
-            continue;
-        } else if (next_->kind == RecordedEvent::end && next_->exited && client.process) {
-            host.kill(client); // as the host had to then
-        } else {
-            differ("  now:      the client does nothing for " + std::to_string(limit.count()) +
-                   " ms");
-        }
-    }
-    if (difference_.empty() && starts())
+    const Place next = head();
+    if (next == ahead_.end())
+        return false;
+    const Part &part = parts_[next->client];
+    if (!part.started || (is_init(*next) && !part.fresh)) {
+        start(host, next);
         return true;
-    over_ = !next_; // what the end of this host brings was not recorded
-    if (next_)
-        differ("  now:      the client has ended: " + client.ending());
-    return false;
+    }
+    Client *client = host.find(next->client);
+    if (!client || !client->running()) {
+        const std::string ending = client ? client->ending() : "not started";
+        // One that has said that it leaves, has.
+        if (update_ && client && client->leaving && client->ended_well() && !is_init(*next))
+            drop_rest(next->client);
+        else
+            differ(next->client, "  now:      the client has ended: " + ending, &*next);
+        return true;
+    }
+    if (next->kind != RecordedEvent::host_call || (next->waits && !client->being_answered))
+        return false;
+    if (client->is_going() && next->procedure->number != vq_api_quit_1::number &&
+        host.wait_for_exit(*client, host.options().turn_limit))
+        return true;
+    make(host, *client, next);
+    return true;
+}
+
+// Plays the host's part until it is done. Returns false when nothing happens for the time limit.
+bool Replay::drive(Host &host, const std::function<bool()> &done)
+{
+    while (!done()) {
+        if (step(host))
+            continue;
+        const std::size_t played = played_;
+        const Place next = head();
+        Client *awaited = next == ahead_.end() ? nullptr : host.find(next->client);
+        const auto moved = [&] {
+            return played_ != played || done() || (awaited && !awaited->running());
+        };
+        if (host.serve_until(moved, host.options().turn_limit))
+            continue;
+        if (!awaited || !awaited->process || next->kind != RecordedEvent::end || !next->exited)
+            return false;
+        host.kill(*awaited); // as the host had to then
+    }
+    return true;
+}
+
+void Replay::run(Host &host)
+{
+    if (!drive(host, [this] { return stopped() || head() == ahead_.end(); })) {
+        const Place next = head();
+        differ(next->client,
+               "  now:      the client does nothing for " +
+                   std::to_string(host.options().turn_limit.count()) + " ms",
+               &*next);
+    }
+    over_ = !stopped(); // what the end of this host brings was not recorded
+    if (error_)
+        std::rethrow_exception(error_);
+}
+
+// Of several clients, it is told which one is meant.
+std::string Replay::text_of(const RecordedEvent &event) const
+{
+    return (parts_.size() > 1 ? "client " + std::to_string(event.client) + ": " : "") +
+           event.text();
+}
+
+std::string Replay::text_of(const Call &call) const
+{
+    return std::string(call.procedure.name) + "(" +
+           fields_text({call.procedure.argument.shape, call.argument}, text_) + ")";
+}
+
+void Replay::differ(int client, const std::string &what, const RecordedEvent *recorded)
+{
+    if (stopped())
+        return;
+    const std::string who =
+        parts_.size() > 1 ? "client " + std::to_string(client) : std::string("the client");
+    difference_ = (recorded ? recorded->place + ": " + who + " differs from the recording"
+                            : who + " goes on beyond the recording") +
+                  "\n" + what;
+    if (recorded)
+        difference_ += "\n  recorded: " + text_of(*recorded);
+    if (!before_.empty())
+        difference_ += "\n  before that:";
+    for (const RecordedEvent &each : before_)
+        difference_ += "\n    " + text_of(each);
+}
+
+std::string Replay::told_differences(const RecordedEvent &event, const Call &call) const
+{
+    std::string told;
+    for (const auto &[path, is, wanted] : differences_of(event, call))
+        told += "\n    " + (path.empty() ? "" : path + ":") + "\n      is       " + is +
+                "\n      recorded " + wanted;
+    return told;
+}
+
+// Tells of the recorded call that is the nearest, unless it is that which is told anyway.
+std::string Replay::nearest(const Call &call, Place told)
+{
+    find([](const Event &) { return false; }); // reads all that can be kept in mind
+    const auto [later, differing] = nearest_of(ahead_, call);
+    const auto [earlier, differing_then] = nearest_of(before_, call);
+    const bool is_later = differing <= differing_then;
+    const RecordedEvent *best = is_later ? later : earlier;
+    if (!best || (told != ahead_.end() && best == &*told))
+        return "";
+    if (is_later && differing == 0)
+        return "\n  such a call was recorded at " + best->place;
+    return "\n  the nearest: " + best->place + ": " + text_of(*best);
 }
 
 } // namespace velt::host

@@ -52,15 +52,53 @@ sed 's,a writing-desk,a very large sofa,' words >other
 ends 1 replay other
 tells 'recorded "The book has 98 words."'
 
+# The order of calls: two have changed places, and one that does not fit is left over.
+sed '3{h;d}; 4G' words >turned
+ends 1 replay turned
+tells "such a call was recorded at turned:4"
+ends 0 replay turned --keep-order none
+sed '4p' words >twice
+ends 1 replay twice --keep-order none
+
+# An update takes calls out, changes and adds them, and leaves the rest as it stands, also what nobody
+# may read.
+ends 0 replay words --update
+tells "stays as it is"
+ends 0 run --record private --scrub str1 --leave-out docId "choose Count Words"
+! grep -q '"arguments":{"docId\|98 words' private || fail "a field was recorded that was to be left out"
+ends 0 replay private
+sed '/newVal":33/d; s/\("api_vq_alert_1","arguments":{\)"int2":2/\1"int2":3/; 4p' private >old
+cp old new
+ends 0 replay new --update
+tells "new:5: no more: api_vq_get_named_object_1"
+tells "new before this: api_vq_set_int_1(docId=0, objId=0, propIdent={num=104}, newVal=33), answered as new:"
+tells "changed to api_vq_alert_1"
+ends 0 replay new
+! grep -q '98 words' new || fail "an update has what is scrubbed"
+[ "$(diff old new | grep -c '^[<>]')" = 4 ] || fail "an update changes more than has changed"
+# None is made when a client does not go on.
+sed '/callback":"vq_api_command_1/s/1}/77}/; s/newVal":33/newVal":34/' words >stuck
+cp stuck before
+ends 1 "$vqhost" replay stuck --client /bin/true --update
+cmp stuck before
+
+# Several clients.
+ends 0 run --client "$built/replace" --record two "choose Count Words" "answer raven crow" \
+    "choose Replace in Book..." "dialog 1 1" "dialog end"
+both() { "$vqhost" replay "$@" --client "$built/wordcount" --client "$built/replace"; }
+ends 0 both two --keep-order strict
+ends 0 "$vqhost" replay two --client 2="$built/replace" --client "wordcount=$built/wordcount"
+ends 2 replay two
+tells "add --client replace=PATH"
+ends 2 replay words --client more="$built/replace"
+sed 's/Text to find/Text to seek/' two >other
+ends 1 both other
+tells "client 2 differs"
+
 # A run that was cut off can be played as far as it goes, also within a line.
 head -c "$(($(wc -c <words) / 2))" words >half
 ends 0 replay half
 tells "was cut off"
-
-# What differs from run to run is left out; what nobody may read is replaced.
-ends 0 run --record private --scrub str1 --leave-out docId "choose Count Words"
-! grep -q '"arguments":{"docId\|98 words' private || fail "a field was recorded that was to be left out"
-ends 0 replay private
 
 # Statistics: a client's own time is neither the host's, nor that of a dialog or of another turn.
 cat >timed <<'END'
@@ -98,7 +136,9 @@ tells "wrong:3:"
 : >empty
 echo '{"steps": []}' >scenario
 sed '3s/.*/{"client":1,"call":"api_vq_no_1"},/' words >unknown
-for each in empty scenario unknown tea.json missing /dev/null; do
+sed 's/"answer":{/"answer":{"no":0,/' words >misfit
+sed '4s/"answer":.*/"failed":"somehow"},/' words >failure
+for each in empty scenario unknown misfit failure tea.json missing /dev/null; do
     ends 2 replay "$each"
 done
 

@@ -40,6 +40,16 @@ wrote err "old-style notification"
 wrote through '"callback":"vq4_api_notify_1"'
 run 0 replay through --client "$built/wordcount"
 
+# Calls that nobody can read.
+recorded 0 "$tester" --client-env "VQTEST=bad calls" show
+wrote through '"call":"procedure_4711","argumentBytes":[],"failed":"unknown"'
+run 0 replay through --client "$tester" --client-env "VQTEST=bad calls"
+sed -i '0,/"failed":"unknown"/s//"answerBytes":[0,0,0,1]/; 0,/11 10/s//11 0/' through
+run 0 replay through --client "$tester" --client-env "VQTEST=bad calls"
+echo '{"steps": [{"call": "api_vq_alert_1", "times": "any"}]}' >calls
+run 1 run tea.json --client "$tester" --client-env "VQTEST=bad calls" --scenario calls show
+wrote err "nothing expects procedure_4711"
+
 # However a client ends, the host sees it as without vqrecord, and the recording is whole.
 for how in exit crash "bail out" "fail at the end"; do
     code=1

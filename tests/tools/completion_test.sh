@@ -52,6 +52,7 @@ offers "vqhost run book.json --" --client-arg
 expect "vqhost run book.json --trace=js" json
 expect "vqhost run book.json --port-mapper " own machine
 expect "vqhost replay r --scr" --scrub
+expect "vqhost replay r --keep-order=s" strict
 expect "vqhost run book.json \"exp" expect
 expect "vqhost run book.json --client hello se" select set session
 expect "vqhost check-document --language cat" catalan
@@ -61,10 +62,15 @@ expect "vqucod m" make
 expect "vqconv --from" --from-code
 
 # The options that each program offers are those that its help has, and all of them.
-for program in "vqhost run book.json" "vqcall call" vqconv vqrecord vqsre vqucod; do
+options() { # PROGRAM
+    local each programs=("$1")
+    [[ $1 != vqhost ]] || programs=("vqhost run book.json" "vqhost replay recording")
+    for each in "${programs[@]}"; do offered "$each --"; done | tr -d = | sort -u
+}
+for program in vqhost "vqcall call" vqconv vqrecord vqsre vqucod; do
     help=$("${program%% *}" --help | sed -E '/^(usage:|      ) vq/d; /^Commands:/,$d' | grep -oE '(^|[ ,[])--[a-z-]+' | tr -d ' ,[' | sort -u)
-    [[ $(offered "$program --" | tr -d = | sort -u) == "$help" ]] ||
-        fail "$program offers $(offered "$program --" | paste -sd' '), its help has $(paste -sd' ' <<<"$help")"
+    [[ $(options "$program") == "$help" ]] ||
+        fail "$program offers $(options "$program" | paste -sd' '), its help has $(paste -sd' ' <<<"$help")"
 done
 
 # As a shell itself does it, with Tab.

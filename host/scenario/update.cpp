@@ -1,0 +1,41 @@
+#include "host/scenario/update.h"
+
+#include "host/scenario/recorder.h"
+
+namespace velt::host
+{
+
+void Update::put(const std::string &line)
+{
+    file_.write((first_ ? "\n" : ",\n") + line);
+    first_ = false;
+}
+
+void Update::keep(const RecordedEvent &event)
+{
+    if (event.time)
+        time_ = event.time;
+    put(event.line);
+}
+
+void Update::add(const TraceEvent &event, const SessionText &text)
+{
+    put(recorded_line(event, "", time_, text, fields_));
+}
+
+void Update::note(const std::string &what)
+{
+    constexpr std::size_t most_noted = 100;
+    if (changes_++ < most_noted)
+        notes_.push_back(what);
+}
+
+void Update::commit(bool cut_off)
+{
+    if (changes_ == 0)
+        return;
+    file_.write(cut_off ? "\n" : "\n]}\n");
+    file_.commit();
+}
+
+} // namespace velt::host
