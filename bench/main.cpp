@@ -12,6 +12,7 @@
 #include "bench/formatted.h"
 #include "bench/lists.h"
 #include "bench/model.h"
+#include "bench/recordings.h"
 #include "bench/resources.h"
 #include "bench/strings.h"
 #include "bench/table.h"
@@ -56,6 +57,7 @@ try {
     velt::bench::register_books();
     velt::bench::register_texts();
     velt::bench::register_model();
+    velt::bench::register_recordings();
     velt::bench::Table table(earlier);
     benchmark::RunSpecifiedBenchmarks(&table);
     return table.failed() ? 1 : 0;

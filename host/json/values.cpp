@@ -1,5 +1,6 @@
 #include "host/json/values.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include <nlohmann/json.hpp>
@@ -113,7 +114,15 @@ void JsonWriter::seconds(std::string_view name, double time)
 
 void JsonWriter::quote(std::string_view text)
 {
-    out_ += nlohmann::json(text).dump();
+    const bool plain = std::ranges::all_of(
+        text, [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; });
+    if (!plain) {
+        out_ += nlohmann::json(text).dump();
+        return;
+    }
+    out_ += '"';
+    out_ += text;
+    out_ += '"';
 }
 
 } // namespace velt::host
