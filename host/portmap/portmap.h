@@ -41,6 +41,16 @@ public:
     virtual std::string name() const = 0;
 };
 
+// For a session without sockets, in which nobody looks for a program.
+class NoPortMapper : public PortMapper
+{
+public:
+    bool set(const Registration &) override { return true; }
+    bool unset(UIntT, UIntT) override { return true; }
+    in_port_t find(UIntT, UIntT, unsigned) override { return 0; }
+    std::string name() const override { return "none"; }
+};
+
 // The machine's own port mapper, on port 111.
 class MachinePortMapper : public PortMapper
 {

@@ -82,8 +82,9 @@ std::vector<ScenarioPlayer::Expected> ScenarioPlayer::expected_of(int client)
     if (const auto open = open_.find(client); open != open_.end())
         for (auto each = open->second.rbegin(); each != open->second.rend(); ++each)
             all.push_back({each->call->calls, each->call->in_order});
-    for (Scenario &each : scenarios_)
-        all.push_back({each.calls, each.in_order});
+    for (auto *list : {&queued_, &scenarios_})
+        for (Scenario &each : *list)
+            all.push_back({each.calls, each.in_order});
     return all;
 }
 
@@ -198,11 +199,12 @@ try {
 void ScenarioPlayer::begin(const TraceEvent &event)
 {
     HostCall *begun = std::exchange(making_, nullptr);
-    for (Scenario &scenario : scenarios_)
-        for (HostCall &each : scenario.host_calls)
-            if (!begun && !each.begun && each.procedure->number == event.number &&
-                fits(event.arguments.shape, event.arguments.value, each.arguments, text_))
-                begun = &each;
+    for (auto *list : {&queued_, &scenarios_})
+        for (Scenario &scenario : *list)
+            for (HostCall &each : scenario.host_calls)
+                if (!begun && !each.begun && each.procedure->number == event.number &&
+                    fits(event.arguments.shape, event.arguments.value, each.arguments, text_))
+                    begun = &each;
     if (!begun)
         return;
     begun->begun = true;
@@ -222,15 +224,21 @@ void ScenarioPlayer::end(const TraceEvent &event)
     }
 }
 
+std::vector<std::string> ScenarioPlayer::take_misses()
+{
+    return std::exchange(misses_, {});
+}
+
 std::vector<std::string> ScenarioPlayer::failures() const
 {
     std::vector<std::string> all = misses_;
     if (more_misses_ > 0)
         all.push_back("and " + std::to_string(more_misses_) + " more");
-    for (const Scenario &scenario : scenarios_) {
-        add_missing(scenario.calls, all);
-        add_missing(scenario.host_calls, all);
-    }
+    for (const auto *list : {&queued_, &scenarios_})
+        for (const Scenario &scenario : *list) {
+            add_missing(scenario.calls, all);
+            add_missing(scenario.host_calls, all);
+        }
     return all;
 }
 

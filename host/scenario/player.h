@@ -22,6 +22,8 @@ public:
 
     // A scenario that is added later comes before the others.
     void add(Scenario scenario) { scenarios_.push_front(std::move(scenario)); }
+    // Steps that are queued come before all scenarios, in the order of these calls.
+    void queue(Scenario steps) { queued_.push_back(std::move(steps)); }
 
     Reaction respond(Call &call) override;
     Reaction respond_to_bytes(Call &call) override;
@@ -33,6 +35,9 @@ public:
     // Returns what went wrong, a text of one or more lines each: calls that nothing expected, in
     // their order, and what was expected and has not happened.
     std::vector<std::string> failures() const;
+    // Returns the calls that nothing expected since this was called last, which failures() leaves
+    // out from now on.
+    std::vector<std::string> take_misses();
 
 private:
     // A call of the host that a client is in, and what a scenario says of it.
@@ -57,7 +62,8 @@ private:
 
     Responder &model_;
     const SessionText &text_;
-    std::deque<Scenario> scenarios_;
+    // In these, what is there stays where it is when more is added.
+    std::deque<Scenario> queued_, scenarios_;
     std::map<int, std::vector<Open>> open_; // by the numbers of clients, the innermost last
     HostCall *making_ = nullptr;            // the call that the host is about to make
     std::vector<std::string> misses_;

@@ -46,6 +46,13 @@ public:
         read_steps(*steps, into_.calls, &into_.host_calls);
     }
 
+    void read_one(const JsonNode &step)
+    {
+        into_.others_by_model = true;
+        text_.emplace(into_.language);
+        read_step(step, into_.calls, &into_.host_calls);
+    }
+
 private:
     static void check_format(const JsonNode &node)
     {
@@ -96,17 +103,20 @@ private:
     {
         node.need(JsonNode::array);
         for (const auto &each : node.members)
-            attempt(problems_, [&] {
-                const JsonNode &step = each.second;
-                step.need(JsonNode::object);
-                if (step.member("call"))
-                    calls.push_back(read_call(step));
-                else if (host_calls && step.member("callback"))
-                    host_calls->push_back(read_host_call(step));
-                else
-                    throw JsonError(step, host_calls ? "a step needs \"call\" or \"callback\""
-                                                     : "a step needs \"call\"");
-            });
+            attempt(problems_, [&] { read_step(each.second, calls, host_calls); });
+    }
+
+    void read_step(const JsonNode &step, std::vector<ExpectedCall> &calls,
+                   std::vector<HostCall> *host_calls)
+    {
+        step.need(JsonNode::object);
+        if (step.member("call"))
+            calls.push_back(read_call(step));
+        else if (host_calls && step.member("callback"))
+            host_calls->push_back(read_host_call(step));
+        else
+            throw JsonError(step, host_calls ? "a step needs \"call\" or \"callback\""
+                                             : "a step needs \"call\"");
     }
 
     std::vector<HostCall> read_host_calls(const JsonNode &step, const char *member)
@@ -285,18 +295,30 @@ private:
     std::optional<SessionText> text_;
 };
 
-} // namespace
-
-Scenario parse_scenario(std::string_view text, const std::string &path, IntT language)
+Scenario parse(std::string_view text, const std::string &path, IntT language,
+               void (Reader::*read)(const JsonNode &root))
 {
     Scenario scenario;
     scenario.path = path;
     scenario.language = language;
     const auto root = std::make_shared<JsonNode>();
-    read_nodes(text, path, *root,
-               [&](std::vector<JsonError> &problems) { Reader(scenario, problems).read(*root); });
+    read_nodes(text, path, *root, [&](std::vector<JsonError> &problems) {
+        (Reader(scenario, problems).*read)(*root);
+    });
     scenario.root = root;
     return scenario;
+}
+
+} // namespace
+
+Scenario parse_scenario(std::string_view text, const std::string &path, IntT language)
+{
+    return parse(text, path, language, &Reader::read);
+}
+
+Scenario parse_step(std::string_view text, const std::string &path, IntT language)
+{
+    return parse(text, path, language, &Reader::read_one);
 }
 
 Scenario read_scenario(const std::string &path, IntT language)

@@ -80,6 +80,8 @@ struct Scenario {
 // Throws Error with all mistakes, each with its place.
 Scenario read_scenario(const std::string &path, IntT language);
 Scenario parse_scenario(std::string_view text, const std::string &path, IntT language);
+// Reads a text that is one step, and leaves all else to the model.
+Scenario parse_step(std::string_view text, const std::string &path, IntT language);
 
 // Returns a JSON Schema of what a scenario may hold.
 std::string scenario_schema();

@@ -34,7 +34,8 @@ struct Client {
     };
     State state = State::started;
 
-    std::unique_ptr<ClientProcess> process; // null for an admitted client
+    std::unique_ptr<ClientProcess> process; // null for one that was admitted or adopted
+    bool in_process = false;                // it is in the host's process, and ends when it says so
     pid_t pid = 0;                          // from its acknowledgement
     unsigned long long process_start = 0;   // of an admitted client, as start_of() returns it
     int caller = -1;                        // the descriptor on which it calls; -1 without one

@@ -135,7 +135,8 @@ void Clients::connection_closed(int descriptor)
 void Clients::look_after()
 {
     // To look for one ended process takes the system a look at each child of this one, so that with
-    // many clients it is done only after one has ended, and now and then for what escapes that look.
+    // many clients it is done only after one has ended, and now and then for what escapes that
+    // look.
     const auto now = Clock::now();
     const bool ends = now - looked_ >= look_interval || a_child_has_ended();
     if (ends)
@@ -148,8 +149,9 @@ void Clients::look_after(Client &client, bool ends)
 {
     if (!client.running())
         return;
-    if (ends &&
-        (client.process ? client.process->ended() : !lives(client.pid, client.process_start)))
+    if (client.in_process ? client.is_going()
+                          : ends && (client.process ? client.process->ended()
+                                                    : !lives(client.pid, client.process_start)))
         note_exit(client);
     else if (client.state == State::lost && !client.turns.empty() &&
              !(client.process && client.process->is_ending()))

@@ -24,6 +24,8 @@ public:
 
     // Returns false with rpc_createerr set when the client's service cannot be reached.
     bool open(const sockaddr_in &service, UIntT program, UIntT version, Replied replied);
+    // Takes a handle on which a call is over as soon as it is sent.
+    void open(CLIENT *handle) { handle_ = handle; }
     void close();
     bool is_open() const { return handle_ != nullptr; }
 

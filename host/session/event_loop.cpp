@@ -43,7 +43,7 @@ bool EventLoop::serve_until(const std::function<bool()> &done, Milliseconds limi
             return well;
         }
         const auto left = limit - (Clock::now() - began - (excused_ - excused));
-        over = left <= Clock::duration::zero();
+        over = left <= Clock::duration::zero() || !waits_;
         wait_and_dispatch(
             std::clamp<Clock::duration>(left, Clock::duration::zero(), look_interval));
     }
@@ -51,6 +51,8 @@ bool EventLoop::serve_until(const std::function<bool()> &done, Milliseconds limi
 
 void EventLoop::wait_and_dispatch(Clock::duration limit)
 {
+    if (!waits_)
+        return;
     transport_wait(nullptr, static_cast<int>(std::chrono::ceil<Milliseconds>(limit).count()));
     check_();
     transport_dispatch();

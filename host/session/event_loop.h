@@ -18,9 +18,10 @@ public:
     using Milliseconds = std::chrono::milliseconds;
 
     // `look` is called in every round, for what shows on no descriptor, and `check` after each
-    // wait. When `check` throws, nothing is served.
-    EventLoop(std::function<void()> look, std::function<void()> check)
-        : look_(std::move(look)), check_(std::move(check))
+    // wait. When `check` throws, nothing is served. Without waits nothing comes from elsewhere, and
+    // every limit passes at once.
+    EventLoop(std::function<void()> look, std::function<void()> check, bool waits = true)
+        : look_(std::move(look)), check_(std::move(check)), waits_(waits)
     {
     }
     EventLoop(const EventLoop &) = delete;
@@ -77,6 +78,7 @@ private:
     void run_deferred();
 
     std::function<void()> look_, check_;
+    bool waits_;
     std::deque<Deferred> deferred_;
     Clock::duration excused_{};
     int answering_ = 0;

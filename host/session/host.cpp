@@ -62,6 +62,8 @@ std::shared_ptr<PortMapper> mapper_of(const Options &options, Reports &reports)
 try {
     if (options.port_mapper)
         return options.port_mapper;
+    if (options.in_process)
+        return std::make_shared<NoPortMapper>();
     return std::make_shared<SessionPortMapper>(
         [&reports](const char *what) { Reports::line(&reports, what); });
 } catch (const std::system_error &error) {
@@ -71,18 +73,17 @@ try {
 } // namespace
 
 Host::Host(Options options, Responder &responder, Console &console)
-    : options_((prepare_process(), std::move(options))), console_(console), reports_(console),
+    : options_(std::move(options)), console_(console), reports_(console),
       registrations_(mapper_of(options_, reports_), reports_),
-      clients_(options_, reports_, registrations_, responder), loop_(
-                                                                   [this] {
-                                                                       clients_.look_after();
-                                                                       programs_.look_after();
-                                                                   },
-                                                                   [this] { check(); }),
+      clients_(options_, reports_, registrations_, responder),
+      loop_([this] { look(); }, [this] { check(); }, !options_.in_process),
       dispatcher_({*this, options_, reports_, clients_, loop_, responder}),
       programs_(options_, reports_, loop_)
 {
+    if (options_.in_process)
+        return;
     try {
+        prepare_process();
         listen();
     } catch (const std::system_error &error) {
         end();
@@ -138,6 +139,12 @@ void Host::listen()
     session_listener_->answer_to(session_program_);
 }
 
+void Host::look()
+{
+    clients_.look_after();
+    programs_.look_after();
+}
+
 void Host::check()
 {
     if (ending_)
@@ -188,6 +195,17 @@ Client &Host::start(const Startup &what, int number, const std::string &name, bo
                     (client.exit_status == 0 ? ", as a program does that is no client" : ""));
     if (!client.connection.is_open())
         give_up(client, "acknowledged, but its service cannot be reached");
+    return client;
+}
+
+Client &Host::adopt(int number, const std::string &name, CLIENT *handle, int descriptor)
+{
+    Client &client = clients_.add(number, name);
+    client.directory = ".";
+    client.in_process = true;
+    client.connection.open(handle);
+    client.caller = descriptor;
+    client.state = State::connected;
     return client;
 }
 

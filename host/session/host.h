@@ -38,7 +38,8 @@ struct Outcome {
 class Host
 {
 public:
-    // Registers the host's program and its session program. Throws Error.
+    // Registers the host's program and its session program, unless its clients are in this process.
+    // Throws Error.
     Host(Options options, Responder &responder, Console &console);
     Host(const Host &) = delete;
     Host &operator=(const Host &) = delete;
@@ -47,6 +48,14 @@ public:
     // Starts a client and serves until it has acknowledged and is connected. Throws Error when it
     // does not come up, and nothing of it is then left.
     Client &start(const Startup &what, int number, const std::string &name, bool detach = false);
+
+    // Adds a client in this process, which is called on the handle. It is connected at once, and
+    // its calls come to `dispatch` with the descriptor by which it is known.
+    Client &adopt(int number, const std::string &name, CLIENT *handle, int descriptor);
+    void dispatch(svc_req *request, SVCXPRT *transport)
+    {
+        Dispatcher::dispatch(&dispatcher_, request, transport);
+    }
 
     // Each of these calls the client and serves until control comes back, and then for the end of a
     // client that is leaving, or the client waits for a modal dialog, dies, or is late. They report
@@ -128,6 +137,7 @@ public:
 
 private:
     void listen();
+    void look();
     void check();
     [[noreturn]] void give_up(Client &client, const std::string &reason);
 

@@ -28,6 +28,9 @@ struct Options {
     bool stop_at_start = false;
     // Clients may have the host run programs.
     bool allow_programs = false;
+    // The clients are in this process: there is no port mapper, no socket, and no process to watch,
+    // and since nothing comes of waiting, all times pass at once.
+    bool in_process = false;
     // The port mapper to use; null creates one for this session.
     std::shared_ptr<PortMapper> port_mapper;
 };

@@ -120,16 +120,19 @@ IntT V_ApiService(UIntT *readMask)
     UIntT foreign;
     UIntT others;
     int ready;
+    // A host in this process calls when it is asked, and wakes no wait.
+    const bool in_process = velt_client && !velt::transport_made(velt_client);
+    const bool served = in_process && clnt_control(velt_client, velt::serve_request, nullptr);
     do {
         const UIntT service = velt::transport_mask();
         const UIntT given = readMask ? *readMask : 0;
         foreign = foreign_services();
         VA_SelectMask = service | foreign | given;
         others = (foreign | given) & ~service;
-        ready = velt::transport_wait(&others, wait_limit);
+        ready = velt::transport_wait(&others, in_process ? 0 : wait_limit);
         if (ready <= 0 && !V_ApiVeltAlive())
             end_without_host();
-    } while (ready == 0);
+    } while (ready == 0 && !in_process);
 
     VA_SelectMask = 0;
     if (ready > 0) {
@@ -156,7 +159,7 @@ IntT V_ApiService(UIntT *readMask)
     // served.
     if (!VA_bailout && velt_client && velt::transport_ended(velt_client))
         end_without_host();
-    return ready;
+    return ready == 0 && served ? 1 : ready;
 }
 
 IntT V_ApiVeltAlive(void)

@@ -469,7 +469,12 @@ void transport_watch_end(CLIENT *client)
 
 bool transport_ended(CLIENT *client)
 {
-    return connection_of(client).ended;
+    return transport_made(client) && connection_of(client).ended;
+}
+
+bool transport_made(const CLIENT *client)
+{
+    return client->cl_ops == &operations;
 }
 
 } // namespace velt

@@ -51,6 +51,12 @@ bool send_result(SVCXPRT *connection, xdrproc_t encode, void *result);
 void send_error(SVCXPRT *connection, accept_stat why, rpcvers_t version = 0);
 void send_refusal(SVCXPRT *connection, auth_stat why);
 
+// Returns whether transport_connect has made the handle. Another, whose host is in this process,
+// has calls for the client only when it is asked by clnt_control with serve_request, which returns
+// whether there were any; transport_ended is false for it.
+bool transport_made(const CLIENT *client);
+inline constexpr u_int serve_request = 0x56454c54;
+
 // The address of a port on the loopback interface; transport_connect looks port 0 up.
 sockaddr_in on_loopback(in_port_t port = 0);
 
