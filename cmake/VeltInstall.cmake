@@ -9,7 +9,7 @@ file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md)
 install(FILES ${documents} ${PROJECT_SOURCE_DIR}/LICENSE TYPE DOC)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples TYPE DOC
   PATTERN man EXCLUDE)
-foreach(section 1 5)
+foreach(section 1 3 5)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
     FILES_MATCHING PATTERN *.${section})
 endforeach()
@@ -27,11 +27,13 @@ install(FILES ${CMAKE_CURRENT_LIST_DIR}/VeltResources.cmake ${CMAKE_CURRENT_LIST
   ${PROJECT_BINARY_DIR}/VeltConfig.cmake ${PROJECT_BINARY_DIR}/VeltConfigVersion.cmake
   DESTINATION ${package_dir})
 
-# velt_pkgconfig(NAME DESCRIPTION REQUIRES): NAME.pc, which finds its tree from where it stands.
+# velt_pkgconfig(NAME DESCRIPTION REQUIRES [LIBS]): NAME.pc, which finds its tree from where it stands.
+# The static form needs the LIBS as well.
 function(velt_pkgconfig name description requires)
   set(place ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
   cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
     BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${place} OUTPUT_VARIABLE up)
+  list(JOIN ARGN " " private)
   file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/${name}.pc @ONLY CONTENT
 "prefix=\${pcfiledir}/@up@
 includedir=\${prefix}/@CMAKE_INSTALL_INCLUDEDIR@
@@ -43,9 +45,11 @@ Version: @PROJECT_VERSION@
 Requires: @requires@
 Cflags: -I\${includedir}
 Libs: -L\${libdir} -l@name@
+Libs.private: @private@
 ")
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${place})
 endfunction()
 
 velt_pkgconfig(velt-vde "The Velt support library" "")
 velt_pkgconfig(velt-api "The Velt API client library" "velt-vde libtirpc")
+velt_pkgconfig(velt-mock "The host in the memory of a test of a Velt client" "velt-api" -lstdc++ -lm)

@@ -60,11 +60,7 @@ function(velt_library name folder)
   foreach(kind static shared)
     string(TOUPPER ${kind} KIND)
     add_library(${name}-${kind} ${KIND} $<TARGET_OBJECTS:${name}-objects>)
-    set_target_properties(${name}-${kind} PROPERTIES OUTPUT_NAME ${name} LINKER_LANGUAGE C
-      VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-    target_include_directories(${name}-${kind} PUBLIC
-      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
-      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    set_target_properties(${name}-${kind} PROPERTIES LINKER_LANGUAGE C)
     foreach(lib ${ARG_LINK})
       if(TARGET ${lib}-${kind})
         target_link_libraries(${name}-${kind} PUBLIC ${lib}-${kind})
@@ -81,7 +77,20 @@ function(velt_library name folder)
   target_link_options(${name}-shared PRIVATE LINKER:--version-script=${versions})
   set_target_properties(${name}-shared PROPERTIES LINK_DEPENDS ${versions})
 
+  velt_install_library(${name})
+endfunction()
+
+# velt_install_library(NAME): names and installs NAME-static and NAME-shared, which have the public
+# headers.
+function(velt_install_library name)
   string(REGEX REPLACE "^velt-" "" short ${name})
+  foreach(kind static shared)
+    set_target_properties(${name}-${kind} PROPERTIES OUTPUT_NAME ${name}
+      VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    target_include_directories(${name}-${kind} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  endforeach()
   # The libraries stand side by side, wherever that is.
   set_target_properties(${name}-shared PROPERTIES EXPORT_NAME ${short} INSTALL_RPATH "$ORIGIN")
   set_target_properties(${name}-static PROPERTIES EXPORT_NAME ${short}-static)
@@ -110,5 +119,9 @@ function(velt_layer folder)
   target_link_libraries(${name} ${scope} velt_options ${ARG_LINK})
   if(scope STREQUAL PUBLIC AND NOT folder STREQUAL common)
     target_precompile_headers(${name} REUSE_FROM velt-common)
+  endif()
+  # A shared library is made of some of them.
+  if(scope STREQUAL PUBLIC)
+    set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
   endif()
 endfunction()

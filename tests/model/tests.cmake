@@ -1,7 +1,7 @@
 # What clients call is in one executable, which tells of an answer that no test has called for.
 velt_test(answers_test SOURCES model/model_test.cpp model/text_test.cpp model/document_test.cpp
   model/words_test.cpp model/people_test.cpp model/refusals_test.cpp support/host_in_process.cpp
-  support/heap.cpp LINK velt-host)
+  support/heap.cpp LINK velt-host velt-mock)
 target_compile_definitions(answers_test PRIVATE HUNSPELL=$<BOOL:${HUNSPELL_FOUND}>)
 velt_test(book_test SOURCES model/book_test.cpp support/heap.cpp LINK velt-host)
 watch_heap(answers_test book_test)

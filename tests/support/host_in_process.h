@@ -6,6 +6,7 @@
 #include <set>
 
 #include "host/answers/responder.h"
+#include "mock/memory_link.h"
 #include "support/errors.h"
 #include "support/folder.h"
 #include "support/samples.h"
@@ -27,12 +28,11 @@ public:
     static inline std::set<rpcproc_t> answered;
 
 private:
-    static clnt_stat call(CLIENT *handle, rpcproc_t number, xdrproc_t encode, void *argument,
-                          xdrproc_t decode, void *result, timeval limit);
+    void serve(svc_req &request);
 
     Host &host_;
     Responder &responder_;
-    CLIENT handle_{};
+    mock::MemoryLink link_;
     CLIENT *before_;
 };
 

@@ -1,0 +1,149 @@
+/* A host in the memory of a test: what a client calls is encoded by the library as ever, answered
+ * by the model and the scenarios of the reference host, and decoded, in a few microseconds. There
+ * is no process, no socket and no port mapper.
+ *
+ *     V_MockOpen("tea.json", NULL);
+ *     V_MockInitialize(0);
+ *     V_MockCommand(1);
+ *     assert(V_MockCount("api_vq_alert_1") == 1);
+ *     assert(V_MockClose() == 0);
+ *
+ * The test defines the callbacks, or is linked with the client that does, and also calls the
+ * client's functions directly: such a client holds control until the test has the host act again.
+ * Link libvelt-mock beside libvelt-api. A process has one mock at a time, and one thread uses it.
+ *
+ * What goes wrong is told on standard error, with the file and the line of the latest V_Mock call,
+ * and counted: a call that nothing expects, an answer that is not asked for, a callback that the
+ * client cannot get, a wrong argument of these functions, a call of one of them without a mock.
+ * What the host reports to the person, such as changes that the client has lost, is told there too.
+ * Nothing here ends the process, and nothing waits: limits, delays and the client's own sleep pass
+ * at once. An exception must not leave a callback.
+ *
+ * Texts are in UTF-8 as in the files of the host, apart from those that the callbacks get, which
+ * are in the session's encoding (velt/api/session.h). What a function returns as a text belongs to
+ * the mock and is valid until that function is called again or V_MockClose.
+ */
+#ifndef VELT_MOCK_H
+#define VELT_MOCK_H
+
+#include "velt/api/session.h"
+
+/* Types of the RPC library. */
+struct svc_req;
+struct __rpc_svcxprt;
+
+/* The parts of the client library that the mock stands in for or restores: those of the test, which
+ * may be linked with either form of it. V_MockOpen fills it in. */
+typedef struct V_MockLibraryT {
+    struct __rpc_client **client;
+    IntT *error, *bailout, *number;
+    UIntT *selectMask;
+    void (*serve)(struct svc_req *request, struct __rpc_svcxprt *transport);
+    IntT (*doneCommand)(void);
+} V_MockLibraryT;
+
+VELT_BEGIN_DECLS
+
+/* The dispatcher of the host's calls, as velt/wire.h declares it for those who have the headers of
+ * the RPC library. */
+void vq_api_prog_1(struct svc_req *request, struct __rpc_svcxprt *transport);
+
+/* Notes where the test is, for reports; the macros below do. The file's name stays the caller's and
+ * is kept until the next. */
+void V_MockAt(const char *file, int line);
+/* As V_MockOpen, for the library given. */
+IntT V_MockOpenFor(const V_MockLibraryT *library, const char *book, const char *scenario);
+
+/* Has a call of the client be answered as a scenario's step says, velt-scenario(5):
+ *
+ *     V_MockAnswer("{\"call\": \"api_vq_open_1\", \"answer\": {\"status\": -9}}");
+ *
+ * Steps that match are used in the order of these calls, and before the scenario's. A step without
+ * an answer only expects the call, which the model answers. One that is not used as often as its
+ * "times" say, which is once, is a failure at V_MockClose. A step may also be a "callback", with
+ * what is then expected of the client. Returns 0, or -1 for one that is wrong. */
+IntT V_MockAnswer(const char *step);
+/* Has the person give this answer to the next question that no earlier one is for, in words as the
+ * command "answer" of vqhost(1) takes them; null cancels it. Without an answer, a question is
+ * cancelled. One that nobody asks for is a failure at V_MockClose. Returns 0 or -1. */
+IntT V_MockReply(const char *words);
+
+/* The host calls the client: its callback runs, and what the host has to do then as well, such as
+ * the calls that a scenario makes "after" an answer. Return 0 when the client has handed control
+ * back, else -1: it holds control already, has ended, or its connection has. Texts may be null. */
+IntT V_MockInitialize(IntT initCode);
+IntT V_MockCommand(IntT command);
+IntT V_MockNotify(IntT notification, V_ObjHandleT object, const char *text, IntT number);
+IntT V_MockMessage(const char *message, V_ObjHandleT object1, V_ObjHandleT object2);
+IntT V_MockDialogEvent(IntT dialog, IntT item, IntT detail);
+/* Asks the client to quit, which sets its VA_bailout; the host does not call it after that. */
+IntT V_MockQuit(void);
+/* Keeps an event for the time when the client waits, in a modal dialog or in V_ApiService; it gets
+ * one event for each wait. The dialog 0 ends the modal dialog, of which detail is the result. A
+ * client that waits when there is none fails: its dialog is cancelled, or it is asked to quit.
+ * Events that are left are a failure at V_MockClose. Returns 0 or -1. */
+IntT V_MockQueueDialogEvent(IntT dialog, IntT item, IntT detail);
+/* Has the host do what is due once the test has called the client's functions directly: the calls
+ * that a scenario makes "after" an answer, notifications that were held back. Returns 0 or -1. */
+IntT V_MockServe(void);
+
+/* What the client has called, in its order: a line of JSON for each call, as `vqhost --trace=json`
+ * writes it, all or those of one procedure, api_vq_alert_1 say. Null when memory runs out or no
+ * mock is open. */
+const char *V_MockCalls(const char *procedure);
+/* The number of these calls; -1 for a procedure that there is not. */
+IntT V_MockCount(const char *procedure);
+/* Forgets the calls so far. */
+void V_MockForget(void);
+/* The book, or an open document, 0 the active one, as the files of the host have it. Null when
+ * there is none. */
+const char *V_MockBook(void);
+const char *V_MockDocument(V_ObjHandleT document);
+
+/* The number of failures so far. */
+IntT V_MockFailures(void);
+/* Ends the session, and returns the number of all failures, those of what was expected and has not
+ * happened included. The library is then as it was before V_MockOpen. A mock is to be closed when
+ * a test has failed, too, but not in a callback. */
+IntT V_MockClose(void);
+
+VELT_END_DECLS
+
+/* Opens a session with a book, which is the path of a file, or its text if that begins with '{', or
+ * null for one without components. A scenario, given likewise, says what is answered, and that
+ * other calls are failures unless its "others" is "model"; null leaves all to the model. The
+ * client is the number 1, "mock". Returns 0; -1 when there is a mock already, or for a book or
+ * scenario that is wrong. */
+static inline IntT V_MockOpen(const char *book, const char *scenario)
+{
+    const V_MockLibraryT library = {&velt_client,   &VA_errno,     &VA_bailout,     &VA_clientno,
+                                    &VA_SelectMask, vq_api_prog_1, V_ApiDoneCommand};
+    return V_MockOpenFor(&library, book, scenario);
+}
+
+/* Each call notes its place, unless V_MOCK_WITHOUT_PLACES is defined. */
+#ifndef V_MOCK_WITHOUT_PLACES
+/* clang-format off */
+#define V_MOCK_HERE V_MockAt(__FILE__, __LINE__)
+#define V_MockOpen(...)             (V_MOCK_HERE, V_MockOpen(__VA_ARGS__))
+#define V_MockAnswer(...)           (V_MOCK_HERE, V_MockAnswer(__VA_ARGS__))
+#define V_MockReply(...)            (V_MOCK_HERE, V_MockReply(__VA_ARGS__))
+#define V_MockInitialize(...)       (V_MOCK_HERE, V_MockInitialize(__VA_ARGS__))
+#define V_MockCommand(...)          (V_MOCK_HERE, V_MockCommand(__VA_ARGS__))
+#define V_MockNotify(...)           (V_MOCK_HERE, V_MockNotify(__VA_ARGS__))
+#define V_MockMessage(...)          (V_MOCK_HERE, V_MockMessage(__VA_ARGS__))
+#define V_MockDialogEvent(...)      (V_MOCK_HERE, V_MockDialogEvent(__VA_ARGS__))
+#define V_MockQuit()                (V_MOCK_HERE, V_MockQuit())
+#define V_MockQueueDialogEvent(...) (V_MOCK_HERE, V_MockQueueDialogEvent(__VA_ARGS__))
+#define V_MockServe()               (V_MOCK_HERE, V_MockServe())
+#define V_MockCalls(...)            (V_MOCK_HERE, V_MockCalls(__VA_ARGS__))
+#define V_MockCount(...)            (V_MOCK_HERE, V_MockCount(__VA_ARGS__))
+#define V_MockForget()              (V_MOCK_HERE, V_MockForget())
+#define V_MockBook()                (V_MOCK_HERE, V_MockBook())
+#define V_MockDocument(...)         (V_MOCK_HERE, V_MockDocument(__VA_ARGS__))
+#define V_MockFailures()            (V_MOCK_HERE, V_MockFailures())
+#define V_MockClose()               (V_MOCK_HERE, V_MockClose())
+/* clang-format on */
+#endif
+
+#endif

@@ -1,0 +1,194 @@
+// The functions of velt/mock.h. No exception leaves them.
+
+#define V_MOCK_WITHOUT_PLACES
+#include "common/error.h"
+#include "mock/mock.h"
+#include "velt/mock.h"
+
+namespace
+{
+
+using velt::mock::Failures;
+using velt::mock::Mock;
+
+// The mock that is open. One that the test does not close is not released either.
+Mock *mock;
+
+// What frames on the stack may still use is kept for good.
+void leave_behind(Mock *closed)
+{
+    static auto *const all = new std::vector<Mock *>;
+    all->push_back(closed);
+}
+
+Failures &failures()
+{
+    static Failures all;
+    return all;
+}
+
+// Returns what the action does, or what stands for a failure.
+template <class Result, class Action>
+Result with_mock(Result otherwise, Action action) noexcept
+try {
+    if (mock)
+        return action();
+    failures().add("no mock is open; V_MockOpen opens one");
+    return otherwise;
+} catch (const std::exception &error) {
+    failures().add(velt::reason_of(error));
+    return otherwise;
+}
+
+// For an action that succeeds unless it throws.
+template <class Action>
+IntT status_of(Action action)
+{
+    return with_mock<IntT>(-1, [&] {
+        action();
+        return 0;
+    });
+}
+
+// For one that tells.
+template <class Action>
+IntT success_of(Action action)
+{
+    return with_mock<IntT>(-1, [&] { return action() ? 0 : -1; });
+}
+
+template <class Action>
+const char *text_of(Action action)
+{
+    return with_mock<const char *>(nullptr, action);
+}
+
+const char *or_empty(const char *text)
+{
+    return text ? text : "";
+}
+
+const char *needed(const char *text)
+{
+    if (!text)
+        velt::misuse("a text is needed, not null");
+    return text;
+}
+
+} // namespace
+
+void V_MockAt(const char *file, int line)
+{
+    failures().at(file, line);
+}
+
+IntT V_MockOpenFor(const V_MockLibraryT *library, const char *book, const char *scenario)
+try {
+    if (mock)
+        velt::fail("a mock is open already; V_MockClose closes it");
+    mock = new Mock(failures(), *library, book, scenario);
+    return 0;
+} catch (const std::exception &error) {
+    failures().add(velt::reason_of(error));
+    return -1;
+}
+
+IntT V_MockAnswer(const char *step)
+{
+    return status_of([=] { mock->answer(needed(step)); });
+}
+
+IntT V_MockReply(const char *words)
+{
+    return status_of([=] { mock->reply(words); });
+}
+
+IntT V_MockInitialize(IntT initCode)
+{
+    return success_of([=] { return mock->initialise(initCode); });
+}
+
+IntT V_MockCommand(IntT command)
+{
+    return success_of([=] { return mock->command(command); });
+}
+
+IntT V_MockNotify(IntT notification, V_ObjHandleT object, const char *text, IntT number)
+{
+    return success_of([=] { return mock->notify(notification, object, or_empty(text), number); });
+}
+
+IntT V_MockMessage(const char *message, V_ObjHandleT object1, V_ObjHandleT object2)
+{
+    return success_of([=] { return mock->message(or_empty(message), object1, object2); });
+}
+
+IntT V_MockDialogEvent(IntT dialog, IntT item, IntT detail)
+{
+    return success_of([=] { return mock->dialog_event(dialog, item, detail); });
+}
+
+IntT V_MockQuit(void)
+{
+    return success_of([] { return mock->quit(); });
+}
+
+IntT V_MockQueueDialogEvent(IntT dialog, IntT item, IntT detail)
+{
+    return status_of([=] { mock->queue({dialog, item, detail}); });
+}
+
+IntT V_MockServe(void)
+{
+    return status_of([] { mock->serve(); });
+}
+
+const char *V_MockCalls(const char *procedure)
+{
+    return text_of([=] { return mock->calls(or_empty(procedure)); });
+}
+
+IntT V_MockCount(const char *procedure)
+{
+    return with_mock<IntT>(-1, [=] { return mock->count(needed(procedure)); });
+}
+
+void V_MockForget(void)
+{
+    status_of([] { mock->forget(); });
+}
+
+const char *V_MockBook(void)
+{
+    return text_of([] { return mock->book(); });
+}
+
+const char *V_MockDocument(V_ObjHandleT document)
+{
+    return text_of([=] { return mock->document(document); });
+}
+
+IntT V_MockFailures(void)
+{
+    return failures().count();
+}
+
+IntT V_MockClose(void)
+{
+    status_of([] {
+        Mock *closing = mock;
+        const bool in_callback = closing->in_callback();
+        if (in_callback)
+            failures().add("the mock is closed in a callback, or after a jump out of one; its "
+                           "memory is not released");
+        else
+            closing->check_all_done();
+        closing->end();
+        mock = nullptr;
+        if (in_callback)
+            leave_behind(closing);
+        else
+            delete closing;
+    });
+    return failures().take();
+}

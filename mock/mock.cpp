@@ -1,0 +1,371 @@
+#include "mock/mock.h"
+
+#include <cstdio>
+#include <ostream>
+
+#include "common/error.h"
+#include "common/nearest.h"
+#include "host/files/document.h"
+#include "host/values/status.h"
+
+namespace velt::mock
+{
+namespace
+{
+
+using namespace host;
+
+// What the host knows the client's connection by; no process has such a descriptor.
+constexpr int client_descriptor = -2;
+// A turn of this number is the test's, which calls the client's functions outside of all callbacks.
+constexpr UIntT test_turn = 0;
+constexpr const char *empty_book = R"({"title": "Mock", "components": []})";
+
+std::ostream nowhere(nullptr);
+
+bool is_text(const char *given)
+{
+    return given[0] == '{';
+}
+
+Options options_of(TraceSink trace)
+{
+    Options options;
+    options.in_process = true;
+    options.trace = std::move(trace);
+    return options;
+}
+
+void need_procedure(std::string_view name)
+{
+    const auto all = host_procedures();
+    if (std::ranges::find(all, name, &Procedure::name) != all.end())
+        return;
+    Nearest nearest(name);
+    for (const Procedure &each : all)
+        nearest.consider(each.name);
+    misuse("no procedure is called " + in_quotes(name) + nearest.hint());
+}
+
+} // namespace
+
+void Failures::tell(const std::string &what) const noexcept
+try {
+    const std::string told = what.starts_with(place()) ? what : place() + ": " + what;
+    std::fputs((printable_lines(told) + "\n").c_str(), stderr);
+} catch (const std::exception &) {
+    std::fputs("velt-mock: a failure, and no memory to tell which\n", stderr);
+}
+
+Person::Person(Failures &failures) : PrintingConsole(nowhere, nowhere), failures_(failures) {}
+
+Reply Person::ask(const Question &question)
+{
+    Reply reply = PrintingConsole::ask(question);
+    questions.clear();
+    alerts.clear();
+    try {
+        check();
+    } catch (const Error &misfit) {
+        failures_.add(misfit.what());
+    }
+    return reply;
+}
+
+Mock::Library::Library(const V_MockLibraryT &of)
+    : V_MockLibraryT(of), client_before_(*client), error_before_(*error), bailout_before_(*bailout),
+      number_before_(*number), mask_before_(*selectMask)
+{
+}
+
+void Mock::Library::restore() const
+{
+    *client = client_before_;
+    *error = error_before_;
+    *bailout = bailout_before_;
+    *number = number_before_;
+    *selectMask = mask_before_;
+}
+
+Mock::Mock(Failures &failures, const V_MockLibraryT &library, const char *book,
+           const char *scenario)
+    : failures_(failures), library_(library), file_(book && !is_text(book) ? book : ""),
+      book_(load(book)), text_(model_.language()),
+      to_host_(client_descriptor, {.serve = [this](svc_req &each) { serve_client(each); },
+                                   .ended = [this] { lost_ = client_->leaving = true; },
+                                   .wait = [this] { return wait(); }}),
+      to_client_(client_descriptor, {.serve = [this](svc_req &each) { serve_host(each); }}),
+      host_(options_of([this](const TraceEvent &event) { note(event); }), player_, person_)
+{
+    person_.text.emplace(model_.language());
+    documents_.set_book(book_, file_);
+    documents_.ask = [this](const Question &question) { return host_.ask(question); };
+    documents_.announcer.set_host(&host_);
+    const IntT language = model_.language();
+    if (!scenario)
+        player_.add(parse_scenario(R"({"others": "model", "steps": []})", "", language));
+    else if (is_text(scenario))
+        player_.add(parse_scenario(scenario, "scenario", language));
+    else
+        player_.add(read_scenario(scenario, language));
+
+    client_ = &host_.adopt(1, "mock", to_client_.handle(), client_descriptor);
+    *library_.client = to_host_.handle();
+    *library_.error = 0;
+    *library_.bailout = 0;
+    *library_.number = client_->number;
+}
+
+UIntT Mock::load(const char *book)
+{
+    if (book && !is_text(book))
+        return file_.load(model_);
+    return read_book(book ? book : empty_book, "book", model_);
+}
+
+void Mock::check_all_done()
+{
+    end_test_turn();
+    serve();
+    for (const std::string &each : player_.failures())
+        failures_.add(each);
+    for (const Prepared &each : person_.answers)
+        failures_.add("nobody has asked for the answer \"" + each.words + "\"");
+    for (const VqApiDialogEventArgT &each : events_)
+        failures_.add("the client has not waited for the event of item " +
+                      std::to_string(each.item) + " in dialog " + std::to_string(each.dialog));
+}
+
+void Mock::end()
+{
+    // A client that has left the session has a handle no more.
+    if (*library_.client == to_host_.handle())
+        library_.doneCommand();
+    host_.end();
+    library_.restore();
+}
+
+void Mock::answer(const char *step)
+{
+    player_.queue(parse_step(step, failures_.place(), model_.language()));
+}
+
+void Mock::reply(const char *words)
+{
+    const bool cancels = words == nullptr;
+    person_.prepare({{cancels ? "cancel" : words, !cancels}});
+}
+
+// The sink of the trace.
+void Mock::note(const TraceEvent &event) noexcept
+try {
+    player_.observe(event);
+    if (event.direction != Direction::to_host)
+        return;
+    const Procedure *procedure = find_procedure(host_procedures(), event.number);
+    Recorded recorded{event, procedure, {}, {}};
+    if (event.arguments.shape)
+        recorded.arguments = encoded(procedure->argument, event.arguments.value);
+    if (event.result.shape)
+        recorded.result = encoded(procedure->result, event.result.value);
+    calls_.push_back(std::move(recorded));
+} catch (const std::exception &error) {
+    failures_.add(std::string(event.procedure) + " is not recorded: " + error.what());
+}
+
+std::string Mock::json_of(const Recorded &call) const
+{
+    const auto decode = [](Message &into, const std::string &bytes) {
+        XDR xdrs;
+        xdrmem_create(&xdrs, const_cast<char *>(bytes.data()), static_cast<u_int>(bytes.size()),
+                      XDR_DECODE);
+        if (!into.routine()(&xdrs, into.address()))
+            throw std::bad_alloc();
+    };
+    Message argument(call.procedure->argument), result(call.procedure->result);
+    TraceEvent event = call.event;
+    if (event.arguments.shape) {
+        decode(argument, call.arguments);
+        event.arguments.value = argument.address();
+    }
+    if (event.result.shape) {
+        decode(result, call.result);
+        event.result.value = result.address();
+    }
+    return trace_json(event, text_);
+}
+
+const char *Mock::calls(std::string_view procedure)
+{
+    if (!procedure.empty())
+        need_procedure(procedure);
+    std::string told;
+    for (const Recorded &each : calls_)
+        if (procedure.empty() || procedure == each.event.procedure)
+            told += json_of(each) + "\n";
+    told_calls_ = std::move(told);
+    return told_calls_.c_str();
+}
+
+IntT Mock::count(std::string_view procedure) const
+{
+    need_procedure(procedure);
+    return static_cast<IntT>(std::ranges::count_if(
+        calls_, [&](const Recorded &each) { return each.event.procedure == procedure; }));
+}
+
+const char *Mock::book()
+{
+    told_book_ = write_book(model_, book_);
+    return told_book_.c_str();
+}
+
+const char *Mock::document(UIntT id)
+{
+    const UIntT wanted = id != 0 ? id : model_.active_document();
+    if (wanted == 0)
+        misuse("no document is open");
+    model_.check_is_document(wanted);
+    told_document_ = write_document(model_, wanted);
+    return told_document_.c_str();
+}
+
+void Mock::serve_client(svc_req &request)
+{
+    using namespace procedure;
+    const bool takes = request.rq_proc == api_vq_take_control_1::number;
+    if (takes)
+        end_test_turn();
+    else if (request.rq_proc != api_vq_over_1::number && client_->turns.empty())
+        client_->turns.begin("a call of the test", test_turn);
+    host_.dispatch(&request, request.rq_xprt);
+    for (const std::string &each : player_.take_misses())
+        failures_.add(each);
+}
+
+void Mock::serve_host(svc_req &request)
+{
+    // The client serves nobody before it has its answer.
+    if (client_->being_answered) {
+        pending_.push_back({request.rq_proc, MemoryLink::arguments(request)});
+        return;
+    }
+    struct Within {
+        int &depth;
+        explicit Within(int &of) : depth(of) { depth++; }
+        ~Within() { depth--; }
+    };
+    delivered_++;
+    const Within within(depth_);
+    library_.serve(&request, request.rq_xprt);
+    // It cannot hand control back.
+    while (lost_ && client_->turns.break_off()) {
+    }
+}
+
+void Mock::end_test_turn()
+{
+    Turns &turns = client_->turns;
+    if (turns.client_holds_control() && turns.innermost().number == test_turn)
+        turns.hand_back();
+}
+
+void Mock::serve()
+{
+    while (!pending_.empty() && !client_->being_answered &&
+           !client_->turns.client_holds_control()) {
+        const Pending next = std::move(pending_.front());
+        pending_.pop_front();
+        const Procedure &procedure = *find_procedure(client_procedures(), next.procedure);
+        // These two do not end with control handed back.
+        if (procedure.number != callback::vq_api_quit_1::number &&
+            procedure.number != callback::vq4_api_notify_1::number)
+            client_->turns.begin(procedure.name, static_cast<UIntT>(procedure.number));
+        to_client_.send(next.procedure, next.arguments);
+    }
+    host_.serve_pending();
+    for (const std::string &each : player_.take_misses())
+        failures_.add(each);
+}
+
+bool Mock::wait() noexcept
+try {
+    end_test_turn();
+    const unsigned before = delivered_;
+    serve();
+    if (delivered_ == before && !events_.empty() && !client_->turns.client_holds_control()) {
+        const VqApiDialogEventArgT event = events_.front();
+        events_.pop_front();
+        host_.dialog_event(*client_, event.dialog, event.item, event.detail);
+    }
+    if (delivered_ != before) {
+        idle_ = 0;
+        return true;
+    }
+    if (const ModalWait *modal = client_->turns.modal_wait()) {
+        failures_.add("the client waits for the end of the modal dialog " +
+                      std::to_string(modal->number) +
+                      ", and no event is left for it (V_MockQueueDialogEvent): it is cancelled");
+        host_.dialog_event(*client_, 0, 0, cancelled);
+    } else if (idle_++ == 0) {
+        failures_.add("the client waits for the host, which has nothing for it: it is to quit");
+        to_client_.send(callback::vq_api_quit_1::number, {});
+    } else {
+        // It waits for the end of a dialog that the host knows nothing of.
+        const Procedure &procedure =
+            *find_procedure(client_procedures(), callback::vq_api_dialog_event_1::number);
+        VqApiDialogEventArgT end{0, 0, cancelled};
+        client_->turns.begin(procedure.name, static_cast<UIntT>(procedure.number));
+        to_client_.send(procedure.number, encoded(procedure.argument, &end));
+    }
+    return true;
+} catch (const std::exception &error) {
+    failures_.add(reason_of(error));
+    return false;
+}
+
+template <class Action>
+bool Mock::call(Action action)
+{
+    end_test_turn();
+    serve();
+    const bool was_lost = lost_;
+    const Outcome outcome = action();
+    if (!outcome && lost_ == was_lost)
+        failures_.add(outcome.text, person_.reported() == outcome.text);
+    serve();
+    idle_ = 0;
+    return static_cast<bool>(outcome);
+}
+
+bool Mock::initialise(IntT code)
+{
+    return call([&] { return host_.initialise(*client_, code); });
+}
+
+bool Mock::command(IntT number)
+{
+    return call([&] { return host_.command(*client_, number); });
+}
+
+bool Mock::notify(IntT notification, UIntT object, const std::string &text, IntT number)
+{
+    return call([&] { return host_.notify(*client_, notification, object, text, number); });
+}
+
+bool Mock::message(const std::string &text, UIntT object1, UIntT object2)
+{
+    return call([&] { return host_.message(*client_, text, object1, object2); });
+}
+
+bool Mock::dialog_event(IntT dialog, IntT item, IntT detail)
+{
+    return call([&] { return host_.dialog_event(*client_, dialog, item, detail); });
+}
+
+bool Mock::quit()
+{
+    return call([&] { return host_.quit(*client_); });
+}
+
+} // namespace velt::mock

@@ -1,0 +1,163 @@
+// A session in memory between the client library of a test and the host's model and scenarios.
+#pragma once
+
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/answers/responder.h"
+#include "host/console/printing_console.h"
+#include "host/scenario/player.h"
+#include "mock/memory_link.h"
+#include "velt/mock.h"
+
+namespace velt::mock
+{
+
+// What has gone wrong, told as it happens.
+class Failures
+{
+public:
+    // The name stays the caller's.
+    void at(const char *file, int line)
+    {
+        file_ = file;
+        line_ = line;
+    }
+    // Returns the file and the line of the test's latest call.
+    std::string place() const { return std::string(file_) + ":" + std::to_string(line_); }
+    // Tells it on standard error, with the place unless it begins with that.
+    void tell(const std::string &what) const noexcept;
+    void add(const std::string &what, bool is_told = false) noexcept
+    {
+        count_++;
+        if (!is_told)
+            tell(what);
+    }
+    IntT count() const { return count_; }
+    // Returns the number so far, and begins anew.
+    IntT take() { return std::exchange(count_, 0); }
+
+private:
+    const char *file_ = "test";
+    int line_ = 0;
+    IntT count_ = 0;
+};
+
+// The person at the host, who answers what the test has prepared.
+class Person : public host::PrintingConsole
+{
+public:
+    explicit Person(Failures &failures);
+    host::Reply ask(const host::Question &question) override;
+    // What the host reports is no failure of itself; a call that has failed tells.
+    void report(const std::string &line) override { failures_.tell(reported_ = line); }
+    void progress(int, IntT) override {}
+    const std::string &reported() const { return reported_; }
+
+private:
+    Failures &failures_;
+    std::string reported_; // the latest
+};
+
+// The functions throw std::exception, where they are not said to return something for a failure.
+class Mock
+{
+public:
+    Mock(Failures &failures, const V_MockLibraryT &library, const char *book, const char *scenario);
+    Mock(const Mock &) = delete;
+    Mock &operator=(const Mock &) = delete;
+    ~Mock() { documents_.announcer.set_host(nullptr); }
+
+    // Tells of all that was expected and has not happened.
+    void check_all_done();
+    // Ends the session, in which the client hands control back first, and gives the library back
+    // what it had.
+    void end();
+    // Returns whether a callback is being run, or has been left by a jump; then frames on the stack
+    // may use this.
+    bool in_callback() const { return depth_ > 0; }
+
+    void answer(const char *step);
+    void reply(const char *words);
+    void queue(const VqApiDialogEventArgT &event) { events_.push_back(event); }
+
+    // Each returns whether the client has handed control back.
+    bool initialise(IntT code);
+    bool command(IntT number);
+    bool notify(IntT notification, UIntT object, const std::string &text, IntT number);
+    bool message(const std::string &text, UIntT object1, UIntT object2);
+    bool dialog_event(IntT dialog, IntT item, IntT detail);
+    bool quit();
+    // Makes the calls that are due.
+    void serve();
+
+    // An empty procedure stands for all.
+    const char *calls(std::string_view procedure);
+    IntT count(std::string_view procedure) const;
+    void forget() { calls_.clear(); }
+    const char *book();
+    const char *document(UIntT id);
+
+private:
+    struct Library : V_MockLibraryT {
+        explicit Library(const V_MockLibraryT &of);
+        void restore() const;
+
+    private:
+        CLIENT *client_before_;
+        IntT error_before_, bailout_before_, number_before_;
+        UIntT mask_before_;
+    };
+    // A call of the client, whose messages are kept as they are on the wire.
+    struct Recorded {
+        host::TraceEvent event;
+        const host::Procedure *procedure;
+        std::string arguments, result;
+    };
+    struct Pending {
+        rpcproc_t procedure;
+        std::string arguments;
+    };
+
+    UIntT load(const char *book);
+    void note(const host::TraceEvent &event) noexcept;
+    std::string json_of(const Recorded &call) const;
+
+    // What the two links serve.
+    void serve_client(svc_req &request);
+    void serve_host(svc_req &request);
+    // The client waits for the host: returns whether it was called.
+    bool wait() noexcept;
+    // Ends what the test has done by calling the client's functions.
+    void end_test_turn();
+    template <class Action>
+    bool call(Action action);
+
+    Failures &failures_;
+    Library library_;
+    host::Model model_;
+    host::BookFile file_;
+    host::Documents documents_{model_};
+    Person person_{failures_};
+    host::Spelling spelling_{person_};
+    host::ModelResponder responder_{{model_, documents_, &spelling_}};
+    UIntT book_;
+    host::SessionText text_;
+    host::ScenarioPlayer player_{responder_, text_};
+    MemoryLink to_host_, to_client_;
+    host::Host host_;
+    host::Client *client_ = nullptr;
+
+    std::deque<VqApiDialogEventArgT> events_;
+    std::deque<Pending> pending_; // calls that came while the client waited for an answer
+    std::vector<Recorded> calls_;
+    std::string told_calls_, told_book_, told_document_;
+    bool lost_ = false;      // a scenario has ended the connection
+    int depth_ = 0;          // callbacks that are being run
+    unsigned delivered_ = 0; // calls of the client so far
+    int idle_ = 0;           // waits in a row for which there was nothing
+};
+
+} // namespace velt::mock
