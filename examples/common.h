@@ -21,15 +21,18 @@ static const char no_memory[] = "out of memory";
  * of a book. Without labels, and when a call has failed up to here, the client ends. */
 static inline void begin(const char *client, IntT command, const char *name, IntT label)
 {
+    static int loaded; /* the host begins once, and a test again and again */
     char text[256];
 
     V_FdeInit();
-    VdeClInit(&failures, 256);
-    if (V_SrInit(client, V_LanguageString(V_ApiGetInt(0, 0, V_prop_language))) != 0) {
+    if (!failures.buf)
+        VdeClInit(&failures, 256);
+    if (!loaded && V_SrInit(client, V_LanguageString(V_ApiGetInt(0, 0, V_prop_language))) != 0) {
         V_ApiErr(VdeSrError());
         V_ApiBailOut();
         return;
     }
+    loaded = 1;
     snprintf(text, sizeof text, "%s", name);
     V_SrGetN(label, text, sizeof text); /* without memory, the name stays there */
     V_ApiDefineAndAddCommand(command, V_ApiGetNamedObject(0, V_type_menu, "!BookContextMenu"), name,

@@ -1,13 +1,24 @@
 #!/bin/bash
 # Runs the commands of the guide to testing, one after the other, as a reader would.
 set -euo pipefail
-guide=$1 vqhost=$2 built=$3 examples=$4
+guide=$1 vqhost=$2 built=$3 examples=$4 build=$5 cc=$6 cflags=$7
 export VQHOME=$built
 PATH=$built:$(dirname "$vqhost"):$PATH
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-cp -r "$examples"/tea* "$folder"
+cp -r "$examples"/. "$folder"
 cd "$folder"
+
+# What an author has installed, from where it was built.
+libdir=$(sed -n 's/^libdir=[^/]*//p' "$build"/velt-mock.pc)
+mkdir -p "tree/$libdir/pkgconfig" bin
+cp "$build"/*.pc "tree/$libdir/pkgconfig"
+ln -s "$examples"/../include tree
+ln -s "$build"/{mock,apilib,vdelib}/libvelt-*.so* "tree/$libdir"
+printf '#!/bin/sh\nexec %s %s "$@"\n' "$cc" "$cflags" >bin/cc
+chmod +x bin/cc
+PATH=$folder/bin:$PATH
+export PKG_CONFIG_PATH=$folder/tree$libdir/pkgconfig LD_LIBRARY_PATH=$folder/tree$libdir
 
 # A command begins behind "    $ " and goes on in the lines that are further in.
 ran=0

@@ -15,5 +15,6 @@ set_tests_properties(calls_manual_test manual_references_test PROPERTIES LABELS 
 velt_test(facts_test SOURCES docs/facts_test.cpp LINK velt-api-static)
 target_compile_definitions(facts_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/")
 add_test(NAME guide_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/guide_test.sh ${PROJECT_SOURCE_DIR}/docs/testing.md
-  $<TARGET_FILE:vqhost> ${PROJECT_BINARY_DIR}/examples ${PROJECT_SOURCE_DIR}/examples)
+  $<TARGET_FILE:vqhost> ${PROJECT_BINARY_DIR}/examples ${PROJECT_SOURCE_DIR}/examples
+  ${PROJECT_BINARY_DIR} ${CMAKE_C_COMPILER} "${CMAKE_C_FLAGS}")
 set_tests_properties(guide_test PROPERTIES LABELS no-valgrind TIMEOUT ${limit})

@@ -24,7 +24,7 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 
 echo "== What is there"
 for file in bin/{shelfwise,vqcall,vqconv,vqhost,vqrecord,vqsre,vqucod} \
-    share/man/man1/{shelfwise,vqcall,vqconv,vqhost,vqrecord,vqsre,vqucod}.1 \
+    include/velt/mock.h share/man/man3/velt-mock.3 share/man/man1/{shelfwise,vqcall,vqconv,vqhost,vqrecord,vqsre,vqucod}.1 \
     include/velt/tables/procedures.def share/velt/book.schema.json \
     share/velt/document.schema.json share/velt/scenario.schema.json \
     share/bash-completion/completions/vq{call,conv,host,record,sre,ucod} share/zsh/site-functions/_velt \
@@ -40,7 +40,7 @@ for alias in V_ApiOpen V_ApiCopyStrings VA_errno; do
     grep -q "^.Nm $alias" "$tree/share/man/man3/$alias.3" || fail "no manual page of $alias"
 done
 [[ ! -e $tree/bin/vqpages ]] || fail "vqpages is installed"
-for lib in velt-api velt-vde; do
+for lib in velt-api velt-vde velt-mock; do
     soname=$(readelf -d "$libdir/lib$lib.so" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
     [[ $soname == "lib$lib.so."+([0-9]) ]] || fail "lib$lib.so has the name '$soname'"
     [[ -e $libdir/$soname ]] || fail "$soname is not installed"
@@ -99,6 +99,10 @@ shows() { # LIBRARY HEADER...
 }
 shows velt-vde velt/vde.h
 shows velt-api velt/api.h velt/wire.h
+alien=$(nm -D --defined-only "$libdir/libvelt-mock.so" | grep -Ev ' (A VELT_[0-9.]+|T V_Mock[A-Za-z]+@@VELT_[0-9.]+)$' || true)
+[[ -z $alien ]] || fail "libvelt-mock.so shows:"$'\n'"$alien"
+needed=$(nm -D --undefined-only "$libdir/libvelt-mock.so" | grep -E ' (V_|VA_|Vde|vq|_ZN?K?4velt)' || true)
+[[ -z $needed ]] || fail "libvelt-mock.so needs a client library:"$'\n'"$needed"
 
 echo "== What the shared libraries need"
 needed=$(readelf -d "$libdir"/libvelt-{api,vde}.so | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | sort -u |
@@ -136,6 +140,13 @@ END
 [[ $("$tree/bin/vqsre" print "$work/texts/vqinit/usenglish/APIArea/resources/texts.sre") == "1: Hello!" ]] ||
     fail "velt_resources() makes no resources"
 
+echo "== The examples and their tests by CMake"
+cmake -G Ninja -S "$docs/examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$tree" \
+    -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+{ cmake --build "$work/examples" && ctest --test-dir "$work/examples" --output-on-failure; } \
+    >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+grep -q "tests passed, 0 tests failed out of 3" "$work/log" || fail "$(cat "$work/log")"
+
 echo "== The example, and own definitions, by pkg-config, as C"
 cflags=$(pkg-config --cflags velt-api velt-vde | sed "s#-I/usr#-isystem /usr#g")
 libs=$(pkg-config --libs velt-api velt-vde)
@@ -155,6 +166,13 @@ for program in "$docs/examples/hello/hello.c" "$source/tests/install/replaced.c"
     done
     libs=$(pkg-config --libs velt-api velt-vde)
 done
+
+echo "== A test of an example, static, by pkg-config"
+libs=$(pkg-config --static --libs velt-mock | sed -E 's/-l(velt-[a-z]+)/-l:lib\1.a/g')
+# shellcheck disable=SC2086
+"$cc" -std=c11 $cflags "$docs"/examples/{tests/asserts.c,wordcount/wordcount.c} $libs -o "$work/asserts" ||
+    fail "a test with velt-mock, static"
+(cd "$docs/examples" && VQHOME=$work/examples "$work/asserts") || fail "a test with velt-mock, static: $?"
 
 echo "== The example with the installed host"
 for hello in "$work"/hello/hello{,-static} "$work"/hello-{shared,static}; do

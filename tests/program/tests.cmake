@@ -16,6 +16,7 @@ needs_client(prompt_test)
 
 add_subdirectory(${PROJECT_SOURCE_DIR}/examples ${PROJECT_BINARY_DIR}/examples EXCLUDE_FROM_ALL)
 add_custom_target(examples ALL DEPENDS wordcount replace exporter)
+add_custom_target(examples-tests ALL DEPENDS asserts_example gtest_example cmocka_example)
 add_test(NAME examples_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/examples_test.sh
   $<TARGET_FILE:vqhost> ${PROJECT_BINARY_DIR}/examples ${PROJECT_SOURCE_DIR}/examples)
 set_tests_properties(examples_test PROPERTIES TIMEOUT ${limit} LABELS no-valgrind)
