@@ -11,6 +11,7 @@
 #include "bench/encodings.h"
 #include "bench/formatted.h"
 #include "bench/lists.h"
+#include "bench/mock.h"
 #include "bench/model.h"
 #include "bench/recordings.h"
 #include "bench/resources.h"
@@ -57,6 +58,7 @@ try {
     velt::bench::register_books();
     velt::bench::register_texts();
     velt::bench::register_model();
+    velt::bench::register_mock();
     velt::bench::register_recordings();
     velt::bench::Table table(earlier);
     benchmark::RunSpecifiedBenchmarks(&table);
