@@ -88,8 +88,10 @@ void V_ApiInitialize(IntT)
     begin("replace", replace_in_book, "ReplaceInBook", label);
 }
 
-void V_ApiCommand(IntT)
+void V_ApiCommand(IntT command)
 {
+    if (command != replace_in_book)
+        return;
     work = {V_ApiGetId(0, 0, V_prop_active_book), 0, ask(find_prompt), nullptr, {}};
     if (work.find && (work.replacement = ask(replace_prompt)))
         replace_in_all();
