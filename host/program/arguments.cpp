@@ -23,15 +23,6 @@ std::string shown(double number)
     return text.str();
 }
 
-double number_of(const std::string &option, const std::string &text, double least, double most)
-{
-    char *end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || !(value >= least && value <= most))
-        misuse(option + " " + text + ": not a number from " + shown(least) + " to " + shown(most));
-    return value;
-}
-
 std::chrono::milliseconds time_limit_of(const std::string &text)
 {
     const double seconds = number_of("--time-limit", text, 0, 86400);
@@ -198,6 +189,15 @@ Arguments parse(int argc, char **argv, bool replays)
 }
 
 } // namespace
+
+double number_of(const std::string &option, const std::string &text, double least, double most)
+{
+    char *end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !(value >= least && value <= most))
+        misuse(option + " " + text + ": not a number from " + shown(least) + " to " + shown(most));
+    return value;
+}
 
 bool Arguments::interactive() const
 {

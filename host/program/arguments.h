@@ -46,6 +46,9 @@ struct Arguments {
 std::vector<Option> options_into(Arguments &arguments, bool replays);
 Option language_option(IntT &language);
 
+// Returns the number that an option has as its value. Throws Error.
+double number_of(const std::string &option, const std::string &text, double least, double most);
+
 // Parses the command line of `run` or `replay`. Throws Error for wrong usage.
 Arguments parse_arguments(int argc, char **argv);
 Arguments parse_replay_arguments(int argc, char **argv);

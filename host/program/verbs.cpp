@@ -6,6 +6,7 @@
 #include "common/completion.h"
 #include "common/printable.h"
 #include "host/files/document.h"
+#include "host/program/check.h"
 #include "host/program/doctor.h"
 #include "host/program/replay.h"
 #include "host/program/run.h"
@@ -77,6 +78,7 @@ std::vector<std::string> complete_schema(const std::vector<std::string> &words)
 constexpr Verb verbs[] = {
     {"run", "BOOK.json [OPTIONS] [COMMANDS...]", run_verb, false, complete_run},
     {"replay", "RECORDING --client [NAME=]PATH... [OPTIONS]", replay_verb, false, complete_replay},
+    {"check", "CLIENT [OPTIONS]", check_client, false, complete_check},
     {"stats", "[--json] RECORDING", stats, true},
     {"check-book", "BOOK.json...", check_books, true},
     {"check-document", "[--language NAME] DOCUMENT.json...", check_documents, true,
@@ -136,6 +138,8 @@ constexpr const char *about =
 Opens a book, runs clients on it, and carries out commands, one to an argument.
 Without commands it reads them from the terminal or the standard input.
 replay plays the host's part of a recording to its clients, and tells where they differ.
+check examines how a client starts, takes turns, bears what a host may do, and ends;
+vqhost check --help tells more.
 stats counts the calls of a recording, their bytes and their time.
 check-book and check-document tell what is wrong with files; schema prints what one may
 hold, as a JSON Schema; doctor tells what is wrong with the machine or the surroundings,

@@ -159,7 +159,7 @@ bool ClientProcess::ended()
             ended_ = true;
         else if (id_ == 0 || pid == id_)
             status_ = status; // until the client has told its id, the last of several counts
-        else if (pid == group_)
+        if (pid == group_)
             first_status_ = status;
     }
     return ended_ || (id_ != 0 && status_);

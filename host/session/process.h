@@ -61,6 +61,8 @@ public:
     // Returns whether the whole group has.
     bool group_ended() { return ended() && ended_; }
 
+    // Returns how the process that was started has ended, which may be another than the client.
+    std::optional<int> first_status() const { return first_status_; }
     // Returns the client's own exit status as wait(2) gives it, or that of the process that was
     // started, if that has waited for the client; nothing while it is not known.
     std::optional<int> status() const { return status_ ? status_ : first_status_; }

@@ -44,6 +44,8 @@ expect "vqcall call V_ApiGetInt --language de" deutsch
 expect "vqcall call V_ApiGetInt --language=du" dutch
 expect "vqcall call Nonsense " ""
 expect "vqhost d" doctor
+expect "vqhost check client --only r" refused registration
+expect "vqhost check client --l" --list --limit
 expect "vqhost --v" --version
 expect "vqhost stats --j" --json
 expect "vqhost schema " book document scenario
@@ -67,8 +69,9 @@ options() { # PROGRAM
     [[ $1 != vqhost ]] || programs=("vqhost run book.json" "vqhost replay recording")
     for each in "${programs[@]}"; do offered "$each --"; done | tr -d = | sort -u
 }
-for program in vqhost "vqcall call" vqconv vqrecord vqsre vqucod; do
-    help=$("${program%% *}" --help | sed -E '/^(usage:|      ) vq/d; /^Commands:/,$d' | grep -oE '(^|[ ,[])--[a-z-]+' | tr -d ' ,[' | sort -u)
+for program in vqhost "vqhost check client" "vqcall call" vqconv vqrecord vqsre vqucod; do
+    # shellcheck disable=SC2086
+    help=$($program --help | sed -E '/^(usage:|      ) vq/d; /^Commands:/,$d' | grep -oE '(^|[ ,[])--[a-z-]+' | tr -d ' ,[' | sort -u)
     [[ $(options "$program") == "$help" ]] ||
         fail "$program offers $(options "$program" | paste -sd' '), its help has $(paste -sd' ' <<<"$help")"
 done

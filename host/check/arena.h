@@ -1,0 +1,32 @@
+// Carries out one point in a process of its own, with which all ends that the point has begun.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace velt::host
+{
+
+// Thrown by a point when the client is not as it should be. Without its own, what is expected is
+// what the point checks.
+struct Violation {
+    std::string seen, expected = {};
+};
+
+// Thrown by a point that does not apply to the client.
+struct Skipped {
+    std::string reason;
+};
+
+struct Verdict {
+    enum Kind : char { good = 'g', skipped = 's', bad = 'b' } kind = bad;
+    std::string seen = {}, expected = {}; // the reason of a point that is skipped is what was seen
+    std::string output = {};              // the end of what client and host have printed
+};
+
+// Has another process carry out the point, and ends that after the limit. Whatever the point has
+// started has ended then, too, also what has left its group or ignores signals. Throws Interrupted.
+Verdict in_arena(const std::function<void()> &point, std::chrono::milliseconds limit);
+
+} // namespace velt::host

@@ -1,0 +1,159 @@
+#include "host/check/check.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <sstream>
+#include <system_error>
+
+#include "common/interrupts.h"
+#include "common/nearest.h"
+#include "common/printable.h"
+#include "common/words.h"
+#include "host/check/points.h"
+#include "host/json/writer.h"
+
+namespace velt::host
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+// A point has many times what one thing may take, because it has the client do many.
+constexpr int things_in_a_point = 20;
+
+class Folder
+{
+public:
+    Folder() : path_(fs::temp_directory_path() / "velt-check-XXXXXX")
+    {
+        if (!mkdtemp(path_.data()))
+            throw std::system_error(errno, std::generic_category(), path_);
+    }
+    Folder(const Folder &) = delete;
+    Folder &operator=(const Folder &) = delete;
+    ~Folder()
+    {
+        std::error_code none;
+        fs::remove_all(path_, none);
+    }
+    const std::string &path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+bool matches(const std::string &pattern, const Point &point)
+{
+    return fnmatch(pattern.c_str(), std::string(point.name).c_str(), 0) == 0;
+}
+
+std::vector<const Point *> chosen(const std::vector<std::string> &patterns)
+{
+    for (const std::string &pattern : patterns) {
+        Nearest nearest(pattern);
+        for (const Point &each : points())
+            nearest.consider(each.name);
+        if (std::ranges::none_of(points(),
+                                 [&](const Point &each) { return matches(pattern, each); }))
+            misuse("--only " + in_quotes(pattern) + ": there is no such point" + nearest.hint());
+    }
+    std::vector<const Point *> found;
+    for (const Point &each : points())
+        if (patterns.empty() || std::ranges::any_of(patterns, [&](const std::string &pattern) {
+                return matches(pattern, each);
+            }))
+            found.push_back(&each);
+    return found;
+}
+
+// A JSON string is one of YAML too.
+std::string quoted(std::string_view text)
+{
+    JsonWriter out(JsonWriter::one_line);
+    out.text(printable_line(text));
+    return out.take();
+}
+
+void print(std::ostream &out, std::size_t number, const Point &point, const Verdict &verdict)
+{
+    out << (verdict.kind == Verdict::bad ? "not ok " : "ok ") << number << " - " << point.name
+        << ": " << point.what;
+    if (verdict.kind == Verdict::skipped)
+        out << " # SKIP " << printable_line(verdict.seen);
+    out << '\n';
+    if (verdict.kind == Verdict::bad) {
+        out << "  ---\n  seen: " << quoted(verdict.seen)
+            << "\n  expected: " << quoted(verdict.expected.empty() ? point.what : verdict.expected)
+            << "\n  advice: " << quoted(point.advice) << '\n';
+        std::istringstream output(verdict.output);
+        const char *before = "  output: |2\n";
+        for (std::string line; std::getline(output, line); before = "")
+            out << before << "    " << line << '\n';
+        out << "  ...\n";
+    }
+    if (!out.flush())
+        fail("what it printed could not be written");
+}
+
+} // namespace
+
+std::vector<std::string> names_of_points()
+{
+    std::vector<std::string> names;
+    for (const Point &each : points())
+        names.emplace_back(each.name);
+    return names;
+}
+
+std::string list_of_points()
+{
+    std::string text;
+    for (const Point &each : points()) {
+        std::string name(each.name);
+        name.resize(16, ' ');
+        text += name + std::string(each.what) + "\n";
+    }
+    return text;
+}
+
+bool check_up(Subject subject, const std::vector<std::string> &patterns, std::ostream &out)
+{
+    const std::vector<const Point *> all = chosen(patterns);
+    out << "TAP version 14\n1.." << all.size() << '\n';
+    const Folder folder;
+    subject.folder = folder.path();
+    std::set<std::string_view> unmet; // that have failed, or could not be examined therefore
+    std::size_t number = 0;
+    int count[3] = {};
+    for (const Point *each : all) {
+        Verdict verdict{.kind = Verdict::skipped};
+        const auto lacking = std::ranges::find_if(
+            each->needs, [&](const char *need) { return need && unmet.contains(need); });
+        if (lacking != std::end(each->needs)) {
+            verdict.seen = *lacking + std::string(" has failed");
+            unmet.insert(each->name);
+        } else {
+            try {
+                verdict =
+                    in_arena([&] { each->examine(subject); }, things_in_a_point * subject.limit);
+            } catch (const Interrupted &) {
+                out << "Bail out! interrupted" << std::endl;
+                throw;
+            }
+            if (verdict.kind == Verdict::bad)
+                unmet.insert(each->name);
+        }
+        count[verdict.kind == Verdict::good ? 0 : verdict.kind == Verdict::bad ? 1 : 2]++;
+        print(out, ++number, *each, verdict);
+    }
+    out << "# " << count[0] << " passed, " << count[1] << " failed, " << count[2] << " skipped"
+        << std::endl;
+    return count[1] == 0;
+}
+
+} // namespace velt::host

@@ -1,0 +1,116 @@
+#include "host/check/courses.h"
+
+#include <algorithm>
+#include <fstream>
+
+namespace velt::host
+{
+namespace
+{
+
+Course observed(const Subject &subject, const Step &step)
+{
+    Session session(subject);
+    session.prepare(step);
+    session.meddler.calls.clear();
+    session.meddler.bailed_out = session.meddler.opened_dialog = false;
+    session.carry_out(step);
+    session.settle();
+    Course course{step, session.meddler.opened_dialog, session.meddler.bailed_out};
+    for (const Procedure *each : session.meddler.calls) {
+        const auto known =
+            std::ranges::find(course.calls, each, [](const auto &call) { return call.first; });
+        if (known == course.calls.end())
+            course.calls.emplace_back(each, 1);
+        else
+            known->second++;
+    }
+    return course;
+}
+
+std::vector<Course> observe(const Subject &subject)
+{
+    std::vector<Course> courses{observed(subject, {"its initialisation"})};
+    try {
+        for (const Step &each : Session(subject).commands())
+            courses.push_back(observed(subject, each));
+    } catch (const Skipped &) {
+        // Of a client that ends when it is initialised there is no more to see.
+    }
+    return courses;
+}
+
+// A line has a step, and the numbers of procedures and of their calls.
+void write(std::ostream &out, const std::vector<Course> &courses)
+{
+    for (const auto &[step, opens_dialog, bails_out, calls] : courses) {
+        out << step.command.has_value() << ' ' << step.command.value_or(0) << ' ' << opens_dialog
+            << ' ' << bails_out << ' ' << calls.size();
+        for (const auto &[procedure, count] : calls)
+            out << ' ' << procedure->number << ' ' << count;
+        out << ' ' << step.text << '\n';
+    }
+}
+
+std::vector<Course> read(std::istream &in)
+{
+    std::vector<Course> courses;
+    bool is_command;
+    IntT command;
+    std::size_t size;
+    for (Course course;
+         in >> is_command >> command >> course.opens_dialog >> course.bails_out >> size;
+         course = {}) {
+        if (is_command)
+            course.step.command = command;
+        rpcproc_t number;
+        for (std::size_t count; size > 0 && in >> number >> count; size--)
+            course.calls.emplace_back(find_procedure(host_procedures(), number), count);
+        in.ignore();
+        std::getline(in, course.step.text);
+        courses.push_back(std::move(course));
+    }
+    return courses;
+}
+
+std::vector<Course> only(const Subject &subject, bool (*which)(const Course &),
+                         const char *otherwise)
+{
+    std::vector<Course> courses = courses_of(subject);
+    std::erase_if(courses, [=](const Course &each) { return !each.step.command || !which(each); });
+    if (courses.empty())
+        throw Skipped{otherwise};
+    return courses;
+}
+
+} // namespace
+
+std::vector<Course> courses_of(const Subject &subject)
+{
+    const std::string path = subject.folder + "/courses";
+    std::ifstream known(path);
+    if (known)
+        return read(known);
+    std::vector<Course> courses = observe(subject);
+    std::ofstream file(path);
+    write(file, courses);
+    return courses;
+}
+
+std::vector<Course> commands_of(const Subject &subject)
+{
+    return only(
+        subject, [](const Course &) { return true; },
+        subject.commands.empty() ? "it defines no command in a menu"
+                                 : "it defines no such command in a menu");
+}
+
+std::vector<Course> dialogs_of(const Subject &subject)
+{
+    commands_of(subject);
+    return only(
+        subject, [](const Course &each) { return each.opens_dialog; },
+        "none of its commands opens a modal dialog");
+}
+
+} // namespace velt::host

@@ -1,0 +1,176 @@
+#include "host/check/session.h"
+
+#include <algorithm>
+
+#include "host/script/commands.h"
+#include "host/script/window.h"
+
+namespace velt::host
+{
+namespace
+{
+
+// The first code has clients define their commands.
+constexpr IntT defining_code = 1;
+constexpr std::chrono::milliseconds hurry{1000};
+
+const Step initialisation{"its initialisation"};
+
+Options options_of(const Subject &subject, std::shared_ptr<WatchedMapper> mapper)
+{
+    Options options;
+    options.start_limit = options.turn_limit = subject.limit;
+    // Only some points are about the ends of clients; in others a client that does not end is
+    // killed.
+    options.exit_limit = std::min(subject.limit, hurry);
+    options.port_mapper = std::move(mapper);
+    options.interrupts = [] { return static_cast<int>(interrupts.count); };
+    return options;
+}
+
+} // namespace
+
+Session::Desk::Desk(const Subject &subject)
+    : file(lay_out(subject.book, subject.folder)), book(file.load(model))
+{
+    documents.set_book(book, file);
+}
+
+Session::Session(const Subject &subject)
+    : subject_(subject), desk_(subject), host(options_of(subject, mapper_), meddler, person)
+{
+    desk_.documents.ask = [this](const Question &question) { return host.ask(question); };
+    desk_.documents.announcer.set_host(&host);
+    mapper_->has_ended = [this](UIntT program) {
+        return client_ && client_->program == program && !client_->running();
+    };
+}
+
+Session::~Session()
+{
+    // What a point has handed these may be gone, and the client still calls.
+    meddler.meddle = nullptr;
+    meddler.handed_over = nullptr;
+    mapper_->has_ended = nullptr;
+    person.listens = false;
+    if (client_ && client_->running())
+        host.kill(*client_);
+}
+
+Client &Session::start(bool detach)
+{
+    return start(detach, 1, subject_.name);
+}
+
+Client &Session::start(bool detach, int number, const std::string &name)
+{
+    probe_.reset();
+    if (client_ && client_->running())
+        host.kill(*client_);
+    desk_.model.forget_subscriptions(number);
+    client_ = &host.start(subject_.client, number, name, detach);
+    return *client_;
+}
+
+void Session::initialise(IntT code)
+{
+    Outcome outcome = host.initialise(client(), code);
+    for (int i = 0; outcome.kind == Outcome::modal && i < most_dialogs; i++)
+        outcome = host.end_dialog(client(), 0, 0);
+    need_hand_over(outcome, initialisation);
+    initialised_ = true;
+}
+
+Client &Session::serving(bool detach)
+{
+    if (!initialised_) {
+        if (!client_)
+            start(detach);
+        initialise(defining_code);
+    }
+    if (!serves()) {
+        start(detach);
+        initialise(service_code);
+    }
+    if (!serves())
+        throw Skipped{"it ends whenever it is initialised, and carries out no commands"};
+    return client();
+}
+
+void Session::prepare(const Step &step)
+{
+    if (step.command)
+        serving();
+    else
+        start();
+}
+
+Outcome Session::begin(const Step &step)
+{
+    if (!step.command)
+        return host.initialise(client(), defining_code);
+    return host.command(serving(), *step.command);
+}
+
+Outcome Session::run(const Step &step)
+{
+    Outcome outcome = begin(step);
+    for (int i = 0; outcome.kind == Outcome::modal && i < most_dialogs; i++)
+        outcome = host.end_dialog(client(), 0, 0);
+    return outcome;
+}
+
+void Session::carry_out(const Step &step)
+{
+    need_hand_over(run(step), step);
+}
+
+Probe &Session::probe()
+{
+    if (!probe_)
+        probe_ = std::make_unique<Probe>(
+            host, client(), mapper_->find(client().program, client().version, IPPROTO_TCP),
+            subject_.limit);
+    return *probe_;
+}
+
+void Session::settle()
+{
+    if (!serves())
+        return;
+    probe().call(NULLPROC);
+    // What the client sent before it answered that is here by now.
+    for (std::size_t before = SIZE_MAX, now = 0; now != before;) {
+        before = meddler.calls.size() + meddler.hand_overs;
+        for (int rounds = 0; rounds < 2; rounds++)
+            host.serve_pending();
+        now = meddler.calls.size() + meddler.hand_overs;
+    }
+}
+
+std::vector<Step> Session::commands(bool all)
+{
+    const int number = serving().number;
+    const SessionText text(desk_.model.language());
+    const Window window(desk_.model, desk_.book, text);
+    std::vector<Step> steps;
+    for (const Object *item : window.menu_items()) {
+        const std::string label = window.label(*item), numeral = std::to_string(item->command);
+        const auto wanted = std::ranges::find_if(subject_.commands, [&](const auto &each) {
+            return each == label || each == numeral || each == window.shown(item->name);
+        });
+        const bool is_given = wanted != subject_.commands.end();
+        if (item->client == number && (all || subject_.commands.empty() || is_given))
+            steps.push_back({"its command " + numeral + " (" + label + ")", item->command,
+                             is_given ? *wanted : std::string()});
+    }
+    return steps;
+}
+
+void need_hand_over(const Outcome &outcome, const Step &step)
+{
+    if (!outcome)
+        throw Violation{outcome.text + ", in " + step.text};
+}
+
+} // namespace velt::host
