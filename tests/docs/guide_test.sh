@@ -1,9 +1,9 @@
 #!/bin/bash
 # Runs the commands of the guide to testing, one after the other, as a reader would.
 set -euo pipefail
-guide=$1 vqhost=$2 built=$3 examples=$4 build=$5 cc=$6 cflags=$7
+guide=$1 vqhost=$2 built=$3 examples=$4 build=$5 cc=$6 cflags=$7 vqnew=$8
 export VQHOME=$built
-PATH=$built:$(dirname "$vqhost"):$PATH
+PATH=$built:$(dirname "$vqhost"):$(dirname "$vqnew"):$PATH
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cp -r "$examples"/. "$folder"

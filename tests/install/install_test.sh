@@ -23,11 +23,11 @@ libdir=$(dirname "$(find "$tree" -name libvelt-api.so)")
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 
 echo "== What is there"
-for file in bin/{shelfwise,vqcall,vqconv,vqhost,vqrecord,vqsre,vqucod} \
-    include/velt/mock.h share/man/man3/velt-mock.3 share/man/man1/{shelfwise,vqcall,vqconv,vqhost,vqrecord,vqsre,vqucod}.1 \
+for file in bin/{shelfwise,vqcall,vqconv,vqhost,vqnew,vqrecord,vqsre,vqucod} \
+    include/velt/mock.h share/man/man3/velt-mock.3 share/man/man1/{shelfwise,vqcall,vqconv,vqhost,vqnew,vqrecord,vqsre,vqucod}.1 \
     include/velt/tables/procedures.def share/velt/book.schema.json \
     share/velt/document.schema.json share/velt/scenario.schema.json \
-    share/bash-completion/completions/vq{call,conv,host,record,sre,ucod} share/zsh/site-functions/_velt \
+    share/bash-completion/completions/vq{call,conv,host,new,record,sre,ucod} share/zsh/site-functions/_velt \
     share/velt/unicode/{BIG5,GB2312-80.EUC,JISX0208.ShiftJIS,KSC5601-1992}.UCOD \
     share/velt/vqinit/usenglish/APIArea/resources/shelfwise.sre; do
     [[ -f $tree/$file ]] || fail "$file is not installed"
@@ -182,9 +182,23 @@ for hello in "$work"/hello/hello{,-static} "$work"/hello-{shared,static}; do
         fail "$name with vqhost: $(cat "$work/log")"
 done
 
+echo "== The clients of vqnew"
+for language in "" --cpp; do
+    folder=new_client$language
+    # shellcheck disable=SC2086
+    (cd "$work" && "$tree/bin/vqnew" "$folder" $language) >"$work/log" || fail "vqnew $folder"
+    CC=$cc CXX=$cxx CMAKE_GENERATOR=Ninja "$work/$folder/ci.sh" -DCMAKE_PREFIX_PATH="$tree" \
+        -DCMAKE_C_FLAGS="-Wall -Wextra -Wpedantic -Werror" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror" \
+        >"$work/log" 2>&1 || fail "$folder: $(cat "$work/log")"
+done
+# Its tests are about the client.
+sed -i 's/count++;/count += 2;/' "$work/new_client/new_client.c"
+! "$work/new_client/ci.sh" >"$work/log" 2>&1 || fail "a client that counts wrong passes its tests"
+[[ $(grep -c '<failure' "$work/new_client/build/results.xml") == 2 ]] || fail "a test has not failed: $(cat "$work/log")"
+
 echo "== The programs tell their version"
 version=$(pkg-config --modversion velt-api)
-for program in vqhost vqcall vqsre shelfwise; do
+for program in vqhost vqcall vqnew vqsre shelfwise; do
     [[ $("$tree/bin/$program" --version) == *"$version"* ]] || fail "$program --version"
 done
 echo "ok"

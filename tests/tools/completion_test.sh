@@ -61,6 +61,7 @@ expect "vqhost check-document --language cat" catalan
 expect "vqsre c" compile check
 expect "vqsre compile x.txt --l" --language
 expect "vqucod m" make
+expect "vqnew greeter --c" --cpp
 expect "vqconv --from" --from-code
 
 # The options that each program offers are those that its help has, and all of them.
@@ -69,7 +70,7 @@ options() { # PROGRAM
     [[ $1 != vqhost ]] || programs=("vqhost run book.json" "vqhost replay recording")
     for each in "${programs[@]}"; do offered "$each --"; done | tr -d = | sort -u
 }
-for program in vqhost "vqhost check client" "vqcall call" vqconv vqrecord vqsre vqucod; do
+for program in vqhost "vqhost check client" "vqcall call" vqconv vqnew vqrecord vqsre vqucod; do
     # shellcheck disable=SC2086
     help=$($program --help | sed -E '/^(usage:|      ) vq/d; /^Commands:/,$d' | grep -oE '(^|[ ,[])--[a-z-]+' | tr -d ' ,[' | sort -u)
     [[ $(options "$program") == "$help" ]] ||

@@ -19,4 +19,4 @@ _velt() {
     [[ ${#COMPREPLY[@]} != 1 || ${COMPREPLY[0]} != *= ]] || compopt -o nospace
 }
 
-complete -o bashdefault -o default -F _velt vqcall vqconv vqhost vqrecord vqsre vqucod
+complete -o bashdefault -o default -F _velt vqcall vqconv vqhost vqnew vqrecord vqsre vqucod
