@@ -1,11 +1,10 @@
 // The host against real client processes.
 
-#include <nlohmann/json.hpp>
-
 #include "apilib/unix/process.h"
 #include "host/hosted_clients.h"
 #include "host/trace/trace.h"
 #include "host/trace/trace_output.h"
+#include "support/json.h"
 
 namespace velt::host
 {
@@ -359,12 +358,11 @@ TEST_F(HostedClients, TraceShowsBothDirections)
             R"([client 3] <- vq_api_notify_1: handed control back <0.000213>)",
         }));
     ASSERT_EQ(json.size(), 4U);
-    const auto alert = nlohmann::json::parse(json[1]);
-    EXPECT_EQ(alert["procedure"], "api_vq_alert_1");
-    EXPECT_EQ(alert["number"], 1008);
-    EXPECT_EQ(alert["depth"], 1);
-    EXPECT_EQ(alert["arguments"]["str1"], "notify 1 2 \"\né\U0010F0A1 3");
-    EXPECT_EQ(alert["outcome"], "answered");
+    EXPECT_EQ(test::json_at(json[1], "/procedure"), "\"api_vq_alert_1\"");
+    EXPECT_EQ(test::json_at(json[1], "/number"), "1008");
+    EXPECT_EQ(test::json_at(json[1], "/depth"), "1");
+    EXPECT_EQ(test::json_at(json[1], "/arguments/str1"), "\"notify 1 2 \\\"\\né\U0010F0A1 3\"");
+    EXPECT_EQ(test::json_at(json[1], "/outcome"), "\"answered\"");
 
     // Which of the four a filter lets through, when the alert's answer is one that refuses.
     IntT refusal = -60;

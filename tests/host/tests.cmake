@@ -1,6 +1,5 @@
 velt_test(host_server_test SOURCES host/server_test.cpp host/callbacks_test.cpp host/catalogue_test.cpp
-  host/trace_test.cpp
-  support/host_in_process.cpp LINK velt-host velt-mock)
+  host/trace_test.cpp LINK test_host)
 needs_client(host_server_test)
 target_compile_definitions(host_server_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/vqhost.1")
 # The same with vqrecord between the host and each client. Only the registrations of one that is

@@ -1,13 +1,10 @@
 # What not every machine allows; a test that it refuses says why.
 
 # It becomes users who may write no logs.
-velt_test(machine_test SOURCES machine/machine_test.cpp support/service_process.cpp
-  LINK velt-host LABELS machine no-valgrind)
+velt_test(machine_test SOURCES machine/machine_test.cpp LINK test_peers velt-host LABELS machine no-valgrind)
 needs_client(machine_test)
 
-add_executable(rpcbind_tests machine/rpcbind_test.cpp support/service_process.cpp main.cpp)
-target_include_directories(rpcbind_tests PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
-target_link_libraries(rpcbind_tests PRIVATE velt_options velt-api-static GTest::gtest)
+velt_test_program(rpcbind_tests SOURCES machine/rpcbind_test.cpp LINK test_peers)
 add_test(NAME rpcbind_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/rpcbind_test.sh
   $<TARGET_FILE:rpcbind_tests> $<TARGET_FILE:vqhost> $<TARGET_FILE:test_client>
   ${PROJECT_SOURCE_DIR}/examples/alice.json $<TARGET_FILE:vqrecord>)

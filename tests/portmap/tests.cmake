@@ -1,2 +1,1 @@
-velt_test(portmap_test SOURCES portmap/mapper_test.cpp support/service_process.cpp
-  LINK velt-host)
+velt_test(portmap_test SOURCES portmap/mapper_test.cpp LINK test_peers velt-host)

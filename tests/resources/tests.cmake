@@ -1,11 +1,9 @@
 velt_test(resources_test
-  SOURCES resources/expansion.cpp resources/files.cpp resources/fontenc.cpp
-  LINK velt-vde-static)
+  SOURCES resources/expansion.cpp resources/files.cpp resources/fontenc.cpp LINK velt-vde-static)
 
 # A client's own V_SrFetch, with either linkage.
 foreach(linkage static shared)
-  velt_test(srfetch_${linkage}_test SOURCES resources/srfetch.cpp
-    LINK velt-vde-${linkage})
+  velt_test(srfetch_${linkage}_test SOURCES resources/srfetch.cpp LINK velt-vde-${linkage})
 endforeach()
 
 set(vqsre ${PROJECT_SOURCE_DIR}/tools/vqsre)
