@@ -1,6 +1,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
 
@@ -28,6 +29,7 @@ TEST(Strings, AreWrittenWithinTheirBound)
     EXPECT_WRITTEN("", 1, V_StrCpyN(dst, "abc", -1), 0, "");
     EXPECT_EDIT("x", 4, V_StrCpy(dst, "abc"), "abc");
     EXPECT_EDIT("abcdef", 7, V_StrCpy(dst, dst + 2), "cdef");
+    EXPECT_EDIT("0123456789abcdefghij", 22, V_StrCpy(dst + 1, dst), "00123456789abcdefghij");
     EXPECT_EQ(V_StrCopyString(nullptr), nullptr);
     EXPECT_EQ(std::string(Owned<>{V_StrNew(3)}.get(), 4), std::string(4, '\0'));
 
@@ -99,6 +101,9 @@ TEST(Strings, CaseFoldsThroughTheInstalledTable)
 {
     const Changed table(VdeQToLower, VdeIdentMap);
     EXPECT_FALSE(V_StrIEqual("a", "A"));
+    const std::array<UCharT, 256> nothing{};
+    VdeQToLower = nothing.data();
+    EXPECT_EQ(V_StrICmpEnc("ab", "a", 0), 0); // and nothing is read behind the shorter
 }
 
 // Two pages with one behind them that cannot be read.

@@ -31,26 +31,28 @@ inline void store_block(void *to, Block block)
     std::memcpy(to, &block, sizeof block);
 }
 
-// Stores the first `count` bytes, fewer than all.
-inline void store_part(char *to, Block block, size_t count)
+// Copies at most two blocks. All of them is loaded before anything is stored, so that the places
+// may overlap.
+inline void copy_short(char *to, const char *from, size_t size)
 {
-    char bytes[block_size];
-    store_block(bytes, block);
-    const auto halves = [&](auto word) {
-        // Two words that overlap.
-        std::memcpy(&word, bytes + count - sizeof word, sizeof word);
-        const auto last = word;
-        std::memcpy(to, bytes, sizeof word);
-        std::memcpy(to + count - sizeof word, &last, sizeof word);
+    const auto ends = [=](auto first) {
+        // Two that overlap.
+        auto last = first;
+        std::memcpy(&first, from, sizeof first);
+        std::memcpy(&last, from + size - sizeof last, sizeof last);
+        std::memcpy(to, &first, sizeof first);
+        std::memcpy(to + size - sizeof last, &last, sizeof last);
     };
-    if (count >= 8)
-        halves(uint64_t{});
-    else if (count >= 4)
-        halves(uint32_t{});
-    else if (count >= 2)
-        halves(uint16_t{});
-    else if (count == 1)
-        *to = bytes[0];
+    if (size >= sizeof(Block))
+        ends(Block{});
+    else if (size >= sizeof(uint64_t))
+        ends(uint64_t{});
+    else if (size >= sizeof(uint32_t))
+        ends(uint32_t{});
+    else if (size >= sizeof(uint16_t))
+        ends(uint16_t{});
+    else if (size == 1)
+        *to = *from;
 }
 
 // The number of bytes before the first that is set; block_size if none is.
@@ -69,6 +71,20 @@ inline int first_set(Block comparison)
                8;
     };
     return halves[0] != 0 ? first(halves[0]) : 8 + first(halves[1]);
+#endif
+}
+
+// The same of two blocks, one behind the other.
+inline int first_set(Block one, Block other)
+{
+#ifdef __SSE2__
+    const auto bits = [](Block block) {
+        return static_cast<unsigned>(_mm_movemask_epi8(reinterpret_cast<__m128i>(block)));
+    };
+    return std::countr_zero(uint64_t{1} << 2 * block_size | bits(other) << block_size | bits(one));
+#else
+    const int first = first_set(one);
+    return first < block_size ? first : block_size + first_set(other);
 #endif
 }
 

@@ -4,9 +4,7 @@
 #include <climits>
 #include <cstring>
 
-#include "vdelib/encconv/bytemaps.h"
 #include "vdelib/strings/compare.h"
-#include "velt/vde/quire.h"
 #include "velt/vde/strings.h"
 
 namespace
@@ -14,80 +12,58 @@ namespace
 
 using namespace velt;
 
-constexpr IntT unbounded = INT_MAX;
-
-template <Case which>
-IntT image(UCharT byte)
-{
-    return which == Case::folded ? VdeQToLower[byte] : byte;
-}
-
-const char *or_empty(const char *s)
-{
-    return s ? s : "";
-}
+constexpr IntT all = INT_MAX;
 
 const UCharT *bytes_of(const char *s)
 {
     return reinterpret_cast<const UCharT *>(or_empty(s));
 }
 
-template <Case fold>
-[[gnu::noinline]] IntT difference_from(const UCharT *p, const UCharT *q, IntT count)
+// Difference of the first bytes whose images differ among the first `count`; 0 when a string ends
+// before, and for a count below 1.
+template <Compare compare>
+[[gnu::noinline]] IntT difference_of_long(const UCharT *p, const UCharT *q, IntT count)
 {
-    const bool may_skip = fold == Case::exact || VdeQToLower == standard_lower;
-    while (count > 0) {
-        if (may_skip) {
-            const size_t skipped = alike<fold>(p, q, static_cast<size_t>(count));
-            count -= static_cast<IntT>(skipped);
+    for (; count > 0; --count, ++p, ++q) {
+        if (folds_as_blocks<compare>()) {
+            const size_t at = alike_long<compare, Bytes::all>(p, q, static_cast<size_t>(count));
+            count -= static_cast<IntT>(at);
             if (count == 0)
                 break;
-            p += skipped;
-            q += skipped;
+            p += at;
+            q += at;
         }
-        if (const IntT result = image<fold>(*p) - image<fold>(*q); result != 0)
+        // Letters that are not ASCII may have the same image.
+        const IntT result = image<compare>(*p) - image<compare>(*q);
+        if (result != 0 || *p == '\0' || *q == '\0')
             return result;
-        if (*p == '\0' || *q == '\0')
-            break;
-        ++p;
-        ++q;
-        --count;
     }
     return 0;
 }
 
-// Difference of the first bytes whose images differ among the first `count`; 0 when a string ends
-// before, and for a count below 1. Most strings differ or end within two blocks, which are compared
-// without a loop.
-template <Case fold>
+template <Compare compare>
 inline IntT difference(const char *a, const char *b, IntT count)
 {
-    const UCharT *p = bytes_of(a);
-    const UCharT *q = bytes_of(b);
-    if (may_load(2 * block_size, p, q) && (fold == Case::exact || VdeQToLower == standard_lower)) {
-        for (IntT from : {0, block_size}) {
-            const IntT run = run_of<fold, Bytes::all>(load_block(p + from), load_block(q + from));
-            if (const IntT at = from + run; run < block_size) {
-                if (at >= count)
-                    return 0;
-                const IntT result = image<fold>(p[at]) - image<fold>(q[at]);
-                return result != 0 || p[at] == '\0'
-                           ? result
-                           : difference_from<fold>(p + at + 1, q + at + 1, count - at - 1);
-            }
-        }
-        p += 2 * block_size;
-        q += 2 * block_size;
-        count -= 2 * block_size;
-    }
-    return difference_from<fold>(p, q, count);
+    const UCharT *const p = bytes_of(a);
+    const UCharT *const q = bytes_of(b);
+    const size_t at =
+        folds_as_blocks<compare>() ? find_in_head(p, q, stops_of<compare>) : head_size;
+    if (at == head_size)
+        return difference_of_long<compare>(p, q, count);
+    if (static_cast<IntT>(at) >= count)
+        return 0;
+    const IntT result = image<compare>(p[at]) - image<compare>(q[at]);
+    return compare == Compare::exact || result != 0 || p[at] == '\0'
+               ? result
+               : difference_of_long<compare>(p, q, count);
 }
 
 // Returns the part of s that is as long as the suffix; null when there is none.
 const char *tail(const char *s, const char *suffix)
 {
-    const IntT from = V_StrLen(s) - V_StrLen(suffix);
-    return from >= 0 ? or_empty(s) + from : nullptr;
+    const size_t length = length_of(s);
+    const size_t size = length_of(suffix);
+    return length >= size ? or_empty(s) + (length - size) : nullptr;
 }
 
 // The bound of the ordering routines: a negative one counts as one character.
@@ -107,7 +83,10 @@ const UCharT *skip_separators(const UCharT *p)
 
 IntT V_StrEqual(const char *a, const char *b)
 {
-    return a == b || std::strcmp(or_empty(a), or_empty(b)) == 0;
+    a = or_empty(a);
+    b = or_empty(b);
+    const size_t at = find_in_head(a, b, stops_of<Compare::exact>);
+    return at < head_size ? a[at] == b[at] : std::strcmp(a, b) == 0;
 }
 
 IntT V_StrEqualN(const char *a, const char *b, IntT N)
@@ -117,12 +96,12 @@ IntT V_StrEqualN(const char *a, const char *b, IntT N)
 
 IntT V_StrIEqual(const char *a, const char *b)
 {
-    return V_StrIEqualN(a, b, unbounded);
+    return V_StrIEqualN(a, b, all);
 }
 
 IntT V_StrIEqualN(const char *a, const char *b, IntT N)
 {
-    return a == b || difference<Case::folded>(a, b, N) == 0;
+    return a == b || difference<Compare::folded>(a, b, N) == 0;
 }
 
 IntT V_StrSIEqual(const char *a, const char *b)
@@ -131,7 +110,7 @@ IntT V_StrSIEqual(const char *a, const char *b)
         return 1;
     const UCharT *p = skip_separators(bytes_of(a));
     const UCharT *q = skip_separators(bytes_of(b));
-    while (image<Case::folded>(*p) == image<Case::folded>(*q)) {
+    while (image<Compare::folded>(*p) == image<Compare::folded>(*q)) {
         if (*p == '\0' || *q == '\0')
             return 1;
         p = skip_separators(p + 1);
@@ -142,22 +121,22 @@ IntT V_StrSIEqual(const char *a, const char *b)
 
 IntT V_StrCmp(const char *a, const char *b)
 {
-    return difference<Case::exact>(a, b, unbounded);
+    return difference<Compare::exact>(a, b, all);
 }
 
 IntT V_StrICmp(const char *a, const char *b)
 {
-    return difference<Case::folded>(a, b, unbounded);
+    return difference<Compare::folded>(a, b, all);
 }
 
 IntT V_StrCmpN(const char *a, const char *b, IntT N)
 {
-    return difference<Case::exact>(a, b, at_least_one(N));
+    return difference<Compare::exact>(a, b, at_least_one(N));
 }
 
 IntT V_StrICmpN(const char *a, const char *b, IntT N)
 {
-    return difference<Case::folded>(a, b, at_least_one(N));
+    return difference<Compare::folded>(a, b, at_least_one(N));
 }
 
 IntT V_StrMCmp(const char *a, const char *b)
@@ -173,7 +152,9 @@ IntT V_StrQsortCmp(const void *pa, const void *pb)
 
 IntT V_StrPrefix(const char *s, const char *prefix)
 {
-    return V_StrPrefixN(s, prefix, unbounded);
+    const UCharT *const p = bytes_of(s);
+    const UCharT *const q = bytes_of(prefix);
+    return q[alike<Compare::exact>(p, q, unbounded)] == '\0';
 }
 
 IntT V_StrPrefixN(const char *s, const char *prefix, IntT N)
@@ -185,7 +166,7 @@ IntT V_StrPrefixN(const char *s, const char *prefix, IntT N)
 
 IntT V_StrIPrefix(const char *s, const char *prefix)
 {
-    return difference<Case::folded>(s, prefix, V_StrLen(prefix)) == 0;
+    return difference<Compare::folded>(s, prefix, V_StrLen(prefix)) == 0;
 }
 
 IntT V_StrSuffix(const char *s, const char *suffix)

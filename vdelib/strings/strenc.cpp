@@ -4,11 +4,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "vdelib/encconv/bytemaps.h"
 #include "vdelib/strings/characters.h"
 #include "vdelib/strings/compare.h"
 #include "velt/vde/fontenc.h"
-#include "velt/vde/quire.h"
 #include "velt/vde/strings.h"
 
 namespace
@@ -21,33 +19,30 @@ struct Char {
     IntT size;  // in bytes; 0 at the end of the string
 };
 
-template <Case fold>
+template <Compare compare>
 Char char_at(const char *s, const VdeFontEncT &enc)
 {
     const IntT size = char_size(s, enc);
     const auto first = static_cast<UCharT>(s[0]);
     if (size == 2)
         return {first * 256 + static_cast<UCharT>(s[1]), size};
-    return {fold == Case::folded && size == 1 ? VdeQToLower[first] : first, size};
+    return {compare == Compare::folded && size == 1 ? VdeQToLower[first] : first, size};
 }
-
-constexpr size_t unbounded = SIZE_MAX;
 
 // The number of ASCII characters at the beginnings of both that are alike, at most `most`. In every
 // encoding they are characters of one byte.
-template <Case fold>
+template <Compare compare>
 size_t ascii_alike(const char *a, const char *b, size_t most)
 {
-    if (static_cast<signed char>(*a) <= 0 ||
-        (fold == Case::folded && VdeQToLower != standard_lower))
-        return 0;
-    return alike<fold, Bytes::only_ascii>(reinterpret_cast<const UCharT *>(a),
-                                          reinterpret_cast<const UCharT *>(b), most);
+    return folds_as_blocks<compare>()
+               ? alike<compare, Bytes::only_ascii>(reinterpret_cast<const UCharT *>(a),
+                                                   reinterpret_cast<const UCharT *>(b), most)
+               : 0;
 }
 
 size_t ascii_run(const char *s, size_t most)
 {
-    return ascii_alike<Case::exact>(s, s, most);
+    return static_cast<signed char>(*s) < 0 ? 0 : ascii_alike<Compare::nothing>(s, s, most);
 }
 
 // Returns the first beginning of a character that is not before `to`, a place in the string.
@@ -60,55 +55,74 @@ const char *next_character(const char *s, const char *to, const VdeFontEncT &enc
     return s;
 }
 
-// Difference of the first differing characters among the first `most` bytes of a; the last
-// character counts whole, and at least one.
-template <Case fold>
-IntT compare(const char *a, const char *b, UIntT enc, size_t most)
+// Whether a character begins at `at`, a place in the string.
+bool is_character(const char *s, const char *at, const VdeFontEncT &enc)
 {
-    if (!a)
-        a = "";
-    if (!b)
-        b = "";
+    // A byte that can begin no two-byte character ends one, of either size.
+    const char *begin = at;
+    while (begin > s && enc.firstByte[static_cast<UCharT>(begin[-1])] != 0)
+        --begin;
+    return next_character(begin, at, enc) == at;
+}
+
+template <Compare which>
+[[gnu::noinline]] IntT compare_long(const char *a, const char *b, UIntT enc, size_t most)
+{
     const VdeFontEncT &table = font_encoding(enc);
     size_t done = 0;
     do {
-        const size_t run = ascii_alike<fold>(a + done, b + done, std::max(most, done) - done);
+        const size_t run = ascii_alike<which>(a + done, b + done, std::max(most, done) - done);
         done += run;
         if (run != 0 && done >= most)
             break;
-        const Char ca = char_at<fold>(a + done, table);
-        const Char cb = char_at<fold>(b + done, table);
-        if (ca.value != cb.value || ca.size == 0)
+        const Char ca = char_at<which>(a + done, table);
+        const Char cb = char_at<which>(b + done, table);
+        // A table may have the image 0 for a character, which is not the end then.
+        if (ca.value != cb.value || ca.size == 0 || cb.size == 0)
             return ca.value - cb.value;
         done += static_cast<size_t>(ca.size);
     } while (done < most);
     return 0;
 }
 
+// Difference of the first differing characters among the first `most` bytes of a; the last
+// character counts whole, and at least one.
+template <Compare which>
+inline IntT compare(const char *a, const char *b, UIntT enc, size_t most)
+{
+    a = or_empty(a);
+    b = or_empty(b);
+    if (folds_as_blocks<which>()) {
+        const size_t at = find_in_head(a, b, stops_of<which, Bytes::only_ascii>);
+        if (at < head_size && static_cast<signed char>(a[at] | b[at]) >= 0)
+            return at >= std::max<size_t>(most, 1) ? 0
+                                                   : image<which>(static_cast<UCharT>(a[at])) -
+                                                         image<which>(static_cast<UCharT>(b[at]));
+    }
+    return compare_long<which>(a, b, enc, most);
+}
+
 // Compares at least one character, unless N is 0.
-template <Case fold>
+template <Compare which>
 IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 {
-    return N == 0 ? 0 : compare<fold>(a, b, enc, static_cast<size_t>(std::max(N, 0)));
+    return N == 0 ? 0 : compare<which>(a, b, enc, static_cast<size_t>(std::max(N, 0)));
 }
 
 // Returns whether a two-byte character occupies the bytes n - 1 and n of s.
 bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
 {
-    if (!s || n <= 0 || strnlen(s, static_cast<size_t>(n)) < static_cast<size_t>(n))
-        return false;
-    const VdeFontEncT &table = font_encoding(enc);
-    // A byte that can begin no two-byte character ends one, of either size.
-    const char *begin = s + n;
-    while (begin > s && table.firstByte[static_cast<UCharT>(begin[-1])] != 0)
-        --begin;
-    return next_character(begin, s + n, table) > s + n;
+    const auto size = static_cast<size_t>(std::max(n, 0));
+    return s && length_within(s, size) == size && !is_character(s, s + size, font_encoding(enc));
 }
 
-// The number of bytes, at most count, that may be taken of s without splitting a character.
-IntT whole_chars(const char *s, IntT count, UIntT enc)
+// Copies the first characters of src, at most `most` bytes, to dst[at], as put does.
+IntT put_characters(StringT dst, size_t at, const char *src, size_t most, UIntT enc)
 {
-    return IsSplittingDBChar(s, count, enc) ? count - 1 : count;
+    size_t size = length_within(src, most);
+    if (size == most && !is_character(src, src + size, font_encoding(enc)))
+        --size;
+    return put(dst, at, src, size);
 }
 
 } // namespace
@@ -148,7 +162,8 @@ IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
 StringT V_StrChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
 {
     const char sub[] = {static_cast<char>(b1), static_cast<char>(b2), '\0'};
-    const IntT at = V_StrStrEnc(s, sub, enc);
+    const char *const found = b2 == 0 ? V_StrChr(s, b1) : s;
+    const IntT at = found || b1 == 0 ? V_StrStrEnc(s, sub, enc) : -1;
     return at < 0 ? nullptr : const_cast<StringT>(s + at);
 }
 
@@ -156,6 +171,11 @@ StringT V_StrRChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
 {
     if (b1 == 0)
         return nullptr;
+    if (b2 == 0) {
+        const char *const found = std::strrchr(or_empty(s), b1);
+        if (!found || is_character(s, found, font_encoding(enc)))
+            return const_cast<StringT>(found);
+    }
     StringT last = nullptr;
     while (const StringT found = V_StrChrEnc(s, b1, b2, enc)) {
         last = found;
@@ -181,27 +201,30 @@ IntT V_StrIPrefixEnc(const char *s, const char *prefix, UIntT enc)
 
 IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
 {
-    const IntT length = V_StrLen(suffix);
-    const IntT start = V_StrLen(s) - length;
-    if (length == 0)
+    const size_t size = length_of(suffix);
+    const size_t length = length_of(s);
+    if (size == 0)
         return 1;
-    return s && start >= 0 && !IsSplittingDBChar(s, start, enc) &&
-           V_StrIEqualEnc(s + start, suffix, enc);
+    if (!s || length < size)
+        return 0;
+    const char *const tail = s + (length - size);
+    return is_character(s, tail, font_encoding(enc)) &&
+           compare<Compare::folded>(tail, suffix, enc, unbounded) == 0;
 }
 
 IntT V_StrICmpEnc(const char *a, const char *b, UIntT enc)
 {
-    return compare<Case::folded>(a, b, enc, unbounded);
+    return compare<Compare::folded>(a, b, enc, unbounded);
 }
 
 IntT V_StrCmpNEnc(const char *a, const char *b, IntT N, UIntT enc)
 {
-    return compare_n<Case::exact>(a, b, N, enc);
+    return compare_n<Compare::exact>(a, b, N, enc);
 }
 
 IntT V_StrICmpNEnc(const char *a, const char *b, IntT N, UIntT enc)
 {
-    return compare_n<Case::folded>(a, b, N, enc);
+    return compare_n<Compare::folded>(a, b, N, enc);
 }
 
 IntT V_StrMCmpEnc(const char *a, const char *b, UIntT enc)
@@ -218,33 +241,34 @@ IntT V_StrQsortCmpEnc(const void *pa, const void *pb, UIntT enc)
 
 void V_StrTruncEnc(StringT s, IntT N, UIntT enc)
 {
-    V_StrTrunc(s, whole_chars(s, std::max(N, 0), enc));
+    N = std::max(N, 0);
+    V_StrTrunc(s, IsSplittingDBChar(s, N, enc) ? N - 1 : N);
 }
 
 IntT V_StrCpyNEnc(StringT dst, const char *src, IntT N, UIntT enc)
 {
-    return N <= 1 ? V_StrCpyN(dst, src, N) : V_StrCpyN(dst, src, whole_chars(src, N - 1, enc) + 1);
+    return dst ? put_characters(dst, 0, or_empty(src), room_of(N), enc) : 0;
 }
 
 IntT V_StrCatNEnc(StringT dst, const char *src, IntT N, UIntT enc)
 {
-    if (!dst || V_StrLen(src) == 0)
+    if (!dst || !src || *src == '\0')
         return 0;
-    const IntT length = V_StrLen(dst);
-    if (length >= std::int64_t{N} - 1)
-        return length;
-    return V_StrCatN(dst, src, length + whole_chars(src, N - 1 - length, enc) + 1);
+    const size_t length = length_of(dst);
+    if (length >= room_of(N))
+        return static_cast<IntT>(length);
+    return put_characters(dst, length, src, room_of(N) - length, enc);
 }
 
 IntT V_StrNCatNEnc(StringT dst, const char *src, IntT count, IntT N, UIntT enc)
 {
     if (!dst)
         return 0;
-    const IntT most = std::max(N, 1) - 1;
-    if (V_StrLen(dst) > most)
-        V_StrTruncEnc(dst, most, enc);
-    count = std::min(count, most - V_StrLen(dst));
-    return V_StrNCatN(dst, src, whole_chars(src, count, enc), N);
+    if (length_of(dst) > room_of(N))
+        V_StrTruncEnc(dst, static_cast<IntT>(room_of(N)), enc);
+    const size_t length = length_of(dst);
+    const size_t most = std::min(static_cast<size_t>(std::max(count, 0)), room_of(N) - length);
+    return put_characters(dst, length, or_empty(src), most, enc);
 }
 
 IntT V_StrCatDblCharNEnc(StringT dst, UCharT b1, UCharT b2, IntT N, UIntT enc)

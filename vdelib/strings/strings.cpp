@@ -15,59 +15,10 @@ namespace
 
 using namespace velt;
 
-constexpr size_t unbounded = PTRDIFF_MAX;
-
-const char *or_empty(const char *s)
-{
-    return s ? s : "";
-}
-
-size_t length_of(const char *s)
-{
-    return std::strlen(or_empty(s));
-}
-
-// How many characters a buffer of N bytes holds.
-size_t room_of(IntT N)
-{
-    return N > 1 ? static_cast<size_t>(N) - 1 : 0;
-}
-
-// Copies the first `count` bytes of src to dst[at], terminates dst after them and returns its
-// length. The two may overlap, so that a string can be moved inside itself.
-IntT put(StringT dst, size_t at, const char *src, size_t count)
-{
-    std::memmove(dst + at, src, count);
-    dst[at + count] = '\0';
-    return static_cast<IntT>(at + count);
-}
-
 // Copies at most so many characters of src to dst[at], as put does.
 IntT put_most(StringT dst, size_t at, const char *src, size_t most)
 {
-    // A short string has its end found and is copied in the same blocks. All of it is loaded before
-    // anything is stored, because the two may overlap.
-    const auto *const bytes = reinterpret_cast<const UCharT *>(src);
-    if (may_load(2 * block_size, bytes, bytes)) {
-        const Block first = load_block(src);
-        size_t count = static_cast<size_t>(first_set(first == 0));
-        if (count == block_size)
-            count += static_cast<size_t>(first_set(load_block(src + block_size) == 0));
-        count = std::min(count, most);
-        if (count < 2 * block_size) {
-            char *const to = dst + at;
-            if (count >= block_size) {
-                const Block last = load_block(src + count - block_size);
-                store_block(to, first);
-                store_block(to + count - block_size, last);
-            } else {
-                store_part(to, first, count);
-            }
-            to[count] = '\0';
-            return static_cast<IntT>(at + count);
-        }
-    }
-    return put(dst, at, src, strnlen(src, most));
+    return put(dst, at, src, length_within(src, most));
 }
 
 } // namespace
@@ -81,10 +32,10 @@ StringT V_StrCopyString(const char *s)
 {
     if (!s)
         return nullptr;
-    const size_t size = std::strlen(s) + 1;
-    auto *copy = static_cast<StringT>(V_Alloc(static_cast<UIntT>(size), 0));
+    const size_t length = length_of(s);
+    auto *copy = static_cast<StringT>(V_Alloc(static_cast<UIntT>(length + 1), 0));
     if (copy)
-        std::memcpy(copy, s, size);
+        put(copy, 0, s, length);
     return copy;
 }
 
@@ -102,7 +53,7 @@ void V_StrTrunc(StringT s, IntT index)
 void V_StrCpy(StringT dst, const char *src)
 {
     if (dst)
-        put_most(dst, 0, or_empty(src), unbounded);
+        put(dst, 0, or_empty(src), length_of(src));
 }
 
 IntT V_StrCpyN(StringT dst, const char *src, IntT N)
@@ -116,7 +67,7 @@ IntT V_StrCat(StringT dst, const char *src)
 {
     if (!dst)
         return 0;
-    return put_most(dst, length_of(dst), or_empty(src), unbounded);
+    return put(dst, length_of(dst), or_empty(src), length_of(src));
 }
 
 IntT V_StrCatN(StringT dst, const char *src, IntT N)
@@ -132,9 +83,9 @@ IntT V_StrNCatN(StringT dst, const char *src, IntT count, IntT N)
     if (!dst)
         return 0;
     src = or_empty(src);
-    const size_t length = strnlen(dst, room_of(N));
+    const size_t length = length_within(dst, room_of(N));
     const auto wanted = static_cast<size_t>(std::max(count, 0));
-    return put(dst, length, src, strnlen(src, std::min(wanted, room_of(N) - length)));
+    return put(dst, length, src, length_within(src, std::min(wanted, room_of(N) - length)));
 }
 
 IntT V_StrCatCharN(StringT dst, IntT c, IntT N)
@@ -156,20 +107,29 @@ IntT V_StrCatIntN(StringT dst, IntT i, IntT N)
 StringT V_StrChr(const char *s, IntT c)
 {
     const char byte = static_cast<char>(c);
-    return byte == '\0' ? nullptr : const_cast<StringT>(std::strchr(or_empty(s), byte));
+    return s && byte != '\0' ? const_cast<StringT>(std::strchr(s, byte)) : nullptr;
 }
 
 StringT V_StrRChr(const char *s, IntT c)
 {
     const char byte = static_cast<char>(c);
-    return byte == '\0' ? nullptr : const_cast<StringT>(std::strrchr(or_empty(s), byte));
+    return s && byte != '\0' ? const_cast<StringT>(std::strrchr(s, byte)) : nullptr;
 }
 
 IntT V_StrSubString(const char *s, const char *sub)
 {
     if (!s || !sub || *s == '\0')
         return -1;
-    const char *found = std::strstr(s, sub);
+    // The search begins at the first byte that may begin the other string.
+    const auto stops = [first = static_cast<signed char>(*sub)](Block block) {
+        return (block == 0) | (block == first);
+    };
+    size_t start = find_in_head(s, stops);
+    if (start == head_size)
+        start = 0;
+    else if (s[start] == '\0')
+        return *sub == '\0' ? 0 : -1;
+    const char *found = std::strstr(s + start, sub);
     return found ? static_cast<IntT>(found - s) : -1;
 }
 
@@ -196,7 +156,7 @@ void V_StrStripTrailingSpaces(StringT s)
 void V_StrReverse(StringT s, IntT N)
 {
     if (s && N > 1)
-        std::reverse(s, s + strnlen(s, static_cast<size_t>(N)));
+        std::reverse(s, s + length_within(s, static_cast<size_t>(N)));
 }
 
 IntT V_StrAlphaToInt(const char *s)
