@@ -113,6 +113,7 @@ int replay(const Arguments &arguments)
     Host host(std::move(options), replay, console);
     replay.run(host);
     host.end();
+    replay.compare_exits();
     outputs.check();
     outputs.end();
     if (recording.cut_off())

@@ -126,6 +126,18 @@ void write_names(JsonWriter &out, const char *member, const FieldNames &names)
     out.end(']');
 }
 
+void write_end(JsonWriter &out, const TraceEvent &event)
+{
+    if (event.outcome == outcomes::handed_back)
+        return out.text("end", "handed back");
+    out.text("end", "exited");
+    const ExitStatus how(event.exit_status);
+    if (how.signal != 0)
+        out.number("signal", how.signal);
+    else if (!how.well())
+        out.number("status", how.status);
+}
+
 constexpr std::string_view field_names[] = {
 #define V_RECORD(name, fields) fields
 #define V_UNION(name, cases) cases
@@ -209,7 +221,7 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
         write_message(line, arguments, event.arguments, Sender::host, text, fields);
         break;
     case Direction::from_client:
-        line.text("end", event.outcome == outcomes::handed_back ? "handed back" : "exited");
+        write_end(line, event);
         break;
     }
     line.end('}');

@@ -1,5 +1,7 @@
 #include "host/scenario/recording.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
@@ -7,6 +9,7 @@
 
 #include "common/error.h"
 #include "host/scenario/pattern.h"
+#include "host/session/process.h"
 #include "host/values/text.h"
 
 namespace velt::host
@@ -88,6 +91,14 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
         take_procedure(event, *callback, client_procedures());
     } else if (const JsonNode *end = node->member("end")) {
         event.exited = end->text() == "exited";
+        for (auto [member, part] :
+             {std::pair("status", &event.status.status), {"signal", &event.status.signal}})
+            if (const JsonNode *given = node->member(member)) {
+                if (const auto number = given->integer(0, 255))
+                    *part = static_cast<int>(*number);
+                else
+                    throw JsonError(*given, "a number from 0 to 255 is needed here");
+            }
     } else {
         throw JsonError(*node, "an event has \"call\", \"callback\" or \"end\"");
     }
@@ -104,6 +115,19 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
 
 } // namespace
 
+ExitStatus::ExitStatus(std::optional<int> as_waited_for)
+{
+    if (as_waited_for && WIFSIGNALED(*as_waited_for))
+        signal = WTERMSIG(*as_waited_for);
+    else if (as_waited_for)
+        status = WEXITSTATUS(*as_waited_for);
+}
+
+std::string ExitStatus::text() const
+{
+    return describe_exit(signal != 0 ? signal : W_EXITCODE(status, 0));
+}
+
 const Failure *failure_named(std::string_view word)
 {
     const auto *found = std::ranges::find(failures, word, &Failure::word);
@@ -113,7 +137,7 @@ const Failure *failure_named(std::string_view word)
 std::string RecordedEvent::text() const
 {
     if (kind == end)
-        return exited ? "the client exits" : "the client hands control back";
+        return exited ? "the client " + status.text() : "the client hands control back";
     constexpr std::size_t most_shown = 300;
     const auto shown = [](const JsonNode *part) {
         return part ? shortened(json_of(*part), most_shown) : "";

@@ -21,6 +21,19 @@ struct RecordedFields {
     std::set<std::string, std::less<>> left_out, scrubbed;
 };
 
+// How a process has ended: with a status, or by a signal, which is 0 then. One of which nothing is
+// known counts as one that ended well.
+struct ExitStatus {
+    int status = 0, signal = 0;
+
+    ExitStatus() = default;
+    explicit ExitStatus(std::optional<int> as_waited_for);
+    bool well() const { return *this == ExitStatus(); }
+    // Returns a text such as "exited with status 3".
+    std::string text() const;
+    bool operator==(const ExitStatus &) const = default;
+};
+
 // Why a call has no answer: as recordings name it, what the host does then, and how that is traced.
 struct Failure {
     std::string_view word;
@@ -51,7 +64,9 @@ struct RecordedEvent {
     const JsonNode *arguments = nullptr, *answer = nullptr;
     const JsonNode *failed = nullptr; // why there was no answer
     bool waits = false;               // a call of the host that came while the client waits
-    bool exited = false;              // how a turn has ended
+    // How a turn has ended, and with an exit of which status.
+    bool exited = false;
+    ExitStatus status;
     // In seconds: when it was, since the recording began, and how long the host took to answer.
     std::optional<double> time, took;
 

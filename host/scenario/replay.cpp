@@ -1,7 +1,5 @@
 #include "host/scenario/replay.h"
 
-#include <set>
-
 #include "host/scenario/pattern.h"
 #include "host/session/host.h"
 
@@ -192,7 +190,11 @@ Responder::Reaction Replay::respond(Call &call)
     }
     if (update_)
         write(played, call, failure);
-    return failure ? failure->reaction : Reaction::answer;
+    if (!failure)
+        return Reaction::answer;
+    if (failure->reaction == Reaction::half || failure->reaction == Reaction::close)
+        cut_off_.insert(&call.client);
+    return failure->reaction;
 }
 
 void Replay::note_mistake(const RecordedEvent &event, const JsonError &error)
@@ -220,14 +222,37 @@ void Replay::compare_end(const TraceEvent &event)
         next = skip_to_end(event.client);
     if (next == none && read_whole_ && recording_.cut_off())
         return;
-    if (next == none || next->kind != RecordedEvent::end || next->exited != exited)
+    const ExitStatus status(event.exit_status);
+    const bool is_end = next != none && next->kind == RecordedEvent::end && next->exited == exited;
+    // A client whose connection the host has cut may notice that before it is told to quit, or
+    // after.
+    const bool is_same =
+        is_end && (next->status == status || cut_off_.contains(host_->find(event.client)));
+    // An update takes a client that ends well now, but none that has begun to crash.
+    if (!is_same && !(is_end && update_ && status.well()))
         return differ(event.client,
-                      "  now:      the client " + std::string(event.procedure) + ": " +
+                      "  now:      " + std::string(event.procedure) + ": the client " +
                           event.outcome,
                       next == none ? nullptr : &*next);
     const Event played = play(next);
-    if (update_)
+    if (exited)
+        recorded_exits_.insert(host_->find(event.client));
+    if (update_ && is_same) {
         update_->keep(played);
+    } else if (update_) {
+        update_->note(played.place + ": changed: the client " + event.outcome);
+        update_->add(event, text_);
+    }
+}
+
+void Replay::compare_exits()
+{
+    if (stopped() || recording_.cut_off())
+        return;
+    for (const Client &each : host_->clients())
+        if (!each.ended_well() && !recorded_exits_.contains(&each))
+            difference_ = recording_.path() + ": " + each.title() + " " + each.ending() +
+                          ", which was not recorded";
 }
 
 // Makes the host's call that comes next.
@@ -245,7 +270,8 @@ void Replay::make(Host &host, Client &client, Place next)
     if (event.waits)
         host.send(client, *event.procedure, argument.address());
     else if (event.procedure->number == vq_api_quit_1::number)
-        host.quit(client);
+        // The ends of the modal dialogs that are open are recorded too.
+        host.ask_to_quit(client, Host::Dialogs::stay);
     else
         host.call(client, *event.procedure, argument.address());
 }
@@ -304,7 +330,8 @@ bool Replay::drive(Host &host, const std::function<bool()> &done)
         const auto moved = [&] {
             return played_ != played || done() || (awaited && !awaited->running());
         };
-        if (host.serve_until(moved, host.options().turn_limit))
+        const bool ends = awaited && awaited->quitting && next->kind == RecordedEvent::end;
+        if (host.serve_until(moved, ends ? host.options().exit_limit : host.options().turn_limit))
             continue;
         if (!awaited || !awaited->process || next->kind != RecordedEvent::end || !next->exited)
             return false;
@@ -315,6 +342,7 @@ bool Replay::drive(Host &host, const std::function<bool()> &done)
 
 void Replay::run(Host &host)
 {
+    host_ = &host;
     if (!drive(host, [this] { return stopped() || head() == ahead_.end(); })) {
         const Place next = head();
         differ(next->client,

@@ -7,6 +7,7 @@
 #include <list>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "host/scenario/pattern.h"
@@ -41,6 +42,9 @@ public:
     void run(Host &host);
     // Returns the first difference, as several lines; empty when there is none.
     const std::string &difference() const { return difference_; }
+    // To be called when the clients have ended: that one did so badly is a difference too, unless
+    // it was recorded.
+    void compare_exits();
 
     Reaction respond(Call &call) override;
     Reaction respond_to_bytes(Call &call) override { return respond(call); }
@@ -137,6 +141,9 @@ private:
     std::map<rpcproc_t, std::deque<RecordedEvent>>
         answers_; // the last ones that an update has seen
     std::size_t played_ = 0;
+    Host *host_ = nullptr;
+    std::set<const Client *> cut_off_;        // those whose connection a recorded answer has ended
+    std::set<const Client *> recorded_exits_; // those whose end was as recorded
     std::string difference_;
     std::exception_ptr error_; // for which it cannot be played on
     bool over_ = false;

@@ -360,7 +360,7 @@ Outcome Host::end_dialog(Client &client, IntT item, IntT result)
     return ended ? wait_for_turn(client, waiting.id, std::string(waiting.procedure)) : ended;
 }
 
-Outcome Host::ask_to_quit(Client &client)
+Outcome Host::ask_to_quit(Client &client, Dialogs dialogs)
 {
     using callback::vq_api_quit_1;
     client.leaving = true;
@@ -368,9 +368,9 @@ Outcome Host::ask_to_quit(Client &client)
         .procedure = vq_api_quit_1::name, .number = vq_api_quit_1::number, .since = Clock::now()};
     if (!client.connection.is_open())
         return {};
-    // A client does not end before its modal waits do.
     const auto waits = [&client] { return client.turns.modal_wait() != nullptr; };
-    for (std::size_t i = client.turns.modal_waits().size(); i > 0; i--)
+    const std::size_t open = dialogs == Dialogs::end ? client.turns.modal_waits().size() : 0;
+    for (std::size_t i = open; i > 0; i--)
         loop_.defer(client, waits, [this, &client] { dialog_event(client, 0, 0, cancelled); });
     return send(client, procedure_of<vq_api_quit_1>(), nullptr);
 }
@@ -379,7 +379,7 @@ Outcome Host::quit(Client &client)
 {
     if (!client.running())
         return {};
-    if (Outcome sent = ask_to_quit(client); !sent)
+    if (Outcome sent = ask_to_quit(client, Dialogs::end); !sent)
         return sent;
     if (!wait_for_exit(client, options_.exit_limit))
         return wrong(Outcome::late, client,
@@ -464,7 +464,7 @@ void Host::end()
     for (Client &client : clients()) {
         // A client that has not acknowledged cannot be asked to quit.
         if (client.running() && client.reached(State::acknowledged))
-            ask_to_quit(client);
+            ask_to_quit(client, Dialogs::end);
         else if (client.running() && client.process)
             client.process->kill(SIGKILL);
     }

@@ -72,6 +72,10 @@ public:
     Outcome end_dialog(Client &client, IntT item, IntT result);
     // Calls the client without waiting for anything, whatever it does.
     Outcome send(Client &client, const Procedure &procedure, void *argument);
+    // Only tells the client to quit. It cannot before its modal dialogs have ended, which the host
+    // sees to, or whoever else ends them.
+    enum class Dialogs { end, stay };
+    Outcome ask_to_quit(Client &client, Dialogs dialogs);
     // Serves until the client has exited.
     Outcome quit(Client &client);
     // Does not ask the client, which this host has started.
@@ -146,7 +150,6 @@ private:
     Outcome wait_for_turn(Client &client, std::size_t turn, const std::string &procedure);
     Outcome wrong(Outcome::Kind kind, const Client &client, const std::string &what);
     Outcome failure(Outcome::Kind kind, const Client &client, const std::string &what);
-    Outcome ask_to_quit(Client &client);
 
     Options options_;
     Console &console_;

@@ -53,6 +53,7 @@ void trace_return(const TraceSink &sink, const Client &client, const Turn &turn,
     TraceEvent returned = event(client, Direction::from_client, turn.procedure, turn.number,
                                 client.turns.depth_of(turn.id));
     returned.outcome = outcome;
+    returned.exit_status = client.exit_status;
     returned.duration = std::chrono::steady_clock::now() - turn.since;
     sink(returned);
 }

@@ -52,6 +52,7 @@ struct TraceEvent {
     TracedMessage result = {};
     std::string outcome = {}; // empty while a call of the host is under way
     std::optional<std::chrono::nanoseconds> duration = {};
+    std::optional<int> exit_status = {}; // as wait(2) gives it, when that ended a call of the host
     // The client waits for an answer, before which it does not get this call of the host; no turn
     // begins with that.
     bool client_waits = false;

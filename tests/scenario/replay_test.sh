@@ -47,6 +47,26 @@ ends 0 replay words
 ends 0 run --record again stop start "choose Count Words"
 ends 0 replay again
 
+# How a client ends counts as in a run, unless it was recorded.
+printf '#!/bin/sh\n"%s"\nexit 4\n' "$built/wordcount" >failing
+chmod +x failing
+ends 1 "$vqhost" replay words --client ./failing
+tells "now:      vq_api_quit_1: the client exited with status 4"
+# Where the end is not recorded, it is none that could be bad.
+sed -n '/vq_api_quit_1/q; p' words | sed '$s/,$/\n]}/' >endless
+ends 0 replay endless
+ends 1 "$vqhost" replay endless --client ./failing
+tells "exited with status 4, which was not recorded"
+ends 1 "$vqhost" run tea.json --client ./failing --record failed "choose Count Words"
+ends 0 "$vqhost" replay failed --client ./failing
+ends 1 "$vqhost" replay failed --client "$built/wordcount"
+ends 0 "$vqhost" replay failed --client "$built/wordcount" --update
+ends 0 "$vqhost" replay failed --client "$built/wordcount"
+# The host ends the modal dialog that is open at the end.
+ends 1 "$vqhost" run tea.json --client "$built/replace" --time-limit 5 --record dialog "answer raven rook" \
+    "choose Replace in Book..."
+ends 0 "$vqhost" replay dialog --client "$built/replace"
+
 # A client that does something else: it counts other texts, or fewer calls were recorded.
 sed 's,a writing-desk,a very large sofa,' words >other
 ends 1 replay other

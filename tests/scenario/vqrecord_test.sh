@@ -60,6 +60,7 @@ for how in exit crash "bail out" "fail at the end"; do
     run $code run tea.json --client "$tester" --time-limit 600 --client-env "VQTEST=$how" "${commands[@]}" </dev/null
     diff <(sed 's/vqrecord/test_client/' seen) err >&2 || fail "another end: $how"
     [[ $(tail -1 through) == "]}" ]] || fail "cut off: $how"
+    run 0 replay through --client "$tester" --client-env "VQTEST=$how"
 done
 # A host that is killed while it is called: the client ends, and what there is can be played. The pipe
 # is closed by the last of them.

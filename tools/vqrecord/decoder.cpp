@@ -264,8 +264,10 @@ void Decoder::break_off_turns(const std::string &outcome)
         host::trace_return(sink_, client, *turn, outcome);
 }
 
-void Decoder::exited(const std::string &how)
+void Decoder::exited(int status)
 {
+    client.exit_status = status;
+    const std::string how = host::describe_exit(status);
     attempt([&] {
         while (!open_.empty())
             end_call(open_.begin(), no_reply);

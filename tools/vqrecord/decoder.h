@@ -31,8 +31,8 @@ public:
     void connected(Caller caller) override { met_(caller); }
     void report(const std::string &what) override;
 
-    // The client has exited, in such a way.
-    void exited(const std::string &how);
+    // The client has exited, with a status as wait(2) gives it.
+    void exited(int status);
     // Returns whether the client is called, or calls.
     bool is_busy() const { return !client.turns.empty() || !open_.empty(); }
 

@@ -276,7 +276,7 @@ void detach()
     const bool cut_off =
         decoder.is_busy() && told.host_process > 0 && !lives(told.host_process, host_start);
     if (!cut_off)
-        decoder.exited(host::describe_exit(child.status()));
+        decoder.exited(*child.status());
     outputs.end(cut_off);
     forget(Caller::host);
     programs.remove_all();
