@@ -122,6 +122,11 @@ std::string read_plain_file(const std::string &path)
     return text;
 }
 
+void expect_plain_file(const std::string &path)
+{
+    PlainFile{path};
+}
+
 Digest digest_of(std::string_view text)
 {
     Digest digest;

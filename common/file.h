@@ -20,6 +20,8 @@ File open_file(const std::string &path, const char *mode);
 std::string read_file(const std::string &path);
 // Reads a plain file and no other, as many bytes as its size says.
 std::string read_plain_file(const std::string &path);
+// Throws unless there is such a file, which can be read.
+void expect_plain_file(const std::string &path);
 // What tells a text from others: its length, and a hash.
 struct Digest {
     std::size_t size = 0, hash = 0;

@@ -33,7 +33,8 @@ bool same(const struct stat &one, const struct stat &other)
 int standard_descriptor(const std::string &path)
 {
     for (const auto &[name, descriptor] : {std::pair("out", STDOUT_FILENO), {"err", STDERR_FILENO}})
-        if (path == std::string("/dev/std") + name ||
+        if ((path == "-" && descriptor == STDOUT_FILENO) ||
+            path == std::string("/dev/std") + name ||
             path == "/dev/fd/" + std::to_string(descriptor) ||
             path == "/proc/self/fd/" + std::to_string(descriptor))
             return descriptor;

@@ -12,8 +12,8 @@ namespace velt
 class OutputFile
 {
 public:
-    // Opens the file, or creates it; its content stays until begin(). /dev/stdout and the like mean
-    // this process's descriptor. A pipe must have a reader. Throws std::system_error.
+    // Opens the file, or creates it; its content stays until begin(). "-", /dev/stdout and the like
+    // mean this process's descriptor. A pipe must have a reader. Throws std::system_error.
     explicit OutputFile(const std::string &path);
     OutputFile(OutputFile &&) = default;
     OutputFile &operator=(OutputFile &&) = default;

@@ -71,10 +71,10 @@ std::vector<std::string> names_of_formats()
 
 // The options of a replay; the others of a run concern a book or a script.
 constexpr std::string_view replay_options[] = {
-    "client", "client-arg", "client-env", "trace",      "trace-file",  "filter",
-    "record", "scrub",      "leave-out",  "keep-order", "port-mapper", "time-limit",
-    "update", "debug",      "help",       "version"};
-constexpr std::string_view options_of_replay_alone[] = {"keep-order", "update"};
+    "client", "client-arg", "client-env", "trace",      "trace-file",   "filter",
+    "record", "scrub",      "leave-out",  "keep-order", "port-mapper",  "time-limit",
+    "update", "debug",      "help",       "version",    "allow-cut-off"};
+constexpr std::string_view options_of_replay_alone[] = {"keep-order", "update", "allow-cut-off"};
 
 } // namespace
 
@@ -127,6 +127,7 @@ std::vector<Option> options_into(Arguments &a, bool replays)
                            {"connection", KeptOrder::connection},
                            {"strict", KeptOrder::strict}}),
         Option::flag(0, "update", a.update),
+        Option::flag(0, "allow-cut-off", a.allow_cut_off),
         Option::into(0, "script", a.script),
         Option::into(0, "junit", a.junit),
         {0, "scenario", Option::value,
@@ -172,6 +173,8 @@ Arguments parse(int argc, char **argv, bool replays)
         return a;
     if (a.record.empty() && !(a.record_fields.left_out.empty() && a.record_fields.scrubbed.empty()))
         misuse("--leave-out and --scrub say what --record leaves out");
+    if (!a.record.empty() && a.clients.empty() && !replays)
+        misuse("--record is of what clients do: add --client PATH");
     if (words.empty() || words[0].empty())
         misuse(replays ? "replay needs a recording" : "run needs a book file");
     if (replays && (words.size() != 1 || a.clients.empty()))

@@ -25,7 +25,7 @@ struct Arguments {
     // Of a replay: which client of the recording each of these is; empty for the next one.
     std::vector<std::string> parts;
     KeptOrder order = KeptOrder::connection;
-    bool update = false;
+    bool update = false, allow_cut_off = false;
     RecordedFields record_fields;
     std::string script, junit, words;
     std::vector<std::string> scenarios;

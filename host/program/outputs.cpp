@@ -118,6 +118,10 @@ void Outputs::end()
 {
     if (recorder_) {
         recorder_->end();
+        if (recorder_->empty())
+            std::cerr << "vqhost: " << printable(arguments_.record)
+                      << " was not written: nothing has happened that could be recorded"
+                      << std::endl;
         recorder_->check_place();
     }
     if (trace_) {

@@ -118,7 +118,9 @@ int replay(const Arguments &arguments)
     outputs.end();
     if (recording.cut_off())
         std::cerr << "vqhost: " << printable(arguments.book)
-                  << " was cut off; what it has was played" << std::endl;
+                  << " was cut off; what it has was played"
+                  << (arguments.allow_cut_off ? "" : "; --allow-cut-off takes that for done")
+                  << std::endl;
     if (!replay.difference().empty()) {
         std::cerr << "vqhost: " << printable_lines(replay.difference()) << std::endl;
         if (update)
@@ -128,7 +130,7 @@ int replay(const Arguments &arguments)
     cast.check();
     if (update)
         finish(*update, recording);
-    return done;
+    return recording.cut_off() && !arguments.allow_cut_off ? failed : done;
 }
 
 } // namespace velt::host

@@ -224,6 +224,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
                        .colour = coloured(STDOUT_FILENO),
                        .check = [&] { outputs.check(); }});
     attempt([&] {
+        Commands::check_names(arguments.commands);
         for (const Startable &client : arguments.clients) {
             try {
                 commands.start(client, arguments.init_code);

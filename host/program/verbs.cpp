@@ -161,6 +161,7 @@ and what helps.
   --keep-order WHICH   what of a recording's order has to be so again in a replay: none, that of
                        each connection (the default), or strict, that of all calls
   --update             write what the clients of a replay do now to the recording
+  --allow-cut-off      let a replay that is as far as a recording goes that was cut off end with 0
   --scenario FILE      answer calls as FILE says; once more for another, which comes first
   --language NAME      the session's language, whatever the book says
   --words FILE         check spelling by this word list, in UTF-8, with a word a line

@@ -175,8 +175,7 @@ const std::string &known_field(const std::string &name)
 }
 
 void Recorder::begin(IntT language)
-try {
-    file_.begin();
+{
     start_ = std::chrono::system_clock::now();
     JsonWriter header(JsonWriter::one_line);
     header.begin('{');
@@ -187,9 +186,7 @@ try {
     write_names(header, "scrubbed", fields_.scrubbed);
     header.key("recorded");
     header.begin('[');
-    put(header.take());
-} catch (const std::system_error &error) {
-    error_ = error.code();
+    header_ = header.take();
 }
 
 std::string recorded_line(const TraceEvent &event, const std::string &client_name,
@@ -240,7 +237,7 @@ try {
     if (is_new)
         known = event.client_name;
     const std::chrono::duration<double> time = event.time - start_;
-    put((first_ ? "\n" : ",\n") +
+    put((first_ ? header_ + "\n" : ",\n") +
         recorded_line(event, is_new ? known : "", time.count(), text_, fields_));
     first_ = false;
 } catch (const std::exception &) {
@@ -249,11 +246,14 @@ try {
 
 void Recorder::end()
 {
-    put("\n]}\n");
+    if (!empty())
+        put("\n]}\n");
 }
 
 void Recorder::put(const std::string &text)
 try {
+    if (first_)
+        file_.begin();
     if (!error_)
         file_.write(text);
 } catch (const std::system_error &error) {

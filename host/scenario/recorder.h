@@ -29,17 +29,25 @@ public:
     {
     }
 
-    // Begins the file with the session's language.
+    // Prepares the beginning of the file, which has the session's language. The file stays as it is
+    // until something happens, so that a start that fails costs no earlier recording.
     void begin(IntT language);
     // Writes the event as one line, in one piece; what came before is readable whatever happens
     // next. Throws nothing.
     void write(const TraceEvent &event) noexcept;
+    // Completes the file, if it was begun.
     void end();
+    // Returns whether nothing has happened.
+    bool empty() const { return first_; }
 
     // Throws std::system_error when a part could not be written.
     void check() const;
     // Throws std::runtime_error when another file has taken the recording's place.
-    void check_place() const { file_.check(); }
+    void check_place() const
+    {
+        if (!empty())
+            file_.check();
+    }
 
 private:
     void put(const std::string &text);
@@ -47,6 +55,7 @@ private:
     OutputFile file_;
     const SessionText &text_;
     RecordedFields fields_;
+    std::string header_;
     std::map<int, std::string> names_; // of the clients that have events
     std::chrono::system_clock::time_point start_;
     bool first_ = true;

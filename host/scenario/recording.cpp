@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
 #include <fstream>
 
 #include "common/error.h"
+#include "common/file.h"
 #include "host/scenario/pattern.h"
 #include "host/session/process.h"
 #include "host/values/text.h"
@@ -113,6 +113,14 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
     return event;
 }
 
+std::unique_ptr<std::istream> opened(const std::string &path)
+try {
+    expect_plain_file(path);
+    return std::make_unique<std::ifstream>(path);
+} catch (const std::runtime_error &error) {
+    misuse(std::string("cannot read the recording ") + error.what());
+}
+
 } // namespace
 
 ExitStatus::ExitStatus(std::optional<int> as_waited_for)
@@ -147,22 +155,14 @@ std::string RecordedEvent::text() const
            (failed ? " failed: " + shown(failed) : "");
 }
 
-Recording::Recording(const std::string &path)
-    : Recording(std::filesystem::is_regular_file(path) ? std::make_unique<std::ifstream>(path)
-                                                       : nullptr,
-                path)
-{
-}
+Recording::Recording(const std::string &path) : Recording(opened(path), path) {}
 
 Recording::Recording(std::unique_ptr<std::istream> file, const std::string &path)
     : path_(path), file_(std::move(file))
 {
-    if (!file_)
-        misuse(path + ": cannot read the recording: there is no plain file of this name");
-    if (!*file_ || !read_line())
-        misuse(path + ": cannot read the recording");
     JsonNode root;
     try {
+        read_line();
         parse_json(line_ + "]}", root);
         const JsonNode *format = root.member("format"), *language = root.member("language");
         if (!format || !language || !root.member("recorded"))
@@ -182,27 +182,34 @@ void Recording::refuse(const std::string &reason) const
     misuse(path_ + ":" + std::to_string(number_) + ": " + reason);
 }
 
-bool Recording::read_line()
+// Reads up to the next line that is not empty, without the blanks at its end.
+void Recording::read_line()
 {
-    line_.clear();
-    number_++;
-    for (char c = 0; file_->get(c) && c != '\n';) {
-        line_ += c;
-        if (line_.size() > longest_line)
-            refuse("a line is longer than 256 MiB");
-    }
-    return !line_.empty();
+    do {
+        line_.clear();
+        number_++;
+        for (char c = 0; file_->get(c) && c != '\n';) {
+            line_ += c;
+            if (line_.size() > longest_line)
+                refuse("a line is longer than 256 MiB");
+        }
+        line_.resize(line_.find_last_not_of(" \t\r") + 1);
+    } while (line_.empty() && *file_);
 }
 
 std::optional<RecordedEvent> Recording::next()
 {
     if (over_)
         return {};
-    const bool there = read_line();
-    const bool whole = !file_->eof(); // a line that was cut off has no end
-    if (!there || !whole || line_ == "]}") {
+    read_line();
+    const bool at_end = line_ == "]}";
+    if (at_end || !*file_) { // a line that was cut off has no end
         over_ = true;
-        cut_off_ = line_ != "]}";
+        cut_off_ = !at_end;
+        if (at_end)
+            read_line();
+        if (at_end && !line_.empty())
+            refuse("something stands behind the end of the recording");
         return {};
     }
     if (line_.ends_with(','))

@@ -94,7 +94,7 @@ public:
 
 private:
     [[noreturn]] void refuse(const std::string &reason) const;
-    bool read_line();
+    void read_line();
 
     std::string path_, line_, header_;
     std::unique_ptr<std::istream> file_;

@@ -343,6 +343,8 @@ bool Replay::drive(Host &host, const std::function<bool()> &done)
 void Replay::run(Host &host)
 {
     host_ = &host;
+    if (head() == ahead_.end() && !error_)
+        misuse(recording_.path() + ": there is nothing to replay: it has no event");
     if (!drive(host, [this] { return stopped() || head() == ahead_.end(); })) {
         const Place next = head();
         differ(next->client,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <type_traits>
 
+#include "common/nearest.h"
 #include "host/script/commands.h"
 #include "host/script/expectations.h"
 
@@ -124,6 +125,18 @@ const CommandTable *CommandTable::find(std::string_view name)
 {
     const auto found = std::ranges::find(rows(), name, &CommandTable::name);
     return found == rows().end() ? nullptr : &*found;
+}
+
+const CommandTable &CommandTable::of(std::string_view name)
+{
+    if (const CommandTable *row = find(name))
+        return *row;
+    Nearest nearest(name);
+    for (const CommandTable &each : rows())
+        nearest.consider(each.name);
+    const std::string hint = nearest.hint();
+    misuse("unknown command \"" + std::string(name) + "\"" +
+           (hint.empty() ? "; help lists them" : hint));
 }
 
 std::string usage_of(std::string_view name)

@@ -34,8 +34,9 @@ struct CommandTable {
 
     Syntax syntax() const { return {name, arguments}; }
     static std::span<const CommandTable> rows();
-    // Returns the command of the name, or null.
+    // Returns the command of the name; null, or throws Error, when there is none.
     static const CommandTable *find(std::string_view name);
+    static const CommandTable &of(std::string_view name);
 };
 
 // Return the usage of a command, or the form of it that has the option.

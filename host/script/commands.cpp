@@ -68,6 +68,17 @@ std::string not_utf8(std::string_view line)
     }
 }
 
+// Returns whether there is nothing to do.
+bool is_idle(std::string_view line)
+{
+    return line.empty() || line.starts_with('#');
+}
+
+std::string_view name_of(std::string_view line)
+{
+    return line.substr(0, line.find_first_of(blanks));
+}
+
 // Ends the bar that shows a client's progress when the command is over, however that ends.
 struct BarEnd {
     PrintingConsole &console;
@@ -112,16 +123,29 @@ Commands::Commands(Surroundings surroundings)
 {
 }
 
+void Commands::check_names(const std::vector<std::string> &arguments)
+{
+    Position position{{}, 0};
+    for (const std::string &each : arguments) {
+        position.number++;
+        const std::string_view line = trimmed(each);
+        try {
+            if (!is_idle(line))
+                CommandTable::of(name_of(line));
+        } catch (const Error &error) {
+            throw Error(error.code, position.text() + ": " + error.what() + not_utf8(line));
+        }
+    }
+}
+
 bool Commands::run(std::string_view line)
 {
     line = trimmed(line);
-    if (line.empty() || line.starts_with('#'))
+    if (is_idle(line))
         return true;
-    const std::string_view name = line.substr(0, line.find_first_of(blanks));
+    const std::string_view name = name_of(line);
     const std::string_view rest = trimmed(line.substr(name.size()));
-    const CommandTable *row = CommandTable::find(name);
-    if (!row)
-        misuse("unknown command \"" + std::string(name) + "\"; help lists them");
+    const CommandTable *row = &CommandTable::of(name);
     if (row->arguments.empty() && !rest.empty())
         misuse("\"" + std::string(name) + "\" takes no arguments");
     if (!row->run)

@@ -62,6 +62,8 @@ public:
     // position. An expectation that is not met is no such error.
     void run_script(std::istream &script, const std::string &name, Checks &checks);
     void run_arguments(const std::vector<std::string> &arguments, Checks &checks);
+    // Throws Error for a command that there is not, before any is carried out.
+    static void check_names(const std::vector<std::string> &arguments);
     // Has clients come to an end of what they do when there is no command left: throws Error for a
     // modal wait that nobody ends, and for a client that has failed meanwhile.
     void finish();

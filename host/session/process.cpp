@@ -88,9 +88,11 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
         while (waitpid(group_, nullptr, 0) < 0 && errno == EINTR)
             ;
         const bool is_there = error == ENOENT && access(what.path.c_str(), F_OK) == 0;
+        const bool is_folder = std::filesystem::is_directory(what.path);
         const bool is_nowhere = error == ENOENT && what.path.find('/') == what.path.npos;
         throw std::system_error(error, std::generic_category(),
                                 what.path + (is_there     ? ": the program that is to run it"
+                                             : is_folder  ? ", which is a folder"
                                              : is_nowhere ? ", which is neither in PATH nor here"
                                                           : ""));
     }

@@ -117,8 +117,9 @@ tells "client 2 differs"
 
 # A run that was cut off can be played as far as it goes, also within a line.
 head -c "$(($(wc -c <words) / 2))" words >half
-ends 0 replay half
+ends 1 replay half
 tells "was cut off"
+ends 0 replay half --allow-cut-off
 
 # Statistics: a client's own time is neither the host's, nor that of a dialog or of another turn.
 cat >timed <<'END'
@@ -158,9 +159,25 @@ echo '{"steps": []}' >scenario
 sed '3s/.*/{"client":1,"call":"api_vq_no_1"},/' words >unknown
 sed 's/"answer":{/"answer":{"no":0,/' words >misfit
 sed '4s/"answer":.*/"failed":"somehow"},/' words >failure
-for each in empty scenario unknown misfit failure tea.json missing /dev/null; do
+head -1 words >header
+cat words words >more
+sed '5s/.*/garbage/' words >garbage
+for each in empty scenario unknown misfit failure header more garbage tea.json missing . /dev/null; do
     ends 2 replay "$each"
+    ! grep -q differs out || fail "$each is taken for a difference"
 done
+sed 's/$/ \r/' words >blanks
+ends 0 replay blanks
+
+# A start that fails leaves an earlier recording as it is.
+cp words kept
+ends 2 run --record kept --scenario missing
+ends 2 run --record kept "chose Count Words"
+tells 'do you mean "choose"'
+ends 1 "$vqhost" run tea.json --client ./missing --record kept show
+ends 1 "$vqhost" replay words --client ./missing --record kept
+ends 2 "$vqhost" run tea.json --record kept show
+cmp words kept
 
 # A field that no message has would leave everything in.
 ends 2 run --record mistyped --scrub str0

@@ -75,8 +75,14 @@ until [[ $(grep -c api_vq_close_1 through) == 3 ]]; do sleep 0.05; done
 kill -9 "$host"
 wait || true
 [[ $(tail -1 through) != "]}" ]] || fail "the recording does not tell that it was cut off"
-run 0 replay through --client "$built/wordcount"
+run 0 replay through --client "$built/wordcount" --allow-cut-off
 wrote err "was cut off"
+
+# What it cannot write, or of a client that it cannot start.
+run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg /dev/full --client-arg "$built/wordcount"
+cp through kept
+run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg through --client-arg ./missing
+cmp through kept || fail "a recording is lost"
 
 # Its own usage; the options behind the client are the client's.
 program=("$vqrecord")

@@ -140,7 +140,6 @@ public:
             trace->begin();
         recorder_.emplace(std::move(recording), text_, a.fields);
         recorder_->begin(a.language);
-        recorder_->check();
         if (a.trace || trace || !a.filter.empty()) {
             const host::TraceFormat &format = a.trace ? *a.trace : host::trace_formats().front();
             const bool colour = !trace && host::coloured(STDERR_FILENO);
@@ -159,11 +158,14 @@ public:
             recorder_->write(event);
         };
     }
-    // Ends the files, the recording as one that was cut off or as a whole one.
-    void end(bool cut_off)
+    // Ends the files, the recording as one that was cut off or as a whole one. Returns whether they
+    // have all that they are to have.
+    bool end(bool cut_off)
     try {
         if (!cut_off)
             recorder_->end();
+        if (recorder_->empty())
+            std::cerr << "vqrecord: the recording was not written: nothing has happened\n";
         recorder_->check();
         recorder_->check_place();
         if (trace_) {
@@ -171,8 +173,10 @@ public:
             trace_->end();
             trace_->check_place();
         }
+        return true;
     } catch (const std::exception &error) {
         std::cerr << "vqrecord: " << printable_lines(reason_of(error)) << std::endl;
+        return false;
     }
 
 private:
@@ -277,9 +281,11 @@ void detach()
         decoder.is_busy() && told.host_process > 0 && !lives(told.host_process, host_start);
     if (!cut_off)
         decoder.exited(*child.status());
-    outputs.end(cut_off);
+    const bool complete = outputs.end(cut_off);
     forget(Caller::host);
     programs.remove_all();
+    if (!complete && *child.status() == 0)
+        _exit(EXIT_FAILURE);
     // The connections stay open until the process has ended, so that the host sees them end with
     // the client.
     child.end_alike();
