@@ -7,25 +7,23 @@
 
 #include "common/output_file.h"
 #include "host/scenario/recording.h"
+#include "host/scenario/redaction.h"
 #include "host/trace/trace.h"
 
 namespace velt::host
 {
 
-// Returns the name. Throws Error if no message has a field of it.
-const std::string &known_field(const std::string &name);
-
 // Returns the event as a recording has it, on one line, `time` seconds after the recording began.
 // The name of the client may be empty.
 std::string recorded_line(const TraceEvent &event, const std::string &client_name,
                           std::optional<double> time, const SessionText &text,
-                          const RecordedFields &fields);
+                          Redaction &redaction);
 
 class Recorder
 {
 public:
     Recorder(OutputFile file, const SessionText &text, RecordedFields fields)
-        : file_(std::move(file)), text_(text), fields_(std::move(fields))
+        : file_(std::move(file)), text_(text), redaction_(std::move(fields), Redaction::Texts::new_ones)
     {
     }
 
@@ -37,6 +35,8 @@ public:
     void write(const TraceEvent &event) noexcept;
     // Completes the file, if it was begun.
     void end();
+    // Returns the options that have met nothing, such as "--scrub str1".
+    std::vector<std::string> unused() const { return redaction_.unused(); }
     // Returns whether nothing has happened.
     bool empty() const { return first_; }
 
@@ -54,7 +54,7 @@ private:
 
     OutputFile file_;
     const SessionText &text_;
-    RecordedFields fields_;
+    Redaction redaction_;
     std::string header_;
     std::map<int, std::string> names_; // of the clients that have events
     std::chrono::system_clock::time_point start_;

@@ -8,18 +8,13 @@
 #include <string>
 
 #include "host/json/node.h"
+#include "host/scenario/redaction.h"
 #include "host/session/responder.h"
 #include "host/trace/trace.h"
 #include "host/wire/catalogue.h"
 
 namespace velt::host
 {
-
-// The fields of messages that a recording does not have as they were: those of the one kind are
-// left out, since they differ from run to run, and the texts of the others are replaced.
-struct RecordedFields {
-    std::set<std::string, std::less<>> left_out, scrubbed;
-};
 
 // How a process has ended: with a status, or by a signal, which is 0 then. One of which nothing is
 // known counts as one that ended well.

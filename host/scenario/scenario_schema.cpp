@@ -4,6 +4,7 @@
 
 #include "host/files/schema.h"
 #include "host/scenario/scenario.h"
+#include "host/scenario/shape_fields.h"
 #include "velt/vde/language.h"
 
 namespace velt::host
@@ -43,31 +44,12 @@ private:
             names_.try_emplace(&shape, "type" + std::to_string(names_.size()));
         if (fresh) {
             Json properties = Json::object();
-            add_fields(shape, properties);
+            each_possible_field(shape, [&](const char *field, const Shape &type) {
+                properties[field] = of(type);
+            });
             all_[name->second] = schema::object(std::move(properties), Json::array());
         }
         return schema::reference(name->second.c_str());
-    }
-
-    // Adds the fields that the structure has, whatever its tag is.
-    void add_fields(const Shape &shape, Json &properties)
-    {
-        constexpr std::int64_t most_tags = 64;
-        std::vector<std::byte> value(shape.size);
-        std::vector<std::pair<const Shape *, void *>> numbers;
-        const auto add = [&](const char *name, const Shape &field, void *place) {
-            if (field.kind == Shape::number)
-                numbers.emplace_back(&field, place);
-            if (!properties.contains(name))
-                properties[name] = of(field);
-        };
-        shape.each_field(value.data(), add);
-        const std::vector<std::pair<const Shape *, void *>> tags = numbers;
-        for (const auto &[tag, place] : tags)
-            for (std::int64_t i = most_tags; i >= 0; i--) {
-                tag->set(place, i); // the last is 0 again
-                shape.each_field(value.data(), add);
-            }
     }
 
     std::map<const Shape *, std::string> names_;

@@ -20,7 +20,7 @@ void Update::keep(const RecordedEvent &event)
 
 void Update::add(const TraceEvent &event, const SessionText &text)
 {
-    put(recorded_line(event, "", time_, text, fields_));
+    put(recorded_line(event, "", time_, text, redaction_));
 }
 
 void Update::note(const std::string &what)

@@ -17,7 +17,7 @@ class Update
 public:
     // Failures are std::runtime_error, here and below, and leave the old recording as it is.
     explicit Update(const Recording &recording)
-        : fields_(recording.fields()), file_(recording.path())
+        : redaction_(recording.fields(), Redaction::Texts::recorded), file_(recording.path())
     {
         file_.write(recording.header());
     }
@@ -39,7 +39,7 @@ public:
 private:
     void put(const std::string &line);
 
-    RecordedFields fields_;
+    Redaction redaction_;
     NewFile file_;
     bool first_ = true;
     std::optional<double> time_; // of the last event

@@ -32,6 +32,10 @@ TEST_F(Resources, NothingLoaded)
     EXPECT_EQ(init("x"), -1);
     EXPECT_STREQ(VdeSrError(), "there is no x.sre, nor vqinit/usenglish/APIArea/resources/x.sre "
                                "below HOME (not set) or VQHOME (not set)");
+    EXPECT_EQ(init("x", ""), -1);
+    EXPECT_STREQ(VdeSrError(),
+                 "there is no x.sre, and no language is known whose resources could be "
+                 "looked for");
     EXPECT_EQ(get(1), "???");
     EXPECT_EQ(init(nullptr, nullptr), -1);
     EXPECT_EQ(load(sre({})), 0);

@@ -70,10 +70,10 @@ Arguments parse(int argc, char **argv)
         program, argc, argv,
         {Option::into('o', "output", a.output),
          {0, "leave-out", Option::value,
-          [&](const std::string &field) { a.fields.left_out.insert(host::known_field(field)); },
+          [&](const std::string &field) { a.fields.left_out.insert(host::field_to_leave_out(field)); },
           true},
          {0, "scrub", Option::value,
-          [&](const std::string &field) { a.fields.scrubbed.insert(host::known_field(field)); },
+          [&](const std::string &field) { a.fields.scrubbed.insert(host::field_to_scrub(field)); },
           true},
          {0, "language", Option::value,
           [&](const std::string &name) { a.language = host::language_number(name); }, false,
@@ -166,6 +166,8 @@ public:
             recorder_->end();
         if (recorder_->empty())
             std::cerr << "vqrecord: the recording was not written: nothing has happened\n";
+        for (const std::string &each : recorder_->unused())
+            std::cerr << "vqrecord: " << printable(each) << " has met nothing in this recording\n";
         recorder_->check();
         recorder_->check_place();
         if (trace_) {

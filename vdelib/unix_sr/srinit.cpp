@@ -215,11 +215,15 @@ IntT V_SrInit(const char *name, const char *language)
     FILE *stream = open_file(path, platform_name.get(), language);
     if (!stream && reason[0] != '\0')
         return -1;
+    if (!stream && !(language && *language))
+        return refuse(
+            "there is no %s.sre, and no language is known whose resources could be looked for",
+            platform_name.get());
     if (!stream)
         return refuse("there is no %s.sre, nor vqinit/%s/APIArea/resources/%s.sre below HOME (%s) "
                       "or VQHOME (%s)",
-                      platform_name.get(), language ? language : "", platform_name.get(),
-                      value_of("HOME"), value_of("VQHOME"));
+                      platform_name.get(), language, platform_name.get(), value_of("HOME"),
+                      value_of("VQHOME"));
     reason[0] = '\0'; // an earlier candidate may have been unreadable
     const IntT result = load(stream, path);
     fclose(stream);

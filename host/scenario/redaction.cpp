@@ -1,0 +1,209 @@
+#include "host/scenario/redaction.h"
+
+#include <algorithm>
+
+#include "common/error.h"
+#include "common/nearest.h"
+#include "common/printable.h"
+#include "host/scenario/shape_fields.h"
+#include "host/wire/catalogue.h"
+
+namespace velt::host
+{
+namespace
+{
+
+// Returns whether the name is that of the path, or its end.
+bool names(std::string_view name, std::string_view path)
+{
+    return path.ends_with(name) &&
+           (path.size() == name.size() || path[path.size() - name.size() - 1] == '.');
+}
+
+std::pair<std::size_t, std::size_t> key_of(std::string_view text)
+{
+    const Digest digest = digest_of(text);
+    return {digest.size, digest.hash};
+}
+
+enum class Use { leave_out, scrub };
+
+bool is_of_use(const Shape &field, Use use)
+{
+    const Shape *inner = &field;
+    while (inner->kind == Shape::list || inner->kind == Shape::pointer)
+        inner = inner->element;
+    return use == Use::leave_out || inner->kind == Shape::text;
+}
+
+const std::string &field_for(Use use, const std::string &name, const char *refusal)
+{
+    const bool is_path = name.find('.') != name.npos;
+    Nearest nearest(name);
+    std::set<std::string> candidates;
+    bool found = false;
+    const auto look = [&](const std::string &path, const Shape &field) {
+        if (!is_of_use(field, use))
+            return;
+        found = found || names(name, path);
+        candidates.insert(is_path ? path : path.substr(path.rfind('.') + 1));
+    };
+    const auto look_at = [&](const Procedure &procedure, const MessageType &type) {
+        if (type.shape && !found)
+            each_path(*type.shape, std::string(procedure.name), look);
+    };
+    for (const Procedure &each : host_procedures()) {
+        look_at(each, each.argument);
+        if (use == Use::scrub)
+            look_at(each, each.result);
+    }
+    if (use == Use::scrub)
+        for (const Procedure &each : client_procedures())
+            look_at(each, each.argument);
+    if (found)
+        return name;
+    for (const std::string &each : candidates)
+        nearest.consider(each);
+    misuse(refusal + in_quotes(name) + nearest.hint());
+}
+
+} // namespace
+
+const std::string &field_to_leave_out(const std::string &name)
+{
+    return field_for(Use::leave_out, name, "nothing that clients call with has a field ");
+}
+
+const std::string &field_to_scrub(const std::string &name)
+{
+    return field_for(Use::scrub, name, "no message has a text ");
+}
+
+// Passes the parts of a message on, but for what is left out or replaced.
+class Redaction::Sieve final : public JsonOut
+{
+public:
+    Sieve(Redaction &redaction, std::string_view procedure, Sender from, JsonOut &out)
+        : redaction_(redaction), from_(from), out_(out), path_(procedure)
+    {
+    }
+    void begin(char bracket) override
+    {
+        if (skips())
+            skipped_++;
+        else
+            out_.begin(bracket);
+        ends_.push_back(path_.size());
+    }
+    void end(char bracket) override
+    {
+        ends_.pop_back();
+        if (skipped_ == 0)
+            return out_.end(bracket);
+        skipped_--;
+        value_is_over();
+    }
+    void key(std::string_view name) override
+    {
+        path_.resize(ends_.back());
+        path_.append(1, '.').append(name);
+        scrubs_ = redaction_.meets(redaction_.fields_.scrubbed, path_);
+        if (skipped_ > 0)
+            return;
+        // What a client sends can be missing: a replay takes anything there.
+        skips_next_ = from_ == Sender::client &&
+                      (scrubs_ || redaction_.meets(redaction_.fields_.left_out, path_));
+        if (!skips_next_)
+            out_.key(name);
+    }
+    void text(std::string_view text) override
+    {
+        const bool replaces = redaction_.texts_ == Texts::new_ones &&
+                              (scrubs_ || redaction_.knows(text)) && !text.empty();
+        const std::string other = replaces ? redaction_.stand_in(text) : "";
+        if (!skips())
+            out_.text(replaces ? other : text);
+        value_is_over();
+    }
+    void number(std::int64_t number) override
+    {
+        if (!skips())
+            out_.number(number);
+        value_is_over();
+    }
+    void null() override
+    {
+        if (!skips())
+            out_.null();
+        value_is_over();
+    }
+
+private:
+    bool skips() const { return skips_next_ || skipped_ > 0; }
+    void value_is_over()
+    {
+        if (skipped_ == 0)
+            skips_next_ = false;
+    }
+
+    Redaction &redaction_;
+    Sender from_;
+    JsonOut &out_;
+    std::string path_;
+    std::vector<std::size_t> ends_; // of the paths of the brackets that are open
+    bool skips_next_ = false;       // the value of the last key is left out
+    bool scrubs_ = false;
+    int skipped_ = 0; // brackets that are open in it
+};
+
+void Redaction::write(const Shape &shape, void *message, std::string_view procedure, Sender from,
+                      const SessionText &text, JsonOut &out)
+{
+    const auto to_utf8 = [&text](const char *each) { return text.to_utf8(each); };
+    if (empty())
+        return write_value(shape, message, out, to_utf8);
+    Sieve sieve(*this, procedure, from, out);
+    write_value(shape, message, sieve, to_utf8);
+}
+
+bool Redaction::meets(const Rules &rules, std::string_view path)
+{
+    bool met = false;
+    for (const std::string &each : rules)
+        if (names(each, path)) {
+            used_.insert(each);
+            met = true;
+        }
+    return met;
+}
+
+// A text has the same stand-in wherever it stands, and another one than others have, as far as its
+// length permits. It has that length, since there may be places in the text beside it.
+std::string Redaction::stand_in(std::string_view text)
+{
+    const std::size_t number =
+        known_.try_emplace(key_of(text), known_.size() + 1).first->second;
+    std::string made = std::to_string(number);
+    made.resize(static_cast<std::size_t>(
+                    std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; })),
+                'x');
+    return made;
+}
+
+bool Redaction::knows(std::string_view text) const
+{
+    return !known_.empty() && known_.contains(key_of(text));
+}
+
+std::vector<std::string> Redaction::unused() const
+{
+    std::vector<std::string> all;
+    for (const auto &[option, rules] :
+         {std::pair("--leave-out ", &fields_.left_out), {"--scrub ", &fields_.scrubbed}})
+        for (const std::string &each : *rules)
+            if (!used_.contains(each))
+                all.push_back(option + each);
+    return all;
+}
+
+} // namespace velt::host
