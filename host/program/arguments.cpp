@@ -117,7 +117,9 @@ std::vector<Option> options_into(Arguments &a, bool replays)
         Option::into(0, "filter", a.filter),
         Option::into(0, "record", a.record),
         {0, "leave-out", Option::value,
-         [&a](const std::string &field) { a.record_fields.left_out.insert(field_to_leave_out(field)); },
+         [&a](const std::string &field) {
+             a.record_fields.left_out.insert(field_to_leave_out(field));
+         },
          true},
         {0, "scrub", Option::value,
          [&a](const std::string &field) { a.record_fields.scrubbed.insert(field_to_scrub(field)); },

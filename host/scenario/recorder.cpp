@@ -38,7 +38,8 @@ void write_message(JsonWriter &out, const Names &named, const TracedMessage &mes
     redaction.write(*message.shape, message.value, procedure, from, text, out);
 }
 
-void write_names(JsonWriter &out, const char *member, const std::set<std::string, std::less<>> &names)
+void write_names(JsonWriter &out, const char *member,
+                 const std::set<std::string, std::less<>> &names)
 {
     if (names.empty())
         return;
@@ -79,8 +80,7 @@ void Recorder::begin(IntT language)
 }
 
 std::string recorded_line(const TraceEvent &event, const std::string &client_name,
-                          std::optional<double> time, const SessionText &text,
-                          Redaction &redaction)
+                          std::optional<double> time, const SessionText &text, Redaction &redaction)
 {
     JsonWriter line(JsonWriter::one_line);
     line.begin('{');
@@ -94,9 +94,11 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
         if (event.duration)
             line.seconds("took", std::chrono::duration<double>(*event.duration).count());
         line.text("call", event.procedure);
-        write_message(line, arguments, event.arguments, Sender::client, event.procedure, text, redaction);
+        write_message(line, arguments, event.arguments, Sender::client, event.procedure, text,
+                      redaction);
         if (event.outcome == outcomes::answered)
-            write_message(line, answer, event.result, Sender::host, event.procedure, text, redaction);
+            write_message(line, answer, event.result, Sender::host, event.procedure, text,
+                          redaction);
         else
             line.text("failed", failure_of(event.outcome).word);
         break;
@@ -104,7 +106,8 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
         line.text("callback", event.procedure);
         if (event.client_waits)
             line.number("waits", 1);
-        write_message(line, arguments, event.arguments, Sender::host, event.procedure, text, redaction);
+        write_message(line, arguments, event.arguments, Sender::host, event.procedure, text,
+                      redaction);
         break;
     case Direction::from_client:
         write_end(line, event);

@@ -23,7 +23,8 @@ class Recorder
 {
 public:
     Recorder(OutputFile file, const SessionText &text, RecordedFields fields)
-        : file_(std::move(file)), text_(text), redaction_(std::move(fields), Redaction::Texts::new_ones)
+        : file_(std::move(file)), text_(text),
+          redaction_(std::move(fields), Redaction::Texts::new_ones)
     {
     }
 

@@ -107,19 +107,26 @@ public:
     {
         path_.resize(ends_.back());
         path_.append(1, '.').append(name);
-        scrubs_ = redaction_.meets(redaction_.fields_.scrubbed, path_);
+        scrubbing_ = find(redaction_.fields_.scrubbed);
         if (skipped_ > 0)
             return;
+        const std::string *leaving_out =
+            from_ == Sender::client ? find(redaction_.fields_.left_out) : nullptr;
+        if (leaving_out)
+            redaction_.used_.insert(*leaving_out);
         // What a client sends can be missing: a replay takes anything there.
-        skips_next_ = from_ == Sender::client &&
-                      (scrubs_ || redaction_.meets(redaction_.fields_.left_out, path_));
+        skips_next_ = leaving_out || (from_ == Sender::client && scrubbing_);
         if (!skips_next_)
             out_.key(name);
+        else if (!leaving_out)
+            only_text_ = name;
     }
     void text(std::string_view text) override
     {
+        if (scrubbing_)
+            redaction_.used_.insert(*scrubbing_);
         const bool replaces = redaction_.texts_ == Texts::new_ones &&
-                              (scrubs_ || redaction_.knows(text)) && !text.empty();
+                              (scrubbing_ || redaction_.knows(text)) && !text.empty();
         const std::string other = replaces ? redaction_.stand_in(text) : "";
         if (!skips())
             out_.text(replaces ? other : text);
@@ -127,12 +134,14 @@ public:
     }
     void number(std::int64_t number) override
     {
+        write_late_key();
         if (!skips())
             out_.number(number);
         value_is_over();
     }
     void null() override
     {
+        write_late_key();
         if (!skips())
             out_.null();
         value_is_over();
@@ -142,17 +151,33 @@ private:
     bool skips() const { return skips_next_ || skipped_ > 0; }
     void value_is_over()
     {
-        if (skipped_ == 0)
-            skips_next_ = false;
+        if (skipped_ > 0)
+            return;
+        skips_next_ = false;
+        only_text_.clear();
+    }
+    // A field that is to be scrubbed is left out if it is a text; others may have its name.
+    void write_late_key()
+    {
+        if (only_text_.empty() || skipped_ > 0)
+            return;
+        out_.key(only_text_);
+        skips_next_ = false;
+    }
+    const std::string *find(const Rules &rules) const
+    {
+        const auto found = std::ranges::find_if(
+            rules, [this](const std::string &each) { return names(each, path_); });
+        return found == rules.end() ? nullptr : &*found;
     }
 
     Redaction &redaction_;
     Sender from_;
     JsonOut &out_;
-    std::string path_;
+    std::string path_, only_text_;
     std::vector<std::size_t> ends_; // of the paths of the brackets that are open
     bool skips_next_ = false;       // the value of the last key is left out
-    bool scrubs_ = false;
+    const std::string *scrubbing_ = nullptr;
     int skipped_ = 0; // brackets that are open in it
 };
 
@@ -166,27 +191,20 @@ void Redaction::write(const Shape &shape, void *message, std::string_view proced
     write_value(shape, message, sieve, to_utf8);
 }
 
-bool Redaction::meets(const Rules &rules, std::string_view path)
-{
-    bool met = false;
-    for (const std::string &each : rules)
-        if (names(each, path)) {
-            used_.insert(each);
-            met = true;
-        }
-    return met;
-}
-
 // A text has the same stand-in wherever it stands, and another one than others have, as far as its
-// length permits. It has that length, since there may be places in the text beside it.
+// length permits. It has that length, since there may be places in the text beside it, and the same
+// blanks and slashes, so that there are as many words in it, and a path is one.
 std::string Redaction::stand_in(std::string_view text)
 {
-    const std::size_t number =
-        known_.try_emplace(key_of(text), known_.size() + 1).first->second;
-    std::string made = std::to_string(number);
-    made.resize(static_cast<std::size_t>(
-                    std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; })),
-                'x');
+    const std::size_t number = known_.try_emplace(key_of(text), known_.size() + 1).first->second;
+    const std::string digits = std::to_string(number);
+    auto digit = digits.begin();
+    std::string made;
+    for (const char c : text)
+        if (c == ' ' || c == '/')
+            made += c;
+        else if ((c & 0xC0) != 0x80) // the first byte of a character
+            made += digit == digits.end() ? 'x' : *digit++;
     return made;
 }
 

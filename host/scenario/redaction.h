@@ -1,5 +1,5 @@
-// What a recording does not have as it was: fields of messages that differ from run to run, and texts
-// that nobody is to read.
+// What a recording does not have as it was: fields of messages that differ from run to run, and
+// texts that nobody is to read.
 #pragma once
 
 #include <map>
@@ -21,16 +21,16 @@ struct RecordedFields {
     std::set<std::string, std::less<>> left_out, scrubbed;
 };
 
-// Return the name. Throw Error if no field has it of which this can be done: one of what clients call
-// with, or a text.
+// Return the name. Throw Error if no field has it of which this can be done: one of what clients
+// call with, or a text.
 const std::string &field_to_leave_out(const std::string &name);
 const std::string &field_to_scrub(const std::string &name);
 
 class Redaction
 {
 public:
-    // Texts that are scrubbed have stand-ins in what is recorded now; in what comes from a recording
-    // they have them already.
+    // Texts that are scrubbed have stand-ins in what is recorded now; in what comes from a
+    // recording they have them already.
     enum class Texts { new_ones, recorded };
     Redaction(RecordedFields fields, Texts texts) : fields_(std::move(fields)), texts_(texts) {}
 
@@ -51,7 +51,6 @@ private:
     class Sieve;
     using Rules = std::set<std::string, std::less<>>;
 
-    bool meets(const Rules &rules, std::string_view path);
     std::string stand_in(std::string_view text);
     bool knows(std::string_view text) const;
 

@@ -44,9 +44,8 @@ private:
             names_.try_emplace(&shape, "type" + std::to_string(names_.size()));
         if (fresh) {
             Json properties = Json::object();
-            each_possible_field(shape, [&](const char *field, const Shape &type) {
-                properties[field] = of(type);
-            });
+            each_possible_field(
+                shape, [&](const char *field, const Shape &type) { properties[field] = of(type); });
             all_[name->second] = schema::object(std::move(properties), Json::array());
         }
         return schema::reference(name->second.c_str());

@@ -179,8 +179,24 @@ ends 1 "$vqhost" replay words --client ./missing --record kept
 ends 2 "$vqhost" run tea.json --record kept show
 cmp words kept
 
-# A field that no message has would leave everything in.
-ends 2 run --record mistyped --scrub str0
+# A text that is scrubbed is scrubbed wherever it stands, so that a client that hands it on is played.
+ends 0 run --record scrubbed --scrub api_vq_get_props_1.stringVal --scrub items.text \
+    --leave-out api_vq_alert_1.str1 "choose Count Words"
+! grep -q "tea/\|The Well" scrubbed || fail "a text was recorded that was to be scrubbed"
+! grep -q '98 words' scrubbed || fail "a field was recorded that was to be left out"
+grep -q '"api_vq_alert_1","arguments":{"int2":2}' scrubbed
+ends 1 replay scrubbed # the client looks for texts that it knows
+ends 0 run --record scrubbed --scrub stringVal --leave-out propIdent.num "choose Count Words"
+! grep -q "tea/" scrubbed || fail "a text was recorded that was to be scrubbed"
+ends 0 replay scrubbed
+# A field of which there is nothing to be scrubbed or left out would leave everything in.
+for each in "--scrub str0" "--scrub docId" "--leave-out status" "--leave-out api_vq_alert_1.num"; do
+    # shellcheck disable=SC2086 # an option and its value
+    ends 2 run --record mistyped $each
+done
+ends 0 run --record unmet --leave-out api_vq_prompt_int_1.str1 "choose Count Words"
+tells "--leave-out api_vq_prompt_int_1.str1 has met nothing"
+
 # A scenario answers in the place of the model.
 cat >scenario <<'END'
 {"others": "model", "steps": [

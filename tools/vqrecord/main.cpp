@@ -70,7 +70,9 @@ Arguments parse(int argc, char **argv)
         program, argc, argv,
         {Option::into('o', "output", a.output),
          {0, "leave-out", Option::value,
-          [&](const std::string &field) { a.fields.left_out.insert(host::field_to_leave_out(field)); },
+          [&](const std::string &field) {
+              a.fields.left_out.insert(host::field_to_leave_out(field));
+          },
           true},
          {0, "scrub", Option::value,
           [&](const std::string &field) { a.fields.scrubbed.insert(host::field_to_scrub(field)); },
