@@ -5,6 +5,7 @@
 #include <set>
 
 #include "common/error.h"
+#include "common/nearest.h"
 
 namespace velt
 {
@@ -20,6 +21,19 @@ int code_of(const std::vector<Option> &options, std::size_t i)
 std::string shown(const Option &option)
 {
     return option.name ? std::string("--") + option.name : std::string("-") + option.letter;
+}
+
+[[noreturn]] void refuse_unknown(const std::string &word, const std::vector<Option> &options)
+{
+    const std::string name = word.substr(0, word.find('='));
+    std::vector<std::string> names;
+    for (const Option &each : options)
+        names.push_back(shown(each));
+    Nearest nearest(name);
+    for (const std::string &each : names)
+        nearest.consider(each);
+    // All letters are near to each other.
+    misuse(word + ": unknown option" + (name.starts_with("--") ? nearest.hint() : ""));
 }
 
 } // namespace
@@ -60,9 +74,9 @@ std::vector<std::string> parse_options(int argc, char **argv, const std::vector<
         if (found == '?' && option)
             misuse(shown(*option) + " takes no value");
         if (found == '?')
-            misuse((optopt ? std::string("-") + static_cast<char>(optopt)
-                           : std::string(argv[optind - 1])) +
-                   ": unknown option");
+            refuse_unknown(optopt ? std::string("-") + static_cast<char>(optopt)
+                                  : std::string(argv[optind - 1]),
+                           options);
         // An empty value is rejected: it usually comes from a script's unset variable.
         if (option->takes != Option::value_or_empty && optarg && *optarg == '\0')
             misuse(shown(*option) + ": its value is empty");

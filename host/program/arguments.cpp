@@ -71,9 +71,9 @@ std::vector<std::string> names_of_formats()
 
 // The options of a replay; the others of a run concern a book or a script.
 constexpr std::string_view replay_options[] = {
-    "client", "client-arg", "client-env", "trace",      "trace-file",   "filter",
-    "record", "scrub",      "leave-out",  "keep-order", "port-mapper",  "time-limit",
-    "update", "debug",      "help",       "version",    "allow-cut-off"};
+    "client", "client-arg", "client-env", "trace",      "trace-file",    "filter",
+    "record", "scrub",      "leave-out",  "keep-order", "port-mapper",   "time-limit",
+    "update", "debug",      "help",       "version",    "allow-cut-off", "junit"};
 constexpr std::string_view options_of_replay_alone[] = {"keep-order", "update", "allow-cut-off"};
 
 } // namespace
@@ -188,7 +188,7 @@ Arguments parse(int argc, char **argv, bool replays)
     a.commands.assign(words.begin() + 1, words.end());
     if (!a.script.empty() && !a.commands.empty())
         misuse("commands come from --script or from arguments, not from both");
-    if (!a.junit.empty() && a.interactive())
+    if (!a.junit.empty() && !replays && a.interactive())
         misuse("--junit tells of commands from --script or from arguments");
     return a;
 }

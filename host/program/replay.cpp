@@ -77,16 +77,9 @@ void finish(Update &update, const Recording &recording)
         std::cerr << "  and " << more << " more\n";
 }
 
-} // namespace
-
-int replay(const Arguments &arguments)
+// Plays the recording, and notes what came of it.
+int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
 {
-    keep_memory_back();
-    std::signal(SIGPIPE, SIG_IGN);
-    watch_interrupts();
-    default_home();
-    unsetenv("VQPMAP"); // it may belong to another session, a client of which has started this host
-    Outputs outputs(arguments);
     Recording recording(arguments.book);
     const SessionText text(recording.language());
     std::optional<Update> update;
@@ -123,14 +116,50 @@ int replay(const Arguments &arguments)
                   << std::endl;
     if (!replay.difference().empty()) {
         std::cerr << "vqhost: " << printable_lines(replay.difference()) << std::endl;
+        checks.unmet("replay", replay.difference());
         if (update)
             std::cerr << "vqhost: it cannot be played on, so the recording stays as it was\n";
         return failed;
     }
     cast.check();
+    checks.met({}, "replay");
     if (update)
         finish(*update, recording);
+    else
+        std::cerr << "vqhost: " << replay.calls() << (replay.calls() == 1 ? " call" : " calls")
+                  << ", as recorded" << std::endl;
+    if (recording.cut_off() && !arguments.allow_cut_off)
+        checks.failed("the recording was cut off");
     return recording.cut_off() && !arguments.allow_cut_off ? failed : done;
+}
+
+} // namespace
+
+int replay(const Arguments &arguments)
+{
+    keep_memory_back();
+    std::signal(SIGPIPE, SIG_IGN);
+    watch_interrupts();
+    default_home();
+    unsetenv("VQPMAP"); // it may belong to another session, a client of which has started this host
+    Outputs outputs(arguments);
+    Checks checks(std::cerr);
+    const auto report = [&] {
+        if (!outputs.report)
+            return;
+        outputs.report->write(checks.junit(arguments.book));
+        outputs.report->check();
+    };
+    int code = failed;
+    try {
+        code = play(arguments, outputs, checks);
+    } catch (const std::exception &reason) {
+        checks.failed(reason_of(reason));
+        report();
+        throw;
+    }
+    report();
+    return code;
 }
 
 } // namespace velt::host

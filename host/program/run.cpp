@@ -242,7 +242,11 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
     if (host)
         attempt([&] { host->end(); });
     tell_unsaved(commands);
-    for (const std::string &failure : player.failures()) {
+    const std::vector<std::string> failures = player.failures();
+    if (plays && failures.empty())
+        std::cerr << "vqhost: " << player.taken() << (player.taken() == 1 ? " call" : " calls")
+                  << ", as expected" << std::endl;
+    for (const std::string &failure : failures) {
         std::cerr << "vqhost: " << printable_lines(failure) << std::endl;
         checks.failed(failure);
     }

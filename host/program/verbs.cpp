@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <iostream>
+#include <sstream>
 
 #include "common/completion.h"
+#include "common/nearest.h"
 #include "common/printable.h"
 #include "host/files/document.h"
 #include "host/program/check.h"
@@ -25,7 +27,7 @@ constexpr struct Schema {
 } schemas[] = {{"book", book_schema}, {"document", document_schema}, {"scenario", scenario_schema}};
 
 struct Verb {
-    std::string_view name, arguments;
+    std::string_view name, arguments, what; // in lines of help
     int (*carry_out)(int argc, char **argv);
     // Whether --help and --version may stand anywhere after the verb; if not, the verb has options
     // of its own.
@@ -43,10 +45,28 @@ int doctor(int argc, char **argv);
 int help(int argc, char **argv);
 int version(int argc, char **argv);
 
+// Names of which there are so many that they are only made for a shell.
+std::vector<Option> options_to_complete(Arguments &arguments, bool replays)
+{
+    std::vector<Option> options = options_into(arguments, replays);
+    for (Option &each : options) {
+        const std::string_view name = each.name;
+        if (name == "leave-out")
+            each.values = fields_to_leave_out();
+        if (name == "scrub")
+            each.values = fields_to_scrub();
+        if (name == "filter")
+            for (const auto among : {host_procedures(), client_procedures()})
+                for (const Procedure &procedure : among)
+                    each.values.emplace_back(procedure.name);
+    }
+    return options;
+}
+
 std::vector<std::string> complete_run(const std::vector<std::string> &words)
 {
     Arguments none;
-    return completions(words, options_into(none, false), [](const auto &before) {
+    return completions(words, options_to_complete(none, false), [](const auto &before) {
         std::vector<std::string> commands;
         for (const CommandTable &each : CommandTable::rows())
             if (!before.empty())
@@ -58,7 +78,7 @@ std::vector<std::string> complete_run(const std::vector<std::string> &words)
 std::vector<std::string> complete_replay(const std::vector<std::string> &words)
 {
     Arguments none;
-    return completions(words, options_into(none, true));
+    return completions(words, options_to_complete(none, true));
 }
 
 std::vector<std::string> complete_language(const std::vector<std::string> &words)
@@ -76,21 +96,38 @@ std::vector<std::string> complete_schema(const std::vector<std::string> &words)
 }
 
 constexpr Verb verbs[] = {
-    {"run", "BOOK.json [OPTIONS] [COMMANDS...]", run_verb, false, complete_run},
-    {"replay", "RECORDING --client [NAME=]PATH... [OPTIONS]", replay_verb, false, complete_replay},
-    {"check", "CLIENT [OPTIONS]", check_client, false, complete_check},
-    {"stats", "[--json] RECORDING", stats, true},
-    {"check-book", "BOOK.json...", check_books, true},
-    {"check-document", "[--language NAME] DOCUMENT.json...", check_documents, true,
-     complete_language},
-    {"schema", "[book|document|scenario]", schema, true, complete_schema},
-    {"doctor", "", doctor, true},
+    {"run", "BOOK.json [OPTIONS] [COMMANDS...]",
+     "opens a book, runs clients on it, and carries out commands, one to an argument.\n"
+     "Without commands it reads them from the terminal or the standard input.\n",
+     run_verb, false, complete_run},
+    {"replay", "RECORDING --client [NAME=]PATH... [OPTIONS]",
+     "plays the host's part of a recording to its clients, and tells where they differ.\n",
+     replay_verb, false, complete_replay},
+    {"check", "CLIENT [OPTIONS]",
+     "examines how a client starts, takes turns, bears what a host may do, and ends;\n"
+     "vqhost check --help tells more.\n",
+     check_client, false, complete_check},
+    {"stats", "[--json] RECORDING",
+     "counts the calls of a recording, their bytes and their time.\n", stats, true},
+    {"check-book", "BOOK.json...", "tells what is wrong with books.\n", check_books, true},
+    {"check-document", "[--language NAME] DOCUMENT.json...",
+     "tells what is wrong with documents.\n", check_documents, true, complete_language},
+    {"schema", "[book|document|scenario]", "prints what such a file may hold, as a JSON Schema.\n",
+     schema, true, complete_schema},
+    {"doctor", "", "tells what is wrong with the machine or the surroundings, and what helps.\n",
+     doctor, true},
 };
 constexpr Verb general[] = {
-    {"--help", "", help, true},
-    {"-h", "", help, true},
-    {"--version", "", version, true},
+    {"--help", "", "", help, true},
+    {"-h", "", "", help, true},
+    {"--version", "", "", version, true},
 };
+
+const Verb *find_verb(std::string_view name)
+{
+    const auto *verb = std::ranges::find(verbs, name, &Verb::name);
+    return verb == std::end(verbs) ? nullptr : verb;
+}
 
 std::string verb_names()
 {
@@ -114,8 +151,8 @@ int complete(int argc, char **argv)
     const std::vector<std::string> words(argv + 1, argv + argc);
     if (words.empty())
         return done;
-    const auto *verb = std::ranges::find(verbs, words[0], &Verb::name);
-    const bool known = words.size() > 1 && verb != std::end(verbs);
+    const Verb *verb = find_verb(words[0]);
+    const bool known = words.size() > 1 && verb;
     if (known && verb->complete)
         return tell(shell_lines(verb->complete({words.begin() + 1, words.end()})));
     std::vector<std::string> names = {"--help", "--version"};
@@ -133,18 +170,8 @@ int complete(int argc, char **argv)
     return tell(shell_lines(names));
 }
 
-constexpr const char *about =
+constexpr const char *options =
     R"(
-Opens a book, runs clients on it, and carries out commands, one to an argument.
-Without commands it reads them from the terminal or the standard input.
-replay plays the host's part of a recording to its clients, and tells where they differ.
-check examines how a client starts, takes turns, bears what a host may do, and ends;
-vqhost check --help tells more.
-stats counts the calls of a recording, their bytes and their time.
-check-book and check-document tell what is wrong with files; schema prints what one may
-hold, as a JSON Schema; doctor tells what is wrong with the machine or the surroundings,
-and what helps.
-
   --client PATH        start this client; once more for another
   --client-arg ARG     hand an argument to the client before; once more for another
   --client-env NAME=VALUE  set a variable for the client before
@@ -172,7 +199,9 @@ and what helps.
   --debug              stop each client at its first instruction until a debugger lets it
                        go on, and give it any time for everything
   -h, --help, --version
+)";
 
+constexpr const char *exits = R"(
 Exit status: 0 done, 1 an expectation or a client failed, 2 usage or a file to
 read, 3 the port mapper failed.
 
@@ -189,17 +218,59 @@ std::string formats()
     return text;
 }
 
+std::string usage_of(const Verb &verb)
+{
+    return "vqhost " + std::string(verb.name) + (verb.arguments.empty() ? "" : " ") +
+           std::string(verb.arguments) + "\n";
+}
+
+std::string what_of(const Verb &verb)
+{
+    return std::string(verb.name) + " " + std::string(verb.what);
+}
+
+// Returns the options that the verb has, as they are told of.
+std::string options_of(bool replays)
+{
+    Arguments none;
+    const std::vector<Option> taken = options_into(none, replays);
+    std::string all;
+    std::istringstream lines(options);
+    bool is_taken = true;
+    for (std::string line; std::getline(lines, line);) {
+        if (const auto at = line.find("--"); at != line.npos && at < 8 && line.starts_with("  -")) {
+            const std::string name = line.substr(at + 2, line.find_first_of(" [,", at) - at - 2);
+            is_taken =
+                std::ranges::any_of(taken, [&](const Option &each) { return each.name == name; });
+        }
+        if (is_taken)
+            all += line + '\n';
+    }
+    return all;
+}
+
+int help_of(const Verb &verb)
+{
+    const bool has_options = !verb.helps;
+    return tell("usage: " + usage_of(verb) + "\n" + what_of(verb) +
+                (has_options ? options_of(verb.carry_out == replay_verb) : "") + exits +
+                (has_options ? formats() : "") +
+                (verb.carry_out == run_verb ? "\nCommands:\n" + Commands::help() : ""));
+}
+
 int help(int, char **)
 {
     constexpr std::size_t line_width = 88;
-    std::string usage;
-    for (const Verb &each : verbs)
-        usage += (usage.empty() ? "usage: vqhost " : "       vqhost ") + std::string(each.name) +
-                 " " + std::string(each.arguments) + "\n";
+    std::string usage, about;
+    for (const Verb &each : verbs) {
+        usage += (usage.empty() ? "usage: " : "       ") + usage_of(each);
+        about += what_of(each);
+    }
     std::string checks = "doctor checks: " + names_of_checks();
     for (std::size_t at = 0; checks.size() - at > line_width;)
         checks[at = checks.rfind(' ', at + line_width)] = '\n';
-    return tell(usage + about + checks + ".\n\n" + formats() + "\nCommands:\n" + Commands::help());
+    return tell(usage + "\n" + about + options + exits + checks + ".\n\n" + formats() +
+                "\nCommands:\n" + Commands::help());
 }
 
 int version(int, char **)
@@ -210,7 +281,7 @@ int version(int, char **)
 int run_verb(int argc, char **argv)
 {
     const Arguments arguments = parse_arguments(argc, argv);
-    return arguments.help      ? help(argc, argv)
+    return arguments.help      ? help_of(*find_verb("run"))
            : arguments.version ? version(argc, argv)
                                : run(arguments);
 }
@@ -218,7 +289,7 @@ int run_verb(int argc, char **argv)
 int replay_verb(int argc, char **argv)
 {
     const Arguments arguments = parse_replay_arguments(argc, argv);
-    return arguments.help      ? help(argc, argv)
+    return arguments.help      ? help_of(*find_verb("replay"))
            : arguments.version ? version(argc, argv)
                                : replay(arguments);
 }
@@ -289,16 +360,19 @@ int carry_out(int argc, char **argv)
     const std::string name = argc > 0 ? argv[0] : "";
     if (name == complete_option)
         return complete(argc, argv);
-    const auto *verb = std::ranges::find(verbs, name, &Verb::name);
-    const bool known = verb != std::end(verbs);
-    for (int i = 0; i < (!known || verb->helps ? argc : 0); i++)
+    const Verb *verb = find_verb(name);
+    for (int i = 0; i < (!verb || verb->helps ? argc : 0); i++)
         for (const Verb &each : general)
             if (each.name == argv[i])
-                return each.carry_out(argc, argv);
-    if (!known)
-        misuse_of_program((name.empty() ? "what to do?" : name + ": unknown;") +
-                          std::string(" there are ") + verb_names());
-    return verb->carry_out(argc, argv);
+                return verb && each.carry_out == help ? help_of(*verb) : each.carry_out(argc, argv);
+    if (verb)
+        return verb->carry_out(argc, argv);
+    Nearest nearest(name);
+    for (const Verb &each : verbs)
+        nearest.consider(each.name);
+    if (name.empty())
+        misuse_of_program("what to do? there are " + verb_names());
+    misuse_of_program(name + ": unknown; there are " + verb_names() + nearest.hint());
 }
 
 } // namespace velt::host

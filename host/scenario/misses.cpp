@@ -47,7 +47,7 @@ std::string lines_of(const std::vector<Difference> &all)
 {
     std::string lines;
     for (const auto &[path, is, wanted] : all)
-        lines += "\n    " + (path.empty() ? "" : path + ":") + "\n      is       " + is +
+        lines += (path.empty() ? "" : "\n    " + path + ":") + "\n      is       " + is +
                  "\n      expected " + wanted;
     return lines;
 }

@@ -135,6 +135,7 @@ Responder::Reaction ScenarioPlayer::respond_to_bytes(Call &call)
 Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
 {
     step.used++;
+    taken_++;
     for (HostCall &each : step.before) {
         making_ = &each;
         Message argument(each.procedure->argument);

@@ -35,6 +35,8 @@ public:
     // Returns what went wrong, a text of one or more lines each: calls that nothing expected, in
     // their order, and what was expected and has not happened.
     std::vector<std::string> failures() const;
+    // Returns how many calls a step has taken.
+    std::size_t taken() const { return taken_; }
     // Returns the calls that nothing expected since this was called last, which failures() leaves
     // out from now on.
     std::vector<std::string> take_misses();
@@ -68,6 +70,7 @@ private:
     HostCall *making_ = nullptr;            // the call that the host is about to make
     std::vector<std::string> misses_;
     std::size_t more_misses_ = 0;
+    std::size_t taken_ = 0;
 };
 
 } // namespace velt::host

@@ -146,7 +146,6 @@ std::string RecordedEvent::text() const
 {
     if (kind == end)
         return exited ? "the client " + status.text() : "the client hands control back";
-    constexpr std::size_t most_shown = 300;
     const auto shown = [](const JsonNode *part) {
         return part ? shortened(json_of(*part), most_shown) : "";
     };

@@ -65,8 +65,9 @@ struct RecordedEvent {
     // In seconds: when it was, since the recording began, and how long the host took to answer.
     std::optional<double> time, took;
 
-    // The event in one line.
+    // The event in one line, and how many characters of a message that has.
     std::string text() const;
+    static constexpr std::size_t most_shown = 300;
 };
 
 class Recording

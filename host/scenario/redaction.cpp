@@ -13,11 +13,18 @@ namespace velt::host
 namespace
 {
 
-// Returns whether the name is that of the path, or its end.
-bool names(std::string_view name, std::string_view path)
+bool is_end(std::string_view name, std::string_view path)
 {
     return path.ends_with(name) &&
            (path.size() == name.size() || path[path.size() - name.size() - 1] == '.');
+}
+
+// Returns whether the name is the end of the path, or the procedure in front of it and that.
+bool names(std::string_view name, std::string_view path)
+{
+    const std::size_t behind = name.find('.') + 1; // 0 when there is none
+    return is_end(name, path) || (behind > 0 && path.starts_with(name.substr(0, behind)) &&
+                                  is_end(name.substr(behind), path.substr(behind)));
 }
 
 std::pair<std::size_t, std::size_t> key_of(std::string_view text)
@@ -36,21 +43,16 @@ bool is_of_use(const Shape &field, Use use)
     return use == Use::leave_out || inner->kind == Shape::text;
 }
 
-const std::string &field_for(Use use, const std::string &name, const char *refusal)
+// Visits the paths of all fields of which there is such a use.
+void each_field(Use use, const std::function<void(const std::string &path)> &visit)
 {
-    const bool is_path = name.find('.') != name.npos;
-    Nearest nearest(name);
-    std::set<std::string> candidates;
-    bool found = false;
-    const auto look = [&](const std::string &path, const Shape &field) {
-        if (!is_of_use(field, use))
-            return;
-        found = found || names(name, path);
-        candidates.insert(is_path ? path : path.substr(path.rfind('.') + 1));
-    };
     const auto look_at = [&](const Procedure &procedure, const MessageType &type) {
-        if (type.shape && !found)
-            each_path(*type.shape, std::string(procedure.name), look);
+        if (type.shape)
+            each_path(*type.shape, std::string(procedure.name),
+                      [&](const std::string &path, const Shape &field) {
+                          if (is_of_use(field, use))
+                              visit(path);
+                      });
     };
     for (const Procedure &each : host_procedures()) {
         look_at(each, each.argument);
@@ -60,11 +62,33 @@ const std::string &field_for(Use use, const std::string &name, const char *refus
     if (use == Use::scrub)
         for (const Procedure &each : client_procedures())
             look_at(each, each.argument);
+}
+
+const std::string &field_for(Use use, const std::string &name, const char *refusal)
+{
+    const bool is_path = name.find('.') != name.npos;
+    std::set<std::string> candidates;
+    bool found = false;
+    each_field(use, [&](const std::string &path) {
+        found = found || names(name, path);
+        candidates.insert(is_path ? path : path.substr(path.rfind('.') + 1));
+    });
     if (found)
         return name;
+    Nearest nearest(name);
     for (const std::string &each : candidates)
         nearest.consider(each);
     misuse(refusal + in_quotes(name) + nearest.hint());
+}
+
+std::vector<std::string> names_for(Use use)
+{
+    std::set<std::string> all;
+    each_field(use, [&](const std::string &path) {
+        all.insert(path.substr(path.rfind('.') + 1));
+        all.insert(path);
+    });
+    return {all.begin(), all.end()};
 }
 
 } // namespace
@@ -77,6 +101,16 @@ const std::string &field_to_leave_out(const std::string &name)
 const std::string &field_to_scrub(const std::string &name)
 {
     return field_for(Use::scrub, name, "no message has a text ");
+}
+
+std::vector<std::string> fields_to_leave_out()
+{
+    return names_for(Use::leave_out);
+}
+
+std::vector<std::string> fields_to_scrub()
+{
+    return names_for(Use::scrub);
 }
 
 // Passes the parts of a message on, but for what is left out or replaced.

@@ -15,8 +15,8 @@
 namespace velt::host
 {
 
-// The fields by name, by the end of their path, as in propIdent.num, or by their whole path behind
-// the procedure, as in api_vq_alert_1.str1.
+// The fields by name, or by the end of their path, as in propIdent.num; also behind the procedure,
+// as in api_vq_alert_1.str1.
 struct RecordedFields {
     std::set<std::string, std::less<>> left_out, scrubbed;
 };
@@ -25,6 +25,9 @@ struct RecordedFields {
 // call with, or a text.
 const std::string &field_to_leave_out(const std::string &name);
 const std::string &field_to_scrub(const std::string &name);
+// Return all names of such fields, and their whole paths, for a shell.
+std::vector<std::string> fields_to_leave_out();
+std::vector<std::string> fields_to_scrub();
 
 class Redaction
 {

@@ -1,5 +1,6 @@
 #include "host/scenario/replay.h"
 
+#include "host/json/writer.h"
 #include "host/scenario/pattern.h"
 #include "host/session/host.h"
 
@@ -126,6 +127,7 @@ Replay::Event Replay::play(Place event)
     bytes_ahead_ -= played.line.size();
     parts_[played.client].fresh = false;
     played_++;
+    calls_ += played.kind == RecordedEvent::call;
     before_.push_back(played);
     if (before_.size() > told_before)
         before_.pop_front();
@@ -366,8 +368,13 @@ std::string Replay::text_of(const RecordedEvent &event) const
 
 std::string Replay::text_of(const Call &call) const
 {
+    // As recordings have it, to be compared by eye.
+    JsonWriter argument(JsonWriter::one_line);
+    if (const Shape *shape = call.procedure.argument.shape)
+        write_value(*shape, call.argument, argument,
+                    [this](const char *bytes) { return text_.to_utf8(bytes); });
     return std::string(call.procedure.name) + "(" +
-           fields_text({call.procedure.argument.shape, call.argument}, text_) + ")";
+           shortened(argument.take(), RecordedEvent::most_shown) + ")";
 }
 
 void Replay::differ(int client, const std::string &what, const RecordedEvent *recorded)
@@ -391,7 +398,7 @@ std::string Replay::told_differences(const RecordedEvent &event, const Call &cal
 {
     std::string told;
     for (const auto &[path, is, wanted] : differences_of(event, call))
-        told += "\n    " + (path.empty() ? "" : path + ":") + "\n      is       " + is +
+        told += (path.empty() ? "" : "\n    " + path + ":") + "\n      is       " + is +
                 "\n      recorded " + wanted;
     return told;
 }

@@ -42,6 +42,8 @@ public:
     void run(Host &host);
     // Returns the first difference, as several lines; empty when there is none.
     const std::string &difference() const { return difference_; }
+    // Returns how many calls of clients have been as recorded.
+    std::size_t calls() const { return calls_; }
     // To be called when the clients have ended: that one did so badly is a difference too, unless
     // it was recorded.
     void compare_exits();
@@ -139,8 +141,9 @@ private:
     std::map<int, Part> parts_;
     std::deque<RecordedEvent> before_; // the last events that were played
     std::map<rpcproc_t, std::deque<RecordedEvent>>
-        answers_; // the last ones that an update has seen
-    std::size_t played_ = 0;
+        answers_;            // the last ones that an update has seen
+    std::size_t played_ = 0; // events
+    std::size_t calls_ = 0;  // calls of clients among them
     Host *host_ = nullptr;
     std::set<const Client *> cut_off_;        // those whose connection a recorded answer has ended
     std::set<const Client *> recorded_exits_; // those whose end was as recorded

@@ -7,6 +7,7 @@
 #include "common/file.h"
 #include "common/nearest.h"
 #include "host/json/values.h"
+#include "host/values/status.h"
 #include "host/values/text.h"
 
 namespace velt::host
@@ -110,6 +111,8 @@ private:
                    std::vector<HostCall> *host_calls)
     {
         step.need(JsonNode::object);
+        if (step.member("call") && step.member("callback"))
+            throw JsonError(step, "a step has \"call\" or \"callback\", not both");
         if (step.member("call"))
             calls.push_back(read_call(step));
         else if (host_calls && step.member("callback"))
@@ -152,7 +155,8 @@ private:
                                       (others.data() == host_procedures().data()
                                            ? " is called by clients, not by the host"
                                            : " is called by the host: it stands in \"callback\""));
-        throw JsonError(name, "no procedure is called " + in_quotes(wanted) + nearest.hint());
+        throw JsonError(name, "no procedure is called " + in_quotes(wanted) +
+                                  hint_of_call(wanted).value_or(nearest.hint()));
     }
 
     // Checks that the node is such a message, or a part of one.
@@ -202,6 +206,8 @@ private:
         const JsonNode &name = *node.member("call");
         const bool any = name.is_text() && name.text() == "*";
         ExpectedCall call{place(node), any ? nullptr : find(name, host_procedures())};
+        if (call.procedure && is_of_start(*call.procedure))
+            throw JsonError(name, "how a client comes up is between it and the host alone");
         if ((call.arguments = node.member("arguments"))) {
             if (!call.procedure)
                 throw JsonError(*call.arguments, "calls of any procedure have no arguments alike");
@@ -223,6 +229,12 @@ private:
             attempt(problems_, [&] { read_answer(*answer, call); });
         call.before = read_host_calls(node, "before");
         call.in = read_host_calls(node, "in");
+        using procedure::api_vq_modal_dialog_1;
+        if (!call.in.empty() && call.procedure &&
+            call.procedure->number != api_vq_modal_dialog_1::number)
+            problems_.emplace_back(*node.member("in"),
+                                   "only within " + std::string(api_vq_modal_dialog_1::name) +
+                                       " a client can be called");
         call.after = read_host_calls(node, "after");
         return call;
     }
@@ -241,11 +253,11 @@ private:
         if (node.is_text() && node.text() == "any")
             return {0, UINT32_MAX};
         if (node.type != JsonNode::array) {
-            const unsigned times = count(node, 0);
-            return {times, times};
+            if (const auto times = node.integer(0, UINT32_MAX))
+                return {static_cast<unsigned>(*times), static_cast<unsigned>(*times)};
         }
         if (node.members.size() != 2)
-            throw JsonError(node, "[LEAST, MOST], a number or \"any\" is needed here");
+            throw JsonError(node, "a number, [LEAST, MOST] or \"any\" is needed here");
         const Times times{count(node.members[0].second, 0), count(node.members[1].second, 0)};
         if (times.least > times.most)
             throw JsonError(node, "the most is less than the least");
@@ -295,6 +307,29 @@ private:
     std::optional<SessionText> text_;
 };
 
+// Puts the numbers of statuses where answers have their names.
+void number_statuses(JsonNode &node)
+{
+    const JsonNode *call = node.type == JsonNode::object ? node.member("call") : nullptr;
+    const auto number = [](JsonNode &name) {
+        if (name.is_text())
+            if (const std::optional<IntT> status = status_named(name.text()))
+                name.value = std::int64_t{*status};
+    };
+    for (auto &[name, part] : node.members) {
+        number_statuses(part);
+        if (name != "answer" || !call || !call->is_text())
+            continue;
+        for (auto &[field, value] : part.members)
+            if (field == "status")
+                number(value);
+        const auto all = host_procedures();
+        const auto found = std::ranges::find(all, call->text(), &Procedure::name);
+        if (found != all.end() && found->result.shape && found->result.shape->kind == Shape::number)
+            number(part);
+    }
+}
+
 Scenario parse(std::string_view text, const std::string &path, IntT language,
                void (Reader::*read)(const JsonNode &root))
 {
@@ -303,6 +338,7 @@ Scenario parse(std::string_view text, const std::string &path, IntT language,
     scenario.language = language;
     const auto root = std::make_shared<JsonNode>();
     read_nodes(text, path, *root, [&](std::vector<JsonError> &problems) {
+        number_statuses(*root);
         (Reader(scenario, problems).*read)(*root);
     });
     scenario.root = root;
@@ -310,6 +346,13 @@ Scenario parse(std::string_view text, const std::string &path, IntT language,
 }
 
 } // namespace
+
+bool is_of_start(const Procedure &procedure)
+{
+    using procedure::api_vq_init_ack_4_1, procedure::api_vq_init_ack_5_1;
+    return procedure.name == api_vq_init_ack_5_1::name ||
+           procedure.name == api_vq_init_ack_4_1::name;
+}
 
 Scenario parse_scenario(std::string_view text, const std::string &path, IntT language)
 {

@@ -5,6 +5,7 @@
 #include "host/files/schema.h"
 #include "host/scenario/scenario.h"
 #include "host/scenario/shape_fields.h"
+#include "host/values/status.h"
 #include "velt/vde/language.h"
 
 namespace velt::host
@@ -23,9 +24,19 @@ public:
     {
         return type.shape ? of(*type.shape) : Json{{"not", Json::object()}};
     }
+    // A bare number may be the name of a status.
+    Json of_result(const MessageType &type)
+    {
+        return type.shape && type.shape->kind == Shape::number ? named_status(*type.shape)
+                                                               : of(type);
+    }
     Json take() { return std::move(all_); }
 
 private:
+    Json named_status(const Shape &shape)
+    {
+        return {{"anyOf", {of(shape), {{"enum", status_names()}}}}};
+    }
     Json of(const Shape &shape)
     {
         switch (shape.kind) {
@@ -44,8 +55,10 @@ private:
             names_.try_emplace(&shape, "type" + std::to_string(names_.size()));
         if (fresh) {
             Json properties = Json::object();
-            each_possible_field(
-                shape, [&](const char *field, const Shape &type) { properties[field] = of(type); });
+            each_possible_field(shape, [&](std::string_view field, const Shape &type) {
+                const bool is_status = field == "status" && type.kind == Shape::number;
+                properties[field] = is_status ? named_status(type) : of(type);
+            });
             all_[name->second] = schema::object(std::move(properties), Json::array());
         }
         return schema::reference(name->second.c_str());
@@ -55,12 +68,14 @@ private:
     Json all_ = Json::object();
 };
 
-// A step for each of the procedures.
+// A step for each of the procedures that scenarios can have.
 Json steps_of(std::span<const Procedure> procedures, const char *named, const Json &others,
               const auto &add_result, MessageSchemas &messages)
 {
     Json all = Json::array();
     for (const Procedure &each : procedures) {
+        if (is_of_start(each))
+            continue;
         Json properties = others;
         properties[named] = {{"const", each.name}};
         properties["arguments"] = messages.of(each.argument);
@@ -98,7 +113,7 @@ std::string scenario_schema()
     Json calls = steps_of(
         host_procedures(), "call", call,
         [&](Json &properties, const Procedure &each) {
-            properties["answer"] = {{"anyOf", {words, messages.of(each.result)}}};
+            properties["answer"] = {{"anyOf", {words, messages.of_result(each.result)}}};
         },
         messages);
     Json any = call;

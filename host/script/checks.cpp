@@ -25,6 +25,11 @@ void Checks::unmet(const Position &position, std::string_view command, const std
             << std::endl;
 }
 
+void Checks::unmet(std::string_view what, const std::string &why)
+{
+    cases_.push_back({{}, std::string(what), Case::bad, why});
+}
+
 void Checks::failed(const std::string &why)
 {
     cases_.push_back({{}, "the run", Case::broken, why});

@@ -35,6 +35,8 @@ public:
 
     void met(const Position &position, std::string_view command);
     void unmet(const Position &position, std::string_view command, const std::string &why);
+    // Records what was expected of all, and is reported by the caller.
+    void unmet(std::string_view what, const std::string &why);
     // Records another reason for which the run fails. The caller sees to it that it is reported.
     void failed(const std::string &why);
 

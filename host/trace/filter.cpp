@@ -8,6 +8,8 @@
 #include "common/error.h"
 #include "common/nearest.h"
 #include "common/words.h"
+#include "host/values/status.h"
+#include "host/wire/catalogue.h"
 
 namespace velt::host
 {
@@ -39,9 +41,9 @@ std::string checked_name(const std::string &pattern)
     // No name of a procedure has these characters.
     if (pattern.find_first_of("=<>!") != pattern.npos)
         misuse("a filter has no \"" + pattern +
-               "\"; there are names of procedures, failures, client=NUMBER, status=NUMBER and "
+               "\"; there are names of procedures, failures, client=NUMBER, status=STATUS and "
                "duration>=TIME");
-    const std::string hint = nearest.hint();
+    const std::string hint = hint_of_call(pattern).value_or(nearest.hint());
     misuse("no procedure is called \"" + pattern + "\"" +
            (hint.empty() ? "; a trace shows their names" : hint));
 }
@@ -56,6 +58,12 @@ std::chrono::nanoseconds time_of(std::string_view text)
         misuse("duration>=" + std::string(text) + ": not a time in us, ms or s, such as 10ms");
     return std::chrono::nanoseconds(
         static_cast<std::int64_t>(number<double>(text.substr(0, digits)) * unit->second));
+}
+
+std::int64_t status_of(std::string_view text)
+{
+    const std::optional<IntT> named = status_named(text);
+    return named ? *named : number<int>(text);
 }
 
 template <class Values, class Value>
@@ -75,7 +83,7 @@ TraceFilter::TraceFilter(const std::string &list)
         else if (text.starts_with(client_is))
             clients_.push_back(number<int>(text.substr(client_is.size())));
         else if (text.starts_with(status_is))
-            statuses_.push_back(number<int>(text.substr(status_is.size())));
+            statuses_.push_back(status_of(text.substr(status_is.size())));
         else if (text.starts_with(lasts))
             least_duration_ = time_of(text.substr(lasts.size()));
         else

@@ -1,6 +1,11 @@
 // The statuses with which the host refuses a call.
 #pragma once
 
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include "common/error.h"
 #include "velt/scalars.h"
 
@@ -15,6 +20,11 @@ enum Status : IntT {
 };
 
 const char *meaning_of(Status status);
+
+// Returns the names of all but success, such as "not-permitted"; and the status of such a name, or
+// nothing.
+std::vector<std::string> status_names();
+std::optional<IntT> status_named(std::string_view name);
 
 // The model throws it; the code that answers a call turns it into the status of the result.
 class StatusError : public Error

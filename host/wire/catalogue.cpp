@@ -131,4 +131,11 @@ const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t numb
     return found == among.end() || found->number != number ? nullptr : &*found;
 }
 
+std::optional<std::string> hint_of_call(std::string_view name)
+{
+    if (!name.starts_with("V_Api"))
+        return {};
+    return "; vqcall describe " + std::string(name) + " tells that which it calls";
+}
+
 } // namespace velt::host

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -41,6 +42,10 @@ std::span<const Procedure> host_procedures();
 std::span<const Procedure> client_procedures();
 // Returns the procedure of the number, or null.
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number);
+
+// Returns what helps with a name that is that of a call of the library instead of a procedure;
+// nothing for another name.
+std::optional<std::string> hint_of_call(std::string_view name);
 
 // The type of a message as the bytes that were sent, for one that does not decode.
 extern const MessageType bytes_of_message;

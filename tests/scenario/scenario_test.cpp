@@ -35,17 +35,19 @@ TEST_F(Scenarios, StepsAnswerTheCallsThatTheyFit)
     add(R"({"others": "model", "steps": [
 {"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3}}, "answer": {"result": 7}},
 {"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3}}, "answer": {"result": 8}},
-{"call": "api_vq_get_int_1", "nth": 2, "answer": {"status": -3}},
+{"call": "api_vq_get_int_1", "nth": 2, "answer": {"status": "no-such-object"}},
 {"call": "api_vq_get_int_1", "answer": {"status": -1}},
 {"call": "api_vq_get_int_1", "answer": {"status": -1}},
 {"call": "api_vq_get_strings_1", "answer": {"strings": ["a", "\u00c4"]}},
 {"call": "api_vq_get_val_1", "answer": {"typedVal": {"valType": 3, "stringVal": "x"}}},
 {"call": "api_vq_alert_1", "arguments": {"str1": "\u00c4"}, "answer": "error"},
+{"call": "api_vq_close_1", "answer": "not-permitted"},
 {"call": "api_client_name_1", "answer": "Me"}]})");
     EXPECT_CALL(ok, 7, V_ApiGetInt(0, 0, 3));
     EXPECT_CALL(-1, 0, V_ApiGetInt(0, 0, 4));
     EXPECT_CALL(ok, 8, V_ApiGetInt(0, 1, 3));
-    EXPECT_CALL(-3, 0, V_ApiGetInt(0, 0, 4));
+    EXPECT_CALL(no_such_object, 0, V_ApiGetInt(0, 0, 4));
+    EXPECT_EQ(V_ApiClose(0, 0), not_permitted);
     EXPECT_CALL(-1, 0, V_ApiGetInt(0, 0, 3));
     StringT strings[] = {str("a"), str("\x80")};
     EXPECT_CALL(ok, (V_StringsT{2, strings}), V_ApiGetStrings(0, 0, 9));
@@ -152,6 +154,13 @@ TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
         {R"({"steps": [{"call": "api_vq_alert_1", "times": [2, 1]}]})", "less than the least"},
         {R"({"steps": [{"call": "api_vq_alert_1", "delay": -1}]})", "a number of seconds"},
         {R"({"steps": [{"callback": "vq_api_quit_1", "arguments": {}}]})", "has none"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "callback": "vq_api_quit_1"}]})", "not both"},
+        {R"({"steps": [{"call": "V_ApiAlert"}]})", "vqcall describe V_ApiAlert"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "times": "many"}]})", "[LEAST, MOST]"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "in": [{"callback": "vq_api_quit_1"}]}]})",
+         "s:1:45: steps[0].in: only within api_vq_modal_dialog_1"},
+        {R"({"steps": [{"call": "api_vq_init_ack_5_1"}]})", "comes up"},
+        {R"({"steps": [{"call": "api_vq_close_1", "answer": "not-permited"}]})", "is needed here"},
         {R"({"steps": [{}]})", "a step needs \"call\" or \"callback\""},
     };
     for (const auto &[json, told] : mistakes) {

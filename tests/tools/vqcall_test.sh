@@ -16,6 +16,7 @@ run 0 list
 run 0 list '*_get_int_?'
 [[ $(tr -s ' ' <out) == "1064 api_vq_get_int_1 V_ApiGetInt, V_ApiGetIntByName" ]] || fail "list: $(cat out)"
 run 0 list 'V_ApiGetIntBy*'
+run 0 list getintby
 wrote out "api_vq_get_int_1 "
 run 1 list nothing
 for name in V_ApiSetProps api_vq_set_props_1 1063; do
@@ -53,6 +54,7 @@ run 1 call V_ApiGetId docId=7 objId=1 "${on[@]}"
 wrote err "api_vq_get_id_1 is refused with -2: the document or book that the call names does not exist"
 wrote out status=-2
 run 1 call V_ApiAlert "${on[@]}" --answer 1 --answer 2
+wrote out "1" # what was done is told all the same
 
 # Nothing is saved unless that is asked for.
 for save in "" --save; do

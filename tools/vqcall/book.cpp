@@ -44,6 +44,10 @@ public:
         if (made.after)
             made.after();
         console_.check();
+    }
+
+    void check_asked() const override
+    {
         if (!console_.answers.empty())
             fail("the call has not asked for the answer " + console_.answers.front().words);
     }

@@ -177,6 +177,7 @@ ExitCode make_call(std::vector<std::string> words, const Arguments &arguments)
         show(json_text(shape, result.address(), text));
     else if (shape)
         show(lines_of(*shape, result.address(), "", text));
+    partner->check_asked();
     if (const IntT status = refusal(procedure, result.address()))
         fail(std::string(procedure.name) + " is refused with " + std::to_string(status) + ": " +
              V_ApiErrorText(status));

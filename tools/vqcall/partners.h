@@ -21,6 +21,8 @@ public:
     // Makes the call. Throws Error when it is not answered.
     virtual void call(const host::Procedure &procedure, host::Message &argument,
                       host::Message &result) = 0;
+    // Throws Error for an answer that the call has not asked for.
+    virtual void check_asked() const {}
     // Saves what has changed. Throws Error.
     virtual void save() = 0;
 };

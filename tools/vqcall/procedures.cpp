@@ -137,8 +137,10 @@ std::vector<std::string> procedure_names()
 
 std::string list(const std::string &pattern)
 {
+    const bool has_wildcards = pattern.find_first_of("*?[") != pattern.npos;
+    const std::string wanted = has_wildcards ? pattern : "*" + pattern + "*";
     const auto matches = [&](std::string_view name) {
-        return pattern.empty() || fnmatch(pattern.c_str(), std::string(name).c_str(), 0) == 0;
+        return fnmatch(wanted.c_str(), std::string(name).c_str(), FNM_CASEFOLD) == 0;
     };
     std::size_t width = 0;
     for (const ProcedureFacts &each : procedures())
@@ -153,7 +155,7 @@ std::string list(const std::string &pattern)
     }
     if (text.empty())
         fail("no procedure or call has a name like " + in_quotes(pattern) +
-             "; * and ? stand for what may differ");
+             "; in a pattern, * and ? stand for what may differ");
     return text;
 }
 

@@ -43,8 +43,9 @@ what they do, for vqhost replay.
   -h, --help            show this text
   --version             show the version
 
-Exit status: that of the client; before there is one, 1 when it cannot be started, 2 wrong
-usage.
+Exit status: that of the client, or 1 instead of 0 when the recording could not be written;
+before there is one, 1 when the port mapper refuses, 2 wrong usage, 126 or 127 when the
+client cannot be started.
 )"};
 
 struct Arguments {
