@@ -110,9 +110,10 @@ inline constexpr XDR::xdr_ops whole_record_operations = {
     WholeRecord::getpostn, WholeRecord::setpostn, WholeRecord::in_line,  nullptr,
     WholeRecord::control};
 
+// The stream with which xdr_free releases has nothing but its direction set.
 inline bool is_whole_record(const XDR *xdrs)
 {
-    return xdrs->x_ops == &whole_record_operations;
+    return xdrs->x_op == XDR_DECODE && xdrs->x_ops == &whole_record_operations;
 }
 
 inline void open_whole_record(XDR &xdrs, char *bytes, std::size_t size)
@@ -130,7 +131,7 @@ extern const XDR::xdr_ops record_writer_operations;
 
 inline bool is_record_writer(const XDR *xdrs)
 {
-    return xdrs->x_ops == &record_writer_operations;
+    return xdrs->x_op == XDR_ENCODE && xdrs->x_ops == &record_writer_operations;
 }
 
 // Returns where so many bytes go, which are then written; null when the operations are needed.

@@ -47,6 +47,24 @@ TEST(Golden, Scalars)
     std::free(text_of_null);
 }
 
+// xdr_free of the RPC library sets the direction of its stream alone; the rest is what an earlier
+// stream may have left there.
+TEST(Golden, ReleasesWhateverTheStreamWas)
+{
+    Bytes stale = hex("00000007 00000007 00000007 00000007");
+    for (const XDR::xdr_ops *left :
+         {&velt::whole_record_operations, &velt::record_writer_operations}) {
+        V_TypedValT value{V_kind_string, {strdup("text")}};
+        XDR xdrs;
+        velt::open_whole_record(xdrs, stale.data(), stale.size());
+        xdrs.x_ops = const_cast<XDR::xdr_ops *>(left);
+        xdrs.x_op = XDR_FREE;
+        EXPECT_TRUE(velt::code(&xdrs, value));
+        EXPECT_EQ(value.valType, V_kind_string);
+        EXPECT_EQ(stale, hex("00000007 00000007 00000007 00000007"));
+    }
+}
+
 TEST(Golden, IntoWhatTheCallerGives)
 {
     char room[8] = "before";
