@@ -16,5 +16,5 @@ velt_test(facts_test SOURCES docs/facts_test.cpp LINK velt-api-static)
 target_compile_definitions(facts_test PRIVATE MANUAL="${PROJECT_SOURCE_DIR}/docs/man/")
 add_test(NAME guide_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/guide_test.sh ${PROJECT_SOURCE_DIR}/docs/testing.md
   $<TARGET_FILE:vqhost> ${PROJECT_BINARY_DIR}/examples ${PROJECT_SOURCE_DIR}/examples
-  ${PROJECT_BINARY_DIR} ${CMAKE_C_COMPILER} "${CMAKE_C_FLAGS}" $<TARGET_FILE:vqnew>)
+  ${PROJECT_BINARY_DIR} ${CMAKE_C_COMPILER} "${CMAKE_C_FLAGS} ${CMAKE_EXE_LINKER_FLAGS}" $<TARGET_FILE:vqnew>)
 set_tests_properties(guide_test PROPERTIES LABELS no-valgrind TIMEOUT ${limit})

@@ -41,7 +41,7 @@ void V_ApiCommand(IntT command)
         return;
     VA_errno = V_error_none;
     book = V_ApiGetId(0, 0, V_prop_active_book);
-    for (component = V_ApiGetId(0, book, V_prop_first_component); component;
+    for (component = book ? V_ApiGetId(0, book, V_prop_first_component) : 0; component;
          component = V_ApiGetId(book, component, V_prop_next_component))
         count++;
     if (VA_errno != V_error_none) {

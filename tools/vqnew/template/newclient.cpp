@@ -25,8 +25,8 @@ std::string text_of(Resource resource, int number = 0)
 IntT components_of(V_ObjHandleT book)
 {
     IntT all = 0;
-    for (V_ObjHandleT component = V_ApiGetId(0, book, V_prop_first_component); component;
-         component = V_ApiGetId(book, component, V_prop_next_component))
+    V_ObjHandleT component = book ? V_ApiGetId(0, book, V_prop_first_component) : 0;
+    for (; component; component = V_ApiGetId(book, component, V_prop_next_component))
         all++;
     return all;
 }
