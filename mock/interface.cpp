@@ -1,6 +1,11 @@
 // The functions of velt/mock.h. No exception leaves them.
 
 #define V_MOCK_WITHOUT_PLACES
+#include <unistd.h>
+
+#include <cstdio>
+#include <thread>
+
 #include "common/error.h"
 #include "mock/mock.h"
 #include "velt/mock.h"
@@ -27,12 +32,62 @@ Failures &failures()
     return all;
 }
 
+// The thread that is in the mock, and the process that has opened it: a child of fork has a copy,
+// of which nobody expects anything.
+std::atomic<std::thread::id> inside;
+pid_t opener;
+
+// Holds the mock for this thread; a callback may use it again. Throws Error when another one has
+// it.
+class Turnstile
+{
+public:
+    Turnstile()
+    {
+        std::thread::id holder;
+        const std::thread::id self = std::this_thread::get_id();
+        is_outermost_ = inside.compare_exchange_strong(holder, self);
+        if (!is_outermost_ && holder != self)
+            velt::fail("another thread is in the mock, which one thread at a time can use");
+    }
+    Turnstile(const Turnstile &) = delete;
+    Turnstile &operator=(const Turnstile &) = delete;
+    ~Turnstile()
+    {
+        if (is_outermost_)
+            inside = std::thread::id();
+    }
+
+private:
+    bool is_outermost_;
+};
+
+// A client that ends the process in a callback, and a test that does not close the mock, would pass
+// for a success otherwise.
+void tell_at_exit(int status, void *)
+{
+    if (!mock || getpid() != opener)
+        return;
+    try {
+        mock->check_at_exit();
+    } catch (const std::exception &error) {
+        failures().add(velt::reason_of(error));
+    }
+    if (status != 0)
+        return;
+    std::fflush(nullptr);
+    _exit(1);
+}
+
 // Returns what the action does, or what stands for a failure.
 template <class Result, class Action>
 Result with_mock(Result otherwise, Action action) noexcept
 try {
-    if (mock)
+    const Turnstile turnstile;
+    if (mock) {
+        mock->count_calls_anew();
         return action();
+    }
     failures().add("no mock is open; V_MockOpen opens one");
     return otherwise;
 } catch (const std::exception &error) {
@@ -84,8 +139,16 @@ void V_MockAt(const char *file, int line)
 
 IntT V_MockOpenFor(const V_MockLibraryT *library, const char *book, const char *scenario)
 try {
+    const Turnstile turnstile;
     if (mock)
         velt::fail("a mock is open already; V_MockClose closes it");
+    if (!library || !library->client || !library->error || !library->bailout || !library->number ||
+        !library->selectMask || !library->serve || !library->doneCommand)
+        velt::misuse("each part of the client library is needed, and one is null");
+    static const bool is_told = on_exit(tell_at_exit, nullptr) == 0;
+    if (!is_told)
+        velt::fail("there is no memory to notice the end of the process");
+    opener = getpid();
     mock = new Mock(failures(), *library, book, scenario);
     return 0;
 } catch (const std::exception &error) {
@@ -145,12 +208,12 @@ IntT V_MockServe(void)
 
 const char *V_MockCalls(const char *procedure)
 {
-    return text_of([=] { return mock->calls(or_empty(procedure)); });
+    return text_of([=] { return mock->calls(procedure); });
 }
 
 IntT V_MockCount(const char *procedure)
 {
-    return with_mock<IntT>(-1, [=] { return mock->count(needed(procedure)); });
+    return with_mock<IntT>(-1, [=] { return mock->count(procedure); });
 }
 
 void V_MockForget(void)

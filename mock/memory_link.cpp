@@ -129,8 +129,11 @@ clnt_stat MemoryLink::call(CLIENT *handle, rpcproc_t procedure, xdrproc_t encodi
     MemoryLink &self = of(handle);
     self.error_ = {};
     const auto fail = [&](clnt_stat status) { return self.error_.re_status = status; };
-    if (self.ended_)
+    if (self.ended_) {
+        if (self.owner_.ignored)
+            self.owner_.ignored();
         return fail(RPC_CANTSEND);
+    }
     try {
         Exchange exchange{&self};
         if (!encode(exchange.arguments, encoding, argument))

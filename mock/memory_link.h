@@ -22,6 +22,8 @@ public:
         std::function<void()> ended = nullptr;
         // Called for the request serve_request of clnt_control.
         std::function<bool()> wait = nullptr;
+        // Called for each call when the connection has ended. Throws nothing.
+        std::function<void()> ignored = nullptr;
     };
 
     // The descriptor is what those who serve know the connection by; there is none behind it.

@@ -1,6 +1,8 @@
 #include "mock/mock.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <ostream>
 
 #include "common/error.h"
@@ -17,15 +19,20 @@ using namespace host;
 
 // What the host knows the client's connection by; no process has such a descriptor.
 constexpr int client_descriptor = -2;
-// A turn of this number is the test's, which calls the client's functions outside of all callbacks.
+// A turn of this number is the test's, which calls the client's functions outside of all
+// callbacks.
 constexpr UIntT test_turn = 0;
+// A client that has made so many calls at once does not come to an end. When it goes on as
+// often without a connection, nothing else ends it than the end of the process.
+constexpr unsigned most_calls = 1'000'000;
+
 constexpr const char *empty_book = R"({"title": "Mock", "components": []})";
 
 std::ostream nowhere(nullptr);
 
 bool is_text(const char *given)
 {
-    return given[0] == '{';
+    return given[std::strspn(given, " \t\r\n")] == '{';
 }
 
 Options options_of(TraceSink trace)
@@ -34,6 +41,12 @@ Options options_of(TraceSink trace)
     options.in_process = true;
     options.trace = std::move(trace);
     return options;
+}
+
+std::string name_of(rpcproc_t number)
+{
+    const Procedure *procedure = find_procedure(host_procedures(), number);
+    return procedure ? std::string(procedure->name) : "procedure " + std::to_string(number);
 }
 
 void need_procedure(std::string_view name)
@@ -93,7 +106,12 @@ Mock::Mock(Failures &failures, const V_MockLibraryT &library, const char *book,
       book_(load(book)), text_(model_.language()),
       to_host_(client_descriptor, {.serve = [this](svc_req &each) { serve_client(each); },
                                    .ended = [this] { lost_ = client_->leaving = true; },
-                                   .wait = [this] { return wait(); }}),
+                                   .wait = [this] { return wait(); },
+                                   .ignored =
+                                       [this] {
+                                           if (++calls_at_once_ > 2 * most_calls)
+                                               give_up();
+                                       }}),
       to_client_(client_descriptor, {.serve = [this](svc_req &each) { serve_host(each); }}),
       host_(options_of([this](const TraceEvent &event) { note(event); }), player_, person_)
 {
@@ -126,7 +144,21 @@ UIntT Mock::load(const char *book)
 void Mock::check_all_done()
 {
     end_test_turn();
-    serve();
+    serve_due();
+    check_expectations();
+}
+
+void Mock::check_at_exit()
+{
+    failures_.add(callback_ ? "the process ends in " + std::string(callback_->name) +
+                                  ", from which the client has to return"
+                            : "the process ends with the mock open; V_MockClose closes it, and "
+                              "tells what has failed");
+    check_expectations();
+}
+
+void Mock::check_expectations()
+{
     for (const std::string &each : player_.failures())
         failures_.add(each);
     for (const Prepared &each : person_.answers)
@@ -153,6 +185,8 @@ void Mock::answer(const char *step)
 void Mock::reply(const char *words)
 {
     const bool cancels = words == nullptr;
+    if (!cancels)
+        text_.from_utf8(words);
     person_.prepare({{cancels ? "cancel" : words, !cancels}});
 }
 
@@ -195,20 +229,22 @@ std::string Mock::json_of(const Recorded &call) const
     return trace_json(event, text_);
 }
 
-const char *Mock::calls(std::string_view procedure)
+const char *Mock::calls(const char *procedure)
 {
-    if (!procedure.empty())
+    if (procedure)
         need_procedure(procedure);
     std::string told;
     for (const Recorded &each : calls_)
-        if (procedure.empty() || procedure == each.event.procedure)
+        if (!procedure || each.event.procedure == procedure)
             told += json_of(each) + "\n";
     told_calls_ = std::move(told);
     return told_calls_.c_str();
 }
 
-IntT Mock::count(std::string_view procedure) const
+IntT Mock::count(const char *procedure) const
 {
+    if (!procedure)
+        return static_cast<IntT>(calls_.size());
     need_procedure(procedure);
     return static_cast<IntT>(std::ranges::count_if(
         calls_, [&](const Recorded &each) { return each.event.procedure == procedure; }));
@@ -223,9 +259,8 @@ const char *Mock::book()
 const char *Mock::document(UIntT id)
 {
     const UIntT wanted = id != 0 ? id : model_.active_document();
-    if (wanted == 0)
-        misuse("no document is open");
-    model_.check_is_document(wanted);
+    if (std::ranges::count(model_.members(0), wanted) == 0)
+        return nullptr;
     told_document_ = write_document(model_, wanted);
     return told_document_.c_str();
 }
@@ -233,11 +268,22 @@ const char *Mock::document(UIntT id)
 void Mock::serve_client(svc_req &request)
 {
     using namespace procedure;
+    if (++calls_at_once_ == most_calls) {
+        failures_.add("the client has called the host " + std::to_string(most_calls) +
+                      " times at once, and does not end; its connection does");
+        SVC_DESTROY(request.rq_xprt);
+        return;
+    }
     const bool takes = request.rq_proc == api_vq_take_control_1::number;
     if (takes)
         end_test_turn();
-    else if (request.rq_proc != api_vq_over_1::number && client_->turns.empty())
-        client_->turns.begin("a call of the test", test_turn);
+    else if (request.rq_proc != api_vq_over_1::number) {
+        if (callback_ && client_->turns.is_new_breach())
+            failures_.add(client_->title() + ": has called " + name_of(request.rq_proc) + " in " +
+                          std::string(callback_->name) + ", after it had handed control back");
+        if (client_->turns.empty())
+            client_->turns.begin("a call of the test", test_turn);
+    }
     host_.dispatch(&request, request.rq_xprt);
     for (const std::string &each : player_.take_misses())
         failures_.add(each);
@@ -251,12 +297,21 @@ void Mock::serve_host(svc_req &request)
         return;
     }
     struct Within {
-        int &depth;
-        explicit Within(int &of) : depth(of) { depth++; }
-        ~Within() { depth--; }
+        Mock &mock;
+        const Procedure *around;
+        Within(Mock &of, rpcproc_t procedure) : mock(of), around(of.callback_)
+        {
+            mock.depth_++;
+            mock.callback_ = find_procedure(client_procedures(), procedure);
+        }
+        ~Within()
+        {
+            mock.depth_--;
+            mock.callback_ = around;
+        }
     };
     delivered_++;
-    const Within within(depth_);
+    const Within within(*this, request.rq_proc);
     library_.serve(&request, request.rq_xprt);
     // It cannot hand control back.
     while (lost_ && client_->turns.break_off()) {
@@ -270,7 +325,29 @@ void Mock::end_test_turn()
         turns.hand_back();
 }
 
+void Mock::need_client() const
+{
+    if (lost_ || !client_->running() || client_->is_going())
+        fail(client_->title() + ": the client has ended");
+}
+
+void Mock::give_up() const
+{
+    failures_.tell(client_->title() +
+                   ": goes on calling without a connection, and ends here (ask VA_errno behind "
+                   "each call, and end the loop when that is set)");
+    std::abort();
+}
+
 void Mock::serve()
+{
+    end_test_turn();
+    need_client();
+    serve_due();
+    idle_ = 0;
+}
+
+void Mock::serve_due()
 {
     while (!pending_.empty() && !client_->being_answered &&
            !client_->turns.client_holds_control()) {
@@ -292,7 +369,7 @@ bool Mock::wait() noexcept
 try {
     end_test_turn();
     const unsigned before = delivered_;
-    serve();
+    serve_due();
     if (delivered_ == before && !events_.empty() && !client_->turns.client_holds_control()) {
         const VqApiDialogEventArgT event = events_.front();
         events_.pop_front();
@@ -328,12 +405,12 @@ template <class Action>
 bool Mock::call(Action action)
 {
     end_test_turn();
-    serve();
+    serve_due();
     const bool was_lost = lost_;
     const Outcome outcome = action();
     if (!outcome && lost_ == was_lost)
         failures_.add(outcome.text, person_.reported() == outcome.text);
-    serve();
+    serve_due();
     idle_ = 0;
     return static_cast<bool>(outcome);
 }
@@ -365,6 +442,8 @@ bool Mock::dialog_event(IntT dialog, IntT item, IntT detail)
 
 bool Mock::quit()
 {
+    end_test_turn();
+    need_client();
     return call([&] { return host_.quit(*client_); });
 }
 

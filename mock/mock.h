@@ -1,6 +1,7 @@
 // A session in memory between the client library of a test and the host's model and scenarios.
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <string>
 #include <string_view>
@@ -19,10 +20,10 @@ namespace velt::mock
 class Failures
 {
 public:
-    // The name stays the caller's.
+    // The name stays the caller's, and may be null.
     void at(const char *file, int line)
     {
-        file_ = file;
+        file_ = file ? file : unknown;
         line_ = line;
     }
     // Returns the file and the line of the test's latest call.
@@ -37,12 +38,14 @@ public:
     }
     IntT count() const { return count_; }
     // Returns the number so far, and begins anew.
-    IntT take() { return std::exchange(count_, 0); }
+    IntT take() { return count_.exchange(0); }
 
 private:
-    const char *file_ = "test";
+    static constexpr const char *unknown = "test";
+
+    const char *file_ = unknown;
     int line_ = 0;
-    IntT count_ = 0;
+    std::atomic<IntT> count_ = 0; // a thread that must not use the mock is counted too
 };
 
 // The person at the host, who answers what the test has prepared.
@@ -70,8 +73,10 @@ public:
     Mock &operator=(const Mock &) = delete;
     ~Mock() { documents_.announcer.set_host(nullptr); }
 
-    // Tells of all that was expected and has not happened.
+    // Makes the calls that are due, and tells of all that was expected and has not happened.
     void check_all_done();
+    // Tells that the process ends now, and of all that has not happened, and calls nobody.
+    void check_at_exit();
     // Ends the session, in which the client hands control back first, and gives the library back
     // what it had.
     void end();
@@ -90,12 +95,14 @@ public:
     bool message(const std::string &text, UIntT object1, UIntT object2);
     bool dialog_event(IntT dialog, IntT item, IntT detail);
     bool quit();
-    // Makes the calls that are due.
+    // The test has the client hand control back, and makes the calls that are due.
     void serve();
+    // The limit of the calls of the client that no function of the mock comes between begins anew.
+    void count_calls_anew() { calls_at_once_ = 0; }
 
-    // An empty procedure stands for all.
-    const char *calls(std::string_view procedure);
-    IntT count(std::string_view procedure) const;
+    // Null stands for all procedures.
+    const char *calls(const char *procedure);
+    IntT count(const char *procedure) const;
     void forget() { calls_.clear(); }
     const char *book();
     const char *document(UIntT id);
@@ -130,6 +137,12 @@ private:
     void serve_host(svc_req &request);
     // The client waits for the host: returns whether it was called.
     bool wait() noexcept;
+    void serve_due();
+    void check_expectations();
+    // Throws Error when the client is no more.
+    void need_client() const;
+    // Tells that the client goes on for ever, and ends the process where it does.
+    [[noreturn]] void give_up() const;
     // Ends what the test has done by calling the client's functions.
     void end_test_turn();
     template <class Action>
@@ -154,8 +167,10 @@ private:
     std::deque<Pending> pending_; // calls that came while the client waited for an answer
     std::vector<Recorded> calls_;
     std::string told_calls_, told_book_, told_document_;
-    bool lost_ = false;      // a scenario has ended the connection
-    int depth_ = 0;          // callbacks that are being run
+    bool lost_ = false;                         // a scenario has ended the connection
+    int depth_ = 0;                             // callbacks that are being run
+    const host::Procedure *callback_ = nullptr; // the innermost of them
+    unsigned calls_at_once_ = 0;
     unsigned delivered_ = 0; // calls of the client so far
     int idle_ = 0;           // waits in a row for which there was nothing
 };

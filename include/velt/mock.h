@@ -10,18 +10,29 @@
  *
  * The test defines the callbacks, or is linked with the client that does, and also calls the
  * client's functions directly: such a client holds control until the test has the host act again.
- * Link libvelt-mock beside libvelt-api. A process has one mock at a time, and one thread uses it.
+ * Link libvelt-mock beside libvelt-api, and a library with a main of its own, as GoogleTest has
+ * one, before both. A process has one mock at a time, and one thread at a time uses it. The header
+ * needs C99 or C++11.
+ *
+ * A mock is to be closed. A process that ends while one is open, be it in a callback, tells so, and
+ * what has failed, and exits with 1 instead of 0.
  *
  * What goes wrong is told on standard error, with the file and the line of the latest V_Mock call,
  * and counted: a call that nothing expects, an answer that is not asked for, a callback that the
  * client cannot get, a wrong argument of these functions, a call of one of them without a mock.
  * What the host reports to the person, such as changes that the client has lost, is told there too.
- * Nothing here ends the process, and nothing waits: limits, delays and the client's own sleep pass
- * at once. An exception must not leave a callback.
+ * The host of the mock is not strict otherwise: it calls a client also with commands that it has
+ * not defined, notifications that it has not asked for, and events of dialogs that it has not
+ * opened. vqhost(1) and its check-up are strict.
  *
- * Texts are in UTF-8 as in the files of the host, apart from those that the callbacks get, which
- * are in the session's encoding (velt/api/session.h). What a function returns as a text belongs to
- * the mock and is valid until that function is called again or V_MockClose.
+ * Nothing waits: limits, delays and the client's own sleep pass at once. A client that makes a
+ * million calls with no function of the mock in between has its connection ended, and when it goes
+ * on all the same, the process aborts. An exception must not leave a callback.
+ *
+ * Texts are in UTF-8 as in the files of the host, apart from those that callbacks get: V_MockNotify
+ * and V_MockMessage hand them on as they are, in the session's encoding (velt/api/session.h). What
+ * a function returns as a text belongs to the mock and is valid until that function is called again
+ * or V_MockClose.
  */
 #ifndef VELT_MOCK_H
 #define VELT_MOCK_H
@@ -51,7 +62,7 @@ void vq_api_prog_1(struct svc_req *request, struct __rpc_svcxprt *transport);
 /* Notes where the test is, for reports; the macros below do. The file's name stays the caller's and
  * is kept until the next. */
 void V_MockAt(const char *file, int line);
-/* As V_MockOpen, for the library given. */
+/* As V_MockOpen, for the library given, no part of which may be null. */
 IntT V_MockOpenFor(const V_MockLibraryT *library, const char *book, const char *scenario);
 
 /* Has a call of the client be answered as a scenario's step says, velt-scenario(5):
@@ -63,14 +74,16 @@ IntT V_MockOpenFor(const V_MockLibraryT *library, const char *book, const char *
  * "times" say, which is once, is a failure at V_MockClose. A step may also be a "callback", with
  * what is then expected of the client. Returns 0, or -1 for one that is wrong. */
 IntT V_MockAnswer(const char *step);
-/* Has the person give this answer to the next question that no earlier one is for, in words as the
- * command "answer" of vqhost(1) takes them; null cancels it. Without an answer, a question is
- * cancelled. One that nobody asks for is a failure at V_MockClose. Returns 0 or -1. */
+/* Has the person give this answer to the next question that no earlier one is for: all of the text,
+ * without quotes around it, as a text, a number, or the number or label of a button; null cancels
+ * it. Without an answer, a question is cancelled. One that nobody asks for is a failure at
+ * V_MockClose. Returns 0 or -1. */
 IntT V_MockReply(const char *words);
 
 /* The host calls the client: its callback runs, and what the host has to do then as well, such as
  * the calls that a scenario makes "after" an answer. Return 0 when the client has handed control
- * back, else -1: it holds control already, has ended, or its connection has. Texts may be null. */
+ * back, else -1: it holds control already, has ended, or its connection has. A client that bails
+ * out in a callback hands control back and ends then. Texts may be null. */
 IntT V_MockInitialize(IntT initCode);
 IntT V_MockCommand(IntT command);
 IntT V_MockNotify(IntT notification, V_ObjHandleT object, const char *text, IntT number);
@@ -83,20 +96,21 @@ IntT V_MockQuit(void);
  * client that waits when there is none fails: its dialog is cancelled, or it is asked to quit.
  * Events that are left are a failure at V_MockClose. Returns 0 or -1. */
 IntT V_MockQueueDialogEvent(IntT dialog, IntT item, IntT detail);
-/* Has the host do what is due once the test has called the client's functions directly: the calls
- * that a scenario makes "after" an answer, notifications that were held back. Returns 0 or -1. */
+/* Hands control back when the test has called the client's functions directly, and has the host do
+ * what is due: the calls that a scenario makes "after" an answer, notifications that were held
+ * back. Returns 0 or -1. */
 IntT V_MockServe(void);
 
 /* What the client has called, in its order: a line of JSON for each call, as `vqhost --trace=json`
- * writes it, all or those of one procedure, api_vq_alert_1 say. Null when memory runs out or no
- * mock is open. */
+ * writes it: those of one procedure, api_vq_alert_1 say, or all for null. Null when memory runs
+ * out, no mock is open, or there is no such procedure. */
 const char *V_MockCalls(const char *procedure);
 /* The number of these calls; -1 for a procedure that there is not. */
 IntT V_MockCount(const char *procedure);
 /* Forgets the calls so far. */
 void V_MockForget(void);
 /* The book, or an open document, 0 the active one, as the files of the host have it. Null when
- * there is none. */
+ * it is not open. */
 const char *V_MockBook(void);
 const char *V_MockDocument(V_ObjHandleT document);
 
@@ -109,11 +123,11 @@ IntT V_MockClose(void);
 
 VELT_END_DECLS
 
-/* Opens a session with a book, which is the path of a file, or its text if that begins with '{', or
- * null for one without components. A scenario, given likewise, says what is answered, and that
- * other calls are failures unless its "others" is "model"; null leaves all to the model. The
- * client is the number 1, "mock". Returns 0; -1 when there is a mock already, or for a book or
- * scenario that is wrong. */
+/* Opens a session with a book, which is the path of a file, or its text if that begins with '{',
+ * blanks aside, or null for one without components. A scenario, given likewise, says what is
+ * answered, and that other calls are failures unless its "others" is "model"; null leaves all to
+ * the model. The client is the number 1, "mock". Returns 0; -1 when there is a mock already, or for
+ * a book or scenario that is wrong. */
 static inline IntT V_MockOpen(const char *book, const char *scenario)
 {
     const V_MockLibraryT library = {&velt_client,   &VA_errno,     &VA_bailout,     &VA_clientno,
@@ -121,7 +135,8 @@ static inline IntT V_MockOpen(const char *book, const char *scenario)
     return V_MockOpenFor(&library, book, scenario);
 }
 
-/* Each call notes its place, unless V_MOCK_WITHOUT_PLACES is defined. */
+/* Each call notes its place, which a macro does, so the names stand without a scope (::), unless
+ * V_MOCK_WITHOUT_PLACES is defined. */
 #ifndef V_MOCK_WITHOUT_PLACES
 /* clang-format off */
 #define V_MOCK_HERE V_MockAt(__FILE__, __LINE__)

@@ -1,6 +1,12 @@
 // The host in the memory of a test: what it answers, calls and tells, and what it leaves.
 
 #include <dirent.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <thread>
 
 #include "support/convert.h"
 #include "support/heap.h"
@@ -87,8 +93,10 @@ namespace
 
 TEST_F(Mocked, CallsGoToTheModelAndBack)
 {
-    ASSERT_EQ(V_MockOpen(book, nullptr), 0);
+    ASSERT_EQ(V_MockOpen((std::string(" \n") + book).c_str(), nullptr), 0);
     EXPECT_EQ(VA_clientno, 1);
+    EXPECT_EQ(V_MockDocument(0), nullptr);
+    EXPECT_EQ(V_MockDocument(4711), nullptr);
     const V_ObjHandleT active = V_ApiGetId(0, 0, V_prop_active_book);
     const V_ObjHandleT component = V_ApiGetId(0, active, V_prop_first_component);
     StringT name = V_ApiGetString(active, component, V_prop_name);
@@ -104,6 +112,7 @@ TEST_F(Mocked, CallsGoToTheModelAndBack)
     const std::string calls = V_MockCalls("api_vq_get_string_1");
     EXPECT_EQ(std::count(calls.begin(), calls.end(), '\n'), 1);
     EXPECT_NE(calls.find(R"("Das Rätsel")"), std::string::npos) << calls;
+    EXPECT_GT(V_MockCount(nullptr), 3);
     V_MockForget();
     EXPECT_STREQ(V_MockCalls(nullptr), "");
     EXPECT_NE(std::string(V_MockBook()).find(R"("Pages")"), std::string::npos) << V_MockBook();
@@ -130,10 +139,15 @@ TEST_F(Mocked, CallbacksRunAndHandControlBack)
         EXPECT_EQ(V_MockNotify(1, 2, "late", 3), -1);
         if (command == 9)
             V_ApiDoneCommand();
+        if (command == 9)
+            V_ApiUserCancel();
     };
     EXPECT_EQ(V_MockCommand(1), 0);
     EXPECT_EQ(V_MockCommand(9), 0);
-    EXPECT_TOLD("holds control since vq_api_command_1");
+    const std::string reported = told();
+    EXPECT_NE(reported.find("holds control since vq_api_command_1"), std::string::npos) << reported;
+    EXPECT_NE(reported.find("in vq_api_command_1, after it had handed"), std::string::npos)
+        << reported;
     EXPECT_EQ(V_MockCount("api_vq_over_1"), 3);
     EXPECT_EQ(V_MockNotify(1, 2, "now", 3), 0);
     EXPECT_EQ(V_MockMessage("said", 4, 5), 0);
@@ -148,7 +162,9 @@ TEST_F(Mocked, CallbacksRunAndHandControlBack)
     EXPECT_EQ(VA_bailout, 1);
     EXPECT_EQ(V_MockCommand(1), -1);
     EXPECT_TOLD("the client has ended");
-    EXPECT_EQ(V_MockClose(), 4);
+    EXPECT_EQ(V_MockQuit(), -1);
+    EXPECT_EQ(V_MockServe(), -1);
+    EXPECT_EQ(V_MockClose(), 7);
     EXPECT_EQ(VA_bailout, 0);
 }
 
@@ -226,6 +242,15 @@ TEST_F(Mocked, AnswersAreGivenInTheirOrder)
     EXPECT_EQ(V_MockCount("api_vq_alert_1"), 1);
     EXPECT_EQ(V_MockFailures(), 0) << told();
 
+    // What comes after the answer to a call of the test.
+    EXPECT_EQ(V_MockAnswer(R"({"call": "api_vq_alert_1",
+        "after": [{"callback": "vq_api_message_1", "arguments": {"message": "after"}}]})"),
+              0);
+    V_ApiAlert("x", 1);
+    EXPECT_EQ(heard.size(), 1U);
+    EXPECT_EQ(V_MockServe(), 0);
+    EXPECT_EQ(heard.back(), "after 0");
+
     // Failures of the connection.
     EXPECT_EQ(V_MockAnswer(step("api_vq_get_int_1", R"("answer": "none", "delay": 3600)").c_str()),
               0);
@@ -246,6 +271,7 @@ TEST_F(Mocked, ThePersonAnswers)
     EXPECT_EQ(V_MockReply(nullptr), 0);
     EXPECT_EQ(V_MockReply("many"), 0);
     EXPECT_EQ(V_MockReply("left"), 0);
+    EXPECT_EQ(V_MockReply("\xff"), -1);
     StringT text = nullptr;
     EXPECT_EQ(V_ApiPromptString(&text, "Where?", ""), 0);
     EXPECT_STREQ(text, "Z\x9frich");
@@ -254,7 +280,7 @@ TEST_F(Mocked, ThePersonAnswers)
     IntT number = 0;
     EXPECT_EQ(V_ApiPromptInt(&number, "How many?", "1"), -1);
     EXPECT_TOLD("does not fit");
-    EXPECT_EQ(V_MockClose(), 2);
+    EXPECT_EQ(V_MockClose(), 3);
     EXPECT_TOLD("nobody has asked for the answer \"left\"");
 }
 
@@ -270,12 +296,14 @@ TEST_F(Mocked, MisuseIsToldWithItsPlace)
         {nullptr, "{"},
         {nullptr, "\xff"},
     };
+    EXPECT_EQ((V_MockOpenFor)(nullptr, nullptr, nullptr), -1);
+    EXPECT_TOLD("one is null");
     for (const auto &[with, scenario] : refused) {
         EXPECT_EQ(V_MockOpen(with, scenario), -1);
         EXPECT_EQ(velt_client, nullptr);
         EXPECT_NE(told(), "");
     }
-    EXPECT_EQ(V_MockClose(), 6);
+    EXPECT_EQ(V_MockClose(), 7);
 
     ASSERT_EQ(V_MockOpen(nullptr, R"({"steps": [{"call": "api_vq_get_int_1"}]})"), 0);
     EXPECT_EQ(V_MockOpen(nullptr, nullptr), -1);
@@ -284,6 +312,9 @@ TEST_F(Mocked, MisuseIsToldWithItsPlace)
     EXPECT_EQ(VA_errno, V_error_no_answer);
     EXPECT_TOLD("mock_test.cpp:" + std::to_string(__LINE__ - 4) +
                 ": client 1 (mock): nothing expects api_vq_alert_1(str1=\"what?\"");
+    on_command = [](IntT) { std::thread([] { EXPECT_EQ(V_MockCommand(1), -1); }).join(); };
+    EXPECT_EQ(V_MockCommand(1), 0);
+    EXPECT_TOLD("another thread is in the mock");
     std::string deep(100000, '[');
     for (const char *wrong :
          {"", "{}", "[]", R"({"call": "api_vq_alert_1", "arguments": {"str": 1}})",
@@ -294,12 +325,10 @@ TEST_F(Mocked, MisuseIsToldWithItsPlace)
     EXPECT_EQ(V_MockCount("api_vq_alert"), -1);
     EXPECT_TOLD("do you mean \"api_vq_alert_1\"?");
     EXPECT_EQ(V_MockCalls("api"), nullptr);
-    EXPECT_EQ(V_MockDocument(0), nullptr);
-    EXPECT_EQ(V_MockDocument(4711), nullptr);
     EXPECT_EQ(V_MockAnswer(step("api_vq_open_1", "").c_str()), 0);
     const std::string place = std::to_string(__LINE__ - 1);
-    EXPECT_EQ(V_MockFailures(), 14);
-    EXPECT_EQ(V_MockClose(), 16);
+    EXPECT_EQ(V_MockFailures(), 13);
+    EXPECT_EQ(V_MockClose(), 15);
     EXPECT_TOLD("mock_test.cpp:" + place + ":1:1: api_vq_open_1: expected once, came 0 times");
 }
 
@@ -323,6 +352,47 @@ TEST_F(Mocked, AClientMayLeaveTheSession)
     on_command = nullptr;
     EXPECT_EQ(V_MockCommand(1), 0);
     EXPECT_EQ(V_MockClose(), 0);
+}
+
+// Exits with the status of a process that does this after it has opened a mock.
+template <class Action>
+void open_and(Action action)
+{
+    V_MockAt(nullptr, 3);
+    (V_MockOpen)(nullptr, nullptr);
+    V_MockAnswer(step("api_vq_open_1", "").c_str());
+    action();
+}
+
+TEST(MockDeath, AnEndWithTheMockOpenIsToldAndIsNoSuccess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(open_and([] { std::exit(0); }), testing::ExitedWithCode(1),
+                "with the mock open(.|\n)*api_vq_open_1: expected once");
+    EXPECT_EXIT(open_and([] {
+                    on_command = [](IntT) { std::exit(3); };
+                    V_MockCommand(1);
+                }),
+                testing::ExitedWithCode(3),
+                "mock_test.cpp:[0-9]+: the process ends in vq_api_command_1");
+    // A loop that does not even heed the end of the connection.
+    EXPECT_EXIT(open_and([] {
+                    for (;;)
+                        V_ApiUserCancel();
+                }),
+                testing::KilledBySignal(SIGABRT), "1000000 times(.|\n)*goes on calling");
+    // A child has a copy, and ends as it likes.
+    EXPECT_EXIT(open_and([] {
+                    const pid_t child = fork();
+                    if (child == 0)
+                        std::exit(0);
+                    int status = -1;
+                    waitpid(child, &status, 0);
+                    V_MockQuit();
+                    V_MockClose();
+                    std::exit(status);
+                }),
+                testing::ExitedWithCode(0), "");
 }
 
 int descriptors()
