@@ -18,7 +18,7 @@ ln -s "$build"/{mock,apilib,vdelib}/libvelt-*.so* "tree/$libdir"
 printf '#!/bin/sh\nexec %s %s "$@"\n' "$cc" "$cflags" >bin/cc
 chmod +x bin/cc
 PATH=$folder/bin:$PATH
-export PKG_CONFIG_PATH=$folder/tree$libdir/pkgconfig LD_LIBRARY_PATH=$folder/tree$libdir
+export PKG_CONFIG_PATH=$folder/tree$libdir/pkgconfig
 
 # A command begins behind "    $ " and goes on in the lines that are further in.
 ran=0
