@@ -101,9 +101,7 @@ std::vector<Option> options_into(Arguments &a, bool replays)
          [=](const std::string &text) { startup("--client-arg").arguments.push_back(text); }, true},
         {0, "client-env", Option::value,
          [=](const std::string &text) {
-             if (text.find('=') == text.npos || text[0] == '=')
-                 misuse("--client-env " + text + ": not NAME=VALUE");
-             startup("--client-env").environment.push_back(text);
+             startup("--client-env").environment.push_back(variable_of(text));
          },
          true},
         {0, "init", Option::value,
@@ -202,6 +200,13 @@ double number_of(const std::string &option, const std::string &text, double leas
     if (text.empty() || *end != '\0' || !(value >= least && value <= most))
         misuse(option + " " + text + ": not a number from " + shown(least) + " to " + shown(most));
     return value;
+}
+
+const std::string &variable_of(const std::string &text)
+{
+    if (text.find('=') == text.npos || text[0] == '=')
+        misuse("--client-env " + text + ": not NAME=VALUE");
+    return text;
 }
 
 bool Arguments::interactive() const

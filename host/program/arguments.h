@@ -48,6 +48,8 @@ Option language_option(IntT &language);
 
 // Returns the number that an option has as its value. Throws Error.
 double number_of(const std::string &option, const std::string &text, double least, double most);
+// Returns the variable that --client-env sets, NAME=VALUE. Throws Error.
+const std::string &variable_of(const std::string &text);
 
 // Parses the command line of `run` or `replay`. Throws Error for wrong usage.
 Arguments parse_arguments(int argc, char **argv);

@@ -42,6 +42,10 @@ std::vector<Option> options_into(CheckArguments &a)
     };
     Option argument = repeated("client-arg", a.arguments);
     argument.takes = Option::value_or_empty;
+    Option environment = repeated("client-env", a.environment);
+    environment.take = [&a](const std::string &text) {
+        a.environment.push_back(variable_of(text));
+    };
     return {repeated("only", a.only, names_of_points()),
             Option::flag(0, "list", a.list),
             repeated("command", a.commands),
@@ -49,7 +53,7 @@ std::vector<Option> options_into(CheckArguments &a)
             {0, "limit", Option::value,
              [&a](const std::string &text) { a.limit = number_of("--limit", text, 0.1, 3600); }},
             argument,
-            repeated("client-env", a.environment),
+            environment,
             Option::flag('h', "help", a.help),
             Option::flag(0, "version", a.version)};
 }
@@ -77,8 +81,10 @@ Exit status: 0 no point failed, 1 a point failed, 2 usage or a file to read.
 Subject subject_of(const std::string &client, const CheckArguments &a)
 {
     const std::string path = std::filesystem::absolute(find_program(client));
-    if (access(path.c_str(), X_OK) != 0 || std::filesystem::is_directory(path))
+    if (access(path.c_str(), F_OK) != 0)
         misuse_of_program(client + ": there is no such program");
+    if (access(path.c_str(), X_OK) != 0 || std::filesystem::is_directory(path))
+        misuse_of_program(client + ": is no program that can be started");
     Subject subject{.client = path, .name = Startable{1, path}.name()};
     subject.client.arguments = a.arguments;
     subject.client.environment = a.environment;
