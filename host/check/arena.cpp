@@ -64,16 +64,24 @@ void write_all(int to, std::string_view text)
 // A verdict on its way from one process to the other; no part of it holds the character 0.
 std::string packed(const Verdict &verdict)
 {
-    return char{verdict.kind} + verdict.seen + '\0' + verdict.expected + '\0';
+    return char{verdict.kind} + verdict.seen + '\0' + verdict.expected + '\0' + verdict.advice +
+           '\0';
 }
 
 std::optional<Verdict> unpacked(const std::string &text)
 {
-    const auto middle = text.find('\0');
-    if (middle == text.npos || text.back() != '\0' || middle + 1 == text.size())
+    if (text.empty())
         return {};
-    return Verdict{Verdict::Kind{text[0]}, text.substr(1, middle - 1),
-                   text.substr(middle + 1, text.size() - middle - 2)};
+    Verdict verdict{.kind = Verdict::Kind{text[0]}};
+    std::size_t begin = 1;
+    for (std::string *part : {&verdict.seen, &verdict.expected, &verdict.advice}) {
+        const auto end = text.find('\0', begin);
+        if (end == text.npos)
+            return {};
+        *part = text.substr(begin, end - begin);
+        begin = end + 1;
+    }
+    return begin == text.size() ? std::optional(verdict) : std::nullopt;
 }
 
 Verdict judge(const std::function<void()> &point)
@@ -81,7 +89,10 @@ try {
     point();
     return {.kind = Verdict::good};
 } catch (const Violation &violation) {
-    return {.kind = Verdict::bad, .seen = violation.seen, .expected = violation.expected};
+    return {.kind = Verdict::bad,
+            .seen = violation.seen,
+            .expected = violation.expected,
+            .advice = violation.advice};
 } catch (const Skipped &skipped) {
     return {.kind = Verdict::skipped, .seen = skipped.reason};
 } catch (const std::exception &error) {
@@ -165,10 +176,9 @@ Verdict in_arena(const std::function<void()> &point, std::chrono::milliseconds l
         verdict.output.erase(0, verdict.output.size() - most_output);
     verdict.output = printable_lines(verdict.output);
 
-    if (const std::optional<Verdict> whole = unpacked(told); whole && !late) {
-        verdict.kind = whole->kind;
-        verdict.seen = whole->seen;
-        verdict.expected = whole->expected;
+    if (std::optional<Verdict> whole = unpacked(told); whole && !late) {
+        whole->output = std::move(verdict.output);
+        verdict = std::move(*whole);
     } else if (late) {
         verdict.seen = "all of it took longer than " + std::to_string(limit.count()) + " ms";
     } else {

@@ -9,9 +9,9 @@ namespace velt::host
 {
 
 // Thrown by a point when the client is not as it should be. Without its own, what is expected is
-// what the point checks.
+// what the point checks, and what is advised is the advice of the point.
 struct Violation {
-    std::string seen, expected = {};
+    std::string seen, expected = {}, advice = {};
 };
 
 // Thrown by a point that does not apply to the client.
@@ -21,8 +21,9 @@ struct Skipped {
 
 struct Verdict {
     enum Kind : char { good = 'g', skipped = 's', bad = 'b' } kind = bad;
-    std::string seen = {}, expected = {}; // the reason of a point that is skipped is what was seen
-    std::string output = {};              // the end of what client and host have printed
+    std::string seen = {}; // also the reason of a point that is skipped
+    std::string expected = {}, advice = {};
+    std::string output = {}; // the end of what client and host have printed
 };
 
 // Has another process carry out the point, and ends that after the limit. Whatever the point has

@@ -89,7 +89,8 @@ void print(std::ostream &out, std::size_t number, const Point &point, const Verd
     if (verdict.kind == Verdict::bad) {
         out << "  ---\n  seen: " << quoted(verdict.seen)
             << "\n  expected: " << quoted(verdict.expected.empty() ? point.what : verdict.expected)
-            << "\n  advice: " << quoted(point.advice) << '\n';
+            << "\n  advice: " << quoted(verdict.advice.empty() ? point.advice : verdict.advice)
+            << '\n';
         std::istringstream output(verdict.output);
         const char *before = "  output: |2\n";
         for (std::string line; std::getline(output, line); before = "")

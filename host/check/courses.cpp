@@ -16,6 +16,10 @@ Course observed(const Subject &subject, const Step &step)
     session.meddler.bailed_out = session.meddler.opened_dialog = false;
     session.carry_out(step);
     session.settle();
+    // An end that was not announced is a failure here; others have points of their own.
+    const Client &client = session.client();
+    if (!session.meddler.bailed_out && !client.running() && !client.ended_well())
+        throw Violation{client.title() + ": " + client.ending() + ", after " + step.text};
     Course course{step, session.meddler.opened_dialog, session.meddler.bailed_out};
     for (const Procedure *each : session.meddler.calls) {
         const auto known =

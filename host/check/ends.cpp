@@ -42,7 +42,7 @@ void quit_client(Session &session)
 void need_no_signal(const Client &client, const std::string &when)
 {
     if (client.exit_status && WIFSIGNALED(*client.exit_status))
-        throw Violation{client.title() + ": " + describe_exit(client.exit_status) + ", " + when};
+        throw untimely_end(client.title() + ": " + describe_exit(client.exit_status) + ", " + when);
 }
 
 // Calls back when the client has bailed out, in each step in which it does, and has ended. Returns
@@ -134,7 +134,7 @@ void need_end_without_host(const Subject &subject, bool busy)
     for (int status = 0;; poll(nullptr, 0, 10)) {
         if (waitpid(client, &status, WNOHANG) == client) {
             if (WIFSIGNALED(status))
-                throw Violation{"it " + describe_exit(status) + " without the host " + when};
+                throw untimely_end("it " + describe_exit(status) + " without the host " + when);
             return;
         }
         if (Clock::now() >= until)
@@ -194,6 +194,15 @@ void examine::exit_status(const Subject &subject)
         quit_client(session);
         need_success(session.client(), "when it was told to quit");
     }
+    {
+        // What its commands leave behind may show no earlier.
+        Session session(subject);
+        for (const Step &each : session.commands())
+            session.carry_out(each);
+        session.serving();
+        quit_client(session);
+        need_success(session.client(), "when it was told to quit after its commands");
+    }
     each_bail_out(subject, [&](Client &client, const Step &step) {
         need_success(client, "when it had bailed out in " + step.text);
     });
@@ -237,7 +246,8 @@ void examine::descriptors(const Subject &subject)
         const std::vector<std::string> before = repeat(2);
         const pid_t client = session.client().pid;
         if (before.empty())
-            throw Skipped{"the system does not tell of its descriptors"};
+            throw Skipped{session.client().running() ? "the system does not tell of its descriptors"
+                                                     : "it ends in " + each.text};
         std::vector<std::string> after = repeat(rounds);
         if (session.client().pid != client || after.size() < before.size() + rounds)
             continue;

@@ -68,7 +68,7 @@ void need_end(Session &session, const std::string &after)
     if (const Outcome ended = session.host.quit(client); client.running())
         throw Violation{ended.text + ", after " + after};
     if (const auto status = client.exit_status; status && WIFSIGNALED(*status))
-        throw Violation{client.title() + ": " + describe_exit(status) + ", after " + after};
+        throw untimely_end(client.title() + ": " + describe_exit(status) + ", after " + after);
 }
 
 // In each step, has the first call of each procedure end the connection.
@@ -109,7 +109,7 @@ void refuse(const Subject &subject, const Course &course, const Procedure &proce
         session.carry_out(course.step);
     } catch (Violation &violation) {
         if (refused >= most_calls(usual))
-            violation.seen = "it goes on to make a call that fails";
+            violation = {"it goes on to make a call that fails"};
         violation.seen += std::string(", with ") +
                           (reaction == Reaction::answer ? "a refusal" : "an RPC error") + " of " +
                           of_step(procedure, course.step);

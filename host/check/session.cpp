@@ -167,10 +167,21 @@ std::vector<Step> Session::commands(bool all)
     return steps;
 }
 
+Violation untimely_end(std::string seen)
+{
+    return {std::move(seen),
+            {},
+            "find where it ends by vqhost run with --debug; return from each callback, and "
+            "use no result of a call that has failed or was cancelled"};
+}
+
 void need_hand_over(const Outcome &outcome, const Step &step)
 {
+    const std::string seen = outcome.text + ", in " + step.text;
+    if (outcome.kind == Outcome::died)
+        throw untimely_end(seen);
     if (!outcome)
-        throw Violation{outcome.text + ", in " + step.text};
+        throw Violation{seen};
 }
 
 } // namespace velt::host

@@ -99,6 +99,10 @@ private:
     bool initialised_ = false;
 };
 
+// What is wrong with a client that has ended by a signal or within a callback, whatever the point
+// is about.
+Violation untimely_end(std::string seen);
+
 // Throws Violation unless the client has handed control back.
 void need_hand_over(const Outcome &outcome, const Step &step);
 

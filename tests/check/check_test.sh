@@ -43,6 +43,8 @@ serves-in-between:$long nested
 leaves-the-dialog:$short modal-dialog
 opens-another-dialog:$short quit-in-dialog
 dies-refused:$long refused
+fails-when-used:$long exit-status
+leaves-and-fails:$long commands
 repeats-for-ever:$long unanswered
 dies-disconnected:$long refused unanswered half-answered disconnected vanished-host
 ignores-its-bail-out:$short bail-out
@@ -69,6 +71,10 @@ for i in "${!checks[@]}"; do
     failed "${checks[i]}" ${expected[i + 1]-}
 done
 
+# The end of a client has advice of its own.
+[[ $(grep -c "use no result of a call" dies-disconnected.tap) == $(grep -c "^not ok" dies-disconnected.tap) ]] ||
+    fail "the advice is not about the crash: $(grep -F advice: dies-disconnected.tap)"
+
 # What ignores signals, and leaves processes, ends with its point.
 for process in /proc/[0-9]*; do
     [[ $(readlink "$process/exe") != "$faulty" || $(tr '\0' ' ' <"$process/cmdline") != "$work"* ]] ||
@@ -93,6 +99,10 @@ wrote out "no command Nothing"
 run 2 check clients/sound --only quitt
 wrote err 'do you mean "quit"'
 run 2 check clients/none
+run 2 check "$work"
+wrote err "is no program that can be started"
+run 2 check clients/sound --client-env A
+wrote err "not NAME=VALUE"
 run 2 check clients/sound --book none.json
 run 2 check
 run 2 check clients/sound --limit 0

@@ -40,7 +40,7 @@ void limit_calls(long microseconds)
 }
 
 UIntT served; // descriptors, as a mask
-bool finished = false;
+bool finished = false, used = false;
 
 void watch(IntT descriptor, IntT)
 {
@@ -108,6 +108,11 @@ void read_the_book()
     if (has("calls-without-control"))
         V_ApiDoneCommand();
     user_cancels();
+    used = true;
+    if (has("leaves-and-fails")) {
+        V_ApiDisconnectFromSession();
+        std::exit(3);
+    }
     if (has("leaks-a-descriptor"))
         dup(STDERR_FILENO);
     if (has("hands-back-twice")) {
@@ -202,5 +207,5 @@ int main()
     if (has("stays-registered"))
         _exit(0);
     V_ApiShutDown();
-    return has("exits-with-3") ? 3 : 0;
+    return has("exits-with-3") || (used && has("fails-when-used")) ? 3 : 0;
 }
