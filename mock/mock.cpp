@@ -22,6 +22,10 @@ constexpr int client_descriptor = -2;
 // A turn of this number is the test's, which calls the client's functions outside of all
 // callbacks.
 constexpr UIntT test_turn = 0;
+// Initialised with this code, a client has defined its commands in an earlier process, and they are
+// kept.
+constexpr IntT keeps_commands = 2;
+
 // A client that has made so many calls at once does not come to an end. When it goes on as
 // often without a connection, nothing else ends it than the end of the process.
 constexpr unsigned most_calls = 1'000'000;
@@ -202,6 +206,12 @@ try {
         recorded.arguments = encoded(procedure->argument, event.arguments.value);
     if (event.result.shape)
         recorded.result = encoded(procedure->result, event.result.value);
+    using namespace procedure;
+    // The number comes first in all three.
+    if (event.arguments.shape && (event.number == api_vq_define_command_1::number ||
+                                  event.number == api_vq_define_and_add_command_1::number ||
+                                  event.number == api_vq_add_command_1::number))
+        defined_.insert(*static_cast<const IntT *>(event.arguments.value));
     calls_.push_back(std::move(recorded));
 } catch (const std::exception &error) {
     failures_.add(std::string(event.procedure) + " is not recorded: " + error.what());
@@ -373,6 +383,7 @@ try {
     if (delivered_ == before && !events_.empty() && !client_->turns.client_holds_control()) {
         const VqApiDialogEventArgT event = events_.front();
         events_.pop_front();
+        check_is_open(event.dialog);
         host_.dialog_event(*client_, event.dialog, event.item, event.detail);
     }
     if (delivered_ != before) {
@@ -401,6 +412,14 @@ try {
     return false;
 }
 
+void Mock::check_is_open(IntT dialog)
+{
+    const std::vector<ModalWait> modal = client_->turns.modal_waits();
+    if (initialised_ && dialog != 0 && !client_->modeless.contains(dialog) &&
+        std::ranges::find(modal, dialog, &ModalWait::number) == modal.end())
+        failures_.add("the client has no dialog " + std::to_string(dialog) + " open");
+}
+
 template <class Action>
 bool Mock::call(Action action)
 {
@@ -417,16 +436,23 @@ bool Mock::call(Action action)
 
 bool Mock::initialise(IntT code)
 {
+    defines_commands_ = code != keeps_commands;
+    initialised_ = true;
     return call([&] { return host_.initialise(*client_, code); });
 }
 
 bool Mock::command(IntT number)
 {
+    if (defines_commands_ && !defined_.contains(number))
+        failures_.add("the client has not defined the command " + std::to_string(number));
     return call([&] { return host_.command(*client_, number); });
 }
 
 bool Mock::notify(IntT notification, UIntT object, const std::string &text, IntT number)
 {
+    if (initialised_ && !model_.subscribed(client_->number, notification))
+        failures_.add("the client has not asked for the notification " +
+                      std::to_string(notification));
     return call([&] { return host_.notify(*client_, notification, object, text, number); });
 }
 
@@ -437,6 +463,7 @@ bool Mock::message(const std::string &text, UIntT object1, UIntT object2)
 
 bool Mock::dialog_event(IntT dialog, IntT item, IntT detail)
 {
+    check_is_open(dialog);
     return call([&] { return host_.dialog_event(*client_, dialog, item, detail); });
 }
 

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <deque>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -143,6 +144,8 @@ private:
     void need_client() const;
     // Tells that the client goes on for ever, and ends the process where it does.
     [[noreturn]] void give_up() const;
+    // A client gets no event of a dialog that is not open.
+    void check_is_open(IntT dialog);
     // Ends what the test has done by calling the client's functions.
     void end_test_turn();
     template <class Action>
@@ -171,6 +174,9 @@ private:
     int depth_ = 0;                             // callbacks that are being run
     const host::Procedure *callback_ = nullptr; // the innermost of them
     unsigned calls_at_once_ = 0;
+    bool initialised_ = false; // what the client has not asked for is a failure from then on
+    bool defines_commands_ = false;
+    std::set<IntT> defined_; // commands
     unsigned delivered_ = 0; // calls of the client so far
     int idle_ = 0;           // waits in a row for which there was nothing
 };

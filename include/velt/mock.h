@@ -21,9 +21,11 @@
  * and counted: a call that nothing expects, an answer that is not asked for, a callback that the
  * client cannot get, a wrong argument of these functions, a call of one of them without a mock.
  * What the host reports to the person, such as changes that the client has lost, is told there too.
- * The host of the mock is not strict otherwise: it calls a client also with commands that it has
- * not defined, notifications that it has not asked for, and events of dialogs that it has not
- * opened. vqhost(1) and its check-up are strict.
+ * Once V_MockInitialize was called, what the client has not asked for is a failure too: a
+ * notification without a subscription, an event of a dialog that is not open, and a command that it
+ * has not defined, unless it was initialised with 2, with which its commands are kept from an
+ * earlier process. The callback runs all the same. Without V_MockInitialize none of this is looked
+ * at, so that a test can call single callbacks.
  *
  * Nothing waits: limits, delays and the client's own sleep pass at once. A client that makes a
  * million calls with no function of the mock in between has its connection ended, and when it goes

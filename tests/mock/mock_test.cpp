@@ -128,8 +128,9 @@ TEST_F(Mocked, CallbacksRunAndHandControlBack)
     IntT code = 0;
     on_initialise = [&](IntT with) {
         code = with;
-        V_ApiNotification(V_notification_after_open, 1);
+        V_ApiNotification(1, 1);
         V_ApiDefineCommand(1, "One", "One", "");
+        V_ApiDefineCommand(9, "Nine", "Nine", "");
     };
     EXPECT_EQ(V_MockInitialize(3), 0);
     EXPECT_EQ(code, 3);
@@ -154,6 +155,16 @@ TEST_F(Mocked, CallbacksRunAndHandControlBack)
     EXPECT_EQ(V_MockDialogEvent(1, 6, 0), 0);
     EXPECT_EQ(heard, (std::vector<std::string>{"notified 1 2 now 3", "said 9", "event 6"}));
 
+    // What the client has not asked for comes, and is a failure.
+    EXPECT_TOLD("no dialog 1 open");
+    EXPECT_EQ(V_MockNotify(2, 2, "", 3), 0);
+    EXPECT_TOLD("not asked for the notification 2");
+    EXPECT_EQ(V_MockCommand(2), 0);
+    EXPECT_TOLD("not defined the command 2");
+    EXPECT_EQ(V_MockQueueDialogEvent(4, 1, 0), 0);
+    V_ApiService(nullptr);
+    EXPECT_TOLD("no dialog 4 open");
+
     // A client may take control itself, and has to hand it back.
     EXPECT_EQ(V_ApiTakeControl(), 0);
     EXPECT_EQ(V_MockNotify(1, 2, "late", 3), -1);
@@ -164,7 +175,7 @@ TEST_F(Mocked, CallbacksRunAndHandControlBack)
     EXPECT_TOLD("the client has ended");
     EXPECT_EQ(V_MockQuit(), -1);
     EXPECT_EQ(V_MockServe(), -1);
-    EXPECT_EQ(V_MockClose(), 7);
+    EXPECT_EQ(V_MockClose(), 12);
     EXPECT_EQ(VA_bailout, 0);
 }
 
