@@ -30,8 +30,11 @@ std::string times(const ExpectedCall &step)
 
 std::string use(const ExpectedCall &step)
 {
+    if (step.nth == 0 && step.times.most == 0)
+        return "must not come here";
+    const unsigned came = step.nth > 0 ? step.seen : step.used;
     return "expected " + times(step) + ", came " +
-           (step.used == 1 ? "once" : std::to_string(step.used) + " times");
+           (came == 1 ? "once" : std::to_string(came) + " times");
 }
 
 std::vector<Difference> differences(const ExpectedCall &step, const Call &call,
@@ -77,6 +80,8 @@ std::string unexpected_call(const Call &call, const std::vector<const ExpectedCa
         told += "\n  " + step->place + ": " + use(*step);
         if (i == 0 && count > 0)
             told += "; it is the nearest, and differs in";
+        else if (count == 0 && step->nth == 0 && step->used < step->times.most)
+            told += "; it comes before its turn";
         if (i == 0)
             told += lines_of(differences(*step, call, text));
     }
@@ -91,8 +96,9 @@ void note_instead(ExpectedCall &step, const Call &call, const SessionText &text)
     if (all.size() >= step.other_differences)
         return;
     step.other_differences = all.size();
-    step.other = all.empty() ? "; it came before its turn"
-                             : "; the nearest call that came differs in" + lines_of(all);
+    step.other = !all.empty()    ? "; the nearest call that came differs in" + lines_of(all)
+                 : step.nth == 0 ? "; it came before its turn"
+                                 : "";
 }
 
 std::string missing_call(const ExpectedCall &step)

@@ -90,7 +90,7 @@ s:3:1: api_)");
         R"(client 1 (tester): nothing expects api_vq_get_int_1(docId=4711, objId=0, propIdent={num=3})
   s:3:1: expected once, came once
 client 1 (tester): nothing expects api_vq_get_id_1(docId=4711, objId=0, propIdent={num=3})
-  s:4:1: expected 0 times, came 0 times
+  s:4:1: must not come here
 )");
 }
 
@@ -106,7 +106,7 @@ TEST_F(Scenarios, WhatIsNotExpectedOrDoesNotComeIsTold)
     EXPECT_STATUS(ok, V_ApiGetInt(1, 0, 3));
     EXPECT_STATUS(ok, V_ApiAlert(str("in time"), 1));
     EXPECT_EQ(failures(), R"(client 1 (tester): nothing expects api_vq_alert_1(str1="early", int2=1)
-  s:3:1: expected 0 to 1 times, came 0 times
+  s:3:1: expected 0 to 1 times, came 0 times; it comes before its turn
 client 1 (tester): nothing expects api_vq_get_int_1(docId=2, objId=0, propIdent={num=5})
   s:2:1: expected once, came 0 times; it is the nearest, and differs in
     docId:
