@@ -61,7 +61,11 @@ void need_procedure(std::string_view name)
     Nearest nearest(name);
     for (const Procedure &each : all)
         nearest.consider(each.name);
-    misuse("no procedure is called " + in_quotes(name) + nearest.hint());
+    const auto callbacks = client_procedures();
+    if (std::ranges::find(callbacks, name, &Procedure::name) != callbacks.end())
+        misuse(in_quotes(name) + " is called by the host; calls of the client are counted");
+    misuse("no procedure is called " + in_quotes(name) +
+           hint_of_call(name).value_or(nearest.hint()));
 }
 
 } // namespace
@@ -322,7 +326,11 @@ void Mock::serve_host(svc_req &request)
     };
     delivered_++;
     const Within within(*this, request.rq_proc);
-    library_.serve(&request, request.rq_xprt);
+    try {
+        library_.serve(&request, request.rq_xprt);
+    } catch (const std::exception &error) {
+        fail("an exception has left " + std::string(callback_->name) + ": " + reason_of(error));
+    }
     // It cannot hand control back.
     while (lost_ && client_->turns.break_off()) {
     }

@@ -335,11 +335,15 @@ TEST_F(Mocked, MisuseIsToldWithItsPlace)
     EXPECT_TOLD("unknown name \"str\"; do you mean \"str1\"?");
     EXPECT_EQ(V_MockCount("api_vq_alert"), -1);
     EXPECT_TOLD("do you mean \"api_vq_alert_1\"?");
+    EXPECT_EQ(V_MockCount("V_ApiAlert"), -1);
+    EXPECT_TOLD("vqcall describe V_ApiAlert");
+    EXPECT_EQ(V_MockCount("vq_api_command_1"), -1);
+    EXPECT_TOLD("is called by the host");
     EXPECT_EQ(V_MockCalls("api"), nullptr);
     EXPECT_EQ(V_MockAnswer(step("api_vq_open_1", "").c_str()), 0);
     const std::string place = std::to_string(__LINE__ - 1);
-    EXPECT_EQ(V_MockFailures(), 13);
-    EXPECT_EQ(V_MockClose(), 15);
+    EXPECT_EQ(V_MockFailures(), 15);
+    EXPECT_EQ(V_MockClose(), 17);
     EXPECT_TOLD("mock_test.cpp:" + place + ":1:1: api_vq_open_1: expected once, came 0 times");
 }
 
