@@ -101,7 +101,8 @@ TEST_F(Vqsre, Encodings)
 
 // Every byte and every two-byte character of every encoding comes through print and compile,
 // whether it has a character or not.
-TEST_F(Vqsre, EveryByteSurvives)
+using VqsreSweep = Vqsre;
+TEST_F(VqsreSweep, EveryByteSurvives)
 {
     V_FdeInitFontEncs(nullptr);
     UIntT encoding = 0;

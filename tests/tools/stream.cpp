@@ -14,8 +14,8 @@
 namespace
 {
 
-struct Kept {
-    explicit Kept(const StreamOptions &options)
+struct KeptStream {
+    explicit KeptStream(const StreamOptions &options)
         : stream(options, [this](std::string_view bytes) { out += bytes; })
     {
     }
@@ -90,7 +90,7 @@ TEST(Stream, BlocksDoNotShow)
     for_each_pair([](const std::string &text, UIntT from, UIntT target) {
         const auto whole = to(text, from, target);
         // Some texts have line ends for which the target has nothing.
-        Kept kept({.from = from, .to = target, .skip = true});
+        KeptStream kept({.from = from, .to = target, .skip = true});
         for (std::size_t block = 1; block <= text.size(); ++block)
             EXPECT_EQ(kept.feed(text, block), whole) << "blocks of " << block;
     });
@@ -105,14 +105,14 @@ TEST(StreamSweep, DamageIsFoundWhereItIsInAnyBlocks)
             for (int i = 0; i < 3; ++i)
                 text[random() % text.size()] = static_cast<char>(random());
             text.resize(random() % text.size() + 1);
-            Kept skipping({.from = from, .to = target, .skip = true});
+            KeptStream skipping({.from = from, .to = target, .skip = true});
             const std::string whole = skipping.feed(text, text.size());
             const auto skipped = skipping.stream.skipped_bytes();
             EXPECT_EQ(skipping.feed(text, 1 + random() % 5), whole);
             EXPECT_EQ(skipping.stream.skipped_bytes(), 2 * skipped);
 
             EXPECT_EQ(velt::test::error_of([&] {
-                          Kept strict({.from = from, .to = target});
+                          KeptStream strict({.from = from, .to = target});
                           EXPECT_EQ(strict.feed(text, 1 + random() % 5), whole);
                       }),
                       skipping.stream.first_skipped());
@@ -123,13 +123,13 @@ TEST(StreamSweep, DamageIsFoundWhereItIsInAnyBlocks)
 TEST(Stream, PlainTextKeepsItsLinesAndZeroBytesStay)
 {
     const std::string text("a\tb\r\n\x88\x9F\0\x88\x9F\n", 11);
-    Kept plain({.from = VdeEncShiftJis, .to = VdeEncUtf8, .plain = true});
+    KeptStream plain({.from = VdeEncShiftJis, .to = VdeEncUtf8, .plain = true});
     EXPECT_EQ(plain.feed(text, 1), std::string("a\tb\r\n\xE4\xBA\x9C\0\xE4\xBA\x9C\n", 13));
-    Kept jis({.from = VdeEncShiftJis, .to = VdeEncJis, .plain = true});
+    KeptStream jis({.from = VdeEncShiftJis, .to = VdeEncJis, .plain = true});
     EXPECT_EQ(jis.feed(text, 2), std::string("a\tb\r\n\x1B$B0!\x1B(J\0\x1B$B0!\x1B(J\n", 23));
 }
 
-TEST(Tables, SayWhatIconvSays)
+TEST(TablesSweep, SayWhatIconvSays)
 {
     V_FdeInitUnicode(VELT_UNICODE_HOME);
     for (const auto &[encoding, charset, least] : tables) {

@@ -117,7 +117,7 @@ TEST(Service, ItsOwnPauseMakesNoPeerLate)
 }
 
 // Many small records that come behind a long one cost no more than their bytes.
-TEST(Service, WhatComesBehindARecordIsNotMovedAgainAndAgain)
+TEST(RecordSweep, WhatComesBehindARecordIsNotMovedAgainAndAgain)
 {
     const auto processor_time_behind = [](std::size_t bytes) {
         constexpr std::size_t count = 500'000;
