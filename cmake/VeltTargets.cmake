@@ -55,7 +55,8 @@ function(velt_library name folder)
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${own})
   target_compile_options(${name}-objects PRIVATE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
-  set_target_properties(${name}-objects PROPERTIES
+  # A client replaces functions of the library one by one, so each source stays an object of its own.
+  set_target_properties(${name}-objects PROPERTIES UNITY_BUILD OFF
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden)
   foreach(kind static shared)
     string(TOUPPER ${kind} KIND)

@@ -7,11 +7,6 @@ namespace velt
 namespace
 {
 
-std::string shown(const Option &option)
-{
-    return option.name ? std::string("--") + option.name : std::string("-") + option.letter;
-}
-
 bool wants_word(const Option &option)
 {
     return option.takes == Option::value || option.takes == Option::value_or_empty;

@@ -18,10 +18,15 @@ int code_of(const std::vector<Option> &options, std::size_t i)
     return options[i].letter ? options[i].letter : 256 + static_cast<int>(i);
 }
 
+} // namespace
+
 std::string shown(const Option &option)
 {
     return option.name ? std::string("--") + option.name : std::string("-") + option.letter;
 }
+
+namespace
+{
 
 [[noreturn]] void refuse_unknown(const std::string &word, const std::vector<Option> &options)
 {

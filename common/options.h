@@ -30,6 +30,9 @@ struct Option {
     }
 };
 
+// Returns the option as it is typed.
+std::string shown(const Option &option);
+
 // Where options may stand: anywhere, or before the first other word, behind which all belong to
 // another program.
 enum class OptionsStand { anywhere, in_front };

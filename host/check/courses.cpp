@@ -45,7 +45,7 @@ std::vector<Course> observe(const Subject &subject)
 }
 
 // A line has a step, and the numbers of procedures and of their calls.
-void write(std::ostream &out, const std::vector<Course> &courses)
+void write_courses(std::ostream &out, const std::vector<Course> &courses)
 {
     for (const auto &[step, opens_dialog, bails_out, calls] : courses) {
         out << step.command.has_value() << ' ' << step.command.value_or(0) << ' ' << opens_dialog
@@ -56,7 +56,7 @@ void write(std::ostream &out, const std::vector<Course> &courses)
     }
 }
 
-std::vector<Course> read(std::istream &in)
+std::vector<Course> read_courses(std::istream &in)
 {
     std::vector<Course> courses;
     bool is_command;
@@ -94,10 +94,10 @@ std::vector<Course> courses_of(const Subject &subject)
     const std::string path = subject.folder + "/courses";
     std::ifstream known(path);
     if (known)
-        return read(known);
+        return read_courses(known);
     std::vector<Course> courses = observe(subject);
     std::ofstream file(path);
-    write(file, courses);
+    write_courses(file, courses);
     return courses;
 }
 

@@ -14,10 +14,10 @@ namespace
 {
 
 // Reads a book from nodes into a model and collects the mistakes in it.
-class Reader : public ModelReader
+class BookReader : public ModelReader
 {
 public:
-    Reader(Model &model, std::vector<JsonError> &problems)
+    BookReader(Model &model, std::vector<JsonError> &problems)
         : ModelReader(model, problems, "; \"language\" or run --language names another")
     {
     }
@@ -32,7 +32,7 @@ private:
     std::unordered_set<std::string> names_; // the names of the components read so far
 };
 
-void Reader::properties(const JsonNode &node, UIntT doc, UIntT id)
+void BookReader::properties(const JsonNode &node, UIntT doc, UIntT id)
 {
     const IntT type = model_.at(id).type;
     ModelReader::properties(node, [&](const PropertyKey &key, const V_TypedValT &value) {
@@ -42,7 +42,7 @@ void Reader::properties(const JsonNode &node, UIntT doc, UIntT id)
     });
 }
 
-void Reader::component(const JsonNode &node, UIntT book)
+void BookReader::component(const JsonNode &node, UIntT book)
 {
     need_object(node, {"name", "file", "properties"});
     std::string name;
@@ -64,7 +64,7 @@ void Reader::component(const JsonNode &node, UIntT book)
 
 // Returns the component that the node gives by name, or by position from 1, since not every
 // component has a name.
-UIntT Reader::selected(const JsonNode &node, UIntT book)
+UIntT BookReader::selected(const JsonNode &node, UIntT book)
 {
     if (node.is_text()) {
         if (const Object *found = model_.find(book, object_type::component, text(node)))
@@ -80,7 +80,7 @@ UIntT Reader::selected(const JsonNode &node, UIntT book)
 }
 
 // Sets the session's language, without which no text can be read.
-void Reader::session(const JsonNode &root, IntT language)
+void BookReader::session(const JsonNode &root, IntT language)
 {
     if (const JsonNode *named = root.member("language")) {
         const std::string name = named->text();
@@ -111,7 +111,7 @@ void Reader::session(const JsonNode &root, IntT language)
     });
 }
 
-UIntT Reader::book(const JsonNode &root, IntT language)
+UIntT BookReader::book(const JsonNode &root, IntT language)
 {
     if (root.member("flows") && !root.member("components"))
         throw JsonError(root, "it is a document, which the command \"open\" opens, and no book");
@@ -151,7 +151,7 @@ UIntT read_book(std::string_view text, const std::string &path, Model &model, In
     UIntT book = 0;
     JsonNode root;
     read_nodes(text, path, root, [&](std::vector<JsonError> &problems) {
-        book = Reader(model, problems).book(root, language);
+        book = BookReader(model, problems).book(root, language);
     });
     return book;
 }

@@ -12,10 +12,10 @@ namespace
 
 // Reads a document in two passes: the first makes all objects, the second gives them their
 // properties, which may refer to any of them by the number that the file gives it as its "id".
-class Reader : public ModelReader
+class DocumentReader : public ModelReader
 {
 public:
-    Reader(Model &model, std::vector<JsonError> &problems, UIntT document)
+    DocumentReader(Model &model, std::vector<JsonError> &problems, UIntT document)
         : ModelReader(model, problems, "; --language names another"), document_(document)
     {
         session_.emplace(model.language());
@@ -67,7 +67,7 @@ private:
     std::map<UIntT, Anchor> anchors_; // by the numbers of the objects, until these are made
 };
 
-std::string Reader::name(const JsonNode &node, IntT type)
+std::string DocumentReader::name(const JsonNode &node, IntT type)
 {
     const JsonNode *named = node.member("name");
     std::string name = named ? text(*named) : "";
@@ -76,7 +76,7 @@ std::string Reader::name(const JsonNode &node, IntT type)
     return name;
 }
 
-void Reader::note(const JsonNode &node, UIntT id, UIntT known_as)
+void DocumentReader::note(const JsonNode &node, UIntT id, UIntT known_as)
 {
     made_.emplace_back(&node, id);
     const JsonNode *numbered = node.member("id");
@@ -88,7 +88,7 @@ void Reader::note(const JsonNode &node, UIntT id, UIntT known_as)
         throw JsonError(*numbered, number == 0 ? "0 is the id of nothing" : "the id stands twice");
 }
 
-UIntT Reader::referred(const JsonNode &node)
+UIntT DocumentReader::referred(const JsonNode &node)
 {
     UIntT number = 0;
     decode(number, node);
@@ -99,7 +99,7 @@ UIntT Reader::referred(const JsonNode &node)
 }
 
 // An id that the file does not define refers to nothing, and must not to what has that id here.
-void Reader::replace_ids(V_TypedValT &value) const
+void DocumentReader::replace_ids(V_TypedValT &value) const
 {
     each_id(value, [&](UIntT &id) {
         const auto found = ids_.find(id);
@@ -108,7 +108,7 @@ void Reader::replace_ids(V_TypedValT &value) const
 }
 
 template <class Add>
-void Reader::fill(const JsonNode &node, const char *list, Add add)
+void DocumentReader::fill(const JsonNode &node, const char *list, Add add)
 {
     const JsonNode *members = node.member(list);
     if (!members)
@@ -120,7 +120,7 @@ void Reader::fill(const JsonNode &node, const char *list, Add add)
         attempt(problems_, [&] { add(each.second); });
 }
 
-void Reader::flow(const JsonNode &node)
+void DocumentReader::flow(const JsonNode &node)
 {
     need_object(node, {"id", "name", "properties", "paragraphs"});
     const UIntT id = model_.append(document_, object_type::flow, name(node, object_type::flow));
@@ -130,7 +130,7 @@ void Reader::flow(const JsonNode &node)
     model_.remove(document_, initial);
 }
 
-void Reader::paragraph(const JsonNode &node, UIntT flow)
+void DocumentReader::paragraph(const JsonNode &node, UIntT flow)
 {
     need_object(node, {"id", "name", "tag", "text", "properties", "formats", "anchors"});
     constexpr IntT type = object_type::paragraph;
@@ -154,7 +154,7 @@ void Reader::paragraph(const JsonNode &node, UIntT flow)
     each_of(node, "anchors", [&](const JsonNode &each) { anchor(each, id); });
 }
 
-void Reader::anchor(const JsonNode &node, UIntT paragraph)
+void DocumentReader::anchor(const JsonNode &node, UIntT paragraph)
 {
     need_object(node, {"offset", "object"});
     const JsonNode *offset = node.member("offset"), *object = node.member("object");
@@ -170,7 +170,7 @@ void Reader::anchor(const JsonNode &node, UIntT paragraph)
         throw JsonError(*object, "the object has an anchor already");
 }
 
-void Reader::object(const JsonNode &node)
+void DocumentReader::object(const JsonNode &node)
 {
     need_object(node, {"id", "type", "name", "in", "properties"});
     IntT type = 0;
@@ -202,7 +202,7 @@ void Reader::object(const JsonNode &node)
     }
 }
 
-void Reader::properties(const JsonNode &node, UIntT id)
+void DocumentReader::properties(const JsonNode &node, UIntT id)
 {
     const IntT type = model_.at(id).type;
     ModelReader::properties(node, [&](const PropertyKey &key, V_TypedValT &value) {
@@ -216,7 +216,7 @@ void Reader::properties(const JsonNode &node, UIntT id)
         each_of(node, "formats", [&](const JsonNode &each) { format(each, id); });
 }
 
-void Reader::format(const JsonNode &node, UIntT paragraph)
+void DocumentReader::format(const JsonNode &node, UIntT paragraph)
 {
     need_object(node, {"from", "to", "properties"});
     const JsonNode *from = node.member("from"), *to = node.member("to");
@@ -237,7 +237,7 @@ void Reader::format(const JsonNode &node, UIntT paragraph)
     at(node, [&] { model_.set_text_properties({document_, first, last}, all); });
 }
 
-JsonError Reader::no_place(const JsonNode &node, const V_TextLocT &place) const
+JsonError DocumentReader::no_place(const JsonNode &node, const V_TextLocT &place) const
 {
     const auto count = model_.characters().count(model_.at(place.objId).text);
     return {node, "the text has " + std::to_string(count) + " characters, and no place " +
@@ -245,7 +245,7 @@ JsonError Reader::no_place(const JsonNode &node, const V_TextLocT &place) const
 }
 
 // Goes on from the place that it has returned last, as formats stand in the order of the text.
-texts::Place Reader::place(const JsonNode &node, UIntT paragraph, IntT offset)
+texts::Place DocumentReader::place(const JsonNode &node, UIntT paragraph, IntT offset)
 {
     if (paragraph != last_.paragraph || offset < last_.offset)
         last_ = {paragraph, 0, 0};
@@ -256,7 +256,7 @@ texts::Place Reader::place(const JsonNode &node, UIntT paragraph, IntT offset)
     return last_ = {paragraph, offset, last_.byte + *further};
 }
 
-void Reader::read(const JsonNode &root, UIntT known_as)
+void DocumentReader::read(const JsonNode &root, UIntT known_as)
 {
     if (root.member("components") && !root.member("flows"))
         throw JsonError(root, "it is a book, which \"vqhost run\" opens, and no document");
@@ -301,7 +301,7 @@ void read_document(std::string_view text, const std::string &path, Model &model,
     read_nodes(text, path, root, [&](std::vector<JsonError> &problems) {
         root.need(JsonNode::object);
         attempt(problems, [&] { check_format(root, path); });
-        Reader(model, problems, fresh.id).read(root, document);
+        DocumentReader(model, problems, fresh.id).read(root, document);
     });
     model.remove(fresh.id, model.at(fresh.id).first);
     model.replace_contents(document, fresh.id);

@@ -290,7 +290,7 @@ struct Check {
     const char *advice;
 };
 
-constexpr Check checks[] = {
+constexpr Check all_checks[] = {
     {"VQAPIX", check_identity, "unset VQAPIX; vqhost sets it for its clients"},
     {"VQPMAP", check_session_mapper, "unset VQPMAP, or take what the command session prints"},
     {"VQHOME", check_vqhome, "unset VQHOME, or name the directory that has vqinit/"},
@@ -325,7 +325,7 @@ Finding attempted(Finding (*find)())
 bool examine()
 {
     bool well = true;
-    for (const Check &each : checks) {
+    for (const Check &each : all_checks) {
         const Finding finding = attempted(each.find);
         well &= finding.well;
         std::cout << (finding.well ? "OK     " : "WRONG  ") << each.name << ": "
@@ -343,7 +343,7 @@ bool examine()
 std::string names_of_checks()
 {
     std::vector<std::string> names;
-    for (const Check &each : checks)
+    for (const Check &each : all_checks)
         names.emplace_back(each.name);
     return joined(names);
 }

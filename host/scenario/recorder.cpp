@@ -21,7 +21,8 @@ const Failure &failure_of(std::string_view outcome)
 struct Names {
     const char *decoded, *bytes;
 };
-constexpr Names arguments = {"arguments", "argumentBytes"}, answer = {"answer", "answerBytes"};
+constexpr Names argument_names = {"arguments", "argumentBytes"},
+                answer_names = {"answer", "answerBytes"};
 
 using Sender = Redaction::Sender;
 
@@ -94,10 +95,10 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
         if (event.duration)
             line.seconds("took", std::chrono::duration<double>(*event.duration).count());
         line.text("call", event.procedure);
-        write_message(line, arguments, event.arguments, Sender::client, event.procedure, text,
+        write_message(line, argument_names, event.arguments, Sender::client, event.procedure, text,
                       redaction);
         if (event.outcome == outcomes::answered)
-            write_message(line, answer, event.result, Sender::host, event.procedure, text,
+            write_message(line, answer_names, event.result, Sender::host, event.procedure, text,
                           redaction);
         else
             line.text("failed", failure_of(event.outcome).word);
@@ -106,7 +107,7 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
         line.text("callback", event.procedure);
         if (event.client_waits)
             line.number("waits", 1);
-        write_message(line, arguments, event.arguments, Sender::host, event.procedure, text,
+        write_message(line, argument_names, event.arguments, Sender::host, event.procedure, text,
                       redaction);
         break;
     case Direction::from_client:

@@ -9,6 +9,7 @@
 #include "apilib/unix/process.h"
 #include "apilib/unix/transport/transport.h"
 #include "common/printable.h"
+#include "host/session/event_loop.h"
 #include "host/session/tracing.h"
 #include "host/values/owned.h"
 #include "host/values/status.h"
@@ -21,8 +22,6 @@ namespace
 
 using State = Client::State;
 using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds look_interval(10);
 
 } // namespace
 
@@ -138,7 +137,7 @@ void Clients::look_after()
     // many clients it is done only after one has ended, and now and then for what escapes that
     // look.
     const auto now = Clock::now();
-    const bool ends = now - looked_ >= look_interval || a_child_has_ended();
+    const bool ends = now - looked_ >= EventLoop::look_interval || a_child_has_ended();
     if (ends)
         looked_ = now;
     for (Client &client : all_)

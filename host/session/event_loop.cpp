@@ -6,13 +6,6 @@
 
 namespace velt::host
 {
-namespace
-{
-
-// The loop looks for the ends of processes at this interval, because they show on no descriptor.
-constexpr EventLoop::Milliseconds look_interval(10);
-
-} // namespace
 
 void EventLoop::serve_pending()
 {

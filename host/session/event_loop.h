@@ -16,6 +16,8 @@ class EventLoop
 public:
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::milliseconds;
+    // The ends of processes are looked for at this interval, because they show on no descriptor.
+    static constexpr Milliseconds look_interval{10};
 
     // `look` is called in every round, for what shows on no descriptor, and `check` after each
     // wait. When `check` throws, nothing is served. Without waits nothing comes from elsewhere, and

@@ -9,10 +9,10 @@ namespace velt::host
 namespace
 {
 
-constexpr IntT style = 502, many = 100'000;
+constexpr IntT style_number = 502, many = 100'000;
 constexpr UIntT nobody = 4711;
 const V_TypedValT one = integer(1);
-V_PropValT property = property_of(style, one);
+V_PropValT property = property_of(style_number, one);
 const V_PropValsT properties{1, &property}, none{};
 V_PropValT c = property_of(V_find_text, string("c"));
 const V_PropValsT find_c{1, &c};
@@ -53,8 +53,8 @@ protected:
         flow = V_ApiNewNamedObject(doc, V_type_flow, "other");
         object = V_ApiNewNamedObject(doc, 77, "");
         const V_TextRangeT all{good, {second, 1}};
-        V_ApiSetTextVal(doc, &all, style, &one);
-        V_ApiSetInt(doc, object, style, 1);
+        V_ApiSetTextVal(doc, &all, style_number, &one);
+        V_ApiSetInt(doc, object, style_number, 1);
         V_ApiScrollToText(doc, &all);
         V_ApiCopy(doc, 0);
         before = state();
@@ -97,13 +97,13 @@ TEST_P(Refusals, PlacesAndDocuments)
         ROW(V_ApiScrollToText(in, &range)), ROW(V_ApiCenterOnText(in, &range)),
         ROW(V_ApiGetTextForRange(in, &range, V_select_string)),
         ROW(V_ApiGetTextForRange2(in, &range, V_select_string, V_select_anchor)),
-        ROW(V_ApiSetTextVal(in, &range, style, &one)),
+        ROW(V_ApiSetTextVal(in, &range, style_number, &one)),
         ROW(V_ApiSetTextPropVal(in, &range, &property)),
         ROW(V_ApiSetTextProps(in, &range, &properties)),
         ROW(V_ApiExport(in, "out.txt", &export_range, &returned))};
     std::vector<Row> rows = {
         ROW(V_ApiAddText(in, &at, "x")), ROW(V_ApiFind(in, &at, &find_c)),
-        ROW(V_ApiGetTextVal(in, &at, style)), ROW(V_ApiGetTextPropVal(in, &at, style)),
+        ROW(V_ApiGetTextVal(in, &at, style_number)), ROW(V_ApiGetTextPropVal(in, &at, style_number)),
         ROW(V_ApiGetTextProps(in, &at)), ROW(V_ApiNewAnchoredObject(in, 77, &at)),
         ROW(V_ApiNewAnchoredFormattedObject(in, 77, "Box", &at)),
         ROW(V_ApiImport(in, &at, "in.txt", &none, &returned))};
@@ -153,9 +153,9 @@ TEST_P(Refusals, ObjectsAndDocuments)
         ROW(V_ApiGetText(in, of, V_select_string)),
         ROW(V_ApiGetText2(in, of, V_select_string, V_select_anchor))};
     const std::vector<Row> rows = {
-        ROW(V_ApiGetInt(in, of, style)), ROW(V_ApiGetString(in, of, style)),
-        ROW(V_ApiGetVal(in, of, style)), ROW(V_ApiGetPropVal(in, of, style)),
-        ROW(V_ApiGetProps(in, of)), ROW(V_ApiSetInt(in, of, style, 2)),
+        ROW(V_ApiGetInt(in, of, style_number)), ROW(V_ApiGetString(in, of, style_number)),
+        ROW(V_ApiGetVal(in, of, style_number)), ROW(V_ApiGetPropVal(in, of, style_number)),
+        ROW(V_ApiGetProps(in, of)), ROW(V_ApiSetInt(in, of, style_number, 2)),
         ROW(V_ApiSetTextLoc(in, of, 503, &good)), ROW(V_ApiSetVal(in, of, 503, &one)),
         ROW(V_ApiSetPropVal(in, of, &property)), ROW(V_ApiSetProps(in, of, &properties)),
         ROW(V_ApiDeletePropByName(in, of, "n")), ROW(V_ApiObjectValid(in, of)),
@@ -231,15 +231,15 @@ TEST_P(Refusals, OptionsAndValues)
     }
     for (const IntT no_kind : {0, 20, -1}) {
         const V_TypedValT value{no_kind, {}};
-        const V_PropValT of_style = property_of(style, value);
-        refused({wrong_kind}, ROW(V_ApiSetVal(doc, object, style, &value)));
+        const V_PropValT of_style = property_of(style_number, value);
+        refused({wrong_kind}, ROW(V_ApiSetVal(doc, object, style_number, &value)));
         refused({wrong_kind}, ROW(V_ApiSetPropVal(doc, object, &of_style)));
-        refused({wrong_kind}, ROW(V_ApiSetTextVal(doc, &all, style, &value)));
+        refused({wrong_kind}, ROW(V_ApiSetTextVal(doc, &all, style_number, &value)));
     }
     std::vector<V_PropValT> lots;
     for (IntT i = 0; i < many; i++)
         lots.push_back(property_of(1000 + i, one));
-    lots.back() = property_of(style, string("of another kind"));
+    lots.back() = property_of(style_number, string("of another kind"));
     const V_PropValsT list = list_of(lots);
     refused({wrong_kind}, ROW(V_ApiSetTextProps(doc, &all, &list)));
     refused({not_permitted}, ROW(V_ApiSetTextLoc(doc, object, V_prop_anchor, &good)));

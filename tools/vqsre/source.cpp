@@ -24,7 +24,7 @@ using namespace velt;
 namespace
 {
 
-using Error = std::runtime_error;
+using LineError = std::runtime_error;
 
 struct Freer {
     void operator()(char *text) const { V_Free(text); }
@@ -55,12 +55,12 @@ std::string encode(char32_t character, const Charset &charset)
     if (character >= 0x20 && character < 0x7F)
         return {static_cast<char>(character)};
     if (character < 0x20 || character == 0x7F)
-        throw Error("a control character (" + hex("U+%04X", character) +
-                    "); it is written as an escape");
+        throw LineError("a control character (" + hex("U+%04X", character) +
+                        "); it is written as an escape");
     std::string bytes = charset.encode(character);
     if (bytes.empty())
-        throw Error(charset.name() + " has no '" + to_utf8(character) + "' (" +
-                    hex("U+%04X", character) + ")");
+        throw LineError(charset.name() + " has no '" + to_utf8(character) + "' (" +
+                        hex("U+%04X", character) + ")");
     return bytes;
 }
 
@@ -68,7 +68,7 @@ std::string encode(char32_t character, const Charset &charset)
 char take_escape(std::u32string_view &text)
 {
     if (text.empty())
-        throw Error("a backslash at the end of the line");
+        throw LineError("a backslash at the end of the line");
     const char32_t letter = text.front();
     text.remove_prefix(1);
     if (letter == U'x') {
@@ -76,16 +76,16 @@ char take_escape(std::u32string_view &text)
         for (int digit = 0; digit < 2; ++digit, text.remove_prefix(1)) {
             const char32_t c = text.empty() ? 0 : text.front();
             if (c >= 0x80 || (VdeCharProps[c] & VdeCharHexDigit) == 0)
-                throw Error("\\x needs two hexadecimal digits");
+                throw LineError("\\x needs two hexadecimal digits");
             value = value * 16 + VdeHexAtoD[c];
         }
         if (value == 0)
-            throw Error("\\x00 would end the string");
+            throw LineError("\\x00 would end the string");
         return static_cast<char>(value);
     }
     const std::optional<char> byte = escaped(letter);
     if (!byte)
-        throw Error("'\\" + to_utf8(letter) + "' is no escape");
+        throw LineError("'\\" + to_utf8(letter) + "' is no escape");
     return *byte;
 }
 
@@ -123,7 +123,7 @@ std::set<std::string> references_of(std::string_view text)
         if (brace) {
             const std::size_t close = text.find('}');
             if (close == std::string_view::npos)
-                throw Error("a '%{' without its '}'");
+                throw LineError("a '%{' without its '}'");
             inside = text.substr(1, close - 1);
             text.remove_prefix(close + 1);
         }
@@ -131,7 +131,7 @@ std::set<std::string> references_of(std::string_view text)
         if (c == 'u' || (c >= '0' && c <= '9'))
             references.insert({'%', c});
         else if (brace && c != '\0')
-            throw Error("'%{" + std::string(inside) + "}' is no reference");
+            throw LineError("'%{" + std::string(inside) + "}' is no reference");
         else if (c == '%')
             text.remove_prefix(1);
     }
@@ -171,15 +171,15 @@ int take_id(std::string_view &line)
     int id = 0;
     const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), id);
     if (error == std::errc::invalid_argument)
-        throw Error("not of the form 'ID: text'");
+        throw LineError("not of the form 'ID: text'");
     using Id = std::numeric_limits<std::int16_t>;
     if (error != std::errc() || id < Id::min() || id > Id::max())
-        throw Error("the id does not lie between " + std::to_string(Id::min()) + " and " +
-                    std::to_string(Id::max()));
+        throw LineError("the id does not lie between " + std::to_string(Id::min()) + " and " +
+                        std::to_string(Id::max()));
     line.remove_prefix(static_cast<std::size_t>(end - line.data()));
     line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
     if (!line.starts_with(':'))
-        throw Error("not of the form 'ID: text'");
+        throw LineError("not of the form 'ID: text'");
     line.remove_prefix(1);
     return id;
 }
@@ -193,12 +193,12 @@ void read_line(std::string_view line, int number, const Charset &charset, Source
     const auto [place, is_new] = source.strings.try_emplace(id);
     String &string = place->second;
     if (!is_new)
-        throw Error(string_name(id) + " is already in line " + std::to_string(string.line));
+        throw LineError(string_name(id) + " is already in line " + std::to_string(string.line));
     string.line = number;
     string.bytes = parse_text(line, charset);
     if (string.bytes.size() > max_string)
-        throw Error("the string has " + std::to_string(string.bytes.size()) + " bytes in " +
-                    charset.name() + "; at most " + std::to_string(max_string) + " are read");
+        throw LineError("the string has " + std::to_string(string.bytes.size()) + " bytes in " +
+                        charset.name() + "; at most " + std::to_string(max_string) + " are read");
     string.references = references_of(string.bytes);
     string.sound = true;
 }
@@ -220,7 +220,7 @@ Source read_source(const std::string &path, const Charset &charset, Errors &erro
         const std::size_t end = std::min(rest.find('\n'), rest.size());
         try {
             read_line(rest.substr(0, end), ++source.lines, charset, source);
-        } catch (const Error &error) {
+        } catch (const LineError &error) {
             errors.add(path, source.lines, error.what());
         }
         rest.remove_prefix(std::min(end + 1, rest.size()));
