@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "host/json/writer.h"
-#include "host/wire/procedures.h"
+#include "host/wire/catalogue.h"
 #include "velt/vde/language.h"
 
 namespace velt::host
@@ -120,10 +120,7 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
 
 void Recorder::write(const TraceEvent &event) noexcept
 try {
-    // How a client comes up is the same in each run.
-    if (event.direction == Direction::to_host &&
-        (event.number == procedure::api_vq_init_ack_5_1::number ||
-         event.number == procedure::api_vq_init_ack_4_1::number))
+    if (is_of_start(event.procedure))
         return;
     std::string &known = names_[event.client];
     const bool is_new = known != event.client_name;

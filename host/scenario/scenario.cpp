@@ -206,7 +206,7 @@ private:
         const JsonNode &name = *node.member("call");
         const bool any = name.is_text() && name.text() == "*";
         ExpectedCall call{place(node), any ? nullptr : find(name, host_procedures())};
-        if (call.procedure && is_of_start(*call.procedure))
+        if (call.procedure && is_of_start(call.procedure->name))
             throw JsonError(name, "how a client comes up is between it and the host alone");
         if ((call.arguments = node.member("arguments"))) {
             if (!call.procedure)
@@ -346,13 +346,6 @@ Scenario parse(std::string_view text, const std::string &path, IntT language,
 }
 
 } // namespace
-
-bool is_of_start(const Procedure &procedure)
-{
-    using procedure::api_vq_init_ack_4_1, procedure::api_vq_init_ack_5_1;
-    return procedure.name == api_vq_init_ack_5_1::name ||
-           procedure.name == api_vq_init_ack_4_1::name;
-}
 
 Scenario parse_scenario(std::string_view text, const std::string &path, IntT language)
 {

@@ -14,10 +14,6 @@
 namespace velt::host
 {
 
-// Returns whether the procedure belongs to how a client comes up, which is between it and the host
-// alone.
-bool is_of_start(const Procedure &procedure);
-
 struct ExpectedCall;
 
 // A call of the host, and what the client is expected to do in it.

@@ -74,7 +74,7 @@ Json steps_of(std::span<const Procedure> procedures, const char *named, const Js
 {
     Json all = Json::array();
     for (const Procedure &each : procedures) {
-        if (is_of_start(each))
+        if (is_of_start(each.name))
             continue;
         Json properties = others;
         properties[named] = {{"const", each.name}};

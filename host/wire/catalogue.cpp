@@ -131,6 +131,12 @@ const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t numb
     return found == among.end() || found->number != number ? nullptr : &*found;
 }
 
+bool is_of_start(std::string_view name)
+{
+    using procedure::api_vq_init_ack_4_1, procedure::api_vq_init_ack_5_1;
+    return name == api_vq_init_ack_5_1::name || name == api_vq_init_ack_4_1::name;
+}
+
 std::optional<std::string> hint_of_call(std::string_view name)
 {
     if (!name.starts_with("V_Api"))

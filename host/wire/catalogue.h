@@ -43,6 +43,9 @@ std::span<const Procedure> client_procedures();
 // Returns the procedure of the number, or null.
 const Procedure *find_procedure(std::span<const Procedure> among, rpcproc_t number);
 
+// Returns whether the procedure belongs to how a client comes up, which is the same in each run.
+bool is_of_start(std::string_view procedure);
+
 // Returns what helps with a name that is that of a call of the library instead of a procedure;
 // nothing for another name.
 std::optional<std::string> hint_of_call(std::string_view name);

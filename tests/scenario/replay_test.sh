@@ -163,9 +163,9 @@ sed '3s/.*/{"client":1,"call":"api_vq_no_1"},/' words >unknown
 sed 's/"answer":{/"answer":{"no":0,/' words >misfit
 sed '4s/"answer":.*/"failed":"somehow"},/' words >failure
 head -1 words >header
-cat words words >more
+cat words words >doubled
 sed '5s/.*/garbage/' words >garbage
-for each in empty scenario unknown misfit failure header more garbage tea.json missing . /dev/null; do
+for each in empty scenario unknown misfit failure header doubled garbage tea.json missing . /dev/null; do
     ends 2 replay "$each"
     ! grep -q differs out || fail "$each is taken for a difference"
 done
