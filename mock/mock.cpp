@@ -204,7 +204,10 @@ try {
     player_.observe(event);
     if (event.direction != Direction::to_host)
         return;
-    const Procedure *procedure = find_procedure(host_procedures(), event.number);
+    const bool unread = is_bytes(event.arguments.shape), raw = is_bytes(event.result.shape);
+    const Procedure *procedure = unread || raw
+                                     ? &as_bytes(host_procedures(), event.number, unread, raw)
+                                     : find_procedure(host_procedures(), event.number);
     Recorded recorded{event, procedure, {}, {}};
     if (event.arguments.shape)
         recorded.arguments = encoded(procedure->argument, event.arguments.value);
