@@ -358,7 +358,7 @@ TEST_F(CommandLanguage, Scripts)
                              "pe\n");
     EXPECT_EQ(test::error_of([&] { commands.run_script(latin, "latin", checks); }),
               "latin:1: unknown command \"ty\xff"
-              "pe\"; help lists them; the line is not UTF-8");
+              "pe\"; do you mean \"type\"?; the line is not UTF-8");
     EXPECT_EQ(error("expect selected Two, too").first, done) << "the rest is left out";
 }
 

@@ -87,11 +87,11 @@ for end in "crash signal 9" "exit 3"; do
     dying=(--client "$5" --client-env "VQTEST=${end%% *}")
     on_fresh_book 1 "${dying[@]}" show
     on_fresh_book 0 "${dying[@]}" --junit report "expect exit test_client ${end#* }"
-    on_fresh_book 2 "${dying[@]}" --junit report fly
+    on_fresh_book 2 "${dying[@]}" --junit report "show fly"
     wrote report "while it held control in vq_api_init_1"
 done
 on_fresh_book 0 --client "$5" "notify 5" "expect not exit 1 0"
-run 2 run three.json --junit report $'expect selected \e<\x01"&\xff\n' "fly"
+run 2 run three.json --junit report $'expect selected \e<\x01"&\xff\n' "show fly"
 xmllint --noout report || fail "the report is no XML"
 wrote report 'errors="1"'
 
@@ -124,7 +124,7 @@ wrote err "text.json:1:37: flows[0].paragraphs[0].text: "
 run 0 check-document --language japanese text.json
 run 0 run three.json --language japanese "open text.json" "type x" "expect text x三"
 wrote err "the changes of text.json were not saved and are lost; save --document saves them"
-run 2 run three.json "set c Author L" "fly"
+run 2 run three.json "set c Author L" "show fly"
 wrote err "the changes of the book were not saved and are lost; save saves them"
 run 1 run three.json "answer 1" show
 wrote err "argument 1: 1 answer was not asked for: 1"
