@@ -28,8 +28,8 @@
  * at, so that a test can call single callbacks.
  *
  * Nothing waits: limits, delays and the client's own sleep pass at once. A client that makes a
- * million calls with no function of the mock in between has its connection ended, and when it goes
- * on all the same, the process aborts. An exception must not leave a callback.
+ * hundred thousand calls with no function of the mock in between has its connection ended, and when
+ * it goes on all the same, the process aborts. An exception must not leave a callback.
  *
  * Texts are in UTF-8 as in the files of the host, apart from those that callbacks get: V_MockNotify
  * and V_MockMessage hand them on as they are, in the session's encoding (velt/api/session.h). What

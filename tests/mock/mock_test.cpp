@@ -395,7 +395,7 @@ TEST(MockDeath, AnEndWithTheMockOpenIsToldAndIsNoSuccess)
                     for (;;)
                         V_ApiUserCancel();
                 }),
-                testing::KilledBySignal(SIGABRT), "1000000 times(.|\n)*goes on calling");
+                testing::KilledBySignal(SIGABRT), "100000 times(.|\n)*goes on calling");
     // A child has a copy, and ends as it likes.
     EXPECT_EXIT(open_and([] {
                     const pid_t child = fork();
