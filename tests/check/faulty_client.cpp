@@ -177,7 +177,13 @@ void V_ApiEmergency(void)
 {
     int host = 0;
     std::sscanf(std::getenv("VQAPIX"), "%*d.%*d %*d.%*d %d", &host);
-    if (has("outlives-the-host") && kill(host, 0) != 0)
+    // One that nobody has waited for yet has ended all the same.
+    char state = 'Z';
+    if (FILE *file = std::fopen(("/proc/" + std::to_string(host) + "/stat").c_str(), "r")) {
+        static_cast<void>(std::fscanf(file, "%*d %*s %c", &state));
+        std::fclose(file);
+    }
+    if (has("outlives-the-host") && state == 'Z')
         wait_for_ever();
 }
 
