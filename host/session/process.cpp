@@ -139,7 +139,8 @@ void ClientProcess::set_id(pid_t id)
 bool ClientProcess::is_ending() const
 {
     ProcessFacts facts;
-    return read_process(id_, facts) && facts.parent == getpid() &&
+    // A client that has detached itself is the first process's child until that has ended.
+    return read_process(id_, facts) && (facts.parent == getpid() || facts.parent == group_) &&
            (facts.exiting || facts.state == 'Z');
 }
 
