@@ -177,13 +177,14 @@ void V_ApiEmergency(void)
 {
     int host = 0;
     std::sscanf(std::getenv("VQAPIX"), "%*d.%*d %*d.%*d %d", &host);
-    // One that nobody has waited for yet has ended all the same.
-    char state = 'Z';
+    // One that is about to end closes what it has open before it is seen as ended.
+    constexpr unsigned exiting = 0x4;
+    unsigned flags = exiting;
     if (FILE *file = std::fopen(("/proc/" + std::to_string(host) + "/stat").c_str(), "r")) {
-        static_cast<void>(std::fscanf(file, "%*d %*s %c", &state));
+        static_cast<void>(std::fscanf(file, "%*d %*s %*c %*d %*d %*d %*d %*d %u", &flags));
         std::fclose(file);
     }
-    if (has("outlives-the-host") && state == 'Z')
+    if (has("outlives-the-host") && flags & exiting)
         wait_for_ever();
 }
 
