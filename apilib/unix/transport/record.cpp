@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -22,8 +23,10 @@ constexpr std::size_t mark_size = 4;
 constexpr std::uint32_t last_fragment = 0x80000000;
 
 constexpr std::size_t first_size = 8192;
-// The largest block that a connection keeps for the next record.
+// The largest block that a connection keeps for the next record. Larger ones are kept by the
+// process, so that a host does not keep the longest record of each of its clients.
 constexpr std::size_t kept_size = 2 << 20;
+constexpr std::size_t spare_size = 16 << 20;
 // Long records are sent in chunks, so that the first bytes travel while the rest is encoded. A
 // chunk with its mark fits into one segment of the loopback device; its size is no whole number of
 // pages, for the reason given at Block.
@@ -38,6 +41,32 @@ void put_mark(char *to, std::size_t size, bool last)
 bool would_block()
 {
     return errno == EAGAIN || errno == EWOULDBLOCK;
+}
+
+// One is read into while the other is sent from.
+std::array<Block, 2> spares;
+
+// Grows a block, of which `used` bytes are in use. Memory that is fresh from the system costs more
+// than the bytes that are copied into it.
+bool grow(Block &block, std::size_t used, std::size_t size)
+{
+    const auto spare = std::ranges::find_if(
+        spares, [&](const Block &each) { return size > kept_size && each.size() >= size; });
+    if (spare == spares.end())
+        return block.grow(size);
+    if (used != 0)
+        std::memcpy(spare->data(), block.data(), used);
+    block = std::move(*spare);
+    *spare = Block();
+    return true;
+}
+
+// Keeps a block that is in nobody's use, if it is larger than what is kept.
+void keep(Block block)
+{
+    Block &spare = *std::ranges::min_element(spares, {}, &Block::size);
+    if (block.size() > spare.size() && block.size() <= spare_size)
+        spare = std::move(block);
 }
 
 } // namespace
@@ -94,7 +123,7 @@ bool RecordReader::make_room()
     if (end_ < block_.size())
         return true;
     if (begin_ == 0)
-        return block_.grow(std::max(first_size, 2 * end_));
+        return grow(block_, end_, std::max(first_size, 2 * end_));
     std::memmove(block_.data(), block_.data() + begin_, end_ - begin_);
     scanned_ -= begin_;
     end_ -= begin_;
@@ -210,7 +239,9 @@ Message RecordReader::take()
 
 void RecordReader::give_back(Message record)
 {
-    if (!block_.data() && record.block.size() <= kept_size)
+    if (record.block.size() > kept_size)
+        keep(std::move(record.block));
+    else if (!block_.data())
         block_ = std::move(record.block);
 }
 
@@ -224,7 +255,7 @@ ssize_t SendBuffer::add(const char *bytes, std::size_t size)
     }
     const std::size_t end = end_ + size;
     if (end > limits.record_out ||
-        !block_.grow(end > block_.size() ? std::max(2 * block_.size(), end) : 0)) {
+        (end > block_.size() && !grow(block_, end_, std::max(2 * block_.size(), end)))) {
         errno = ENOBUFS;
         return -1;
     }
@@ -244,7 +275,7 @@ bool SendBuffer::send(int descriptor)
     }
     begin_ = end_ = 0;
     if (block_.size() > kept_size)
-        block_ = Block();
+        keep(std::move(block_));
     return true;
 }
 
