@@ -44,29 +44,30 @@ bool would_block()
 }
 
 // One is read into while the other is sent from.
-std::array<Block, 2> spares;
+std::array<Block::Memory, 2> spares;
 
 // Grows a block, of which `used` bytes are in use. Memory that is fresh from the system costs more
 // than the bytes that are copied into it.
 bool grow(Block &block, std::size_t used, std::size_t size)
 {
     const auto spare = std::ranges::find_if(
-        spares, [&](const Block &each) { return size > kept_size && each.size() >= size; });
+        spares, [&](const Block::Memory &each) { return size > kept_size && each.size >= size; });
     if (spare == spares.end())
         return block.grow(size);
+    Block grown;
+    grown.swap(*spare);
     if (used != 0)
-        std::memcpy(spare->data(), block.data(), used);
-    block = std::move(*spare);
-    *spare = Block();
+        std::memcpy(grown.data(), block.data(), used);
+    block = std::move(grown);
     return true;
 }
 
 // Keeps a block that is in nobody's use, if it is larger than what is kept.
 void keep(Block block)
 {
-    Block &spare = *std::ranges::min_element(spares, {}, &Block::size);
-    if (block.size() > spare.size() && block.size() <= spare_size)
-        spare = std::move(block);
+    Block::Memory &spare = *std::ranges::min_element(spares, {}, &Block::Memory::size);
+    if (block.size() > spare.size && block.size() <= spare_size)
+        block.swap(spare);
 }
 
 } // namespace

@@ -31,37 +31,38 @@ class Block
 {
 public:
     Block() = default;
-    Block(Block &&other) noexcept
-        : memory_(std::exchange(other.memory_, nullptr)), size_(std::exchange(other.size_, 0))
-    {
-    }
+    Block(Block &&other) noexcept : memory_(std::exchange(other.memory_, {})) {}
     Block &operator=(Block &&other) noexcept
     {
-        std::swap(memory_, other.memory_);
-        std::swap(size_, other.size_);
+        swap(other.memory_);
         return *this;
     }
-    ~Block() { std::free(memory_); }
+    ~Block() { std::free(memory_.begin); }
 
-    char *data() const { return memory_ ? memory_ + lead : nullptr; }
-    std::size_t size() const { return size_; }
+    // What it holds, for variables that are not to be destroyed when the process ends.
+    struct Memory {
+        char *begin = nullptr;
+        std::size_t size = 0;
+    };
+    void swap(Memory &other) { std::swap(memory_, other); }
+
+    char *data() const { return memory_.begin ? memory_.begin + lead : nullptr; }
+    std::size_t size() const { return memory_.size; }
     bool grow(std::size_t size)
     {
-        if (size <= size_)
+        if (size <= memory_.size)
             return true;
-        void *grown = std::realloc(memory_, lead + size);
+        void *grown = std::realloc(memory_.begin, lead + size);
         if (!grown)
             return false;
-        memory_ = static_cast<char *>(grown);
-        size_ = size;
+        memory_ = {static_cast<char *>(grown), size};
         return true;
     }
 
 private:
     static constexpr std::size_t lead = 112;
 
-    char *memory_ = nullptr;
-    std::size_t size_ = 0;
+    Memory memory_;
 };
 
 // The content of a record that has been read, with the memory that holds it.
