@@ -9,7 +9,7 @@ file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md)
 install(FILES ${documents} ${PROJECT_SOURCE_DIR}/LICENSE TYPE DOC)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples TYPE DOC
   PATTERN man EXCLUDE)
-foreach(section 1 3 5)
+foreach(section 1 5)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
     FILES_MATCHING PATTERN *.${section})
 endforeach()

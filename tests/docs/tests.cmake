@@ -6,7 +6,7 @@ if(NOT MANDOC)
   message(FATAL_ERROR "mandoc is missing: install mandoc (Debian, Ubuntu)")
 endif()
 add_test(NAME calls_manual_test
-  COMMAND sh -c "! { ${MANDOC} -T lint ${PROJECT_BINARY_DIR}/docs/man3/*.3
+  COMMAND sh -c "! { ${MANDOC} -T lint $(grep -Lx '.Os Velt' ${PROJECT_BINARY_DIR}/docs/man3/*.3)
     ${MANDOC} -T lint -W warning ${PROJECT_SOURCE_DIR}/docs/man/*; } | grep .")
 add_test(NAME manual_references_test COMMAND sh -c "${CMAKE_CURRENT_LIST_DIR}/references_test.sh \
   ${PROJECT_SOURCE_DIR}/docs/man/* ${PROJECT_BINARY_DIR}/docs/man3/*.3")

@@ -362,6 +362,12 @@ Interface read_interface(const fs::path &root)
     }
     for (const fs::path &path : files(root / "apilib", ".cpp"))
         read_source(path, interface);
+    for (const fs::path &path : files(root / "docs/man", ".3"))
+        interface.pages[path.filename()] = read_file(path);
+    const std::string mock = read_file(root / "include/velt/mock.h");
+    static const Pattern function("#define (V_Mock\\w+)\\(");
+    for (auto it = function.search(mock); it; it = function.search(mock, it->end))
+        interface.functions[it->groups[1] + ".3"] = "velt-mock.3";
     for (const Procedure &procedure : interface.procedures)
         if (procedure.has_call == procedure.users.empty())
             throw std::runtime_error("procedures.def: " + procedure.stub +

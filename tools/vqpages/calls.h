@@ -70,6 +70,8 @@ std::vector<Facts> facts();
 struct Interface {
     std::vector<Family> families;
     std::vector<Procedure> procedures;
+    // Pages that are written by hand, by their files' names, and the functions that are in them.
+    std::map<std::string, std::string> pages, functions;
 
     const Procedure &procedure(const std::string &stub) const;
 };

@@ -232,7 +232,7 @@ std::string table(const Interface &interface)
 
 std::map<std::string, std::string> man_pages(const Interface &interface)
 {
-    std::map<std::string, std::string> pages;
+    std::map<std::string, std::string> pages = interface.pages;
     for (const Family &family : interface.families)
         pages["velt-" + family.name + ".3"] = man_page(interface, family);
     return pages;
@@ -240,7 +240,7 @@ std::map<std::string, std::string> man_pages(const Interface &interface)
 
 std::map<std::string, std::string> man_aliases(const Interface &interface)
 {
-    std::map<std::string, std::string> aliases;
+    std::map<std::string, std::string> aliases = interface.functions;
     for (const Family &family : interface.families) {
         const std::string page = "velt-" + family.name + ".3";
         for (const Call &call : family.calls)
