@@ -71,7 +71,7 @@ void tell_at_exit(int status, void *)
     try {
         mock->check_at_exit();
     } catch (const std::exception &error) {
-        failures().add(velt::reason_of(error));
+        failures().add(error);
     }
     if (status != 0)
         return;
@@ -91,7 +91,7 @@ try {
     failures().add("no mock is open; V_MockOpen opens one");
     return otherwise;
 } catch (const std::exception &error) {
-    failures().add(velt::reason_of(error));
+    failures().add(error);
     return otherwise;
 }
 
@@ -152,7 +152,7 @@ try {
     mock = new Mock(failures(), *library, book, scenario);
     return 0;
 } catch (const std::exception &error) {
-    failures().add(velt::reason_of(error));
+    failures().add(error);
     return -1;
 }
 
@@ -231,6 +231,16 @@ const char *V_MockDocument(V_ObjHandleT document)
     return text_of([=] { return mock->document(document); });
 }
 
+const char *V_MockFile(const char *path)
+{
+    return text_of([=] { return mock->file(needed(path)); });
+}
+
+void V_MockWriteFiles(IntT writes)
+{
+    status_of([=] { mock->write_files(writes != 0); });
+}
+
 IntT V_MockFailures(void)
 {
     return failures().count();
@@ -248,7 +258,7 @@ IntT V_MockClose(void)
             try {
                 closing->check_all_done();
             } catch (const std::exception &error) {
-                failures().add(velt::reason_of(error));
+                failures().add(error);
             }
         // Whatever could not be checked, the next test has a mock of its own.
         closing->end();

@@ -51,9 +51,11 @@ MemoryLink::MemoryLink(int descriptor, Owner owner)
             return TRUE;
         },
         [](CLIENT *handle) { of(handle).ended_ = true; },
-        [](CLIENT *handle, u_int request, void *) -> bool_t {
-            const auto &wait = of(handle).owner_.wait;
-            return request == serve_request && wait && wait();
+        [](CLIENT *handle, u_int request, void *into) -> bool_t {
+            const Owner &self = of(handle).owner_;
+            if (request == name_request && self.name)
+                *static_cast<const char **>(into) = self.name;
+            return request == serve_request && self.wait && self.wait();
         },
     };
     handle_.cl_ops = &operations;

@@ -22,6 +22,8 @@ public:
         std::function<void()> ended = nullptr;
         // Called for the request serve_request of clnt_control.
         std::function<bool()> wait = nullptr;
+        // What the client is called, for the request name_request.
+        const char *name = nullptr;
         // Called for each call when the connection has ended. Throws nothing.
         std::function<void()> ignored = nullptr;
     };

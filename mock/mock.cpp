@@ -30,6 +30,11 @@ constexpr IntT keeps_commands = 2;
 // often without a connection, nothing else ends it than the end of the process.
 constexpr unsigned most_calls = 100'000;
 
+// And so many waits, of which each would have ended a modal dialog.
+constexpr unsigned most_waits = 1000;
+
+constexpr const char *client_name = "mock";
+
 constexpr const char *empty_book = R"({"title": "Mock", "components": []})";
 
 std::ostream nowhere(nullptr);
@@ -70,15 +75,34 @@ void need_procedure(std::string_view name)
 
 } // namespace
 
-void Failures::tell(const std::string &what) const noexcept
+void Failures::tell(const char *mark, const char *what) const noexcept
 try {
-    const std::string told = what.starts_with(place()) ? what : place() + ": " + what;
+    const std::string told =
+        std::string(what).starts_with(place()) ? what : place() + ": " + mark + what;
     std::fputs((printable_lines(told) + "\n").c_str(), stderr);
 } catch (const std::exception &) {
-    std::fputs("velt-mock: a failure, and no memory to tell which\n", stderr);
+    std::fprintf(stderr, "%s:%d: %s", file_, line_, mark);
+    for (; *what; what++)
+        std::fputc(*what < ' ' ? ' ' : *what, stderr);
+    std::fputc('\n', stderr);
+}
+
+void Failures::add(const std::exception &error) noexcept
+{
+    const bool is_memory = dynamic_cast<const std::bad_alloc *>(&error);
+    count_++;
+    tell("", is_memory ? "out of memory" : error.what());
 }
 
 Person::Person(Failures &failures) : PrintingConsole(nowhere, nowhere), failures_(failures) {}
+
+void Person::report(const std::string &line)
+{
+    if (reports)
+        reports->push_back(line);
+    else
+        failures_.note(line);
+}
 
 Reply Person::ask(const Question &question)
 {
@@ -112,19 +136,24 @@ Mock::Mock(Failures &failures, const V_MockLibraryT &library, const char *book,
            const char *scenario)
     : failures_(failures), library_(library), file_(book && !is_text(book) ? book : ""),
       book_(load(book)), text_(model_.language()),
-      to_host_(client_descriptor, {.serve = [this](svc_req &each) { serve_client(each); },
-                                   .ended = [this] { lost_ = client_->leaving = true; },
-                                   .wait = [this] { return wait(); },
-                                   .ignored =
-                                       [this] {
-                                           if (++calls_at_once_ > 2 * most_calls)
-                                               give_up();
-                                       }}),
+      to_host_(client_descriptor,
+               {.serve = [this](svc_req &each) { serve_client(each); },
+                .ended = [this] { lost_ = client_->leaving = true; },
+                .wait = [this] { return wait(); },
+                .name = client_name,
+                .ignored =
+                    [this] {
+                        if (++calls_at_once_ > 2 * most_calls)
+                            give_up(
+                                "goes on calling without a connection, and ends here (ask VA_errno "
+                                "behind each call, and end the loop when that is set)");
+                    }}),
       to_client_(client_descriptor, {.serve = [this](svc_req &each) { serve_host(each); }}),
       host_(options_of([this](const TraceEvent &event) { note(event); }), player_, person_)
 {
     person_.text.emplace(model_.language());
     documents_.set_book(book_, file_);
+    write_files(false);
     documents_.ask = [this](const Question &question) { return host_.ask(question); };
     documents_.announcer.set_host(&host_);
     const IntT language = model_.language();
@@ -135,7 +164,7 @@ Mock::Mock(Failures &failures, const V_MockLibraryT &library, const char *book,
     else
         player_.add(read_scenario(scenario, language));
 
-    client_ = &host_.adopt(1, "mock", to_client_.handle(), client_descriptor);
+    client_ = &host_.adopt(1, client_name, to_client_.handle(), client_descriptor);
     *library_.client = to_host_.handle();
     *library_.error = 0;
     *library_.bailout = 0;
@@ -221,7 +250,7 @@ try {
         defined_.insert(*static_cast<const IntT *>(event.arguments.value));
     calls_.push_back(std::move(recorded));
 } catch (const std::exception &error) {
-    failures_.add(std::string(event.procedure) + " is not recorded: " + error.what());
+    failures_.add(error);
 }
 
 std::string Mock::json_of(const Recorded &call) const
@@ -282,6 +311,12 @@ const char *Mock::document(UIntT id)
     return told_document_.c_str();
 }
 
+const char *Mock::file(const char *path) const
+{
+    const std::string *text = kept_.find(path);
+    return text ? text->c_str() : nullptr;
+}
+
 void Mock::serve_client(svc_req &request)
 {
     using namespace procedure;
@@ -316,7 +351,9 @@ void Mock::serve_host(svc_req &request)
     struct Within {
         Mock &mock;
         const Procedure *around;
-        Within(Mock &of, rpcproc_t procedure) : mock(of), around(of.callback_)
+        std::vector<std::string> *reports;
+        Within(Mock &of, rpcproc_t procedure)
+            : mock(of), around(of.callback_), reports(std::exchange(of.person_.reports, nullptr))
         {
             mock.depth_++;
             mock.callback_ = find_procedure(client_procedures(), procedure);
@@ -325,6 +362,7 @@ void Mock::serve_host(svc_req &request)
         {
             mock.depth_--;
             mock.callback_ = around;
+            mock.person_.reports = reports;
         }
     };
     delivered_++;
@@ -352,12 +390,15 @@ void Mock::need_client() const
         fail(client_->title() + ": the client has ended");
 }
 
-void Mock::give_up() const
+void Mock::give_up(const char *why) noexcept
 {
-    failures_.tell(client_->title() +
-                   ": goes on calling without a connection, and ends here (ask VA_errno behind "
-                   "each call, and end the loop when that is set)");
+    failures_.add(why);
     std::abort();
+}
+
+std::string Mock::in_which_callback() const
+{
+    return callback_ ? " in " + std::string(callback_->name) : "";
 }
 
 void Mock::serve()
@@ -387,7 +428,29 @@ void Mock::serve_due()
 }
 
 bool Mock::wait() noexcept
-try {
+{
+    try {
+        if (serve_wait()) {
+            idle_ = 0;
+            return true;
+        }
+    } catch (const std::exception &error) {
+        failures_.add(error);
+    }
+    if (++idle_ == most_waits)
+        give_up("the client waits on in V_ApiService, and nothing will ever come: the process ends "
+                "here (end the loop when VA_bailout is set, or queue what ends it by "
+                "V_MockQueueDialogEvent, or as a callback \"before\" the answer to a call)");
+    try {
+        end_wait();
+    } catch (const std::exception &error) {
+        failures_.add(error);
+    }
+    return true;
+}
+
+bool Mock::serve_wait()
+{
     end_test_turn();
     const unsigned before = delivered_;
     serve_due();
@@ -397,30 +460,33 @@ try {
         check_is_open(event.dialog);
         host_.dialog_event(*client_, event.dialog, event.item, event.detail);
     }
-    if (delivered_ != before) {
-        idle_ = 0;
-        return true;
-    }
-    if (const ModalWait *modal = client_->turns.modal_wait()) {
-        failures_.add("the client waits for the end of the modal dialog " +
-                      std::to_string(modal->number) +
-                      ", and no event is left for it (V_MockQueueDialogEvent): it is cancelled");
-        host_.dialog_event(*client_, 0, 0, cancelled);
-    } else if (idle_++ == 0) {
-        failures_.add("the client waits for the host, which has nothing for it: it is to quit");
-        to_client_.send(callback::vq_api_quit_1::number, {});
-    } else {
-        // It waits for the end of a dialog that the host knows nothing of.
+    return delivered_ != before;
+}
+
+void Mock::end_wait()
+{
+    const ModalWait *modal = client_->turns.modal_wait();
+    if (idle_ > 1) {
+        // It waits for the end of a dialog that the host knows nothing of, or has no memory for.
         const Procedure &procedure =
             *find_procedure(client_procedures(), callback::vq_api_dialog_event_1::number);
         VqApiDialogEventArgT end{0, 0, cancelled};
-        client_->turns.begin(procedure.name, static_cast<UIntT>(procedure.number));
+        try {
+            client_->turns.begin(procedure.name, static_cast<UIntT>(procedure.number), modal);
+        } catch (const std::bad_alloc &) {
+        }
         to_client_.send(procedure.number, encoded(procedure.argument, &end));
+    } else if (modal) {
+        failures_.add("the client waits for the end of the modal dialog " +
+                      std::to_string(modal->number) + in_which_callback() +
+                      ", and no event is left for it (V_MockQueueDialogEvent): it is cancelled");
+        host_.dialog_event(*client_, 0, 0, cancelled);
+    } else {
+        failures_.add("the client waits in V_ApiService" + in_which_callback() +
+                      " for the host, which has nothing for it "
+                      "(V_MockQueueDialogEvent queues calls): it is to quit");
+        to_client_.send(callback::vq_api_quit_1::number, {});
     }
-    return true;
-} catch (const std::exception &error) {
-    failures_.add(reason_of(error));
-    return false;
 }
 
 void Mock::check_is_open(IntT dialog)
@@ -431,15 +497,47 @@ void Mock::check_is_open(IntT dialog)
         failures_.add("the client has no dialog " + std::to_string(dialog) + " open");
 }
 
+// Keeps what the host reports while it calls the client until it is known what of it is the
+// failure.
+class Mock::Reported
+{
+public:
+    explicit Reported(Mock &mock)
+        : mock_(mock), around_(std::exchange(mock.person_.reports, &reports_))
+    {
+    }
+    Reported(const Reported &) = delete;
+    Reported &operator=(const Reported &) = delete;
+    ~Reported()
+    {
+        mock_.person_.reports = around_;
+        for (const std::string &each : reports_)
+            if (each != failure)
+                mock_.failures_.note(each);
+    }
+
+    std::string failure;
+
+private:
+    Mock &mock_;
+    std::vector<std::string> reports_, *around_;
+};
+
 template <class Action>
 bool Mock::call(Action action)
 {
     end_test_turn();
     serve_due();
     const bool was_lost = lost_;
-    const Outcome outcome = action();
+    Outcome outcome;
+    {
+        Reported reported(*this);
+        outcome = action();
+        if (!outcome)
+            reported.failure = outcome.text;
+    }
     if (!outcome && lost_ == was_lost)
-        failures_.add(outcome.text, person_.reported() == outcome.text);
+        failures_.add(outcome.text);
     serve_due();
     idle_ = 0;
     return static_cast<bool>(outcome);

@@ -29,19 +29,24 @@ public:
     }
     // Returns the file and the line of the test's latest call.
     std::string place() const { return std::string(file_) + ":" + std::to_string(line_); }
-    // Tells it on standard error, with the place unless it begins with that.
-    void tell(const std::string &what) const noexcept;
-    void add(const std::string &what, bool is_told = false) noexcept
+    // Counts it, and tells it on standard error, with the place unless it begins with that.
+    void add(const char *what) noexcept
     {
         count_++;
-        if (!is_told)
-            tell(what);
+        tell("", what);
     }
+    void add(const std::string &what) noexcept { add(what.c_str()); }
+    void add(const std::exception &error) noexcept;
+    // Tells what is not counted.
+    void note(const std::string &what) const noexcept { tell("note: ", what.c_str()); }
     IntT count() const { return count_; }
     // Returns the number so far, and begins anew.
     IntT take() { return count_.exchange(0); }
 
 private:
+    // Does so also when there is no memory.
+    void tell(const char *mark, const char *what) const noexcept;
+
     static constexpr const char *unknown = "test";
 
     const char *file_ = unknown;
@@ -55,14 +60,15 @@ class Person : public host::PrintingConsole
 public:
     explicit Person(Failures &failures);
     host::Reply ask(const host::Question &question) override;
-    // What the host reports is no failure of itself; a call that has failed tells.
-    void report(const std::string &line) override { failures_.tell(reported_ = line); }
+    // What the host reports is no failure of itself.
+    void report(const std::string &line) override;
     void progress(int, IntT) override {}
-    const std::string &reported() const { return reported_; }
+
+    // Where reports are put instead, since a call that fails may tell the same; null tells them.
+    std::vector<std::string> *reports = nullptr;
 
 private:
     Failures &failures_;
-    std::string reported_; // the latest
 };
 
 // The functions throw std::exception, where they are not said to return something for a failure.
@@ -107,6 +113,8 @@ public:
     void forget() { calls_.clear(); }
     const char *book();
     const char *document(UIntT id);
+    const char *file(const char *path) const;
+    void write_files(bool writes) { documents_.kept = writes ? nullptr : &kept_; }
 
 private:
     struct Library : V_MockLibraryT {
@@ -124,6 +132,7 @@ private:
         const host::Procedure *procedure;
         std::string arguments, result;
     };
+    class Reported;
     struct Pending {
         rpcproc_t procedure;
         std::string arguments;
@@ -138,12 +147,17 @@ private:
     void serve_host(svc_req &request);
     // The client waits for the host: returns whether it was called.
     bool wait() noexcept;
+    bool serve_wait();
+    // Has a client go on for which nothing will come.
+    void end_wait();
     void serve_due();
     void check_expectations();
     // Throws Error when the client is no more.
     void need_client() const;
-    // Tells that the client goes on for ever, and ends the process where it does.
-    [[noreturn]] void give_up() const;
+    // Tells why the client goes on for ever, and ends the process where it does.
+    [[noreturn]] void give_up(const char *why) noexcept;
+    // Returns the callback in which the client is, for reports; empty when it is in none.
+    std::string in_which_callback() const;
     // A client gets no event of a dialog that is not open.
     void check_is_open(IntT dialog);
     // Ends what the test has done by calling the client's functions.
@@ -155,6 +169,7 @@ private:
     Library library_;
     host::Model model_;
     host::BookFile file_;
+    host::KeptFiles kept_;
     host::Documents documents_{model_};
     Person person_{failures_};
     host::Spelling spelling_{person_};
@@ -178,7 +193,7 @@ private:
     bool defines_commands_ = false;
     std::set<IntT> defined_; // commands
     unsigned delivered_ = 0; // calls of the client so far
-    int idle_ = 0;           // waits in a row for which there was nothing
+    unsigned idle_ = 0;      // waits in a row for which there was nothing
 };
 
 } // namespace velt::mock

@@ -50,10 +50,10 @@ FileOutcome carry_out(FileOutcome outcome, Action action)
     return outcome;
 }
 
-std::string text_of(const std::string &path)
+std::string text_of(const KeptFiles *kept, const std::string &path)
 {
     try {
-        return read_plain_file(path);
+        return read_kept_file(kept, path);
     } catch (const std::runtime_error &error) {
         throw Failure(file_status::no_such_file, error.what());
     }
@@ -162,7 +162,7 @@ void Documents::write(const std::string &path, UIntT document, Write write)
 
 void Documents::load(UIntT document, KnownFile &file)
 {
-    const std::string text = text_of(file.path());
+    const std::string text = text_of(kept, file.path());
     KnownFile::Contents contents = file.contents(text);
     try {
         read_document(text, file.path(), model_, document);
@@ -251,7 +251,8 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
     const std::string to = path.empty() ? this->path(document) : path;
     return carry_out({.document = document, .file = to}, [&](FileOutcome &) {
         if (book_file_ && document == book_)
-            return write(to, book_, [&] { book_file_->save(to, model_, book_, force, mode); });
+            return write(to, book_,
+                         [&] { book_file_->save(to, model_, book_, force, mode, kept); });
         need(document);
         if (to.empty())
             throw Failure(file_status::no_such_file, "the document has no file yet; name one");
@@ -263,7 +264,7 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
         bool own = false;
         Value named = Value::string(name);
         std::string text = write_document(model_, document);
-        write(to, document, [&] { own = file.write(to, std::move(text), force, mode); });
+        write(to, document, [&] { own = file.write(to, std::move(text), force, mode, kept); });
         if (own)
             model_.set_changed(document, false);
         if (unnamed)
@@ -338,7 +339,7 @@ FileOutcome Documents::export_text(UIntT document, const std::string &path,
         }
         bool lost = false;
         const std::string plain = plain_text(text, SessionText(model_.language()), lost);
-        write(path, 0, [&] { exported_.write(path, plain, force, mode); });
+        write(path, 0, [&] { exported_.write(path, plain, force, mode, kept); });
         o.words = lost ? file_status::characters_lost : 0;
     });
 }
@@ -347,7 +348,7 @@ FileOutcome Documents::import_text(UIntT document, const V_TextLocT &place, cons
 {
     return carry_out({.document = document, .file = path}, [&](FileOutcome &) {
         need(document);
-        const std::string file = text_of(path);
+        const std::string file = text_of(kept, path);
         std::string lines;
         try {
             lines = lines_of(file, SessionText(model_.language()));

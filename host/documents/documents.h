@@ -42,6 +42,8 @@ public:
     Announcer announcer;
     // Asks the person; when it is empty, nobody is there to answer.
     std::function<Reply(const Question &)> ask;
+    // Where files are written, and read from first; null is the disk.
+    KeptFiles *kept = nullptr;
 
     // Sets the book whose components have documents, and its file.
     void set_book(UIntT book, BookFile &file);

@@ -37,7 +37,7 @@ public:
     UIntT load(Model &model, IntT language = 0);
     // Saves to this file or another, as KnownFile::write does.
     void save(const std::string &path, const Model &model, UIntT book, bool force = false,
-              mode_t mode = 0666);
+              mode_t mode = 0666, KeptFiles *kept = nullptr);
     // Returns whether the book has changed since this file was last read or written.
     bool differs_from(const Model &model, UIntT book) const;
 

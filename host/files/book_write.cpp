@@ -86,10 +86,10 @@ UIntT BookFile::load(Model &model, IntT language)
 }
 
 void BookFile::save(const std::string &path, const Model &model, UIntT book, bool force,
-                    mode_t mode)
+                    mode_t mode, KeptFiles *kept)
 {
     std::string now = write_book(model, book, Selection::left_out);
-    if (file_.write(path, write_book(model, book), force, mode))
+    if (file_.write(path, write_book(model, book), force, mode, kept))
         known_ = std::move(now);
 }
 

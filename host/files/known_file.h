@@ -14,6 +14,25 @@
 namespace velt::host
 {
 
+// Files that stay in memory when they are written, over those on the disk, by their places there.
+class KeptFiles
+{
+public:
+    // Returns the text; null for a file that has not been written.
+    const std::string *find(const std::string &path) const;
+    // Returns what takes the file's place by commit(), which does not fail. Refuses as the disk
+    // does what has no folder there, or is one.
+    using Written = std::map<std::filesystem::path, std::string>;
+    Written write(const std::string &path, std::string_view text) const;
+    void commit(Written written) noexcept;
+
+private:
+    Written all_;
+};
+
+// Reads a plain file where it is.
+std::string read_kept_file(const KeptFiles *kept, const std::string &path);
+
 // Thrown instead of replacing a file that somebody else has made or changed.
 class ChangedError : public Error
 {
@@ -42,15 +61,17 @@ public:
     void remember(Contents contents) noexcept;
     // Replaces the file once the new one is complete; if that fails, the old one stays. Writes to
     // another file, or to this one by another path; what has no file gets this one. A file that is
-    // new gets the mode, less the process's mask. Returns whether it is this file.
-    bool write(const std::string &path, std::string_view text, bool force, mode_t mode = 0666);
+    // new gets the mode, less the process's mask. Where files are kept in memory, that is all that
+    // changes. Returns whether it is this file.
+    bool write(const std::string &path, std::string_view text, bool force, mode_t mode = 0666,
+               KeptFiles *kept = nullptr);
 
 private:
     // Returns the file to which the path led when it was last read or written, or the one to which
     // it leads now if it has been neither.
     std::filesystem::path place(const std::string &path) const;
     static Contents contents(const std::string &path, std::string_view text);
-    void check_unchanged(const std::string &path) const;
+    void check_unchanged(const std::string &path, const KeptFiles *kept) const;
 
     std::string path_;
     // Of this file and of others that have been written. The texts are what the files hold unless

@@ -20,7 +20,8 @@
  * What goes wrong is told on standard error, with the file and the line of the latest V_Mock call,
  * and counted: a call that nothing expects, an answer that is not asked for, a callback that the
  * client cannot get, a wrong argument of these functions, a call of one of them without a mock.
- * What the host reports to the person, such as changes that the client has lost, is told there too.
+ * What the host reports to the person, such as changes that the client has lost, is told there too,
+ * and is no failure: such a line begins with "note:" behind the place.
  * Once V_MockInitialize was called, what the client has not asked for is a failure too: a
  * notification without a subscription, an event of a dialog that is not open, and a command that it
  * has not defined, unless it was initialised with 2, with which its commands are kept from an
@@ -29,7 +30,11 @@
  *
  * Nothing waits: limits, delays and the client's own sleep pass at once. A client that makes a
  * hundred thousand calls with no function of the mock in between has its connection ended, and when
- * it goes on all the same, the process aborts. An exception must not leave a callback.
+ * it goes on all the same, the process aborts. So does a client that waits on where nothing will
+ * come. An exception must not leave a callback.
+ *
+ * A test does not change its files: what the client saves and exports stays in memory, from where
+ * it is read again as long as the mock is open, unless V_MockWriteFiles has it written.
  *
  * Texts are in UTF-8 as in the files of the host, apart from those that callbacks get: V_MockNotify
  * and V_MockMessage hand them on as they are, in the session's encoding (velt/api/session.h). What
@@ -95,7 +100,8 @@ IntT V_MockDialogEvent(IntT dialog, IntT item, IntT detail);
 IntT V_MockQuit(void);
 /* Keeps an event for the time when the client waits, in a modal dialog or in V_ApiService; it gets
  * one event for each wait. The dialog 0 ends the modal dialog, of which detail is the result. A
- * client that waits when there is none fails: its dialog is cancelled, or it is asked to quit.
+ * client that waits when there is none fails: its dialog is cancelled, or it is asked to quit, and
+ * if it waits on a thousand times the process aborts.
  * Events that are left are a failure at V_MockClose. Returns 0 or -1. */
 IntT V_MockQueueDialogEvent(IntT dialog, IntT item, IntT detail);
 /* Hands control back when the test has called the client's functions directly, and has the host do
@@ -115,6 +121,12 @@ void V_MockForget(void);
  * it is not open. */
 const char *V_MockBook(void);
 const char *V_MockDocument(V_ObjHandleT document);
+/* What the client has saved or exported to the path, which may be relative to the working
+ * directory; null for a file that it has not written, or not in memory. */
+const char *V_MockFile(const char *path);
+/* From now on the client writes files as it does with vqhost if `writes` is not 0, else to memory.
+ */
+void V_MockWriteFiles(IntT writes);
 
 /* The number of failures so far. */
 IntT V_MockFailures(void);
@@ -158,6 +170,8 @@ static inline IntT V_MockOpen(const char *book, const char *scenario)
 #define V_MockForget()              (V_MOCK_HERE, V_MockForget())
 #define V_MockBook()                (V_MOCK_HERE, V_MockBook())
 #define V_MockDocument(...)         (V_MOCK_HERE, V_MockDocument(__VA_ARGS__))
+#define V_MockFile(...)             (V_MOCK_HERE, V_MockFile(__VA_ARGS__))
+#define V_MockWriteFiles(...)       (V_MOCK_HERE, V_MockWriteFiles(__VA_ARGS__))
 #define V_MockFailures()            (V_MOCK_HERE, V_MockFailures())
 #define V_MockClose()               (V_MOCK_HERE, V_MockClose())
 /* clang-format on */

@@ -9,7 +9,9 @@
 #include <thread>
 
 #include "support/convert.h"
+#include "support/folder.h"
 #include "support/heap.h"
+#include "support/heap_new.h"
 #include "velt/api.h"
 #include "velt/mock.h"
 
@@ -147,6 +149,7 @@ TEST_F(Mocked, CallbacksRunAndHandControlBack)
     EXPECT_EQ(V_MockCommand(9), 0);
     const std::string reported = told();
     EXPECT_NE(reported.find("holds control since vq_api_command_1"), std::string::npos) << reported;
+    EXPECT_EQ(reported.find("note:"), std::string::npos) << reported;
     EXPECT_NE(reported.find("in vq_api_command_1, after it had handed"), std::string::npos)
         << reported;
     EXPECT_EQ(V_MockCount("api_vq_over_1"), 3);
@@ -396,6 +399,16 @@ TEST(MockDeath, AnEndWithTheMockOpenIsToldAndIsNoSuccess)
                         V_ApiUserCancel();
                 }),
                 testing::KilledBySignal(SIGABRT), "100000 times(.|\n)*goes on calling");
+    // One that waits although it was asked to quit.
+    EXPECT_EXIT(open_and([] {
+                    on_command = [](IntT) {
+                        for (;;)
+                            V_ApiService(nullptr);
+                    };
+                    V_MockCommand(1);
+                }),
+                testing::KilledBySignal(SIGABRT),
+                "in V_ApiService in vq_api_command_1(.|\n)*nothing will ever come");
     // A child has a copy, and ends as it likes.
     EXPECT_EXIT(open_and([] {
                     const pid_t child = fork();
@@ -420,7 +433,73 @@ int descriptors()
     return count;
 }
 
+// Has the client open the document, add the text, perhaps save it, and close it.
+void write_down(const char *file, const char *text, bool saves = true)
+{
+    V_PropValsT options = {}, *returned = nullptr;
+    const V_ObjHandleT document = V_ApiOpen(file, &options, &returned);
+    const V_ObjHandleT flow = V_ApiGetId(document, document, V_prop_first_flow);
+    const V_TextLocT end = {V_ApiGetId(document, flow, V_prop_first_paragraph), 0};
+    V_ApiAddText(document, &end, text);
+    if (saves)
+        V_ApiSave(document, file, &options, &returned);
+    V_ApiClose(document, V_close_losing);
+}
+
+struct MockedFiles : velt::test::InFolder {
+    static constexpr const char *empty = R"({"flows": [{"paragraphs": [{"text": ""}]}]})";
+};
+
+TEST_F(MockedFiles, StayAsTheyAreUnlessTheTestWishesOtherwise)
+{
+    velt::test::write("page.json", empty);
+    ASSERT_EQ(V_MockOpen(nullptr, nullptr), 0);
+    EXPECT_EQ(V_MockFile("page.json"), nullptr);
+    for (const char *each : {"twice ", "said "})
+        write_down("page.json", each);
+    EXPECT_NE(std::string(V_MockFile("./page.json")).find("said twice"), std::string::npos);
+    EXPECT_EQ(velt::test::read("page.json"), empty);
+    V_MockWriteFiles(1);
+    write_down("page.json", "at last");
+    EXPECT_NE(velt::test::read("page.json").find("at last"), std::string::npos);
+    testing::internal::CaptureStderr();
+    write_down("page.json", "lost", false);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_NE(told.find(": note: client 1 (mock): lost the changes of page.json"),
+              std::string::npos)
+        << told;
+    EXPECT_EQ(V_MockClose(), 0);
+}
+
 using MockSweep = Mocked;
+
+TEST_F(MockSweep, MemoryThatRunsOutForGoodEndsNothing)
+{
+    const std::string answer = step("api_vq_open_1", "");
+    on_command = [](IntT) {
+        V_ApiErr("said");
+        V_ApiAlert("hello", 1);
+        V_ApiGetInt(0, 0, 4711);
+        V_ApiServiceModalCallbacks();
+    };
+    bool failed = true;
+    for (long n = 0; failed; n++) {
+        VA_bailout = 0;
+        ASSERT_EQ(V_MockOpen(book, nullptr), 0);
+        heap::fail_from(n);
+        V_MockReply("left");
+        V_MockAnswer(answer.c_str());
+        V_MockCommand(1);
+        V_MockCalls("api_vq_alert");
+        V_MockCalls(nullptr);
+        V_MockBook();
+        V_MockQuit();
+        failed = heap::failed();
+        heap::fail_at(-1);
+        EXPECT_GT(V_MockClose(), 0);
+    }
+    EXPECT_TOLD("client \"mock\": said");
+}
 
 TEST_F(MockSweep, OneAfterTheOtherLeavesNothing)
 {

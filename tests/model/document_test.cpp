@@ -5,27 +5,9 @@
 #include "host/files/document.h"
 #include "host/script/commands.h"
 #include "support/heap.h"
+#include "support/heap_new.h"
 #include "support/host_in_process.h"
 #include "support/json.h"
-
-// The C++ library's own use of these would not fail with what heap.h watches.
-void *operator new(std::size_t size)
-{
-    void *block = std::malloc(size);
-    return block ? block : throw std::bad_alloc();
-}
-void *operator new(std::size_t size, const std::nothrow_t &) noexcept
-{
-    return std::malloc(size);
-}
-void operator delete(void *block) noexcept
-{
-    std::free(block);
-}
-void operator delete(void *block, std::size_t) noexcept
-{
-    std::free(block);
-}
 
 namespace velt::host
 {

@@ -181,7 +181,10 @@ using velt::session;
 
 void V_ApiErr(const char *message)
 {
-    std::fprintf(stderr, "Velt API client \"%s\": %s.\n", session.myname, message);
+    const char *name = session.myname;
+    if (velt_client && !velt::transport_made(velt_client))
+        clnt_control(velt_client, velt::name_request, reinterpret_cast<char *>(&name));
+    std::fprintf(stderr, "Velt API client \"%s\": %s.\n", name, message);
 }
 
 const char *V_ApiStartUp(V_FdFuncT fdFunc)

@@ -53,9 +53,10 @@ void send_refusal(SVCXPRT *connection, auth_stat why);
 
 // Returns whether transport_connect has made the handle. Another, whose host is in this process,
 // has calls for the client only when it is asked by clnt_control with serve_request, which returns
-// whether there were any; transport_ended is false for it.
+// whether there were any, and sets with name_request a const char * to the client's name;
+// transport_ended is false for it.
 bool transport_made(const CLIENT *client);
-inline constexpr u_int serve_request = 0x56454c54;
+inline constexpr u_int serve_request = 0x56454c54, name_request = serve_request + 1;
 
 // The address of a port on the loopback interface; transport_connect looks port 0 up.
 sockaddr_in on_loopback(in_port_t port = 0);
