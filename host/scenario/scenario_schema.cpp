@@ -68,22 +68,38 @@ private:
     Json all_ = Json::object();
 };
 
-// A step for each of the procedures that scenarios can have.
-Json steps_of(std::span<const Procedure> procedures, const char *named, const Json &others,
-              const auto &add_result, MessageSchemas &messages)
+// A step that names a procedure. What it says of its messages is chosen by that name, so that a
+// checker looks at a step, and what is in it, once.
+class Step
 {
-    Json all = Json::array();
-    for (const Procedure &each : procedures) {
-        if (is_of_start(each.name))
-            continue;
-        Json properties = others;
-        properties[named] = {{"const", each.name}};
-        properties["arguments"] = messages.of(each.argument);
-        add_result(properties, each);
-        all.push_back(schema::object(std::move(properties), {named}));
+public:
+    Step(const char *named, Json properties) : named_(named), properties_(std::move(properties)) {}
+
+    // Procedures whose messages are alike are told together.
+    void add(std::string_view name, const Json &messages)
+    {
+        names_.push_back(name);
+        alike_[messages.dump()].push_back(name);
     }
-    return all;
-}
+    Json take()
+    {
+        Json cases = Json::array();
+        for (const auto &[messages, names] : alike_)
+            cases.push_back({{"if", {{"properties", {{named_, {{"enum", names}}}}}}},
+                             {"then", {{"properties", Json::parse(messages)}}}});
+        properties_[named_] = {{"enum", names_}};
+        // What is let here is for the cases to refuse.
+        properties_["arguments"] = Json::object();
+        Json made = schema::object(std::move(properties_), {named_});
+        made["allOf"] = std::move(cases);
+        return made;
+    }
+
+private:
+    const char *named_;
+    Json properties_, names_ = Json::array();
+    std::map<std::string, Json> alike_;
+};
 
 } // namespace
 
@@ -96,44 +112,41 @@ std::string scenario_schema()
     const Json host_calls = list(reference("hostCall"));
     const Json count = number(0, UINT32_MAX);
     const Json words = {{"enum", {"model", "none", "error", "half", "close"}}};
-    const Json call = {
-        {"times",
-         {{"anyOf",
-           {count,
-            {{"const", "any"}},
-            {{"type", "array"}, {"items", count}, {"minItems", 2}, {"maxItems", 2}}}}}},
-        {"nth", number(1, UINT32_MAX)},
-        {"delay", {{"type", "number"}, {"minimum", 0}, {"maximum", 86400}}},
-        {"before", host_calls},
-        {"in", host_calls},
-        {"after", host_calls}};
-    const Json host_call = {{"steps", list(reference("call"))},
-                            {"end", {{"enum", {"handed back", "exited", "any"}}}}};
+    const auto one_of = [](Json schemas) { return Json{{"anyOf", std::move(schemas)}}; };
     MessageSchemas messages;
-    Json calls = steps_of(
-        host_procedures(), "call", call,
-        [&](Json &properties, const Procedure &each) {
-            properties["answer"] = {{"anyOf", {words, messages.of_result(each.result)}}};
-        },
-        messages);
-    Json any = call;
-    any["call"] = {{"const", "*"}};
-    any["answer"] = words;
-    calls.push_back(object(any, {"call"}));
-    Json parts = {{"call", {{"oneOf", calls}}},
-                  {"hostCall",
-                   {{"oneOf", steps_of(
-                                  client_procedures(), "callback", host_call,
-                                  [](Json &, const Procedure &) {}, messages)}}}};
+    Step call("call",
+              {{"times",
+                one_of({count,
+                        {{"const", "any"}},
+                        {{"type", "array"}, {"items", count}, {"minItems", 2}, {"maxItems", 2}}})},
+               {"nth", number(1, UINT32_MAX)},
+               {"delay", {{"type", "number"}, {"minimum", 0}, {"maximum", 86400}}},
+               {"before", host_calls},
+               {"in", host_calls},
+               {"after", host_calls},
+               {"answer", Json::object()}});
+    for (const Procedure &each : host_procedures())
+        if (!is_of_start(each.name))
+            call.add(each.name, {{"arguments", messages.of(each.argument)},
+                                 {"answer", one_of({words, messages.of_result(each.result)})}});
+    call.add("*", {{"arguments", messages.of(MessageType{})}, {"answer", words}});
+    Step host_call("callback", {{"steps", list(reference("call"))},
+                                {"end", {{"enum", {"handed back", "exited", "any"}}}}});
+    for (const Procedure &each : client_procedures())
+        if (!is_of_start(each.name))
+            host_call.add(each.name, {{"arguments", messages.of(each.argument)}});
+    Json parts = {{"call", call.take()}, {"hostCall", host_call.take()}};
     parts.update(messages.take());
-    const Json root =
-        object({{"$schema", text()},
-                {"format", number(1, 1)},
-                {"language", {{"enum", languages}}},
-                {"others", {{"enum", {"fail", "model"}}}},
-                {"order", {{"enum", {"any", "file"}}}},
-                {"steps", list({{"anyOf", {reference("call"), reference("hostCall")}}})}},
-               {"steps"});
+    const Json step = {{"if", {{"required", {"callback"}}}},
+                       {"then", reference("hostCall")},
+                       {"else", reference("call")}};
+    const Json root = object({{"$schema", text()},
+                              {"format", number(1, 1)},
+                              {"language", {{"enum", languages}}},
+                              {"others", {{"enum", {"fail", "model"}}}},
+                              {"order", {{"enum", {"any", "file"}}}},
+                              {"steps", list(step)}},
+                             {"steps"});
     return whole("A scenario of vqhost", root, std::move(parts));
 }
 
