@@ -13,6 +13,14 @@ namespace
 
 constexpr std::size_t most_misses = 100;
 
+// So many calls of the host, of which each has the client do what brings the next, have no end.
+constexpr unsigned longest_chain = 1000;
+
+bool makes_calls(const ExpectedCall &step)
+{
+    return !step.before.empty() || !step.in.empty() || !step.after.empty();
+}
+
 bool passes_control(const Procedure &procedure)
 {
     return procedure.number == procedure::api_vq_over_1::number ||
@@ -136,8 +144,17 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
 {
     step.used++;
     taken_++;
+    const std::vector<Open> &open = open_[call.client.number];
+    const unsigned chain = open.empty() ? 1 : open.back().chain + 1;
+    if (chain > longest_chain && makes_calls(step)) {
+        miss(step.place + ": the calls that it has the host make lead to it again, " +
+             std::to_string(longest_chain) +
+             " times in a row; it makes no more (\"times\" bounds it)");
+        return answer(step, call);
+    }
     for (HostCall &each : step.before) {
         making_ = &each;
+        making_chain_ = chain;
         Message argument(each.procedure->argument);
         fill(each.procedure->argument, argument.address(), each.arguments, text_);
         call.host.send(call.client, *each.procedure, argument.address());
@@ -145,12 +162,20 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
     Host &host = call.host;
     Client &client = call.client;
     for (HostCall &each : step.in)
-        host.when_free(client, [this, &host, &client, &each] { make(host, client, each); });
+        host.when_free(client,
+                       [=, this, &host, &client, &each] { make(host, client, each, chain); });
     for (HostCall &each : step.after)
-        host.when_idle(client, [this, &host, &client, &each] { make(host, client, each); });
+        host.when_idle(client,
+                       [=, this, &host, &client, &each] { make(host, client, each, chain); });
+    return answer(step, call);
+}
+
+Responder::Reaction ScenarioPlayer::answer(const ExpectedCall &step, Call &call)
+{
     if (step.delay.count() > 0)
-        host.serve_until([&] { return !client.running(); },
-                         std::min(step.delay, host.options().turn_limit), EventLoop::Time::counted);
+        call.host.serve_until([&] { return !call.client.running(); },
+                              std::min(step.delay, call.host.options().turn_limit),
+                              EventLoop::Time::counted);
     if (step.answer == ExpectedCall::model)
         return model_.respond(call);
     fill(call.procedure.result, call.result, step.fields, text_);
@@ -168,13 +193,14 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
     }
 }
 
-void ScenarioPlayer::make(Host &host, Client &client, HostCall &call)
+void ScenarioPlayer::make(Host &host, Client &client, HostCall &call, unsigned chain)
 {
     if (!client.running())
         return;
     Message argument(call.procedure->argument);
     fill(call.procedure->argument, argument.address(), call.arguments, text_);
     making_ = &call;
+    making_chain_ = chain;
     host.call(client, *call.procedure, argument.address());
     making_ = nullptr;
 }
@@ -200,6 +226,7 @@ try {
 void ScenarioPlayer::begin(const TraceEvent &event)
 {
     HostCall *begun = std::exchange(making_, nullptr);
+    const unsigned chain = begun ? making_chain_ : 0;
     for (auto *list : {&queued_, &scenarios_})
         for (Scenario &scenario : *list)
             for (HostCall &each : scenario.host_calls)
@@ -209,7 +236,7 @@ void ScenarioPlayer::begin(const TraceEvent &event)
     if (!begun)
         return;
     begun->begun = true;
-    open_[event.client].push_back({event.depth, begun});
+    open_[event.client].push_back({event.depth, begun, chain});
 }
 
 void ScenarioPlayer::end(const TraceEvent &event)

@@ -46,6 +46,7 @@ private:
     struct Open {
         std::size_t depth;
         HostCall *call;
+        unsigned chain; // how many calls of scenarios have led to it, one by the other
     };
     // A list of calls, and whether their order counts.
     struct Expected {
@@ -57,7 +58,8 @@ private:
     ExpectedCall *find_in(const Expected &expected, const Call &call);
     void note_other(const std::vector<Expected> &all, const Call &call);
     Reaction carry_out(ExpectedCall &step, Call &call);
-    void make(Host &host, Client &client, HostCall &call);
+    Reaction answer(const ExpectedCall &step, Call &call);
+    void make(Host &host, Client &client, HostCall &call, unsigned chain);
     void begin(const TraceEvent &event);
     void end(const TraceEvent &event);
     void miss(std::string text);
@@ -68,6 +70,7 @@ private:
     std::deque<Scenario> queued_, scenarios_;
     std::map<int, std::vector<Open>> open_; // by the numbers of clients, the innermost last
     HostCall *making_ = nullptr;            // the call that the host is about to make
+    unsigned making_chain_ = 0;
     std::vector<std::string> misses_;
     std::size_t more_misses_ = 0;
     std::size_t taken_ = 0;

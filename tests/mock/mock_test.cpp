@@ -278,6 +278,20 @@ TEST_F(Mocked, AnswersAreGivenInTheirOrder)
     EXPECT_EQ(V_MockClose(), 1) << told();
 }
 
+TEST_F(Mocked, CallsThatLeadToThemselvesComeToAnEnd)
+{
+    ASSERT_EQ(V_MockOpen(nullptr, nullptr), 0);
+    on_command = [](IntT) { V_ApiAlert("again", 1); };
+    EXPECT_EQ(V_MockAnswer(step("api_vq_alert_1", R"("times": "any", "after": [
+        {"callback": "vq_api_command_1"}])")
+                               .c_str()),
+              0);
+    EXPECT_EQ(V_MockCommand(1), 0);
+    EXPECT_EQ(V_MockCount("api_vq_alert_1"), 1001);
+    EXPECT_EQ(V_MockClose(), 1);
+    EXPECT_TOLD(":1:1: the calls that it has the host make lead to it again");
+}
+
 TEST_F(Mocked, ThePersonAnswers)
 {
     ASSERT_EQ(V_MockOpen(nullptr, nullptr), 0);
