@@ -46,7 +46,10 @@ public:
         }
         case Shape::text: {
             const StringT bytes = *static_cast<StringT *>(value);
-            return (wanted.is_text() && text_.to_utf8(bytes ? bytes : "") == wanted.text()) ||
+            const std::string is = text_.to_utf8(bytes ? bytes : "");
+            const JsonNode *part = contained(wanted);
+            return (part ? is.find(part->text()) != std::string::npos
+                         : wanted.is_text() && is == wanted.text()) ||
                    differ(shape, value, wanted, path);
         }
         case Shape::pointer: {
@@ -113,6 +116,12 @@ private:
 };
 
 } // namespace
+
+const JsonNode *contained(const JsonNode &node)
+{
+    const JsonNode *part = node.type == JsonNode::object ? node.member("contains") : nullptr;
+    return part && part->is_text() && node.members.size() == 1 ? part : nullptr;
+}
 
 std::string json_of(const JsonNode &node)
 {

@@ -18,6 +18,9 @@ struct Difference {
     std::string is, wanted;
 };
 
+// Returns the text that a text has to contain, where that is what the node says; else null.
+const JsonNode *contained(const JsonNode &node);
+
 // Returns the node as JSON on one line.
 std::string json_of(const JsonNode &node);
 

@@ -7,6 +7,7 @@
 #include "common/file.h"
 #include "common/nearest.h"
 #include "host/json/values.h"
+#include "host/scenario/pattern.h"
 #include "host/values/status.h"
 #include "host/values/text.h"
 
@@ -159,14 +160,16 @@ private:
                                   hint_of_call(wanted).value_or(nearest.hint()));
     }
 
-    // Checks that the node is such a message, or a part of one.
-    void check(const MessageType &type, const JsonNode &node)
+    // Checks that the node is such a message, or a part of one. Texts of what is expected may be
+    // parts, too.
+    void check(const MessageType &type, const JsonNode &node, bool is_expected = false)
     {
         if (!type.shape)
             throw JsonError(node, "this procedure has none");
         Message scratch(type);
         const auto convert = [&](const JsonNode &each) {
-            const std::string &utf8 = each.text();
+            const JsonNode *part = is_expected ? contained(each) : nullptr;
+            const std::string &utf8 = (part ? *part : each).text();
             try {
                 return text_->from_utf8(utf8);
             } catch (const std::runtime_error &error) {
@@ -211,7 +214,7 @@ private:
         if ((call.arguments = node.member("arguments"))) {
             if (!call.procedure)
                 throw JsonError(*call.arguments, "calls of any procedure have no arguments alike");
-            check(call.procedure->argument, *call.arguments);
+            check(call.procedure->argument, *call.arguments, true);
         }
         if (const JsonNode *times = node.member("times"))
             attempt(problems_, [&] {

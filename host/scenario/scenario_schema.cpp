@@ -20,6 +20,9 @@ using schema::Json;
 class MessageSchemas
 {
 public:
+    explicit MessageSchemas(const char *prefix, Json text) : prefix_(prefix), text_(std::move(text))
+    {
+    }
     Json of(const MessageType &type)
     {
         return type.shape ? of(*type.shape) : Json{{"not", Json::object()}};
@@ -43,7 +46,7 @@ private:
         case Shape::number:
             return schema::number(shape.least, shape.most);
         case Shape::text:
-            return schema::text();
+            return text_;
         case Shape::pointer:
             return {{"anyOf", {{{"type", "null"}}, of(*shape.element)}}};
         case Shape::list:
@@ -52,7 +55,7 @@ private:
             break;
         }
         const auto [name, fresh] =
-            names_.try_emplace(&shape, "type" + std::to_string(names_.size()));
+            names_.try_emplace(&shape, prefix_ + std::to_string(names_.size()));
         if (fresh) {
             Json properties = Json::object();
             each_possible_field(shape, [&](std::string_view field, const Shape &type) {
@@ -64,6 +67,8 @@ private:
         return schema::reference(name->second.c_str());
     }
 
+    const std::string prefix_;
+    const Json text_;
     std::map<const Shape *, std::string> names_;
     Json all_ = Json::object();
 };
@@ -113,7 +118,8 @@ std::string scenario_schema()
     const Json count = number(0, UINT32_MAX);
     const Json words = {{"enum", {"model", "none", "error", "half", "close"}}};
     const auto one_of = [](Json schemas) { return Json{{"anyOf", std::move(schemas)}}; };
-    MessageSchemas messages;
+    const Json part = object({{"contains", text()}}, {"contains"});
+    MessageSchemas messages("type", text()), expected("expected", one_of({text(), part}));
     Step call("call",
               {{"times",
                 one_of({count,
@@ -127,7 +133,7 @@ std::string scenario_schema()
                {"answer", Json::object()}});
     for (const Procedure &each : host_procedures())
         if (!is_of_start(each.name))
-            call.add(each.name, {{"arguments", messages.of(each.argument)},
+            call.add(each.name, {{"arguments", expected.of(each.argument)},
                                  {"answer", one_of({words, messages.of_result(each.result)})}});
     call.add("*", {{"arguments", messages.of(MessageType{})}, {"answer", words}});
     Step host_call("callback", {{"steps", list(reference("call"))},
@@ -137,6 +143,7 @@ std::string scenario_schema()
             host_call.add(each.name, {{"arguments", messages.of(each.argument)}});
     Json parts = {{"call", call.take()}, {"hostCall", host_call.take()}};
     parts.update(messages.take());
+    parts.update(expected.take());
     const Json step = {{"if", {{"required", {"callback"}}}},
                        {"then", reference("hostCall")},
                        {"else", reference("call")}};

@@ -65,7 +65,7 @@ TEST_F(Scenarios, StepsAnswerTheCallsThatTheyFit)
 TEST_F(Scenarios, ExpectationsHoldWhereTheModelAnswersTheRest)
 {
     add(R"({"$schema": "scenario.schema.json", "others": "model", "order": "file", "steps": [
-{"call": "api_vq_alert_1", "arguments": {"str1": "a"}},
+{"call": "api_vq_alert_1", "arguments": {"str1": {"contains": "a"}}},
 {"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3}}, "times": 1},
 {"call": "api_vq_get_id_1", "times": 0}]})");
     EXPECT_STATUS(no_such_document, V_ApiGetInt(4711, 0, 3));
@@ -74,14 +74,14 @@ TEST_F(Scenarios, ExpectationsHoldWhereTheModelAnswersTheRest)
                           "it came before its turn\n");
     EXPECT_STATUS(ok, V_ApiAlert(str("b"), 1));
     EXPECT_EQ(
-        failures().substr(0, 149),
+        failures().substr(0, 162),
         R"(s:2:1: api_vq_alert_1: expected once, came 0 times; the nearest call that came differs in
     str1:
       is       "b"
-      expected "a"
+      expected {"contains":"a"}
 s:3:1: api_)");
     // A step without an answer changes nothing for the client.
-    EXPECT_STATUS(ok, V_ApiAlert(str("a"), 1));
+    EXPECT_STATUS(ok, V_ApiAlert(str("say"), 1));
     for (int i = 0; i < 2; i++)
         EXPECT_STATUS(no_such_document, V_ApiGetInt(4711, 0, 3));
     EXPECT_STATUS(no_such_document, V_ApiGetId(4711, 0, 3));
@@ -161,6 +161,8 @@ TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
          "s:1:45: steps[0].in: only within api_vq_modal_dialog_1"},
         {R"({"steps": [{"call": "api_vq_init_ack_5_1"}]})", "comes up"},
         {R"({"steps": [{"call": "api_vq_close_1", "answer": "not-permited"}]})", "is needed here"},
+        {R"({"steps": [{"callback": "vq_api_message_1", "arguments": {"message": {"contains": "x"}}}]})",
+         "a text in quotes"},
         {R"({"steps": [{}]})", "a step needs \"call\" or \"callback\""},
     };
     for (const auto &[json, told] : mistakes) {
