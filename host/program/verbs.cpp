@@ -45,21 +45,10 @@ int doctor(int argc, char **argv);
 int help(int argc, char **argv);
 int version(int argc, char **argv);
 
-// Names of which there are so many that they are only made for a shell.
 std::vector<Option> options_to_complete(Arguments &arguments, bool replays)
 {
     std::vector<Option> options = options_into(arguments, replays);
-    for (Option &each : options) {
-        const std::string_view name = each.name;
-        if (name == "leave-out")
-            each.values = fields_to_leave_out();
-        if (name == "scrub")
-            each.values = fields_to_scrub();
-        if (name == "filter")
-            for (const auto among : {host_procedures(), client_procedures()})
-                for (const Procedure &procedure : among)
-                    each.values.emplace_back(procedure.name);
-    }
+    offer_names(options);
     return options;
 }
 

@@ -103,14 +103,19 @@ const std::string &field_to_scrub(const std::string &name)
     return field_for(Use::scrub, name, "no message has a text ");
 }
 
-std::vector<std::string> fields_to_leave_out()
+void offer_names(std::vector<Option> &options)
 {
-    return names_for(Use::leave_out);
-}
-
-std::vector<std::string> fields_to_scrub()
-{
-    return names_for(Use::scrub);
+    for (Option &each : options) {
+        const std::string_view name = each.name;
+        if (name == "leave-out")
+            each.values = names_for(Use::leave_out);
+        if (name == "scrub")
+            each.values = names_for(Use::scrub);
+        if (name == "filter")
+            for (const auto among : {host_procedures(), client_procedures()})
+                for (const Procedure &procedure : among)
+                    each.values.emplace_back(procedure.name);
+    }
 }
 
 // Passes the parts of a message on, but for what is left out or replaced.

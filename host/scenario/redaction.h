@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/file.h"
+#include "common/options.h"
 #include "host/json/values.h"
 #include "host/values/text.h"
 
@@ -25,9 +26,10 @@ struct RecordedFields {
 // call with, or a text.
 const std::string &field_to_leave_out(const std::string &name);
 const std::string &field_to_scrub(const std::string &name);
-// Return all names of such fields, and their whole paths, for a shell.
-std::vector<std::string> fields_to_leave_out();
-std::vector<std::string> fields_to_scrub();
+// Has a shell be offered the names of such fields, their whole paths, and procedures, by the
+// options
+// --leave-out, --scrub and --filter. There are so many that they are made for that alone.
+void offer_names(std::vector<Option> &options);
 
 class Redaction
 {

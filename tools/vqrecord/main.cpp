@@ -67,28 +67,30 @@ std::vector<std::string> names_of_formats()
 Arguments parse(int argc, char **argv)
 {
     Arguments a;
-    std::vector<std::string> words = parse_options(
-        program, argc, argv,
-        {Option::into('o', "output", a.output),
-         {0, "leave-out", Option::value,
-          [&](const std::string &field) {
-              a.fields.left_out.insert(host::field_to_leave_out(field));
-          },
-          true},
-         {0, "scrub", Option::value,
-          [&](const std::string &field) { a.fields.scrubbed.insert(host::field_to_scrub(field)); },
-          true},
-         {0, "language", Option::value,
-          [&](const std::string &name) { a.language = host::language_number(name); }, false,
-          language_names()},
-         {0, "trace", Option::maybe_value,
-          [&](const std::string &form) {
-              a.trace = form.empty() ? &host::trace_formats().front() : &host::trace_format(form);
-          },
-          false, names_of_formats()},
-         Option::into(0, "trace-file", a.trace_file),
-         Option::into(0, "filter", a.filter)},
-        no_words, OptionsStand::in_front);
+    std::vector<Option> options = {
+        Option::into('o', "output", a.output),
+        {0, "leave-out", Option::value,
+         [&](const std::string &field) {
+             a.fields.left_out.insert(host::field_to_leave_out(field));
+         },
+         true},
+        {0, "scrub", Option::value,
+         [&](const std::string &field) { a.fields.scrubbed.insert(host::field_to_scrub(field)); },
+         true},
+        {0, "language", Option::value,
+         [&](const std::string &name) { a.language = host::language_number(name); }, false,
+         language_names()},
+        {0, "trace", Option::maybe_value,
+         [&](const std::string &form) {
+             a.trace = form.empty() ? &host::trace_formats().front() : &host::trace_format(form);
+         },
+         false, names_of_formats()},
+        Option::into(0, "trace-file", a.trace_file),
+        Option::into(0, "filter", a.filter)};
+    if (argc > 1 && std::string_view(argv[1]) == complete_option)
+        host::offer_names(options);
+    std::vector<std::string> words =
+        parse_options(program, argc, argv, options, no_words, OptionsStand::in_front);
     if (a.trace && a.trace->needs_file && a.trace_file.empty())
         misuse("--trace=" + std::string(a.trace->name) + " needs --trace-file");
     if (a.output.empty())
