@@ -111,9 +111,35 @@ Finding check_home()
     return check_root("HOME", "is not set; no resources are looked for there");
 }
 
+// Visits the files of string resources that clients find below a directory.
+template <class Visit>
+void each_resource(const fs::path &root, Visit visit)
+{
+    std::error_code none;
+    for (const auto &language : fs::directory_iterator(root / "vqinit", none))
+        for (const auto &file :
+             fs::directory_iterator(language.path() / "APIArea" / "resources", none))
+            if (file.path().extension() == ".sre")
+                visit(file.path());
+}
+
+// A client that is installed has no labels where VQHOME names a directory that lacks them.
 Finding check_vqhome()
 {
-    return check_root("VQHOME", "is not set; an installed vqhost sets it for clients");
+    Finding found = check_root("VQHOME", "is not set; an installed vqhost sets it for clients");
+    const std::string home = value_of("VQHOME"), installed = installed_home();
+    std::string hidden;
+    if (found.well && !home.empty())
+        each_resource(installed, [&](const fs::path &file) {
+            const fs::path place = file.lexically_relative(installed);
+            if (!fs::exists(fs::path(home) / place) &&
+                !fs::exists(fs::path(value_of("HOME")) / place))
+                hidden = place;
+        });
+    if (!hidden.empty())
+        return {false,
+                found.text + ", and hides what is installed in " + installed + ": " + hidden};
+    return found;
 }
 
 Finding check_loopback()
@@ -223,18 +249,13 @@ Finding check_resources()
         if (root.empty())
             continue;
         searched.push_back(root + "/vqinit");
-        std::error_code none;
-        for (const auto &language : fs::directory_iterator(root + "/vqinit", none))
-            for (const auto &file :
-                 fs::directory_iterator(language.path() / "APIArea" / "resources", none)) {
-                if (file.path().extension() != ".sre")
-                    continue;
-                SrIndex index;
-                const auto stream = open_file(file.path(), "re");
-                if (const char *fault = SrReader(stream.get()).read_index(index))
-                    return {false, file.path().string() + ": " + fault};
-                count++;
-            }
+        each_resource(root, [&](const fs::path &file) {
+            SrIndex index;
+            const auto stream = open_file(file, "re");
+            if (const char *fault = SrReader(stream.get()).read_index(index))
+                fail(file.string() + ": " + fault);
+            count++;
+        });
     }
     return {count > 0,
             (count > 0 ? std::to_string(count) + " files" : std::string("there are none")) +
@@ -293,7 +314,8 @@ struct Check {
 constexpr Check all_checks[] = {
     {"VQAPIX", check_identity, "unset VQAPIX; vqhost sets it for its clients"},
     {"VQPMAP", check_session_mapper, "unset VQPMAP, or take what the command session prints"},
-    {"VQHOME", check_vqhome, "unset VQHOME, or name the directory that has vqinit/"},
+    {"VQHOME", check_vqhome,
+     "unset VQHOME; --client-env VQHOME=DIRECTORY gives one client labels of its own"},
     {"HOME", check_home, "set HOME to a directory of your own, or unset it"},
     {"loopback", check_loopback, "ip link set lo up"},
     {"port mapper", check_port_mapper, "ip link set lo up, or start rpcbind"},

@@ -38,6 +38,20 @@ HOME='' examine HOME,
 VQHOME=$work/none examine "VQHOME,string resources,Unicode tables,"
 wrote out "unset VQHOME"
 
+# One that lacks what is installed, from where this host would be run.
+mkdir -p there/bin there/share/velt
+cp -r home/vqinit there/share/velt
+cp "$1" there/bin/vqhost
+mkdir -p other/vqinit/usenglish/APIArea/resources
+cp home/vqinit/usenglish/APIArea/resources/shelfwise.sre other/vqinit/usenglish/APIArea/resources/other.sre
+cp -r home/unicode other
+this=("${program[@]}")
+program=("$work/there/bin/vqhost")
+examine ""
+VQHOME=$work/other examine VQHOME,
+wrote out "hides what is installed in $work/there/share/velt: vqinit/"
+program=("${this[@]}")
+
 # Files that are there, but damaged.
 echo damaged >home/vqinit/usenglish/APIArea/resources/shelfwise.sre
 examine "string resources,"
