@@ -83,7 +83,7 @@ try {
 } catch (const std::exception &) {
     std::fprintf(stderr, "%s:%d: %s", file_, line_, mark);
     for (; *what; what++)
-        std::fputc(*what < ' ' ? ' ' : *what, stderr);
+        std::fputc(static_cast<unsigned char>(*what) < ' ' ? ' ' : *what, stderr);
     std::fputc('\n', stderr);
 }
 
@@ -330,6 +330,7 @@ void Mock::serve_client(svc_req &request)
     if (takes)
         end_test_turn();
     else if (request.rq_proc != api_vq_over_1::number) {
+        idle_ = 0;
         if (callback_ && client_->turns.is_new_breach())
             failures_.add(client_->title() + ": has called " + name_of(request.rq_proc) + " in " +
                           std::string(callback_->name) + ", after it had handed control back");
@@ -466,7 +467,17 @@ bool Mock::serve_wait()
 void Mock::end_wait()
 {
     const ModalWait *modal = client_->turns.modal_wait();
-    if (idle_ > 1) {
+    if (modal && idle_ == 1) {
+        failures_.add("the client waits for the end of the modal dialog " +
+                      std::to_string(modal->number) + in_which_callback() +
+                      ", and no event is left for it (V_MockQueueDialogEvent): it is cancelled");
+        host_.dialog_event(*client_, 0, 0, cancelled);
+    } else if (!modal && !std::exchange(is_to_quit_, true)) {
+        to_client_.send(callback::vq_api_quit_1::number, {});
+        failures_.add("the client waits in V_ApiService" + in_which_callback() +
+                      " for the host, which has nothing for it "
+                      "(V_MockQueueDialogEvent queues calls): it is to quit");
+    } else {
         // It waits for the end of a dialog that the host knows nothing of, or has no memory for.
         const Procedure &procedure =
             *find_procedure(client_procedures(), callback::vq_api_dialog_event_1::number);
@@ -476,16 +487,6 @@ void Mock::end_wait()
         } catch (const std::bad_alloc &) {
         }
         to_client_.send(procedure.number, encoded(procedure.argument, &end));
-    } else if (modal) {
-        failures_.add("the client waits for the end of the modal dialog " +
-                      std::to_string(modal->number) + in_which_callback() +
-                      ", and no event is left for it (V_MockQueueDialogEvent): it is cancelled");
-        host_.dialog_event(*client_, 0, 0, cancelled);
-    } else {
-        failures_.add("the client waits in V_ApiService" + in_which_callback() +
-                      " for the host, which has nothing for it "
-                      "(V_MockQueueDialogEvent queues calls): it is to quit");
-        to_client_.send(callback::vq_api_quit_1::number, {});
     }
 }
 

@@ -193,7 +193,8 @@ private:
     bool defines_commands_ = false;
     std::set<IntT> defined_; // commands
     unsigned delivered_ = 0; // calls of the client so far
-    unsigned idle_ = 0;      // waits in a row for which there was nothing
+    unsigned idle_ = 0;      // waits in a row for which there was nothing, and no call in between
+    bool is_to_quit_ = false;
 };
 
 } // namespace velt::mock
