@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <set>
+#include <map>
 #include <sstream>
 #include <system_error>
 
@@ -128,7 +128,8 @@ bool check_up(Subject subject, const std::vector<std::string> &patterns, std::os
     out << "TAP version 14\n1.." << all.size() << '\n';
     const Folder folder;
     subject.folder = folder.path();
-    std::set<std::string_view> unmet; // that have failed, or could not be examined therefore
+    // What has failed, or could not be examined therefore, with what has failed first.
+    std::map<std::string_view, std::string_view> unmet;
     std::size_t number = 0;
     int count[3] = {};
     for (const Point *each : all) {
@@ -136,8 +137,9 @@ bool check_up(Subject subject, const std::vector<std::string> &patterns, std::os
         const auto lacking = std::ranges::find_if(
             each->needs, [&](const char *need) { return need && unmet.contains(need); });
         if (lacking != std::end(each->needs)) {
-            verdict.seen = *lacking + std::string(" has failed");
-            unmet.insert(each->name);
+            const std::string_view failed = unmet.find(*lacking)->second;
+            verdict.seen = std::string(failed) + " has failed";
+            unmet.insert({each->name, failed});
         } else {
             try {
                 verdict =
@@ -147,7 +149,7 @@ bool check_up(Subject subject, const std::vector<std::string> &patterns, std::os
                 throw;
             }
             if (verdict.kind == Verdict::bad)
-                unmet.insert(each->name);
+                unmet.insert({each->name, each->name});
         }
         count[verdict.kind == Verdict::good ? 0 : verdict.kind == Verdict::bad ? 1 : 2]++;
         print(out, ++number, *each, verdict);

@@ -34,13 +34,20 @@ Course observed(const Subject &subject, const Step &step)
 
 std::vector<Course> observe(const Subject &subject)
 {
-    std::vector<Course> courses{observed(subject, {"its initialisation"})};
+    std::vector<Course> courses{observed(subject, first_step)};
+    std::vector<Step> commands;
     try {
-        for (const Step &each : Session(subject).commands())
-            courses.push_back(observed(subject, each));
+        commands = Session(subject).commands();
     } catch (const Skipped &) {
         // Of a client that ends when it is initialised there is no more to see.
     }
+    for (const std::string &wanted : subject.commands)
+        if (std::ranges::none_of(commands, [&](const Step &each) {
+                return std::ranges::find(each.asked_for, wanted) != each.asked_for.end();
+            }))
+            throw Violation{"it defines no command " + wanted + " in a menu"};
+    for (const Step &each : commands)
+        courses.push_back(observed(subject, each));
     return courses;
 }
 
@@ -77,16 +84,6 @@ std::vector<Course> read_courses(std::istream &in)
     return courses;
 }
 
-std::vector<Course> only(const Subject &subject, bool (*which)(const Course &),
-                         const char *otherwise)
-{
-    std::vector<Course> courses = courses_of(subject);
-    std::erase_if(courses, [=](const Course &each) { return !each.step.command || !which(each); });
-    if (courses.empty())
-        throw Skipped{otherwise};
-    return courses;
-}
-
 } // namespace
 
 std::vector<Course> courses_of(const Subject &subject)
@@ -103,18 +100,25 @@ std::vector<Course> courses_of(const Subject &subject)
 
 std::vector<Course> commands_of(const Subject &subject)
 {
-    return only(
-        subject, [](const Course &) { return true; },
-        subject.commands.empty() ? "it defines no command in a menu"
-                                 : "it defines no such command in a menu");
+    std::vector<Course> courses = courses_of(subject);
+    std::erase_if(courses, [](const Course &each) { return !each.step.command; });
+    const std::string none = "it defines no command in a menu";
+    if (courses.empty() && subject.allow_no_commands)
+        throw Skipped{none};
+    if (courses.empty())
+        throw Violation{none, "commands, without which little of a client can be examined",
+                        "define them in V_ApiInitialize; give --book a book in which it does; or "
+                        "give --allow-no-commands when it is to have none"};
+    return courses;
 }
 
 std::vector<Course> dialogs_of(const Subject &subject)
 {
-    commands_of(subject);
-    return only(
-        subject, [](const Course &each) { return each.opens_dialog; },
-        "none of its commands opens a modal dialog");
+    std::vector<Course> courses = commands_of(subject);
+    std::erase_if(courses, [](const Course &each) { return !each.opens_dialog; });
+    if (courses.empty())
+        throw Skipped{"none of its commands opens a modal dialog"};
+    return courses;
 }
 
 } // namespace velt::host

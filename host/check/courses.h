@@ -17,11 +17,12 @@ struct Course {
 };
 
 // Returns the initialisation and the commands that are to be tried. They are found out once for all
-// points. Throws Violation when a step does not come to its end.
+// points. Throws Violation when a step does not come to its end, or a command that is to be tried
+// is not there.
 std::vector<Course> courses_of(const Subject &subject);
 
 // Returns those of the commands, or those in which the client waits for a modal dialog. Throws
-// Skipped when there is none.
+// Skipped when there is none, or Violation when there is to be one.
 std::vector<Course> commands_of(const Subject &subject);
 std::vector<Course> dialogs_of(const Subject &subject);
 

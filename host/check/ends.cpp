@@ -211,6 +211,7 @@ void examine::exit_status(const Subject &subject)
 void examine::processes(const Subject &subject)
 {
     Session session(subject);
+    session.host.options().exit_limit = subject.limit; // what is killed ends no others
     for (const Step &each : session.commands())
         session.carry_out(each);
     session.serving();

@@ -13,7 +13,7 @@ struct Point {
     std::string_view name;
     std::string_view what; // the client is expected to do
     // The points without which this one cannot be met.
-    const char *needs[2];
+    const char *needs[3];
     std::string_view advice;
     // Throws Violation or Skipped.
     void (*examine)(const Subject &);
@@ -27,6 +27,7 @@ namespace examine
 {
 
 void start(const Subject &subject);
+void initialisation(const Subject &subject);
 void detached(const Subject &subject);
 void description(const Subject &subject);
 void no_description(const Subject &subject);

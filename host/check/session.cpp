@@ -12,9 +12,7 @@ namespace
 
 // The first code has clients define their commands.
 constexpr IntT defining_code = 1;
-constexpr std::chrono::milliseconds hurry{1000};
-
-const Step initialisation{"its initialisation"};
+constexpr std::chrono::milliseconds hurry{100};
 
 Options options_of(const Subject &subject, std::shared_ptr<WatchedMapper> mapper)
 {
@@ -77,7 +75,7 @@ void Session::initialise(IntT code)
     Outcome outcome = host.initialise(client(), code);
     for (int i = 0; outcome.kind == Outcome::modal && i < most_dialogs; i++)
         outcome = host.end_dialog(client(), 0, 0);
-    need_hand_over(outcome, initialisation);
+    need_hand_over(outcome, first_step);
     initialised_ = true;
 }
 
@@ -156,13 +154,12 @@ std::vector<Step> Session::commands(bool all)
     std::vector<Step> steps;
     for (const Object *item : window.menu_items()) {
         const std::string label = window.label(*item), numeral = std::to_string(item->command);
-        const auto wanted = std::ranges::find_if(subject_.commands, [&](const auto &each) {
-            return each == label || each == numeral || each == window.shown(item->name);
-        });
-        const bool is_given = wanted != subject_.commands.end();
-        if (item->client == number && (all || subject_.commands.empty() || is_given))
-            steps.push_back({"its command " + numeral + " (" + label + ")", item->command,
-                             is_given ? *wanted : std::string()});
+        Step step{"its command " + numeral + " (" + label + ")", item->command};
+        for (const std::string &each : subject_.commands)
+            if (each == label || each == numeral || each == window.shown(item->name))
+                step.asked_for.push_back(each);
+        if (item->client == number && (all || subject_.commands.empty() || !step.asked_for.empty()))
+            steps.push_back(std::move(step));
     }
     return steps;
 }

@@ -23,6 +23,7 @@ struct Subject {
     std::string name; // of the client
     Sample book = small_book();
     std::vector<std::string> commands = {};  // to try, by number, name or label; all when empty
+    bool allow_no_commands = false;          // a client that has none is not at fault
     std::chrono::milliseconds limit{30'000}; // for each thing that the client has to do
     std::string folder = {};                 // for the files of sessions
 };
@@ -34,8 +35,10 @@ inline constexpr int most_dialogs = 100;
 struct Step {
     std::string text; // how a person is told of it
     std::optional<IntT> command = {};
-    std::string asked_for = {}; // how the command was given, if it was
+    std::vector<std::string> asked_for = {}; // how the command was given, if it was
 };
+
+inline const Step first_step{"its initialisation"};
 
 class Session
 {

@@ -60,6 +60,14 @@ void examine::start(const Subject &subject)
         throw Violation{"the process that was started has ended, and another one acknowledged"};
 }
 
+void examine::initialisation(const Subject &subject)
+{
+    Session session(subject);
+    session.prepare(first_step);
+    session.carry_out(first_step);
+    session.settle();
+}
+
 void examine::detached(const Subject &subject)
 {
     Session session(subject);

@@ -26,7 +26,7 @@ struct CheckArguments {
     std::vector<std::string> only, commands, arguments, environment;
     std::string book;
     double limit = 30;
-    bool list = false, help = false, version = false;
+    bool allow_no_commands = false, list = false, help = false, version = false;
 };
 
 std::vector<Option> options_into(CheckArguments &a)
@@ -49,6 +49,7 @@ std::vector<Option> options_into(CheckArguments &a)
     return {repeated("only", a.only, names_of_points()),
             Option::flag(0, "list", a.list),
             repeated("command", a.commands),
+            Option::flag(0, "allow-no-commands", a.allow_no_commands),
             Option::into(0, "book", a.book),
             {0, "limit", Option::value,
              [&a](const std::string &text) { a.limit = number_of("--limit", text, 0.1, 3600); }},
@@ -69,6 +70,7 @@ the format of TAP 14, with what was seen, what was expected, and what to do.
   --list               list the points, and what each checks
   --command COMMAND    try this command, by its label, name or number; once more for another
                        (all that the client has in menus)
+  --allow-no-commands  skip what is about commands when it has none; it fails otherwise
   --book FILE          work on a copy of this book
   --limit SECONDS      how long the client may take for each thing: 0.1 to 3600 (30)
   --client-arg ARG     hand an argument to the client; once more for another
@@ -89,6 +91,7 @@ Subject subject_of(const std::string &client, const CheckArguments &a)
     subject.client.arguments = a.arguments;
     subject.client.environment = a.environment;
     subject.commands = a.commands;
+    subject.allow_no_commands = a.allow_no_commands;
     subject.limit = std::chrono::milliseconds(std::lround(1000 * a.limit));
     if (!a.book.empty())
         try {

@@ -137,6 +137,10 @@ void show_the_dialog()
 
 void V_ApiInitialize(IntT)
 {
+    if (has("dies-initialised"))
+        std::abort();
+    if (has("has-no-commands"))
+        return;
     const V_ObjHandleT menu = V_ApiGetNamedObject(0, V_type_menu, "!BookContextMenu");
     V_ApiDefineAndAddCommand(read_book, menu, "Read", "Read", "");
     if (has("sound") || has("leaves-the-dialog") || has("opens-another-dialog"))
