@@ -2,6 +2,7 @@
 
 #include "common/file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +11,8 @@
 #include <array>
 #include <cerrno>
 #include <functional>
+#include <memory>
+#include <new>
 #include <span>
 #include <stdexcept>
 #include <system_error>
@@ -25,7 +28,7 @@ namespace
 // The limit keeps an endless file from filling the memory.
 constexpr std::size_t most_content = std::size_t{256} << 20;
 
-[[noreturn]] void fail(const std::string &path)
+[[noreturn]] void cannot_use(const std::string &path)
 {
     throw std::system_error(errno, std::generic_category(), path);
 }
@@ -58,7 +61,7 @@ public:
         struct stat status {
         };
         if (!file_ || fstat(file_.get(), &status) != 0)
-            fail(path);
+            cannot_use(path);
         if (!S_ISREG(status.st_mode))
             throw std::runtime_error(path + ": it is not a plain file");
         size = static_cast<std::size_t>(status.st_size);
@@ -71,7 +74,7 @@ public:
         while (length < room.size()) {
             const ssize_t got = ::read(file_.get(), room.data() + length, room.size() - length);
             if (got < 0 && errno != EINTR)
-                fail(path_);
+                cannot_use(path_);
             if (got == 0)
                 break;
             length += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
@@ -90,7 +93,7 @@ File open_file(const std::string &path, const char *mode)
 {
     File file(std::fopen(path.c_str(), mode));
     if (!file)
-        fail(path);
+        cannot_use(path);
     return file;
 }
 
@@ -107,7 +110,7 @@ std::string read_file(const std::string &path)
         check_size(content.size(), name);
     }
     if (std::ferror(file) != 0)
-        fail(name);
+        cannot_use(name);
     return content;
 }
 
@@ -125,6 +128,23 @@ std::string read_plain_file(const std::string &path)
 void expect_plain_file(const std::string &path)
 {
     PlainFile{path};
+}
+
+std::vector<std::string> names_in(const std::string &folder)
+{
+    using Handle = std::unique_ptr<DIR, int (*)(DIR *)>;
+    Handle opened(nullptr, closedir);
+    // As operator new does, so that it has a reserve of memory, too.
+    while (opened.reset(opendir(folder.c_str())), !opened && errno == ENOMEM)
+        if (const std::new_handler handler = std::get_new_handler())
+            handler();
+        else
+            throw std::bad_alloc();
+    std::vector<std::string> names;
+    while (const dirent *each = opened ? readdir(opened.get()) : nullptr)
+        if (const std::string name = each->d_name; name != "." && name != "..")
+            names.push_back(name);
+    return names;
 }
 
 Digest digest_of(std::string_view text)

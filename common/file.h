@@ -22,6 +22,9 @@ std::string read_file(const std::string &path);
 std::string read_plain_file(const std::string &path);
 // Throws unless there is such a file, which can be read.
 void expect_plain_file(const std::string &path);
+// Returns the names in a folder, without . and .., or none when it cannot be read. Unlike the
+// standard library's iterators, it does not end the process for lack of memory.
+std::vector<std::string> names_in(const std::string &folder);
 // What tells a text from others: its length, and a hash.
 struct Digest {
     std::size_t size = 0, hash = 0;

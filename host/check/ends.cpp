@@ -12,6 +12,7 @@
 #include <csignal>
 #include <system_error>
 
+#include "apilib/unix/process.h"
 #include "common/descriptor.h"
 #include "common/words.h"
 #include "host/check/courses.h"
@@ -131,12 +132,17 @@ void need_end_without_host(const Subject &subject, bool busy)
         throw Skipped{"it ends whenever it is initialised"};
     }
     const auto until = Clock::now() + subject.limit;
+    const auto start = start_of(client);
     for (int status = 0;; poll(nullptr, 0, 10)) {
+        // A client that was started in a shell is no child of this process.
+        const bool ended = !lives(client, start);
         if (waitpid(client, &status, WNOHANG) == client) {
             if (WIFSIGNALED(status))
                 throw untimely_end("it " + describe_exit(status) + " without the host " + when);
             return;
         }
+        if (ended)
+            return;
         if (Clock::now() >= until)
             throw Violation{"it has not ended within " + std::to_string(subject.limit.count()) +
                             " ms of the end of a host " + when};

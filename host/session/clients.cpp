@@ -142,12 +142,17 @@ void Clients::look_after()
         looked_ = now;
     for (Client &client : all_)
         look_after(client, ends);
+    if (ends && !options_.in_process)
+        reap_orphans();
 }
 
 void Clients::look_after(Client &client, bool ends)
 {
-    if (!client.running())
+    if (!client.running()) {
+        if (ends && client.process)
+            client.process->group_ended(); // what it has left behind is waited for
         return;
+    }
     if (client.in_process ? client.is_going()
                           : ends && (client.process ? client.process->ended()
                                                     : !lives(client.pid, client.process_start)))

@@ -6,17 +6,22 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <new>
+#include <set>
 #include <sstream>
 #include <system_error>
 
 #include "apilib/unix/process.h"
 #include "common/descriptor.h"
+#include "common/file.h"
 
 namespace velt::host
 {
@@ -62,10 +67,23 @@ namespace
     _exit(127);
 }
 
+std::set<const ClientProcess *> processes;
+
 } // namespace
+
+ClientProcess::Listed::Listed(const ClientProcess &which) : process(which)
+{
+    processes.insert(&which);
+}
+
+ClientProcess::Listed::~Listed()
+{
+    processes.erase(&process);
+}
 
 ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
                              const std::string &port_mapper, bool stopped)
+    : description_(identity.empty() ? "" : "VQAPIX=" + identity)
 {
     std::array<int, 2> ends;
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -88,7 +106,8 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
         while (waitpid(group_, nullptr, 0) < 0 && errno == EINTR)
             ;
         const bool is_there = error == ENOENT && access(what.path.c_str(), F_OK) == 0;
-        const bool is_folder = std::filesystem::is_directory(what.path);
+        std::error_code unknown;
+        const bool is_folder = std::filesystem::is_directory(what.path, unknown);
         const bool is_nowhere = error == ENOENT && what.path.find('/') == what.path.npos;
         throw std::system_error(error, std::generic_category(),
                                 what.path + (is_there     ? ": the program that is to run it"
@@ -111,7 +130,11 @@ ClientProcess::~ClientProcess()
     kill(SIGKILL);
     while (!ended_ && (waitpid(-group_, nullptr, 0) > 0 || errno == EINTR))
         ;
-    // A client that has left the group has become a child of this process.
+    // What has left the group has become a child of this process.
+    if (id_ == 0)
+        for (const pid_t each : strays())
+            while (waitpid(each, nullptr, 0) < 0 && errno == EINTR)
+                ;
     ProcessFacts facts;
     if (id_ != 0 && read_process(id_, facts) && facts.start == start_)
         while (waitpid(id_, nullptr, 0) < 0 && errno == EINTR)
@@ -124,9 +147,46 @@ bool ClientProcess::includes(pid_t id) const
     for (pid_t each = id; each > 1; each = facts.parent)
         if (each == group_ || getpgid(each) == group_)
             return true;
+        else if (each == getpid())
+            return describes(id);
         else if (!read_process(each, facts))
             break;
     return false;
+}
+
+bool ClientProcess::awaits(pid_t id) const
+{
+    return (!ended_ && getpgid(id) == group_) || (id == id_ && !status_);
+}
+
+bool ClientProcess::describes(pid_t id) const
+{
+    if (description_.empty())
+        return false;
+    std::ifstream environment("/proc/" + std::to_string(id) + "/environ", std::ios::binary);
+    for (std::string each; std::getline(environment, each, '\0');)
+        if (each == description_)
+            return true;
+    return false;
+}
+
+std::vector<pid_t> ClientProcess::strays() const
+{
+    std::vector<pid_t> found;
+    if (description_.empty())
+        return found;
+    try {
+        ProcessFacts facts{};
+        for (const std::string &name : names_in("/proc")) {
+            const pid_t id = std::atoi(name.c_str());
+            if (id > 0 && read_process(id, facts) && facts.parent == getpid() &&
+                getpgid(id) != group_ && describes(id))
+                found.push_back(id);
+        }
+    } catch (const std::bad_alloc &) {
+        // The destructor asks, too; without memory, no more are found.
+    }
+    return found;
 }
 
 void ClientProcess::set_id(pid_t id)
@@ -151,6 +211,17 @@ bool a_child_has_ended()
     return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid != 0;
 }
 
+void reap_orphans()
+{
+    for (siginfo_t info{}; waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0; info = {}) {
+        const pid_t id = info.si_pid;
+        if (id == 0 || getpgid(id) == getpgrp() ||
+            std::ranges::any_of(processes, [=](const auto *each) { return each->awaits(id); }))
+            return;
+        waitpid(id, nullptr, WNOHANG);
+    }
+}
+
 bool ClientProcess::ended()
 {
     while (!ended_) {
@@ -165,13 +236,20 @@ bool ClientProcess::ended()
         if (pid == group_)
             first_status_ = status;
     }
-    return ended_ || (id_ != 0 && status_);
+    if (id_ == 0)
+        return ended_ && strays().empty();
+    if (int status = 0; !status_ && id_ != group_ && waitpid(id_, &status, WNOHANG) == id_)
+        status_ = status;
+    return status_ || (ended_ && !lives(id_, start_));
 }
 
 void ClientProcess::kill(int signal)
 {
     if (!ended_)
         ::kill(-group_, signal);
+    if (id_ == 0)
+        for (const pid_t each : strays())
+            ::kill(each, signal);
     if (id_ != 0 && !status_ && getpgid(id_) != group_ && lives(id_, start_))
         ::kill(id_, signal);
 }
@@ -182,9 +260,10 @@ std::string find_program(const std::string &name)
     if (name.find('/') != name.npos || !path)
         return name;
     std::istringstream folders(path);
+    std::error_code unknown;
     for (std::string folder; std::getline(folders, folder, ':');)
         if (const std::string found = folder + "/" + name;
-            access(found.c_str(), X_OK) == 0 && !std::filesystem::is_directory(found))
+            access(found.c_str(), X_OK) == 0 && !std::filesystem::is_directory(found, unknown))
             return found;
     return name;
 }

@@ -26,6 +26,11 @@ struct Startup {
 // Returns whether a child of this process has ended that nobody has waited for.
 bool a_child_has_ended();
 
+// Waits for what has come to this process, as a subreaper, and has ended, apart from what a
+// ClientProcess waits for, and from children in this process's own group, which others have
+// started.
+void reap_orphans();
+
 // The time that a killed process may take to end.
 inline constexpr std::chrono::seconds kill_limit(5);
 
@@ -56,7 +61,8 @@ public:
     // Returns whether the client has stopped running and only waits to be reaped.
     bool is_ending() const;
 
-    // Returns whether the client has ended, even if others of its group have not.
+    // Returns whether the client has ended, even if others of its group have not. Before the client
+    // has told its id, all have to end that were started with its description.
     bool ended();
     // Returns whether the whole group has.
     bool group_ended() { return ended() && ended_; }
@@ -70,7 +76,25 @@ public:
     void kill(int signal);
 
 private:
-    pid_t group_;
+    friend void reap_orphans();
+    // Has the process in the list of all that there are.
+    struct Listed {
+        explicit Listed(const ClientProcess &which);
+        ~Listed();
+        const ClientProcess &process;
+    };
+
+    // Returns whether this process is a child that it waits for.
+    bool awaits(pid_t id) const;
+    // Returns whether a process has the description of this client.
+    bool describes(pid_t id) const;
+    // Returns the children of this process that are described so and run outside of the group: a
+    // process has left it, and the one that it came from has ended.
+    std::vector<pid_t> strays() const;
+
+    Listed listed_{*this};
+    std::string description_; // in the environment, as NAME=VALUE; empty without one
+    pid_t group_ = 0;
     pid_t id_ = 0;
     unsigned long long start_ = 0; // as start_of() returns it
     bool ended_ = false;

@@ -188,6 +188,17 @@ TEST_F(HostedClients, AClientIsStartedByAnotherProgramOrForADebugger)
     EXPECT_TRUE(host.quit(wrapped));
     EXPECT_EQ(WEXITSTATUS(wrapped.exit_status.value_or(0)), 9);
 
+    // One that leaves the group behind a process that ends is found, and no other stays a zombie.
+    shell.arguments = {"-c", "setsid \"$PROGRAM\" & setsid true &"};
+    Client &left = host.start(shell, 41, "left");
+    EXPECT_TRUE(host.command(left, 1));
+    EXPECT_TRUE(host.quit(left));
+    EXPECT_EQ(WEXITSTATUS(left.exit_status.value_or(0)), 9);
+    const auto no_child = [] {
+        return waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) != 0;
+    };
+    EXPECT_TRUE(host.serve_until(no_child, hang));
+
     char state = 0;
     host.options().stop_at_start = true;
     console.hears = [&](const std::string &line) {
