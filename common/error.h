@@ -1,7 +1,6 @@
 // Errors, with the exit code of the program that they end.
 #pragma once
 
-#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -32,9 +31,6 @@ public:
 }
 
 // Returns what a person is told of the exception.
-inline std::string reason_of(const std::exception &error)
-{
-    return dynamic_cast<const std::bad_alloc *>(&error) ? "out of memory" : error.what();
-}
+std::string reason_of(const std::exception &error);
 
 } // namespace velt

@@ -1,15 +1,19 @@
 #include "host/check/check.h"
 
 #include <fnmatch.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <map>
 #include <sstream>
 #include <system_error>
 
+#include "common/file.h"
 #include "common/interrupts.h"
+#include "common/memory_reserve.h"
 #include "common/nearest.h"
 #include "common/printable.h"
 #include "common/words.h"
@@ -29,8 +33,12 @@ constexpr int things_in_a_point = 20;
 class Folder
 {
 public:
-    Folder() : path_(fs::temp_directory_path() / "velt-check-XXXXXX")
+    Folder()
     {
+        std::error_code error;
+        path_ = fs::temp_directory_path(error) / "velt-check-XXXXXX";
+        if (error)
+            misuse("TMPDIR names no folder: " + error.message());
         if (!mkdtemp(path_.data()))
             throw std::system_error(errno, std::generic_category(), path_);
     }
@@ -38,12 +46,24 @@ public:
     Folder &operator=(const Folder &) = delete;
     ~Folder()
     {
-        std::error_code none;
-        fs::remove_all(path_, none);
+        try {
+            remove(path_);
+        } catch (const std::bad_alloc &) {
+            std::cerr << "vqhost: out of memory: " << path_ << " stays" << std::endl;
+        }
     }
     const std::string &path() const { return path_; }
 
 private:
+    static void remove(const std::string &path)
+    {
+        if (unlink(path.c_str()) == 0) // so that no link of a client's leads elsewhere
+            return;
+        for (const std::string &name : names_in(path))
+            remove(path + "/" + name);
+        rmdir(path.c_str());
+    }
+
     std::string path_;
 };
 
@@ -125,14 +145,15 @@ std::string list_of_points()
 bool check_up(Subject subject, const std::vector<std::string> &patterns, std::ostream &out)
 {
     const std::vector<const Point *> all = chosen(patterns);
-    out << "TAP version 14\n1.." << all.size() << '\n';
     const Folder folder;
+    out << "TAP version 14\n1.." << all.size() << '\n';
     subject.folder = folder.path();
     // What has failed, or could not be examined therefore, with what has failed first.
     std::map<std::string_view, std::string_view> unmet;
     std::size_t number = 0;
     int count[3] = {};
     for (const Point *each : all) {
+        restore_memory();
         Verdict verdict{.kind = Verdict::skipped};
         const auto lacking = std::ranges::find_if(
             each->needs, [&](const char *need) { return need && unmet.contains(need); });

@@ -7,20 +7,17 @@
 #include <map>
 
 #include "apilib/unix/process.h"
+#include "common/file.h"
 #include "common/printable.h"
 #include "common/words.h"
 
 namespace velt::host
 {
 
-namespace fs = std::filesystem;
-
 std::vector<Relative> descendants(pid_t of, const std::set<pid_t> &spared)
 {
     std::multimap<pid_t, Relative> by_parent;
-    std::error_code error;
-    for (const auto &entry : fs::directory_iterator("/proc", error)) {
-        const std::string name = entry.path().filename();
+    for (const std::string &name : names_in("/proc")) {
         ProcessFacts facts{};
         if (!is_whole_number(name) || !read_process(number<pid_t>(name), facts))
             continue;
@@ -51,12 +48,12 @@ std::string command_line(pid_t id)
 std::vector<std::string> descriptors_of(pid_t id)
 {
     std::vector<std::string> all;
-    std::error_code error;
-    for (const auto &entry : fs::directory_iterator("/proc/" + std::to_string(id) + "/fd", error)) {
+    const std::string folder = "/proc/" + std::to_string(id) + "/fd";
+    for (const std::string &name : names_in(folder)) {
         std::error_code gone;
-        const std::string of = fs::read_symlink(entry.path(), gone);
+        const std::string of = std::filesystem::read_symlink(folder + "/" + name, gone);
         if (!gone)
-            all.push_back(entry.path().filename().string() + " (" + printable_line(of) + ")");
+            all.push_back(name + " (" + printable_line(of) + ")");
     }
     return all;
 }

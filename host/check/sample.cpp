@@ -46,7 +46,8 @@ Sample read_sample(const std::string &path)
         if (of.empty())
             continue;
         const std::string name = document_name(i + 1);
-        if (std::filesystem::exists(of))
+        std::error_code unknown; // to be told by whoever reads it
+        if (std::filesystem::exists(of, unknown) || unknown)
             sample.emplace_back(name, read_plain_file(of));
         model.set(book, components[i], PropertyKey(file_property), Value::string(name).get());
     }

@@ -51,8 +51,12 @@ Session::~Session()
     meddler.handed_over = nullptr;
     mapper_->has_ended = nullptr;
     person.listens = false;
-    if (client_ && client_->running())
-        host.kill(*client_);
+    try {
+        if (client_ && client_->running())
+            host.kill(*client_);
+    } catch (const std::exception &) {
+        // There is no memory left; the client ends with its ClientProcess object.
+    }
 }
 
 Client &Session::start(bool detach)

@@ -82,10 +82,13 @@ Exit status: 0 no point failed, 1 a point failed, 2 usage or a file to read.
 
 Subject subject_of(const std::string &client, const CheckArguments &a)
 {
-    const std::string path = std::filesystem::absolute(find_program(client));
+    std::error_code unknown;
+    const std::string path = std::filesystem::absolute(find_program(client), unknown);
     if (access(path.c_str(), F_OK) != 0)
-        misuse_of_program(client + ": there is no such program");
-    if (access(path.c_str(), X_OK) != 0 || std::filesystem::is_directory(path))
+        misuse_of_program(client + ": " +
+                          (errno == ENOENT ? "there is no such program"
+                                           : std::generic_category().message(errno)));
+    if (access(path.c_str(), X_OK) != 0 || std::filesystem::is_directory(path, unknown))
         misuse_of_program(client + ": is no program that can be started");
     Subject subject{.client = path, .name = Startable{1, path}.name()};
     subject.client.arguments = a.arguments;

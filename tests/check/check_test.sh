@@ -115,6 +115,10 @@ run 0 check clients/has-no-commands --only refused --only commands --allow-no-co
 run 2 check clients/sound --only quitt
 wrote err 'do you mean "quit"'
 run 2 check clients/none
+ln -s loop loop
+run 2 check ./loop
+wrote err "./loop: Too many levels"
+TMPDIR=$work/loop run 2 check clients/sound
 run 2 check "$work"
 wrote err "is no program that can be started"
 run 2 check clients/sound --client-env A
