@@ -174,6 +174,7 @@ Verdict in_arena(const std::function<void()> &point, std::chrono::milliseconds l
     }
     if (verdict.output.size() > most_output)
         verdict.output.erase(0, verdict.output.size() - most_output);
+    std::erase(verdict.output, '\r');
     verdict.output = printable_lines(verdict.output);
 
     if (std::optional<Verdict> whole = unpacked(told); whole && !late) {

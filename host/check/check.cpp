@@ -10,6 +10,7 @@
 #include <map>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include "common/file.h"
 #include "common/interrupts.h"
@@ -113,8 +114,9 @@ void print(std::ostream &out, std::size_t number, const Point &point, const Verd
             << '\n';
         std::istringstream output(verdict.output);
         const char *before = "  output: |2\n";
-        for (std::string line; std::getline(output, line); before = "")
-            out << before << "    " << line << '\n';
+        for (std::string line; std::getline(output, line);)
+            if (!line.empty())
+                out << std::exchange(before, "") << "    " << line << '\n';
         out << "  ...\n";
     }
     if (!out.flush())
@@ -146,7 +148,8 @@ bool check_up(Subject subject, const std::vector<std::string> &patterns, std::os
 {
     const std::vector<const Point *> all = chosen(patterns);
     const Folder folder;
-    out << "TAP version 14\n1.." << all.size() << '\n';
+    // What was not yet written would be by the other process, too.
+    out << "TAP version 14\n1.." << all.size() << std::endl;
     subject.folder = folder.path();
     // What has failed, or could not be examined therefore, with what has failed first.
     std::map<std::string_view, std::string_view> unmet;

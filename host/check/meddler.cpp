@@ -60,7 +60,7 @@ Reply StandIn::ask(const Question &question)
 void StandIn::report(const std::string &line)
 {
     if (listens)
-        std::cerr << printable_line(line) << std::endl;
+        std::cerr << new_line << printable_line(line) << std::endl;
 }
 
 // The host removes the registration of a client that has ended; the client has to do so before.

@@ -39,6 +39,9 @@ private:
     Responder &model_;
 };
 
+// Ends a line that a client may have left open; lines that are empty are not shown.
+inline constexpr char new_line = '\n';
+
 // Stands in for the person: answers whatever is asked, or cancels all of it.
 class StandIn : public Console
 {

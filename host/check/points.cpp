@@ -39,7 +39,7 @@ constexpr Point table[] = {
      "when V_ApiStartUp fails, call V_ApiShutDown and exit with 1",
      examine::no_host},
     {"localhost",
-     "it starts whatever the machine is called, as long as that is localhost",
+     "it starts whatever the machine is called, also when that name has no address",
      {"initialisation"},
      "find the host by what V_ApiStartUp does, not by the machine's name",
      examine::localhost},

@@ -1,6 +1,7 @@
 #include "host/check/session.h"
 
 #include <algorithm>
+#include <iostream>
 
 #include "host/script/commands.h"
 #include "host/script/window.h"
@@ -70,6 +71,7 @@ Client &Session::start(bool detach, int number, const std::string &name)
     if (client_ && client_->running())
         host.kill(*client_);
     desk_.model.forget_subscriptions(number);
+    std::cerr << new_line << std::flush;
     client_ = &host.start(subject_.client, number, name, detach);
     return *client_;
 }

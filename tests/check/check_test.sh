@@ -13,7 +13,7 @@ limit=600
 checks=() expected=()
 # Checks a client in the background, beside a few others.
 check() { # NAME POINTS-THAT-FAIL CLIENT OPTIONS...
-    [[ $(jobs -rp | wc -l) -lt 8 ]] || wait -n
+    [[ $(jobs -rp | wc -l) -lt 12 ]] || wait -n
     checks+=("$1") expected+=("$2")
     { "${program[@]}" check "$3" --limit "$limit" "${@:4}" >"$1.tap" 2>"$1.err" </dev/null && echo 0 || echo $?; } >"$1.code" &
 }
@@ -100,6 +100,16 @@ done 2>/dev/null
 while read -r name what; do
     grep -qxF "$what." <(grep -A1 -xF ".It $name" "$manual") || fail "the manual does not say of $name: $what"
 done <list
+
+ln -s "$faulty" clients/needs-an-address
+"${program[@]}" check clients/needs-an-address --only localhost >out || true
+grep -qE "^not ok|# SKIP the system lets" out || fail "the machine's name is not examined: $(<out)"
+
+# The client's lines stand one under the other, and among them is none of the results.
+printf '%s\n' '#!/bin/sh' "printf 'one\\r\\n\\ntwo'" "exec '$work/clients/dies-initialised'" >clients/dies-initialised.sh
+chmod +x clients/dies-initialised.sh
+run 1 check clients/dies-initialised.sh --only initialisation
+[[ $(grep -A4 output: out) == *"|2"$'\n    one\n    two\n    client 1 '*$'\n  ...' ]] || fail "the output is: $(<out)"
 
 ln -s "$faulty" clients/exits-with-3
 run 1 check clients/exits-with-3 --only "exit-*" --only quit

@@ -2,6 +2,7 @@
 
 #include <rpc/rpc.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -196,6 +197,10 @@ int main()
 {
     alarm(1200); // whatever goes wrong, no client stays
     const char *description = std::getenv("VQAPIX");
+    char machine[100] = "";
+    if (has("needs-an-address") &&
+        (gethostname(machine, sizeof machine) != 0 || !gethostbyname(machine)))
+        return 1;
     if (has("never-acknowledges"))
         wait_for_ever();
     int programs[5], number, name = 0;
