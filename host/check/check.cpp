@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <new>
 #include <sstream>
 #include <system_error>
 #include <utility>
