@@ -15,25 +15,45 @@ namespace velt::bench
 namespace
 {
 
+// A string that begins where the heap would let it begin, and crosses no end of a page: as most,
+// and in each run alike.
+class Text
+{
+public:
+    Text(const std::string &text, std::size_t place) : begin_(block_ + 16 * place)
+    {
+        text.copy(begin_, text.size());
+    }
+    Text(const Text &) = delete;
+    Text &operator=(const Text &) = delete;
+
+    const char *c_str() const { return begin_; }
+
+private:
+    alignas(4096) char block_[4096] = {};
+    char *begin_;
+};
+
+std::string letters(std::size_t size, char even)
+{
+    std::string text;
+    for (std::size_t i = 0; i < size; ++i)
+        text += static_cast<char>((i % 2 == 0 ? even : 'a') + i % 26);
+    return text;
+}
+
 // Letters, the same in a place of their own, with every second in the other case, and with another
 // last byte, and the last letters alone.
 struct Sample {
-    explicit Sample(std::size_t length) : size(length)
-    {
-        for (std::size_t i = 0; i < size; ++i) {
-            text += static_cast<char>('a' + i % 26);
-            mixed += static_cast<char>((i % 2 == 0 ? 'A' : 'a') + i % 26);
-        }
-        same = other = text;
-        other.back() = '#';
-        end = text.substr(size - 6);
-    }
+    explicit Sample(std::size_t length) : size(length) {}
 
     std::size_t size;
-    std::string text, same, mixed, other, end;
+    std::string lower = letters(size, 'a');
+    Text text{lower, 1}, same{lower, 4}, mixed{letters(size, 'A'), 3};
+    Text other{lower.substr(0, size - 1) + '#', 6}, end{lower.substr(size - 6), 9};
 };
 
-char buffer[2048];
+alignas(64) char buffer[2048];
 
 char *emptied()
 {

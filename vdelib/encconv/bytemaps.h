@@ -17,6 +17,6 @@ extern const ByteTable xqtoiso_map, xisotoq_map; // ISO Latin-1
 extern const ByteTable xqtomac_map, xmactoq_map; // Mac
 
 // What VdeQToLower points to at first. It has the ASCII letters of either case alike.
-extern const UCharT *const standard_lower;
+extern const ByteTable standard_lower;
 
 } // namespace velt

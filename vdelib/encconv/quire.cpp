@@ -244,12 +244,11 @@ UCharT low_byte(IntT ch)
 
 constexpr ByteTable velt::xmactoq_map = mac_to_quire();
 constexpr ByteTable velt::xqtomac_map = quire_to_mac();
-
-constexpr const UCharT *velt::standard_lower = xqto_lower.data();
+constexpr ByteTable velt::standard_lower = xqto_lower;
 
 const UCharT *VdeIdentMap = xident_map.data();
 const UCharT *VdeQToUpper = xqto_upper.data();
-const UCharT *VdeQToLower = xqto_lower.data();
+const UCharT *VdeQToLower = standard_lower.data();
 const UCharT *VdeHexDtoA = xHexDtoA.data();
 const UCharT *VdeHexAtoD = xHexAtoD.data();
 const uint16_t *VdeCharProps = xchar_props.data();

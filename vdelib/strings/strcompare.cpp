@@ -14,48 +14,10 @@ using namespace velt;
 
 constexpr IntT all = INT_MAX;
 
-const UCharT *bytes_of(const char *s)
+// How many bytes are compared: none for a bound below 1.
+size_t limit_of(IntT bound)
 {
-    return reinterpret_cast<const UCharT *>(or_empty(s));
-}
-
-// Difference of the first bytes whose images differ among the first `count`; 0 when a string ends
-// before, and for a count below 1.
-template <Compare compare>
-[[gnu::noinline]] IntT difference_of_long(const UCharT *p, const UCharT *q, IntT count)
-{
-    for (; count > 0; --count, ++p, ++q) {
-        if (folds_as_blocks<compare>()) {
-            const size_t at = alike_long<compare, Bytes::all>(p, q, static_cast<size_t>(count));
-            count -= static_cast<IntT>(at);
-            if (count == 0)
-                break;
-            p += at;
-            q += at;
-        }
-        // Letters that are not ASCII may have the same image.
-        const IntT result = image<compare>(*p) - image<compare>(*q);
-        if (result != 0 || *p == '\0' || *q == '\0')
-            return result;
-    }
-    return 0;
-}
-
-template <Compare compare>
-inline IntT difference(const char *a, const char *b, IntT count)
-{
-    const UCharT *const p = bytes_of(a);
-    const UCharT *const q = bytes_of(b);
-    const size_t at =
-        folds_as_blocks<compare>() ? find_in_head(p, q, stops_of<compare>) : head_size;
-    if (at == head_size)
-        return difference_of_long<compare>(p, q, count);
-    if (static_cast<IntT>(at) >= count)
-        return 0;
-    const IntT result = image<compare>(p[at]) - image<compare>(q[at]);
-    return compare == Compare::exact || result != 0 || p[at] == '\0'
-               ? result
-               : difference_of_long<compare>(p, q, count);
+    return static_cast<size_t>(std::max(bound, 0));
 }
 
 // Returns the part of s that is as long as the suffix; null when there is none.
@@ -67,9 +29,9 @@ const char *tail(const char *s, const char *suffix)
 }
 
 // The bound of the ordering routines: a negative one counts as one character.
-IntT at_least_one(IntT N)
+size_t at_least_one(IntT N)
 {
-    return N < 0 ? 1 : N;
+    return N < 0 ? 1 : static_cast<size_t>(N);
 }
 
 const UCharT *skip_separators(const UCharT *p)
@@ -83,15 +45,12 @@ const UCharT *skip_separators(const UCharT *p)
 
 IntT V_StrEqual(const char *a, const char *b)
 {
-    a = or_empty(a);
-    b = or_empty(b);
-    const size_t at = find_in_head(a, b, stops_of<Compare::exact>);
-    return at < head_size ? a[at] == b[at] : std::strcmp(a, b) == 0;
+    return compare(string_routines.is_equal, a, b, unbounded);
 }
 
 IntT V_StrEqualN(const char *a, const char *b, IntT N)
 {
-    return N < 1 || a == b || std::strncmp(or_empty(a), or_empty(b), static_cast<size_t>(N)) == 0;
+    return compare(string_routines.is_equal, a, b, limit_of(N));
 }
 
 IntT V_StrIEqual(const char *a, const char *b)
@@ -101,7 +60,7 @@ IntT V_StrIEqual(const char *a, const char *b)
 
 IntT V_StrIEqualN(const char *a, const char *b, IntT N)
 {
-    return a == b || difference<Compare::folded>(a, b, N) == 0;
+    return a == b || compare(string_routines.difference_folded, a, b, limit_of(N)) == 0;
 }
 
 IntT V_StrSIEqual(const char *a, const char *b)
@@ -121,22 +80,22 @@ IntT V_StrSIEqual(const char *a, const char *b)
 
 IntT V_StrCmp(const char *a, const char *b)
 {
-    return difference<Compare::exact>(a, b, all);
+    return compare(string_routines.difference, a, b, unbounded);
 }
 
 IntT V_StrICmp(const char *a, const char *b)
 {
-    return difference<Compare::folded>(a, b, all);
+    return compare(string_routines.difference_folded, a, b, unbounded);
 }
 
 IntT V_StrCmpN(const char *a, const char *b, IntT N)
 {
-    return difference<Compare::exact>(a, b, at_least_one(N));
+    return compare(string_routines.difference, a, b, at_least_one(N));
 }
 
 IntT V_StrICmpN(const char *a, const char *b, IntT N)
 {
-    return difference<Compare::folded>(a, b, at_least_one(N));
+    return compare(string_routines.difference_folded, a, b, at_least_one(N));
 }
 
 IntT V_StrMCmp(const char *a, const char *b)
@@ -152,21 +111,17 @@ IntT V_StrQsortCmp(const void *pa, const void *pb)
 
 IntT V_StrPrefix(const char *s, const char *prefix)
 {
-    const UCharT *const p = bytes_of(s);
-    const UCharT *const q = bytes_of(prefix);
-    return q[alike<Compare::exact>(p, q, unbounded)] == '\0';
+    return compare(string_routines.is_prefix, s, prefix, unbounded);
 }
 
 IntT V_StrPrefixN(const char *s, const char *prefix, IntT N)
 {
-    return N < 1 ||
-           std::strncmp(or_empty(s), or_empty(prefix),
-                        std::min(static_cast<size_t>(N), std::strlen(or_empty(prefix)))) == 0;
+    return compare(string_routines.is_prefix, s, prefix, limit_of(N));
 }
 
 IntT V_StrIPrefix(const char *s, const char *prefix)
 {
-    return difference<Compare::folded>(s, prefix, V_StrLen(prefix)) == 0;
+    return compare(string_routines.difference_folded, s, prefix, length_of(prefix)) == 0;
 }
 
 IntT V_StrSuffix(const char *s, const char *suffix)

@@ -34,15 +34,14 @@ Char char_at(const char *s, const VdeFontEncT &enc)
 template <Compare compare>
 size_t ascii_alike(const char *a, const char *b, size_t most)
 {
-    return folds_as_blocks<compare>()
-               ? alike<compare, Bytes::only_ascii>(reinterpret_cast<const UCharT *>(a),
-                                                   reinterpret_cast<const UCharT *>(b), most)
-               : 0;
+    const auto of = compare == Compare::exact ? string_routines.ascii_alike
+                                              : string_routines.ascii_alike_folded;
+    return folds_as_blocks<compare>() ? of(bytes_of(a), bytes_of(b), most) : 0;
 }
 
 size_t ascii_run(const char *s, size_t most)
 {
-    return static_cast<signed char>(*s) < 0 ? 0 : ascii_alike<Compare::nothing>(s, s, most);
+    return static_cast<signed char>(*s) < 0 ? 0 : string_routines.ascii(bytes_of(s), most);
 }
 
 // Returns the first beginning of a character that is not before `to`, a place in the string.
@@ -88,17 +87,10 @@ template <Compare which>
 // Difference of the first differing characters among the first `most` bytes of a; the last
 // character counts whole, and at least one.
 template <Compare which>
-inline IntT compare(const char *a, const char *b, UIntT enc, size_t most)
+inline IntT compare_characters(const char *a, const char *b, UIntT enc, size_t most)
 {
     a = or_empty(a);
     b = or_empty(b);
-    if (folds_as_blocks<which>()) {
-        const size_t at = find_in_head(a, b, stops_of<which, Bytes::only_ascii>);
-        if (at < head_size && static_cast<signed char>(a[at] | b[at]) >= 0)
-            return at >= std::max<size_t>(most, 1) ? 0
-                                                   : image<which>(static_cast<UCharT>(a[at])) -
-                                                         image<which>(static_cast<UCharT>(b[at]));
-    }
     return compare_long<which>(a, b, enc, most);
 }
 
@@ -106,7 +98,7 @@ inline IntT compare(const char *a, const char *b, UIntT enc, size_t most)
 template <Compare which>
 IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 {
-    return N == 0 ? 0 : compare<which>(a, b, enc, static_cast<size_t>(std::max(N, 0)));
+    return N == 0 ? 0 : compare_characters<which>(a, b, enc, static_cast<size_t>(std::max(N, 0)));
 }
 
 // Returns whether a two-byte character occupies the bytes n - 1 and n of s.
@@ -209,12 +201,12 @@ IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
         return 0;
     const char *const tail = s + (length - size);
     return is_character(s, tail, font_encoding(enc)) &&
-           compare<Compare::folded>(tail, suffix, enc, unbounded) == 0;
+           compare_characters<Compare::folded>(tail, suffix, enc, unbounded) == 0;
 }
 
 IntT V_StrICmpEnc(const char *a, const char *b, UIntT enc)
 {
-    return compare<Compare::folded>(a, b, enc, unbounded);
+    return compare_characters<Compare::folded>(a, b, enc, unbounded);
 }
 
 IntT V_StrCmpNEnc(const char *a, const char *b, IntT N, UIntT enc)

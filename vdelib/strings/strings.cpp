@@ -41,7 +41,7 @@ StringT V_StrCopyString(const char *s)
 
 IntT V_StrLen(const char *s)
 {
-    return static_cast<IntT>(length_of(s));
+    return s ? string_routines.size(bytes_of(s)) : 0;
 }
 
 void V_StrTrunc(StringT s, IntT index)
@@ -120,16 +120,7 @@ IntT V_StrSubString(const char *s, const char *sub)
 {
     if (!s || !sub || *s == '\0')
         return -1;
-    // The search begins at the first byte that may begin the other string.
-    const auto stops = [first = static_cast<signed char>(*sub)](Block block) {
-        return (block == 0) | (block == first);
-    };
-    size_t start = find_in_head(s, stops);
-    if (start == head_size)
-        start = 0;
-    else if (s[start] == '\0')
-        return *sub == '\0' ? 0 : -1;
-    const char *found = std::strstr(s + start, sub);
+    const char *const found = std::strstr(s, sub);
     return found ? static_cast<IntT>(found - s) : -1;
 }
 
