@@ -29,6 +29,9 @@ size_t system_size(UIntT size)
     return std::max<size_t>(size, 1);
 }
 
+// Small blocks are cleared here: of those, the C library keeps some at hand for malloc only.
+constexpr UIntT most_cleared = 1024;
+
 void *checked(void *block, UIntT flags)
 {
     if (!block && (flags & V_AllocFatal) != 0)
@@ -41,7 +44,9 @@ void *checked(void *block, UIntT flags)
 void *V_Alloc(UIntT size, UIntT flags)
 {
     check_size(size);
-    return checked(std::malloc(system_size(size)), flags);
+    const size_t wanted = system_size(size);
+    // A jump into the C library, where failure is not fatal, saves the way back.
+    return (flags & V_AllocFatal) == 0 ? std::malloc(wanted) : checked(std::malloc(wanted), flags);
 }
 
 void *V_Calloc(UIntT count, UIntT size, UIntT flags)
@@ -49,7 +54,11 @@ void *V_Calloc(UIntT count, UIntT size, UIntT flags)
     // The product is computed in 64 bits, where it cannot wrap to a smaller size.
     const uint64_t total = uint64_t{count} * size;
     check_size(total);
-    return checked(std::calloc(1, system_size(static_cast<UIntT>(total))), flags);
+    const auto wanted = static_cast<UIntT>(total);
+    if (wanted > most_cleared)
+        return checked(std::calloc(1, wanted), flags);
+    void *const block = V_Alloc(wanted, flags);
+    return block ? std::memset(block, 0, wanted) : nullptr;
 }
 
 void *V_Realloc(void *pointer, UIntT size, UIntT flags)

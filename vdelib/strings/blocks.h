@@ -15,6 +15,11 @@ namespace velt
 
 inline constexpr int block_size = 16;
 
+// nothing: bytes are alike, so that one string is examined; folded: ASCII letters are alike in
+// either case.
+enum class Compare { nothing, exact, folded };
+enum class Bytes { all, only_ascii }; // only_ascii: others stop a run of alike bytes
+
 // As signed numbers, bytes from 0x80 on are below all others. A comparison sets all bits of the
 // bytes for which it is true.
 using Block = signed char __attribute__((vector_size(block_size)));
@@ -71,20 +76,6 @@ inline int first_set(Block comparison)
                8;
     };
     return halves[0] != 0 ? first(halves[0]) : 8 + first(halves[1]);
-#endif
-}
-
-// The same of two blocks, one behind the other.
-inline int first_set(Block one, Block other)
-{
-#ifdef __SSE2__
-    const auto bits = [](Block block) {
-        return static_cast<unsigned>(_mm_movemask_epi8(reinterpret_cast<__m128i>(block)));
-    };
-    return std::countr_zero(uint64_t{1} << 2 * block_size | bits(other) << block_size | bits(one));
-#else
-    const int first = first_set(one);
-    return first < block_size ? first : block_size + first_set(other);
 #endif
 }
 

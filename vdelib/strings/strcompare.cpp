@@ -4,7 +4,7 @@
 #include <climits>
 #include <cstring>
 
-#include "vdelib/strings/compare.h"
+#include "vdelib/strings/routines.h"
 #include "velt/vde/strings.h"
 
 namespace
@@ -18,14 +18,6 @@ constexpr IntT all = INT_MAX;
 size_t limit_of(IntT bound)
 {
     return static_cast<size_t>(std::max(bound, 0));
-}
-
-// Returns the part of s that is as long as the suffix; null when there is none.
-const char *tail(const char *s, const char *suffix)
-{
-    const size_t length = length_of(s);
-    const size_t size = length_of(suffix);
-    return length >= size ? or_empty(s) + (length - size) : nullptr;
 }
 
 // The bound of the ordering routines: a negative one counts as one character.
@@ -126,12 +118,11 @@ IntT V_StrIPrefix(const char *s, const char *prefix)
 
 IntT V_StrSuffix(const char *s, const char *suffix)
 {
-    const char *const end = tail(s, suffix);
-    return end && V_StrEqual(end, suffix) != 0;
+    return string_routines.is_suffix(bytes_of(s), bytes_of(suffix));
 }
 
 IntT V_StrISuffix(const char *s, const char *suffix)
 {
-    const char *const end = tail(s, suffix);
-    return end && V_StrIEqual(end, suffix) != 0;
+    const UCharT *const end = string_routines.tail(bytes_of(s), bytes_of(suffix));
+    return end && string_routines.difference_folded(end, bytes_of(suffix), unbounded) == 0;
 }

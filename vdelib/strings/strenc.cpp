@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "vdelib/strings/characters.h"
-#include "vdelib/strings/compare.h"
+#include "vdelib/strings/routines.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/strings.h"
 
@@ -36,7 +36,7 @@ size_t ascii_alike(const char *a, const char *b, size_t most)
 {
     const auto of = compare == Compare::exact ? string_routines.ascii_alike
                                               : string_routines.ascii_alike_folded;
-    return folds_as_blocks<compare>() ? of(bytes_of(a), bytes_of(b), most) : 0;
+    return folds_as_vectors<compare>() ? of(bytes_of(a), bytes_of(b), most) : 0;
 }
 
 size_t ascii_run(const char *s, size_t most)
@@ -57,7 +57,9 @@ const char *next_character(const char *s, const char *to, const VdeFontEncT &enc
 // Whether a character begins at `at`, a place in the string.
 bool is_character(const char *s, const char *at, const VdeFontEncT &enc)
 {
-    // A byte that can begin no two-byte character ends one, of either size.
+    // A byte that can begin no two-byte character, as none of ASCII can, ends one of either size.
+    if (at == s || static_cast<signed char>(at[-1]) >= 0)
+        return true;
     const char *begin = at;
     while (begin > s && enc.firstByte[static_cast<UCharT>(begin[-1])] != 0)
         --begin;
@@ -89,8 +91,19 @@ template <Compare which>
 template <Compare which>
 inline IntT compare_characters(const char *a, const char *b, UIntT enc, size_t most)
 {
-    a = or_empty(a);
-    b = or_empty(b);
+    if (!a || !b) [[unlikely]] {
+        a = or_empty(a);
+        b = or_empty(b);
+    }
+    if (folds_as_vectors<which>()) {
+        most = std::max<size_t>(most, 1);
+        const size_t at = ascii_alike<which>(a, b, most);
+        if (at == most)
+            return 0;
+        if (static_cast<signed char>(a[at] | b[at]) >= 0)
+            return image<which>(static_cast<UCharT>(a[at])) -
+                   image<which>(static_cast<UCharT>(b[at]));
+    }
     return compare_long<which>(a, b, enc, most);
 }
 
@@ -108,13 +121,19 @@ bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
     return s && length_within(s, size) == size && !is_character(s, s + size, font_encoding(enc));
 }
 
-// Copies the first characters of src, at most `most` bytes, to dst[at], as put does.
+// Copies the first characters of src, at most `most` bytes, to dst[at] and terminates dst after
+// them. The two may overlap.
 IntT put_characters(StringT dst, size_t at, const char *src, size_t most, UIntT enc)
 {
     size_t size = length_within(src, most);
     if (size == most && !is_character(src, src + size, font_encoding(enc)))
         --size;
-    return put(dst, at, src, size);
+    if (size <= 2 * block_size)
+        copy_short(dst + at, src, size);
+    else
+        std::memmove(dst + at, src, size);
+    dst[at + size] = '\0';
+    return static_cast<IntT>(at + size);
 }
 
 } // namespace
@@ -141,14 +160,19 @@ IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
 {
     if (!s || !sub || *s == '\0')
         return -1;
+    if (*sub == '\0')
+        return 0;
     const VdeFontEncT &table = font_encoding(enc);
     const char *character = s;
-    for (const char *found = s; (found = std::strstr(found, sub)); found = character) {
+    for (;;) {
+        const UCharT *const place = string_routines.find(bytes_of(character), bytes_of(sub));
+        if (!place)
+            return -1;
+        const auto *const found = reinterpret_cast<const char *>(place);
         character = next_character(character, found, table);
         if (character == found)
             return static_cast<IntT>(found - s);
     }
-    return -1;
 }
 
 StringT V_StrChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
@@ -164,7 +188,7 @@ StringT V_StrRChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
     if (b1 == 0)
         return nullptr;
     if (b2 == 0) {
-        const char *const found = std::strrchr(or_empty(s), b1);
+        const char *const found = s ? std::strrchr(s, b1) : nullptr;
         if (!found || is_character(s, found, font_encoding(enc)))
             return const_cast<StringT>(found);
     }
@@ -193,14 +217,11 @@ IntT V_StrIPrefixEnc(const char *s, const char *prefix, UIntT enc)
 
 IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
 {
-    const size_t size = length_of(suffix);
-    const size_t length = length_of(s);
-    if (size == 0)
+    const UCharT *const end = string_routines.tail(bytes_of(s), bytes_of(suffix));
+    if (or_empty(suffix)[0] == '\0')
         return 1;
-    if (!s || length < size)
-        return 0;
-    const char *const tail = s + (length - size);
-    return is_character(s, tail, font_encoding(enc)) &&
+    const auto *const tail = reinterpret_cast<const char *>(end);
+    return tail && is_character(or_empty(s), tail, font_encoding(enc)) &&
            compare_characters<Compare::folded>(tail, suffix, enc, unbounded) == 0;
 }
 

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "vdelib/strings/compare.h"
+#include "vdelib/strings/routines.h"
 #include "velt/vde/formatted.h"
 #include "velt/vde/memory.h"
 
@@ -15,10 +15,27 @@ namespace
 
 using namespace velt;
 
-// Copies at most so many characters of src to dst[at], as put does.
 IntT put_most(StringT dst, size_t at, const char *src, size_t most)
 {
-    return put(dst, at, src, length_within(src, most));
+    if (!src) [[unlikely]]
+        src = "";
+    return string_routines.put(dst, at, reinterpret_cast<const UCharT *>(src), most, src);
+}
+
+IntT copy_most(StringT dst, const char *src, size_t most)
+{
+    if (!src) [[unlikely]]
+        src = "";
+    return string_routines.put(dst, 0, reinterpret_cast<const UCharT *>(src), most, dst);
+}
+
+IntT append(StringT dst, const char *src, size_t room)
+{
+    if (!dst) [[unlikely]]
+        return 0;
+    if (!src) [[unlikely]]
+        src = "";
+    return string_routines.append(dst, reinterpret_cast<const UCharT *>(src), room);
 }
 
 } // namespace
@@ -32,10 +49,12 @@ StringT V_StrCopyString(const char *s)
 {
     if (!s)
         return nullptr;
-    const size_t length = length_of(s);
-    auto *copy = static_cast<StringT>(V_Alloc(static_cast<UIntT>(length + 1), 0));
-    if (copy)
-        put(copy, 0, s, length);
+    const size_t size = length_of(s) + 1;
+    const auto copy = static_cast<StringT>(V_Alloc(static_cast<UIntT>(size), 0));
+    if (copy && size <= 2 * block_size)
+        copy_short(copy, s, size);
+    else if (copy)
+        std::memcpy(copy, s, size);
     return copy;
 }
 
@@ -53,39 +72,33 @@ void V_StrTrunc(StringT s, IntT index)
 void V_StrCpy(StringT dst, const char *src)
 {
     if (dst)
-        put(dst, 0, or_empty(src), length_of(src));
+        copy_most(dst, src, unbounded);
 }
 
 IntT V_StrCpyN(StringT dst, const char *src, IntT N)
 {
     if (!dst)
         return 0;
-    return put_most(dst, 0, or_empty(src), room_of(N));
+    return copy_most(dst, src, room_of(N));
 }
 
 IntT V_StrCat(StringT dst, const char *src)
 {
-    if (!dst)
-        return 0;
-    return put(dst, length_of(dst), or_empty(src), length_of(src));
+    return append(dst, src, unbounded);
 }
 
 IntT V_StrCatN(StringT dst, const char *src, IntT N)
 {
-    const size_t length = length_of(dst);
-    if (!dst || length >= room_of(N))
-        return static_cast<IntT>(length);
-    return put_most(dst, length, or_empty(src), room_of(N) - length);
+    return append(dst, src, room_of(N));
 }
 
 IntT V_StrNCatN(StringT dst, const char *src, IntT count, IntT N)
 {
     if (!dst)
         return 0;
-    src = or_empty(src);
     const size_t length = length_within(dst, room_of(N));
     const auto wanted = static_cast<size_t>(std::max(count, 0));
-    return put(dst, length, src, length_within(src, std::min(wanted, room_of(N) - length)));
+    return put_most(dst, length, src, std::min(wanted, room_of(N) - length));
 }
 
 IntT V_StrCatCharN(StringT dst, IntT c, IntT N)
@@ -93,8 +106,9 @@ IntT V_StrCatCharN(StringT dst, IntT c, IntT N)
     const size_t length = length_of(dst);
     if (!dst || length >= room_of(N))
         return static_cast<IntT>(length);
-    const char byte = static_cast<char>(c);
-    return put(dst, length, &byte, 1);
+    dst[length] = static_cast<char>(c);
+    dst[length + 1] = '\0';
+    return static_cast<IntT>(length + 1);
 }
 
 IntT V_StrCatIntN(StringT dst, IntT i, IntT N)
@@ -120,8 +134,10 @@ IntT V_StrSubString(const char *s, const char *sub)
 {
     if (!s || !sub || *s == '\0')
         return -1;
-    const char *const found = std::strstr(s, sub);
-    return found ? static_cast<IntT>(found - s) : -1;
+    if (*sub == '\0')
+        return 0;
+    const UCharT *const found = string_routines.find(bytes_of(s), bytes_of(sub));
+    return found ? static_cast<IntT>(found - bytes_of(s)) : -1;
 }
 
 void V_StrStrip(StringT s, const char *set)

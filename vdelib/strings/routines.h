@@ -1,5 +1,5 @@
-// How strings are compared, measured and copied: in blocks, and past their ends as far as that is
-// safe.
+// The string routines in the version that the processor runs fastest, and what is shared around
+// them.
 #pragma once
 
 #include <algorithm>
@@ -15,25 +15,31 @@
 namespace velt
 {
 
-// nothing: bytes are alike, so that one string is examined; folded: ASCII letters are alike in
-// either case.
-enum class Compare { nothing, exact, folded };
-enum class Bytes { all, only_ascii }; // only_ascii: others stop a run
-
-// The routines in the version that the processor runs fastest. A run of alike bytes ends with the
-// terminator. Nothing behind the limit, or behind the first byte that differs, is needed.
+// No string is null. Nothing behind a limit, or behind the first byte that differs, is needed.
 struct StringRoutines {
-    using Run = size_t(const UCharT *a, const UCharT *b, size_t limit);
     using Comparison = IntT(const UCharT *a, const UCharT *b, size_t limit);
+    using Put = IntT(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned);
+    using Search = const UCharT *(const UCharT *s, const UCharT *sub);
 
-    IntT (*size)(const UCharT *s);
+    IntT (*size)(const UCharT *s), (*long_size)(const UCharT *s);
     size_t (*length)(const UCharT *s, size_t limit);
-    size_t (*ascii)(const UCharT *s,
-                    size_t limit);         // the number of ASCII characters at the beginning
-    Run *ascii_alike, *ascii_alike_folded; // the number of those that are alike
+    // The number of ASCII characters at the beginning, and of those that are alike in both.
+    size_t (*ascii)(const UCharT *s, size_t limit);
+    size_t (*ascii_alike)(const UCharT *a, const UCharT *b, size_t limit);
+    size_t (*ascii_alike_folded)(const UCharT *a, const UCharT *b, size_t limit);
+
     Comparison *difference, *difference_folded, *long_difference_folded;
-    Comparison *is_equal;
-    Comparison *is_prefix; // whether the first begins with the second, as far as the limit
+    Comparison *is_equal, *is_prefix;
+    IntT (*is_suffix)(const UCharT *s, const UCharT *suffix);
+    Search *tail;             // the part of s that is as long as the other; null when s is shorter
+    Search *find, *find_long; // the first place of sub, which is not empty; null when there is none
+
+    // Copies at most so many bytes of src to dst[at], terminates dst after them and returns its
+    // length. The two may overlap, so that a string can be moved inside itself. `aligned` is what
+    // vectors begin with, dst or src: the one that is known earlier.
+    Put *put, *put_long;
+    // Puts src behind dst as far as there is room, which is for the whole length.
+    IntT (*append)(char *dst, const UCharT *src, size_t room);
 };
 extern StringRoutines string_routines;
 
@@ -44,9 +50,9 @@ inline IntT image(UCharT byte)
     return compare == Compare::folded ? VdeQToLower[byte] : byte;
 }
 
-// Whether the images of ASCII letters are those that blocks take for alike.
+// Whether the images of ASCII letters are those that vectors take for alike.
 template <Compare compare>
-inline bool folds_as_blocks()
+inline bool folds_as_vectors()
 {
     return compare != Compare::folded || VdeQToLower == standard_lower.data();
 }
@@ -88,18 +94,6 @@ inline size_t length_of(const char *s)
 inline size_t room_of(IntT N)
 {
     return N > 1 ? static_cast<size_t>(N) - 1 : 0;
-}
-
-// Copies the first `count` bytes of src to dst[at], terminates dst after them and returns its
-// length. The two may overlap, so that a string can be moved inside itself.
-inline IntT put(char *dst, size_t at, const char *src, size_t count)
-{
-    if (count <= 2 * sizeof(Block))
-        copy_short(dst + at, src, count);
-    else
-        std::memmove(dst + at, src, count);
-    dst[at + count] = '\0';
-    return static_cast<IntT>(at + count);
 }
 
 } // namespace velt

@@ -1,0 +1,284 @@
+#include "vdelib/strings/routines.h"
+
+#include <cstdlib>
+
+#include "vdelib/strings/vectors.h"
+
+using namespace velt;
+
+namespace
+{
+
+// Difference of the first bytes whose images differ; 0 when a string ends before.
+[[gnu::noinline, gnu::cold]] IntT slow_difference(const UCharT *a, const UCharT *b, size_t limit)
+{
+    for (; limit > 0; --limit, ++a, ++b) {
+        if (*a <= INT8_MAX && folds_as_vectors<Compare::folded>()) {
+            const size_t at = string_routines.ascii_alike_folded(a, b, limit);
+            if (at == limit)
+                break;
+            limit -= at;
+            a += at;
+            b += at;
+        }
+        const IntT result = VdeQToLower[*a] - VdeQToLower[*b];
+        if (result != 0 || *a == '\0' || *b == '\0')
+            return result;
+    }
+    return 0;
+}
+
+// What is left to do for a long string is called through the table, so that for a short one no
+// registers are saved.
+template <class Wide>
+struct Routines {
+#define VELT_ROUTINE [[gnu::always_inline]] static
+
+    template <Bytes which>
+    VELT_ROUTINE size_t length(const UCharT *s, size_t limit)
+    {
+        return std::min(run<Wide, Compare::nothing, which>(s, s, limit), limit);
+    }
+
+    VELT_ROUTINE size_t whole_length(const UCharT *s)
+    {
+        const size_t end = stop_in_head<Wide>(s, s);
+        return end < head_size<Wide> ? end : string_routines.length(s, unbounded);
+    }
+
+    VELT_ROUTINE IntT size(const UCharT *s)
+    {
+        const size_t end = stop_in_head<Wide>(s, s);
+        return end < head_size<Wide> ? static_cast<IntT>(end) : string_routines.long_size(s);
+    }
+
+    VELT_ROUTINE IntT long_size(const UCharT *s)
+    {
+        return static_cast<IntT>(length<Bytes::all>(s, unbounded));
+    }
+
+    template <Compare compare>
+    VELT_ROUTINE size_t ascii_alike(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        return std::min(run<Wide, compare, Bytes::only_ascii>(a, b, limit), limit);
+    }
+
+    VELT_ROUTINE IntT difference(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, limit);
+        return at < limit ? a[at] - b[at] : 0;
+    }
+
+    VELT_ROUTINE IntT is_equal(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, limit);
+        return at >= limit || a[at] == b[at];
+    }
+
+    VELT_ROUTINE IntT is_prefix(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, limit);
+        return at >= limit || b[at] == '\0';
+    }
+
+    VELT_ROUTINE const UCharT *tail(const UCharT *s, const UCharT *suffix)
+    {
+        const size_t wanted = whole_length(suffix);
+        const size_t length = whole_length(s);
+        return length >= wanted ? s + (length - wanted) : nullptr;
+    }
+
+    VELT_ROUTINE IntT is_suffix(const UCharT *s, const UCharT *suffix)
+    {
+        const UCharT *const end = tail(s, suffix);
+        return end ? string_routines.is_equal(end, suffix, unbounded) : 0;
+    }
+
+    // Of strings that are alike as far as `at`.
+    VELT_ROUTINE IntT difference_at(size_t at, const UCharT *a, const UCharT *b, size_t limit)
+    {
+        if (at >= limit || a[at] == b[at])
+            return 0;
+        const IntT result = standard_lower[a[at]] - standard_lower[b[at]];
+        // Letters that are not ASCII may have the same image.
+        return result != 0 ? result : slow_difference(a + at, b + at, limit - at);
+    }
+
+    VELT_ROUTINE IntT difference_folded(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        if (!folds_as_vectors<Compare::folded>())
+            return slow_difference(a, b, limit);
+        const size_t at = stop_in_head<Wide, Compare::folded>(a, b);
+        return at < head_size<Wide> ? difference_at(at, a, b, limit)
+                                    : string_routines.long_difference_folded(a, b, limit);
+    }
+
+    VELT_ROUTINE IntT long_difference_folded(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        return difference_at(run<Wide, Compare::folded, Bytes::all>(a, b, limit), a, b, limit);
+    }
+
+    VELT_ROUTINE const UCharT *find(const UCharT *s, const UCharT *sub)
+    {
+        if constexpr (sizeof(Wide) > 1) {
+            if (offset_in_page(s) <= page_size - head_size<Wide>) [[likely]] {
+                const auto first = Head<Wide>{} + static_cast<signed char>(sub[0]);
+                const size_t at = first_or_end(s, first, Head<Wide>{});
+                if (at < head_size<Wide> && s[at] == '\0')
+                    return nullptr;
+            }
+        }
+        return string_routines.find_long(s, sub);
+    }
+
+    VELT_ROUTINE const UCharT *find_long(const UCharT *s, const UCharT *sub)
+    {
+        if constexpr (sizeof(Wide) > 1) {
+            const size_t size = whole_length(sub);
+            const Wide first = Wide{} + static_cast<signed char>(sub[0]);
+            const Wide last = Wide{} + static_cast<signed char>(sub[size - 1]);
+            // Few places have both and not what is between; with many, the C library is faster.
+            int tries = 16;
+            while (tries > 0 && offset_in_page(s) + size + sizeof(Wide) <= page_size) {
+                Wide ends;
+                load(s + size - 1, ends);
+                const size_t at = first_or_end<Wide>(s, first, ends ^ last);
+                s += at;
+                if (at == sizeof(Wide))
+                    continue;
+                if (*s == '\0')
+                    return nullptr;
+                if (std::memcmp(s, sub, size) == 0)
+                    return s;
+                ++s;
+                --tries;
+            }
+        }
+        const auto text = [](const UCharT *bytes) { return reinterpret_cast<const char *>(bytes); };
+        return reinterpret_cast<const UCharT *>(std::strstr(text(s), text(sub)));
+    }
+
+    VELT_ROUTINE IntT put(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned)
+    {
+        const size_t end = stop_in_head<Wide>(src, src);
+        if (end >= head_size<Wide>)
+            return string_routines.put_long(dst, at, src, most, aligned);
+        const size_t count = std::min(end, most);
+        const auto *const from = reinterpret_cast<const char *>(src);
+        if (count == end) [[likely]] {
+            copy_short(dst + at, from, count + 1);
+        } else {
+            copy_short(dst + at, from, count);
+            dst[at + count] = '\0';
+        }
+        return static_cast<IntT>(at + count);
+    }
+
+    VELT_ROUTINE IntT put_long(char *dst, size_t at, const UCharT *src, size_t most,
+                               const void *aligned)
+    {
+        char *const to = dst + at;
+        if constexpr (sizeof(Wide) > 1) {
+            constexpr size_t width = sizeof(Wide);
+            // There vectors begin at a multiple of their size, which makes them faster.
+            const size_t start = width - reinterpret_cast<uintptr_t>(aligned) % width;
+            if (offset_in_page(src) <= page_size - (vectors_copied + 1) * width && most >= start) {
+                Wide first;
+                load(src, first);
+                if (first_stop<Bytes::all>(first, Wide{}) == width) {
+                    const size_t rest = copy_rest<Wide>(to + start, src + start, most - start);
+                    if (rest != none) {
+                        std::memcpy(to, &first, width);
+                        return static_cast<IntT>(at + start + rest);
+                    }
+                }
+            }
+        }
+        const size_t count = string_routines.length(src, most);
+        std::memmove(to, src, count);
+        to[count] = '\0';
+        return static_cast<IntT>(at + count);
+    }
+
+    VELT_ROUTINE IntT append(char *dst, const UCharT *src, size_t room)
+    {
+        // A vector waits for a byte in it that has just been written; the byte alone does not.
+        const size_t at = *dst == '\0' ? 0 : whole_length(reinterpret_cast<const UCharT *>(dst));
+        return at < room ? put(dst, at, src, room - at, src) : static_cast<IntT>(at);
+    }
+#undef VELT_ROUTINE
+};
+
+// Versions of a routine, compiled for the processors that have the vectors.
+#define VELT_VERSION(Version, attribute)                                                           \
+    template <auto routine>                                                                        \
+    struct Version;                                                                                \
+    template <class Result, class... Arguments, Result (*routine)(Arguments...)>                   \
+    struct Version<routine> {                                                                      \
+        attribute static Result call(Arguments... arguments) { return routine(arguments...); }     \
+    }
+VELT_VERSION(Any, );
+#ifdef VELT_WIDE_VECTORS
+VELT_VERSION(Avx2, [[gnu::target("avx2,bmi")]]);
+VELT_VERSION(Avx512, [[gnu::target("avx512bw,avx512vl,avx512vbmi2,bmi")]]);
+#endif
+
+template <template <auto> class Version, class Wide>
+constexpr StringRoutines routines_of()
+{
+    using Of = Routines<Wide>;
+    return {
+        .size = Version<Of::size>::call,
+        .long_size = Version<Of::long_size>::call,
+        .length = Version<Of::template length<Bytes::all>>::call,
+        .ascii = Version<Of::template length<Bytes::only_ascii>>::call,
+        .ascii_alike = Version<Of::template ascii_alike<Compare::exact>>::call,
+        .ascii_alike_folded = Version<Of::template ascii_alike<Compare::folded>>::call,
+        .difference = Version<Of::difference>::call,
+        .difference_folded = Version<Of::difference_folded>::call,
+        .long_difference_folded = Version<Of::long_difference_folded>::call,
+        .is_equal = Version<Of::is_equal>::call,
+        .is_prefix = Version<Of::is_prefix>::call,
+        .is_suffix = Version<Of::is_suffix>::call,
+        .tail = Version<Of::tail>::call,
+        .find = Version<Of::find>::call,
+        .find_long = Version<Of::find_long>::call,
+        .put = Version<Of::put>::call,
+        .put_long = Version<Of::put_long>::call,
+        .append = Version<Of::append>::call,
+    };
+}
+
+} // namespace
+
+// What is called before the library has been started reads byte by byte.
+constinit StringRoutines velt::string_routines = routines_of<Any, UCharT>();
+
+#ifndef VELT_EXACT_LOADS
+namespace
+{
+
+// Valgrind, which watches that nobody reads past an end, has its own libraries loaded first.
+bool is_watched()
+{
+    const char *preloaded = std::getenv("LD_PRELOAD");
+    return preloaded && std::strstr(preloaded, "vgpreload");
+}
+
+[[gnu::constructor]] void choose_string_routines()
+{
+    if (is_watched())
+        return;
+    string_routines = routines_of<Any, Block>();
+#ifdef VELT_WIDE_VECTORS
+    __builtin_cpu_init();
+    // The processors that have all of this do not slow down for vectors of 64 bytes.
+    if (__builtin_cpu_supports("avx512vbmi2"))
+        string_routines = routines_of<Avx512, Vector<64>::Signed>();
+    else if (__builtin_cpu_supports("avx2"))
+        string_routines = routines_of<Avx2, Vector<32>::Signed>();
+#endif
+}
+
+} // namespace
+#endif
