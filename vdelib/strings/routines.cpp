@@ -94,6 +94,12 @@ struct Routines {
         return end ? string_routines.is_equal(end, suffix, unbounded) : 0;
     }
 
+    VELT_ROUTINE IntT is_suffix_folded(const UCharT *s, const UCharT *suffix)
+    {
+        const UCharT *const end = tail(s, suffix);
+        return end ? string_routines.is_equal_folded(end, suffix, unbounded) : 0;
+    }
+
     // Of strings that are alike as far as `at`.
     VELT_ROUTINE IntT difference_at(size_t at, const UCharT *a, const UCharT *b, size_t limit)
     {
@@ -116,6 +122,47 @@ struct Routines {
     VELT_ROUTINE IntT long_difference_folded(const UCharT *a, const UCharT *b, size_t limit)
     {
         return difference_at(run<Wide, Compare::folded, Bytes::all>(a, b, limit), a, b, limit);
+    }
+
+    VELT_ROUTINE IntT is_equal_folded(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        return difference_folded(a, b, limit) == 0;
+    }
+
+    VELT_ROUTINE IntT is_prefix_folded(const UCharT *a, const UCharT *b)
+    {
+        const size_t at = stop_in_head<Wide, Compare::folded>(a, b);
+        if (at < head_size<Wide> && folds_as_vectors<Compare::folded>()) {
+            if (b[at] == '\0')
+                return 1;
+            if (standard_lower[a[at]] != standard_lower[b[at]])
+                return 0;
+        }
+        return string_routines.is_equal_folded(a, b, whole_length(b));
+    }
+
+    // What is alike byte for byte is so in any case.
+    VELT_ROUTINE IntT difference_in_cases(const UCharT *a, const UCharT *b)
+    {
+        const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, unbounded);
+        if (a[at] == b[at])
+            return 0;
+        const IntT folded = string_routines.difference_folded(a + at, b + at, unbounded);
+        return folded != 0 ? folded : a[at] - b[at];
+    }
+
+    template <Compare compare>
+    VELT_ROUTINE IntT ascii_difference(const UCharT *a, const UCharT *b, size_t limit, UIntT enc,
+                                       StringRoutines::EncodedComparison *others)
+    {
+        const size_t at = stop_in_head<Wide, compare, Bytes::only_ascii>(a, b);
+        if (at < head_size<Wide> && folds_as_vectors<compare>()) {
+            if (at >= limit)
+                return 0;
+            if ((a[at] | b[at]) <= INT8_MAX)
+                return image<compare>(a[at]) - image<compare>(b[at]);
+        }
+        return others(a, b, limit, enc);
     }
 
     VELT_ROUTINE const UCharT *find(const UCharT *s, const UCharT *sub)
@@ -237,9 +284,15 @@ constexpr StringRoutines routines_of()
         .difference = Version<Of::difference>::call,
         .difference_folded = Version<Of::difference_folded>::call,
         .long_difference_folded = Version<Of::long_difference_folded>::call,
+        .difference_in_cases = Version<Of::difference_in_cases>::call,
+        .ascii_difference = Version<Of::template ascii_difference<Compare::exact>>::call,
+        .ascii_difference_folded = Version<Of::template ascii_difference<Compare::folded>>::call,
         .is_equal = Version<Of::is_equal>::call,
+        .is_equal_folded = Version<Of::is_equal_folded>::call,
         .is_prefix = Version<Of::is_prefix>::call,
+        .is_prefix_folded = Version<Of::is_prefix_folded>::call,
         .is_suffix = Version<Of::is_suffix>::call,
+        .is_suffix_folded = Version<Of::is_suffix_folded>::call,
         .tail = Version<Of::tail>::call,
         .find = Version<Of::find>::call,
         .find_long = Version<Of::find_long>::call,

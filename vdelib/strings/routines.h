@@ -18,6 +18,10 @@ namespace velt
 // No string is null. Nothing behind a limit, or behind the first byte that differs, is needed.
 struct StringRoutines {
     using Comparison = IntT(const UCharT *a, const UCharT *b, size_t limit);
+    using EncodedComparison = IntT(const UCharT *a, const UCharT *b, size_t limit, UIntT enc);
+    using AsciiComparison = IntT(const UCharT *a, const UCharT *b, size_t limit, UIntT enc,
+                                 EncodedComparison *others);
+    using Test = IntT(const UCharT *s, const UCharT *other);
     using Put = IntT(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned);
     using Search = const UCharT *(const UCharT *s, const UCharT *sub);
 
@@ -29,8 +33,13 @@ struct StringRoutines {
     size_t (*ascii_alike_folded)(const UCharT *a, const UCharT *b, size_t limit);
 
     Comparison *difference, *difference_folded, *long_difference_folded;
-    Comparison *is_equal, *is_prefix;
-    IntT (*is_suffix)(const UCharT *s, const UCharT *suffix);
+    Test *difference_in_cases; // folded, or else the exact one
+    // Of characters that are ASCII as far as the difference or the limit; of `others`, what that
+    // routine makes of both strings.
+    AsciiComparison *ascii_difference, *ascii_difference_folded;
+    Comparison *is_equal, *is_equal_folded;
+    Comparison *is_prefix;
+    Test *is_prefix_folded, *is_suffix, *is_suffix_folded;
     Search *tail;             // the part of s that is as long as the other; null when s is shorter
     Search *find, *find_long; // the first place of sub, which is not empty; null when there is none
 

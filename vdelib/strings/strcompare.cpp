@@ -1,8 +1,6 @@
 // Comparing strings.
 
 #include <algorithm>
-#include <climits>
-#include <cstring>
 
 #include "vdelib/strings/routines.h"
 #include "velt/vde/strings.h"
@@ -11,8 +9,6 @@ namespace
 {
 
 using namespace velt;
-
-constexpr IntT all = INT_MAX;
 
 // How many bytes are compared: none for a bound below 1.
 size_t limit_of(IntT bound)
@@ -47,12 +43,12 @@ IntT V_StrEqualN(const char *a, const char *b, IntT N)
 
 IntT V_StrIEqual(const char *a, const char *b)
 {
-    return V_StrIEqualN(a, b, all);
+    return compare(string_routines.is_equal_folded, a, b, unbounded);
 }
 
 IntT V_StrIEqualN(const char *a, const char *b, IntT N)
 {
-    return a == b || compare(string_routines.difference_folded, a, b, limit_of(N)) == 0;
+    return compare(string_routines.is_equal_folded, a, b, limit_of(N));
 }
 
 IntT V_StrSIEqual(const char *a, const char *b)
@@ -92,8 +88,7 @@ IntT V_StrICmpN(const char *a, const char *b, IntT N)
 
 IntT V_StrMCmp(const char *a, const char *b)
 {
-    const IntT folded = V_StrICmp(a, b);
-    return folded != 0 ? folded : V_StrCmp(a, b);
+    return string_routines.difference_in_cases(bytes_of(a), bytes_of(b));
 }
 
 IntT V_StrQsortCmp(const void *pa, const void *pb)
@@ -113,7 +108,7 @@ IntT V_StrPrefixN(const char *s, const char *prefix, IntT N)
 
 IntT V_StrIPrefix(const char *s, const char *prefix)
 {
-    return compare(string_routines.difference_folded, s, prefix, length_of(prefix)) == 0;
+    return string_routines.is_prefix_folded(bytes_of(s), bytes_of(prefix));
 }
 
 IntT V_StrSuffix(const char *s, const char *suffix)
@@ -123,6 +118,5 @@ IntT V_StrSuffix(const char *s, const char *suffix)
 
 IntT V_StrISuffix(const char *s, const char *suffix)
 {
-    const UCharT *const end = string_routines.tail(bytes_of(s), bytes_of(suffix));
-    return end && string_routines.difference_folded(end, bytes_of(suffix), unbounded) == 0;
+    return string_routines.is_suffix_folded(bytes_of(s), bytes_of(suffix));
 }

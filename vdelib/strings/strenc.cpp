@@ -66,15 +66,18 @@ bool is_character(const char *s, const char *at, const VdeFontEncT &enc)
     return next_character(begin, at, enc) == at;
 }
 
+// Difference of the first differing characters among the first `most` bytes of a, which are not 0;
+// the last character counts whole.
 template <Compare which>
-[[gnu::noinline]] IntT compare_long(const char *a, const char *b, UIntT enc, size_t most)
+IntT difference_of_characters(const UCharT *p, const UCharT *q, size_t most, UIntT enc)
 {
+    const auto *const a = reinterpret_cast<const char *>(p);
+    const auto *const b = reinterpret_cast<const char *>(q);
     const VdeFontEncT &table = font_encoding(enc);
     size_t done = 0;
     do {
-        const size_t run = ascii_alike<which>(a + done, b + done, std::max(most, done) - done);
-        done += run;
-        if (run != 0 && done >= most)
+        done += ascii_alike<which>(a + done, b + done, most - done);
+        if (done >= most)
             break;
         const Char ca = char_at<which>(a + done, table);
         const Char cb = char_at<which>(b + done, table);
@@ -86,32 +89,19 @@ template <Compare which>
     return 0;
 }
 
-// Difference of the first differing characters among the first `most` bytes of a; the last
-// character counts whole, and at least one.
 template <Compare which>
-inline IntT compare_characters(const char *a, const char *b, UIntT enc, size_t most)
+IntT compare_characters(const char *a, const char *b, UIntT enc, size_t most)
 {
-    if (!a || !b) [[unlikely]] {
-        a = or_empty(a);
-        b = or_empty(b);
-    }
-    if (folds_as_vectors<which>()) {
-        most = std::max<size_t>(most, 1);
-        const size_t at = ascii_alike<which>(a, b, most);
-        if (at == most)
-            return 0;
-        if (static_cast<signed char>(a[at] | b[at]) >= 0)
-            return image<which>(static_cast<UCharT>(a[at])) -
-                   image<which>(static_cast<UCharT>(b[at]));
-    }
-    return compare_long<which>(a, b, enc, most);
+    const auto compare = which == Compare::exact ? string_routines.ascii_difference
+                                                 : string_routines.ascii_difference_folded;
+    return compare(bytes_of(a), bytes_of(b), most, enc, difference_of_characters<which>);
 }
 
 // Compares at least one character, unless N is 0.
 template <Compare which>
 IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 {
-    return N == 0 ? 0 : compare_characters<which>(a, b, enc, static_cast<size_t>(std::max(N, 0)));
+    return N == 0 ? 0 : compare_characters<which>(a, b, enc, static_cast<size_t>(std::max(N, 1)));
 }
 
 // Returns whether a two-byte character occupies the bytes n - 1 and n of s.
@@ -202,12 +192,12 @@ StringT V_StrRChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
 
 IntT V_StrIEqualEnc(const char *a, const char *b, UIntT enc)
 {
-    return V_StrICmpEnc(a, b, enc) == 0;
+    return compare_characters<Compare::folded>(a, b, enc, unbounded) == 0;
 }
 
 IntT V_StrIEqualNEnc(const char *a, const char *b, IntT N, UIntT enc)
 {
-    return N < 1 || a == b || V_StrICmpNEnc(a, b, N, enc) == 0;
+    return N < 1 || a == b || compare_n<Compare::folded>(a, b, N, enc) == 0;
 }
 
 IntT V_StrIPrefixEnc(const char *s, const char *prefix, UIntT enc)

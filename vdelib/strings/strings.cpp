@@ -3,6 +3,7 @@
 #include "velt/vde/strings.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -96,7 +97,7 @@ IntT V_StrNCatN(StringT dst, const char *src, IntT count, IntT N)
 {
     if (!dst)
         return 0;
-    const size_t length = length_within(dst, room_of(N));
+    const size_t length = *dst == '\0' ? 0 : length_within(dst, room_of(N));
     const auto wanted = static_cast<size_t>(std::max(count, 0));
     return put_most(dst, length, src, std::min(wanted, room_of(N) - length));
 }
@@ -168,10 +169,20 @@ void V_StrReverse(StringT s, IntT N)
 
 IntT V_StrAlphaToInt(const char *s)
 {
-    return std::atoi(or_empty(s));
+    if (!s)
+        return 0;
+    const char *const digits = *s == '-' ? s + 1 : s;
+    const char *p = digits;
+    long value = 0;
+    // What begins otherwise, and numbers of more digits, are left to the C library.
+    for (; *p >= '0' && *p <= '9' && value <= LONG_MAX / 10 - 1; ++p)
+        value = value * 10 + (*p - '0');
+    if (p == digits || (*p >= '0' && *p <= '9'))
+        return std::atoi(s);
+    return static_cast<IntT>(digits == s ? value : -value);
 }
 
 double V_StrAlphaToReal(const char *s)
 {
-    return std::atof(or_empty(s));
+    return s ? std::strtod(s, nullptr) : 0.0;
 }

@@ -142,13 +142,13 @@ VELT_INLINE size_t stop_in(const UCharT *a, const UCharT *b)
 
 // Where a run stops in the first bytes; head_size if it goes on, or if the vectors may not be
 // loaded.
-template <class Wide, Compare compare = Compare::nothing>
+template <class Wide, Compare compare = Compare::nothing, Bytes which = Bytes::all>
 VELT_INLINE size_t stop_in_head(const UCharT *a, const UCharT *b)
 {
     if constexpr (sizeof(Wide) > 1) {
         constexpr uintptr_t last = page_size - head_size<Wide>;
         if (offset_in_page(a) <= last && offset_in_page(b) <= last) [[likely]]
-            return stop_in<Head<Wide>, compare, Bytes::all>(a, b);
+            return stop_in<Head<Wide>, compare, which>(a, b);
     }
     return head_size<Wide>;
 }
