@@ -302,14 +302,16 @@ constexpr StringRoutines routines_of()
     };
 }
 
-} // namespace
-
-// What is called before the library has been started reads byte by byte.
-constinit StringRoutines velt::string_routines = routines_of<Any, UCharT>();
-
+constexpr StringRoutines versions[] = {
+    routines_of<Any, UCharT>(),
 #ifndef VELT_EXACT_LOADS
-namespace
-{
+    routines_of<Any, Block>(),
+#endif
+#ifdef VELT_WIDE_VECTORS
+    routines_of<Avx2, Vector<32>::Signed>(),
+    routines_of<Avx512, Vector<64>::Signed>(),
+#endif
+};
 
 // Valgrind, which watches that nobody reads past an end, has its own libraries loaded first.
 bool is_watched()
@@ -318,20 +320,33 @@ bool is_watched()
     return preloaded && std::strstr(preloaded, "vgpreload");
 }
 
-[[gnu::constructor]] void choose_string_routines()
+} // namespace
+
+std::span<const StringRoutines> velt::string_routine_versions()
 {
+    const std::span all{versions};
     if (is_watched())
-        return;
-    string_routines = routines_of<Any, Block>();
+        return all.first(1);
 #ifdef VELT_WIDE_VECTORS
     __builtin_cpu_init();
-    // The processors that have all of this do not slow down for vectors of 64 bytes.
-    if (__builtin_cpu_supports("avx512vbmi2"))
-        string_routines = routines_of<Avx512, Vector<64>::Signed>();
-    else if (__builtin_cpu_supports("avx2"))
-        string_routines = routines_of<Avx2, Vector<32>::Signed>();
+    // The processors that have all of the last version do not slow down for vectors of 64 bytes.
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("bmi"))
+        return all.first(2);
+    if (!__builtin_cpu_supports("avx512vbmi2") || !__builtin_cpu_supports("avx512vl"))
+        return all.first(3);
 #endif
+    return all;
+}
+
+// What is called before the library has been started reads byte by byte.
+constinit StringRoutines velt::string_routines = versions[0];
+
+namespace
+{
+
+[[gnu::constructor]] void choose_string_routines()
+{
+    string_routines = string_routine_versions().back();
 }
 
 } // namespace
-#endif

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 #include "vdelib/encconv/bytemaps.h"
 #include "vdelib/strings/blocks.h"
@@ -51,6 +52,9 @@ struct StringRoutines {
     IntT (*append)(char *dst, const UCharT *src, size_t room);
 };
 extern StringRoutines string_routines;
+
+// The versions that can run here, of which the last is used.
+std::span<const StringRoutines> string_routine_versions();
 
 // What compares the bytes themselves or, folded, their images in the case table.
 template <Compare compare>

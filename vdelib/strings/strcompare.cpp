@@ -10,16 +10,16 @@ namespace
 
 using namespace velt;
 
-// How many bytes are compared: none for a bound below 1.
-size_t limit_of(IntT bound)
+// Whether it is true of the first N characters, as it is of none.
+IntT holds(StringRoutines::Comparison *comparison, const char *a, const char *b, IntT N)
 {
-    return static_cast<size_t>(std::max(bound, 0));
+    return N < 1 ? 1 : compare(comparison, a, b, static_cast<size_t>(N));
 }
 
-// The bound of the ordering routines: a negative one counts as one character.
-size_t at_least_one(IntT N)
+// The difference among the first N characters; a negative N counts as 1.
+IntT difference(StringRoutines::Comparison *comparison, const char *a, const char *b, IntT N)
 {
-    return N < 0 ? 1 : static_cast<size_t>(N);
+    return N == 0 ? 0 : compare(comparison, a, b, static_cast<size_t>(std::max(N, 1)));
 }
 
 const UCharT *skip_separators(const UCharT *p)
@@ -38,7 +38,7 @@ IntT V_StrEqual(const char *a, const char *b)
 
 IntT V_StrEqualN(const char *a, const char *b, IntT N)
 {
-    return compare(string_routines.is_equal, a, b, limit_of(N));
+    return holds(string_routines.is_equal, a, b, N);
 }
 
 IntT V_StrIEqual(const char *a, const char *b)
@@ -48,7 +48,7 @@ IntT V_StrIEqual(const char *a, const char *b)
 
 IntT V_StrIEqualN(const char *a, const char *b, IntT N)
 {
-    return compare(string_routines.is_equal_folded, a, b, limit_of(N));
+    return holds(string_routines.is_equal_folded, a, b, N);
 }
 
 IntT V_StrSIEqual(const char *a, const char *b)
@@ -78,12 +78,12 @@ IntT V_StrICmp(const char *a, const char *b)
 
 IntT V_StrCmpN(const char *a, const char *b, IntT N)
 {
-    return compare(string_routines.difference, a, b, at_least_one(N));
+    return difference(string_routines.difference, a, b, N);
 }
 
 IntT V_StrICmpN(const char *a, const char *b, IntT N)
 {
-    return compare(string_routines.difference_folded, a, b, at_least_one(N));
+    return difference(string_routines.difference_folded, a, b, N);
 }
 
 IntT V_StrMCmp(const char *a, const char *b)
@@ -103,7 +103,7 @@ IntT V_StrPrefix(const char *s, const char *prefix)
 
 IntT V_StrPrefixN(const char *s, const char *prefix, IntT N)
 {
-    return compare(string_routines.is_prefix, s, prefix, limit_of(N));
+    return holds(string_routines.is_prefix, s, prefix, N);
 }
 
 IntT V_StrIPrefix(const char *s, const char *prefix)

@@ -1,0 +1,286 @@
+// Each string routine in each version that can run here, with strings at both ends of their pages
+// and across the line between two, before and behind which nothing can be read.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+
+#include "support/vde.h"
+#include "vdelib/strings/routines.h"
+
+namespace
+{
+
+using Text = std::string;
+
+class Pages
+{
+public:
+    Pages() { mprotect(begin_ + size_, 2 * size_, PROT_READ | PROT_WRITE); }
+    ~Pages() { munmap(begin_, 4 * size_); }
+    Pages(const Pages &) = delete;
+    Pages &operator=(const Pages &) = delete;
+
+    // The text in the pages, so many bytes before their end or, with a negative number, behind
+    // their beginning. No terminator is added.
+    char *put(const Text &text, std::ptrdiff_t place)
+    {
+        const auto whole = static_cast<std::ptrdiff_t>(2 * size_ - text.size());
+        char *const at = begin_ + size_ + (place < 0 ? -1 - place : whole - place);
+        std::memcpy(at, text.data(), text.size());
+        return at;
+    }
+
+private:
+    std::size_t size_ = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    char *begin_ = static_cast<char *>(
+        mmap(nullptr, 4 * size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+};
+
+int fold(char c)
+{
+    return VdeQToLower[static_cast<UCharT>(c)];
+}
+
+int same(char c)
+{
+    return static_cast<UCharT>(c);
+}
+
+IntT differ(const Text &a, const Text &b, int (*image)(char), std::size_t most = Text::npos)
+{
+    // The terminators are compared, too.
+    for (std::size_t i = 0; i < most && i <= a.size() && i <= b.size(); ++i) {
+        if (image(a.c_str()[i]) != image(b.c_str()[i]))
+            return image(a.c_str()[i]) - image(b.c_str()[i]);
+    }
+    return 0;
+}
+
+IntT order(const Text &a, const Text &b)
+{
+    return differ(a, b, fold) != 0 ? differ(a, b, fold) : differ(a, b, same);
+}
+
+IntT place(std::size_t at)
+{
+    return at == Text::npos ? -1 : static_cast<IntT>(at);
+}
+
+IntT distance(const char *s, const char *found)
+{
+    return found ? static_cast<IntT>(found - s) : -1;
+}
+
+struct Query {
+    const char *name;
+    IntT (*query)(const char *a, const char *b, IntT n);
+    IntT (*expected)(const Text &a, const Text &b, std::size_t n);
+};
+#define QUERY(call, result)                                                                        \
+    Query                                                                                          \
+    {                                                                                              \
+#call,                                                                                     \
+            []([[maybe_unused]] const char *a, [[maybe_unused]] const char *b,                     \
+               [[maybe_unused]] IntT n) -> IntT { return call; },                                  \
+                                                               []([[maybe_unused]] const Text &a,  \
+                                                                  [[maybe_unused]] const Text &b,  \
+                                                                  [[maybe_unused]] std::size_t n)  \
+                                                                    -> IntT { return result; }     \
+    }
+
+const Query queries[] = {
+    QUERY(V_StrLen(a), place(a.size())),
+    QUERY(V_StrLenEnc(a, 0), place(a.size())),
+    QUERY(V_StrCmp(a, b), differ(a, b, same)),
+    QUERY(V_StrICmp(a, b), differ(a, b, fold)),
+    QUERY(V_StrMCmp(a, b), order(a, b)),
+    QUERY(V_StrQsortCmp(&a, &b), order(a, b)),
+    QUERY(V_StrEqual(a, b), a == b),
+    QUERY(V_StrIEqual(a, b), differ(a, b, fold) == 0),
+    QUERY(V_StrSIEqual(a, b), differ(a, b, fold) == 0),
+    QUERY(V_StrPrefix(a, b), a.starts_with(b)),
+    QUERY(V_StrPrefixN(a, b, n), a.starts_with(b.substr(0, n))),
+    QUERY(V_StrIPrefix(a, b), differ(a, b, fold, b.size()) == 0),
+    QUERY(V_StrSuffix(a, b), a.ends_with(b)),
+    QUERY(V_StrISuffix(a, b + n / 2),
+          a.size() + n / 2 >= b.size() &&
+              differ(a.substr(a.size() + n / 2 - b.size()), b.substr(n / 2), fold) == 0),
+    QUERY(distance(a, V_StrChr(a, '~')), place(a.find('~'))),
+    QUERY(distance(a, V_StrRChr(a, 'q')), place(a.rfind('q'))),
+    QUERY(V_StrSubString(a, b + n / 2), a.empty() ? -1 : place(a.find(b.substr(n / 2)))),
+    QUERY(V_StrStrEnc(a, b + n / 2, 0), a.empty() ? -1 : place(a.find(b.substr(n / 2)))),
+    QUERY(distance(a, V_StrChrEnc(a, '~', 0, 0)), place(a.find('~'))),
+    QUERY(distance(a, V_StrRChrEnc(a, 'q', 0, 0)), place(a.rfind('q'))),
+    QUERY(V_StrICmpEnc(a, b, 0), differ(a, b, fold)),
+    QUERY(V_StrMCmpEnc(a, b, 0), order(a, b)),
+    QUERY(V_StrQsortCmpEnc(&a, &b, 0), order(a, b)),
+    QUERY(V_StrIEqualEnc(a, b, 0), differ(a, b, fold) == 0),
+    QUERY(V_StrIPrefixEnc(a, b, 0), differ(a, b, fold, b.size()) == 0),
+    QUERY(V_StrISuffixEnc(a, b, 0), a.size() == b.size() && differ(a, b, fold) == 0),
+    QUERY(std::strcmp(Owned<>{V_StrCopyString(a)}.get(), a), 0),
+    QUERY(V_StrAlphaToInt(a) + IntT(V_StrAlphaToReal(b)), 0),
+};
+
+// These take strings of n bytes without a terminator as well.
+const Query bounded[] = {
+    QUERY(V_StrCmpN(a, b, n), differ(a, b, same, n)),
+    QUERY(V_StrICmpN(a, b, n), differ(a, b, fold, n)),
+    QUERY(V_StrEqualN(a, b, n), differ(a, b, same, n) == 0),
+    QUERY(V_StrIEqualN(a, b, n), differ(a, b, fold, n) == 0),
+    QUERY(V_StrCmpNEnc(a, b, n, 0), differ(a, b, same, n)),
+    QUERY(V_StrICmpNEnc(a, b, n, 0), differ(a, b, fold, n)),
+    QUERY(V_StrIEqualNEnc(a, b, n, 0), differ(a, b, fold, n) == 0),
+};
+
+struct Edit {
+    const char *name;
+    IntT (*edit)(StringT dst, const char *src, IntT N);
+    Text (*expected)(const Text &dst, const Text &src, std::size_t room);
+};
+#define EDIT(call, result)                                                                         \
+    Edit                                                                                           \
+    {                                                                                              \
+#call, [](StringT dst, [[maybe_unused]] const char *src,                                   \
+                  [[maybe_unused]] IntT                                                            \
+                      N) { return static_cast<IntT>(call); },                                      \
+                                                           []([[maybe_unused]] const Text &dst,    \
+                                                              [[maybe_unused]] const Text &src,    \
+                                                              [[maybe_unused]] std::size_t room)   \
+                                                                -> Text { return result; }         \
+    }
+
+const Edit edits[] = {
+    EDIT(V_StrCpyN(dst, src, N), src.substr(0, room)),
+    EDIT(V_StrCpyNEnc(dst, src, N, 0), src.substr(0, room)),
+    EDIT(V_StrCatN(dst, src, N), (dst + src).substr(0, room)),
+    EDIT(V_StrCatNEnc(dst, src, N, 0), (dst + src).substr(0, room)),
+    EDIT(V_StrNCatN(dst, src, N - 4, N), (dst + src).substr(0, room)),
+    EDIT(V_StrNCatNEnc(dst, src, N - 4, N, 0), (dst + src).substr(0, room)),
+    EDIT(V_StrCatCharN(dst, 'c', N), (dst + 'c').substr(0, room)),
+    EDIT(V_StrCatDblCharNEnc(dst, 'c', 'd', N, 0), (dst + "cd").substr(0, room)),
+    EDIT(V_StrCatIntN(dst, 789, N), (dst + "789").substr(0, room)),
+    EDIT((V_StrCpy(dst, src + (V_StrLen(src) + 1 - N)), V_StrLen(dst)),
+         src.substr(src.size() - room)),
+    EDIT(V_StrCat(dst, src + (V_StrLen(src) + 4 - N)), dst + src.substr(src.size() + 3 - room)),
+    EDIT((V_StrStrip(dst, src), V_StrLen(dst)), "-  "),
+    EDIT((V_StrStripLeadingSpaces(dst), V_StrLen(dst)), dst),
+    EDIT((V_StrStripTrailingSpaces(dst), V_StrLen(dst)), "-"),
+    EDIT((V_StrReverse(dst, N), V_StrLen(dst)), "  -"),
+    EDIT((V_StrTruncEnc(dst, 2, 1), V_StrLen(dst)), "- "),
+};
+
+class StringsInPages : public testing::Test
+{
+protected:
+    StringsInPages() { V_FdeInitFontEncs(nullptr); }
+
+    // The text and one that differs from it in all cases and, unless it is as long, in one byte.
+    void expect_queries(std::size_t size, std::size_t at, std::ptrdiff_t a_place,
+                        std::ptrdiff_t b_place)
+    {
+        const Text a(size, 'q');
+        Text b(size, at % 3 == 0 ? 'q' : 'Q');
+        if (at < size)
+            b[at] = at % 2 == 0 ? '\xE9' : '~';
+        const char *const one = pages_[0].put(Text(a.c_str(), size + 1), a_place);
+        const char *const other = pages_[1].put(Text(b.c_str(), size + 1), b_place);
+        for (const Query &q : queries)
+            EXPECT_EQ(q.query(one, other, static_cast<IntT>(size)), q.expected(a, b, size))
+                << q.name;
+        for (const Query &q : queries)
+            EXPECT_EQ(q.query(other, one, 0), q.expected(b, a, 0)) << q.name;
+        for (const std::size_t n : {at, size, size + 1})
+            for (const Query &q : bounded)
+                EXPECT_EQ(q.query(one, other, static_cast<IntT>(n)), q.expected(a, b, n)) << q.name;
+        const char *const open = pages_[0].put(a, 0);
+        const char *const open_too = pages_[1].put(b, 0);
+        for (const Query &q : bounded)
+            EXPECT_EQ(q.query(open, open_too, static_cast<IntT>(size)), q.expected(a, b, size))
+                << q.name;
+    }
+
+    // `dst`, a buffer that ends with its page, has three bytes, and `src` more than there is room.
+    void expect_edits(std::size_t room, std::ptrdiff_t place)
+    {
+        const Text src(room + 1 + room % 9, 'q'), dst = "-  ";
+        const auto N = static_cast<IntT>(room + 1);
+        const char *const source = pages_[0].put(Text(src.c_str(), src.size() + 1), place);
+        for (const Edit &e : edits) {
+            char *const buffer = pages_[1].put(Text(dst + Text(room - 2, '\0')), 0);
+            const Text expected = e.expected(dst, src, room);
+            EXPECT_EQ(e.edit(buffer, source, N), place_of(expected)) << e.name;
+            EXPECT_EQ(buffer, expected) << e.name;
+        }
+    }
+
+    static IntT place_of(const Text &text) { return static_cast<IntT>(text.size()); }
+
+private:
+    std::array<Pages, 2> pages_;
+};
+
+TEST_F(StringsInPages, AreNotReadOutsideOfThem)
+{
+    std::vector<std::size_t> sizes{100, 127, 200, 256, 300, 513, 1000, 1100, 1300};
+    for (std::size_t size = 0; size <= 70; ++size)
+        sizes.push_back(size);
+    for (const velt::StringRoutines &version : velt::string_routine_versions()) {
+        const Changed routines(velt::string_routines, version);
+        for (const std::size_t size : sizes) {
+            const auto end = static_cast<std::ptrdiff_t>(size);
+            std::size_t at = 0;
+            for (const std::ptrdiff_t place :
+                 {0L, -1L, 4096 - end / 2, 4095L, end % 67, -2 - end % 61}) {
+                SCOPED_TRACE(testing::Message() << size << " bytes at " << place << ' ' << at);
+                expect_queries(size, at, place, 0);
+                expect_queries(size, size, 0, place);
+                expect_queries(size, size > 0 ? size - 1 : 0, place, 4096 - end / 3);
+                if (size >= 4)
+                    expect_edits(size, place);
+                at += size / 5 + 1;
+            }
+            if (HasFailure())
+                return;
+        }
+    }
+}
+
+TEST(Strings, AreMovedInsideThemselves)
+{
+    for (const velt::StringRoutines &version : velt::string_routine_versions()) {
+        const Changed routines(velt::string_routines, version);
+        for (const std::size_t size : {5U, 20U, 60U, 250U, 900U, 1500U}) {
+            for (const std::size_t by : {1U, 5U, 40U, 100U, 800U}) {
+                Text text;
+                for (std::size_t i = 0; i < size; ++i)
+                    text += static_cast<char>('a' + i % 26 - i / 26 % 20);
+                Text buffer = Text(by, '-') + text + Text(by + 1, '\0');
+                V_StrCpy(&buffer[by + by], &buffer[by]);
+                EXPECT_EQ(&buffer[by + by], text) << size << " by " << by;
+                V_StrCpy(buffer.data(), &buffer[by + by]);
+                EXPECT_EQ(buffer.data(), text) << size << " back by " << 2 * by;
+            }
+        }
+    }
+}
+
+TEST(Strings, FoldEachByteAsTheCaseTableHasIt)
+{
+    for (const velt::StringRoutines &version : velt::string_routine_versions()) {
+        const Changed routines(velt::string_routines, version);
+        for (const std::size_t at : {3U, 40U, 100U}) {
+            for (int byte = 1; byte < 256; ++byte) {
+                Text a(150, 'q'), b(150, 'Q');
+                a[at] = static_cast<char>(byte);
+                b[at] = static_cast<char>(byte ^ 0x20);
+                EXPECT_EQ(V_StrICmp(a.c_str(), b.c_str()), differ(a, b.c_str(), fold)) << byte;
+                EXPECT_EQ(V_StrICmpEnc(a.c_str(), b.c_str(), 0), differ(a, b.c_str(), fold))
+                    << byte;
+            }
+        }
+    }
+}
+
+} // namespace
