@@ -1,6 +1,10 @@
+#include <bit>
+#include <cfenv>
 #include <cfloat>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <random>
 
 #include "support/vde.h"
 
@@ -65,6 +69,28 @@ TEST(FormattedSweep, ConversionsAreThePlatforms)
     expect_as_platform<double>({"f", "e", "E", "g", "G", "lf"}, {0.0, -1.5, 12345.678, DBL_MAX});
     expect_as_platform<const char *>({"s"}, {"", "text", "longer than twelve"});
     expect_as_platform<const void *>({"p"}, {nullptr, "address"});
+}
+
+// Numbers of all sizes, those that end with a tie among them, however the process rounds.
+TEST(Formatted, NumbersAreRoundedAsThePlatformDoes)
+{
+    std::mt19937_64 random;
+    const auto number = [&random](int round) {
+        const auto bits = static_cast<double>(random() >> random() % 64);
+        return round % 3 == 0   ? std::bit_cast<double>(random())
+               : round % 3 == 1 ? std::ldexp(bits, -static_cast<int>(random() % 140))
+                                : bits / std::pow(10, random() % 20);
+    };
+    for (const int rounding : {FE_TONEAREST, FE_UPWARD, FE_TOWARDZERO, FE_TONEAREST}) {
+        std::fesetround(rounding);
+        for (int round = 0; round < 5000; ++round) {
+            char expected[2000];
+            const std::string format = "%." + std::to_string(random() % 20) + "feEgG"[random() % 5];
+            const double value = number(round);
+            std::snprintf(expected, sizeof expected, format.c_str(), value);
+            EXPECT_EQ(formatted(format.c_str(), value), expected) << format;
+        }
+    }
 }
 
 TEST(Formatted, ALongIntegerIsAnInt)

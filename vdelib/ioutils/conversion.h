@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "vdelib/ioutils/decimal.h"
 #include "velt/vde/memory.h"
 
 // The analyzer loses sight of an argument list that is reached through its address.
@@ -344,8 +345,27 @@ private:
         return true;
     }
 
+    bool make_real(char *place_for_digits)
+    {
+        const bool is_bare = given == 0 && width == 0;
+        char *const to = is_bare && place_for_digits ? place_for_digits : digits;
+        if (const char *const end = write_decimal(to, real, precision, character))
+            count = static_cast<size_t>(end - to);
+        else if (!make_unusual_real(to))
+            return false;
+        bytes = to;
+        if (is_bare)
+            return true;
+        const bool negative = digits[0] == '-';
+        set_sign(negative);
+        bytes += negative;
+        count -= negative;
+        pad((given & zeros) != 0 && std::isfinite(real));
+        return true;
+    }
+
     // The digits are the C library's, without the detour through its interpreter of formats.
-    bool make_real([[maybe_unused]] char *place_for_digits)
+    [[gnu::noinline]] bool make_unusual_real([[maybe_unused]] char *to)
     {
 #ifdef __GLIBC__
         char pattern[sizeof "%.2147483647f"];
@@ -357,21 +377,9 @@ private:
             *--p = '.';
         }
         *--p = '%';
-        const bool is_bare = given == 0 && width == 0;
-        char *const to = is_bare && place_for_digits ? place_for_digits : digits;
         const int made = strfromd(to, most_digits, p, real);
-        if (made < 0 || made >= int{most_digits})
-            return false;
-        bytes = to;
-        count = static_cast<size_t>(made);
-        if (is_bare)
-            return true;
-        const bool negative = digits[0] == '-';
-        set_sign(negative);
-        bytes += negative;
-        count -= negative;
-        pad((given & zeros) != 0 && std::isfinite(real));
-        return true;
+        count = static_cast<size_t>(std::max(made, 0));
+        return made >= 0 && made < int{most_digits};
 #else
         return false;
 #endif
