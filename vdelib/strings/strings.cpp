@@ -51,12 +51,13 @@ StringT V_StrCopyString(const char *s)
     if (!s)
         return nullptr;
     const size_t size = length_of(s) + 1;
-    const auto copy = static_cast<StringT>(V_Alloc(static_cast<UIntT>(size), 0));
-    if (copy && size <= 2 * block_size)
-        copy_short(copy, s, size);
-    else if (copy)
-        std::memcpy(copy, s, size);
-    return copy;
+    void *const copy = V_Alloc(static_cast<UIntT>(size), 0);
+    if (!copy)
+        return nullptr;
+    if (size > 2 * block_size)
+        return static_cast<StringT>(std::memcpy(copy, s, size));
+    copy_short(static_cast<StringT>(copy), s, size);
+    return static_cast<StringT>(copy);
 }
 
 IntT V_StrLen(const char *s)
