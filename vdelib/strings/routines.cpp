@@ -34,10 +34,16 @@ template <class Wide>
 struct Routines {
 #define VELT_ROUTINE [[gnu::always_inline]] static
 
+    // With these vectors, measuring and copying take less time than in the C library.
+    static constexpr bool is_widest = sizeof(Wide) == 64;
+
     template <Bytes which>
     VELT_ROUTINE size_t length(const UCharT *s, size_t limit)
     {
-        return std::min(run<Wide, Compare::nothing, which>(s, s, limit), limit);
+        if constexpr (which == Bytes::all && !is_widest)
+            return strnlen(reinterpret_cast<const char *>(s), limit);
+        else
+            return std::min(run<Wide, Compare::nothing, which>(s, s, limit), limit);
     }
 
     VELT_ROUTINE size_t whole_length(const UCharT *s)
@@ -222,10 +228,10 @@ struct Routines {
     }
 
     VELT_ROUTINE IntT put_long(char *dst, size_t at, const UCharT *src, size_t most,
-                               const void *aligned)
+                               [[maybe_unused]] const void *aligned)
     {
         char *const to = dst + at;
-        if constexpr (sizeof(Wide) > 1) {
+        if constexpr (is_widest) {
             constexpr size_t width = sizeof(Wide);
             // There vectors begin at a multiple of their size, which makes them faster.
             const size_t start = width - reinterpret_cast<uintptr_t>(aligned) % width;
