@@ -132,7 +132,19 @@ struct Routines {
 
     VELT_ROUTINE IntT is_equal_folded(const UCharT *a, const UCharT *b, size_t limit)
     {
-        return difference_folded(a, b, limit) == 0;
+        const size_t at = stop_in_head<Wide, Compare::folded>(a, b);
+        if (at < head_size<Wide> && folds_as_vectors<Compare::folded>()) {
+            if (at >= limit || a[at] == b[at])
+                return 1;
+            if (standard_lower[a[at]] != standard_lower[b[at]])
+                return 0;
+        }
+        return string_routines.long_is_equal_folded(a, b, limit);
+    }
+
+    VELT_ROUTINE IntT long_is_equal_folded(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        return string_routines.difference_folded(a, b, limit) == 0;
     }
 
     VELT_ROUTINE IntT is_prefix_folded(const UCharT *a, const UCharT *b)
@@ -144,6 +156,11 @@ struct Routines {
             if (standard_lower[a[at]] != standard_lower[b[at]])
                 return 0;
         }
+        return string_routines.long_is_prefix_folded(a, b);
+    }
+
+    VELT_ROUTINE IntT long_is_prefix_folded(const UCharT *a, const UCharT *b)
+    {
         return string_routines.is_equal_folded(a, b, whole_length(b));
     }
 
@@ -295,8 +312,10 @@ constexpr StringRoutines routines_of()
         .ascii_difference_folded = Version<Of::template ascii_difference<Compare::folded>>::call,
         .is_equal = Version<Of::is_equal>::call,
         .is_equal_folded = Version<Of::is_equal_folded>::call,
+        .long_is_equal_folded = Version<Of::long_is_equal_folded>::call,
         .is_prefix = Version<Of::is_prefix>::call,
         .is_prefix_folded = Version<Of::is_prefix_folded>::call,
+        .long_is_prefix_folded = Version<Of::long_is_prefix_folded>::call,
         .is_suffix = Version<Of::is_suffix>::call,
         .is_suffix_folded = Version<Of::is_suffix_folded>::call,
         .tail = Version<Of::tail>::call,

@@ -38,9 +38,10 @@ struct StringRoutines {
     // Of characters that are ASCII as far as the difference or the limit; of `others`, what that
     // routine makes of both strings.
     AsciiComparison *ascii_difference, *ascii_difference_folded;
-    Comparison *is_equal, *is_equal_folded;
+    Comparison *is_equal, *is_equal_folded, *long_is_equal_folded;
     Comparison *is_prefix;
-    Test *is_prefix_folded, *is_suffix, *is_suffix_folded;
+    Test *is_prefix_folded, *long_is_prefix_folded;
+    Test *is_suffix, *is_suffix_folded;
     Search *tail;             // the part of s that is as long as the other; null when s is shorter
     Search *find, *find_long; // the first place of sub, which is not empty; null when there is none
 
