@@ -266,34 +266,45 @@ VELT_INLINE size_t first_or_end(const UCharT *s, const Wide &byte, const Wide &d
     return first_stop<Bytes::all>(least, Wide{});
 }
 
-// Loads the rest of a string from the vector of that number on, and then stores all of it, so that
-// the places may overlap. Returns its length; `none`, and stores nothing, if that is above `most`
-// or the string has more vectors. A vector before the rest is known to have no end.
+// Loads the rest of a string, two vectors at a time from those of that number on, and then stores
+// all of it, so that the places may overlap. Returns its length; `none`, and stores nothing, if
+// that is above `most` or the string has more vectors. A vector before the rest is known to have no
+// end.
 inline constexpr size_t none = SIZE_MAX;
-inline constexpr size_t vectors_copied = 17;
-template <class Wide, size_t number = 1>
+inline constexpr size_t vectors_copied = 18;
+template <class Wide, size_t number = 0>
 VELT_INLINE size_t copy_rest(char *to, const UCharT *from, size_t most)
 {
     constexpr size_t width = sizeof(Wide);
-    constexpr size_t at = (number - 1) * width;
-    if constexpr (number > vectors_copied) {
+    constexpr size_t at = number * width;
+    if constexpr (number == vectors_copied) {
         return none;
     } else {
-        Wide bytes;
-        load(from + at, bytes);
-        const size_t end = first_stop<Bytes::all>(bytes, Wide{});
-        size_t length = at + end;
-        if (end == width) {
-            length = copy_rest<Wide, number + 1>(to, from, most);
-            if (length != none)
-                std::memcpy(to + at, &bytes, width);
-        } else if (length > most) {
-            length = none;
-        } else {
-            // The vector that ends with the string begins with bytes that are known.
-            load(from + length + 1 - width, bytes);
-            std::memcpy(to + length + 1 - width, &bytes, width);
+        Wide one, other;
+        load(from + at, one);
+        load(from + at + width, other);
+        Wide least = one;
+        take_least<Bytes::all>(other, least);
+        if (first_stop<Bytes::all>(least, Wide{}) == width) {
+            const size_t length = copy_rest<Wide, number + 2>(to, from, most);
+            if (length != none) {
+                std::memcpy(to + at + width, &other, width);
+                std::memcpy(to + at, &one, width);
+            }
+            return length;
         }
+        size_t end = first_stop<Bytes::all>(one, Wide{});
+        const bool is_behind = end == width;
+        if (is_behind)
+            end += first_stop<Bytes::all>(other, Wide{});
+        const size_t length = at + end;
+        if (length > most)
+            return none;
+        // The vector that ends with the string begins with bytes that are known.
+        load(from + length + 1 - width, other);
+        std::memcpy(to + length + 1 - width, &other, width);
+        if (is_behind)
+            std::memcpy(to + at, &one, width);
         return length;
     }
 }
