@@ -39,16 +39,6 @@ void check_size(std::size_t size, const std::string &name)
         throw std::runtime_error(name + ": is larger than 256 MiB, or has no end");
 }
 
-constexpr std::size_t digest_block = 65536;
-
-// Adds a block, which is full unless it is the last.
-void add(Digest &digest, std::string_view block)
-{
-    constexpr std::size_t odd = 0x9E3779B97F4A7C15;
-    digest.hash = (digest.hash + std::hash<std::string_view>()(block)) * odd;
-    digest.size += block.size();
-}
-
 class PlainFile
 {
 public:
@@ -147,12 +137,19 @@ std::vector<std::string> names_in(const std::string &folder)
     return names;
 }
 
+void Digest::add(std::string_view block)
+{
+    constexpr std::size_t odd = 0x9E3779B97F4A7C15;
+    hash = (hash + std::hash<std::string_view>()(block)) * odd;
+    size += block.size();
+}
+
 Digest digest_of(std::string_view text)
 {
     Digest digest;
     while (!text.empty()) {
-        const std::string_view block = text.substr(0, digest_block);
-        add(digest, block);
+        const std::string_view block = text.substr(0, Digest::block_size);
+        digest.add(block);
         text.remove_prefix(block.size());
     }
     return digest;
@@ -164,9 +161,9 @@ bool holds(const std::string &path, const Digest &digest)
     if (file.size != digest.size)
         return false;
     Digest read;
-    std::array<char, digest_block> block;
+    std::array<char, Digest::block_size> block;
     while (const std::size_t got = file.read(block))
-        add(read, {block.data(), got});
+        read.add({block.data(), got});
     return read == digest;
 }
 

@@ -27,8 +27,11 @@ void expect_plain_file(const std::string &path);
 std::vector<std::string> names_in(const std::string &folder);
 // What tells a text from others: its length, and a hash.
 struct Digest {
+    static constexpr std::size_t block_size = 65536;
     std::size_t size = 0, hash = 0;
 
+    // Adds the next block, which is full unless it is the last.
+    void add(std::string_view block);
     bool operator==(const Digest &) const = default;
 };
 Digest digest_of(std::string_view text);

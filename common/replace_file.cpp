@@ -41,6 +41,12 @@ std::string unforeseeable_name()
     return text;
 }
 
+// Returns a path that leads to an open file.
+std::string open_path(int descriptor)
+{
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
 // Limits the group's permissions to those of others.
 mode_t without_group(mode_t mode)
 {
@@ -63,6 +69,20 @@ bool same_access_list(int from, int to)
 } // namespace
 
 NewFile *NewFile::latest_;
+
+// Has the file made, or linked, under a name that no other file has.
+template <class Make>
+void NewFile::take_name(Make make)
+{
+    bool made = false;
+    do
+        unfinished_ = unforeseeable_name();
+    while (!(made = make()) && errno == EEXIST);
+    if (made)
+        return;
+    unfinished_.clear();
+    fail();
+}
 
 void NewFile::fail() const
 {
@@ -123,13 +143,17 @@ try {
         if (old.st_nlink > 1)
             refuse("it has other names (hard links), which would keep the old content");
     }
-    do {
-        unfinished_ = unforeseeable_name();
-        file_ = openat(directory_, unfinished_.c_str(), to_write | O_CREAT | O_EXCL,
-                       old_ >= 0 ? 0600 : mode);
-    } while (file_ < 0 && errno == EEXIST);
+    replaces_ = true;
+    const mode_t first_mode = old_ >= 0 ? 0600 : mode;
+    file_ = openat(directory_, ".", O_WRONLY | O_CLOEXEC | O_TMPFILE, first_mode);
+    if (file_ >= 0 && faccessat(AT_FDCWD, open_path(file_).c_str(), F_OK, AT_EACCESS) != 0)
+        close_open(file_); // it could not be named
     if (file_ < 0)
-        fail();
+        take_name([&] {
+            file_ =
+                openat(directory_, unfinished_.c_str(), to_write | O_CREAT | O_EXCL, first_mode);
+            return file_ >= 0;
+        });
     latest_ = this;
 } catch (...) {
     close_open(old_);
@@ -195,7 +219,7 @@ void NewFile::finish()
         return;
     if (old_ >= 0)
         keep_attributes();
-    if (!unfinished_.empty() && fsync(file_) != 0)
+    if (replaces_ && fsync(file_) != 0)
         fail();
     finished_ = true;
 }
@@ -203,13 +227,18 @@ void NewFile::finish()
 void NewFile::commit()
 {
     finish();
-    if (unfinished_.empty()) {
+    if (!replaces_) {
         const int file = file_;
         file_ = -1;
         if (close(file) != 0)
             fail();
         return;
     }
+    if (unfinished_.empty())
+        take_name([&] {
+            return linkat(AT_FDCWD, open_path(file_).c_str(), directory_, unfinished_.c_str(),
+                          AT_SYMLINK_FOLLOW) == 0;
+        });
     if (renameat(directory_, unfinished_.c_str(), directory_, name_.c_str()) != 0)
         fail();
     unfinished_.clear();

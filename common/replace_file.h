@@ -9,9 +9,10 @@
 namespace velt
 {
 
-// A file that will replace another, or be a new one. It is written under another name in the same
-// directory, and removed unless it is committed. Failures are std::runtime_error with the path and
-// the reason, and leave the old file as it is:
+// A file that will replace another, or be a new one. It is written in the same directory, without a
+// name where the file system can do that, so that nothing of it is left however the process ends;
+// else under another name, and removed unless it is committed. Failures are std::runtime_error with
+// the path and the reason, and leave the old file as it is:
 //
 // - a symbolic link stays, and the file that it points at, which must exist, is replaced;
 // - owner, group, mode and access list are kept; where they cannot be, nobody gains access;
@@ -40,16 +41,18 @@ public:
 private:
     void begin_beside(const std::string &target, mode_t mode);
     void keep_attributes();
+    template <class Make>
+    void take_name(Make make);
     [[noreturn]] void fail() const; // with errno
     [[noreturn]] void refuse(const char *reason) const;
 
     std::string path_;
     std::string name_;       // in the directory
-    std::string unfinished_; // its name up to commit(); empty when there is none
+    std::string unfinished_; // its other name up to commit(); empty when there is none
     int directory_ = -1;
     int old_ = -1; // the file that is replaced
     int file_ = -1;
-    bool finished_ = false;
+    bool replaces_ = false, finished_ = false;
     NewFile *earlier_; // the next in the list of uncommitted files
     static NewFile *latest_;
 };

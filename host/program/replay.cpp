@@ -64,7 +64,7 @@ private:
 
 void finish(Update &update, const Recording &recording)
 {
-    update.commit(recording.cut_off());
+    update.commit();
     const std::string path = printable(recording.path());
     if (update.changes() == 0) {
         std::cerr << "vqhost: " << path << " stays as it is: the clients do what they did\n";

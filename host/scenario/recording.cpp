@@ -187,13 +187,28 @@ void Recording::read_line()
     do {
         line_.clear();
         number_++;
-        for (char c = 0; file_->get(c) && c != '\n';) {
-            line_ += c;
+        for (bool ends = false; !ends && (from_ < block_.size() || read_block());) {
+            const std::size_t to = std::min(block_.find('\n', from_), block_.size());
+            line_.append(block_, from_, to - from_);
+            ends = to < block_.size();
+            from_ = to + ends;
             if (line_.size() > longest_line)
                 refuse("a line is longer than 256 MiB");
         }
         line_.resize(line_.find_last_not_of(" \t\r") + 1);
-    } while (line_.empty() && *file_);
+    } while (line_.empty() && !block_.empty());
+}
+
+// Reads the next block; at the end of the file that is empty, and false is returned.
+bool Recording::read_block()
+{
+    block_.resize(Digest::block_size);
+    file_->read(block_.data(), static_cast<std::streamsize>(block_.size()));
+    block_.resize(static_cast<std::size_t>(file_->gcount()));
+    from_ = 0;
+    if (!block_.empty())
+        digest_.add(block_);
+    return !block_.empty();
 }
 
 std::optional<RecordedEvent> Recording::next()
@@ -202,7 +217,7 @@ std::optional<RecordedEvent> Recording::next()
         return {};
     read_line();
     const bool at_end = line_ == "]}";
-    if (at_end || !*file_) { // a line that was cut off has no end
+    if (at_end || block_.empty()) { // a line that was cut off has no end
         over_ = true;
         cut_off_ = !at_end;
         if (at_end)

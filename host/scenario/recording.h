@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "common/file.h"
 #include "host/json/node.h"
 #include "host/scenario/redaction.h"
 #include "host/session/responder.h"
@@ -87,13 +88,20 @@ public:
     // Returns whether the file has no end, because the run that wrote it was cut off. It is known
     // once the last event has been read.
     bool cut_off() const { return cut_off_; }
+    // What the file has held as far as it has been read, which is all of it once cut_off() is
+    // known.
+    const Digest &digest() const { return digest_; }
 
 private:
     [[noreturn]] void refuse(const std::string &reason) const;
     void read_line();
+    bool read_block();
 
     std::string path_, line_, header_;
     std::unique_ptr<std::istream> file_;
+    std::string block_;    // that was read last,
+    std::size_t from_ = 0; // and where in it the next line begins
+    Digest digest_;
     std::size_t number_ = 0; // of the line
     IntT language_ = 0;
     RecordedFields fields_;

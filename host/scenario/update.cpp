@@ -1,5 +1,6 @@
 #include "host/scenario/update.h"
 
+#include "common/error.h"
 #include "host/scenario/recorder.h"
 
 namespace velt::host
@@ -30,11 +31,16 @@ void Update::note(const std::string &what)
         notes_.push_back(what);
 }
 
-void Update::commit(bool cut_off)
+void Update::commit()
 {
     if (changes_ == 0)
         return;
-    file_.write(cut_off ? "\n" : "\n]}\n");
+    file_.write(recording_.cut_off() ? "\n" : "\n]}\n");
+    file_.finish();
+    if (!holds(recording_.path(), recording_.digest()))
+        fail(recording_.path() +
+             ": somebody else has changed it since it was read, and it stays so; "
+             "update it once more");
     file_.commit();
 }
 

@@ -17,7 +17,8 @@ class Update
 public:
     // Failures are std::runtime_error, here and below, and leave the old recording as it is.
     explicit Update(const Recording &recording)
-        : redaction_(recording.fields(), Redaction::Texts::recorded), file_(recording.path())
+        : recording_(recording), redaction_(recording.fields(), Redaction::Texts::recorded),
+          file_(recording.path())
     {
         file_.write(recording.header());
     }
@@ -29,9 +30,10 @@ public:
     // Notes in what the new recording differs from the old one; a line for a person.
     void note(const std::string &what);
 
-    // Puts the new recording in the place of the old one, unless nothing has changed. One that was
-    // cut off stays so.
-    void commit(bool cut_off);
+    // Puts the new recording in the place of the old one, which has been read to its end, unless
+    // nothing has changed. One that was cut off stays so; one that somebody else has changed since
+    // it was read stays as it is.
+    void commit();
     // What was noted, and how often that was.
     const std::vector<std::string> &notes() const { return notes_; }
     std::size_t changes() const { return changes_; }
@@ -39,6 +41,7 @@ public:
 private:
     void put(const std::string &line);
 
+    const Recording &recording_;
     Redaction redaction_;
     NewFile file_;
     bool first_ = true;

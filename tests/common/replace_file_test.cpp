@@ -1,5 +1,6 @@
 // What replacing a file keeps, and what it refuses.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -57,6 +58,21 @@ TEST_F(ReplaceFile, KeepsOrRefuses)
         EXPECT_LE(files(), before + !cell.refusal) << cell.what << ": something is left";
     }
     EXPECT_TRUE(fs::is_symlink("link"));
+}
+
+// A process that is killed leaves nothing.
+TEST_F(ReplaceFile, HasNoNameBeforeItIsComplete)
+{
+    const int nameless = open(".", O_WRONLY | O_TMPFILE, 0600);
+    if (nameless < 0)
+        GTEST_SKIP() << "this file system has no files without a name";
+    close(nameless);
+    velt::NewFile file("new");
+    file.write("new");
+    file.finish();
+    EXPECT_TRUE(fs::is_empty("."));
+    file.commit();
+    EXPECT_EQ(read("new"), "new");
 }
 
 // Another user's file that one may write keeps its owner, or nobody gets more than before.

@@ -99,6 +99,13 @@ tells "changed to api_vq_alert_1"
 ends 0 replay new
 ! grep -q '98 words' new || fail "an update has what is scrubbed"
 [ "$(diff old new | grep -c '^[<>]')" = 4 ] || fail "an update changes more than has changed"
+# What somebody else writes to the recording meanwhile stays.
+printf '#!/bin/sh\necho >>"%s/new"\nexec "%s"\n' "$PWD" "$built/wordcount" >meddler
+chmod +x meddler
+cp old new
+ends 1 "$vqhost" replay new --client ./meddler --update
+tells "somebody else has changed it"
+{ cat old; echo; } | cmp - new
 # None is made when a client does not go on.
 sed '/callback":"vq_api_command_1/s/1}/77}/; s/newVal":33/newVal":34/' words >stuck
 cp stuck before
