@@ -2,6 +2,7 @@
 
 #include "common/charset.h"
 
+#include <fcntl.h>
 #include <iconv.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "common/descriptor.h"
 #include "velt/vde/encodings.h"
 #include "velt/vde/fontenc.h"
 #include "velt/vde/language.h"
@@ -57,11 +59,16 @@ class Converter
 public:
     Converter(const char *to, const char *from) : handle_(iconv_open(to, from))
     {
-        if (reinterpret_cast<std::intptr_t>(handle_) == -1 && errno == ENOMEM)
+        if (reinterpret_cast<std::intptr_t>(handle_) != -1)
+            return;
+        const int error = errno;
+        if (error == ENOMEM)
             throw std::bad_alloc();
-        if (reinterpret_cast<std::intptr_t>(handle_) == -1)
-            throw std::system_error(errno, std::generic_category(),
-                                    std::string("iconv cannot convert ") + from);
+        // What iconv cannot load, it takes for unknown; that may be for want of a descriptor.
+        if (const Descriptor probe(open("/", O_PATH | O_CLOEXEC)); !probe)
+            throw std::system_error(errno, std::generic_category(), "iconv");
+        throw std::system_error(error, std::generic_category(),
+                                std::string("iconv cannot convert ") + from);
     }
     Converter(const Converter &) = delete;
     Converter &operator=(const Converter &) = delete;

@@ -1,6 +1,7 @@
 #include "host/session/dispatcher.h"
 
 #include <exception>
+#include <new>
 #include <optional>
 
 #include "apilib/wire/routines.h"
@@ -50,13 +51,14 @@ struct Incoming {
     Message argument;
     std::optional<Message> bytes;
 
+    // Returns false when memory runs out.
     static bool_t decode(XDR *xdrs, Incoming *incoming)
-    {
+    try {
         const u_int here = XDR_GETPOS(xdrs);
-        if (incoming->argument.routine()(xdrs, incoming->argument.address()))
-            return TRUE;
-        Message &bytes = incoming->bytes.emplace(bytes_of_message);
-        return XDR_SETPOS(xdrs, here) && bytes.routine()(xdrs, bytes.address());
+        return incoming->argument.decode(*xdrs) ||
+               (XDR_SETPOS(xdrs, here) && incoming->bytes.emplace(bytes_of_message).decode(*xdrs));
+    } catch (const std::bad_alloc &) {
+        return FALSE;
     }
 };
 
@@ -83,7 +85,9 @@ void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport
     } catch (const std::exception &error) {
         // A lack of memory may be the cause, so no string is put together here.
         Reports::line(&self.s_.reports, "a call was not answered in full:");
-        Reports::line(&self.s_.reports, error.what());
+        Reports::line(&self.s_.reports, dynamic_cast<const std::bad_alloc *>(&error)
+                                            ? "out of memory"
+                                            : error.what());
     }
 }
 

@@ -1,7 +1,9 @@
 #include "host/wire/catalogue.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <map>
+#include <new>
 #include <tuple>
 
 #include "apilib/wire/memory.h"
@@ -107,6 +109,17 @@ std::string encoded(const MessageType &type, void *message)
     if (!type.code(&xdrs, message))
         throw std::bad_alloc();
     return bytes;
+}
+
+// That memory has run out, the decoders do not tell, but those who allocate.
+bool Message::decode(XDR &xdrs)
+{
+    errno = 0;
+    if (type_.code(&xdrs, address()))
+        return true;
+    if (errno == ENOMEM)
+        throw std::bad_alloc();
+    return false;
 }
 
 void Message::copy(void *other)

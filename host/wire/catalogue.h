@@ -79,6 +79,9 @@ public:
 
     caddr_t address() { return reinterpret_cast<caddr_t>(words_.data()); }
     xdrproc_t routine() const { return type_.routine(); }
+    // Decodes it from the stream. Returns false when there is no such message; throws
+    // std::bad_alloc when memory runs out.
+    bool decode(XDR &xdrs);
     // Makes this a copy of another message of the type.
     void copy(void *other);
     // Converts from JSON in which each text has its bytes as they are. Throws JsonError for a

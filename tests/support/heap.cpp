@@ -1,5 +1,6 @@
 #include "support/heap.h"
 
+#include <cerrno>
 #include <utility>
 
 namespace
@@ -17,6 +18,8 @@ bool refused(std::size_t size)
         return false;
     fired = countdown == 0;
     countdown -= !(fired && for_good);
+    if (fired)
+        errno = ENOMEM;
     return fired;
 }
 

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "apilib/unix/transport/connection.h"
+#include "apilib/unix/transport/limits.h"
 #include "apilib/unix/transport/transport.h"
 #include "host/wire/procedures.h"
 
@@ -116,15 +117,19 @@ void Relay::accept(Listener &from)
         return;
     const Peer peer = identify(caller.get(), peer_of(caller.get()), nullptr, 0);
     if (peer != Peer::trusted) {
-        if (peer != Peer::disconnected)
+        if (peer == Peer::unknown)
+            watcher_.report(std::string("turned away a connection: the system does not tell whose "
+                                        "it is: ") +
+                            std::strerror(errno));
+        else if (peer != Peer::disconnected)
             watcher_.report("turned away a connection: only root and the same user may call");
         return;
     }
     Descriptor callee = reach(from.route, from.port);
     if (!callee)
-        return watcher_.report(
-            std::string("the ") + name_of(from.route.caller) +
-            " calls, but the program that it calls cannot be reached: " + clnt_spcreateerror(""));
+        return watcher_.report(std::string("the ") + name_of(from.route.caller) +
+                               " calls, but the program that it calls cannot be reached" +
+                               clnt_spcreateerror(""));
     send_at_once(caller.get());
     const bool is_first = from.port == 0;
     from.port = ntohs(peer_of(callee.get()).sin_port);
@@ -145,6 +150,14 @@ void Relay::send(Tunnel &tunnel, End &to, const Message &message)
         tunnel.caller.ended = tunnel.callee.ended = to.shut = true;
 }
 
+// Ends a connection because of what one end is, or sends.
+void Relay::refuse(Tunnel &tunnel, const std::string &why)
+{
+    watcher_.report("ended a connection: " + why);
+    for (End *each : {&tunnel.caller, &tunnel.callee})
+        each->ended = each->shut = true;
+}
+
 void Relay::move(Tunnel &tunnel, End &from, End &to)
 {
     const bool calls = &from == &tunnel.caller;
@@ -152,16 +165,20 @@ void Relay::move(Tunnel &tunnel, End &from, End &to)
     if (!calls && !tunnel.proven) {
         // What has been accepted by a service is the service's, whose owner is known now.
         tunnel.proven = true;
-        if (status != RecordReader::closed &&
-            identify_callee(from.descriptor.get(), peer_of(from.descriptor.get())) !=
-                Callee::trusted) {
-            watcher_.report("ended a connection to a program of another user");
-            tunnel.caller.ended = tunnel.callee.ended = to.shut = from.shut = true;
-            return;
-        }
+        const Callee callee =
+            status == RecordReader::closed
+                ? Callee::trusted
+                : identify_callee(from.descriptor.get(), peer_of(from.descriptor.get()));
+        if (callee == Callee::refused)
+            return refuse(tunnel, "it leads to a program of another user");
+        if (callee != Callee::trusted)
+            return refuse(tunnel, std::string("the system does not tell whose program answers: ") +
+                                      std::strerror(error_of(callee)));
     }
     while (from.in.has_record() && !to.shut) {
         Message message = from.in.take();
+        if (!message.block.data())
+            break;
         if (calls)
             readdress(message, tunnel.route);
         send(tunnel, to, message);
@@ -174,8 +191,16 @@ void Relay::move(Tunnel &tunnel, End &from, End &to)
         if (tunnel.route.caller == Caller::client && tunnel.proven)
             next_ = {&tunnel, &to, &from};
     }
-    if (status == RecordReader::closed || status == RecordReader::broken)
+    if (const int error = from.in.error()) {
+        const bool is_clients = calls == (tunnel.route.caller == Caller::client);
+        refuse(tunnel, error == EMSGSIZE ? std::string("the ") +
+                                               name_of(is_clients ? Caller::client : Caller::host) +
+                                               " sent a message of more than " +
+                                               std::to_string(limits.record_in) + " bytes"
+                                         : std::strerror(error));
+    } else if (status == RecordReader::closed || status == RecordReader::broken) {
         from.ended = true;
+    }
 }
 
 bool Relay::is_held(const Tunnel &tunnel, const End &end) const

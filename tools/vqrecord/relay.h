@@ -93,6 +93,7 @@ private:
     bool move_next();
     void watch(Tunnel &tunnel, End &from, End &to);
     void accept(Listener &from);
+    void refuse(Tunnel &tunnel, const std::string &why);
     void move(Tunnel &tunnel, End &from, End &to);
     void send(Tunnel &tunnel, End &to, const Message &message);
     void close_ends(Tunnel &tunnel);

@@ -68,12 +68,16 @@ void report_stranger(void *, const char *what)
     V_ApiErr(what);
 }
 
-// Reports a service of another user separately, because the message of the failure that follows is
-// the same for all causes.
+// Reports a service of another user, and a lack of descriptors, separately, because the message of
+// the failure that follows is the same for all causes.
 void tell_refusal(const char *what)
 {
-    if (rpc_createerr.cf_stat == RPC_SYSTEMERROR && rpc_createerr.cf_error.re_errno == EACCES)
+    const int error =
+        rpc_createerr.cf_stat == RPC_SYSTEMERROR ? rpc_createerr.cf_error.re_errno : 0;
+    if (error == EACCES)
         V_ApiErr(what);
+    else if (error == EMFILE || error == ENFILE)
+        V_ApiErr("there are no more file descriptors");
 }
 
 } // namespace

@@ -170,10 +170,15 @@ bool ClientConnection::read_may_wait(Time whole, Time until)
 }
 
 // Bytes of the peer prove that the service has accepted the connection, so its owner is known now.
+// If that is nobody to be trusted, errno says why.
 bool ClientConnection::is_proven()
 {
+    if (!unproven)
+        return true;
+    const Callee callee = identify_callee(descriptor, address);
+    unproven = callee != Callee::trusted;
     if (unproven)
-        unproven = identify_callee(descriptor, address) != Callee::trusted;
+        errno = error_of(callee);
     return !unproven;
 }
 
@@ -196,7 +201,7 @@ clnt_stat ClientConnection::receive(AUTH *auth, xdrproc_t decode, void *result, 
                 return lose(RPC_CANTRECV, errno);
         }
         if (!is_proven())
-            return lose(RPC_CANTRECV, EACCES);
+            return lose(RPC_CANTRECV, errno);
         Message record = in.take();
         // A reply to an earlier call that timed out is discarded.
         const bool ours = record.id() == id;
@@ -388,9 +393,10 @@ CLIENT *connect_to(const sockaddr_in &address, rpcprog_t program, rpcvers_t vers
     // The machine's port mapper may run as another user than root.
     if (fd >= 0 && ntohs(address.sin_port) != PMAPPORT)
         callee = identify_callee(fd, address);
-    if (callee == Callee::refused) {
+    if (callee < Callee::unproven) {
+        const int error = error_of(callee);
         close(fd);
-        return no_client(RPC_SYSTEMERROR, EACCES);
+        return no_client(RPC_SYSTEMERROR, error);
     }
     CLIENT *client = make_client(fd, address, program, version);
     if (client)

@@ -106,11 +106,15 @@ Peer identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines
 // Returns whether a connection leads to a service that may hear what we send: one of root, of our
 // own user or on another machine.
 enum class Callee {
-    refused,
+    refused,  // it is another user's
+    gone,     // it has ended, so that its owner is no longer known
+    unknown,  // the system does not tell; errno says why
     unproven, // the listening socket may, but the service has not accepted the connection yet
     trusted,
 };
 Callee identify_callee(int descriptor, const sockaddr_in &service);
+// Returns the system's error of a connection that is ended because of its callee.
+int error_of(Callee callee);
 
 // Makes an object with malloc(), since the library does without the C++ run-time library; null when
 // memory runs out.

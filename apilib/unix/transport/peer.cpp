@@ -193,15 +193,16 @@ bool all_trusted(const char *table, const char *table6, const sockaddr_in &at, u
     return trusted > 0 && others == 0;
 }
 
-// Returns whether root or our own user listens at the address. All that listen at one address and
-// port are of one user, whom the kernel, which has to look through all sockets for its tables,
-// finds at once.
-bool trusted_listens(const sockaddr_in &service)
+// Returns who listens at the address. All that listen at one address and port are of one user, whom
+// the kernel, which has to look through all sockets for its tables, finds at once.
+Callee listener(const sockaddr_in &service)
 {
     const Peer found = Diagnostics().owner(service, {});
-    return found == Peer::other_machine
-               ? all_trusted("/proc/net/tcp", "/proc/net/tcp6", service, listens)
-               : found == Peer::trusted;
+    int trusted = found == Peer::trusted, others = found == Peer::other_user;
+    if (trusted + others == 0)
+        for (const char *table : {"/proc/net/tcp", "/proc/net/tcp6"})
+            count_owners(table, service, listens, trusted, others);
+    return others > 0 ? Callee::refused : trusted > 0 ? Callee::unproven : Callee::gone;
 }
 
 } // namespace
@@ -224,10 +225,18 @@ Callee identify_callee(int descriptor, const sockaddr_in &service)
     case Peer::other_machine:
         return Callee::trusted;
     case Peer::disconnected:
-        return trusted_listens(service) ? Callee::unproven : Callee::refused;
-    default:
-        return Callee::refused;
+        return listener(service);
+    case Peer::unknown:
+        return Callee::unknown;
+    case Peer::other_user:
+        break;
     }
+    return Callee::refused;
+}
+
+int error_of(Callee callee)
+{
+    return callee == Callee::refused ? EACCES : callee == Callee::unknown ? errno : ECONNRESET;
 }
 
 Peer identify(int descriptor, const sockaddr_in &peer, const in_addr_t *machines, std::size_t count)

@@ -135,8 +135,8 @@ bool RecordReader::make_room()
 RecordReader::Status RecordReader::read(int descriptor, int flags)
 {
     for (int reads = 0;; reads++) {
-        if (failed_ || !make_room())
-            return broken;
+        if (error_ || !make_room())
+            return fail(error_ ? error_ : ENOMEM);
         const std::size_t most = block_.size() - end_;
         const ssize_t got = recv(descriptor, block_.data() + end_, most, flags);
         if (got == 0)
@@ -153,6 +153,12 @@ RecordReader::Status RecordReader::read(int descriptor, int flags)
     }
 }
 
+RecordReader::Status RecordReader::fail(int error)
+{
+    error_ = errno = error;
+    return broken;
+}
+
 RecordReader::Status RecordReader::assemble()
 {
     char *data = block_.data();
@@ -167,9 +173,8 @@ RecordReader::Status RecordReader::assemble()
             mark = ntohl(mark);
             const std::size_t length = mark & ~last_fragment;
             if (length > limits.record_in || size_ > limits.record_in - length) {
-                // The mark is not consumed, so that every further read fails in the same way.
                 if (!skips_)
-                    return broken;
+                    return fail(EMSGSIZE);
                 cut_ = true;
             }
             scanned_ += mark_size;
@@ -215,17 +220,19 @@ Message RecordReader::take()
     record.cut = std::exchange(cut_, false);
     const std::size_t rest = end_ - scanned_;
     if (size_ < rest) {
-        failed_ = !record.block.grow(std::max<std::size_t>(size_, 1));
-        if (!failed_)
+        if (!record.block.grow(std::max<std::size_t>(size_, 1)))
+            fail(ENOMEM);
+        else
             std::memcpy(record.bytes(), block_.data() + begin_ + mark_size, size_);
-        record.size = failed_ ? 0 : size_;
+        record.size = error_ ? 0 : size_;
         begin_ = scanned_;
     } else {
         record.block = std::move(block_);
         record.begin = begin_ + mark_size;
         record.size = size_;
-        failed_ = rest != 0 && !block_.grow(std::max(first_size, rest));
-        end_ = failed_ ? 0 : rest;
+        if (rest != 0 && !block_.grow(std::max(first_size, rest)))
+            fail(ENOMEM);
+        end_ = error_ ? 0 : rest;
         if (end_ != 0)
             std::memcpy(block_.data(), record.block.data() + scanned_, rest);
         begin_ = 0;
@@ -233,8 +240,8 @@ Message RecordReader::take()
     scanned_ = begin_;
     size_ = 0;
     last_ = false;
-    if (end_ != begin_ && !failed_)
-        failed_ = assemble() == broken;
+    if (end_ != begin_ && !error_)
+        assemble();
     return record;
 }
 

@@ -92,6 +92,9 @@ public:
     // socket's own time limit. `closed`: the peer has ended the connection; `broken`: an error of
     // the system, or a record above the limit.
     Status read(int descriptor, int flags = MSG_DONTWAIT);
+    // Returns why no more records can be read, although the peer may send more: EMSGSIZE after one
+    // above the limit, ENOMEM, or 0.
+    int error() const { return error_; }
     bool has_record() const { return last_ && left_ == 0; }
     // Returns whether the reader is between two records, with nothing of the next one read.
     bool at_rest() const { return end_ == begin_; }
@@ -102,6 +105,7 @@ public:
 
 private:
     bool make_room();
+    Status fail(int error);
     Status assemble();
     void close_gap();
 
@@ -111,7 +115,7 @@ private:
     std::size_t scanned_ = 0; // where the bytes not yet parsed begin
     std::size_t size_ = 0;    // bytes of the record so far
     std::size_t left_ = 0;    // bytes of the present fragment still to come
-    bool failed_ = false;     // the bytes after the record that take() removed are no valid record
+    int error_ = 0;           // which take() may find in the bytes after the record
     bool last_ = false;       // the present fragment is the record's last
     bool skips_ = false;      // skip_long_records() was called
     bool cut_ = false;        // the record is above the limit
