@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -96,6 +97,19 @@ bool OutputFile::is_read_from(int descriptor) const
     }, there{};
     return fstat(file_.get(), &here) == 0 && (S_ISREG(here.st_mode) || S_ISFIFO(here.st_mode)) &&
            fstat(descriptor, &there) == 0 && same(here, there);
+}
+
+// A file system that knows no locks locks nobody out.
+bool OutputFile::lock() const
+{
+    return !named_ || flock(file_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+bool OutputFile::has_content() const
+{
+    struct stat here {
+    };
+    return named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) && here.st_size > 0;
 }
 
 void OutputFile::begin()

@@ -26,6 +26,12 @@ public:
     bool is(const OutputFile &other) const;
     bool is_read_from(int descriptor) const;
 
+    // Has the plain file to itself among those that ask for it, for as long as it is open, also in
+    // processes that have come out of this one by fork(). Returns false when another has it.
+    bool lock() const;
+    // Returns whether this is a plain file with a content, which begin() would remove.
+    bool has_content() const;
+
     // Empties the file. If standard output or standard error is the same file, the text is appended
     // through that descriptor instead.
     void begin();

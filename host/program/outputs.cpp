@@ -53,6 +53,11 @@ try : arguments_(arguments) {
     refuse(one_of(read));
     if (arguments.script_is_input())
         refuse([](const OutputFile &file) { return file.is_read_from(STDIN_FILENO); });
+    if (record_file_ && !record_file_->lock())
+        misuse("--record: somebody else is recording to " + arguments.record +
+               ": wait for its end, or name another file");
+    if (record_file_)
+        holds_recording(*record_file_);
     const std::vector<Named> all = files();
     for (auto one = all.begin(); one != all.end(); ++one)
         for (auto other = one + 1; other != all.end(); ++other)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/error.h"
 #include "host/json/writer.h"
 #include "host/wire/catalogue.h"
 #include "velt/vde/language.h"
@@ -64,6 +65,16 @@ void write_end(JsonWriter &out, const TraceEvent &event)
 }
 
 } // namespace
+
+bool holds_recording(const OutputFile &file)
+try {
+    if (file.has_content())
+        Recording{file.path()};
+    return file.has_content();
+} catch (const Error &error) {
+    misuse(std::string(error.what()) +
+           "; a recording takes the place of no other file: name another one, or remove it");
+}
 
 void Recorder::begin(IntT language)
 {

@@ -19,6 +19,9 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
                           std::optional<double> time, const SessionText &text,
                           Redaction &redaction);
 
+// Returns whether the file holds a recording. Throws Error when it holds anything else.
+bool holds_recording(const OutputFile &file);
+
 class Recorder
 {
 public:

@@ -221,8 +221,8 @@ for answer in none half close; do
 done
 ends 1 run --scenario none --time-limit 1 "choose Count Words"
 for answer in half close; do
-    ends 1 run --scenario "$answer" --record failing "choose Count Words"
-    ends 0 replay failing
+    ends 1 run --scenario "$answer" --record refused "choose Count Words"
+    ends 0 replay refused
 done
 # So are what the host sends while the client waits, and the end of a client that is killed.
 cat >early <<'END'

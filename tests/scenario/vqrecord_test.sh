@@ -12,6 +12,7 @@ cp -r "$examples"/tea* .
 recorded() { # EXIT-CODE CLIENT ARGUMENTS...
     local wanted=$1 client=$2
     shift 2
+    rm -f through
     run "$wanted" run tea.json --client "$vqrecord" --client-arg -o --client-arg through \
         --client-arg -- --client-arg "$client" --time-limit 600 --record direct "$@" </dev/null
     sed -i 's/"time":[^,]*,//; s/"took":[^,]*,//' direct through
@@ -25,6 +26,26 @@ recorded 0 "$built/replace" "answer raven crow" "choose Replace in Book..." "dia
     "expect documents none"
 cp -r "$examples"/tea* .
 run 0 replay through --client "$built/replace"
+
+# No recording is lost: neither when the host starts the client again, nor when two are recorded at once;
+# nor another file. Of two who record to one file, the second ends.
+rm through
+through=(--client "$vqrecord" --client-arg -o --client-arg through --client-arg "$built/wordcount")
+run 0 run tea.json "${through[@]}" "${through[@]}" stop start "choose Count Words" </dev/null
+wrote err "through has a recording; this one goes to through.3"
+for each in through through.2 through.3; do
+    run 0 replay "$each" --client "$built/wordcount"
+done
+echo text >other
+run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg other --client-arg "$built/wordcount"
+run 2 run tea.json --record other --client "$built/wordcount" show
+wrote err "other:1: this is no recording"
+[[ $(<other) == text ]] || fail "a file is lost"
+exec {lock}>>through
+flock "$lock"
+run 2 run tea.json --record through --client "$built/wordcount" show
+wrote err "somebody else is recording to through"
+exec {lock}>&-
 
 # Calls of the host after a call, one of them of the old style, which nobody answers; no answer, and
 # an error.

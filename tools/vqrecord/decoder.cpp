@@ -41,12 +41,12 @@ struct Reading {
         return xdr_replymsg(&xdrs, &head);
     }
     // Reads what follows the head: a message of the type, or of one that does not decode the bytes.
-    // Returns whether it decodes.
+    // Returns whether it decodes. Throws std::bad_alloc.
     bool rest(std::unique_ptr<host::Message> &into, const host::MessageType &type)
     {
         const auto read = [&](const host::MessageType &as) {
             into = std::make_unique<host::Message>(as);
-            return as.routine()(&xdrs, into->address());
+            return into->decode(xdrs);
         };
         const u_int here = XDR_GETPOS(&xdrs);
         if (read(type))
@@ -88,9 +88,12 @@ bool begins_turn(const host::Procedure &procedure)
 template <class Action>
 void Decoder::attempt(Action action) noexcept
 try {
-    action();
+    if (complete_)
+        action();
 } catch (const std::exception &error) {
-    std::cerr << "vqrecord: a message is not recorded: " << reason_of(error) << std::endl;
+    complete_ = false;
+    std::cerr << "vqrecord: the recording ends here, as one that was cut off: " << reason_of(error)
+              << std::endl;
 }
 
 void Decoder::report(const std::string &what)

@@ -33,6 +33,8 @@ public:
 
     // The client has exited, with a status as wait(2) gives it.
     void exited(int status);
+    // Returns whether nothing has been missed. Once something has, no more is told.
+    bool is_complete() const { return complete_; }
     // Returns whether the client is called, or calls.
     bool is_busy() const { return !client.turns.empty() || !open_.empty(); }
 
@@ -65,6 +67,7 @@ private:
     host::TraceSink sink_;
     std::function<void(Caller)> met_;
     Calls open_;
+    bool complete_ = true;
 };
 
 } // namespace velt::vqrecord

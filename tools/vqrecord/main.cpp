@@ -33,7 +33,7 @@ constexpr Program program = {"vqrecord", R"(usage: vqrecord -o FILE [OPTIONS] [-
 Stands between a client and its host, which starts it in the client's place, and writes
 what they do, for vqhost replay.
 
-  -o, --output FILE     write the recording to FILE
+  -o, --output FILE     write the recording to FILE, or to FILE.2 and so on if that has one
   --leave-out FIELD     without this field of arguments; once more for another
   --scrub FIELD         with this text replaced; once more for another
   --language NAME       the session's language, in whose encoding texts are (usenglish)
@@ -125,6 +125,21 @@ struct Description {
     }
 };
 
+// Returns a file that nobody else records to, and that holds no recording: the file of this name,
+// or that with the first number behind it. A host may start a client more than once, and at once.
+OutputFile free_file(const std::string &name)
+{
+    for (int number = 1;; number++) {
+        OutputFile file(number == 1 ? name : name + "." + std::to_string(number));
+        if (!file.lock() || host::holds_recording(file))
+            continue;
+        if (number > 1)
+            std::cerr << "vqrecord: " << printable(name) << " has a recording; this one goes to "
+                      << printable(file.path()) << std::endl;
+        return file;
+    }
+}
+
 // The recording, and the trace if there is one.
 class Outputs
 {
@@ -132,7 +147,7 @@ public:
     explicit Outputs(const Arguments &a)
     try : text_(a.language) {
         host::TraceFilter filter(a.filter);
-        OutputFile recording(a.output);
+        OutputFile recording = free_file(a.output);
         std::optional<OutputFile> trace;
         if (!a.trace_file.empty())
             trace.emplace(a.trace_file);
@@ -192,6 +207,11 @@ private:
     std::optional<host::TraceOutput> trace_;
 };
 
+bool out_of_descriptors(int error)
+{
+    return error == EMFILE || error == ENFILE;
+}
+
 // Programs that are registered with the port mapper that the host uses: its own when VQPMAP tells
 // of one, else the machine's.
 class Programs
@@ -201,8 +221,12 @@ public:
     void add(UIntT number, UIntT version, in_port_t port)
     {
         mapper_.unset(number, version); // an earlier client may have left it
+        rpc_createerr = {};
         if (!mapper_.set({number, version, IPPROTO_TCP, port}))
-            fail("cannot register with the port mapper: it does not answer, or does not let you");
+            fail(std::string("cannot register with the port mapper: ") +
+                 (out_of_descriptors(rpc_createerr.cf_error.re_errno)
+                      ? "there are no more file descriptors"
+                      : "it does not answer, or does not let you"));
         made_.push_back({number, version, IPPROTO_TCP, port});
     }
     // Removes one of them, or the client's own, unless another has taken its place.
@@ -245,10 +269,6 @@ void detach()
     if (detaches)
         detach();
     const unsigned long long host_start = told.host_process > 0 ? start_of(told.host_process) : 0;
-    // Those who talk have limits of their own.
-    V_ApiSetLimit(V_limit_record_in, INT32_MAX);
-    V_ApiSetLimit(V_limit_record_out, UINT32_MAX);
-
     Child child;
     Programs programs;
     Description offered = told;
@@ -288,7 +308,7 @@ void detach()
         decoder.is_busy() && told.host_process > 0 && !lives(told.host_process, host_start);
     if (!cut_off)
         decoder.exited(*child.status());
-    const bool complete = outputs.end(cut_off);
+    const bool complete = outputs.end(cut_off || !decoder.is_complete()) && decoder.is_complete();
     forget(Caller::host);
     programs.remove_all();
     if (!complete && *child.status() == 0)
