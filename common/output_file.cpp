@@ -30,6 +30,36 @@ bool same(const struct stat &one, const struct stat &other)
     throw std::system_error(errno, std::generic_category(), path + ": cannot be written" + why);
 }
 
+// Returns whether a write may have to wait, as one to a pipe or terminal.
+bool may_wait(int descriptor)
+{
+    struct stat here {
+    };
+    return fstat(descriptor, &here) == 0 && !S_ISREG(here.st_mode);
+}
+
+// Where a write may wait, the text goes in pieces for which poll() has promised room, so that no
+// write blocks and a signal is noticed between the pieces.
+bool write_pieces(int descriptor, std::string_view text, bool waits)
+{
+    while (!text.empty()) {
+        pollfd output{descriptor, POLLOUT, 0};
+        if (waits && poll(&output, 1, interrupt_interval) <= 0) {
+            if (interrupts.signal == 0)
+                continue;
+            errno = EINTR;
+            return false;
+        }
+        const std::size_t most = waits ? PIPE_BUF : text.size();
+        const ssize_t written = ::write(descriptor, text.data(), std::min(text.size(), most));
+        if (written >= 0)
+            text.remove_prefix(static_cast<std::size_t>(written));
+        else if (errno != EINTR && errno != EAGAIN)
+            return false;
+    }
+    return true;
+}
+
 // Returns the standard descriptor that a path names, or -1.
 int standard_descriptor(const std::string &path)
 {
@@ -50,6 +80,7 @@ OutputFile::OutputFile(const std::string &path) : path_(path)
         file_ = Descriptor(fcntl(standard, F_DUPFD_CLOEXEC, 0));
         if (!file_)
             fail_to_write(path);
+        waits_ = may_wait(standard);
         return;
     }
     named_ = true;
@@ -67,6 +98,7 @@ OutputFile::OutputFile(const std::string &path) : path_(path)
     // O_NONBLOCK only keeps open() from waiting for a reader of a pipe; writes are to block.
     if (!file_ || fcntl(file_.get(), F_SETFL, O_APPEND) != 0)
         fail_to_write(path);
+    waits_ = may_wait(file_.get());
 }
 
 OutputFile::~OutputFile()
@@ -137,7 +169,7 @@ void OutputFile::begin()
 
 void OutputFile::write(std::string_view text)
 {
-    if (!write_whole(file_.get(), text))
+    if (!write_pieces(file_.get(), text, waits_))
         fail_to_write(path_);
 }
 
@@ -150,29 +182,9 @@ void OutputFile::check() const
                                          "there is lost");
 }
 
-// To a pipe or terminal the text goes in pieces for which poll() has promised room, so that no
-// write blocks and a signal is noticed between the pieces.
 bool write_whole(int descriptor, std::string_view text)
 {
-    struct stat here {
-    };
-    const bool waits = fstat(descriptor, &here) == 0 && !S_ISREG(here.st_mode);
-    while (!text.empty()) {
-        pollfd output{descriptor, POLLOUT, 0};
-        if (waits && poll(&output, 1, interrupt_interval) <= 0) {
-            if (interrupts.signal == 0)
-                continue;
-            errno = EINTR;
-            return false;
-        }
-        const std::size_t most = waits ? PIPE_BUF : text.size();
-        const ssize_t written = ::write(descriptor, text.data(), std::min(text.size(), most));
-        if (written >= 0)
-            text.remove_prefix(static_cast<std::size_t>(written));
-        else if (errno != EINTR && errno != EAGAIN)
-            return false;
-    }
-    return true;
+    return write_pieces(descriptor, text, may_wait(descriptor));
 }
 
 } // namespace velt

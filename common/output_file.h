@@ -46,7 +46,7 @@ public:
 private:
     std::string path_;
     Descriptor file_;
-    bool made_ = false, named_ = false;
+    bool made_ = false, named_ = false, waits_ = false;
 };
 
 // Writes all of the text to an open descriptor. Returns false with errno set when that fails.

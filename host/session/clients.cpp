@@ -135,9 +135,14 @@ void Clients::look_after()
 {
     // To look for one ended process takes the system a look at each child of this one, so that with
     // many clients it is done only after one has ended, and now and then for what escapes that
-    // look.
+    // look. While all are connected that is not even asked, since each call of a client would bring
+    // one of the system with it.
     const auto now = Clock::now();
-    const bool ends = now - looked_ >= EventLoop::look_interval || a_child_has_ended();
+    const auto may_end = [](const Client &each) {
+        return each.running() && each.state != State::connected;
+    };
+    const bool ends = now - looked_ >= EventLoop::look_interval ||
+                      (std::ranges::any_of(all_, may_end) && a_child_has_ended());
     if (ends)
         looked_ = now;
     for (Client &client : all_)
