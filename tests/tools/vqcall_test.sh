@@ -114,6 +114,10 @@ run 1 call V_ApiGetId docId=7 --session "$session"
 run 2 call V_ApiTakeControl --session "$session"
 run 1 call V_ApiGetId --session 7
 wrote err "no session answers there"
+kill -STOP "$host"
+run 1 call V_ApiGetId --session "$session" --time-limit 1
+wrote err "the host has not answered within 1 s"
+kill -CONT "$host"
 printf '%s\n' "expect question How?" "expect running test_client" quit >&3
 exec 3>&-
 wait "$host" || fail "the host ended with $?: $(cat host.err)"

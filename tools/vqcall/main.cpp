@@ -1,6 +1,7 @@
 // vqcall: lists and describes the procedures of the host, and calls one.
 
 #include <iostream>
+#include <optional>
 
 #include "apilib/unix/descriptors.h"
 #include "common/charset.h"
@@ -23,7 +24,7 @@ constexpr Program program = {"vqcall",
                              R"(usage: vqcall list [PATTERN]
        vqcall describe NAME
        vqcall call NAME [FIELD=VALUE...] --book FILE [OPTIONS]
-       vqcall call NAME [FIELD=VALUE...] --session PROGRAM[@HOST] [--json]
+       vqcall call NAME [FIELD=VALUE...] --session PROGRAM[@HOST] [OPTIONS]
 
 Lists the procedures of the host that clients call, tells of one, or calls it. NAME is
 that of a procedure, as in api_vq_get_int_1, or of a call of the library, V_ApiGetInt.
@@ -41,6 +42,8 @@ or a structure is JSON. The answer is written in the same form.
   --words FILE         check spelling by this word list
   --session PROGRAM[@HOST]  let the host of a running session answer; "session", a
                        command of vqhost, tells the number
+  --time-limit SECONDS wait so long for an answer of that host, also where a person is
+                       asked; 60, from 1 to 604800
   --json               write the answer as JSON
   --help               show this text
   --version            show the version
@@ -52,6 +55,7 @@ that cannot be read.
 struct Arguments {
     call::BookOptions book;
     std::string session;
+    std::optional<UIntT> time_limit;
     bool save = false, json = false;
 };
 
@@ -64,6 +68,13 @@ std::vector<Option> options_into(Arguments &arguments)
             Option::into(0, "language", arguments.book.language, language_names()),
             Option::into(0, "words", arguments.book.words),
             Option::into(0, "session", arguments.session),
+            {0, "time-limit", Option::value,
+             [&](const std::string &text) {
+                 const auto seconds = number<UIntT>(text);
+                 if (seconds < 1 || seconds > 604800)
+                     misuse("--time-limit " + text + ": from 1 to 604800");
+                 arguments.time_limit = seconds;
+             }},
             Option::flag(0, "json", arguments.json)};
 }
 
@@ -163,10 +174,14 @@ ExitCode make_call(std::vector<std::string> words, const Arguments &arguments)
     if (!on_book && (arguments.save || !arguments.book.answers.empty() ||
                      !arguments.book.language.empty() || !arguments.book.words.empty()))
         misuse("--save, --answer, --language and --words go with --book");
+    if (on_book && arguments.time_limit)
+        misuse("--time-limit goes with --session");
 
     const host::Procedure &procedure = *facts.procedure;
+    constexpr UIntT usual_limit = 60;
     const auto partner =
-        on_book ? call::open_book(arguments.book) : call::join_session(arguments.session);
+        on_book ? call::open_book(arguments.book)
+                : call::join_session(arguments.session, arguments.time_limit.value_or(usual_limit));
     const host::SessionText text = partner->text();
     host::Message argument(procedure.argument), result(procedure.result);
     read_argument(facts, words, text, argument);

@@ -36,7 +36,7 @@ struct BookOptions {
 std::unique_ptr<Partner> open_book(const BookOptions &options);
 
 // Joins the session of the program, PROGRAM[@HOST], as a client, and leaves it at the end. It holds
-// control for the call.
-std::unique_ptr<Partner> join_session(const std::string &where);
+// control for the call. Each answer is waited for up to the limit, in seconds.
+std::unique_ptr<Partner> join_session(const std::string &where, UIntT limit);
 
 } // namespace velt::call

@@ -1,6 +1,7 @@
 // A running session, joined as any process does.
 
 #include <algorithm>
+#include <chrono>
 
 #include "common/printable.h"
 #include "common/words.h"
@@ -24,32 +25,36 @@ constexpr rpcproc_t of_the_session[] = {api_vq_init_ack_5_1::number, api_vq_init
                                         api_vq_over_1::number, api_vq_take_control_1::number,
                                         api_vq_disconnect_from_session_1::number};
 
-constexpr V_TimeT time_to_join = {60, 0};
-// A person may take this long to answer what a call asks.
-constexpr timeval time_to_answer = {7 * 86400, 0};
-
 class Session final : public Partner
 {
 public:
-    explicit Session(const std::string &where)
+    Session(const std::string &where, UIntT limit) : where_(where), limit_(limit)
     {
         const auto at = std::min(where.find('@'), where.size());
         const auto program = number<UIntT>(where.substr(0, at));
         const std::string machine = where.substr(std::min(at + 1, where.size()));
-        VA_TimeOut = time_to_join;
+        VA_TimeOut = {static_cast<IntT>(limit), 0};
+        V_ApiSetLimit(V_limit_connect_seconds, limit);
+        const auto began = Clock::now();
         if (const IntT error = V_ApiConnectToSession(
                 "vqcall", machine.empty() ? nullptr : machine.c_str(), program)) {
+            if (Clock::now() - began >= std::chrono::seconds(limit))
+                give_up();
             V_ApiShutDown();
             fail("session " + where + ": " + V_ApiErrorText(error) +
                  "; the command \"session\" of vqhost tells the number, and VQPMAP if the session "
                  "needs it");
         }
         V_ApiTakeControl();
+        if (VA_errno == V_error_no_answer && Clock::now() - began >= std::chrono::seconds(limit))
+            give_up();
         language_ = V_ApiGetInt(0, 0, V_prop_language);
-        timeval limit = time_to_answer;
-        clnt_control(velt_client, CLSET_TIMEOUT, reinterpret_cast<char *>(&limit));
     }
-    ~Session() override { V_ApiDisconnectFromSession(); }
+    ~Session() override
+    {
+        if (!gave_up_)
+            V_ApiDisconnectFromSession();
+    }
 
     host::SessionText text() const override { return host::SessionText(language_); }
 
@@ -59,22 +64,43 @@ public:
         if (std::ranges::find(of_the_session, procedure.number) != std::end(of_the_session))
             misuse(std::string(procedure.name) +
                    " is one of the calls by which vqcall itself joins, takes turns and leaves");
-        if (clnt_call(velt_client, procedure.number, argument.routine(), argument.address(),
-                      result.routine(), result.address(), time_to_answer) != RPC_SUCCESS)
+        const timeval wait = {static_cast<time_t>(limit_), 0};
+        const clnt_stat done =
+            clnt_call(velt_client, procedure.number, argument.routine(), argument.address(),
+                      result.routine(), result.address(), wait);
+        if (done == RPC_TIMEDOUT)
+            give_up();
+        if (done != RPC_SUCCESS)
             fail(clnt_sperror(velt_client, std::string(procedure.name).c_str()));
     }
 
     void save() override {} // what the session changes is the session's
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    // Leaves the session without asking a host that does not answer.
+    [[noreturn]] void give_up()
+    {
+        gave_up_ = true;
+        V_ApiSetLimit(V_limit_connect_seconds, 1);
+        V_ApiShutDown();
+        fail("session " + where_ + ": the host has not answered within " + std::to_string(limit_) +
+             " s; it is stopped, busy or waits for a person: see to that, or wait longer with "
+             "--time-limit SECONDS");
+    }
+
+    std::string where_;
+    UIntT limit_;
+    bool gave_up_ = false;
     IntT language_ = 0;
 };
 
 } // namespace
 
-std::unique_ptr<Partner> join_session(const std::string &where)
+std::unique_ptr<Partner> join_session(const std::string &where, UIntT limit)
 {
-    return std::make_unique<Session>(where);
+    return std::make_unique<Session>(where, limit);
 }
 
 } // namespace velt::call
