@@ -201,7 +201,10 @@ void ScenarioPlayer::make(Host &host, Client &client, HostCall &call, unsigned c
     fill(call.procedure->argument, argument.address(), call.arguments, text_);
     making_ = &call;
     making_chain_ = chain;
-    host.call(client, *call.procedure, argument.address());
+    if (call.procedure->number == callback::vq_api_quit_1::number)
+        host.quit(client); // which a client does not hand back
+    else
+        host.call(client, *call.procedure, argument.address());
     making_ = nullptr;
 }
 

@@ -193,6 +193,9 @@ private:
         call.in_order = into_.in_order;
         if ((call.arguments = node.member("arguments")))
             check(call.procedure->argument, *call.arguments);
+        // A client that is told to quit hands nothing back.
+        if (call.procedure->number == callback::vq_api_quit_1::number)
+            call.end = HostCall::exited;
         choose(node, "end", call.end,
                {{"handed back", HostCall::handed_back},
                 {"exited", HostCall::exited},

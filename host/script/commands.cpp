@@ -271,8 +271,11 @@ const Startable &Commands::startable(int client) const
 
 void Commands::check(const Outcome &outcome, Client &client)
 {
-    // The host has reported why. A death counts at the end of the run, unless it is expected.
+    // The host has reported why. A death counts at the end of the run, unless it is expected; one
+    // that waits for an answer that it is not to get may yet end.
     if (outcome.kind == Outcome::died && !client.running() && !ended_well(client))
+        return;
+    if (outcome.kind == Outcome::late && !client.unanswered.empty())
         return;
     if (outcome.kind == Outcome::modal && client.turns.modal_wait()) {
         s_.console.end_bar();

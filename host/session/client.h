@@ -1,6 +1,7 @@
 // A client as the host knows it.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
@@ -43,6 +44,9 @@ struct Client {
     Turns turns;
     std::string rpc_error;        // why the client's dispatcher refused the latest call
     std::optional<Turn> quitting; // begun when the client was asked to quit
+    // When the end of a connection was noticed while the client holds control.
+    std::optional<std::chrono::steady_clock::time_point> lost_since;
+    std::string_view unanswered; // the latest call, if it is to stay without an answer
     bool leaving = false;         // it has said that it ends, or was asked to
     bool being_answered = false;  // it waits for the answer to a call and serves nobody
 

@@ -162,8 +162,7 @@ void Clients::look_after(Client &client, bool ends)
                           : ends && (client.process ? client.process->ended()
                                                     : !lives(client.pid, client.process_start)))
         note_exit(client);
-    else if (client.state == State::lost && !client.turns.empty() &&
-             !(client.process && client.process->is_ending()))
+    else if (client.state == State::lost && !client.turns.empty() && !may_yet_end(client))
         note_loss(client);
     else if (client.state == State::acknowledged)
         connect(client);
@@ -206,6 +205,17 @@ void Clients::break_off_turns(Client &client, const std::string &outcome)
 {
     while (const std::optional<Turn> turn = client.turns.break_off())
         trace_return(options_.trace, client, *turn, outcome);
+}
+
+// Most clients end when their connection does, and how is what a person wants to know: they have the
+// time for it that they have after a call to quit.
+bool Clients::may_yet_end(Client &client) const
+{
+    const auto now = Clock::now();
+    if (!client.lost_since)
+        client.lost_since = now;
+    return client.process &&
+           (now - *client.lost_since < options_.exit_limit || client.process->is_ending());
 }
 
 // A client that has lost a connection cannot hand control back.

@@ -49,6 +49,7 @@ private:
     void look_after(Client &client, bool ends);
     void connect(Client &client);
     void replied(Client &client, const rpc_err &error);
+    bool may_yet_end(Client &client) const;
     void note_loss(Client &client);
     void break_off_turns(Client &client, const std::string &outcome);
 

@@ -153,6 +153,7 @@ std::string Dispatcher::reply(Call &call, Message &result, SVCXPRT *transport)
 try {
     restore_memory();
     Client &client = call.client;
+    client.unanswered = {};
     const rpcproc_t number = call.procedure.number;
     const std::string name(call.procedure.name);
     const bool decoded = !is_bytes(call.procedure.argument.shape);
@@ -167,6 +168,7 @@ try {
     case Responder::Reaction::answer:
         break;
     case Responder::Reaction::drop:
+        client.unanswered = call.procedure.name;
         return std::string(outcomes::no_reply);
     case Responder::Reaction::rpc_error:
         svcerr_systemerr(transport);

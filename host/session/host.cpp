@@ -30,6 +30,9 @@ using std::chrono::milliseconds;
 constexpr UIntT host_connections = 4096;
 constexpr UIntT host_idle_connections = 64;
 
+// A person who has waited for so long is told for what.
+constexpr milliseconds patience = std::chrono::seconds(5);
+
 std::string show(milliseconds time)
 {
     return std::to_string(time.count()) + " ms";
@@ -187,7 +190,7 @@ Client &Host::start(const Startup &what, int number, const std::string &name, bo
         reports_.of(client,
                     "waits for a debugger: gdb -p " + std::to_string(client.process->group()));
     const auto settled = [&] { return client.reached(State::connected); };
-    if (!serve_until(settled, options_.start_limit))
+    if (!wait_for(client, "has not acknowledged", settled, options_.start_limit))
         give_up(client, "has not acknowledged within " + show(options_.start_limit));
     if (!client.running())
         give_up(client,
@@ -231,8 +234,10 @@ void Host::note_failure(const Client &client)
 
 Outcome Host::failure(Outcome::Kind kind, const Client &client, const std::string &what)
 {
-    // A client that is busy is not to blame for a call that comes meanwhile.
-    if (kind != Outcome::busy && client.running())
+    // A client that is busy is not to blame for a call that comes meanwhile, nor one that waits for
+    // an answer for being late.
+    const bool waits = kind == Outcome::late && !client.unanswered.empty();
+    if (kind != Outcome::busy && !waits && client.running())
         note_failure(client);
     return {kind, client.title() + ": " + what};
 }
@@ -301,11 +306,14 @@ Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string 
     const auto over = [&] { return !client.running() || !client.turns.goes_on(turn) || waits(); };
     const auto limit =
         ending_ ? std::min(options_.turn_limit, options_.exit_limit) : options_.turn_limit;
-    if (!serve_until(over, limit)) {
+    const std::string what = "has not handed control back", since = " of " + procedure;
+    if (!wait_for(client, what + since, over, limit)) {
         client.turns.mark_late(turn);
         return wrong(Outcome::late, client,
-                     "has not handed control back within " + show(options_.turn_limit) + " of " +
-                         procedure);
+                     what + " within " + show(options_.turn_limit) + since +
+                         (client.unanswered.empty() ? ""
+                                                    : ": it was to get no answer to " +
+                                                          std::string(client.unanswered)));
     }
     if (!client.rpc_error.empty())
         return wrong(Outcome::undelivered, client, procedure + " is refused: " + client.rpc_error);
@@ -433,7 +441,19 @@ bool Host::cancel_work()
 
 bool Host::wait_for_exit(Client &client, milliseconds limit)
 {
-    return serve_until([&] { return !client.running(); }, limit);
+    return wait_for(client, "has not ended", [&] { return !client.running(); }, limit);
+}
+
+bool Host::wait_for(const Client &client, const std::string &what,
+                    const std::function<bool()> &done, milliseconds limit)
+{
+    if (limit <= patience || options_.in_process || options_.stop_at_start)
+        return serve_until(done, limit);
+    if (serve_until(done, patience))
+        return true;
+    reports_.of(client, what + " for " + show(patience) + "; the host waits " +
+                            (limit == no_limit ? "for any time" : "up to " + show(limit)));
+    return serve_until(done, limit - patience);
 }
 
 void Host::when_free(const Client &client, std::function<void()> action)

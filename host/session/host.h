@@ -90,6 +90,9 @@ public:
                      EventLoop::Time time = EventLoop::Time::excused);
     // Serves until the client has exited; returns false when it has not within the limit.
     bool wait_for_exit(Client &client, std::chrono::milliseconds limit);
+    // Does so, and tells a person who has waited for a while what the client is waited for.
+    bool wait_for(const Client &client, const std::string &what, const std::function<bool()> &done,
+                  std::chrono::milliseconds limit);
     // Runs the action as soon as the client can be called or has ended, and no call is being
     // answered.
     void when_free(const Client &client, std::function<void()> action);

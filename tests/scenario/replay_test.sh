@@ -219,9 +219,12 @@ tells "api_vq_sleep_1: expected once, came 0 times"
 for answer in none half close; do
     echo "{\"others\": \"model\", \"steps\": [{\"call\": \"api_vq_open_1\", \"answer\": \"$answer\"}]}" >"$answer"
 done
-ends 1 run --scenario none --time-limit 1 "choose Count Words"
+ends 0 run --scenario none --time-limit 1 "choose Count Words" "expect exit wordcount signal 9"
 for answer in half close; do
-    ends 1 run --scenario "$answer" --record refused "choose Count Words"
+    ends 1 run --scenario "$answer" --record refused "choose Count Words" "expect alert"
+    tells "exited with status 1 while it held control in vq_api_command_1"
+    tells "1 expectation, 1 not met"
+    ends 0 run --scenario "$answer" "choose Count Words" "expect exit wordcount 1"
     ends 0 replay refused
 done
 # So are what the host sends while the client waits, and the end of a client that is killed.
@@ -238,7 +241,8 @@ cat >calls <<'END'
 {"others": "model", "steps": [
   {"call": "api_vq_alert_1", "after": [
     {"callback": "vq_api_command_1", "arguments": {"command": 1},
-     "steps": [{"call": "api_vq_alert_1", "arguments": {"str1": "The book has 98 words."}}]}]}]}
+     "steps": [{"call": "api_vq_alert_1", "arguments": {"str1": "The book has 98 words."}}]},
+    {"callback": "vq_api_quit_1"}]}]}
 END
 ends 0 run --scenario calls "choose Count Words"
 tells "2 calls, as expected"
