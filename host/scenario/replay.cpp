@@ -127,6 +127,7 @@ Replay::Event Replay::play(Place event)
     bytes_ahead_ -= played.line.size();
     parts_[played.client].fresh = false;
     played_++;
+    moved_ = std::chrono::steady_clock::now();
     calls_ += played.kind == RecordedEvent::call;
     before_.push_back(played);
     if (before_.size() > told_before)
@@ -286,6 +287,7 @@ try {
         return differ(first->client, "  now:      the client has not ended", &*first);
     part.started = part.fresh = true;
     start_(host, first->client, part.name);
+    moved_ = std::chrono::steady_clock::now();
 } catch (const Error &) {
     error_ = std::current_exception(); // which run() throws, wherever this has been called
 }
@@ -333,7 +335,13 @@ bool Replay::drive(Host &host, const std::function<bool()> &done)
             return played_ != played || done() || (awaited && !awaited->running());
         };
         const bool ends = awaited && awaited->quitting && next->kind == RecordedEvent::end;
-        if (host.serve_until(moved, ends ? host.options().exit_limit : host.options().turn_limit))
+        // What has passed while the host waited for the end of a turn counts.
+        const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - moved_);
+        const auto limit =
+            (ends ? host.options().exit_limit : host.options().turn_limit) - passed;
+        if (awaited ? host.wait_for(*awaited, "does not go on", moved, limit)
+                    : host.serve_until(moved, limit))
             continue;
         if (!awaited || !awaited->process || next->kind != RecordedEvent::end || !next->exited)
             return false;

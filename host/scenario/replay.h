@@ -1,6 +1,7 @@
 // Plays the host's part as it was recorded, and compares what the clients do.
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <exception>
 #include <functional>
@@ -143,6 +144,7 @@ private:
     std::map<rpcproc_t, std::deque<RecordedEvent>>
         answers_;            // the last ones that an update has seen
     std::size_t played_ = 0; // events
+    std::chrono::steady_clock::time_point moved_ = {}; // when the last one was played
     std::size_t calls_ = 0;  // calls of clients among them
     Host *host_ = nullptr;
     std::set<const Client *> cut_off_;        // those whose connection a recorded answer has ended

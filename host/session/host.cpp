@@ -451,8 +451,11 @@ bool Host::wait_for(const Client &client, const std::string &what,
         return serve_until(done, limit);
     if (serve_until(done, patience))
         return true;
-    reports_.of(client, what + " for " + show(patience) + "; the host waits " +
-                            (limit == no_limit ? "for any time" : "up to " + show(limit)));
+    const auto seconds = [](milliseconds time) {
+        return std::to_string(std::chrono::ceil<std::chrono::seconds>(time).count()) + " s";
+    };
+    reports_.of(client, what + " for " + seconds(patience) + "; the host waits " +
+                            (limit == no_limit ? "for any time" : "up to " + seconds(limit)));
     return serve_until(done, limit - patience);
 }
 
