@@ -144,6 +144,16 @@ bool OutputFile::has_content() const
     return named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) && here.st_size > 0;
 }
 
+bool OutputFile::is_standard_output() const
+{
+    struct stat here {
+    }, there{};
+    if (!named_)
+        return standard_descriptor(path_) == STDOUT_FILENO;
+    return fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) &&
+           fstat(STDOUT_FILENO, &there) == 0 && same(here, there);
+}
+
 void OutputFile::begin()
 {
     made_ = false;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -21,6 +22,15 @@ auto one_of(const std::vector<std::string> &paths)
     return [&paths](const OutputFile &file) {
         return std::ranges::any_of(paths, [&](const std::string &each) { return file.is(each); });
     };
+}
+
+// Has what is printed, also by clients, go to the standard error, since it would stand in the middle
+// of what programs read.
+void leave_standard_output()
+{
+    std::cout.flush();
+    if (dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+        throw std::system_error(errno, std::generic_category(), "the standard output");
 }
 
 } // namespace
@@ -61,9 +71,14 @@ try : arguments_(arguments) {
     const std::vector<Named> all = files();
     for (auto one = all.begin(); one != all.end(); ++one)
         for (auto other = one + 1; other != all.end(); ++other)
-            if (*one->file && *other->file && (*one->file)->is(**other->file))
+            if (*one->file && *other->file &&
+                ((*one->file)->is(**other->file) || ((*one->file)->is_standard_output() &&
+                                                     (*other->file)->is_standard_output())))
                 misuse_of_program(std::string(one->option) + " and " + other->option +
                                   " name one file");
+    for (const auto *file : {&trace_file_, &record_file_})
+        if (*file && (*file)->is_standard_output())
+            leave_standard_output();
 } catch (const std::system_error &error) {
     misuse(error.what());
 }

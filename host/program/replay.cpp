@@ -12,6 +12,7 @@
 #include "host/program/session_setup.h"
 #include "host/scenario/replay.h"
 #include "host/session/host.h"
+#include "velt/vde/language.h"
 
 namespace velt::host
 {
@@ -80,7 +81,15 @@ void finish(Update &update, const Recording &recording)
 // Plays the recording, and notes what came of it.
 int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
 {
-    Recording recording(arguments.book);
+    std::optional<Recording> opened;
+    try {
+        opened.emplace(arguments.book);
+    } catch (...) {
+        outputs.begin({}, V_language_none); // the report tells why nothing is played
+        throw;
+    }
+    Recording &recording = *opened;
+    outputs.begin({}, recording.language());
     const SessionText text(recording.language());
     std::optional<Update> update;
     if (arguments.update)
@@ -93,7 +102,6 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
             host.start(program.what, number, name.empty() ? program.name() : name);
         },
         update ? &*update : nullptr);
-    outputs.begin({}, recording.language());
 
     Options options = options_of(arguments);
     options.interrupts = [] { return static_cast<int>(interrupts.count); };

@@ -173,11 +173,17 @@ head -1 words >header
 cat words words >doubled
 sed '5s/.*/garbage/' words >garbage
 for each in empty scenario unknown misfit failure header doubled garbage tea.json missing . /dev/null; do
-    ends 2 replay "$each"
+    ends 2 replay "$each" --junit report.xml
+    [ "$(grep -c '<error' report.xml)" = 1 ] || fail "the report on $each is not one of an error"
     ! grep -q differs out || fail "$each is taken for a difference"
 done
 sed 's/$/ \r/' words >blanks
 ends 0 replay blanks
+
+# A recording on the standard output has nothing else between its events.
+run --record - "choose Count Words" show >piped 2>out
+tells "The book has 98 words."
+ends 0 replay piped
 
 # A start that fails leaves an earlier recording as it is.
 cp words kept
