@@ -25,18 +25,13 @@ void Answer<api_vq_dialog_item_id_1>::answer(Context &c, const ApiVqDialogItemId
     give_object(r, [&] { return c.model.dialog_item(a.id1, a.int2); });
 }
 
-// For a number other than 0 the client then waits, whatever the answer: the wait for a dialog that
-// is refused must end all the same. One that is opened while the host holds control has no turn in
-// which its client could wait.
+// One that is opened while the host holds control has no turn in which its client could wait.
 void Answer<api_vq_modal_dialog_1>::answer(Context &c, const ApiVqDoDialogArgT &a, IntT &r)
 {
     r = status_of_dialog(c, a.id2);
     if (r == ok && a.int1 != 0 && !c.client.turns.client_holds_control())
         r = not_permitted;
-    if (r != ok && a.int1 != 0)
-        c.host.when_free(c.client, [&host = c.host, &client = c.client, status = r] {
-            host.dialog_event(client, 0, 0, status);
-        });
+    c.host.end_refused_dialog(c.client, a, r);
 }
 
 // The dialog stays open, and may have events, until its client ends.

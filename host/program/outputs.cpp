@@ -24,8 +24,8 @@ auto one_of(const std::vector<std::string> &paths)
     };
 }
 
-// Has what is printed, also by clients, go to the standard error, since it would stand in the middle
-// of what programs read.
+// Has what is printed, also by clients, go to the standard error, since it would stand in the
+// middle of what programs read.
 void leave_standard_output()
 {
     std::cout.flush();
@@ -45,7 +45,11 @@ void Outputs::refuse(const std::function<bool(const OutputFile &)> &is_read)
 
 Outputs::Outputs(const Arguments &arguments)
 try : arguments_(arguments) {
-    filter_.emplace(arguments.filter);
+    try {
+        filter_.emplace(arguments.filter);
+    } catch (const Error &error) {
+        misuse(std::string("--filter: ") + error.what());
+    }
     std::vector<std::string> read = arguments.scenarios;
     read.insert(read.end(), {arguments.book, arguments.script, arguments.words});
     // What hunspell reads beside the list of words.
@@ -72,8 +76,8 @@ try : arguments_(arguments) {
     for (auto one = all.begin(); one != all.end(); ++one)
         for (auto other = one + 1; other != all.end(); ++other)
             if (*one->file && *other->file &&
-                ((*one->file)->is(**other->file) || ((*one->file)->is_standard_output() &&
-                                                     (*other->file)->is_standard_output())))
+                ((*one->file)->is(**other->file) ||
+                 ((*one->file)->is_standard_output() && (*other->file)->is_standard_output())))
                 misuse_of_program(std::string(one->option) + " and " + other->option +
                                   " name one file");
     for (const auto *file : {&trace_file_, &record_file_})

@@ -190,7 +190,8 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
     const SessionText session(model.language());
     ScenarioPlayer player(responder, session);
     for (const std::string &path : arguments.scenarios)
-        player.add(read_scenario(path, model.language()));
+        player.add(read_scenario(path, model.language(),
+                                 arguments.debug ? no_limit : arguments.time_limit));
     const bool plays = !arguments.scenarios.empty();
     if (!arguments.clients.empty()) {
         // VQPMAP may belong to another session, a client of which has started this host.

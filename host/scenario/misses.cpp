@@ -19,7 +19,8 @@ std::string name_of(const ExpectedCall &step)
 std::string times(const ExpectedCall &step)
 {
     if (step.nth > 0)
-        return "the call number " + std::to_string(step.nth);
+        return "the call number " + std::to_string(step.nth) +
+               " of those that no earlier step takes";
     const auto &[least, most] = step.times;
     if (most == UINT32_MAX)
         return least == 0 ? "any number of times" : "at least " + std::to_string(least) + " times";
@@ -71,8 +72,13 @@ std::string unexpected_call(const Call &call, const std::vector<const ExpectedCa
         else if (each->procedure)
             nearest.consider(each->procedure->name);
     }
-    if (of_it.empty())
-        return told + "\n  no call of this procedure is expected here" + nearest.hint();
+    if (of_it.empty()) {
+        told += "\n  no call of this procedure is expected here" + nearest.hint();
+        for (const ExpectedCall *each : candidates)
+            if (!each->procedure)
+                told += "\n  " + each->place + ": " + name_of(*each) + ": " + use(*each);
+        return told;
+    }
     std::ranges::stable_sort(of_it, {}, [](const auto &each) { return each.first; });
     constexpr std::size_t most_shown = 10;
     for (std::size_t i = 0; i < std::min(of_it.size(), most_shown); i++) {

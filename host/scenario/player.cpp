@@ -102,9 +102,8 @@ Responder::Reaction ScenarioPlayer::respond(Call &call)
     for (const Expected &each : all)
         if (ExpectedCall *step = find_in(each, call))
             return carry_out(*step, call);
-    if (passes_control(call.procedure))
-        return model_.respond(call);
-    if (std::ranges::any_of(scenarios_, &Scenario::others_by_model)) {
+    if (passes_control(call.procedure) ||
+        std::ranges::any_of(scenarios_, &Scenario::others_by_model)) {
         note_other(all, call);
         return model_.respond(call);
     }
@@ -122,12 +121,12 @@ void ScenarioPlayer::note_other(const std::vector<Expected> &all, const Call &ca
 {
     for (const Expected &each : all)
         for (ExpectedCall &step : each.calls) {
-            if (!step.procedure || step.procedure->number != call.procedure.number)
+            if (step.procedure && step.procedure->number != call.procedure.number)
                 continue;
             const bool is_it = fits(step, call, text_);
             if (is_it && step.bounded && step.used >= step.times.most)
                 return miss(unexpected_call(call, {&step}, text_));
-            if (step.used < step.times.least)
+            if (step.procedure && step.used < step.times.least)
                 note_instead(step, call, text_);
         }
 }
@@ -153,10 +152,9 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
         return answer(step, call);
     }
     for (HostCall &each : step.before) {
-        making_ = &each;
-        making_chain_ = chain;
         Message argument(each.procedure->argument);
         fill(each.procedure->argument, argument.address(), each.arguments, text_);
+        sending_ = &each;
         call.host.send(call.client, *each.procedure, argument.address());
     }
     Host &host = call.host;
@@ -173,8 +171,7 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
 Responder::Reaction ScenarioPlayer::answer(const ExpectedCall &step, Call &call)
 {
     if (step.delay.count() > 0)
-        call.host.serve_until([&] { return !call.client.running(); },
-                              std::min(step.delay, call.host.options().turn_limit),
+        call.host.serve_until([&] { return !call.client.running(); }, step.delay,
                               EventLoop::Time::counted);
     if (step.answer == ExpectedCall::model)
         return model_.respond(call);
@@ -189,8 +186,13 @@ Responder::Reaction ScenarioPlayer::answer(const ExpectedCall &step, Call &call)
     case ExpectedCall::closed:
         return Reaction::close;
     default:
-        return Reaction::answer;
+        break;
     }
+    if (call.procedure.number == procedure::api_vq_modal_dialog_1::number && step.in.empty())
+        call.host.end_refused_dialog(call.client,
+                                     *static_cast<const ApiVqDoDialogArgT *>(call.argument),
+                                     *static_cast<const IntT *>(call.result));
+    return Reaction::answer;
 }
 
 void ScenarioPlayer::make(Host &host, Client &client, HostCall &call, unsigned chain)
@@ -228,6 +230,12 @@ try {
 
 void ScenarioPlayer::begin(const TraceEvent &event)
 {
+    // What is sent while the client waits begins no turn whose end could be told from that of the
+    // one that it is in.
+    if (HostCall *sent = std::exchange(sending_, nullptr)) {
+        sent->begun = true;
+        return;
+    }
     HostCall *begun = std::exchange(making_, nullptr);
     const unsigned chain = begun ? making_chain_ : 0;
     for (auto *list : {&queued_, &scenarios_})

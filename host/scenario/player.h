@@ -70,6 +70,7 @@ private:
     std::deque<Scenario> queued_, scenarios_;
     std::map<int, std::vector<Open>> open_; // by the numbers of clients, the innermost last
     HostCall *making_ = nullptr;            // the call that the host is about to make
+    HostCall *sending_ = nullptr;           // or to send while the client waits
     unsigned making_chain_ = 0;
     std::vector<std::string> misses_;
     std::size_t more_misses_ = 0;

@@ -338,8 +338,7 @@ bool Replay::drive(Host &host, const std::function<bool()> &done)
         // What has passed while the host waited for the end of a turn counts.
         const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::steady_clock::now() - moved_);
-        const auto limit =
-            (ends ? host.options().exit_limit : host.options().turn_limit) - passed;
+        const auto limit = (ends ? host.options().exit_limit : host.options().turn_limit) - passed;
         if (awaited ? host.wait_for(*awaited, "does not go on", moved, limit)
                     : host.serve_until(moved, limit))
             continue;

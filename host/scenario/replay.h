@@ -142,10 +142,10 @@ private:
     std::map<int, Part> parts_;
     std::deque<RecordedEvent> before_; // the last events that were played
     std::map<rpcproc_t, std::deque<RecordedEvent>>
-        answers_;            // the last ones that an update has seen
-    std::size_t played_ = 0; // events
+        answers_;                                      // the last ones that an update has seen
+    std::size_t played_ = 0;                           // events
     std::chrono::steady_clock::time_point moved_ = {}; // when the last one was played
-    std::size_t calls_ = 0;  // calls of clients among them
+    std::size_t calls_ = 0;                            // calls of clients among them
     Host *host_ = nullptr;
     std::set<const Client *> cut_off_;        // those whose connection a recorded answer has ended
     std::set<const Client *> recorded_exits_; // those whose end was as recorded

@@ -21,11 +21,31 @@ using std::chrono::milliseconds;
 // The format of the files that this version reads.
 constexpr std::int64_t format = 1;
 
+// What an answer may be other than the fields of a result.
+struct Word {
+    std::string_view name;
+    ExpectedCall::Answer answer;
+};
+constexpr Word words[] = {{"model", ExpectedCall::model},
+                          {"none", ExpectedCall::nothing},
+                          {"error", ExpectedCall::rpc_error},
+                          {"half", ExpectedCall::half},
+                          {"close", ExpectedCall::closed}};
+
+const Word *word_for(std::string_view name)
+{
+    const auto *found = std::ranges::find(words, name, &Word::name);
+    return found == std::end(words) ? nullptr : found;
+}
+
 // Reads a scenario, collects the mistakes, and goes on.
 class Reader
 {
 public:
-    Reader(Scenario &into, std::vector<JsonError> &problems) : into_(into), problems_(problems) {}
+    Reader(Scenario &into, milliseconds turn_limit, std::vector<JsonError> &problems)
+        : into_(into), turn_limit_(turn_limit), problems_(problems)
+    {
+    }
 
     void read(const JsonNode &root)
     {
@@ -119,8 +139,25 @@ private:
         else if (host_calls && step.member("callback"))
             host_calls->push_back(read_host_call(step));
         else
-            throw JsonError(step, host_calls ? "a step needs \"call\" or \"callback\""
-                                             : "a step needs \"call\"");
+            refuse_step(step, host_calls ? std::span(kinds) : std::span(kinds, 1));
+    }
+
+    static constexpr std::string_view kinds[] = {"call", "callback"};
+
+    [[noreturn]] static void refuse_step(const JsonNode &step,
+                                         std::span<const std::string_view> among)
+    {
+        std::string needed, hint;
+        for (const std::string_view kind : among)
+            needed += (needed.empty() ? "" : " or ") + in_quotes(kind);
+        for (const auto &[name, value] : step.members) {
+            Nearest nearest(name);
+            for (const std::string_view kind : among)
+                nearest.consider(kind);
+            if (hint.empty() && !nearest.hint().empty())
+                hint = ", not " + in_quotes(name) + nearest.hint();
+        }
+        throw JsonError(step, "a step needs " + needed + hint);
     }
 
     std::vector<HostCall> read_host_calls(const JsonNode &step, const char *member)
@@ -133,6 +170,21 @@ private:
                     attempt(problems_, [&] { read.push_back(read_host_call(each.second)); });
             });
         return read;
+    }
+
+    // What is sent while the client waits for an answer begins no turn of it.
+    void refuse_turns(const JsonNode &step)
+    {
+        const JsonNode *before = step.member("before");
+        if (!before || before->type != JsonNode::array)
+            return;
+        for (const auto &[none, call] : before->members)
+            for (const char *member : {"steps", "end"})
+                if (const JsonNode *node =
+                        call.type == JsonNode::object ? call.member(member) : nullptr)
+                    problems_.emplace_back(
+                        *node, "the client takes what is sent before an answer when it has handed "
+                               "control back; expect what it does then among the other steps");
     }
 
     std::string place(const JsonNode &node) const
@@ -225,7 +277,11 @@ private:
                 call.bounded = true;
             });
         if (const JsonNode *nth = node.member("nth"))
-            attempt(problems_, [&] { call.nth = count(*nth, 1); });
+            attempt(problems_, [&] {
+                call.nth = count(*nth, 1);
+                if (call.bounded)
+                    throw JsonError(*nth, "a step has \"nth\" or \"times\", not both");
+            });
         if (const JsonNode *delay = node.member("delay"))
             attempt(problems_, [&] { call.delay = read_delay(*delay); });
         // A step that only expects a call is not to change what is answered.
@@ -234,6 +290,7 @@ private:
         if (const JsonNode *answer = node.member("answer"))
             attempt(problems_, [&] { read_answer(*answer, call); });
         call.before = read_host_calls(node, "before");
+        refuse_turns(node);
         call.in = read_host_calls(node, "in");
         using procedure::api_vq_modal_dialog_1;
         if (!call.in.empty() && call.procedure &&
@@ -270,7 +327,7 @@ private:
         return times;
     }
 
-    static milliseconds read_delay(const JsonNode &node)
+    milliseconds read_delay(const JsonNode &node) const
     {
         constexpr double longest = 86400;
         double seconds = -1;
@@ -280,23 +337,20 @@ private:
             seconds = *fraction;
         if (!(seconds >= 0 && seconds <= longest))
             throw JsonError(node, "a number of seconds from 0 to 86400 is needed here");
-        return milliseconds(std::lround(1000 * seconds));
+        const milliseconds delay(std::lround(1000 * seconds));
+        if (delay >= turn_limit_)
+            throw JsonError(node, "a delay has to be shorter than the time limit of a turn, " +
+                                      std::to_string(turn_limit_.count()) +
+                                      " ms; --time-limit sets it");
+        return delay;
     }
 
     void read_answer(const JsonNode &node, ExpectedCall &call)
     {
-        constexpr std::pair<std::string_view, ExpectedCall::Answer> words[] = {
-            {"model", ExpectedCall::model},
-            {"none", ExpectedCall::nothing},
-            {"error", ExpectedCall::rpc_error},
-            {"half", ExpectedCall::half},
-            {"close", ExpectedCall::closed}};
-        if (node.is_text())
-            for (const auto &[word, answer] : words)
-                if (node.text() == word) {
-                    call.answer = answer;
-                    return;
-                }
+        if (const Word *word = node.is_text() ? word_for(node.text()) : nullptr) {
+            call.answer = word->answer;
+            return;
+        }
         const bool of_text = call.procedure && call.procedure->result.shape &&
                              call.procedure->result.shape->kind == Shape::text;
         if (!call.procedure || (node.is_text() && !of_text))
@@ -309,21 +363,25 @@ private:
     }
 
     Scenario &into_;
+    milliseconds turn_limit_;
     std::vector<JsonError> &problems_;
     std::optional<SessionText> text_;
 };
 
 // Puts the numbers of statuses where answers have their names.
-void number_statuses(JsonNode &node)
+void number_statuses(JsonNode &node, std::vector<JsonError> &problems)
 {
     const JsonNode *call = node.type == JsonNode::object ? node.member("call") : nullptr;
-    const auto number = [](JsonNode &name) {
-        if (name.is_text())
-            if (const std::optional<IntT> status = status_named(name.text()))
-                name.value = std::int64_t{*status};
+    const auto number = [&](JsonNode &name) {
+        if (!name.is_text())
+            return;
+        const std::optional<IntT> status = status_named(name.text());
+        if (!status)
+            problems.emplace_back(name, no_status(name.text()));
+        name.value = std::int64_t{status.value_or(0)};
     };
     for (auto &[name, part] : node.members) {
-        number_statuses(part);
+        number_statuses(part, problems);
         if (name != "answer" || !call || !call->is_text())
             continue;
         for (auto &[field, value] : part.members)
@@ -331,21 +389,23 @@ void number_statuses(JsonNode &node)
                 number(value);
         const auto all = host_procedures();
         const auto found = std::ranges::find(all, call->text(), &Procedure::name);
-        if (found != all.end() && found->result.shape && found->result.shape->kind == Shape::number)
+        if (found != all.end() && found->result.shape &&
+            found->result.shape->kind == Shape::number &&
+            !(part.is_text() && word_for(part.text())))
             number(part);
     }
 }
 
 Scenario parse(std::string_view text, const std::string &path, IntT language,
-               void (Reader::*read)(const JsonNode &root))
+               milliseconds turn_limit, void (Reader::*read)(const JsonNode &root))
 {
     Scenario scenario;
     scenario.path = path;
     scenario.language = language;
     const auto root = std::make_shared<JsonNode>();
     read_nodes(text, path, *root, [&](std::vector<JsonError> &problems) {
-        number_statuses(*root);
-        (Reader(scenario, problems).*read)(*root);
+        number_statuses(*root, problems);
+        (Reader(scenario, turn_limit, problems).*read)(*root);
     });
     scenario.root = root;
     return scenario;
@@ -353,19 +413,20 @@ Scenario parse(std::string_view text, const std::string &path, IntT language,
 
 } // namespace
 
-Scenario parse_scenario(std::string_view text, const std::string &path, IntT language)
+Scenario parse_scenario(std::string_view text, const std::string &path, IntT language,
+                        milliseconds turn_limit)
 {
-    return parse(text, path, language, &Reader::read);
+    return parse(text, path, language, turn_limit, &Reader::read);
 }
 
 Scenario parse_step(std::string_view text, const std::string &path, IntT language)
 {
-    return parse(text, path, language, &Reader::read_one);
+    return parse(text, path, language, no_limit, &Reader::read_one);
 }
 
-Scenario read_scenario(const std::string &path, IntT language)
+Scenario read_scenario(const std::string &path, IntT language, milliseconds turn_limit)
 try {
-    return parse_scenario(read_plain_file(path), path, language);
+    return parse_scenario(read_plain_file(path), path, language, turn_limit);
 } catch (const Error &) {
     throw;
 } catch (const std::runtime_error &error) {

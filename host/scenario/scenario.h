@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/json/node.h"
+#include "host/session/options.h"
 #include "host/wire/catalogue.h"
 
 namespace velt::host
@@ -77,9 +78,11 @@ struct Scenario {
 };
 
 // Reads a scenario from a file, for a session in a language; 0 takes the one that the file names.
-// Throws Error with all mistakes, each with its place.
-Scenario read_scenario(const std::string &path, IntT language);
-Scenario parse_scenario(std::string_view text, const std::string &path, IntT language);
+// Throws Error with all mistakes, each with its place. Answers come within the limit of a turn.
+Scenario read_scenario(const std::string &path, IntT language,
+                       std::chrono::milliseconds turn_limit = no_limit);
+Scenario parse_scenario(std::string_view text, const std::string &path, IntT language,
+                        std::chrono::milliseconds turn_limit = no_limit);
 // Reads a text that is one step, and leaves all else to the model.
 Scenario parse_step(std::string_view text, const std::string &path, IntT language);
 

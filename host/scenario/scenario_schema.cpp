@@ -96,6 +96,8 @@ public:
         // What is let here is for the cases to refuse.
         properties_["arguments"] = Json::object();
         Json made = schema::object(std::move(properties_), {named_});
+        if (made["properties"].contains("nth"))
+            made["not"] = {{"required", {"times", "nth"}}};
         made["allOf"] = std::move(cases);
         return made;
     }
@@ -127,7 +129,10 @@ std::string scenario_schema()
                         {{"type", "array"}, {"items", count}, {"minItems", 2}, {"maxItems", 2}}})},
                {"nth", number(1, UINT32_MAX)},
                {"delay", {{"type", "number"}, {"minimum", 0}, {"maximum", 86400}}},
-               {"before", host_calls},
+               // What is sent before an answer begins no turn of the client.
+               {"before",
+                list({{"allOf", {reference("hostCall")}},
+                      {"properties", {{"steps", false}, {"end", false}}}})},
                {"in", host_calls},
                {"after", host_calls},
                {"answer", Json::object()}});

@@ -224,8 +224,8 @@ std::span<const Expectation> Expectation::all()
              if (!c.s_.host)
                  misuse("no client can end here: give one with --client PATH");
              Client &client = c.client(who);
-             // The client may be about to end. One that waits for an answer that it is not to get is
-             // killed, as it would be at the end of the run.
+             // The client may be about to end. One that waits for an answer that it is not to get
+             // is killed, as it would be at the end of the run.
              if (!c.host().wait_for_exit(client, c.host().options().exit_limit) &&
                  !client.unanswered.empty() && client.process)
                  c.host().kill(client);

@@ -47,8 +47,8 @@ struct Client {
     // When the end of a connection was noticed while the client holds control.
     std::optional<std::chrono::steady_clock::time_point> lost_since;
     std::string_view unanswered; // the latest call, if it is to stay without an answer
-    bool leaving = false;         // it has said that it ends, or was asked to
-    bool being_answered = false;  // it waits for the answer to a call and serves nobody
+    bool leaving = false;        // it has said that it ends, or was asked to
+    bool being_answered = false; // it waits for the answer to a call and serves nobody
 
     std::map<IntT, UIntT> modeless; // the dialogs that it has open beside others, by its numbers
     int reaction = 0;               // the notifications that led to what it does, one to the next

@@ -207,8 +207,8 @@ void Clients::break_off_turns(Client &client, const std::string &outcome)
         trace_return(options_.trace, client, *turn, outcome);
 }
 
-// Most clients end when their connection does, and how is what a person wants to know: they have the
-// time for it that they have after a call to quit.
+// Most clients end when their connection does, and how is what a person wants to know: they have
+// the time for it that they have after a call to quit.
 bool Clients::may_yet_end(Client &client) const
 {
     const auto now = Clock::now();

@@ -311,9 +311,9 @@ Outcome Host::wait_for_turn(Client &client, std::size_t turn, const std::string 
         client.turns.mark_late(turn);
         return wrong(Outcome::late, client,
                      what + " within " + show(options_.turn_limit) + since +
-                         (client.unanswered.empty() ? ""
-                                                    : ": it was to get no answer to " +
-                                                          std::string(client.unanswered)));
+                         (client.unanswered.empty()
+                              ? ""
+                              : ": it was to get no answer to " + std::string(client.unanswered)));
     }
     if (!client.rpc_error.empty())
         return wrong(Outcome::undelivered, client, procedure + " is refused: " + client.rpc_error);
@@ -366,6 +366,12 @@ Outcome Host::end_dialog(Client &client, IntT item, IntT result)
     const Turn waiting = client.turns.innermost();
     const Outcome ended = dialog_event(client, 0, item, result);
     return ended ? wait_for_turn(client, waiting.id, std::string(waiting.procedure)) : ended;
+}
+
+void Host::end_refused_dialog(Client &client, const ApiVqDoDialogArgT &dialog, IntT answer)
+{
+    if (answer != ok && dialog.int1 != 0)
+        when_free(client, [this, &client, answer] { dialog_event(client, 0, 0, answer); });
 }
 
 Outcome Host::ask_to_quit(Client &client, Dialogs dialogs)
@@ -441,7 +447,8 @@ bool Host::cancel_work()
 
 bool Host::wait_for_exit(Client &client, milliseconds limit)
 {
-    return wait_for(client, "has not ended", [&] { return !client.running(); }, limit);
+    return wait_for(
+        client, "has not ended", [&] { return !client.running(); }, limit);
 }
 
 bool Host::wait_for(const Client &client, const std::string &what,

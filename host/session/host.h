@@ -70,6 +70,9 @@ public:
     // Ends the modal dialog that the client waits for, and serves until the callback that opened it
     // is over in one of these ways.
     Outcome end_dialog(Client &client, IntT item, IntT result);
+    // A client that numbers a modal dialog waits for its end whatever the answer. Ends the wait, as
+    // soon as it has begun, if the answer is that the dialog is refused.
+    void end_refused_dialog(Client &client, const ApiVqDoDialogArgT &dialog, IntT answer);
     // Calls the client without waiting for anything, whatever it does.
     Outcome send(Client &client, const Procedure &procedure, void *argument);
     // Only tells the client to quit. It cannot before its modal dialogs have ended, which the host

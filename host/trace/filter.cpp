@@ -63,6 +63,8 @@ std::chrono::nanoseconds time_of(std::string_view text)
 std::int64_t status_of(std::string_view text)
 {
     const std::optional<IntT> named = status_named(text);
+    if (!named && !is_whole_number(text))
+        misuse(no_status(text));
     return named ? *named : number<int>(text);
 }
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "common/nearest.h"
+#include "common/printable.h"
+
 namespace velt::host
 {
 namespace
@@ -35,6 +38,17 @@ std::optional<IntT> status_named(std::string_view wanted)
         if (shown(name) == wanted)
             return status;
     return {};
+}
+
+std::string no_status(std::string_view wanted)
+{
+    Nearest nearest(wanted);
+    const std::vector<std::string> names = status_names();
+    for (const std::string &each : names)
+        nearest.consider(each);
+    const std::string hint = nearest.hint();
+    return "no status is called " + in_quotes(wanted) +
+           (hint.empty() ? "; vqhost(1) lists them" : hint);
 }
 
 const char *meaning_of(Status status)

@@ -25,6 +25,8 @@ const char *meaning_of(Status status);
 // nothing.
 std::vector<std::string> status_names();
 std::optional<IntT> status_named(std::string_view name);
+// Returns what to tell of a name that is none of these.
+std::string no_status(std::string_view name);
 
 // The model throws it; the code that answers a call turns it into the status of the result.
 class StatusError : public Error

@@ -99,7 +99,8 @@ TEST_F(Scenarios, WhatIsNotExpectedOrDoesNotComeIsTold)
     add(R"({"order": "file", "steps": [
 {"call": "api_vq_get_int_1", "arguments": {"docId": 1, "propIdent": {"num": 3}}},
 {"call": "api_vq_alert_1", "times": [0, 1]},
-{"call": "api_vq_set_int_1"}]})");
+{"call": "api_vq_set_int_1"},
+{"call": "*", "times": 0}]})");
     EXPECT_STATUS(-1, V_ApiAlert(str("early"), 1));
     EXPECT_STATUS(-1, V_ApiGetInt(2, 0, 5));
     EXPECT_STATUS(-1, V_ApiGetId(0, 0, 5));
@@ -117,6 +118,7 @@ client 1 (tester): nothing expects api_vq_get_int_1(docId=2, objId=0, propIdent=
       expected 3
 client 1 (tester): nothing expects api_vq_get_id_1(docId=0, objId=0, propIdent={num=5})
   no call of this procedure is expected here; do you mean "api_vq_get_int_1"?
+  s:5:1: any call: must not come here
 s:4:1: api_vq_set_int_1: expected once, came 0 times
 )");
 }
@@ -160,14 +162,22 @@ TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
         {R"({"steps": [{"call": "api_vq_alert_1", "in": [{"callback": "vq_api_quit_1"}]}]})",
          "s:1:45: steps[0].in: only within api_vq_modal_dialog_1"},
         {R"({"steps": [{"call": "api_vq_init_ack_5_1"}]})", "comes up"},
-        {R"({"steps": [{"call": "api_vq_close_1", "answer": "not-permited"}]})", "is needed here"},
+        {R"({"steps": [{"call": "api_vq_close_1", "answer": "not-permited"}]})",
+         "s:1:49: steps[0].answer: no status is called \"not-permited\"; do you mean"},
+        {R"({"steps": [{"call": "api_vq_open_1", "answer": {"status": "x"}}]})", "vqhost(1) lists"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "nth": 2, "times": 0}]})", "not both"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "delay": 30}]})", "shorter than the time limit"},
+        {R"({"steps": [{"cal": "api_vq_alert_1"}]})",
+         R"(a step needs "call" or "callback", not "cal"; do you mean "call"?)"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "before": [{"callback": "vq_api_quit_1", "end": "any"}]}]})",
+         "s:1:87: steps[0].before[0].end: the client takes"},
         {R"({"steps": [{"callback": "vq_api_message_1", "arguments": {"message": {"contains": "x"}}}]})",
          "a text in quotes"},
         {R"({"steps": [{}]})", "a step needs \"call\" or \"callback\""},
     };
     for (const auto &[json, told] : mistakes) {
         try {
-            parse_scenario(json, "s", V_language_usenglish);
+            parse_scenario(json, "s", V_language_usenglish, std::chrono::seconds(30));
             ADD_FAILURE() << json;
         } catch (const Error &error) {
             EXPECT_NE(std::string(error.what()).find(told), std::string::npos) << error.what();
