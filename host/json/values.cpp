@@ -17,6 +17,47 @@ void *element(const Shape &list, void *first, std::size_t index)
     return static_cast<std::byte *>(first) + index * list.element->size;
 }
 
+bool contains(const std::vector<std::string_view> &names, std::string_view name)
+{
+    return std::ranges::find(names, name) != names.end();
+}
+
+std::vector<std::string_view> names_of_fields(const Shape &structure, void *value)
+{
+    std::vector<std::string_view> names;
+    structure.each_field(
+        value, [&](const char *name, const Shape &, void *) { names.emplace_back(name); });
+    return names;
+}
+
+// Returns why a structure has no field of this name, if it is for what its union is; else an empty
+// text.
+std::string misfit_of_union(const Shape &structure, void *value, std::string_view wanted)
+{
+    constexpr std::int64_t most_tags = 64;
+    const std::vector<std::string_view> there = names_of_fields(structure, value);
+    std::string misfit;
+    structure.each_field(value, [&](const char *tag_name, const Shape &tag, void *place) {
+        if (tag.kind != Shape::number || !misfit.empty())
+            return;
+        const std::int64_t is = tag.get(place);
+        std::vector<std::string_view> others;
+        for (std::int64_t i = 0; i <= most_tags && !contains(others, wanted); i++) {
+            tag.set(place, i);
+            others = names_of_fields(structure, value);
+        }
+        tag.set(place, is);
+        if (!contains(others, wanted))
+            return;
+        misfit = in_quotes(wanted) + " does not go with " + in_quotes(tag_name) + " " +
+                 std::to_string(is);
+        for (const std::string_view each : there)
+            if (!contains(others, each))
+                misfit += ", which takes " + in_quotes(each);
+    });
+    return misfit;
+}
+
 } // namespace
 
 void write_value(const Shape &shape, void *value, JsonOut &out, const ToUtf8 &to_utf8)
@@ -95,6 +136,14 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
             else if (missing == Missing::refused)
                 problems.emplace_back(node, std::string("\"") + name + "\" is missing");
         });
+        for (const auto &[name, part] : node.members) {
+            if (contains(names, name))
+                continue;
+            if (const std::string misfit = misfit_of_union(shape, value, name); !misfit.empty()) {
+                problems.emplace_back(part, misfit);
+                names.push_back(name);
+            }
+        }
         return expect_names(node, names, problems);
     }
     }
