@@ -177,8 +177,11 @@ Arguments parse(int argc, char **argv, bool replays)
         misuse("--record is of what clients do: add --client PATH");
     if (words.empty() || words[0].empty())
         misuse(replays ? "replay needs a recording" : "run needs a book file");
-    if (replays && (words.size() != 1 || a.clients.empty()))
-        misuse("replay needs one recording and a --client for each of its clients");
+    if (replays && a.clients.empty())
+        misuse("replay needs a --client for each client of the recording");
+    if (replays && words.size() > 1)
+        misuse("replay takes one recording, which says all that happens: what is \"" + words[1] +
+               "\" for?");
     if (a.trace && a.trace->needs_file && a.trace_file.empty())
         misuse("--trace=" + std::string(a.trace->name) +
                " is for a file of its own: add --trace-file FILE");

@@ -39,9 +39,14 @@ public:
                     parts_[number] = i;
                     return arguments_.clients[i];
                 }
+        std::string others;
+        for (std::size_t i = 0; i < arguments_.parts.size(); i++)
+            if (!is_taken(i))
+                others += (others.empty() ? "; up to there it has none for " : ", ") +
+                          arguments_.parts[i] + "=" + arguments_.clients[i].what.path;
         misuse(arguments_.book + " has client " + std::to_string(number) +
                (name.empty() ? "" : " (" + name + ")") + " too: add --client " +
-               (name.empty() ? std::to_string(number) : name) + "=PATH");
+               (name.empty() ? by_number : name) + "=PATH" + others);
     }
     // Throws Error when a program has played none.
     void check() const
@@ -130,7 +135,7 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
         return failed;
     }
     cast.check();
-    checks.met({}, "replay");
+    checks.met("replay");
     if (update)
         finish(*update, recording);
     else

@@ -81,6 +81,8 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
     if (arguments.interactive())
         return prompt.run(commands, host);
     const auto finish = [&] {
+        if (!commands.any_done())
+            std::cerr << "vqhost: there was no command to carry out" << std::endl;
         commands.finish();
         commands.expect_all_asked_for(checks);
     };
@@ -164,6 +166,20 @@ private:
     std::exception_ptr error_;
 };
 
+void check_scenario(const ScenarioPlayer &player, Checks &checks)
+{
+    std::string all;
+    for (const std::string &failure : player.failures()) {
+        std::cerr << "vqhost: " << printable_lines(failure) << std::endl;
+        all += (all.empty() ? "" : "\n") + failure;
+    }
+    if (!all.empty())
+        return checks.unmet("scenario", all);
+    std::cerr << "vqhost: " << player.taken() << (player.taken() == 1 ? " call" : " calls")
+              << ", as expected" << std::endl;
+    checks.met("scenario");
+}
+
 void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Attempts &attempt)
 {
     default_home();
@@ -243,14 +259,8 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
     if (host)
         attempt([&] { host->end(); });
     tell_unsaved(commands);
-    const std::vector<std::string> failures = player.failures();
-    if (plays && failures.empty())
-        std::cerr << "vqhost: " << player.taken() << (player.taken() == 1 ? " call" : " calls")
-                  << ", as expected" << std::endl;
-    for (const std::string &failure : failures) {
-        std::cerr << "vqhost: " << printable_lines(failure) << std::endl;
-        checks.failed(failure);
-    }
+    if (plays)
+        check_scenario(player, checks);
     // The console has already reported how these clients ended.
     if (host)
         for (const Client &client : host->clients())
@@ -275,6 +285,8 @@ int run(const Arguments &arguments)
         attempt([&] { outputs.check(); });
     attempt([&] { outputs.end(); });
     const bool well = checks.summarise();
+    if (checks.empty())
+        checks.met("the run"); // it has come to its end
     if (outputs.report)
         attempt([&] {
             outputs.report->write(checks.junit(arguments.book));

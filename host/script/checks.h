@@ -35,16 +35,18 @@ public:
 
     void met(const Position &position, std::string_view command);
     void unmet(const Position &position, std::string_view command, const std::string &why);
-    // Records what was expected of all, and is reported by the caller.
+    // Record what was expected of the run as a whole, and is reported by the caller.
+    void met(std::string_view what);
     void unmet(std::string_view what, const std::string &why);
     // Records another reason for which the run fails. The caller sees to it that it is reported.
     void failed(const std::string &why);
 
-    // Prints one line if anything was expected. Returns whether every expectation was met and
-    // nothing else failed.
+    // Prints one line if the script expected anything. Returns whether every expectation was met
+    // and nothing else failed.
     bool summarise() const;
     // Returns all results in the format of JUnit; the suite has the book's name.
     std::string junit(const std::string &book) const;
+    bool empty() const { return cases_.empty(); }
 
 private:
     struct Case {

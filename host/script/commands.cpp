@@ -130,8 +130,15 @@ void Commands::check_names(const std::vector<std::string> &arguments)
         position.number++;
         const std::string_view line = trimmed(each);
         try {
-            if (!is_idle(line))
-                CommandTable::of(name_of(line));
+            if (is_idle(line))
+                continue;
+            const std::string_view name = name_of(line);
+            CommandTable::of(name);
+            for (std::string_view rest = line; name == "expect";) {
+                rest = trimmed(rest.substr(name_of(rest).size()));
+                if (Expectation::of(rest).name != "not")
+                    break;
+            }
         } catch (const Error &error) {
             throw Error(error.code, position.text() + ": " + error.what() + not_utf8(line));
         }
@@ -143,6 +150,7 @@ bool Commands::run(std::string_view line)
     line = trimmed(line);
     if (is_idle(line))
         return true;
+    any_done_ = true;
     const std::string_view name = name_of(line);
     const std::string_view rest = trimmed(line.substr(name.size()));
     const CommandTable *row = &CommandTable::of(name);

@@ -70,6 +70,8 @@ public:
     // Answers, and a wish to cancel, that nobody has asked for when there is no command left are
     // expectations that are not met.
     void expect_all_asked_for(Checks &checks) const;
+    // Returns whether there has been a command, and not only remarks and empty lines.
+    bool any_done() const { return any_done_; }
     // Starts a client and initialises it; one that ends at once with control handed back has done
     // its work.
     void start(const Startable &client, IntT code);
@@ -154,6 +156,7 @@ private:
 
     Surroundings s_;
     Position here_{{}, 0}; // of the command in a script or among arguments
+    bool any_done_ = false;
     int cancelled_at_ = 0; // the position of the latest `cancel`
     Window window_;
     DocumentWindow view_;

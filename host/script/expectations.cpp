@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <deque>
 
+#include "common/nearest.h"
 #include "host/script/commands.h"
 
 namespace velt::host
@@ -252,13 +253,27 @@ const Expectation *Expectation::find(std::string_view name)
     return found == rows.end() ? nullptr : &*found;
 }
 
+const Expectation &Expectation::of(std::string_view rest)
+{
+    const std::string_view name = rest.substr(0, rest.find_first_of(blanks));
+    if (const Expectation *expectation = find(name))
+        return *expectation;
+    Nearest nearest(name);
+    std::vector<std::string> names;
+    for (const Expectation &each : all()) {
+        names.emplace_back(each.name);
+        nearest.consider(each.name);
+    }
+    const std::string hint = nearest.hint();
+    misuse("nothing called " + in_quotes(name) + " can be expected" +
+           (hint.empty() ? "; there are: " + joined(names) : hint));
+}
+
 Expectation::Verdict Expectation::verdict(Commands &commands, std::string_view rest)
 {
     const std::string_view name = rest.substr(0, rest.find_first_of(blanks));
     const std::string_view wanted = trimmed(rest.substr(name.size()));
-    const Expectation *expectation = find(name);
-    if (!expectation)
-        misuse("expect what? help lists it");
+    const Expectation *expectation = &of(rest);
     if (wanted.empty() && !expectation->arguments.starts_with('['))
         misuse_of_expectation(name);
     Verdict found;

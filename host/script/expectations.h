@@ -29,6 +29,8 @@ struct Expectation {
     static std::span<const Expectation> all();
     // Returns the expectation of the name, or null.
     static const Expectation *find(std::string_view name);
+    // Returns that with whose name this begins. Throws Error for an unknown one.
+    static const Expectation &of(std::string_view rest);
     // Checks an expectation that is given by its name and arguments. Throws Error for an unknown
     // one.
     static Verdict verdict(Commands &, std::string_view rest);

@@ -121,6 +121,8 @@ ends 0 "$vqhost" replay two --client 2="$built/replace" --client "wordcount=$bui
 ends 2 replay two
 tells "add --client replace=PATH"
 ends 2 replay words --client more="$built/replace"
+ends 2 "$vqhost" replay words --client "more=$built/replace"
+tells "add --client wordcount=PATH; up to there it has none for more=$built/replace"
 sed 's/Text to find/Text to seek/' two >other
 ends 1 both other
 tells "client 2 differs"
@@ -190,6 +192,8 @@ cp words kept
 ends 2 run --record kept --scenario missing
 ends 2 run --record kept "chose Count Words"
 tells 'do you mean "choose"'
+ends 2 run --record kept "choose Count Words" "expect not alrt x"
+tells 'argument 2: nothing called "alrt" can be expected; do you mean "alert"?'
 ends 1 "$vqhost" run tea.json --client ./missing --record kept show
 ends 1 "$vqhost" replay words --client ./missing --record kept
 ends 2 "$vqhost" run tea.json --record kept show
@@ -216,7 +220,8 @@ cat >scenario <<'END'
   {"call": "api_vq_open_1", "times": 3, "answer": {"status": "not-permitted"}},
   {"call": "api_vq_over_1", "times": 0}, {"call": "api_vq_alert_1", "times": 2}]}
 END
-ends 1 run --scenario scenario "choose Count Words"
+ends 1 run --scenario scenario --junit report.xml "choose Count Words"
+grep -q '"scenario"><failure .*came once' report.xml
 tells "must not come here"
 tells "expected 2 times, came once"
 sed 's/}]}$/, "after": [{"callback": "vq_api_command_1", "arguments": {"command": 77}, "steps": [\
@@ -251,5 +256,6 @@ cat >calls <<'END'
      "steps": [{"call": "api_vq_alert_1", "arguments": {"str1": "The book has 98 words."}}]},
     {"callback": "vq_api_quit_1"}]}]}
 END
-ends 0 run --scenario calls "choose Count Words"
+ends 0 run --scenario calls --junit report.xml "choose Count Words"
+grep -q '"scenario"/>' report.xml
 tells "2 calls, as expected"
