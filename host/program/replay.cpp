@@ -97,8 +97,13 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
     outputs.begin({}, recording.language());
     const SessionText text(recording.language());
     std::optional<Update> update;
-    if (arguments.update)
-        update.emplace(recording);
+    try {
+        if (arguments.update)
+            update.emplace(recording);
+    } catch (const std::runtime_error &error) {
+        fail(std::string(error.what()) +
+             "; without --update what differs is told, and nothing written");
+    }
     Cast cast(arguments);
     Replay replay(
         recording, text, arguments.order,

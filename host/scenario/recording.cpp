@@ -91,6 +91,8 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
         take_procedure(event, *callback, client_procedures());
     } else if (const JsonNode *end = node->member("end")) {
         event.exited = end->text() == "exited";
+        if (!event.exited && end->text() != "handed back")
+            throw JsonError(*end, "\"handed back\" or \"exited\" is needed here");
         for (auto [member, part] :
              {std::pair("status", &event.status.status), {"signal", &event.status.signal}})
             if (const JsonNode *given = node->member(member)) {

@@ -171,10 +171,11 @@ echo '{"steps": []}' >scenario
 sed '3s/.*/{"client":1,"call":"api_vq_no_1"},/' words >unknown
 sed 's/"answer":{/"answer":{"no":0,/' words >misfit
 sed '4s/"answer":.*/"failed":"somehow"},/' words >failure
+sed '0,/"end":"handed back"/s//"end":"back"/' words >ending
 head -1 words >header
 cat words words >doubled
 sed '5s/.*/garbage/' words >garbage
-for each in empty scenario unknown misfit failure header doubled garbage tea.json missing . /dev/null; do
+for each in empty scenario unknown misfit failure ending header doubled garbage tea.json missing . /dev/null; do
     ends 2 replay "$each" --junit report.xml
     [ "$(grep -c '<error' report.xml)" = 1 ] || fail "the report on $each is not one of an error"
     ! grep -q differs out || fail "$each is taken for a difference"
