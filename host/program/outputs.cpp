@@ -146,9 +146,8 @@ void Outputs::end()
             std::cerr << "vqhost: " << printable(arguments_.record)
                       << " was not written: nothing has happened that could be recorded"
                       << std::endl;
-        for (const std::string &each : recorder_->unused())
-            std::cerr << "vqhost: " << printable(each) << " has met nothing in this recording"
-                      << std::endl;
+        for (const std::string &each : recorder_->warnings())
+            std::cerr << "vqhost: " << printable(each) << std::endl;
         recorder_->check_place();
     }
     if (trace_) {

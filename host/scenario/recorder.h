@@ -39,8 +39,8 @@ public:
     void write(const TraceEvent &event) noexcept;
     // Completes the file, if it was begun.
     void end();
-    // Returns the options that have met nothing, such as "--scrub str1".
-    std::vector<std::string> unused() const { return redaction_.unused(); }
+    // Returns what the person has to know of what was left out or scrubbed, and was not.
+    std::vector<std::string> warnings() const { return redaction_.warnings(); }
     // Returns whether nothing has happened.
     bool empty() const { return first_; }
 

@@ -1,6 +1,7 @@
 #include "host/scenario/redaction.h"
 
 #include <algorithm>
+#include <cctype>
 
 #include "common/error.h"
 #include "common/nearest.h"
@@ -27,10 +28,26 @@ bool names(std::string_view name, std::string_view path)
                                   is_end(name.substr(behind), path.substr(behind)));
 }
 
-std::pair<std::size_t, std::size_t> key_of(std::string_view text)
+// Texts are looked up by so many bytes.
+constexpr std::size_t beginning = 2;
+// Shorter texts are parts of others by chance.
+constexpr std::size_t shortest_part = 4;
+
+// Returns whether both characters belong to one word, if they stand side by side.
+bool is_one_word(char one, char other)
 {
-    const Digest digest = digest_of(text);
-    return {digest.size, digest.hash};
+    const auto in_word = [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) || (c & 0x80);
+    };
+    return in_word(one) && in_word(other);
+}
+
+// Returns whether such a part of a text is words of it, and not the middle of one.
+bool is_of_words(std::string_view text, std::size_t from, std::size_t size)
+{
+    const std::size_t to = from + size;
+    return (from == 0 || !is_one_word(text[from - 1], text[from])) &&
+           (to == text.size() || !is_one_word(text[to - 1], text[to]));
 }
 
 enum class Use { leave_out, scrub };
@@ -164,11 +181,14 @@ public:
     {
         if (scrubbing_)
             redaction_.used_.insert(*scrubbing_);
-        const bool replaces = redaction_.texts_ == Texts::new_ones &&
-                              (scrubbing_ || redaction_.knows(text)) && !text.empty();
-        const std::string other = replaces ? redaction_.stand_in(text) : "";
+        const bool is_new = redaction_.texts_ == Texts::new_ones && !text.empty();
+        std::string other(text);
+        if (is_new && (scrubbing_ || redaction_.known_.contains(text)))
+            other = redaction_.stand_in(text);
+        else if (is_new && !redaction_.known_.empty() && !skips())
+            other = redaction_.replaced_within(text, path_);
         if (!skips())
-            out_.text(replaces ? other : text);
+            out_.text(other);
         value_is_over();
     }
     void number(std::int64_t number) override
@@ -235,8 +255,10 @@ void Redaction::write(const Shape &shape, void *message, std::string_view proced
 // blanks and slashes, so that there are as many words in it, and a path is one.
 std::string Redaction::stand_in(std::string_view text)
 {
-    const std::size_t number = known_.try_emplace(key_of(text), known_.size() + 1).first->second;
-    const std::string digits = std::to_string(number);
+    const auto [known, is_new] = known_.try_emplace(std::string(text), known_.size() + 1);
+    if (is_new && text.size() >= beginning)
+        beginnings_[std::string(text.substr(0, beginning))].push_back(known->first);
+    const std::string digits = std::to_string(known->second);
     auto digit = digits.begin();
     std::string made;
     for (const char c : text)
@@ -247,19 +269,47 @@ std::string Redaction::stand_in(std::string_view text)
     return made;
 }
 
-bool Redaction::knows(std::string_view text) const
+// Replaces what was scrubbed where it is words of this text. In the middle of a word, or where it
+// is short, it may be there by chance, and a text that is no other's stays as it is.
+std::string Redaction::replaced_within(std::string_view text, const std::string &path)
 {
-    return !known_.empty() && known_.contains(key_of(text));
+    std::string made;
+    bool remains = false;
+    for (std::size_t at = 0; at < text.size();) {
+        std::string_view found;
+        bool is_there = false;
+        if (const auto known = beginnings_.find(text.substr(at, beginning));
+            known != beginnings_.end())
+            for (const std::string_view each : known->second) {
+                if (!text.substr(at).starts_with(each))
+                    continue;
+                const bool words = is_of_words(text, at, each.size()),
+                           is_long = each.size() >= shortest_part;
+                is_there |= words || is_long;
+                if (words && is_long && each.size() > found.size())
+                    found = each;
+            }
+        remains |= is_there && found.empty();
+        made += found.empty() ? std::string(1, text[at]) : stand_in(found);
+        at += std::max<std::size_t>(found.size(), 1);
+    }
+    if (remains)
+        remaining_[path]++;
+    return made;
 }
 
-std::vector<std::string> Redaction::unused() const
+std::vector<std::string> Redaction::warnings() const
 {
     std::vector<std::string> all;
     for (const auto &[option, rules] :
          {std::pair("--leave-out ", &fields_.left_out), {"--scrub ", &fields_.scrubbed}})
         for (const std::string &each : *rules)
             if (!used_.contains(each))
-                all.push_back(option + each);
+                all.push_back(option + each + " has met nothing in this recording");
+    for (const auto &[path, count] : remaining_)
+        all.push_back("scrubbed texts remain within " + std::to_string(count) +
+                      (count == 1 ? " text of " : " texts of ") + path + "; --scrub " + path +
+                      " replaces " + (count == 1 ? "it" : "them"));
     return all;
 }
 

@@ -49,21 +49,24 @@ public:
     void write(const Shape &shape, void *message, std::string_view procedure, Sender from,
                const SessionText &text, JsonOut &out);
 
-    // Returns the options that have met nothing, such as "--scrub str1".
-    std::vector<std::string> unused() const;
+    // Returns what a person is to know: the options that have met nothing, and the fields in which
+    // scrubbed texts remain.
+    std::vector<std::string> warnings() const;
 
 private:
     class Sieve;
     using Rules = std::set<std::string, std::less<>>;
 
     std::string stand_in(std::string_view text);
-    bool knows(std::string_view text) const;
+    std::string replaced_within(std::string_view text, const std::string &path);
 
     RecordedFields fields_;
     Texts texts_;
     Rules used_;
-    // The texts that were scrubbed, in the order in which they came.
-    std::map<std::pair<std::size_t, std::size_t>, std::size_t> known_;
+    // The texts that were scrubbed, in the order in which they came, and by their beginnings.
+    std::map<std::string, std::size_t, std::less<>> known_;
+    std::map<std::string, std::vector<std::string_view>, std::less<>> beginnings_;
+    std::map<std::string, std::size_t> remaining_; // by the path, texts with some of these in them
 };
 
 } // namespace velt::host

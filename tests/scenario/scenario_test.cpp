@@ -1,6 +1,8 @@
 // Scenarios in the process of the test: what calls are answered, and what is told of those that
 // were not expected, or have not come.
 
+#include "host/json/writer.h"
+#include "host/scenario/pattern.h"
 #include "host/scenario/player.h"
 #include "host/scenario/recorder.h"
 #include "support/host_in_process.h"
@@ -139,6 +141,37 @@ TEST_F(Scenarios, ARecordingIsJson)
     JsonNode root;
     EXPECT_TRUE(parse_json(test::read("recorded"), root).empty());
     EXPECT_EQ(root.member("recorded")->members.size(), 2U);
+}
+
+TEST(Redactions, WhatIsScrubbedIsReplacedInLongerTextsOrTold)
+{
+    const SessionText text{V_language_usenglish};
+    Redaction redaction({{}, {"result"}}, Redaction::Texts::new_ones);
+    const auto written = [&](std::string_view name, const std::string &json, bool is_answer) {
+        const auto found = std::ranges::find(host_procedures(), name, &Procedure::name);
+        const MessageType &type = is_answer ? found->result : found->argument;
+        JsonNode node;
+        parse_json(json, node);
+        Message message(type);
+        fill(type, message.address(), &node, text);
+        JsonWriter out(JsonWriter::one_line);
+        const auto from = is_answer ? Redaction::Sender::host : Redaction::Sender::client;
+        redaction.write(*type.shape, message.address(), name, from, text, out);
+        return out.take();
+    };
+    for (const char *each : {"The Tea", "The Teapot", "tea"})
+        written("api_vq_get_string_1", std::string(R"({"result": ")") + each + "\"}", true);
+    EXPECT_EQ(written("api_vq_alert_1", R"({"str1": "The Teapot, The Tea: ate"})", false),
+              R"({"str1":"2xx xxxxxx, 1xx xxx: ate","int2":0})");
+    EXPECT_TRUE(redaction.warnings().empty());
+    for (const char *each : {"The Teas", "a tea"}) {
+        const std::string said = std::string(R"({"str1":")") + each + R"(","int2":0})";
+        EXPECT_EQ(written("api_vq_alert_1", said, false), said);
+    }
+    ASSERT_EQ(redaction.warnings().size(), 1U);
+    EXPECT_EQ(redaction.warnings()[0],
+              "scrubbed texts remain within 2 texts of api_vq_alert_1.str1; "
+              "--scrub api_vq_alert_1.str1 replaces them");
 }
 
 TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)

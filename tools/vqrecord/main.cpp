@@ -186,8 +186,8 @@ public:
             recorder_->end();
         if (recorder_->empty())
             std::cerr << "vqrecord: the recording was not written: nothing has happened\n";
-        for (const std::string &each : recorder_->unused())
-            std::cerr << "vqrecord: " << printable(each) << " has met nothing in this recording\n";
+        for (const std::string &each : recorder_->warnings())
+            std::cerr << "vqrecord: " << printable(each) << '\n';
         recorder_->check();
         recorder_->check_place();
         if (trace_) {
