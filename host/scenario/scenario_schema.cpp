@@ -130,9 +130,8 @@ std::string scenario_schema()
                {"nth", number(1, UINT32_MAX)},
                {"delay", {{"type", "number"}, {"minimum", 0}, {"maximum", 86400}}},
                // What is sent before an answer begins no turn of the client.
-               {"before",
-                list({{"allOf", {reference("hostCall")}},
-                      {"properties", {{"steps", false}, {"end", false}}}})},
+               {"before", list({{"allOf", {reference("hostCall")}},
+                                {"properties", {{"steps", false}, {"end", false}}}})},
                {"in", host_calls},
                {"after", host_calls},
                {"answer", Json::object()}});
