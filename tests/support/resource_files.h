@@ -53,16 +53,9 @@ protected:
         VdeInstance = nullptr;
     }
 
-    // V_SrInit, then the release of the strings that it has replaced, which it leaves alone.
     static IntT init(const char *name, const char *language = "usenglish")
     {
-        const VdeInstanceT old = VdeInstance != nullptr ? *VdeInstance : VdeInstanceT{};
-        const IntT result = V_SrInit(name, language);
-        if (VdeInstance != nullptr && VdeInstance->srIndex != old.srIndex) {
-            V_Free(old.srIndex);
-            V_Free(old.srPool);
-        }
-        return result;
+        return V_SrInit(name, language);
     }
     static IntT load(const std::string &content)
     {

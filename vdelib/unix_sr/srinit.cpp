@@ -112,6 +112,15 @@ private:
     SrBlock<VdeSrIndexT *[]> sorted;
 };
 
+// Tables that others have replaced. They are not released, because the client may still hold their
+// strings; they can be reached from here, so that nobody takes them for lost memory.
+struct Replaced {
+    Replaced *before;
+    VdeSrIndexT *index;
+    UCharT *pool;
+};
+[[gnu::used]] Replaced *replaced;
+
 IntT load(FILE *stream, const Path &path)
 {
     constexpr const char *no_memory = "%s: not enough memory";
@@ -149,7 +158,13 @@ IntT load(FILE *stream, const Path &path)
     }
     if (!pool.shrink())
         return refuse(no_memory, path);
-    // An earlier table is not released, because the client may still hold its strings.
+    if (VdeInstance->srPool) {
+        auto *const earlier = static_cast<Replaced *>(V_Alloc(sizeof(Replaced), 0));
+        if (!earlier)
+            return refuse(no_memory, path);
+        *earlier = {replaced, VdeInstance->srIndex, VdeInstance->srPool};
+        replaced = earlier;
+    }
     VdeInstance->srIndex = index.entries.release();
     VdeInstance->srCount = index.count;
     VdeInstance->srPool = pool.release();

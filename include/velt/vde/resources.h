@@ -46,8 +46,8 @@ IntT VdeUiScanLabel(FILE *stream, UIntT fileFlags, IntT lineEnd, IntT size, Stri
  * that HOME and VQHOME name (the root, when they are set and empty),
  * "vqinit/LANGUAGE/APIArea/resources/NAME.sre" with the whole name and with what follows its last
  * "/". A path of more than 1023 bytes is passed over. 0, or -1 when there is no file, it is damaged
- * or memory runs out: the strings loaded before stay then; otherwise they are replaced, but not
- * released. The language is that of the last file found, damaged or not. */
+ * or memory runs out: the strings loaded before stay then; otherwise they are replaced, and kept
+ * until the process ends. The language is that of the last file found, damaged or not. */
 IntT V_SrInit(const char *name, const char *language);
 /* Tells in one line for a person why the last V_SrInit failed, and for which file; empty when it
  * succeeded. Valid until the next V_SrInit. */
