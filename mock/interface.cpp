@@ -95,21 +95,23 @@ try {
     return otherwise;
 }
 
-// For an action that succeeds unless it throws.
-template <class Action>
-IntT status_of(Action action)
-{
-    return with_mock<IntT>(-1, [&] {
-        action();
-        return 0;
-    });
-}
-
-// For one that tells.
+// For an action that tells whether it has succeeded; what counts a failure has not.
 template <class Action>
 IntT success_of(Action action)
 {
-    return with_mock<IntT>(-1, [&] { return action() ? 0 : -1; });
+    return with_mock<IntT>(-1, [&] {
+        const IntT before = failures().count();
+        return action() && failures().count() == before ? 0 : -1;
+    });
+}
+
+template <class Action>
+IntT status_of(Action action)
+{
+    return success_of([&] {
+        action();
+        return true;
+    });
 }
 
 template <class Action>

@@ -89,8 +89,9 @@ IntT V_MockReply(const char *words);
 
 /* The host calls the client: its callback runs, and what the host has to do then as well, such as
  * the calls that a scenario makes "after" an answer. Return 0 when the client has handed control
- * back, else -1: it holds control already, has ended, or its connection has. A client that bails
- * out in a callback hands control back and ends then. Texts may be null. */
+ * back and no failure was counted, else -1: so when it holds control already, has ended, or its
+ * connection has. A client that bails out in a callback hands control back and ends then. Texts may
+ * be null. */
 IntT V_MockInitialize(IntT initCode);
 IntT V_MockCommand(IntT command);
 IntT V_MockNotify(IntT notification, V_ObjHandleT object, const char *text, IntT number);
