@@ -37,10 +37,16 @@ void Nearest::consider(std::string_view name)
     }
 }
 
-std::string Nearest::hint() const
+std::string Nearest::name() const
 {
     // Names that share less than two thirds are not what was meant.
-    return distance_ <= wanted_.size() / 3 + 1 ? "; do you mean " + in_quotes(found_) + "?" : "";
+    return distance_ <= wanted_.size() / 3 + 1 ? std::string(found_) : "";
+}
+
+std::string Nearest::hint() const
+{
+    const std::string meant = name();
+    return meant.empty() ? "" : "; do you mean " + in_quotes(meant) + "?";
 }
 
 } // namespace velt

@@ -19,6 +19,8 @@ class Nearest
 public:
     explicit Nearest(std::string_view wanted) : wanted_(wanted) {}
     void consider(std::string_view name);
+    // Returns that name; an empty one when none is near.
+    std::string name() const;
     // Returns "; do you mean "NAME"?", or nothing when no name is near.
     std::string hint() const;
 

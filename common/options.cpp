@@ -2,10 +2,12 @@
 
 #include <getopt.h>
 
+#include <algorithm>
 #include <set>
 
 #include "common/error.h"
 #include "common/nearest.h"
+#include "common/printable.h"
 
 namespace velt
 {
@@ -30,15 +32,31 @@ namespace
 
 [[noreturn]] void refuse_unknown(const std::string &word, const std::vector<Option> &options)
 {
-    const std::string name = word.substr(0, word.find('='));
-    std::vector<std::string> names;
-    for (const Option &each : options)
-        names.push_back(shown(each));
-    Nearest nearest(name);
-    for (const std::string &each : names)
-        nearest.consider(each);
+    const std::string given = word.substr(0, word.find('='));
+    std::string hint;
     // All letters are near to each other.
-    misuse(word + ": unknown option" + (name.starts_with("--") ? nearest.hint() : ""));
+    if (given.starts_with("--")) {
+        std::vector<std::string> names;
+        for (const Option &each : options)
+            if (each.name)
+                names.emplace_back(each.name);
+        const std::string name = given.substr(2);
+        Nearest nearest(name);
+        for (const std::string &each : names)
+            nearest.consider(each);
+        const auto begun = std::ranges::find_if(
+            names, [&](const std::string &each) { return each.starts_with(name); });
+        const std::string meant = begun != names.end() ? *begun : nearest.name();
+        hint = meant.empty() ? "" : "; do you mean " + in_quotes("--" + meant) + "?";
+    }
+    misuse(word + ": unknown option" + hint);
+}
+
+// Returns the word of the long option that getopt has just found.
+std::string word_of_option(char **argv)
+{
+    const bool has_word_as_value = optarg && optarg == argv[optind - 1];
+    return argv[optind - (has_word_as_value ? 2 : 1)];
 }
 
 } // namespace
@@ -70,8 +88,8 @@ std::vector<std::string> parse_options(int argc, char **argv, const std::vector<
     std::set<const Option *> given;
     opterr = 0;
     optind = 1;
-    for (int found;
-         (found = getopt_long(argc, argv, letters.c_str(), names.data(), nullptr)) != -1;) {
+    for (int found, at = -1;
+         (found = getopt_long(argc, argv, letters.c_str(), names.data(), &at)) != -1; at = -1) {
         const Option *option = by_code(found == ':' || found == '?' ? optopt : found);
         if (found == ':')
             misuse(shown(*option) + ": its value is missing");
@@ -82,6 +100,11 @@ std::vector<std::string> parse_options(int argc, char **argv, const std::vector<
             refuse_unknown(optopt ? std::string("-") + static_cast<char>(optopt)
                                   : std::string(argv[optind - 1]),
                            options);
+        // The beginning of a name is none: it would come to mean something else with a new option.
+        if (at >= 0)
+            if (const std::string word = word_of_option(argv);
+                word.substr(2, word.find('=') - 2) != names[static_cast<std::size_t>(at)].name)
+                refuse_unknown(word, options);
         // An empty value is rejected: it usually comes from a script's unset variable.
         if (option->takes != Option::value_or_empty && optarg && *optarg == '\0')
             misuse(shown(*option) + ": its value is empty");

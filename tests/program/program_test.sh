@@ -101,8 +101,10 @@ on_fresh_book 1 "${with[@]}" "choose Nothing"
 on_fresh_book 2 --no-such-option
 on_fresh_book 2 --script
 wrote err "--script: its value is missing"
-on_fresh_book 2 --language deutsch --lang=deutsch
+on_fresh_book 2 --language deutsch --language=deutsch
 wrote err "--language is given twice"
+on_fresh_book 2 --lang deutsch
+wrote err 'do you mean "--language"?'
 on_fresh_book 2 -junit report
 wrote err "-j: unknown option"
 on_fresh_book 2 --debug=3
