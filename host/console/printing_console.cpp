@@ -94,6 +94,16 @@ Reply PrintingConsole::read(const Question &question, const std::string &words) 
     return reply;
 }
 
+std::vector<Prepared> read_answers(std::string_view words, int position)
+{
+    std::vector<Prepared> answers;
+    for (words = trimmed(words); !words.empty();) {
+        const bool quoted = words.starts_with('"');
+        answers.push_back({take_word(words), quoted, position});
+    }
+    return answers;
+}
+
 void PrintingConsole::prepare(std::vector<Prepared> more)
 {
     for (std::size_t i = 0; i < more.size(); i++) {

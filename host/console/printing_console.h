@@ -23,6 +23,9 @@ struct Prepared {
     std::size_t behind = 0; // and how many of these follow it
 };
 
+// Reads answers that stand one to a word. Throws Error for a quote that is not closed.
+std::vector<Prepared> read_answers(std::string_view words, int position = 0);
+
 // The person at a terminal, who may be typing a command while clients work.
 class Person
 {

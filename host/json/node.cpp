@@ -10,6 +10,7 @@
 
 #include "common/charset.h"
 #include "common/nearest.h"
+#include "common/words.h"
 
 namespace velt::host
 {
@@ -248,15 +249,23 @@ void JsonNode::need(Type wanted) const
 }
 
 void expect_names(const JsonNode &node, std::span<const std::string_view> names,
-                  std::vector<JsonError> &problems)
+                  std::vector<JsonError> &problems, const WhyNot &why_not)
 {
     for (const auto &[name, value] : node.members) {
         if (std::ranges::find(names, name) != names.end())
             continue;
+        if (const std::string reason = why_not ? why_not(name) : ""; !reason.empty()) {
+            problems.emplace_back(value, reason);
+            continue;
+        }
         Nearest nearest(name);
         for (const std::string_view each : names)
             nearest.consider(each);
-        problems.emplace_back(value, "unknown name " + in_quotes(name) + nearest.hint());
+        const std::string hint = nearest.hint();
+        problems.emplace_back(
+            value,
+            "unknown name " + in_quotes(name) +
+                (hint.empty() ? "; there are: " + joined({names.begin(), names.end()}) : hint));
     }
 }
 

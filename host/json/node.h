@@ -70,9 +70,11 @@ bool attempt(std::vector<JsonError> &problems, Action action)
     return problems.size() == before;
 }
 
-// Adds a problem for each member of an object that has none of these names.
+// Adds a problem for each member of an object that has none of these names: why not, which is empty
+// for a name that is unknown.
+using WhyNot = std::function<std::string(std::string_view name)>;
 void expect_names(const JsonNode &node, std::span<const std::string_view> names,
-                  std::vector<JsonError> &problems);
+                  std::vector<JsonError> &problems, const WhyNot &why_not = {});
 
 // Parses a text into the root. Throws JsonError if the text is no JSON. Returns a list of the
 // mistakes in spite of which it can be read, such as a name that stands twice in an object.

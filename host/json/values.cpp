@@ -17,45 +17,29 @@ void *element(const Shape &list, void *first, std::size_t index)
     return static_cast<std::byte *>(first) + index * list.element->size;
 }
 
-bool contains(const std::vector<std::string_view> &names, std::string_view name)
+// Returns the condition on which a structure has a field that it does not have as it is; empty for
+// one that it never has.
+std::string when_there(const Shape &shape, void *structure, std::string_view wanted)
 {
-    return std::ranges::find(names, name) != names.end();
-}
-
-std::vector<std::string_view> names_of_fields(const Shape &structure, void *value)
-{
-    std::vector<std::string_view> names;
-    structure.each_field(
-        value, [&](const char *name, const Shape &, void *) { names.emplace_back(name); });
-    return names;
-}
-
-// Returns why a structure has no field of this name, if it is for what its union is; else an empty
-// text.
-std::string misfit_of_union(const Shape &structure, void *value, std::string_view wanted)
-{
-    constexpr std::int64_t most_tags = 64;
-    const std::vector<std::string_view> there = names_of_fields(structure, value);
-    std::string misfit;
-    structure.each_field(value, [&](const char *tag_name, const Shape &tag, void *place) {
-        if (tag.kind != Shape::number || !misfit.empty())
+    constexpr std::int64_t most = 99; // no kind of value has a greater number
+    std::string when;
+    shape.each_field(structure, [&](const char *key, const Shape &of, void *field) {
+        if (of.kind != Shape::number || !when.empty())
             return;
-        const std::int64_t is = tag.get(place);
-        std::vector<std::string_view> others;
-        for (std::int64_t i = 0; i <= most_tags && !contains(others, wanted); i++) {
-            tag.set(place, i);
-            others = names_of_fields(structure, value);
+        const std::int64_t is = of.get(field);
+        // What is no kind of value comes last.
+        for (std::int64_t i = 1; i <= most + 1 && when.empty(); i++) {
+            const std::int64_t number = i % (most + 1);
+            of.set(field, number);
+            shape.each_field(structure, [&](const char *name, const Shape &, void *) {
+                if (name == wanted)
+                    when = in_quotes(wanted) + " is there when " + in_quotes(key) + " is " +
+                           std::to_string(number) + ", and not when it is " + std::to_string(is);
+            });
         }
-        tag.set(place, is);
-        if (!contains(others, wanted))
-            return;
-        misfit = in_quotes(wanted) + " does not go with " + in_quotes(tag_name) + " " +
-                 std::to_string(is);
-        for (const std::string_view each : there)
-            if (!contains(others, each))
-                misfit += ", which takes " + in_quotes(each);
+        of.set(field, is);
     });
-    return misfit;
+    return when;
 }
 
 } // namespace
@@ -136,15 +120,8 @@ void read_value(const Shape &shape, void *value, const JsonNode &node, const Fro
             else if (missing == Missing::refused)
                 problems.emplace_back(node, std::string("\"") + name + "\" is missing");
         });
-        for (const auto &[name, part] : node.members) {
-            if (contains(names, name))
-                continue;
-            if (const std::string misfit = misfit_of_union(shape, value, name); !misfit.empty()) {
-                problems.emplace_back(part, misfit);
-                names.push_back(name);
-            }
-        }
-        return expect_names(node, names, problems);
+        return expect_names(node, names, problems,
+                            [&](std::string_view name) { return when_there(shape, value, name); });
     }
     }
 }

@@ -12,11 +12,7 @@ using std::chrono::milliseconds;
 
 void Commands::answer(std::string_view rest)
 {
-    std::vector<Prepared> answers;
-    while (!rest.empty()) {
-        const bool quoted = rest.starts_with('"');
-        answers.push_back({take_word(rest), quoted, here_.number});
-    }
+    std::vector<Prepared> answers = read_answers(rest, here_.number);
     if (answers.empty())
         misuse_of("answer");
     s_.console.prepare(std::move(answers));

@@ -126,7 +126,7 @@ TEST(BookText, MistakesNameTheirPlace)
         {"{\"title\": 1,\n \"components\": [{\"name\": 2, \"x\": 3}, {\"name\": 4}]}",
          "book:1:11: title: a text in quotes is needed here\n"
          "book:2:26: components[0].name: a text in quotes is needed here\n"
-         "book:2:34: components[0].x: unknown name \"x\"\n"
+         "book:2:34: components[0].x: unknown name \"x\"; there are: name, file, properties\n"
          "book:2:47: components[1].name: a text in quotes is needed here"},
     };
     for (const auto &[text, message] : mistakes) {

@@ -34,6 +34,7 @@ std::span<const StructureRow> structure_types()
 #define V_CASE_OPTIONAL(tag, type, member) {for_tag, #type " *", #member, #tag, tag},
 #define V_SAME_CASE(tag, type, member)
 #define V_OTHER_CASES(type, member) {otherwise, #type, #member},
+#include "velt/tables/callbacks.def"
 #include "velt/tables/records.def"
 #include "velt/tables/values.def"
 #undef V_KEEP_MACROS

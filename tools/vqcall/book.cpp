@@ -2,8 +2,8 @@
 
 #include <iostream>
 
+#include "common/printable.h"
 #include "host/answers/responder.h"
-#include "host/console/printing_console.h"
 #include "tools/vqcall/partners.h"
 
 namespace velt::call
@@ -23,8 +23,7 @@ public:
         documents_.set_book(book_, file_);
         documents_.ask = [this](const Question &question) { return host_.ask(question); };
         console_.text.emplace(model_.language());
-        for (const std::string &each : options.answers)
-            console_.prepare({{.words = each}});
+        console_.prepare(options.answers);
         if (!options.words.empty())
             spelling_.read(options.words, model_.language());
         documents_.announcer.set_host(&host_);
@@ -49,7 +48,8 @@ public:
     void check_asked() const override
     {
         if (!console_.answers.empty())
-            fail("the call has not asked for the answer " + console_.answers.front().words);
+            fail("the call has not asked for the answer " +
+                 in_quotes(console_.answers.front().words));
     }
 
     void save() override

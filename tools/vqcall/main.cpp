@@ -36,8 +36,8 @@ or a structure is JSON. The answer is written in the same form.
 
   --book FILE          let the model of the reference host answer, on this book
   --save               save the book and its documents after a call that is not refused
-  --answer WORDS       the answer to the next question that the call asks; once more
-                       for another
+  --answer WORDS       the answers to the next questions that the call asks, one to a
+                       word: '"in two words"', 7, cancel
   --language NAME      the session's language, whatever the book says
   --words FILE         check spelling by this word list
   --session PROGRAM[@HOST]  let the host of a running session answer; "session", a
@@ -64,7 +64,13 @@ std::vector<Option> options_into(Arguments &arguments)
     return {Option::into(0, "book", arguments.book.path),
             Option::flag(0, "save", arguments.save),
             {0, "answer", Option::value_or_empty,
-             [&](const std::string &words) { arguments.book.answers.push_back(words); }, true},
+             [&](const std::string &words) {
+                 // An empty word is an empty text.
+                 const std::string all = words.empty() ? "\"\"" : words;
+                 for (const host::Prepared &each : host::read_answers(all))
+                     arguments.book.answers.push_back(each);
+             },
+             true},
             Option::into(0, "language", arguments.book.language, language_names()),
             Option::into(0, "words", arguments.book.words),
             Option::into(0, "session", arguments.session),
@@ -168,9 +174,13 @@ ExitCode make_call(std::vector<std::string> words, const Arguments &arguments)
         misuse("name the procedure to call; vqcall list has them all");
     const call::ProcedureFacts &facts = call::find_procedure(words[0]);
     words.erase(words.begin());
+    if (facts.is_callback)
+        misuse(std::string(facts.procedure->name) +
+               " is a client's, which the host calls; vqcall calls the host");
     const bool on_book = !arguments.book.path.empty();
     if (on_book == !arguments.session.empty())
-        misuse("name who is to answer, by --book or by --session");
+        misuse(on_book ? "one host answers, that of --book or that of --session"
+                       : "name who is to answer, by --book or by --session");
     if (!on_book && (arguments.save || !arguments.book.answers.empty() ||
                      !arguments.book.language.empty() || !arguments.book.words.empty()))
         misuse("--save, --answer, --language and --words go with --book");
@@ -207,7 +217,7 @@ std::vector<std::string> next_words(const std::vector<std::string> &before)
     if (before.empty())
         return {"list", "describe", "call"};
     if (before.size() == 1)
-        return call::procedure_names();
+        return call::procedure_names(before[0] != "call");
     if (before[0] != "call")
         return {};
     return call::field_paths(call::find_procedure(before[1]).argument);
@@ -216,12 +226,21 @@ std::vector<std::string> next_words(const std::vector<std::string> &before)
 ExitCode run(int argc, char **argv)
 {
     Arguments arguments;
-    auto words = parse_options(program, argc, argv, options_into(arguments), next_words);
+    std::string given;
+    auto options = options_into(arguments);
+    for (Option &each : options)
+        each.take = [&given, name = shown(each), take = each.take](const std::string &value) {
+            given = name;
+            take(value);
+        };
+    auto words = parse_options(program, argc, argv, options, next_words);
     const std::string verb = words.empty() ? "" : words[0];
     if (!words.empty())
         words.erase(words.begin());
     if (verb == "call")
         return make_call(std::move(words), arguments);
+    if (!given.empty() && (verb == "list" || verb == "describe"))
+        misuse(verb + " takes no options; " + given + " is one of call");
     if (verb == "list" && words.size() <= 1) {
         show(call::list(words.empty() ? "" : words[0]));
         return done;

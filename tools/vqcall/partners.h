@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/console/printing_console.h"
 #include "host/values/text.h"
 #include "host/wire/catalogue.h"
 
@@ -30,7 +31,7 @@ public:
 // How a book of one's own is opened, and who answers its questions.
 struct BookOptions {
     std::string path, language, words;
-    std::vector<std::string> answers; // to the questions that the call asks, in their order
+    std::vector<host::Prepared> answers; // to the questions that the call asks, in their order
 };
 
 std::unique_ptr<Partner> open_book(const BookOptions &options);

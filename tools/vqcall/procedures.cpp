@@ -41,6 +41,36 @@ std::string names_of_users(std::string_view stub)
     return names.empty() ? "(its stub alone)" : joined(names);
 }
 
+// Returns what the name has of its own.
+std::string_view distinct(std::string_view name)
+{
+    for (const std::string_view before : {"V_Api", "api_vq_", "vq_api_"})
+        if (name.starts_with(before))
+            return name.substr(before.size());
+    return name;
+}
+
+// Returns what helps with a name that no procedure and no call has.
+std::string hint_of(const std::string &wanted)
+{
+    // A name that goes on behind one that there is may well mean that.
+    constexpr std::size_t gone_on = 2;
+    const std::string_view own = distinct(wanted);
+    std::string nearest;
+    std::size_t least = own.size() / 3 + 2;
+    for (const std::string &each : procedure_names(true)) {
+        const std::size_t whole = edit_distance(own, distinct(each));
+        const std::size_t distance = wanted.starts_with(each) ? std::min(whole, gone_on) : whole;
+        if (distance < least ||
+            (distance == least && each.size() > nearest.size() && wanted.starts_with(each))) {
+            least = distance;
+            nearest = each;
+        }
+    }
+    return nearest.empty() ? "; vqcall list has them all"
+                           : "; do you mean " + in_quotes(nearest) + "?";
+}
+
 struct Line {
     std::string name, type, note;
 };
@@ -79,11 +109,14 @@ std::span<const ProcedureFacts> procedures()
 {
     static const std::vector<ProcedureFacts> all = [] {
         std::vector<ProcedureFacts> rows = {
-#define V_PROCEDURE(number, stub, argument, result) {nullptr, #argument, #result, false},
+#define V_PROCEDURE(number, stub, argument, result) {nullptr, #argument, #result},
 #include "velt/tables/procedures.def"
+#define V_CALLBACK(number, handler, argument) {nullptr, #argument, "void", false, true},
+#include "velt/tables/callbacks.def"
         };
+        const auto of_host = host::host_procedures(), of_client = host::client_procedures();
         for (std::size_t i = 0; i < rows.size(); i++) {
-            rows[i].procedure = &host::host_procedures()[i];
+            rows[i].procedure = i < of_host.size() ? &of_host[i] : &of_client[i - of_host.size()];
             rows[i].is_modelled =
                 std::ranges::find(modelled, rows[i].procedure->name) != std::end(modelled);
         }
@@ -105,31 +138,28 @@ const ProcedureFacts &find_procedure(const std::string &name)
     std::vector<const ProcedureFacts *> found;
     for (const ProcedureFacts &each : procedures()) {
         const auto has_name = [&](const User &user) { return user.name == name; };
-        if (each.procedure->name == name || std::to_string(each.procedure->number) == name)
+        if (each.procedure->name == name ||
+            (!each.is_callback && std::to_string(each.procedure->number) == name))
             return each;
         if (std::ranges::any_of(users_of(each.procedure->name), has_name))
             found.push_back(&each);
     }
     if (found.size() == 1)
         return *found[0];
-    if (found.empty()) {
-        Nearest nearest(name);
-        const auto names = procedure_names();
-        for (const std::string &each : names)
-            nearest.consider(each);
-        misuse("there is no procedure " + in_quotes(name) + nearest.hint());
-    }
+    if (found.empty())
+        misuse("there is no procedure " + in_quotes(name) + hint_of(name));
     std::vector<std::string> stubs;
     for (const ProcedureFacts *each : found)
         stubs.emplace_back(each->procedure->name);
     misuse(name + " uses several procedures; name one: " + joined(stubs));
 }
 
-std::vector<std::string> procedure_names()
+std::vector<std::string> procedure_names(bool with_callbacks)
 {
     std::vector<std::string> names;
     for (const ProcedureFacts &each : procedures())
-        names.emplace_back(each.procedure->name);
+        if (with_callbacks || !each.is_callback)
+            names.emplace_back(each.procedure->name);
     for (const User &each : users)
         names.emplace_back(each.name);
     return names;
@@ -151,7 +181,9 @@ std::string list(const std::string &pattern)
         const auto all = users_of(stub);
         if (matches(stub) || std::ranges::any_of(all, matches, &User::name))
             text += std::to_string(each.procedure->number) + std::string(gap, ' ') +
-                    padded(std::string(stub), width) + names_of_users(stub) + '\n';
+                    padded(std::string(stub), width) +
+                    (each.is_callback ? "(a client's: the host calls it)" : names_of_users(stub)) +
+                    '\n';
     }
     if (text.empty())
         fail("no procedure or call has a name like " + in_quotes(pattern) +
@@ -161,8 +193,14 @@ std::string list(const std::string &pattern)
 
 std::string describe(const ProcedureFacts &of)
 {
-    const std::string stub(of.procedure->name);
-    std::string text = stub + ", procedure " + std::to_string(of.procedure->number) +
+    const std::string stub(of.procedure->name), number = std::to_string(of.procedure->number);
+    if (of.is_callback)
+        return stub + ", procedure " + number + " of the clients, which the host calls\n\n" +
+               layout("Argument", of.argument) + layout("Result", of.result) +
+               "Example   {\"callback\": \"" + stub + "\"" +
+               (of.argument == "void" ? "" : ", \"arguments\": " + example(of.argument)) +
+               "}, in a scenario\n";
+    std::string text = stub + ", procedure " + number +
                        (of.is_modelled ? "" : "; the reference host does not support it") + "\n\n";
     for (const User &each : users_of(stub))
         text += "Call      " +
@@ -171,9 +209,11 @@ std::string describe(const ProcedureFacts &of)
     text +=
         layout("Argument", of.argument) + layout("Result", of.result) + "Example   vqcall call ";
     text += stub + " --book BOOK.json";
-    for (const std::string &word : example_words(of.argument))
+    const auto words = example_words(of.argument);
+    for (const std::string &word : words)
         text += " " + word;
-    return text + '\n';
+    return text +
+           (words.empty() ? "\n" : "\n          with values of your own in place of these\n");
 }
 
 } // namespace velt::call
