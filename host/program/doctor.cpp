@@ -95,20 +95,17 @@ Finding check_session_mapper()
 }
 
 // Returns whether a directory in which resources are looked for is one.
-Finding check_root(const char *variable, const char *unset)
+Finding check_root(const std::string &root)
 {
-    const char *const value = std::getenv(variable);
-    if (!value)
-        return {true, unset};
-    if (!*value)
-        return {false, "is empty, by which the root directory is meant"};
-    return {is_folder(value),
-            std::string("is ") + value + (is_folder(value) ? "" : ", which is no directory")};
+    return {is_folder(root), "is " + root + (is_folder(root) ? "" : ", which is no directory")};
 }
 
 Finding check_home()
 {
-    return check_root("HOME", "is not set; no resources are looked for there");
+    const char *const home = std::getenv("HOME");
+    return !home   ? Finding{true, "is not set; no resources are looked for there"}
+           : *home ? check_root(home)
+                   : Finding{false, "is empty, by which the root directory is meant"};
 }
 
 // Visits the files of string resources that clients find below a directory.
@@ -126,10 +123,12 @@ void each_resource(const fs::path &root, Visit visit)
 // A client that is installed has no labels where VQHOME names a directory that lacks them.
 Finding check_vqhome()
 {
-    Finding found = check_root("VQHOME", "is not set; an installed vqhost sets it for clients");
     const std::string home = value_of("VQHOME"), installed = installed_home();
+    if (home.empty())
+        return {true, "is not set, or empty; an installed vqhost sets it for clients"};
+    Finding found = check_root(home);
     std::string hidden;
-    if (found.well && !home.empty())
+    if (found.well)
         each_resource(installed, [&](const fs::path &file) {
             const fs::path place = file.lexically_relative(installed);
             if (!fs::exists(fs::path(home) / place) &&
@@ -269,14 +268,19 @@ Finding check_unicode()
                                                             {VdeEncBig5, "Big5"},
                                                             {VdeEncGbEuc, "GB EUC"}};
     const std::string named = value_of("VQHOME"), home = named.empty() ? installed_home() : named;
+    const std::string folder = home + "/unicode";
+    // The host itself needs none, and a client's own directory for labels has none.
+    if (!is_folder(folder))
+        return {true,
+                "there is no " + folder + ", which clients that convert East Asian text need"};
     V_FdeInitUnicode(home.c_str());
     for (const auto &[encoding, name] : encodings) {
         UIntT *const text = VdeTextEncStringToLString("a", encoding);
         V_Free(text);
         if (!text)
-            return {false, std::string("there is none of ") + name + " in " + home + "/unicode"};
+            return {false, std::string(name) + "'s is missing or damaged in " + folder};
     }
-    return {true, "all are in " + home + "/unicode"};
+    return {true, "all are in " + folder};
 }
 
 // Looks where the linker of programs does, and beside this program.
@@ -289,7 +293,9 @@ Finding check_libraries()
         void *const library = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
         if (!library) {
             const std::string reason = dlerror();
-            if (reason.find(VELT_API_SONAME ": cannot open") == reason.npos)
+            // A link that leads nowhere is no missing library.
+            const bool is_link = path != VELT_API_SONAME && fs::is_symlink(path);
+            if (is_link || reason.find(VELT_API_SONAME ": cannot open") == reason.npos)
                 return {false, reason};
             continue;
         }
@@ -328,7 +334,7 @@ constexpr Check all_checks[] = {
     {"temporary folder", check_temporary_folder, "set TMPDIR to a directory that you may write"},
     {"string resources", check_resources,
      "install the clients, or set VQHOME to the directory that has their vqinit/"},
-    {"Unicode tables", check_unicode, "vqucod make $VQHOME/unicode"},
+    {"Unicode tables", check_unicode, "\"vqucod make\" makes all anew in that directory"},
     {"libraries", check_libraries, "install one version, and unset LD_LIBRARY_PATH"},
 };
 
@@ -359,6 +365,8 @@ bool examine()
         if (each.find == check_vqhome)
             default_home();
     }
+    if (!std::cout)
+        fail("what it printed could not be written");
     return well;
 }
 

@@ -35,7 +35,7 @@ done
 TMPDIR=/proc/none examine "temporary folder,"
 HOME=$work/none examine HOME,
 HOME='' examine HOME,
-VQHOME=$work/none examine "VQHOME,string resources,Unicode tables,"
+VQHOME=$work/none examine "VQHOME,string resources,"
 wrote out "unset VQHOME"
 
 # One that lacks what is installed, from where this host would be run.
@@ -50,6 +50,7 @@ program=("$work/there/bin/vqhost")
 examine ""
 VQHOME=$work/other examine VQHOME,
 wrote out "hides what is installed in $work/there/share/velt: vqinit/"
+VQHOME='' examine "" # as if not set
 program=("${this[@]}")
 
 # Files that are there, but damaged.
@@ -61,7 +62,7 @@ examine "string resources,"
 truncate -s 100 home/unicode/*BIG5*
 mkdir vqinit
 examine "string resources,Unicode tables,"
-wrote out "none of Big5"
+wrote out "Big5's is missing or damaged in $work/home/unicode; \"vqucod make\""
 cp -r "$2/vqinit" home
 cp "$3"/unicode/* home/unicode
 
@@ -87,4 +88,5 @@ else
 fi
 
 run 2 doctor now
+[[ $("${program[@]}" doctor 2>&1 >/dev/full) == *"could not be written" ]] || fail "what is not written is not told"
 finish
