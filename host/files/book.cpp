@@ -25,9 +25,10 @@ public:
 
 private:
     void session(const JsonNode &root, IntT language);
+    void dialog_encoding(const JsonNode &root);
     void properties(const JsonNode &node, UIntT doc, UIntT id);
     void component(const JsonNode &node, UIntT book);
-    UIntT selected(const JsonNode &node, UIntT book);
+    void select(const JsonNode &node, UIntT book, bool is_sound, std::size_t count);
 
     std::unordered_set<std::string> names_; // the names of the components read so far
 };
@@ -62,24 +63,28 @@ void BookReader::component(const JsonNode &node, UIntT book)
     attempt(problems_, [&] { properties(node, book, id); });
 }
 
-// Returns the component that the node gives by name, or by position from 1, since not every
-// component has a name.
-UIntT BookReader::selected(const JsonNode &node, UIntT book)
+// Selects the component that the node gives by name, or by position from 1, since not every
+// component has a name. Where there was a mistake in a component, it may be that one.
+void BookReader::select(const JsonNode &node, UIntT book, bool is_sound, std::size_t count)
 {
     if (node.is_text()) {
-        if (const Object *found = model_.find(book, object_type::component, text(node)))
-            return found->id;
-        throw JsonError(node, "no component has this name");
+        const Object *found = model_.find(book, object_type::component, text(node));
+        if (!found && is_sound)
+            throw JsonError(node, "no component has this name");
+        if (found)
+            model_.select(book, found->id);
+        return;
     }
-    const auto components = model_.components(book);
     IntT position = 0;
     decode(position, node);
-    if (position < 1 || static_cast<std::size_t>(position) > components.size())
+    if (position < 1 || static_cast<std::size_t>(position) > count)
         throw JsonError(node, "no component has this number");
-    return components[static_cast<std::size_t>(position - 1)];
+    if (is_sound)
+        model_.select(book, model_.components(book)[static_cast<std::size_t>(position - 1)]);
 }
 
-// Sets the session's language, without which no text can be read.
+// Sets the session's language. Without one, texts are read as they stand, to find the other
+// mistakes.
 void BookReader::session(const JsonNode &root, IntT language)
 {
     if (const JsonNode *named = root.member("language")) {
@@ -87,12 +92,17 @@ void BookReader::session(const JsonNode &root, IntT language)
         try {
             language = language != V_language_none ? language : language_number(name);
         } catch (const std::runtime_error &error) {
-            throw JsonError(*named, error.what());
+            problems_.emplace_back(*named, error.what());
+            return;
         }
     }
     language = language != V_language_none ? language : V_language_usenglish;
     model_.set_language(language);
     session_.emplace(language);
+}
+
+void BookReader::dialog_encoding(const JsonNode &root)
+{
 
     const JsonNode *encoding = root.member("dialogEncoding");
     attempt(problems_, [&] {
@@ -117,7 +127,8 @@ UIntT BookReader::book(const JsonNode &root, IntT language)
         throw JsonError(root, "it is a document, which the command \"open\" opens, and no book");
     need_object(root,
                 {"title", "language", "dialogEncoding", "selected", "properties", "components"});
-    session(root, language);
+    attempt(problems_, [&] { session(root, language); });
+    dialog_encoding(root);
 
     std::string title;
     if (const JsonNode *named = root.member("title"))
@@ -129,18 +140,17 @@ UIntT BookReader::book(const JsonNode &root, IntT language)
     model_.activate(book);
     attempt(problems_, [&] { properties(root, 0, book); });
 
-    const bool sound = attempt(problems_, [&] {
-        const JsonNode *components = root.member("components");
+    const JsonNode *components = root.member("components");
+    const bool is_sound = attempt(problems_, [&] {
         if (!components)
             throw JsonError(root, "a book needs a list \"components\"");
         components->need(JsonNode::array);
         for (const auto &each : components->members)
             attempt(problems_, [&] { component(each.second, book); });
     });
-    // A selected component may be missing because of a mistake in a component, so it is looked for
-    // only when there was none.
-    if (const JsonNode *named = root.member("selected"); named && sound)
-        attempt(problems_, [&] { model_.select(book, selected(*named, book)); });
+    if (const JsonNode *named = root.member("selected");
+        named && components && components->type == JsonNode::array)
+        attempt(problems_, [&] { select(*named, book, is_sound, components->members.size()); });
     return book;
 }
 

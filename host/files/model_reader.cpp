@@ -13,7 +13,7 @@ std::string ModelReader::text(const JsonNode &node) const
 {
     const std::string &utf8 = node.text();
     try {
-        return session_->from_utf8(utf8);
+        return session_ ? session_->from_utf8(utf8) : utf8;
     } catch (const std::runtime_error &error) {
         throw JsonError(node, error.what() + std::string(other_language_));
     }

@@ -29,7 +29,7 @@ public:
     }
 
 protected:
-    // Returns the text in the session's encoding.
+    // Returns the text in the session's encoding; as it stands where there is no session.
     std::string text(const JsonNode &node) const;
 
     // Nothing in a file is ignored: an unknown name is a mistake.

@@ -165,12 +165,25 @@ Option language_option(IntT &language)
 namespace
 {
 
+// The format of a trace would be taken for the book or a command.
+void check_format_is_attached(const std::vector<std::string> &given)
+{
+    const auto option = std::ranges::adjacent_find(given, [](const auto &word, const auto &next) {
+        return word == "--trace" && std::ranges::count(names_of_formats(), next) > 0;
+    });
+    if (option != given.end())
+        misuse("--trace " + option[1] + ": the format stands behind a =, --trace=" + option[1]);
+}
+
 Arguments parse(int argc, char **argv, bool replays)
 {
     Arguments a;
+    const std::vector<std::string> given(argv + 1, argv + argc); // which parsing puts in order
     const std::vector<std::string> words = parse_options(argc, argv, options_into(a, replays));
     if (a.help || a.version)
         return a;
+    if (a.trace)
+        check_format_is_attached(given);
     if (a.record.empty() && !(a.record_fields.left_out.empty() && a.record_fields.scrubbed.empty()))
         misuse("--leave-out and --scrub say what --record leaves out");
     if (!a.record.empty() && a.clients.empty() && !replays)

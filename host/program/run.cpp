@@ -97,7 +97,8 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
     std::istream script(&input);
     // This has the stream pass on the exceptions that the input throws.
     script.exceptions(std::ios::badbit);
-    commands.run_script(script, name, checks);
+    if (!commands.run_script(script, name, checks) && !is_input)
+        misuse(name + ": there is no command in it");
     finish();
 }
 

@@ -18,8 +18,13 @@ int stats(int argc, char **argv)
     Recording recording(files[0]);
     const SessionText text(recording.language());
     Statistics statistics(text);
-    while (const std::optional<RecordedEvent> event = recording.next())
+    bool is_empty = true;
+    while (const std::optional<RecordedEvent> event = recording.next()) {
         statistics.add(*event);
+        is_empty = false;
+    }
+    if (is_empty)
+        misuse(files[0] + ": there is nothing to count: it has no event");
     if (recording.cut_off())
         std::cerr << "vqhost: " << printable(files[0]) << " was cut off; what it has was counted"
                   << std::endl;

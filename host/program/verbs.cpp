@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "common/completion.h"
+#include "common/file.h"
 #include "common/nearest.h"
 #include "common/printable.h"
 #include "host/files/document.h"
@@ -290,10 +291,17 @@ int check_files(const std::vector<std::string> &files, Load load)
     ExitCode code = done;
     for (const std::string &file : files) {
         try {
+            expect_plain_file(file);
+        } catch (const std::runtime_error &error) {
+            std::cerr << "vqhost: cannot read " << printable_line(error.what()) << std::endl;
+            code = misused;
+            continue;
+        }
+        try {
             load(file);
         } catch (const Error &error) {
             std::cerr << printable_lines(error.what()) << std::endl;
-            code = failed;
+            code = std::max(code, failed);
         }
     }
     return code;

@@ -130,6 +130,8 @@ void Commands::check_names(const std::vector<std::string> &arguments)
         position.number++;
         const std::string_view line = trimmed(each);
         try {
+            if (line.empty())
+                misuse("it is empty; a variable of the shell may not be set");
             if (is_idle(line))
                 continue;
             const std::string_view name = name_of(line);
@@ -209,14 +211,16 @@ bool Commands::run_at(const Position &position, std::string_view line, Checks &c
     }
 }
 
-void Commands::run_script(std::istream &script, const std::string &name, Checks &checks)
+bool Commands::run_script(std::istream &script, const std::string &name, Checks &checks)
 {
     Position position{name, 0};
+    bool has_command = false;
     for (std::string line; std::getline(script, line);) {
         if (++position.number == 1)
             line = std::string(without_byte_order_mark(line));
+        has_command = has_command || !is_idle(trimmed(line));
         if (!run_at(position, line, checks))
-            return;
+            break;
         try {
             s_.check();
         } catch (const Interrupted &) {
@@ -226,6 +230,7 @@ void Commands::run_script(std::istream &script, const std::string &name, Checks 
             fail(position.text() + ": " + error.what() + "; what follows is not done");
         }
     }
+    return has_command;
 }
 
 void Commands::run_arguments(const std::vector<std::string> &arguments, Checks &checks)

@@ -59,8 +59,9 @@ public:
     // Carries out one line. Returns false if it is `quit`. Throws Error.
     bool run(std::string_view line);
     // These carry out commands one by one up to `quit` or the first error, to which they add its
-    // position. An expectation that is not met is no such error.
-    void run_script(std::istream &script, const std::string &name, Checks &checks);
+    // position. An expectation that is not met is no such error. A script tells whether there was a
+    // command in it.
+    bool run_script(std::istream &script, const std::string &name, Checks &checks);
     void run_arguments(const std::vector<std::string> &arguments, Checks &checks);
     // Throws Error for a command that there is not, before any is carried out.
     static void check_names(const std::vector<std::string> &arguments);

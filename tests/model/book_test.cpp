@@ -128,6 +128,10 @@ TEST(BookText, MistakesNameTheirPlace)
          "book:2:26: components[0].name: a text in quotes is needed here\n"
          "book:2:34: components[0].x: unknown name \"x\"; there are: name, file, properties\n"
          "book:2:47: components[1].name: a text in quotes is needed here"},
+        {"{\"language\": \"x\", \"title\": \"\u4E2D\",\n\"components\": [{}],\n\"selected\": 2}",
+         "newdutch\n"
+         "book:2:16: components[0]: a component needs a \"name\"\n"
+         "book:3:13: selected: no component has this number"},
     };
     for (const auto &[text, message] : mistakes) {
         Model model;

@@ -105,6 +105,12 @@ on_fresh_book 2 --language deutsch --language=deutsch
 wrote err "--language is given twice"
 on_fresh_book 2 --lang deutsch
 wrote err 'do you mean "--language"?'
+on_fresh_book 2 --trace json
+wrote err "--trace=json"
+on_fresh_book 2 show ""
+echo "# nothing" >nothing
+on_fresh_book 2 --script nothing
+wrote err "no command in it"
 on_fresh_book 2 -junit report
 wrote err "-j: unknown option"
 on_fresh_book 2 --debug=3
@@ -117,6 +123,7 @@ printf '{\n  "components": [\n' >bad.json
 run 2 run bad.json show
 wrote err "bad.json:3:1: "
 run 1 check-book three.json bad.json
+run 2 check-book none.json bad.json
 run 0 check-book three.json
 
 # Documents: what a run leaves unsaved is told, and is no failure.

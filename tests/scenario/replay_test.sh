@@ -164,6 +164,9 @@ tells "api_vq_open_1"
 sed 's/"str1"/"str2"/' timed >wrong
 ends 2 "$vqhost" stats wrong
 tells "wrong:3:"
+(head -n 1 timed; echo ']}') >wrong
+ends 2 "$vqhost" stats wrong
+tells "no event"
 
 # Files that are no recordings, or damaged ones.
 : >empty
