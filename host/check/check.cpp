@@ -82,7 +82,8 @@ std::vector<const Point *> chosen(const std::vector<std::string> &patterns)
             nearest.consider(each.name);
         if (std::ranges::none_of(points(),
                                  [&](const Point &each) { return matches(pattern, each); }))
-            misuse("--only " + in_quotes(pattern) + ": there is no such point" + nearest.hint());
+            misuse("--only " + in_quotes(pattern) + ": there is no such point" + nearest.hint() +
+                   "; vqhost check --list has all");
     }
     std::vector<const Point *> found;
     for (const Point &each : points())

@@ -110,7 +110,12 @@ Subject subject_of(const std::string &client, const CheckArguments &a)
 int check_client(int argc, char **argv)
 {
     CheckArguments a;
-    const std::vector<std::string> words = parse_options(argc, argv, options_into(a));
+    std::vector<std::string> words;
+    try {
+        words = parse_options(argc, argv, options_into(a));
+    } catch (const Error &error) {
+        misuse(error.what() + std::string("; vqhost check --help tells more"));
+    }
     if (a.help || a.version || a.list) {
         const std::string text = a.help      ? about
                                  : a.version ? "vqhost " VELT_VERSION "\n"

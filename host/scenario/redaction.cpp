@@ -7,6 +7,7 @@
 #include "common/nearest.h"
 #include "common/printable.h"
 #include "host/scenario/shape_fields.h"
+#include "host/values/status.h"
 #include "host/wire/catalogue.h"
 
 namespace velt::host
@@ -128,10 +129,14 @@ void offer_names(std::vector<Option> &options)
             each.values = names_for(Use::leave_out);
         if (name == "scrub")
             each.values = names_for(Use::scrub);
-        if (name == "filter")
-            for (const auto among : {host_procedures(), client_procedures()})
-                for (const Procedure &procedure : among)
-                    each.values.emplace_back(procedure.name);
+        if (name != "filter")
+            continue;
+        for (const auto among : {host_procedures(), client_procedures()})
+            for (const Procedure &procedure : among)
+                each.values.emplace_back(procedure.name);
+        each.values.emplace_back("failures");
+        for (const std::string &status : status_names())
+            each.values.push_back("status=" + status);
     }
 }
 

@@ -174,11 +174,21 @@ PropertyKey Window::property(Address of, const std::string &name) const
 std::pair<Window::Address, PropertyKey> Window::take_property(std::string_view &rest,
                                                               std::string_view usage) const
 {
+    const bool quoted = rest.starts_with('"');
     const std::string of = take_word(rest);
     const std::string name = take_word(rest);
     if (of.empty() || name.empty())
         misuse("usage: " + std::string(usage));
-    const Address address = object(of);
+    const auto find_object = [&] {
+        try {
+            return object(of);
+        } catch (const Error &error) {
+            if (quoted || rest.empty())
+                throw;
+            throw Error(error.code, error.what() + std::string("; one with blanks needs quotes"));
+        }
+    };
+    const Address address = find_object();
     return {address, property(address, name)};
 }
 

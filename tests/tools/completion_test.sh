@@ -81,6 +81,7 @@ for options in "vqrecord" "vqhost run book.json"; do
     expect "$options --scrub api_vq_alert" api_vq_alert_1.str1
     expect "$options --leave-out docI" docId
     expect "$options --filter api_vq_alert" api_vq_alert_1
+    expect "$options --filter status=not-p" not-permitted
 done
 expect "vqconv --from" --from-code
 
