@@ -196,6 +196,7 @@ protected:
                 EXPECT_EQ(q.query(one, other, static_cast<IntT>(n)), q.expected(a, b, n)) << q.name;
         const char *const open = pages_[0].put(a, 0);
         const char *const open_too = pages_[1].put(b, 0);
+        EXPECT_TRUE(V_StrEqualN(open, open, 9999) && V_StrIEqualN(open, open, 9999));
         for (const Query &q : bounded)
             EXPECT_EQ(q.query(open, open_too, static_cast<IntT>(size)), q.expected(a, b, size))
                 << q.name;

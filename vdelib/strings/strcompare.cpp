@@ -10,10 +10,10 @@ namespace
 
 using namespace velt;
 
-// Whether it is true of the first N characters, as it is of none.
+// Whether it is true of the first N characters, as it is of none, and of a string and itself.
 IntT holds(StringRoutines::Comparison *comparison, const char *a, const char *b, IntT N)
 {
-    return N < 1 ? 1 : compare(comparison, a, b, static_cast<size_t>(N));
+    return N < 1 || a == b ? 1 : compare(comparison, a, b, static_cast<size_t>(N));
 }
 
 // The difference among the first N characters; a negative N counts as 1.
