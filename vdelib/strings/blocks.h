@@ -38,7 +38,7 @@ inline void store_block(void *to, Block block)
 
 // Copies at most two blocks. All of them is loaded before anything is stored, so that the places
 // may overlap.
-inline void copy_short(char *to, const char *from, size_t size)
+[[gnu::always_inline]] inline void copy_short(char *to, const char *from, size_t size)
 {
     const auto ends = [=](auto first) {
         // Two that overlap.
@@ -76,6 +76,20 @@ inline int first_set(Block comparison)
                8;
     };
     return halves[0] != 0 ? first(halves[0]) : 8 + first(halves[1]);
+#endif
+}
+
+// The same of two blocks, one behind the other.
+inline int first_set(Block one, Block other)
+{
+#ifdef __SSE2__
+    const auto bits = [](Block block) {
+        return static_cast<unsigned>(_mm_movemask_epi8(reinterpret_cast<__m128i>(block)));
+    };
+    return std::countr_zero(uint64_t{1} << 2 * block_size | bits(other) << block_size | bits(one));
+#else
+    const int first = first_set(one);
+    return first < block_size ? first : block_size + first_set(other);
 #endif
 }
 

@@ -28,20 +28,26 @@ namespace
     return 0;
 }
 
+const char *chars(const UCharT *bytes)
+{
+    return reinterpret_cast<const char *>(bytes);
+}
+
 // What is left to do for a long string is called through the table, so that for a short one no
 // registers are saved.
 template <class Wide>
 struct Routines {
 #define VELT_ROUTINE [[gnu::always_inline]] static
 
-    // With these vectors, measuring and copying take less time than in the C library.
-    static constexpr bool is_widest = sizeof(Wide) == 64;
+    // With these vectors, measuring and copying take less time than in the C library; with those,
+    // equality and searches take more.
+    static constexpr bool is_widest = sizeof(Wide) == 64, is_block = sizeof(Wide) == block_size;
 
     template <Bytes which>
     VELT_ROUTINE size_t length(const UCharT *s, size_t limit)
     {
         if constexpr (which == Bytes::all && !is_widest)
-            return strnlen(reinterpret_cast<const char *>(s), limit);
+            return limit == unbounded ? std::strlen(chars(s)) : strnlen(chars(s), limit);
         else
             return std::min(run<Wide, Compare::nothing, which>(s, s, limit), limit);
     }
@@ -77,6 +83,11 @@ struct Routines {
 
     VELT_ROUTINE IntT is_equal(const UCharT *a, const UCharT *b, size_t limit)
     {
+        if constexpr (is_block) {
+            const size_t end = stop_in_head<Wide, Compare::exact>(a, b);
+            return end < head_size<Wide> ? end >= limit || a[end] == b[end]
+                                         : std::strncmp(chars(a), chars(b), limit) == 0;
+        }
         const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, limit);
         return at >= limit || a[at] == b[at];
     }
@@ -192,7 +203,8 @@ struct Routines {
     {
         if constexpr (sizeof(Wide) > 1) {
             if (offset_in_page(s) <= page_size - head_size<Wide>) [[likely]] {
-                const auto first = Head<Wide>{} + static_cast<signed char>(sub[0]);
+                Head<Wide> first;
+                fill(sub[0], first);
                 const size_t at = first_or_end(s, first, Head<Wide>{});
                 if (at < head_size<Wide> && s[at] == '\0')
                     return nullptr;
@@ -203,19 +215,23 @@ struct Routines {
 
     VELT_ROUTINE const UCharT *find_long(const UCharT *s, const UCharT *sub)
     {
-        if constexpr (sizeof(Wide) > 1) {
+        if constexpr (sizeof(Wide) > block_size) {
             const size_t size = whole_length(sub);
-            const Wide first = Wide{} + static_cast<signed char>(sub[0]);
-            const Wide last = Wide{} + static_cast<signed char>(sub[size - 1]);
+            Wide first, last;
+            fill(sub[0], first);
+            fill(sub[size - 1], last);
             // Few places have both and not what is between; with many, the C library is faster.
             int tries = 16;
             while (tries > 0 && offset_in_page(s) + size + sizeof(Wide) <= page_size) {
                 Wide ends;
                 load(s + size - 1, ends);
                 const size_t at = first_or_end<Wide>(s, first, ends ^ last);
-                s += at;
-                if (at == sizeof(Wide))
+                // A sum with `at` would have each vector wait for the one before.
+                if (at == sizeof(Wide)) {
+                    s += sizeof(Wide);
                     continue;
+                }
+                s += at;
                 if (*s == '\0')
                     return nullptr;
                 if (std::memcmp(s, sub, size) == 0)
@@ -224,8 +240,7 @@ struct Routines {
                 --tries;
             }
         }
-        const auto text = [](const UCharT *bytes) { return reinterpret_cast<const char *>(bytes); };
-        return reinterpret_cast<const UCharT *>(std::strstr(text(s), text(sub)));
+        return reinterpret_cast<const UCharT *>(std::strstr(chars(s), chars(sub)));
     }
 
     VELT_ROUTINE IntT put(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned)
@@ -234,7 +249,7 @@ struct Routines {
         if (end >= head_size<Wide>)
             return string_routines.put_long(dst, at, src, most, aligned);
         const size_t count = std::min(end, most);
-        const auto *const from = reinterpret_cast<const char *>(src);
+        const char *const from = chars(src);
         if (count == end) [[likely]] {
             copy_short(dst + at, from, count + 1);
         } else {
@@ -264,7 +279,8 @@ struct Routines {
                 }
             }
         }
-        const size_t count = string_routines.length(src, most);
+        const size_t count =
+            is_widest ? string_routines.length(src, most) : length<Bytes::all>(src, most);
         std::memmove(to, src, count);
         to[count] = '\0';
         return static_cast<IntT>(at + count);
@@ -290,7 +306,7 @@ struct Routines {
 VELT_VERSION(Any, );
 #ifdef VELT_WIDE_VECTORS
 VELT_VERSION(Avx2, [[gnu::target("avx2,bmi")]]);
-VELT_VERSION(Avx512, [[gnu::target("avx512bw,avx512vl,avx512vbmi2,bmi")]]);
+VELT_VERSION(Avx512, [[gnu::target("avx512bw,avx512vl,bmi")]]);
 #endif
 
 template <template <auto> class Version, class Wide>
@@ -354,10 +370,11 @@ std::span<const StringRoutines> velt::string_routine_versions()
         return all.first(1);
 #ifdef VELT_WIDE_VECTORS
     __builtin_cpu_init();
-    // The processors that have all of the last version do not slow down for vectors of 64 bytes.
+    // The processors that have the last of these do not slow down for vectors of 64 bytes.
     if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("bmi"))
         return all.first(2);
-    if (!__builtin_cpu_supports("avx512vbmi2") || !__builtin_cpu_supports("avx512vl"))
+    if (!__builtin_cpu_supports("avx512bw") || !__builtin_cpu_supports("avx512vl") ||
+        !__builtin_cpu_supports("avx512vbmi2"))
         return all.first(3);
 #endif
     return all;

@@ -47,15 +47,21 @@ struct Vector {
     using Unsigned [[gnu::vector_size(size)]] = UCharT;
 };
 
-// Most strings end, or differ, in their first bytes, for which smaller vectors do.
-template <class Wide>
-inline constexpr size_t head_size = std::min<size_t>(sizeof(Wide), 32);
-template <class Wide>
-using Head = typename Vector<head_size<Wide>>::Signed;
+// What stands for a vector of 32 bytes where there are only blocks.
+struct Pair {
+    Block one, other;
+};
 
-// Longer strings are examined so many vectors at a time.
+// Most strings end, or differ, in their first bytes.
 template <class Wide>
-inline constexpr size_t stride = 4 * sizeof(Wide);
+inline constexpr size_t head_size = sizeof(Wide) == 1 ? 1 : 32;
+template <class Wide>
+using Head =
+    std::conditional_t<sizeof(Wide) == block_size, Pair, typename Vector<head_size<Wide>>::Signed>;
+
+// Longer strings are examined so many bytes at a time.
+template <class Wide>
+inline constexpr size_t stride = std::max<size_t>(4 * sizeof(Wide), 128);
 
 #define VELT_INLINE [[gnu::always_inline]] inline
 
@@ -70,15 +76,26 @@ template <class Wide>
 VELT_INLINE void load_once(const UCharT *from, Wide &wide)
 {
     load(from, wide);
-#ifdef __x86_64__
+#if defined(__x86_64__) && !defined(__clang__)
     asm("" : "+v"(wide));
 #endif
 }
 
-// Sets `least` to the smaller bytes of both, as unsigned numbers or, of only ASCII, signed ones.
+VELT_INLINE void load_once(const UCharT *from, Pair &pair)
+{
+    load_once(from, pair.one);
+    load_once(from + block_size, pair.other);
+}
+
+// Sets `least` to the smaller bytes of both, as unsigned numbers or, of only ASCII, signed ones, of
+// which with blocks, that have no instruction for those, only the signs are right.
 template <Bytes which, class Wide>
 VELT_INLINE void take_least(const Wide &other, Wide &least)
 {
+    if constexpr (which == Bytes::only_ascii && sizeof(Wide) == block_size) {
+        least &= other > 0;
+        return;
+    }
     using Unsigned = typename Vector<sizeof(Wide)>::Unsigned;
     using Ordered = std::conditional_t<which == Bytes::all, Unsigned, Wide>;
     const auto a = reinterpret_cast<Ordered>(other);
@@ -106,29 +123,53 @@ VELT_INLINE void find_differences(const Wide &a, const UCharT *b, Wide &differen
     }
 }
 
+template <Compare compare>
+VELT_INLINE void find_differences(const Pair &a, const UCharT *b, Pair &differences)
+{
+    find_differences<compare>(a.one, b, differences.one);
+    find_differences<compare>(a.other, b + block_size, differences.other);
+}
+
+template <Bytes which, class Wide>
+VELT_INLINE void find_stops(const Wide &a, const Wide &differences, Wide &stops)
+{
+    const Wide alive = a & (differences == 0);
+    stops = which == Bytes::all ? alive == 0 : ~(alive > 0);
+}
+
 // Where a run first stops: at a difference, at the end or where the bytes are not ASCII. The size
 // of the vectors if it goes on.
 template <Bytes which, class Wide>
 VELT_INLINE size_t first_stop(const Wide &a, const Wide &differences)
 {
-    const Wide alive = a & (differences == 0);
     uint64_t bits = 0;
+    [[maybe_unused]] Wide stops;
     if constexpr (sizeof(Wide) == block_size) {
-        return static_cast<size_t>(first_set(which == Bytes::all ? alive == 0 : ~(alive > 0)));
+        find_stops<which>(a, differences, stops);
+        return static_cast<size_t>(first_set(stops));
 #ifdef VELT_WIDE_VECTORS
     } else if constexpr (sizeof(Wide) == 32) {
-        const Wide stops = which == Bytes::all ? alive == 0 : ~(alive > 0);
+        find_stops<which>(a, differences, stops);
         bits = static_cast<unsigned>(__builtin_ia32_pmovmskb256(reinterpret_cast<__v32qi>(stops)));
     } else {
         // The compiler would make a vector of the mask that this is, and a mask again.
         constexpr int less_or_equal = 2;
-        const auto bytes = reinterpret_cast<__v64qi>(alive);
+        const auto bytes = reinterpret_cast<__v64qi>(a & (differences == 0));
         bits = which == Bytes::all
                    ? __builtin_ia32_ptestnmb512(bytes, bytes, ~uint64_t{})
                    : __builtin_ia32_cmpb512_mask(bytes, __v64qi{}, less_or_equal, ~uint64_t{});
 #endif
     }
     return bits == 0 ? sizeof(Wide) : static_cast<size_t>(std::countr_zero(bits));
+}
+
+template <Bytes which>
+VELT_INLINE size_t first_stop(const Pair &a, const Pair &differences)
+{
+    Pair stops;
+    find_stops<which>(a.one, differences.one, stops.one);
+    find_stops<which>(a.other, differences.other, stops.other);
+    return static_cast<size_t>(first_set(stops.one, stops.other));
 }
 
 template <class Wide, Compare compare, Bytes which>
@@ -156,7 +197,7 @@ VELT_INLINE size_t stop_in_head(const UCharT *a, const UCharT *b)
 template <class Wide, Compare compare, Bytes which>
 VELT_INLINE size_t stop_in_stride(const UCharT *a, const UCharT *b)
 {
-#pragma GCC unroll 4
+#pragma GCC unroll 8
     for (size_t start = 0; start < stride<Wide>; start += sizeof(Wide)) {
         const size_t at = stop_in<Wide, compare, which>(a + start, b + start);
         if (at < sizeof(Wide))
@@ -172,7 +213,7 @@ VELT_INLINE bool stops_in_stride(const UCharT *a, const UCharT *b)
     Wide least, differences;
     load_once(a, least);
     find_differences<compare>(least, b, differences);
-#pragma GCC unroll 4
+#pragma GCC unroll 8
     for (size_t start = sizeof(Wide); start < stride<Wide>; start += sizeof(Wide)) {
         Wide next, more;
         load_once(a + start, next);
@@ -255,15 +296,40 @@ VELT_INLINE size_t run(const UCharT *a, const UCharT *b, size_t limit)
     }
 }
 
-// Where a vector has the end, or the byte for which it is searched and no difference elsewhere.
+// Sets bytes to 0 where there is the end, or the byte that is searched and no difference elsewhere.
 template <class Wide>
-VELT_INLINE size_t first_or_end(const UCharT *s, const Wide &byte, const Wide &differences)
+VELT_INLINE void find_ends(const UCharT *s, const Wide &byte, const Wide &differences, Wide &ends)
 {
     Wide bytes;
     load_once(s, bytes);
-    Wide least = (bytes ^ byte) | differences;
-    take_least<Bytes::all>(bytes, least);
-    return first_stop<Bytes::all>(least, Wide{});
+    ends = (bytes ^ byte) | differences;
+    take_least<Bytes::all>(bytes, ends);
+}
+
+VELT_INLINE void find_ends(const UCharT *s, const Pair &byte, const Pair &differences, Pair &ends)
+{
+    find_ends(s, byte.one, differences.one, ends.one);
+    find_ends(s + block_size, byte.other, differences.other, ends.other);
+}
+
+template <class Wide>
+VELT_INLINE size_t first_or_end(const UCharT *s, const Wide &byte, const Wide &differences)
+{
+    Wide ends;
+    find_ends(s, byte, differences, ends);
+    return first_stop<Bytes::all>(ends, Wide{});
+}
+
+template <class Wide>
+VELT_INLINE void fill(UCharT byte, Wide &wide)
+{
+    wide = Wide{} + static_cast<signed char>(byte);
+}
+
+VELT_INLINE void fill(UCharT byte, Pair &pair)
+{
+    fill(byte, pair.one);
+    pair.other = pair.one;
 }
 
 // Loads the rest of a string, two vectors at a time from those of that number on, and then stores
