@@ -33,6 +33,12 @@ const char *chars(const UCharT *bytes)
     return reinterpret_cast<const char *>(bytes);
 }
 
+// In a function of its own, so that what calls it at its end saves no registers.
+[[gnu::noinline]] IntT is_equal_to_library(const UCharT *a, const UCharT *b, size_t limit)
+{
+    return std::strncmp(chars(a), chars(b), limit) == 0;
+}
+
 // What is left to do for a long string is called through the table, so that for a short one no
 // registers are saved.
 template <class Wide>
@@ -86,7 +92,7 @@ struct Routines {
         if constexpr (is_block) {
             const size_t end = stop_in_head<Wide, Compare::exact>(a, b);
             return end < head_size<Wide> ? end >= limit || a[end] == b[end]
-                                         : std::strncmp(chars(a), chars(b), limit) == 0;
+                                         : is_equal_to_library(a, b, limit);
         }
         const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, limit);
         return at >= limit || a[at] == b[at];
@@ -199,7 +205,7 @@ struct Routines {
         return others(a, b, limit, enc);
     }
 
-    VELT_ROUTINE const UCharT *find(const UCharT *s, const UCharT *sub)
+    VELT_ROUTINE IntT find(const UCharT *s, const UCharT *sub)
     {
         if constexpr (sizeof(Wide) > 1) {
             if (offset_in_page(s) <= page_size - head_size<Wide>) [[likely]] {
@@ -207,14 +213,15 @@ struct Routines {
                 fill(sub[0], first);
                 const size_t at = first_or_end(s, first, Head<Wide>{});
                 if (at < head_size<Wide> && s[at] == '\0')
-                    return nullptr;
+                    return -1;
             }
         }
         return string_routines.find_long(s, sub);
     }
 
-    VELT_ROUTINE const UCharT *find_long(const UCharT *s, const UCharT *sub)
+    VELT_ROUTINE IntT find_long(const UCharT *s, const UCharT *sub)
     {
+        const UCharT *from = s;
         if constexpr (sizeof(Wide) > block_size) {
             const size_t size = whole_length(sub);
             Wide first, last;
@@ -222,25 +229,26 @@ struct Routines {
             fill(sub[size - 1], last);
             // Few places have both and not what is between; with many, the C library is faster.
             int tries = 16;
-            while (tries > 0 && offset_in_page(s) + size + sizeof(Wide) <= page_size) {
+            while (tries > 0 && offset_in_page(from) + size + sizeof(Wide) <= page_size) {
                 Wide ends;
-                load(s + size - 1, ends);
-                const size_t at = first_or_end<Wide>(s, first, ends ^ last);
+                load(from + size - 1, ends);
+                const size_t at = first_or_end<Wide>(from, first, ends ^ last);
                 // A sum with `at` would have each vector wait for the one before.
                 if (at == sizeof(Wide)) {
-                    s += sizeof(Wide);
+                    from += sizeof(Wide);
                     continue;
                 }
-                s += at;
-                if (*s == '\0')
-                    return nullptr;
-                if (std::memcmp(s, sub, size) == 0)
-                    return s;
-                ++s;
+                from += at;
+                if (*from == '\0')
+                    return -1;
+                if (std::memcmp(from, sub, size) == 0)
+                    return static_cast<IntT>(from - s);
+                ++from;
                 --tries;
             }
         }
-        return reinterpret_cast<const UCharT *>(std::strstr(chars(s), chars(sub)));
+        const char *const found = std::strstr(chars(from), chars(sub));
+        return found ? static_cast<IntT>(found - chars(s)) : -1;
     }
 
     VELT_ROUTINE IntT put(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned)

@@ -24,7 +24,7 @@ struct StringRoutines {
                                  EncodedComparison *others);
     using Test = IntT(const UCharT *s, const UCharT *other);
     using Put = IntT(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned);
-    using Search = const UCharT *(const UCharT *s, const UCharT *sub);
+    using Cut = const UCharT *(const UCharT *s, const UCharT *suffix);
 
     IntT (*size)(const UCharT *s), (*long_size)(const UCharT *s);
     size_t (*length)(const UCharT *s, size_t limit);
@@ -42,8 +42,8 @@ struct StringRoutines {
     Comparison *is_prefix;
     Test *is_prefix_folded, *long_is_prefix_folded;
     Test *is_suffix, *is_suffix_folded;
-    Search *tail;             // the part of s that is as long as the other; null when s is shorter
-    Search *find, *find_long; // the first place of sub, which is not empty; null when there is none
+    Cut *tail;              // the part of s that is as long as the other; null when s is shorter
+    Test *find, *find_long; // the first place of the other, which is not empty; -1 when none is
 
     // Copies at most so many bytes of src to dst[at], terminates dst after them and returns its
     // length. The two may overlap, so that a string can be moved inside itself. `aligned` is what
@@ -52,7 +52,8 @@ struct StringRoutines {
     // Puts src behind dst as far as there is room, which is for the whole length.
     IntT (*append)(char *dst, const UCharT *src, size_t room);
 };
-extern StringRoutines string_routines;
+// Hidden, so that its place is known and need not be loaded.
+[[gnu::visibility("hidden")]] extern StringRoutines string_routines;
 
 // The versions that can run here, of which the last is used.
 std::span<const StringRoutines> string_routine_versions();

@@ -94,7 +94,10 @@ IntT compare_characters(const char *a, const char *b, UIntT enc, size_t most)
 {
     const auto compare = which == Compare::exact ? string_routines.ascii_difference
                                                  : string_routines.ascii_difference_folded;
-    return compare(bytes_of(a), bytes_of(b), most, enc, difference_of_characters<which>);
+    if (!a || !b) [[unlikely]]
+        return compare(bytes_of(a), bytes_of(b), most, enc, difference_of_characters<which>);
+    return compare(reinterpret_cast<const UCharT *>(a), reinterpret_cast<const UCharT *>(b), most,
+                   enc, difference_of_characters<which>);
 }
 
 // Compares at least one character, unless N is 0.
@@ -126,24 +129,29 @@ IntT put_characters(StringT dst, size_t at, const char *src, size_t most, UIntT 
     return static_cast<IntT>(at + size);
 }
 
+// The number of characters, of which so many are known to be ASCII.
+IntT count_characters(const char *s, size_t known, UIntT enc)
+{
+    const VdeFontEncT &table = font_encoding(enc);
+    size_t count = known;
+    s += known;
+    for (IntT size; (size = char_size(s, table)) != 0; ++count) {
+        s += size;
+        const size_t run = ascii_run(s, unbounded);
+        count += run;
+        s += run;
+    }
+    return static_cast<IntT>(count);
+}
+
 } // namespace
 
 IntT V_StrLenEnc(const char *s, UIntT enc)
 {
     if (!s || enc == vdeVeltRomanEncodingId)
         return V_StrLen(s);
-    const VdeFontEncT &table = font_encoding(enc);
-    size_t count = 0;
-    for (;;) {
-        const size_t run = ascii_run(s, unbounded);
-        count += run;
-        s += run;
-        const IntT size = char_size(s, table);
-        if (size == 0)
-            return static_cast<IntT>(count);
-        s += size;
-        ++count;
-    }
+    const size_t run = ascii_run(s, unbounded);
+    return s[run] == '\0' ? static_cast<IntT>(run) : count_characters(s, run, enc);
 }
 
 IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
@@ -155,10 +163,10 @@ IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
     const VdeFontEncT &table = font_encoding(enc);
     const char *character = s;
     for (;;) {
-        const UCharT *const place = string_routines.find(bytes_of(character), bytes_of(sub));
-        if (!place)
+        const IntT place = string_routines.find(bytes_of(character), bytes_of(sub));
+        if (place < 0)
             return -1;
-        const auto *const found = reinterpret_cast<const char *>(place);
+        const char *const found = character + place;
         character = next_character(character, found, table);
         if (character == found)
             return static_cast<IntT>(found - s);

@@ -138,8 +138,7 @@ IntT V_StrSubString(const char *s, const char *sub)
         return -1;
     if (*sub == '\0')
         return 0;
-    const UCharT *const found = string_routines.find(bytes_of(s), bytes_of(sub));
-    return found ? static_cast<IntT>(found - bytes_of(s)) : -1;
+    return string_routines.find(bytes_of(s), bytes_of(sub));
 }
 
 void V_StrStrip(StringT s, const char *set)
