@@ -38,7 +38,7 @@ inline void store_block(void *to, Block block)
 
 // Copies at most two blocks. All of them is loaded before anything is stored, so that the places
 // may overlap.
-[[gnu::always_inline]] inline void copy_short(char *to, const char *from, size_t size)
+inline void copy_short(char *to, const char *from, size_t size)
 {
     const auto ends = [=](auto first) {
         // Two that overlap.

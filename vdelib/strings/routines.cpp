@@ -33,7 +33,20 @@ const char *chars(const UCharT *bytes)
     return reinterpret_cast<const char *>(bytes);
 }
 
-// In a function of its own, so that what calls it at its end saves no registers.
+// Functions of their own, so that what calls them at its end saves no registers.
+[[gnu::noinline]] IntT put_part(char *to, size_t at, const UCharT *src, size_t count)
+{
+    copy_short(to, chars(src), count);
+    to[count] = '\0';
+    return static_cast<IntT>(at + count);
+}
+
+[[gnu::noinline]] IntT find_in_long(const UCharT *s, const UCharT *sub)
+{
+    const UCharT *const found = string_routines.find_long(s, sub);
+    return found ? static_cast<IntT>(found - s) : -1;
+}
+
 [[gnu::noinline]] IntT is_equal_to_library(const UCharT *a, const UCharT *b, size_t limit)
 {
     return std::strncmp(chars(a), chars(b), limit) == 0;
@@ -209,46 +222,39 @@ struct Routines {
     {
         if constexpr (sizeof(Wide) > 1) {
             if (offset_in_page(s) <= page_size - head_size<Wide>) [[likely]] {
-                Head<Wide> first;
-                fill(sub[0], first);
+                const auto first = Head<Wide>{} + static_cast<signed char>(sub[0]);
                 const size_t at = first_or_end(s, first, Head<Wide>{});
                 if (at < head_size<Wide> && s[at] == '\0')
                     return -1;
             }
         }
-        return string_routines.find_long(s, sub);
+        return find_in_long(s, sub);
     }
 
-    VELT_ROUTINE IntT find_long(const UCharT *s, const UCharT *sub)
+    VELT_ROUTINE const UCharT *find_long(const UCharT *s, const UCharT *sub)
     {
-        const UCharT *from = s;
         if constexpr (sizeof(Wide) > block_size) {
             const size_t size = whole_length(sub);
-            Wide first, last;
-            fill(sub[0], first);
-            fill(sub[size - 1], last);
+            const Wide first = Wide{} + static_cast<signed char>(sub[0]);
+            const Wide last = Wide{} + static_cast<signed char>(sub[size - 1]);
             // Few places have both and not what is between; with many, the C library is faster.
             int tries = 16;
-            while (tries > 0 && offset_in_page(from) + size + sizeof(Wide) <= page_size) {
+            while (tries > 0 && offset_in_page(s) + size + sizeof(Wide) <= page_size) {
                 Wide ends;
-                load(from + size - 1, ends);
-                const size_t at = first_or_end<Wide>(from, first, ends ^ last);
-                // A sum with `at` would have each vector wait for the one before.
-                if (at == sizeof(Wide)) {
-                    from += sizeof(Wide);
+                load(s + size - 1, ends);
+                const size_t at = first_or_end<Wide>(s, first, ends ^ last);
+                s += at;
+                if (at == sizeof(Wide))
                     continue;
-                }
-                from += at;
-                if (*from == '\0')
-                    return -1;
-                if (std::memcmp(from, sub, size) == 0)
-                    return static_cast<IntT>(from - s);
-                ++from;
+                if (*s == '\0')
+                    return nullptr;
+                if (std::memcmp(s, sub, size) == 0)
+                    return s;
+                ++s;
                 --tries;
             }
         }
-        const char *const found = std::strstr(chars(from), chars(sub));
-        return found ? static_cast<IntT>(found - chars(s)) : -1;
+        return reinterpret_cast<const UCharT *>(std::strstr(chars(s), chars(sub)));
     }
 
     VELT_ROUTINE IntT put(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned)
@@ -256,15 +262,10 @@ struct Routines {
         const size_t end = stop_in_head<Wide>(src, src);
         if (end >= head_size<Wide>)
             return string_routines.put_long(dst, at, src, most, aligned);
-        const size_t count = std::min(end, most);
-        const char *const from = chars(src);
-        if (count == end) [[likely]] {
-            copy_short(dst + at, from, count + 1);
-        } else {
-            copy_short(dst + at, from, count);
-            dst[at + count] = '\0';
-        }
-        return static_cast<IntT>(at + count);
+        if (end > most) [[unlikely]]
+            return put_part(dst + at, at, src, most);
+        copy_short(dst + at, chars(src), end + 1);
+        return static_cast<IntT>(at + end);
     }
 
     VELT_ROUTINE IntT put_long(char *dst, size_t at, const UCharT *src, size_t most,

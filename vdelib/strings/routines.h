@@ -24,7 +24,7 @@ struct StringRoutines {
                                  EncodedComparison *others);
     using Test = IntT(const UCharT *s, const UCharT *other);
     using Put = IntT(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned);
-    using Cut = const UCharT *(const UCharT *s, const UCharT *suffix);
+    using Search = const UCharT *(const UCharT *s, const UCharT *sub);
 
     IntT (*size)(const UCharT *s), (*long_size)(const UCharT *s);
     size_t (*length)(const UCharT *s, size_t limit);
@@ -42,8 +42,9 @@ struct StringRoutines {
     Comparison *is_prefix;
     Test *is_prefix_folded, *long_is_prefix_folded;
     Test *is_suffix, *is_suffix_folded;
-    Cut *tail;              // the part of s that is as long as the other; null when s is shorter
-    Test *find, *find_long; // the first place of the other, which is not empty; -1 when none is
+    Search *tail;      // the part of s that is as long as the other; null when s is shorter
+    Test *find;        // the index of sub, which is not empty; -1 when it is not there
+    Search *find_long; // its place, or null
 
     // Copies at most so many bytes of src to dst[at], terminates dst after them and returns its
     // length. The two may overlap, so that a string can be moved inside itself. `aligned` is what

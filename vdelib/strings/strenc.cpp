@@ -129,6 +129,13 @@ IntT put_characters(StringT dst, size_t at, const char *src, size_t most, UIntT 
     return static_cast<IntT>(at + size);
 }
 
+StringT find_character(const char *s, UCharT b1, UCharT b2, UIntT enc)
+{
+    const char sub[] = {static_cast<char>(b1), static_cast<char>(b2), '\0'};
+    const IntT at = V_StrStrEnc(s, sub, enc);
+    return at < 0 ? nullptr : const_cast<StringT>(s + at);
+}
+
 // The number of characters, of which so many are known to be ASCII.
 IntT count_characters(const char *s, size_t known, UIntT enc)
 {
@@ -175,10 +182,8 @@ IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
 
 StringT V_StrChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
 {
-    const char sub[] = {static_cast<char>(b1), static_cast<char>(b2), '\0'};
-    const char *const found = b2 == 0 ? V_StrChr(s, b1) : s;
-    const IntT at = found || b1 == 0 ? V_StrStrEnc(s, sub, enc) : -1;
-    return at < 0 ? nullptr : const_cast<StringT>(s + at);
+    const bool may_be_there = b1 == 0 || b2 != 0 || V_StrChr(s, b1);
+    return may_be_there ? find_character(s, b1, b2, enc) : nullptr;
 }
 
 StringT V_StrRChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)

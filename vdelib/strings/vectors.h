@@ -50,6 +50,10 @@ struct Vector {
 // What stands for a vector of 32 bytes where there are only blocks.
 struct Pair {
     Block one, other;
+
+    Pair operator+(signed char byte) const { return {one + byte, other + byte}; }
+    Pair operator^(const Pair &pair) const { return {one ^ pair.one, other ^ pair.other}; }
+    Pair operator|(const Pair &pair) const { return {one | pair.one, other | pair.other}; }
 };
 
 // Most strings end, or differ, in their first bytes.
@@ -103,6 +107,13 @@ VELT_INLINE void take_least(const Wide &other, Wide &least)
     least = reinterpret_cast<Wide>(a < b ? a : b);
 }
 
+template <Bytes which>
+VELT_INLINE void take_least(const Pair &other, Pair &least)
+{
+    take_least<which>(other.one, least.one);
+    take_least<which>(other.other, least.other);
+}
+
 // Sets `differences` to bytes that are 0 where those of both are alike.
 template <Compare compare, class Wide>
 VELT_INLINE void find_differences(const Wide &a, const UCharT *b, Wide &differences)
@@ -130,31 +141,23 @@ VELT_INLINE void find_differences(const Pair &a, const UCharT *b, Pair &differen
     find_differences<compare>(a.other, b + block_size, differences.other);
 }
 
-template <Bytes which, class Wide>
-VELT_INLINE void find_stops(const Wide &a, const Wide &differences, Wide &stops)
-{
-    const Wide alive = a & (differences == 0);
-    stops = which == Bytes::all ? alive == 0 : ~(alive > 0);
-}
-
 // Where a run first stops: at a difference, at the end or where the bytes are not ASCII. The size
 // of the vectors if it goes on.
 template <Bytes which, class Wide>
 VELT_INLINE size_t first_stop(const Wide &a, const Wide &differences)
 {
+    const Wide alive = a & (differences == 0);
     uint64_t bits = 0;
-    [[maybe_unused]] Wide stops;
     if constexpr (sizeof(Wide) == block_size) {
-        find_stops<which>(a, differences, stops);
-        return static_cast<size_t>(first_set(stops));
+        return static_cast<size_t>(first_set(which == Bytes::all ? alive == 0 : ~(alive > 0)));
 #ifdef VELT_WIDE_VECTORS
     } else if constexpr (sizeof(Wide) == 32) {
-        find_stops<which>(a, differences, stops);
+        const Wide stops = which == Bytes::all ? alive == 0 : ~(alive > 0);
         bits = static_cast<unsigned>(__builtin_ia32_pmovmskb256(reinterpret_cast<__v32qi>(stops)));
     } else {
         // The compiler would make a vector of the mask that this is, and a mask again.
         constexpr int less_or_equal = 2;
-        const auto bytes = reinterpret_cast<__v64qi>(a & (differences == 0));
+        const auto bytes = reinterpret_cast<__v64qi>(alive);
         bits = which == Bytes::all
                    ? __builtin_ia32_ptestnmb512(bytes, bytes, ~uint64_t{})
                    : __builtin_ia32_cmpb512_mask(bytes, __v64qi{}, less_or_equal, ~uint64_t{});
@@ -166,10 +169,10 @@ VELT_INLINE size_t first_stop(const Wide &a, const Wide &differences)
 template <Bytes which>
 VELT_INLINE size_t first_stop(const Pair &a, const Pair &differences)
 {
-    Pair stops;
-    find_stops<which>(a.one, differences.one, stops.one);
-    find_stops<which>(a.other, differences.other, stops.other);
-    return static_cast<size_t>(first_set(stops.one, stops.other));
+    const Block one = a.one & (differences.one == 0);
+    const Block other = a.other & (differences.other == 0);
+    return static_cast<size_t>(which == Bytes::all ? first_set(one == 0, other == 0)
+                                                   : first_set(~(one > 0), ~(other > 0)));
 }
 
 template <class Wide, Compare compare, Bytes which>
@@ -197,7 +200,7 @@ VELT_INLINE size_t stop_in_head(const UCharT *a, const UCharT *b)
 template <class Wide, Compare compare, Bytes which>
 VELT_INLINE size_t stop_in_stride(const UCharT *a, const UCharT *b)
 {
-#pragma GCC unroll 8
+#pragma GCC unroll 4
     for (size_t start = 0; start < stride<Wide>; start += sizeof(Wide)) {
         const size_t at = stop_in<Wide, compare, which>(a + start, b + start);
         if (at < sizeof(Wide))
@@ -213,7 +216,7 @@ VELT_INLINE bool stops_in_stride(const UCharT *a, const UCharT *b)
     Wide least, differences;
     load_once(a, least);
     find_differences<compare>(least, b, differences);
-#pragma GCC unroll 8
+#pragma GCC unroll 4
     for (size_t start = sizeof(Wide); start < stride<Wide>; start += sizeof(Wide)) {
         Wide next, more;
         load_once(a + start, next);
@@ -296,40 +299,15 @@ VELT_INLINE size_t run(const UCharT *a, const UCharT *b, size_t limit)
     }
 }
 
-// Sets bytes to 0 where there is the end, or the byte that is searched and no difference elsewhere.
-template <class Wide>
-VELT_INLINE void find_ends(const UCharT *s, const Wide &byte, const Wide &differences, Wide &ends)
-{
-    Wide bytes;
-    load_once(s, bytes);
-    ends = (bytes ^ byte) | differences;
-    take_least<Bytes::all>(bytes, ends);
-}
-
-VELT_INLINE void find_ends(const UCharT *s, const Pair &byte, const Pair &differences, Pair &ends)
-{
-    find_ends(s, byte.one, differences.one, ends.one);
-    find_ends(s + block_size, byte.other, differences.other, ends.other);
-}
-
+// Where a vector has the end, or the byte for which it is searched and no difference elsewhere.
 template <class Wide>
 VELT_INLINE size_t first_or_end(const UCharT *s, const Wide &byte, const Wide &differences)
 {
-    Wide ends;
-    find_ends(s, byte, differences, ends);
-    return first_stop<Bytes::all>(ends, Wide{});
-}
-
-template <class Wide>
-VELT_INLINE void fill(UCharT byte, Wide &wide)
-{
-    wide = Wide{} + static_cast<signed char>(byte);
-}
-
-VELT_INLINE void fill(UCharT byte, Pair &pair)
-{
-    fill(byte, pair.one);
-    pair.other = pair.one;
+    Wide bytes;
+    load_once(s, bytes);
+    Wide least = (bytes ^ byte) | differences;
+    take_least<Bytes::all>(bytes, least);
+    return first_stop<Bytes::all>(least, Wide{});
 }
 
 // Loads the rest of a string, two vectors at a time from those of that number on, and then stores
