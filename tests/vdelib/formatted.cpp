@@ -1,9 +1,14 @@
+#include <unistd.h>
+
 #include <bit>
 #include <cfenv>
 #include <cfloat>
+#include <clocale>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <random>
 
 #include "support/vde.h"
@@ -91,6 +96,30 @@ TEST(Formatted, NumbersAreRoundedAsThePlatformDoes)
             EXPECT_EQ(formatted(format.c_str(), value), expected) << format;
         }
     }
+}
+
+TEST(Formatted, NumbersAreExactWithoutAFlag)
+{
+    std::feclearexcept(FE_ALL_EXCEPT);
+    EXPECT_EQ(formatted("%f %g", 0.5, 1e10), "0.500000 1e+10");
+    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), 0);
+}
+
+// The locale is made here, since few machines have one with another point.
+TEST(Formatted, TheDecimalPointIsTheLocales)
+{
+    const std::string place = testing::TempDir() + "formatted-locales" + std::to_string(getpid());
+    std::filesystem::create_directory(place);
+    const std::string make = "localedef -c -i de_DE -f UTF-8 " + place + "/de >/dev/null 2>&1";
+    const bool made = std::system(make.c_str()) == 0 && setenv("LOCPATH", place.c_str(), 1) == 0 &&
+                      std::setlocale(LC_NUMERIC, "de");
+    const std::string text = formatted("%f %.2e %g", 0.5, 25.0, 1.5);
+    std::setlocale(LC_NUMERIC, "C");
+    unsetenv("LOCPATH");
+    std::filesystem::remove_all(place);
+    if (!made)
+        GTEST_SKIP() << "localedef has not made a locale";
+    EXPECT_EQ(text, "0,500000 2,50e+01 1,5");
 }
 
 TEST(Formatted, ALongIntegerIsAnInt)

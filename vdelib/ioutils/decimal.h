@@ -13,6 +13,10 @@
 #include <cstdint>
 #include <cstring>
 
+#ifdef __SSE2__
+#include <xmmintrin.h>
+#endif
+
 namespace velt::formatted
 {
 
@@ -24,11 +28,21 @@ inline constexpr auto powers_of_ten = [] {
     return powers;
 }();
 
-// Whether the decimal point is one and numbers are rounded to the nearest, as by default.
+// Whether numbers are rounded to the nearest, as by default.
+inline bool rounds_to_nearest()
+{
+#ifdef __SSE2__
+    // A sum would tell it as well, but would raise a flag or, where that is wanted, a signal.
+    return (_mm_getcsr() & _MM_ROUND_MASK) == _MM_ROUND_NEAREST;
+#else
+    const volatile float least = FLT_MIN;
+    return 1.0F + least == 1.0F - least;
+#endif
+}
+
 inline bool has_usual_settings()
 {
-    const volatile float least = FLT_MIN;
-    return 1.0F + least == 1.0F - least && std::strcmp(nl_langinfo(RADIXCHAR), ".") == 0;
+    return rounds_to_nearest() && std::strcmp(nl_langinfo(RADIXCHAR), ".") == 0;
 }
 
 inline int biased_exponent(double number)
@@ -43,6 +57,7 @@ inline bool scale_by_ten(double number, int power, uint64_t &result)
     result = 0;
     if (number == 0)
         return true;
+#ifdef __SIZEOF_INT128__
     constexpr uint64_t one = uint64_t{1} << 52;
     const auto bits = std::bit_cast<uint64_t>(number);
     const int shift = 1075 - biased_exponent(number);
@@ -58,6 +73,10 @@ inline bool scale_by_ten(double number, int power, uint64_t &result)
     result = static_cast<uint64_t>(whole);
     result += twice_rest > unit || (twice_rest == unit && result % 2 != 0);
     return true;
+#else
+    static_cast<void>(power);
+    return false;
+#endif
 }
 
 // Writes the digits with so many of them behind the point.
