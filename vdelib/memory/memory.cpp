@@ -58,7 +58,7 @@ void *V_Calloc(UIntT count, UIntT size, UIntT flags)
     if (wanted > most_cleared)
         return checked(std::calloc(1, wanted), flags);
     void *const block = V_Alloc(wanted, flags);
-    return block ? std::memset(block, 0, wanted) : nullptr;
+    return block ? std::memset(block, 0, system_size(wanted)) : nullptr;
 }
 
 void *V_Realloc(void *pointer, UIntT size, UIntT flags)
