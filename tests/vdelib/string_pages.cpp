@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstring>
+#include <numeric>
 
 #include "support/vde.h"
 #include "vdelib/strings/routines.h"
@@ -48,12 +49,22 @@ int same(char c)
     return static_cast<UCharT>(c);
 }
 
-IntT differ(const Text &a, const Text &b, int (*image)(char), std::size_t most = Text::npos)
+IntT value(const char *s, int (*image)(char), UIntT enc)
+{
+    const VdeFontEncT &table = *vdeFontEncs[enc];
+    const bool is_pair = table.firstByte[same(s[0])] != 0 && table.secondByte[same(s[1])] != 0;
+    return is_pair ? same(s[0]) * 256 + same(s[1]) : image(s[0]);
+}
+
+IntT differ(const Text &a, const Text &b, int (*image)(char), std::size_t most = Text::npos,
+            UIntT enc = 0)
 {
     // The terminators are compared, too.
     for (std::size_t i = 0; i < most && i <= a.size() && i <= b.size(); ++i) {
-        if (image(a.c_str()[i]) != image(b.c_str()[i]))
-            return image(a.c_str()[i]) - image(b.c_str()[i]);
+        const IntT of_a = value(a.c_str() + i, image, enc), of_b = value(b.c_str() + i, image, enc);
+        if (of_a != of_b)
+            return of_a - of_b;
+        i += of_a > 255;
     }
     return 0;
 }
@@ -267,18 +278,35 @@ TEST(Strings, AreMovedInsideThemselves)
     }
 }
 
-TEST(Strings, FoldEachByteAsTheCaseTableHasIt)
+// With a letter of either case, and in the replaced table none, at one place and a difference
+// behind.
+TEST_F(StringsInPages, FoldEachByteAsTheCaseTableHasIt)
 {
+    std::array<UCharT, 256> without_cases;
+    std::iota(without_cases.begin(), without_cases.end(), UCharT{0});
+    const UCharT *const usual = VdeQToLower;
     for (const velt::StringRoutines &version : velt::string_routine_versions()) {
         const Changed routines(velt::string_routines, version);
-        for (const std::size_t at : {3U, 40U, 100U}) {
+        for (const std::size_t round : {3U, 40U, 100U, 3U + 200, 40U + 200}) {
+            const std::size_t at = round % 200;
+            const Changed table(VdeQToLower, round < 200 ? usual : without_cases.data());
             for (int byte = 1; byte < 256; ++byte) {
-                Text a(150, 'q'), b(150, 'Q');
+                Text a(at + 20, 'q'), b(at + 20, round < 200 ? 'Q' : 'q');
                 a[at] = static_cast<char>(byte);
-                b[at] = static_cast<char>(byte ^ 0x20);
-                EXPECT_EQ(V_StrICmp(a.c_str(), b.c_str()), differ(a, b.c_str(), fold)) << byte;
-                EXPECT_EQ(V_StrICmpEnc(a.c_str(), b.c_str(), 0), differ(a, b.c_str(), fold))
-                    << byte;
+                for (const int other : {byte ^ 0x20, byte ^ 0x80, int{VdeQToLower[byte]}}) {
+                    b[at] = static_cast<char>(other);
+                    const char *const p = a.c_str(), *const q = b.c_str();
+                    SCOPED_TRACE(testing::Message() << byte << ' ' << other << " at " << round);
+                    const Text cut = Text(q).substr(0, at + 1);
+                    EXPECT_EQ(V_StrICmp(p, q), differ(a, q, fold));
+                    EXPECT_EQ(V_StrIPrefix(p, cut.c_str()), differ(a, q, fold, cut.size()) == 0);
+                    for (const UIntT enc : {0U, 1U}) {
+                        const auto n = static_cast<IntT>(at + 3);
+                        EXPECT_EQ(V_StrICmpEnc(p, q, enc), differ(a, q, fold, Text::npos, enc));
+                        EXPECT_EQ(V_StrCmpNEnc(p, q, n, enc), differ(a, q, same, at + 3, enc));
+                    }
+                    b.back() = 'r';
+                }
             }
         }
     }

@@ -77,7 +77,8 @@ TEST(Strings, Search)
     EXPECT_EQ(V_StrSubString("hellloo", "llo"), 3);
     EXPECT_EQ(V_StrAlphaToInt(" -12x"), -12);
     EXPECT_EQ(V_StrAlphaToInt("-2147483648"), INT32_MIN);
-    EXPECT_EQ(V_StrAlphaToInt("-"), 0);
+    for (const char *const digits : {"-", "9223372036854775807", "-99999999999999999999"})
+        EXPECT_EQ(V_StrAlphaToInt(digits), std::atoi(digits)) << digits;
     EXPECT_EQ(V_StrAlphaToInt(nullptr), 0);
     EXPECT_EQ(V_StrAlphaToReal("2.5e1;"), 25.0);
 }
