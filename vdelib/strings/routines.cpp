@@ -47,7 +47,8 @@ const char *chars(const UCharT *bytes)
     return found ? static_cast<IntT>(found - s) : -1;
 }
 
-[[gnu::noinline]] IntT is_equal_to_library(const UCharT *a, const UCharT *b, size_t limit)
+[[gnu::noinline, maybe_unused]] IntT is_equal_to_library(const UCharT *a, const UCharT *b,
+                                                         size_t limit)
 {
     return std::strncmp(chars(a), chars(b), limit) == 0;
 }
