@@ -79,18 +79,4 @@ inline int first_set(Block comparison)
 #endif
 }
 
-// The same of two blocks, one behind the other.
-inline int first_set(Block one, Block other)
-{
-#ifdef __SSE2__
-    const auto bits = [](Block block) {
-        return static_cast<unsigned>(_mm_movemask_epi8(reinterpret_cast<__m128i>(block)));
-    };
-    return std::countr_zero(uint64_t{1} << 2 * block_size | bits(other) << block_size | bits(one));
-#else
-    const int first = first_set(one);
-    return first < block_size ? first : block_size + first_set(other);
-#endif
-}
-
 } // namespace velt

@@ -166,13 +166,27 @@ VELT_INLINE size_t first_stop(const Wide &a, const Wide &differences)
     return bits == 0 ? sizeof(Wide) : static_cast<size_t>(std::countr_zero(bits));
 }
 
+// Where a byte is first set in either; their size if none is.
+VELT_INLINE size_t first_set_of(const Pair &pair)
+{
+#ifdef __SSE2__
+    const auto one = _mm_movemask_epi8(reinterpret_cast<__m128i>(pair.one));
+    const auto other = _mm_movemask_epi8(reinterpret_cast<__m128i>(pair.other));
+    const uint64_t bits = static_cast<uint64_t>(other) << block_size | static_cast<unsigned>(one);
+    return static_cast<size_t>(std::countr_zero(bits | uint64_t{1} << 2 * block_size));
+#else
+    const int first = first_set(pair.one);
+    return static_cast<size_t>(first < block_size ? first : block_size + first_set(pair.other));
+#endif
+}
+
 template <Bytes which>
 VELT_INLINE size_t first_stop(const Pair &a, const Pair &differences)
 {
     const Block one = a.one & (differences.one == 0);
     const Block other = a.other & (differences.other == 0);
-    return static_cast<size_t>(which == Bytes::all ? first_set(one == 0, other == 0)
-                                                   : first_set(~(one > 0), ~(other > 0)));
+    return which == Bytes::all ? first_set_of(Pair{one == 0, other == 0})
+                               : first_set_of(Pair{~(one > 0), ~(other > 0)});
 }
 
 template <class Wide, Compare compare, Bytes which>
