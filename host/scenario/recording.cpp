@@ -118,7 +118,10 @@ RecordedEvent event_of(std::shared_ptr<const JsonNode> node)
 std::unique_ptr<std::istream> opened(const std::string &path)
 try {
     expect_plain_file(path);
-    return std::make_unique<std::ifstream>(path);
+    auto file = std::make_unique<std::ifstream>(path);
+    if (!*file)
+        fail(path + ": it cannot be opened");
+    return file;
 } catch (const std::runtime_error &error) {
     misuse(std::string("cannot read the recording ") + error.what());
 }
@@ -208,6 +211,9 @@ bool Recording::read_block()
     file_->read(block_.data(), static_cast<std::streamsize>(block_.size()));
     block_.resize(static_cast<std::size_t>(file_->gcount()));
     from_ = 0;
+    // A file that cannot be read to its end is none that was cut off.
+    if (file_->bad())
+        fail(path_ + ": it cannot be read, or there is no memory for that");
     if (!block_.empty())
         digest_.add(block_);
     return !block_.empty();
@@ -219,7 +225,8 @@ std::optional<RecordedEvent> Recording::next()
         return {};
     read_line();
     const bool at_end = line_ == "]}";
-    if (at_end || block_.empty()) { // a line that was cut off has no end
+    const bool line_ends = !block_.empty();
+    if (at_end || line_.empty()) {
         over_ = true;
         cut_off_ = !at_end;
         if (at_end)
@@ -231,8 +238,10 @@ std::optional<RecordedEvent> Recording::next()
     if (line_.ends_with(','))
         line_.pop_back();
     const auto node = std::make_shared<JsonNode>();
+    bool is_json = false;
     try {
         const std::vector<JsonError> problems = parse_json(line_, *node);
+        is_json = true;
         if (!problems.empty())
             throw JsonError(problems.front());
         RecordedEvent event = event_of(node);
@@ -240,6 +249,11 @@ std::optional<RecordedEvent> Recording::next()
         event.line = std::move(line_);
         return event;
     } catch (const JsonError &error) {
+        // The end of the last line is written with the next event, so it may be whole without.
+        if (!line_ends && !is_json) {
+            over_ = cut_off_ = true;
+            return {};
+        }
         misuse(path_ + ":" + std::to_string(number_) + ":" + std::to_string(error.column) + ": " +
                error.what());
     }

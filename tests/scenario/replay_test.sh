@@ -132,6 +132,13 @@ head -c "$(($(wc -c <words) / 2))" words >half
 ends 1 replay half
 tells "was cut off"
 ends 0 replay half --allow-cut-off
+# The last event counts without the end of its line, which would have come with the next one.
+head -n 20 words >half
+ends 0 replay half --allow-cut-off
+cp out whole
+printf %s "$(sed '$s/,$//' half)" >unended
+ends 0 replay unended --allow-cut-off
+tells "$(grep ' calls,' whole)"
 
 # Statistics: a client's own time is neither the host's, nor that of a dialog or of another turn.
 cat >timed <<'END'
