@@ -1,6 +1,7 @@
 #include "common/replace_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -180,6 +181,11 @@ NewFile::~NewFile()
     close_open(file_);
     close_open(old_);
     close_open(directory_);
+}
+
+bool NewFile::lock_old() const
+{
+    return old_ < 0 || flock(old_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 void NewFile::write(std::string_view bytes)

@@ -30,6 +30,9 @@ public:
     NewFile &operator=(const NewFile &) = delete;
     ~NewFile();
 
+    // Has the old file to itself as OutputFile::lock() does, until this is destroyed. Returns false
+    // when another has it.
+    bool lock_old() const;
     void write(std::string_view bytes);
     // Does all but the replacement: the new file is complete and on the disk.
     void finish();

@@ -69,7 +69,7 @@ try : arguments_(arguments) {
         refuse([](const OutputFile &file) { return file.is_read_from(STDIN_FILENO); });
     if (record_file_ && !record_file_->lock())
         misuse("--record: somebody else is recording to " + arguments.record +
-               ": wait for its end, or name another file");
+               ", or updates it: wait for its end, or name another file");
     if (record_file_)
         holds_recording(*record_file_);
     const std::vector<Named> all = files();

@@ -1,6 +1,5 @@
 #include "host/scenario/update.h"
 
-#include "common/error.h"
 #include "host/scenario/recorder.h"
 
 namespace velt::host

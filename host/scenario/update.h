@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "common/error.h"
 #include "common/replace_file.h"
 #include "host/scenario/recording.h"
 #include "host/trace/trace.h"
@@ -20,6 +21,9 @@ public:
         : recording_(recording), redaction_(recording.fields(), Redaction::Texts::recorded),
           file_(recording.path())
     {
+        if (!file_.lock_old())
+            fail(recording.path() +
+                 ": somebody is recording to it, or updates it: wait for its end");
         file_.write(recording.header());
     }
 
