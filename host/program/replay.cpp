@@ -81,6 +81,8 @@ void finish(Update &update, const Recording &recording)
         std::cerr << "  " << printable_lines(each) << '\n';
     if (const std::size_t more = update.changes() - update.notes().size())
         std::cerr << "  and " << more << " more\n";
+    if (!std::cerr)
+        fail("what has changed could not be told");
 }
 
 // Plays the recording, and notes what came of it.
@@ -122,7 +124,13 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
     };
     PrintingConsole console(std::cout, std::cerr);
     Host host(std::move(options), replay, console);
-    replay.run(host);
+    try {
+        replay.run(host);
+    } catch (const std::exception &) {
+        if (update)
+            std::cerr << "vqhost: it cannot be played on, so the recording stays as it was\n";
+        throw;
+    }
     host.end();
     replay.compare_exits();
     outputs.check();

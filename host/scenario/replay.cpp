@@ -128,6 +128,8 @@ Replay::Event Replay::play(Place event)
     parts_[played.client].fresh = false;
     played_++;
     moved_ = std::chrono::steady_clock::now();
+    if (!played.line.empty())
+        agreed_ = moved_;
     calls_ += played.kind == RecordedEvent::call;
     before_.push_back(played);
     if (before_.size() > told_before)
@@ -173,10 +175,20 @@ Replay::Place Replay::come(Call &call)
 
 Responder::Reaction Replay::respond(Call &call)
 {
-    const Place event = come(call);
-    if (event == ahead_.end())
-        return call.procedure.number == api_vq_over_1::number ? Reaction::answer
-                                                              : Reaction::rpc_error;
+    // A client that goes no farther is to hand control back.
+    const Reaction refused =
+        call.procedure.number == api_vq_over_1::number ? Reaction::answer : Reaction::rpc_error;
+    try {
+        const Place event = come(call);
+        return event == ahead_.end() ? refused : answer(call, event);
+    } catch (const std::exception &) {
+        host_failed(std::current_exception());
+        return refused;
+    }
+}
+
+Responder::Reaction Replay::answer(Call &call, Place event)
+{
     const Event played = play(event);
     const Failure *failure = played.failed ? failure_named(played.failed->text()) : nullptr;
     const MessageType &type = played.procedure->result;
@@ -210,8 +222,11 @@ void Replay::observe(const TraceEvent &event) noexcept
 try {
     if (event.direction == Direction::from_client)
         compare_end(event);
-} catch (const std::exception &error) {
-    difference_ = error.what();
+    else if (event.outcome == outcomes::unsent)
+        fail("the answer to " + std::string(event.procedure) +
+             " could not be sent: its client is gone, or there was no memory");
+} catch (const std::exception &) {
+    host_failed(std::current_exception());
 }
 
 void Replay::compare_end(const TraceEvent &event)
@@ -287,7 +302,7 @@ try {
         return differ(first->client, "  now:      the client has not ended", &*first);
     part.started = part.fresh = true;
     start_(host, first->client, part.name);
-    moved_ = std::chrono::steady_clock::now();
+    moved_ = agreed_ = std::chrono::steady_clock::now();
 } catch (const Error &) {
     error_ = std::current_exception(); // which run() throws, wherever this has been called
 }

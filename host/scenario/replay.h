@@ -52,6 +52,12 @@ public:
     Reaction respond(Call &call) override;
     Reaction respond_to_bytes(Call &call) override { return respond(call); }
     void client_exited(int) override {}
+    // What a client does after that is no difference.
+    void host_failed(const std::exception_ptr &why) noexcept override
+    {
+        if (!stopped())
+            error_ = why;
+    }
     // Every event of a trace is to come here. Throws nothing.
     void observe(const TraceEvent &event) noexcept;
 
@@ -94,6 +100,7 @@ private:
     bool is_blocked(Place event);
     Place come(Call &call);
     Event play(Place event);
+    Reaction answer(Call &call, Place event);
     void compare_end(const TraceEvent &event);
 
     bool drive(Host &host, const std::function<bool()> &done);
@@ -142,10 +149,11 @@ private:
     std::map<int, Part> parts_;
     std::deque<RecordedEvent> before_; // the last events that were played
     std::map<rpcproc_t, std::deque<RecordedEvent>>
-        answers_;                                      // the last ones that an update has seen
-    std::size_t played_ = 0;                           // events
-    std::chrono::steady_clock::time_point moved_ = {}; // when the last one was played
-    std::size_t calls_ = 0;                            // calls of clients among them
+        answers_;                                       // the last ones that an update has seen
+    std::size_t played_ = 0;                            // events
+    std::chrono::steady_clock::time_point moved_ = {};  // when the last one was played,
+    std::chrono::steady_clock::time_point agreed_ = {}; // and the last one that was recorded
+    std::size_t calls_ = 0;                             // calls of clients among them
     Host *host_ = nullptr;
     std::set<const Client *> cut_off_;        // those whose connection a recorded answer has ended
     std::set<const Client *> recorded_exits_; // those whose end was as recorded

@@ -2,7 +2,7 @@
 
 #include "host/scenario/pattern.h"
 #include "host/scenario/replay.h"
-#include "host/session/client.h"
+#include "host/session/host.h"
 
 namespace velt::host
 {
@@ -59,6 +59,15 @@ Replay::Place Replay::adapt(const Call &call, Place own, Place found)
         own->adapted = true;
         update_->note(own->place + ": changed to " + now + told_differences(*own, call));
         return own;
+    }
+    // Its new calls may have no end.
+    const auto limit = call.host.options().turn_limit;
+    if (std::chrono::steady_clock::now() - agreed_ > limit) {
+        differ(call.client.number,
+               "  now:      " + now + ", and for " + std::to_string(limit.count()) +
+                   " ms nothing that was recorded",
+               &*own);
+        return ahead_.end();
     }
     const auto [earlier, differing] = nearest_of(answers_[call.procedure.number], call);
     const auto [later, differing_later] = nearest_of(ahead_, call);

@@ -83,6 +83,7 @@ void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport
     try {
         self.dispatch(*request, transport);
     } catch (const std::exception &error) {
+        self.s_.responder.host_failed(std::current_exception());
         // A lack of memory may be the cause, so no string is put together here.
         Reports::line(&self.s_.reports, "a call was not answered in full:");
         Reports::line(&self.s_.reports, dynamic_cast<const std::bad_alloc *>(&error)
@@ -198,6 +199,7 @@ try {
     }
     return std::string(outcomes::answered);
 } catch (const std::exception &error) {
+    s_.responder.host_failed(std::current_exception());
     svcerr_systemerr(transport);
     s_.host.note_failure(call.client);
     const std::string failed = "failed: " + reason_of(error);

@@ -106,6 +106,19 @@ cp old new
 ends 1 "$vqhost" replay new --client ./meddler --update
 tells "somebody else has changed it"
 { cat old; echo; } | cmp - new
+# So does it where the host fails, or what has changed is told to nobody, or somebody records.
+cp old new
+ends 1 sh -c 'ulimit -f 8; exec "$@"' sh "$vqhost" replay new --client "$built/wordcount" --update
+tells "vqhost: new: File too large"
+! grep -q differs out || fail "a failure of the host is taken for a difference"
+ends 1 flock new "$vqhost" replay new --client "$built/wordcount" --update
+tells "new: somebody is recording to it"
+cmp old new
+ends 1 sh -c '"$@" 2>/dev/full' sh "$vqhost" replay new --client "$built/wordcount" --update
+# A client that calls without end where its turn ought to be over.
+sed '12i {"client":1,"end":"handed back"},' words >early
+ends 1 "$vqhost" replay early --client "$built/wordcount" --update --time-limit 1
+tells "it cannot be played on"
 # None is made when a client does not go on.
 sed '/callback":"vq_api_command_1/s/1}/77}/; s/newVal":33/newVal":34/' words >stuck
 cp stuck before
