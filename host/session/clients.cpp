@@ -56,8 +56,16 @@ Client &Clients::add(int number, const std::string &name)
     return client;
 }
 
+void Clients::end_process(Client &client)
+{
+    if (client.process && !client.process->end())
+        reports_.of(client, client.process->left_behind());
+    client.process.reset();
+}
+
 void Clients::remove(Client &client)
 {
+    end_process(client);
     client.connection.close();
     registrations_.mapper().unset(client.program, client.version);
     all_.remove_if([&](const Client &each) { return &each == &client; });

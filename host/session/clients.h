@@ -32,7 +32,9 @@ public:
     bool any_running() const;
 
     Client &add(int number, const std::string &name);
-    // Removes the client from the list, with its connection and its registrations.
+    // Ends the process of the client, if the host has started it, with what that has left behind.
+    void end_process(Client &client);
+    // Removes the client from the list, with its process, its connection and its registrations.
     void remove(Client &client);
 
     // Handles an acknowledgement: the caller on the descriptor says that it is the process `pid`.

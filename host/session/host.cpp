@@ -520,7 +520,7 @@ void Host::end()
     for (Client &client : clients()) {
         if (client.running())
             clients_.note_exit(client);
-        client.process.reset();
+        clients_.end_process(client);
     }
     programs_.end();
     session_listener_.reset();

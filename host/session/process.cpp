@@ -1,6 +1,7 @@
 #include "host/session/process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -14,6 +15,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <new>
 #include <set>
 #include <sstream>
@@ -22,6 +24,7 @@
 #include "apilib/unix/process.h"
 #include "common/descriptor.h"
 #include "common/file.h"
+#include "common/interrupts.h"
 
 namespace velt::host
 {
@@ -68,6 +71,20 @@ namespace
 }
 
 std::set<const ClientProcess *> processes;
+
+using Clock = std::chrono::steady_clock;
+
+// Does something with each child of this process.
+void each_child(const std::function<void(pid_t, const ProcessFacts &)> &action)
+try {
+    ProcessFacts facts{};
+    for (const std::string &name : names_in("/proc"))
+        if (const pid_t id = std::atoi(name.c_str());
+            id > 0 && read_process(id, facts) && facts.parent == getpid())
+            action(id, facts);
+} catch (const std::bad_alloc &) {
+    // A destructor asks, too; without memory, no more are found.
+}
 
 } // namespace
 
@@ -124,21 +141,27 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
     }
 }
 
-ClientProcess::~ClientProcess()
+bool ClientProcess::end()
 {
-    ended();
-    kill(SIGKILL);
-    while (!ended_ && (waitpid(-group_, nullptr, 0) > 0 || errno == EINTR))
-        ;
-    // What has left the group has become a child of this process.
-    if (id_ == 0)
-        for (const pid_t each : strays())
-            while (waitpid(each, nullptr, 0) < 0 && errno == EINTR)
-                ;
-    ProcessFacts facts;
-    if (id_ != 0 && read_process(id_, facts) && facts.start == start_)
-        while (waitpid(id_, nullptr, 0) < 0 && errno == EINTR)
-            ;
+    const auto until = Clock::now() + kill_limit;
+    const auto interrupted = interrupts.count;
+    if (!group_ended())
+        kill(SIGKILL);
+    while (!group_ended()) {
+        given_up_ = given_up_ || Clock::now() >= until || interrupts.count != interrupted;
+        if (given_up_)
+            return false;
+        poll(nullptr, 0, 1);
+    }
+    return true;
+}
+
+std::string ClientProcess::left_behind() const
+{
+    const pid_t one = !ended_ ? group_ : strays_.empty() ? id_ : strays_.front();
+    return "has left processes behind that were killed and do not end, perhaps another user's: "
+           "see " +
+           std::to_string(one) + " in what ps -ejH shows, and end them";
 }
 
 bool ClientProcess::includes(pid_t id) const
@@ -170,23 +193,19 @@ bool ClientProcess::describes(pid_t id) const
     return false;
 }
 
-std::vector<pid_t> ClientProcess::strays() const
+void ClientProcess::look_for_strays()
 {
-    std::vector<pid_t> found;
+    std::erase_if(strays_, [](pid_t each) { return waitpid(each, nullptr, WNOHANG) != 0; });
     if (description_.empty())
-        return found;
-    try {
-        ProcessFacts facts{};
-        for (const std::string &name : names_in("/proc")) {
-            const pid_t id = std::atoi(name.c_str());
-            if (id > 0 && read_process(id, facts) && facts.parent == getpid() &&
-                getpgid(id) != group_ && describes(id))
-                found.push_back(id);
-        }
-    } catch (const std::bad_alloc &) {
-        // The destructor asks, too; without memory, no more are found.
-    }
-    return found;
+        return;
+    each_child([this](pid_t id, const ProcessFacts &) {
+        if ((ended_ || getpgid(id) != group_) && std::ranges::count(strays_, id) == 0 &&
+            describes(id))
+            strays_.push_back(id);
+    });
+    if (killed_)
+        for (const pid_t each : strays_)
+            ::kill(each, SIGKILL);
 }
 
 void ClientProcess::set_id(pid_t id)
@@ -213,13 +232,26 @@ bool a_child_has_ended()
 
 void reap_orphans()
 {
-    for (siginfo_t info{}; waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0; info = {}) {
-        const pid_t id = info.si_pid;
-        if (id == 0 || getpgid(id) == getpgrp() ||
-            std::ranges::any_of(processes, [=](const auto *each) { return each->awaits(id); }))
+    const auto is_orphan = [](pid_t id) {
+        return getpgid(id) != getpgrp() &&
+               std::ranges::none_of(processes, [=](const auto *each) { return each->awaits(id); });
+    };
+    for (siginfo_t info{};; waitpid(info.si_pid, nullptr, WNOHANG), info = {}) {
+        if (waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == 0)
             return;
-        waitpid(id, nullptr, WNOHANG);
+        if (!is_orphan(info.si_pid))
+            break;
     }
+    // The one that has to stay hides the others from the system's answer. To find them takes a look
+    // at all processes, and it may stay for ever.
+    static Clock::time_point next;
+    if (Clock::now() < next)
+        return;
+    next = Clock::now() + std::chrono::seconds(1);
+    each_child([&](pid_t id, const ProcessFacts &facts) {
+        if (facts.state == 'Z' && is_orphan(id))
+            waitpid(id, nullptr, WNOHANG);
+    });
 }
 
 bool ClientProcess::ended()
@@ -236,8 +268,11 @@ bool ClientProcess::ended()
         if (pid == group_)
             first_status_ = status;
     }
-    if (id_ == 0)
-        return ended_ && strays().empty();
+    if (id_ == 0) {
+        if (ended_)
+            look_for_strays();
+        return ended_ && strays_.empty();
+    }
     if (int status = 0; !status_ && id_ != group_ && waitpid(id_, &status, WNOHANG) == id_)
         status_ = status;
     return status_ || (ended_ && !lives(id_, start_));
@@ -245,11 +280,14 @@ bool ClientProcess::ended()
 
 void ClientProcess::kill(int signal)
 {
+    killed_ = killed_ || signal == SIGKILL;
     if (!ended_)
         ::kill(-group_, signal);
-    if (id_ == 0)
-        for (const pid_t each : strays())
+    if (id_ == 0) {
+        look_for_strays();
+        for (const pid_t each : strays_)
             ::kill(each, signal);
+    }
     if (id_ != 0 && !status_ && getpgid(id_) != group_ && lives(id_, start_))
         ::kill(id_, signal);
 }

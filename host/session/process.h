@@ -31,7 +31,7 @@ bool a_child_has_ended();
 // started.
 void reap_orphans();
 
-// The time that a killed process may take to end.
+// The time that a killed process may take to end, and those that come from it.
 inline constexpr std::chrono::seconds kill_limit(5);
 
 // The process leads a process group, in which the client stays when it detaches itself by a fork.
@@ -46,8 +46,8 @@ public:
                   bool stopped = false);
     ClientProcess(const ClientProcess &) = delete;
     ClientProcess &operator=(const ClientProcess &) = delete;
-    // Kills what is left of the client and its group, and waits for their end.
-    ~ClientProcess();
+    // Ends it.
+    ~ClientProcess() { end(); }
 
     // Returns the id of the first process; a client that detaches has another id, in the same
     // group.
@@ -74,6 +74,11 @@ public:
     std::optional<int> status() const { return status_ ? status_ : first_status_; }
 
     void kill(int signal);
+    // Kills what is left of the client and its group, and waits for their end, once: up to the
+    // limit, or until a signal asks this program to end. Returns whether nothing is left.
+    bool end();
+    // Returns a text that tells of what end() could not end.
+    std::string left_behind() const;
 
 private:
     friend void reap_orphans();
@@ -88,16 +93,18 @@ private:
     bool awaits(pid_t id) const;
     // Returns whether a process has the description of this client.
     bool describes(pid_t id) const;
-    // Returns the children of this process that are described so and run outside of the group: a
-    // process has left it, and the one that it came from has ended.
-    std::vector<pid_t> strays() const;
+    // Looks for strays: children of this process that are described so and run outside of the
+    // group; a process has left it, and the one that it came from has ended. Kills them if the
+    // client has been killed.
+    void look_for_strays();
 
     Listed listed_{*this};
     std::string description_; // in the environment, as NAME=VALUE; empty without one
     pid_t group_ = 0;
     pid_t id_ = 0;
     unsigned long long start_ = 0; // as start_of() returns it
-    bool ended_ = false;
+    bool ended_ = false, killed_ = false, given_up_ = false;
+    std::vector<pid_t> strays_; // an ended one stays here until its children have come to this one
     std::optional<int> status_, first_status_;
 };
 

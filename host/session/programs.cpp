@@ -53,6 +53,15 @@ IntT Programs::start(const Client &client, const Startup &what)
     return id;
 }
 
+void Programs::end()
+{
+    for (ClientProcess &each : running_)
+        if (!each.end())
+            reports_.unknown_process("program",
+                                     "a program that a client had run " + each.left_behind());
+    running_.clear();
+}
+
 void Programs::look_after()
 {
     running_.remove_if([](ClientProcess &each) { return each.group_ended(); });

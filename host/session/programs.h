@@ -29,7 +29,7 @@ public:
     // Forgets the programs that have ended.
     void look_after();
     // Kills the programs that have not ended.
-    void end() { running_.clear(); }
+    void end();
 
 private:
     // Returns the process, or nothing when it cannot be started.

@@ -189,8 +189,13 @@ TEST_F(HostedClients, AClientIsStartedByAnotherProgramOrForADebugger)
     EXPECT_TRUE(host.quit(wrapped));
     EXPECT_EQ(WEXITSTATUS(wrapped.exit_status.value_or(0)), 9);
 
-    // One that leaves the group behind a process that ends is found, and no other stays a zombie.
-    shell.arguments = {"-c", "setsid \"$PROGRAM\" & setsid true &"};
+    // One that leaves the group behind a process that ends is found, and no other stays a zombie,
+    // although there is one that is not the host's to wait for.
+    const pid_t other = fork();
+    if (other == 0)
+        _exit(0);
+    shell.arguments = {"-c",
+                       "setsid \"$PROGRAM\" & env -u VQAPIX setsid sh -c 'echo $$ >orphan' &"};
     Client &left = host.start(shell, 41, "left");
     EXPECT_TRUE(host.command(left, 1));
     EXPECT_TRUE(host.quit(left));
@@ -198,6 +203,12 @@ TEST_F(HostedClients, AClientIsStartedByAnotherProgramOrForADebugger)
     const auto no_child = [] {
         return waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) != 0;
     };
+    const auto no_orphan = [] {
+        const int id = std::atoi(test::read("orphan").c_str());
+        return id > 0 && kill(id, 0) != 0;
+    };
+    EXPECT_TRUE(host.serve_until(no_orphan, hang));
+    EXPECT_EQ(waitpid(other, nullptr, 0), other);
     EXPECT_TRUE(host.serve_until(no_child, hang));
 
     char state = 0;
@@ -221,6 +232,12 @@ TEST_F(HostedClients, ClientThatDoesNotComeUp)
     host.options().start_limit = 200ms;
     EXPECT_EQ(error_of([&] { start("never acknowledge", true); }),
               "client 3 (tester): has not acknowledged within 200 ms");
+    // What each process has started comes to this one only when that has been killed.
+    Startup chain("/bin/sh");
+    chain.arguments = {"-c",
+                       "setsid sh -c 'setsid sh -c \"setsid sleep 9999 & wait\" & wait' & wait"};
+    EXPECT_THROW(host.start(chain, 1, "chain"), Error);
+    EXPECT_EQ(waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT), -1) << "a child is left";
     EXPECT_TRUE(host.clients().empty());
     EXPECT_THROW(host.start("/nonexistent", 1, "name"), Error);
     EXPECT_THROW(host.start(TEST_CLIENT, 1, "two words"), Error);
