@@ -103,7 +103,7 @@ OutputFile::OutputFile(const std::string &path) : path_(path)
 
 OutputFile::~OutputFile()
 {
-    if (file_ && made_)
+    if (file_ && made_ && !has_content() && !has_lost_place())
         unlink(path_.c_str());
 }
 
@@ -132,9 +132,12 @@ bool OutputFile::is_read_from(int descriptor) const
 }
 
 // A file system that knows no locks locks nobody out.
-bool OutputFile::lock() const
+bool OutputFile::lock()
 {
-    return !named_ || flock(file_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+    if (!named_ || flock(file_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK)
+        return !has_lost_place();
+    made_ = false; // it is the other's now
+    return false;
 }
 
 bool OutputFile::has_content() const
@@ -183,11 +186,16 @@ void OutputFile::write(std::string_view text)
         fail_to_write(path_);
 }
 
-void OutputFile::check() const
+bool OutputFile::has_lost_place() const
 {
     struct stat here {
     };
-    if (named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) && !is(path_))
+    return named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) && !is(path_);
+}
+
+void OutputFile::check() const
+{
+    if (has_lost_place())
         throw std::runtime_error(path_ + ": another file has taken its place; what was written "
                                          "there is lost");
 }

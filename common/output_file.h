@@ -17,7 +17,7 @@ public:
     explicit OutputFile(const std::string &path);
     OutputFile(OutputFile &&) = default;
     OutputFile &operator=(OutputFile &&) = default;
-    // Removes a file that was created but not begun.
+    // Removes a file that was created but not begun, and that nobody else has written to since.
     ~OutputFile();
 
     // Returns whether this is the plain file at a path, or that of another output or of an input
@@ -29,8 +29,9 @@ public:
     bool is_standard_output() const;
 
     // Has the plain file to itself among those that ask for it, for as long as it is open, also in
-    // processes that have come out of this one by fork(). Returns false when another has it.
-    bool lock() const;
+    // processes that have come out of this one by fork(). Returns false when another has it, or had
+    // it and has removed it.
+    bool lock();
     // Returns whether this is a plain file with a content, which begin() would remove.
     bool has_content() const;
 
@@ -46,6 +47,9 @@ public:
     const std::string &path() const { return path_; }
 
 private:
+    // Returns whether this is a plain file that is no longer the one at its path.
+    bool has_lost_place() const;
+
     std::string path_;
     Descriptor file_;
     bool made_ = false, named_ = false, waits_ = false;

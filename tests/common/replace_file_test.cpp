@@ -1,11 +1,13 @@
-// What replacing a file keeps, and what it refuses.
+// What replacing a file keeps, and what it refuses; who has a file that several write.
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <optional>
 #include <tuple>
 
+#include "common/output_file.h"
 #include "common/replace_file.h"
 #include "support/errors.h"
 #include "support/folder.h"
@@ -110,6 +112,27 @@ TEST_F(ReplaceFile, KeepsOwnersOrDropsAccess)
                   std::tuple(cell.owner_then, cell.group_then, cell.mode_then))
             << &cell - cells;
     }
+}
+
+using AnOutputFile = velt::test::InFolder;
+
+TEST_F(AnOutputFile, IsNotRemovedByWhoMadeItWhenAnotherHasIt)
+{
+    for (const bool is_locked_in_vain : {true, false}) {
+        std::optional<velt::OutputFile> made("out"), other("out"), late("out");
+        ASSERT_TRUE(other->lock());
+        if (is_locked_in_vain)
+            EXPECT_FALSE(made->lock());
+        else
+            other->write("text");
+        made.reset();
+        EXPECT_TRUE(fs::exists("out"));
+        fs::remove("out");
+        other.reset();
+        EXPECT_FALSE(late->lock()) << "it is in no folder";
+    }
+    velt::OutputFile("out");
+    EXPECT_FALSE(fs::exists("out"));
 }
 
 } // namespace
