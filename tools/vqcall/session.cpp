@@ -45,15 +45,21 @@ public:
                  "; the command \"session\" of vqhost tells the number, and VQPMAP if the session "
                  "needs it");
         }
-        V_ApiTakeControl();
-        if (VA_errno == V_error_no_answer && Clock::now() - began >= std::chrono::seconds(limit))
-            give_up();
-        language_ = V_ApiGetInt(0, 0, V_prop_language);
     }
     ~Session() override
     {
         if (!gave_up_)
             V_ApiDisconnectFromSession();
+    }
+
+    // Takes control, and asks for what the texts of the session are encoded in. Throws Error when
+    // either is not answered.
+    void begin()
+    {
+        V_ApiTakeControl();
+        need_answer(api_vq_take_control_1::name);
+        language_ = V_ApiGetInt(0, 0, V_prop_language);
+        need_answer(api_vq_get_int_1::name);
     }
 
     host::SessionText text() const override { return host::SessionText(language_); }
@@ -65,19 +71,26 @@ public:
             misuse(std::string(procedure.name) +
                    " is one of the calls by which vqcall itself joins, takes turns and leaves");
         const timeval wait = {static_cast<time_t>(limit_), 0};
-        const clnt_stat done =
-            clnt_call(velt_client, procedure.number, argument.routine(), argument.address(),
-                      result.routine(), result.address(), wait);
-        if (done == RPC_TIMEDOUT)
-            give_up();
-        if (done != RPC_SUCCESS)
-            fail(clnt_sperror(velt_client, std::string(procedure.name).c_str()));
+        clnt_call(velt_client, procedure.number, argument.routine(), argument.address(),
+                  result.routine(), result.address(), wait);
+        need_answer(procedure.name);
     }
 
     void save() override {} // what the session changes is the session's
 
 private:
     using Clock = std::chrono::steady_clock;
+
+    // Throws Error when the call just made has had no answer.
+    void need_answer(std::string_view procedure)
+    {
+        rpc_err error{};
+        clnt_geterr(velt_client, &error);
+        if (error.re_status == RPC_TIMEDOUT)
+            give_up();
+        if (error.re_status != RPC_SUCCESS)
+            fail(clnt_sperror(velt_client, std::string(procedure).c_str()));
+    }
 
     // Leaves the session without asking a host that does not answer.
     [[noreturn]] void give_up()
@@ -100,7 +113,9 @@ private:
 
 std::unique_ptr<Partner> join_session(const std::string &where, UIntT limit)
 {
-    return std::make_unique<Session>(where, limit);
+    auto session = std::make_unique<Session>(where, limit);
+    session->begin();
+    return session;
 }
 
 } // namespace velt::call
