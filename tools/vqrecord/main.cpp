@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
+#include <new>
 #include <optional>
 #include <system_error>
 
@@ -222,11 +223,14 @@ public:
     {
         mapper_.unset(number, version); // an earlier client may have left it
         rpc_createerr = {};
-        if (!mapper_.set({number, version, IPPROTO_TCP, port}))
+        if (!mapper_.set({number, version, IPPROTO_TCP, port})) {
+            const int error = rpc_createerr.cf_error.re_errno;
+            if (error == ENOMEM)
+                throw std::bad_alloc();
             fail(std::string("cannot register with the port mapper: ") +
-                 (out_of_descriptors(rpc_createerr.cf_error.re_errno)
-                      ? "there are no more file descriptors"
-                      : "it does not answer, or does not let you"));
+                 (out_of_descriptors(error) ? "there are no more file descriptors"
+                                            : "it does not answer, or does not let you"));
+        }
         made_.push_back({number, version, IPPROTO_TCP, port});
     }
     // Removes one of them, or the client's own, unless another has taken its place.
