@@ -273,6 +273,8 @@ void detach()
     if (detaches)
         detach();
     const unsigned long long host_start = told.host_process > 0 ? start_of(told.host_process) : 0;
+    // Those who talk have limits of their own. What may be written on is read.
+    V_ApiSetLimit(V_limit_record_in, V_ApiGetLimit(V_limit_record_out));
     Child child;
     Programs programs;
     Description offered = told;
