@@ -367,6 +367,9 @@ int carry_out(int argc, char **argv)
     Nearest nearest(name);
     for (const Verb &each : verbs)
         nearest.consider(each.name);
+    for (const Verb &each : general)
+        if (each.name.starts_with("--")) // all letters are near to each other
+            nearest.consider(each.name);
     if (name.empty())
         misuse_of_program("what to do? there are " + verb_names());
     misuse_of_program(name + ": unknown; there are " + verb_names() + nearest.hint());

@@ -27,8 +27,7 @@ struct RecordedFields {
 const std::string &field_to_leave_out(const std::string &name);
 const std::string &field_to_scrub(const std::string &name);
 // Has a shell be offered the names of such fields, their whole paths, and procedures, by the
-// options
-// --leave-out, --scrub and --filter. There are so many that they are made for that alone.
+// options --leave-out, --scrub and --filter. There are so many that they are made for that alone.
 void offer_names(std::vector<Option> &options);
 
 class Redaction

@@ -105,6 +105,8 @@ on_fresh_book 2 --language deutsch --language=deutsch
 wrote err "--language is given twice"
 on_fresh_book 2 --lang deutsch
 wrote err 'do you mean "--language"?'
+run 2 --versio
+wrote err 'do you mean "--version"?'
 on_fresh_book 2 --trace json
 wrote err "--trace=json"
 on_fresh_book 2 show ""
