@@ -13,8 +13,9 @@ namespace
 
 constexpr std::size_t most_misses = 100;
 
-// So many calls of the host, of which each has the client do what brings the next, have no end.
-constexpr unsigned longest_chain = 1000;
+// Calls of a client that bring themselves about so many times in a row, by what they have the host
+// call, have no end.
+constexpr unsigned most_again = 1000;
 
 bool makes_calls(const ExpectedCall &step)
 {
@@ -144,13 +145,10 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
     step.used++;
     taken_++;
     const std::vector<Open> &open = open_[call.client.number];
-    const unsigned chain = open.empty() ? 1 : open.back().chain + 1;
-    if (chain > longest_chain && makes_calls(step)) {
-        miss(step.place + ": the calls that it has the host make lead to it again, " +
-             std::to_string(longest_chain) +
-             " times in a row; it makes no more (\"times\" bounds it)");
+    const Chain earlier = open.empty() ? nullptr : open.back().chain;
+    if (!makes_calls(step) || !goes_on(step, earlier))
         return answer(step, call);
-    }
+    const Chain chain = std::make_shared<const Cause>(Cause{step, earlier});
     for (HostCall &each : step.before) {
         Message argument(each.procedure->argument);
         fill(each.procedure->argument, argument.address(), each.arguments, text_);
@@ -166,6 +164,21 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
         host.when_idle(client,
                        [=, this, &host, &client, &each] { make(host, client, each, chain); });
     return answer(step, call);
+}
+
+// Counts how often a step leads to itself, however many calls each time brings. Returns whether it
+// is to have the host make its calls.
+bool ScenarioPlayer::goes_on(ExpectedCall &step, const Chain &chain)
+{
+    const Cause *cause = chain.get();
+    while (cause && &cause->step != &step)
+        cause = cause->earlier.get();
+    step.again = cause ? step.again + 1 : 0;
+    if (step.again == most_again)
+        miss(step.place + ": the calls that it has the host make lead to it again, " +
+             std::to_string(most_again) +
+             " times in a row; it makes no more (\"times\" bounds it)");
+    return step.again < most_again;
 }
 
 Responder::Reaction ScenarioPlayer::answer(const ExpectedCall &step, Call &call)
@@ -195,9 +208,9 @@ Responder::Reaction ScenarioPlayer::answer(const ExpectedCall &step, Call &call)
     return Reaction::answer;
 }
 
-void ScenarioPlayer::make(Host &host, Client &client, HostCall &call, unsigned chain)
+void ScenarioPlayer::make(Host &host, Client &client, HostCall &call, const Chain &chain)
 {
-    if (!client.running())
+    if (!client.running() || chain->step.again >= most_again)
         return;
     Message argument(call.procedure->argument);
     fill(call.procedure->argument, argument.address(), call.arguments, text_);
@@ -237,7 +250,7 @@ void ScenarioPlayer::begin(const TraceEvent &event)
         return;
     }
     HostCall *begun = std::exchange(making_, nullptr);
-    const unsigned chain = begun ? making_chain_ : 0;
+    const Chain chain = begun ? making_chain_ : nullptr;
     for (auto *list : {&queued_, &scenarios_})
         for (Scenario &scenario : *list)
             for (HostCall &each : scenario.host_calls)

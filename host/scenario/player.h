@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -42,11 +43,18 @@ public:
     std::vector<std::string> take_misses();
 
 private:
+    // A step that has the host make a call, and what has led to that step; null for nothing that
+    // scenarios have the host call.
+    struct Cause {
+        ExpectedCall &step;
+        std::shared_ptr<const Cause> earlier;
+    };
+    using Chain = std::shared_ptr<const Cause>;
     // A call of the host that a client is in, and what a scenario says of it.
     struct Open {
         std::size_t depth;
         HostCall *call;
-        unsigned chain; // how many calls of scenarios have led to it, one by the other
+        Chain chain;
     };
     // A list of calls, and whether their order counts.
     struct Expected {
@@ -58,8 +66,9 @@ private:
     ExpectedCall *find_in(const Expected &expected, const Call &call);
     void note_other(const std::vector<Expected> &all, const Call &call);
     Reaction carry_out(ExpectedCall &step, Call &call);
+    bool goes_on(ExpectedCall &step, const Chain &chain);
     Reaction answer(const ExpectedCall &step, Call &call);
-    void make(Host &host, Client &client, HostCall &call, unsigned chain);
+    void make(Host &host, Client &client, HostCall &call, const Chain &chain);
     void begin(const TraceEvent &event);
     void end(const TraceEvent &event);
     void miss(std::string text);
@@ -71,7 +80,7 @@ private:
     std::map<int, std::vector<Open>> open_; // by the numbers of clients, the innermost last
     HostCall *making_ = nullptr;            // the call that the host is about to make
     HostCall *sending_ = nullptr;           // or to send while the client waits
-    unsigned making_chain_ = 0;
+    Chain making_chain_;
     std::vector<std::string> misses_;
     std::size_t more_misses_ = 0;
     std::size_t taken_ = 0;

@@ -282,16 +282,22 @@ TEST_F(Mocked, AnswersAreGivenInTheirOrder)
 
 TEST_F(Mocked, CallsThatLeadToThemselvesComeToAnEnd)
 {
-    ASSERT_EQ(V_MockOpen(nullptr, nullptr), 0);
-    on_command = [](IntT) { V_ApiAlert("again", 1); };
-    EXPECT_EQ(V_MockAnswer(step("api_vq_alert_1", R"("times": "any", "after": [
-        {"callback": "vq_api_command_1"}])")
-                               .c_str()),
-              0);
-    EXPECT_EQ(V_MockCommand(1), -1);
-    EXPECT_EQ(V_MockCount("api_vq_alert_1"), 1001);
-    EXPECT_EQ(V_MockClose(), 1);
-    EXPECT_TOLD(":1:1: the calls that it has the host make lead to it again");
+    // The first are the person's; each further command is one that a step has made.
+    for (const auto &[at_once, made] : {std::pair{1, 1 + 1000}, {3, 3 + 1002}}) {
+        ASSERT_EQ(V_MockOpen(nullptr, nullptr), 0);
+        on_command = [at_once = at_once](IntT) {
+            for (int i = 0; i < at_once; i++)
+                V_ApiAlert("again", 1);
+        };
+        EXPECT_EQ(V_MockAnswer(step("api_vq_alert_1", R"("times": "any", "after": [
+            {"callback": "vq_api_command_1"}])")
+                                   .c_str()),
+                  0);
+        EXPECT_EQ(V_MockCommand(1), -1);
+        EXPECT_EQ(V_MockCount("api_vq_alert_1"), made);
+        EXPECT_EQ(V_MockClose(), 1);
+        EXPECT_TOLD(":1:1: the calls that it has the host make lead to it again");
+    }
 }
 
 TEST_F(Mocked, ThePersonAnswers)
