@@ -120,7 +120,8 @@ void each_resource(const fs::path &root, Visit visit)
                 visit(file.path());
 }
 
-// A client that is installed has no labels where VQHOME names a directory that lacks them.
+// A client that is installed has no labels where VQHOME names a directory that lacks them; that is
+// as it should be while clients that are not installed are run.
 Finding check_vqhome()
 {
     const std::string home = value_of("VQHOME"), installed = installed_home();
@@ -136,8 +137,8 @@ Finding check_vqhome()
                 hidden = place;
         });
     if (!hidden.empty())
-        return {false,
-                found.text + ", and hides what is installed in " + installed + ": " + hidden};
+        found.text += ", and hides what is installed in " + installed + ": " + hidden +
+                      "; unset it to run that client";
     return found;
 }
 

@@ -48,8 +48,8 @@ cp -r home/unicode other
 this=("${program[@]}")
 program=("$work/there/bin/vqhost")
 examine ""
-VQHOME=$work/other examine VQHOME,
-wrote out "hides what is installed in $work/there/share/velt: vqinit/"
+VQHOME=$work/other examine ""
+wrote out "OK     VQHOME: is $work/other, and hides what is installed in $work/there/share/velt: vqinit/"
 VQHOME='' examine "" # as if not set
 program=("${this[@]}")
 
