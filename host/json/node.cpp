@@ -1,6 +1,7 @@
 #include "host/json/node.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <limits>
 #include <span>
@@ -271,8 +272,15 @@ void expect_names(const JsonNode &node, std::span<const std::string_view> names,
 
 std::optional<std::int64_t> JsonNode::integer(std::int64_t least, std::int64_t most) const
 {
-    const std::int64_t *number = std::get_if<std::int64_t>(&value);
-    return number && *number >= least && *number <= most ? std::optional(*number) : std::nullopt;
+    std::optional<std::int64_t> number;
+    if (const std::int64_t *whole = std::get_if<std::int64_t>(&value))
+        number = *whole;
+    // As JSON Schema has it, 1.0 is whole; larger ones may not be what was written.
+    constexpr double all_exact = 1LL << 53;
+    if (const double *real = std::get_if<double>(&value);
+        real && std::abs(*real) < all_exact && std::trunc(*real) == *real)
+        number = static_cast<std::int64_t>(*real);
+    return number && *number >= least && *number <= most ? number : std::nullopt;
 }
 
 std::optional<double> JsonNode::real() const

@@ -1,6 +1,7 @@
 #include "host/scenario/pattern.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 
 #include "host/json/writer.h"
@@ -24,7 +25,7 @@ void write_node(const JsonNode &node, JsonWriter &out)
     }
     if (const auto *text = std::get_if<std::string>(&node.value))
         return out.text(*text);
-    if (const auto *number = std::get_if<std::int64_t>(&node.value))
+    if (const auto number = node.integer(INT64_MIN, INT64_MAX))
         return out.number(*number);
     out.null();
 }

@@ -51,6 +51,8 @@ public:
     {
         // Editors find the schema of a file by "$schema".
         need_names(root, {"$schema", "format", "language", "others", "order", "steps"});
+        if (const JsonNode *schema = root.member("$schema"))
+            attempt(problems_, [&] { static_cast<void>(schema->text()); });
         if (const JsonNode *of = root.member("format"))
             attempt(problems_, [&] { check_format(*of); });
         if (const JsonNode *language = root.member("language"))

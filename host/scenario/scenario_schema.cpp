@@ -136,9 +136,13 @@ std::string scenario_schema()
                {"after", host_calls},
                {"answer", Json::object()}});
     for (const Procedure &each : host_procedures())
-        if (!is_of_start(each.name))
-            call.add(each.name, {{"arguments", expected.of(each.argument)},
-                                 {"answer", one_of({words, messages.of_result(each.result)})}});
+        if (!is_of_start(each.name)) {
+            Json said = {{"arguments", expected.of(each.argument)},
+                         {"answer", one_of({words, messages.of_result(each.result)})}};
+            if (each.number != procedure::api_vq_modal_dialog_1::number)
+                said["in"] = {{"maxItems", 0}};
+            call.add(each.name, said);
+        }
     call.add("*", {{"arguments", messages.of(MessageType{})}, {"answer", words}});
     Step host_call("callback", {{"steps", list(reference("call"))},
                                 {"end", {{"enum", {"handed back", "exited", "any"}}}}});

@@ -60,7 +60,7 @@ TEST_F(Scenarios, StepsAnswerTheCallsThatTheyFit)
     EXPECT_EQ(failures(), "");
 
     // A later scenario comes first.
-    add(R"({"steps": [{"call": "*", "times": "any", "answer": "close"}]})");
+    add(R"({"format": 1.0, "steps": [{"call": "*", "times": "any", "answer": "close"}]})");
     EXPECT_STATUS(-1, V_ApiAlert(str("\x80"), 1));
 }
 
@@ -178,6 +178,7 @@ TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
 {
     const std::pair<const char *, const char *> mistakes[] = {
         {R"({"format": 2, "steps": []})", "s:1:12: format: a newer version has written this file"},
+        {R"({"$schema": 3, "steps": []})", "s:1:13: $schema: a text in quotes"},
         {R"({"step": []})", "s:1:1: \"steps\" is missing"},
         {R"({"steps": [{"call": "api_vq_get_itn_1"}]})", "do you mean \"api_vq_get_int_1\"?"},
         {R"({"steps": [{"call": "*", "arguments": {}}]})", "have no arguments alike"},
