@@ -330,9 +330,13 @@ bool Replay::step(Host &host)
     }
     if (next->kind != RecordedEvent::host_call || (next->waits && !client->being_answered))
         return false;
-    if (client->is_going() && next->procedure->number != vq_api_quit_1::number &&
-        host.wait_for_exit(*client, host.options().turn_limit))
+    // A client that waits for its answer cannot end.
+    if (client->is_going() && !client->being_answered &&
+        next->procedure->number != vq_api_quit_1::number) {
+        if (!host.wait_for_exit(*client, host.options().turn_limit))
+            differ(next->client, "  now:      the client is about to end and has not", &*next);
         return true;
+    }
     make(host, *client, next);
     return true;
 }

@@ -286,6 +286,15 @@ ends 0 run --scenario early --record sent "choose Count Words"
 ends 0 replay sent
 ends 0 run --record killed "stop --kill"
 ends 0 replay killed
+# A client that is leaving and waits for an answer cannot end before it has that.
+cat >between <<'END'
+{"others": "model", "steps": [
+  {"call": "api_vq_define_and_add_command_1", "answer": "model", "before": [{"callback": "vq_api_message_1"}]},
+  {"call": "api_vq_alert_1", "answer": "model", "before": [{"callback": "vq4_api_notify_1"}]}]}
+END
+ends 0 run --scenario between --record sent "choose Count Words"
+ends 0 replay sent
+! grep -q "has not ended for" out || fail "the host waits for the end of a client that waits for it"
 # Calls of the host within a client's call, and after it.
 cat >calls <<'END'
 {"others": "model", "steps": [
