@@ -153,7 +153,10 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
         Message argument(each.procedure->argument);
         fill(each.procedure->argument, argument.address(), each.arguments, text_);
         sending_ = &each;
-        call.host.send(call.client, *each.procedure, argument.address());
+        if (each.procedure->number == callback::vq_api_quit_1::number)
+            call.host.ask_to_quit(call.client, Host::Dialogs::stay);
+        else
+            call.host.send(call.client, *each.procedure, argument.address());
     }
     Host &host = call.host;
     Client &client = call.client;

@@ -143,9 +143,12 @@ Replay::Place Replay::come(Call &call)
     const int client = call.client.number;
     const Place none = ahead_.end();
     Place own = none;
+    // The host called clients that held control too, which it does as soon as they call.
     const auto known = [&] {
         own = stopped() ? none : next_of(client);
-        return own != none || stopped() || read_whole_;
+        const bool is_host_s = own != none && own->kind == RecordedEvent::host_call &&
+                               call.client.turns.client_holds_control();
+        return stopped() || (own == none ? read_whole_ : !is_host_s);
     };
     drive(call.host, known);
     if (stopped() || (own == none && read_whole_ && recording_.cut_off()))
@@ -276,6 +279,10 @@ void Replay::compare_exits()
 // Makes the host's call that comes next.
 void Replay::make(Host &host, Client &client, Place next)
 {
+    // What comes before the answer to a call that is still to be played out follows that.
+    const bool interrupts =
+        client.turns.client_holds_control() &&
+        next == find([&](const Event &each) { return each.client == client.number; });
     const Event event = play(next);
     Message argument(event.procedure->argument);
     try {
@@ -285,11 +292,11 @@ void Replay::make(Host &host, Client &client, Place next)
     }
     if (update_)
         update_->keep(event);
-    if (event.waits)
-        host.send(client, *event.procedure, argument.address());
-    else if (event.procedure->number == vq_api_quit_1::number)
+    if (event.procedure->number == vq_api_quit_1::number)
         // The ends of the modal dialogs that are open are recorded too.
         host.ask_to_quit(client, Host::Dialogs::stay);
+    else if (event.waits || interrupts)
+        host.send(client, *event.procedure, argument.address());
     else
         host.call(client, *event.procedure, argument.address());
 }
