@@ -55,10 +55,10 @@ void *V_Calloc(UIntT count, UIntT size, UIntT flags)
     const uint64_t total = uint64_t{count} * size;
     check_size(total);
     const auto wanted = static_cast<UIntT>(total);
-    if (wanted > most_cleared)
-        return checked(std::calloc(1, wanted), flags);
+    if (wanted > most_cleared || wanted == 0)
+        return checked(std::calloc(1, system_size(wanted)), flags);
     void *const block = V_Alloc(wanted, flags);
-    return block ? std::memset(block, 0, system_size(wanted)) : nullptr;
+    return block ? std::memset(block, 0, wanted) : nullptr;
 }
 
 void *V_Realloc(void *pointer, UIntT size, UIntT flags)
