@@ -34,23 +34,17 @@ const char *chars(const UCharT *bytes)
 }
 
 // Functions of their own, so that what calls them at its end saves no registers.
-[[gnu::noinline]] IntT put_part(char *to, size_t at, const UCharT *src, size_t count)
+[[gnu::noinline]] size_t put_part(char *to, size_t at, const UCharT *src, size_t count)
 {
     copy_short(to, chars(src), count);
     to[count] = '\0';
-    return static_cast<IntT>(at + count);
+    return at + count;
 }
 
 [[gnu::noinline]] IntT find_in_long(const UCharT *s, const UCharT *sub)
 {
     const UCharT *const found = string_routines.find_long(s, sub);
     return found ? static_cast<IntT>(found - s) : -1;
-}
-
-[[gnu::noinline, maybe_unused]] IntT is_equal_to_library(const UCharT *a, const UCharT *b,
-                                                         size_t limit)
-{
-    return std::strncmp(chars(a), chars(b), limit) == 0;
 }
 
 // What is left to do for a long string is called through the table, so that for a short one no
@@ -97,17 +91,30 @@ struct Routines {
 
     VELT_ROUTINE IntT difference(const UCharT *a, const UCharT *b, size_t limit)
     {
+        const size_t at = stop_in_head<Wide, Compare::exact>(a, b);
+        if (at >= head_size<Wide>)
+            return string_routines.long_difference(a, b, limit);
+        return at < limit ? a[at] - b[at] : 0;
+    }
+
+    VELT_ROUTINE IntT long_difference(const UCharT *a, const UCharT *b, size_t limit)
+    {
         const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, limit);
         return at < limit ? a[at] - b[at] : 0;
     }
 
     VELT_ROUTINE IntT is_equal(const UCharT *a, const UCharT *b, size_t limit)
     {
-        if constexpr (is_block) {
-            const size_t end = stop_in_head<Wide, Compare::exact>(a, b);
-            return end < head_size<Wide> ? end >= limit || a[end] == b[end]
-                                         : is_equal_to_library(a, b, limit);
-        }
+        const size_t at = stop_in_head<Wide, Compare::exact>(a, b);
+        if (at >= head_size<Wide>)
+            return string_routines.long_is_equal(a, b, limit);
+        return at >= limit || a[at] == b[at];
+    }
+
+    VELT_ROUTINE IntT long_is_equal(const UCharT *a, const UCharT *b, size_t limit)
+    {
+        if constexpr (is_block)
+            return std::strncmp(chars(a), chars(b), limit) == 0;
         const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, limit);
         return at >= limit || a[at] == b[at];
     }
@@ -258,21 +265,21 @@ struct Routines {
         return reinterpret_cast<const UCharT *>(std::strstr(chars(s), chars(sub)));
     }
 
-    VELT_ROUTINE IntT put(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned)
+    VELT_ROUTINE size_t put(char *to, size_t at, const UCharT *src, size_t most,
+                            const void *aligned)
     {
         const size_t end = stop_in_head<Wide>(src, src);
         if (end >= head_size<Wide>)
-            return string_routines.put_long(dst, at, src, most, aligned);
+            return string_routines.put_long(to, at, src, most, aligned);
         if (end > most) [[unlikely]]
-            return put_part(dst + at, at, src, most);
-        copy_short(dst + at, chars(src), end + 1);
-        return static_cast<IntT>(at + end);
+            return put_part(to, at, src, most);
+        copy_short(to, chars(src), end + 1);
+        return at + end;
     }
 
-    VELT_ROUTINE IntT put_long(char *dst, size_t at, const UCharT *src, size_t most,
-                               [[maybe_unused]] const void *aligned)
+    VELT_ROUTINE size_t put_long(char *to, size_t at, const UCharT *src, size_t most,
+                                 const void *aligned)
     {
-        char *const to = dst + at;
         if constexpr (is_widest) {
             constexpr size_t width = sizeof(Wide);
             // There vectors begin at a multiple of their size, which makes them faster.
@@ -284,23 +291,43 @@ struct Routines {
                     const size_t rest = copy_rest<Wide>(to + start, src + start, most - start);
                     if (rest != none) {
                         std::memcpy(to, &first, width);
-                        return static_cast<IntT>(at + start + rest);
+                        return at + start + rest;
                     }
                 }
             }
         }
-        const size_t count =
-            is_widest ? string_routines.length(src, most) : length<Bytes::all>(src, most);
-        std::memmove(to, src, count);
-        to[count] = '\0';
-        return static_cast<IntT>(at + count);
+        return string_routines.put_measured(to, at, src, most, aligned);
     }
 
-    VELT_ROUTINE IntT append(char *dst, const UCharT *src, size_t room)
+    VELT_ROUTINE size_t put_measured(char *to, size_t at, const UCharT *src, size_t most,
+                                     const void *)
+    {
+        const size_t count = length<Bytes::all>(src, most);
+        std::memmove(to, src, count);
+        to[count] = '\0';
+        return at + count;
+    }
+
+    VELT_ROUTINE size_t append(char *dst, const UCharT *src, size_t room)
     {
         // A vector waits for a byte in it that has just been written; the byte alone does not.
-        const size_t at = *dst == '\0' ? 0 : whole_length(reinterpret_cast<const UCharT *>(dst));
-        return at < room ? put(dst, at, src, room - at, src) : static_cast<IntT>(at);
+        if (*dst == '\0')
+            return put_behind(dst, 0, src, room);
+        const auto *const begin = reinterpret_cast<const UCharT *>(dst);
+        const size_t at = stop_in_head<Wide>(begin, begin);
+        return at < head_size<Wide> ? put_behind(dst, at, src, room)
+                                    : string_routines.append_to_long(dst, src, room);
+    }
+
+    VELT_ROUTINE size_t append_to_long(char *dst, const UCharT *src, size_t room)
+    {
+        const auto *const begin = reinterpret_cast<const UCharT *>(dst);
+        return put_behind(dst, string_routines.length(begin, unbounded), src, room);
+    }
+
+    VELT_ROUTINE size_t put_behind(char *dst, size_t at, const UCharT *src, size_t room)
+    {
+        return at < room ? put(dst + at, at, src, room - at, src) : at;
     }
 #undef VELT_ROUTINE
 };
@@ -331,12 +358,14 @@ constexpr StringRoutines routines_of()
         .ascii_alike = Version<Of::template ascii_alike<Compare::exact>>::call,
         .ascii_alike_folded = Version<Of::template ascii_alike<Compare::folded>>::call,
         .difference = Version<Of::difference>::call,
+        .long_difference = Version<Of::long_difference>::call,
         .difference_folded = Version<Of::difference_folded>::call,
         .long_difference_folded = Version<Of::long_difference_folded>::call,
         .difference_in_cases = Version<Of::difference_in_cases>::call,
         .ascii_difference = Version<Of::template ascii_difference<Compare::exact>>::call,
         .ascii_difference_folded = Version<Of::template ascii_difference<Compare::folded>>::call,
         .is_equal = Version<Of::is_equal>::call,
+        .long_is_equal = Version<Of::long_is_equal>::call,
         .is_equal_folded = Version<Of::is_equal_folded>::call,
         .long_is_equal_folded = Version<Of::long_is_equal_folded>::call,
         .is_prefix = Version<Of::is_prefix>::call,
@@ -349,7 +378,9 @@ constexpr StringRoutines routines_of()
         .find_long = Version<Of::find_long>::call,
         .put = Version<Of::put>::call,
         .put_long = Version<Of::put_long>::call,
+        .put_measured = Version<Of::put_measured>::call,
         .append = Version<Of::append>::call,
+        .append_to_long = Version<Of::append_to_long>::call,
     };
 }
 

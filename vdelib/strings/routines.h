@@ -23,7 +23,7 @@ struct StringRoutines {
     using AsciiComparison = IntT(const UCharT *a, const UCharT *b, size_t limit, UIntT enc,
                                  EncodedComparison *others);
     using Test = IntT(const UCharT *s, const UCharT *other);
-    using Put = IntT(char *dst, size_t at, const UCharT *src, size_t most, const void *aligned);
+    using Put = size_t(char *to, size_t at, const UCharT *src, size_t most, const void *aligned);
     using Search = const UCharT *(const UCharT *s, const UCharT *sub);
 
     IntT (*size)(const UCharT *s), (*long_size)(const UCharT *s);
@@ -33,12 +33,12 @@ struct StringRoutines {
     size_t (*ascii_alike)(const UCharT *a, const UCharT *b, size_t limit);
     size_t (*ascii_alike_folded)(const UCharT *a, const UCharT *b, size_t limit);
 
-    Comparison *difference, *difference_folded, *long_difference_folded;
+    Comparison *difference, *long_difference, *difference_folded, *long_difference_folded;
     Test *difference_in_cases; // folded, or else the exact one
     // Of characters that are ASCII as far as the difference or the limit; of `others`, what that
     // routine makes of both strings.
     AsciiComparison *ascii_difference, *ascii_difference_folded;
-    Comparison *is_equal, *is_equal_folded, *long_is_equal_folded;
+    Comparison *is_equal, *long_is_equal, *is_equal_folded, *long_is_equal_folded;
     Comparison *is_prefix;
     Test *is_prefix_folded, *long_is_prefix_folded;
     Test *is_suffix, *is_suffix_folded;
@@ -46,12 +46,13 @@ struct StringRoutines {
     Test *find;        // the index of sub, which is not empty; -1 when it is not there
     Search *find_long; // its place, or null
 
-    // Copies at most so many bytes of src to dst[at], terminates dst after them and returns its
-    // length. The two may overlap, so that a string can be moved inside itself. `aligned` is what
-    // vectors begin with, dst or src: the one that is known earlier.
-    Put *put, *put_long;
+    // Copies at most so many bytes of src to `to`, which is dst[at], terminates dst after them and
+    // returns its length. The two may overlap, so that a string can be moved inside itself.
+    // `aligned` is what vectors begin with, dst or src: the one that is known earlier.
+    Put *put, *put_long, *put_measured;
     // Puts src behind dst as far as there is room, which is for the whole length.
-    IntT (*append)(char *dst, const UCharT *src, size_t room);
+    size_t (*append)(char *dst, const UCharT *src, size_t room);
+    size_t (*append_to_long)(char *dst, const UCharT *src, size_t room);
 };
 // Hidden, so that its place is known and need not be loaded.
 [[gnu::visibility("hidden")]] extern StringRoutines string_routines;
@@ -73,7 +74,7 @@ inline bool folds_as_vectors()
     return compare != Compare::folded || VdeQToLower == standard_lower.data();
 }
 
-inline constexpr size_t unbounded = PTRDIFF_MAX;
+inline constexpr size_t unbounded = SIZE_MAX;
 
 inline const char *or_empty(const char *s)
 {

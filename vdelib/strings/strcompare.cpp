@@ -1,7 +1,5 @@
 // Comparing strings.
 
-#include <algorithm>
-
 #include "vdelib/strings/routines.h"
 #include "velt/vde/strings.h"
 
@@ -19,7 +17,9 @@ IntT holds(StringRoutines::Comparison *comparison, const char *a, const char *b,
 // The difference among the first N characters; a negative N counts as 1.
 IntT difference(StringRoutines::Comparison *comparison, const char *a, const char *b, IntT N)
 {
-    return N == 0 ? 0 : compare(comparison, a, b, static_cast<size_t>(std::max(N, 1)));
+    if (N > 0) [[likely]]
+        return compare(comparison, a, b, static_cast<size_t>(N));
+    return N == 0 ? 0 : compare(comparison, a, b, 1);
 }
 
 const UCharT *skip_separators(const UCharT *p)

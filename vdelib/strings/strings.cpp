@@ -20,14 +20,16 @@ IntT put_most(StringT dst, size_t at, const char *src, size_t most)
 {
     if (!src) [[unlikely]]
         src = "";
-    return string_routines.put(dst, at, reinterpret_cast<const UCharT *>(src), most, src);
+    return static_cast<IntT>(
+        string_routines.put(dst + at, at, reinterpret_cast<const UCharT *>(src), most, src));
 }
 
 IntT copy_most(StringT dst, const char *src, size_t most)
 {
     if (!src) [[unlikely]]
         src = "";
-    return string_routines.put(dst, 0, reinterpret_cast<const UCharT *>(src), most, dst);
+    return static_cast<IntT>(
+        string_routines.put(dst, 0, reinterpret_cast<const UCharT *>(src), most, dst));
 }
 
 IntT append(StringT dst, const char *src, size_t room)
@@ -36,7 +38,8 @@ IntT append(StringT dst, const char *src, size_t room)
         return 0;
     if (!src) [[unlikely]]
         src = "";
-    return string_routines.append(dst, reinterpret_cast<const UCharT *>(src), room);
+    return static_cast<IntT>(
+        string_routines.append(dst, reinterpret_cast<const UCharT *>(src), room));
 }
 
 } // namespace
