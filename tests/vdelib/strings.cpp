@@ -25,6 +25,8 @@ TEST(Strings, AreWrittenWithinTheirBound)
     EXPECT_WRITTEN("", 1, V_StrCpyN(dst, "abc", -1), 0, "");
     EXPECT_EQ(V_StrCopyString(nullptr), nullptr);
     EXPECT_EQ(std::string(Owned<>{V_StrNew(3)}.get(), 4), std::string(4, '\0'));
+    Owned<>{static_cast<StringT>(std::memset(V_Alloc(0, 0), 'x', 1))}.reset();
+    EXPECT_STREQ(Owned<>{V_StrNew(-1)}.get(), "");
 
     EXPECT_WRITTEN("abc", 7, V_StrCat(dst, dst), 6, "abcabc");
     EXPECT_WRITTEN("abcdef", 7, V_StrNCatN(dst, "xy", 2, 4), 3, "abc");

@@ -16,7 +16,8 @@
 namespace velt
 {
 
-// No string is null. Nothing behind a limit, or behind the first byte that differs, is needed.
+// No string is null, and no limit 0. Nothing behind a limit, or behind the first byte that differs,
+// is needed.
 struct StringRoutines {
     using Comparison = IntT(const UCharT *a, const UCharT *b, size_t limit);
     using EncodedComparison = IntT(const UCharT *a, const UCharT *b, size_t limit, UIntT enc);
@@ -99,7 +100,7 @@ inline IntT compare(StringRoutines::Comparison *comparison, const char *a, const
 // The length, at most `most`.
 inline size_t length_within(const char *s, size_t most)
 {
-    return string_routines.length(bytes_of(s), most);
+    return most == 0 ? 0 : string_routines.length(bytes_of(s), most);
 }
 
 inline size_t length_of(const char *s)

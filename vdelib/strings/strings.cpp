@@ -18,7 +18,8 @@ using namespace velt;
 
 IntT put_most(StringT dst, size_t at, const char *src, size_t most)
 {
-    if (!src) [[unlikely]]
+    // Of what is not copied nothing may be read.
+    if (!src || most == 0) [[unlikely]]
         src = "";
     return static_cast<IntT>(
         string_routines.put(dst + at, at, reinterpret_cast<const UCharT *>(src), most, src));
@@ -26,7 +27,7 @@ IntT put_most(StringT dst, size_t at, const char *src, size_t most)
 
 IntT copy_most(StringT dst, const char *src, size_t most)
 {
-    if (!src) [[unlikely]]
+    if (!src || most == 0) [[unlikely]]
         src = "";
     return static_cast<IntT>(
         string_routines.put(dst, 0, reinterpret_cast<const UCharT *>(src), most, dst));
@@ -54,7 +55,7 @@ StringT V_StrCopyString(const char *s)
     if (!s)
         return nullptr;
     const size_t size = length_of(s) + 1;
-    void *const copy = V_Alloc(static_cast<UIntT>(size), 0);
+    void *const copy = V_Alloc(static_cast<UIntT>(std::min<size_t>(size, UINT_MAX)), 0);
     if (!copy)
         return nullptr;
     if (size > 2 * block_size)
