@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cfloat>
+#include <cfenv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -35,8 +35,7 @@ inline bool rounds_to_nearest()
     // A sum would tell it as well, but would raise a flag or, where that is wanted, a signal.
     return (_mm_getcsr() & _MM_ROUND_MASK) == _MM_ROUND_NEAREST;
 #else
-    const volatile float least = FLT_MIN;
-    return 1.0F + least == 1.0F - least;
+    return std::fegetround() == FE_TONEAREST;
 #endif
 }
 
