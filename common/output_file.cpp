@@ -103,7 +103,8 @@ OutputFile::OutputFile(const std::string &path) : path_(path)
 
 OutputFile::~OutputFile()
 {
-    if (file_ && made_ && !has_content() && !has_lost_place())
+    // Another that has opened it meanwhile has it locked, or will find that it is gone.
+    if (file_ && made_ && lock() && !has_content())
         unlink(path_.c_str());
 }
 
