@@ -13,9 +13,9 @@ namespace
 
 constexpr std::size_t most_misses = 100;
 
-// Calls of a client that bring themselves about so many times in a row, by what they have the host
-// call, have no end.
-constexpr unsigned most_again = 1000;
+// So many calls of a client in a row that bring themselves about, by what they have the host call,
+// have no end.
+constexpr unsigned most_in_a_row = 1000;
 
 bool makes_calls(const ExpectedCall &step)
 {
@@ -148,7 +148,8 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
     const Chain earlier = open.empty() ? nullptr : open.back().chain;
     if (!makes_calls(step) || !goes_on(step, earlier))
         return answer(step, call);
-    const Chain chain = std::make_shared<const Cause>(Cause{step, earlier});
+    const Chain chain =
+        std::make_shared<Cause>(Cause{step, earlier, earlier ? earlier->length + 1 : 1});
     for (HostCall &each : step.before) {
         Message argument(each.procedure->argument);
         fill(each.procedure->argument, argument.address(), each.arguments, text_);
@@ -169,19 +170,25 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
     return answer(step, call);
 }
 
-// Counts how often a step leads to itself, however many calls each time brings. Returns whether it
-// is to have the host make its calls.
-bool ScenarioPlayer::goes_on(ExpectedCall &step, const Chain &chain)
+// Counts the calls in a row that lead to themselves: one after the other, by however many steps, or
+// side by side, where each brings several. Returns whether the step is to have the host make its
+// calls.
+bool ScenarioPlayer::goes_on(const ExpectedCall &step, const Chain &chain)
 {
+    const bool went_on = in_a_row_ < most_in_a_row;
     const Cause *cause = chain.get();
     while (cause && &cause->step != &step)
         cause = cause->earlier.get();
-    step.again = cause ? step.again + 1 : 0;
-    if (step.again == most_again)
+    if (!chain)
+        in_a_row_ = 0;
+    else if (cause)
+        in_a_row_ = std::max(in_a_row_ + 1, chain->length);
+    if (in_a_row_ < most_in_a_row)
+        return true;
+    if (went_on)
         miss(step.place + ": the calls that it has the host make lead to it again, " +
-             std::to_string(most_again) +
-             " times in a row; it makes no more (\"times\" bounds it)");
-    return step.again < most_again;
+             std::to_string(most_in_a_row) + " in a row; it makes no more (\"times\" bounds it)");
+    return false;
 }
 
 Responder::Reaction ScenarioPlayer::answer(const ExpectedCall &step, Call &call)
@@ -213,7 +220,7 @@ Responder::Reaction ScenarioPlayer::answer(const ExpectedCall &step, Call &call)
 
 void ScenarioPlayer::make(Host &host, Client &client, HostCall &call, const Chain &chain)
 {
-    if (!client.running() || chain->step.again >= most_again)
+    if (!client.running() || in_a_row_ >= most_in_a_row)
         return;
     Message argument(call.procedure->argument);
     fill(call.procedure->argument, argument.address(), call.arguments, text_);

@@ -46,10 +46,18 @@ private:
     // A step that has the host make a call, and what has led to that step; null for nothing that
     // scenarios have the host call.
     struct Cause {
-        ExpectedCall &step;
-        std::shared_ptr<const Cause> earlier;
+        const ExpectedCall &step;
+        std::shared_ptr<Cause> earlier;
+        unsigned length; // of the chain of causes that ends here
+
+        // Ends a long chain without a recursion.
+        ~Cause()
+        {
+            while (earlier.use_count() == 1)
+                earlier = std::move(earlier->earlier);
+        }
     };
-    using Chain = std::shared_ptr<const Cause>;
+    using Chain = std::shared_ptr<Cause>;
     // A call of the host that a client is in, and what a scenario says of it.
     struct Open {
         std::size_t depth;
@@ -66,7 +74,7 @@ private:
     ExpectedCall *find_in(const Expected &expected, const Call &call);
     void note_other(const std::vector<Expected> &all, const Call &call);
     Reaction carry_out(ExpectedCall &step, Call &call);
-    bool goes_on(ExpectedCall &step, const Chain &chain);
+    bool goes_on(const ExpectedCall &step, const Chain &chain);
     Reaction answer(const ExpectedCall &step, Call &call);
     void make(Host &host, Client &client, HostCall &call, const Chain &chain);
     void begin(const TraceEvent &event);
@@ -81,6 +89,7 @@ private:
     HostCall *making_ = nullptr;            // the call that the host is about to make
     HostCall *sending_ = nullptr;           // or to send while the client waits
     Chain making_chain_;
+    unsigned in_a_row_ = 0; // calls that have led to themselves
     std::vector<std::string> misses_;
     std::size_t more_misses_ = 0;
     std::size_t taken_ = 0;

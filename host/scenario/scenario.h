@@ -60,7 +60,6 @@ struct ExpectedCall {
     std::vector<HostCall> after = {};  // made when it has handed control back
 
     unsigned seen = 0, used = 0; // calls that match, and those that were answered so
-    unsigned again = 0;          // those in a row to which the calls of this step have led
     // What came instead and was answered by the model: the differences of the nearest call, and how
     // many there are; 0 for one that came before its turn.
     std::string other = {};

@@ -282,19 +282,24 @@ TEST_F(Mocked, AnswersAreGivenInTheirOrder)
 
 TEST_F(Mocked, CallsThatLeadToThemselvesComeToAnEnd)
 {
-    // The first are the person's; each further command is one that a step has made.
-    for (const auto &[at_once, made] : {std::pair{1, 1 + 1000}, {3, 3 + 1002}}) {
+    // So many steps lead to each other, so often each; a thousand calls are made beside the first.
+    for (const auto &[steps, at_once] : {std::pair{1, 1}, {1, 3}, {2, 3}, {40, 1}}) {
         ASSERT_EQ(V_MockOpen(nullptr, nullptr), 0);
-        on_command = [at_once = at_once](IntT) {
+        on_command = [at_once = at_once](IntT command) {
             for (int i = 0; i < at_once; i++)
-                V_ApiAlert("again", 1);
+                V_ApiAlert(std::to_string(command).c_str(), 1);
         };
-        EXPECT_EQ(V_MockAnswer(step("api_vq_alert_1", R"("times": "any", "after": [
-            {"callback": "vq_api_command_1"}])")
-                                   .c_str()),
-                  0);
-        EXPECT_EQ(V_MockCommand(1), -1);
-        EXPECT_EQ(V_MockCount("api_vq_alert_1"), made);
+        for (int i = 0; i < steps; i++) {
+            const std::string own = std::to_string(i), next = std::to_string((i + 1) % steps);
+            const std::string rest = R"("times": "any", "arguments": {"str1": ")" + own +
+                                     R"("}, "after": [
+                {"callback": "vq_api_command_1", "arguments": {"command": )" +
+                                     next + "}}]";
+            EXPECT_EQ(V_MockAnswer(step("api_vq_alert_1", rest).c_str()), 0);
+        }
+        EXPECT_EQ(V_MockCommand(0), -1);
+        EXPECT_GT(V_MockCount("api_vq_alert_1"), 1000);
+        EXPECT_LT(V_MockCount("api_vq_alert_1"), 1000 + 20);
         EXPECT_EQ(V_MockClose(), 1);
         EXPECT_TOLD(":1:1: the calls that it has the host make lead to it again");
     }
