@@ -158,6 +158,7 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
             call.host.ask_to_quit(call.client, Host::Dialogs::stay);
         else
             call.host.send(call.client, *each.procedure, argument.address());
+        sending_ = nullptr; // also when the connection is closed, and nothing was sent
     }
     Host &host = call.host;
     Client &client = call.client;
