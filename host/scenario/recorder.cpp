@@ -1,6 +1,7 @@
 #include "host/scenario/recorder.h"
 
 #include <algorithm>
+#include <system_error>
 
 #include "common/error.h"
 #include "host/json/writer.h"
@@ -126,45 +127,48 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
         break;
     }
     line.end('}');
-    return line.take();
+    std::string all = line.take();
+    if (all.size() >= longest_line)
+        fail("an event takes more than 256 MiB; --leave-out records calls without a field");
+    return all;
 }
 
 void Recorder::write(const TraceEvent &event) noexcept
 try {
-    if (is_of_start(event.procedure))
+    if (error_ || is_of_start(event.procedure))
         return;
     std::string &known = names_[event.client];
     const bool is_new = known != event.client_name;
     if (is_new)
         known = event.client_name;
-    const std::chrono::duration<double> time = event.time - start_;
-    put((first_ ? header_ + "\n" : ",\n") +
-        recorded_line(event, is_new ? known : "", time.count(), text_, redaction_));
+    // The clock may have been set back since.
+    const std::chrono::duration<double> time = std::max(event.time, start_) - start_;
+    const std::string line =
+        recorded_line(event, is_new ? known : "", time.count(), text_, redaction_);
+    if (first_)
+        file_.begin();
+    file_.write((first_ ? header_ + "\n" : ",\n") + line);
     first_ = false;
 } catch (const std::exception &) {
-    error_ = std::make_error_code(std::errc::not_enough_memory);
+    error_ = std::current_exception();
 }
 
 void Recorder::end()
-{
-    if (!empty())
-        put("\n]}\n");
-}
-
-void Recorder::put(const std::string &text)
 try {
-    if (first_)
-        file_.begin();
-    if (!error_)
-        file_.write(text);
-} catch (const std::system_error &error) {
-    error_ = error.code();
+    if (!first_ && !error_)
+        file_.write("\n]}\n");
+} catch (const std::exception &) {
+    error_ = std::current_exception();
 }
 
 void Recorder::check() const
-{
+try {
     if (error_)
-        throw std::system_error(error_, file_.path() + ": the recording is not complete");
+        std::rethrow_exception(error_);
+} catch (const std::exception &error) {
+    const auto *of_file = dynamic_cast<const std::system_error *>(&error);
+    throw std::runtime_error(file_.path() + ": the recording is not complete: " +
+                             (of_file ? of_file->code().message() : reason_of(error)));
 }
 
 } // namespace velt::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <exception>
 #include <map>
 #include <string>
 
@@ -14,7 +15,7 @@ namespace velt::host
 {
 
 // Returns the event as a recording has it, on one line, `time` seconds after the recording began.
-// The name of the client may be empty.
+// The name of the client may be empty. Throws Error for a line that is too long to be read.
 std::string recorded_line(const TraceEvent &event, const std::string &client_name,
                           std::optional<double> time, const SessionText &text,
                           Redaction &redaction);
@@ -42,9 +43,9 @@ public:
     // Returns what the person has to know of what was left out or scrubbed, and was not.
     std::vector<std::string> warnings() const { return redaction_.warnings(); }
     // Returns whether nothing has happened.
-    bool empty() const { return first_; }
+    bool empty() const { return first_ && !error_; }
 
-    // Throws std::system_error when a part could not be written.
+    // Throws std::runtime_error when a part could not be written.
     void check() const;
     // Throws std::runtime_error when another file has taken the recording's place.
     void check_place() const
@@ -54,8 +55,6 @@ public:
     }
 
 private:
-    void put(const std::string &text);
-
     OutputFile file_;
     const SessionText &text_;
     Redaction redaction_;
@@ -63,7 +62,7 @@ private:
     std::map<int, std::string> names_; // of the clients that have events
     std::chrono::system_clock::time_point start_;
     bool first_ = true;
-    std::error_code error_;
+    std::exception_ptr error_; // why the recording goes no farther
 };
 
 } // namespace velt::host

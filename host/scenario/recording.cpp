@@ -17,9 +17,6 @@ namespace velt::host
 namespace
 {
 
-// A longer line is no event: no message is longer.
-constexpr std::size_t longest_line = std::size_t{256} << 20;
-
 // Returns the number of a procedure that has none but that in the place of a name.
 std::optional<rpcproc_t> unknown_number(std::string_view name)
 {

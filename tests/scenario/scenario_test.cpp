@@ -143,6 +143,29 @@ TEST_F(Scenarios, ARecordingIsJson)
     EXPECT_EQ(root.member("recorded")->members.size(), 2U);
 }
 
+// What could not be read is not written: a time before the beginning, where a clock was set back,
+// or a line that is too long, before which the recording is cut off.
+using RecordingSweep = Scenarios;
+TEST_F(RecordingSweep, WhatIsWrittenCanBeRead)
+{
+    Recorder recorder(OutputFile("cut"), text, {});
+    recorder.begin(V_language_usenglish);
+    TraceEvent event = {};
+    event.direction = Direction::from_client;
+    recorder.write(event);                          // in 1970
+    const std::string name(longest_line / 6, '\1'); // each character takes six
+    event.client_name = name;
+    recorder.write(event);
+    event.client_name = "";
+    recorder.write(event);
+    recorder.end();
+    EXPECT_THROW(recorder.check(), std::runtime_error);
+    Recording recording("cut");
+    EXPECT_TRUE(recording.next());
+    EXPECT_FALSE(recording.next());
+    EXPECT_TRUE(recording.cut_off());
+}
+
 TEST(Redactions, WhatIsScrubbedIsReplacedInLongerTextsOrTold)
 {
     const SessionText text{V_language_usenglish};
