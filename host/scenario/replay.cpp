@@ -128,9 +128,10 @@ Replay::Event Replay::play(Place event)
     parts_[played.client].fresh = false;
     played_++;
     moved_ = std::chrono::steady_clock::now();
-    if (!played.line.empty())
-        agreed_ = moved_;
     calls_ += played.kind == RecordedEvent::call;
+    if (played.line.empty())
+        return played; // an update has made it, and nothing of it was recorded
+    agreed_ = moved_;
     before_.push_back(played);
     if (before_.size() > told_before)
         before_.pop_front();
