@@ -165,15 +165,12 @@ Replay::Place Replay::come(Call &call)
         differ(client,
                "  now:      " + text_of(call) + (own == none ? "" : told_differences(*own, call)) +
                    nearest(call, own),
-               own == none ? nullptr : &*own);
+               own);
         return none;
     }
     event->pending = true;
-    if (!drive(call.host, [&] { return stopped() || !is_blocked(event); })) {
-        const Place missing = head();
-        differ(client, "  now:      " + text_of(call) + ", which came after this",
-               missing == none ? nullptr : &*missing);
-    }
+    if (!drive(call.host, [&] { return stopped() || !is_blocked(event); }))
+        differ(client, "  now:      " + text_of(call) + ", which came after this", head());
     return stopped() ? none : event;
 }
 
@@ -252,10 +249,9 @@ void Replay::compare_end(const TraceEvent &event)
         is_end && (next->status == status || cut_off_.contains(host_->find(event.client)));
     // An update takes a client that ends well now, but none that has begun to crash.
     if (!is_same && !(is_end && update_ && status.well()))
-        return differ(event.client,
-                      "  now:      " + std::string(event.procedure) + ": the client " +
-                          event.outcome,
-                      next == none ? nullptr : &*next);
+        return differ(
+            event.client,
+            "  now:      " + std::string(event.procedure) + ": the client " + event.outcome, next);
     const Event played = play(next);
     if (exited)
         recorded_exits_.insert(host_->find(event.client));
@@ -302,38 +298,40 @@ void Replay::make(Host &host, Client &client, Place next)
         host.call(client, *event.procedure, argument.address());
 }
 
-void Replay::start(Host &host, Place first)
+void Replay::start(Host &host, int client)
 try {
-    Part &part = parts_[first->client];
-    Client *before = part.started ? host.find(first->client) : nullptr;
+    Part &part = parts_[client];
+    Client *before = part.started ? host.find(client) : nullptr;
     if (before && !host.wait_for_exit(*before, host.options().turn_limit))
-        return differ(first->client, "  now:      the client has not ended", &*first);
+        return differ(client, "  now:      the client has not ended", head());
     part.started = part.fresh = true;
-    start_(host, first->client, part.name);
+    start_(host, client, part.name);
     moved_ = agreed_ = std::chrono::steady_clock::now();
 } catch (const Error &) {
     error_ = std::current_exception(); // which run() throws, wherever this has been called
 }
 
-// Does what the host does next, if it is the host's turn. Returns whether it was.
+// Does what the host does next, if it is the host's turn. Returns whether it was. While it waits,
+// calls are served, which may play what is next, or drop it.
 bool Replay::step(Host &host)
 {
     const Place next = head();
     if (next == ahead_.end())
         return false;
-    const Part &part = parts_[next->client];
+    const int number = next->client;
+    const Part &part = parts_[number];
     if (!part.started || (is_init(*next) && !part.fresh)) {
-        start(host, next);
+        start(host, number);
         return true;
     }
-    Client *client = host.find(next->client);
+    Client *client = host.find(number);
     if (!client || !client->running()) {
         const std::string ending = client ? client->ending() : "not started";
         // One that has said that it leaves, has.
         if (update_ && client && client->leaving && client->ended_well() && !is_init(*next))
-            drop_rest(next->client);
+            drop_rest(number);
         else
-            differ(next->client, "  now:      the client has ended: " + ending, &*next);
+            differ(number, "  now:      the client has ended: " + ending, next);
         return true;
     }
     if (next->kind != RecordedEvent::host_call || (next->waits && !client->being_answered))
@@ -342,7 +340,7 @@ bool Replay::step(Host &host)
     if (client->is_going() && !client->being_answered &&
         next->procedure->number != vq_api_quit_1::number) {
         if (!host.wait_for_exit(*client, host.options().turn_limit))
-            differ(next->client, "  now:      the client is about to end and has not", &*next);
+            differ(number, "  now:      the client is about to end and has not", head());
         return true;
     }
     make(host, *client, next);
@@ -361,15 +359,18 @@ bool Replay::drive(Host &host, const std::function<bool()> &done)
         const auto moved = [&] {
             return played_ != played || done() || (awaited && !awaited->running());
         };
-        const bool ends = awaited && awaited->quitting && next->kind == RecordedEvent::end;
+        const bool is_end = awaited && next->kind == RecordedEvent::end;
+        const bool is_exit = is_end && next->exited;
         // What has passed while the host waited for the end of a turn counts.
         const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::steady_clock::now() - moved_);
-        const auto limit = (ends ? host.options().exit_limit : host.options().turn_limit) - passed;
+        const auto limit =
+            (is_end && awaited->quitting ? host.options().exit_limit : host.options().turn_limit) -
+            passed;
         if (awaited ? host.wait_for(*awaited, "does not go on", moved, limit)
                     : host.serve_until(moved, limit))
             continue;
-        if (!awaited || !awaited->process || next->kind != RecordedEvent::end || !next->exited)
+        if (!is_exit || !awaited->process)
             return false;
         host.kill(*awaited); // as the host had to then
     }
@@ -386,7 +387,7 @@ void Replay::run(Host &host)
         differ(next->client,
                "  now:      the client does nothing for " +
                    std::to_string(host.options().turn_limit.count()) + " ms",
-               &*next);
+               next);
     }
     over_ = !stopped(); // what the end of this host brings was not recorded
     if (error_)
@@ -411,16 +412,17 @@ std::string Replay::text_of(const Call &call) const
            shortened(argument.take(), RecordedEvent::most_shown) + ")";
 }
 
-void Replay::differ(int client, const std::string &what, const RecordedEvent *recorded)
+void Replay::differ(int client, const std::string &what, Place recorded)
 {
     if (stopped())
         return;
+    const bool is_beyond = recorded == ahead_.end();
     const std::string who =
         parts_.size() > 1 ? "client " + std::to_string(client) : std::string("the client");
-    difference_ = (recorded ? recorded->place + ": " + who + " differs from the recording"
-                            : who + " goes on beyond the recording") +
+    difference_ = (is_beyond ? who + " goes on beyond the recording"
+                             : recorded->place + ": " + who + " differs from the recording") +
                   "\n" + what;
-    if (recorded)
+    if (!is_beyond)
         difference_ += "\n  recorded: " + text_of(*recorded);
     if (!before_.empty())
         difference_ += "\n  before that:";

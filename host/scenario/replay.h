@@ -105,7 +105,7 @@ private:
 
     bool drive(Host &host, const std::function<bool()> &done);
     bool step(Host &host);
-    void start(Host &host, Place first);
+    void start(Host &host, int client);
     void make(Host &host, Client &client, Place next);
 
     Place adapt(const Call &call, Place own, Place found);
@@ -115,7 +115,7 @@ private:
     Place skip_to_end(int client);
     void remember(const RecordedEvent &event);
 
-    void differ(int client, const std::string &what, const RecordedEvent *recorded);
+    void differ(int client, const std::string &what, Place recorded);
     void note_mistake(const RecordedEvent &event, const JsonError &error);
     std::string nearest(const Call &call, Place told);
     // Returns the recorded call that is the most like this one, and how many parts of it differ.

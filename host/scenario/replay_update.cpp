@@ -66,7 +66,7 @@ Replay::Place Replay::adapt(const Call &call, Place own, Place found)
         differ(call.client.number,
                "  now:      " + now + ", and for " + std::to_string(limit.count()) +
                    " ms nothing that was recorded",
-               &*own);
+               own);
         return ahead_.end();
     }
     const auto [earlier, differing] = nearest_of(answers_[call.procedure.number], call);
