@@ -57,8 +57,7 @@ void Programs::end()
 {
     for (ClientProcess &each : running_)
         if (!each.end())
-            reports_.unknown_process("program",
-                                     "a program that a client had run " + each.left_behind());
+            reports_.tell("a program that a client had run " + each.left_behind());
     running_.clear();
 }
 

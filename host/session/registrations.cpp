@@ -60,9 +60,10 @@ void Registrations::renew()
         const bool missing =
             found == 0 ? rpc_createerr.cf_stat == RPC_PROGNOTREGISTERED : found != each.port;
         if (missing && !mapper_->set(each))
-            reports_.unknown_process(
-                "registration", "the port mapper has lost program " + std::to_string(each.program) +
-                                    ", and another holds it: clients do not find the host");
+            reports_.unknown_process("registration of " + std::to_string(each.program),
+                                     "the port mapper has lost program " +
+                                         std::to_string(each.program) +
+                                         ", and another holds it: clients do not find the host");
     }
     // A port mapper that takes long to answer is asked less often.
     const auto took = Clock::now() - began;

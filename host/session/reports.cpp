@@ -5,7 +5,7 @@ namespace velt::host
 
 void Reports::of(const Client &client, const std::string &what)
 {
-    console_.report(client.title() + ": " + what);
+    tell(client.title() + ": " + what);
 }
 
 void Reports::unknown_process(const std::string &kind, const std::string &what)
@@ -15,12 +15,12 @@ void Reports::unknown_process(const std::string &kind, const std::string &what)
     if (!is_new && now - last->second < std::chrono::minutes(1))
         return;
     last->second = now;
-    console_.report(what);
+    tell(what);
 }
 
 void Reports::line(void *reports, const char *what) noexcept
 try {
-    static_cast<Reports *>(reports)->console_.report(what);
+    static_cast<Reports *>(reports)->tell(what);
 } catch (const std::exception &) {
     return;
 }

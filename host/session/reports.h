@@ -17,6 +17,7 @@ public:
     explicit Reports(Console &console) : console_(console) {}
 
     void of(const Client &client, const std::string &what);
+    void tell(const std::string &what) { console_.report(what); }
     // Reports on a process that is no client, once a minute for each kind of report, so that one
     // that comes again and again is not reported each time.
     void unknown_process(const std::string &kind, const std::string &what);
