@@ -159,9 +159,9 @@ bool ClientProcess::end()
 std::string ClientProcess::left_behind() const
 {
     const pid_t one = !ended_ ? group_ : strays_.empty() ? id_ : strays_.front();
-    return "has left processes behind that were killed and do not end, perhaps another user's: "
-           "see " +
-           std::to_string(one) + " in what ps -ejH shows, and end them";
+    return "has left processes behind that were killed and have not ended yet: see " +
+           std::to_string(one) +
+           " in what ps -ejH shows, and end what goes on, perhaps as another user";
 }
 
 bool ClientProcess::includes(pid_t id) const
