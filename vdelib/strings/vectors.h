@@ -223,18 +223,29 @@ VELT_INLINE size_t stop_in_stride(const UCharT *a, const UCharT *b)
     return stride<Wide>;
 }
 
+// Loads bytes of both, and sets `differences` as above or, where that takes fewer steps, none, and
+// the bytes of a to 0 where they differ.
+template <Compare compare, class Wide>
+VELT_INLINE void load_both(const UCharT *a, const UCharT *b, Wide &bytes, Wide &differences)
+{
+    load_once(a, bytes);
+    find_differences<compare>(bytes, b, differences);
+    if constexpr (compare == Compare::exact && sizeof(Wide) == 32) {
+        bytes &= differences == 0;
+        differences = Wide{};
+    }
+}
+
 // Whether it stops there: at the least bytes of all, or at a difference in any.
 template <class Wide, Compare compare, Bytes which>
 VELT_INLINE bool stops_in_stride(const UCharT *a, const UCharT *b)
 {
     Wide least, differences;
-    load_once(a, least);
-    find_differences<compare>(least, b, differences);
+    load_both<compare>(a, b, least, differences);
 #pragma GCC unroll 4
     for (size_t start = sizeof(Wide); start < stride<Wide>; start += sizeof(Wide)) {
         Wide next, more;
-        load_once(a + start, next);
-        find_differences<compare>(next, b + start, more);
+        load_both<compare>(a + start, b + start, next, more);
         differences |= more;
         take_least<which>(next, least);
     }
