@@ -90,7 +90,8 @@ std::vector<ScenarioPlayer::Expected> ScenarioPlayer::expected_of(int client)
     std::vector<Expected> all;
     if (const auto open = open_.find(client); open != open_.end())
         for (auto each = open->second.rbegin(); each != open->second.rend(); ++each)
-            all.push_back({each->call->calls, each->call->in_order});
+            if (each->call)
+                all.push_back({each->call->calls, each->call->in_order});
     for (auto *list : {&queued_, &scenarios_})
         for (Scenario &each : *list)
             all.push_back({each.calls, each.in_order});
@@ -99,6 +100,9 @@ std::vector<ScenarioPlayer::Expected> ScenarioPlayer::expected_of(int client)
 
 Responder::Reaction ScenarioPlayer::respond(Call &call)
 {
+    if (call.procedure.number == procedure::api_vq_over_1::number &&
+        does_what_was_sent(call.client))
+        sent_[call.client.number].pop_front();
     const std::vector<Expected> all = expected_of(call.client.number);
     for (const Expected &each : all)
         if (ExpectedCall *step = find_in(each, call))
@@ -144,8 +148,7 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
 {
     step.used++;
     taken_++;
-    const std::vector<Open> &open = open_[call.client.number];
-    const Chain earlier = open.empty() ? nullptr : open.back().chain;
+    const Chain earlier = cause_of(call.client);
     if (!makes_calls(step) || !goes_on(step, earlier))
         return answer(step, call);
     const Chain chain =
@@ -154,10 +157,13 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
         Message argument(each.procedure->argument);
         fill(each.procedure->argument, argument.address(), each.arguments, text_);
         sending_ = &each;
-        if (each.procedure->number == callback::vq_api_quit_1::number)
+        if (each.procedure->number == callback::vq_api_quit_1::number) {
             call.host.ask_to_quit(call.client, Host::Dialogs::stay);
-        else
+        } else {
+            sent_[call.client.number].push_back(
+                {static_cast<UIntT>(each.procedure->number), chain});
             call.host.send(call.client, *each.procedure, argument.address());
+        }
         sending_ = nullptr; // also when the connection is closed, and nothing was sent
     }
     Host &host = call.host;
@@ -169,6 +175,27 @@ Responder::Reaction ScenarioPlayer::carry_out(ExpectedCall &step, Call &call)
         host.when_idle(client,
                        [=, this, &host, &client, &each] { make(host, client, each, chain); });
     return answer(step, call);
+}
+
+// Returns whether the client does now what was sent to it, for which the host has begun no turn;
+// the mock begins one when that arrives.
+bool ScenarioPlayer::does_what_was_sent(const Client &client)
+{
+    const Turns &turns = client.turns;
+    const std::vector<Open> &open = open_[client.number];
+    const std::deque<Sent> &sent = sent_[client.number];
+    return !sent.empty() && (!turns.client_holds_control() ||
+                             (turns.innermost().number == sent.front().procedure &&
+                              (open.empty() || open.back().depth + 1 != turns.depth())));
+}
+
+// Returns what has led to the call that the client makes.
+ScenarioPlayer::Chain ScenarioPlayer::cause_of(const Client &client)
+{
+    if (does_what_was_sent(client))
+        return sent_[client.number].front().chain;
+    const std::vector<Open> &open = open_[client.number];
+    return open.empty() ? nullptr : open.back().chain;
 }
 
 // Counts the calls in a row that lead to themselves: one after the other, by however many steps, or
@@ -268,9 +295,8 @@ void ScenarioPlayer::begin(const TraceEvent &event)
                 if (!begun && !each.begun && each.procedure->number == event.number &&
                     fits(event.arguments.shape, event.arguments.value, each.arguments, text_))
                     begun = &each;
-    if (!begun)
-        return;
-    begun->begun = true;
+    if (begun)
+        begun->begun = true;
     open_[event.client].push_back({event.depth, begun, chain});
 }
 
@@ -279,9 +305,9 @@ void ScenarioPlayer::end(const TraceEvent &event)
     std::vector<Open> &open = open_[event.client];
     const bool exited = event.outcome != outcomes::handed_back;
     while (!open.empty() && open.back().depth >= event.depth) {
-        const HostCall &call = *open.back().call;
-        if (call.end != HostCall::any && exited != (call.end == HostCall::exited))
-            miss(call.place + ": " + std::string(call.procedure->name) + ": " +
+        const HostCall *call = open.back().call;
+        if (call && call->end != HostCall::any && exited != (call->end == HostCall::exited))
+            miss(call->place + ": " + std::string(call->procedure->name) + ": " +
                  std::string(event.outcome));
         open.pop_back();
     }

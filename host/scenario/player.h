@@ -29,7 +29,11 @@ public:
     Reaction respond(Call &call) override;
     Reaction respond_to_bytes(Call &call) override;
     IntT admit(IntT pid) override { return model_.admit(pid); }
-    void client_exited(int number) override { model_.client_exited(number); }
+    void client_exited(int number) override
+    {
+        sent_.erase(number);
+        model_.client_exited(number);
+    }
     // Follows the host's calls; every event of a trace is to come here. Throws nothing.
     void observe(const TraceEvent &event) noexcept;
 
@@ -58,10 +62,15 @@ private:
         }
     };
     using Chain = std::shared_ptr<Cause>;
-    // A call of the host that a client is in, and what a scenario says of it.
+    // A call of the host that a client is in, and what a scenario says of it, if anything.
     struct Open {
         std::size_t depth;
         HostCall *call;
+        Chain chain;
+    };
+    // A call of the host that was sent to a client while that waited, and what has led to it.
+    struct Sent {
+        UIntT procedure;
         Chain chain;
     };
     // A list of calls, and whether their order counts.
@@ -74,6 +83,8 @@ private:
     ExpectedCall *find_in(const Expected &expected, const Call &call);
     void note_other(const std::vector<Expected> &all, const Call &call);
     Reaction carry_out(ExpectedCall &step, Call &call);
+    bool does_what_was_sent(const Client &client);
+    Chain cause_of(const Client &client);
     bool goes_on(const ExpectedCall &step, const Chain &chain);
     Reaction answer(const ExpectedCall &step, Call &call);
     void make(Host &host, Client &client, HostCall &call, const Chain &chain);
@@ -86,6 +97,7 @@ private:
     // In these, what is there stays where it is when more is added.
     std::deque<Scenario> queued_, scenarios_;
     std::map<int, std::vector<Open>> open_; // by the numbers of clients, the innermost last
+    std::map<int, std::deque<Sent>> sent_;  // and not handed back, in order
     HostCall *making_ = nullptr;            // the call that the host is about to make
     HostCall *sending_ = nullptr;           // or to send while the client waits
     Chain making_chain_;

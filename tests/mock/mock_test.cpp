@@ -282,8 +282,17 @@ TEST_F(Mocked, AnswersAreGivenInTheirOrder)
 
 TEST_F(Mocked, CallsThatLeadToThemselvesComeToAnEnd)
 {
+    struct Case {
+        int steps, at_once;
+        const char *when;
+    };
     // So many steps lead to each other, so often each; a thousand calls are made beside the first.
-    for (const auto &[steps, at_once] : {std::pair{1, 1}, {1, 3}, {2, 3}, {40, 1}}) {
+    for (const auto &[steps, at_once, when] : {Case{1, 1, "after"},
+                                               {1, 3, "after"},
+                                               {2, 3, "after"},
+                                               {40, 1, "after"},
+                                               {1, 1, "before"},
+                                               {40, 1, "before"}}) {
         ASSERT_EQ(V_MockOpen(nullptr, nullptr), 0);
         on_command = [at_once = at_once](IntT command) {
             for (int i = 0; i < at_once; i++)
@@ -292,7 +301,8 @@ TEST_F(Mocked, CallsThatLeadToThemselvesComeToAnEnd)
         for (int i = 0; i < steps; i++) {
             const std::string own = std::to_string(i), next = std::to_string((i + 1) % steps);
             const std::string rest = R"("times": "any", "arguments": {"str1": ")" + own +
-                                     R"("}, "after": [
+                                     R"("}, ")" + when +
+                                     R"(": [
                 {"callback": "vq_api_command_1", "arguments": {"command": )" +
                                      next + "}}]";
             EXPECT_EQ(V_MockAnswer(step("api_vq_alert_1", rest).c_str()), 0);
