@@ -68,6 +68,12 @@ void MemoryLink::end()
         owner_.ended();
 }
 
+void MemoryLink::lack_memory(const std::bad_alloc &error) const
+{
+    if (owner_.failed)
+        owner_.failed(error);
+}
+
 bool_t MemoryLink::reply(SVCXPRT *transport, rpc_msg *message)
 {
     Exchange &exchange = Exchange::of(transport);
@@ -80,7 +86,8 @@ bool_t MemoryLink::reply(SVCXPRT *transport, rpc_msg *message)
     try {
         if (encode(exchange.result, routine, where))
             return TRUE;
-    } catch (const std::bad_alloc &) {
+    } catch (const std::bad_alloc &error) {
+        exchange.link->lack_memory(error);
         exchange.error.re_status = RPC_CANTRECV;
         return FALSE;
     }
@@ -145,7 +152,8 @@ clnt_stat MemoryLink::call(CLIENT *handle, rpcproc_t procedure, xdrproc_t encodi
         if (self.error_.re_status == RPC_SUCCESS &&
             !code(exchange.result, XDR_DECODE, decoding, result))
             fail(RPC_CANTDECODERES);
-    } catch (const std::bad_alloc &) {
+    } catch (const std::bad_alloc &error) {
+        self.lack_memory(error);
         fail(RPC_CANTENCODEARGS);
     }
     return self.error_.re_status;

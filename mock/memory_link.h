@@ -5,6 +5,7 @@
 #include <rpc/rpc.h>
 
 #include <functional>
+#include <new>
 #include <string>
 
 namespace velt::mock
@@ -26,6 +27,8 @@ public:
         const char *name = nullptr;
         // Called for each call when the connection has ended. Throws nothing.
         std::function<void()> ignored = nullptr;
+        // Called when the link has no memory for a call. Throws nothing.
+        std::function<void(const std::bad_alloc &)> failed = nullptr;
     };
 
     // The descriptor is what those who serve know the connection by; there is none behind it.
@@ -52,6 +55,7 @@ private:
 
     void serve(rpcproc_t procedure, Exchange &exchange);
     void end();
+    void lack_memory(const std::bad_alloc &error) const;
 
     int descriptor_;
     Owner owner_;

@@ -117,6 +117,13 @@ Reply Person::ask(const Question &question)
     return reply;
 }
 
+void Player::host_failed(const std::exception_ptr &why) noexcept
+try {
+    std::rethrow_exception(why);
+} catch (const std::exception &error) {
+    failures_.add(error);
+}
+
 Mock::Library::Library(const V_MockLibraryT &of)
     : V_MockLibraryT(of), client_before_(*client), error_before_(*error), bailout_before_(*bailout),
       number_before_(*number), mask_before_(*selectMask)
@@ -147,8 +154,11 @@ Mock::Mock(Failures &failures, const V_MockLibraryT &library, const char *book,
                             give_up(
                                 "goes on calling without a connection, and ends here (ask VA_errno "
                                 "behind each call, and end the loop when that is set)");
-                    }}),
-      to_client_(client_descriptor, {.serve = [this](svc_req &each) { serve_host(each); }}),
+                    },
+                .failed = [this](const std::bad_alloc &error) { failures_.add(error); }}),
+      to_client_(client_descriptor,
+                 {.serve = [this](svc_req &each) { serve_host(each); },
+                  .failed = [this](const std::bad_alloc &error) { failures_.add(error); }}),
       host_(options_of([this](const TraceEvent &event) { note(event); }), player_, person_)
 {
     person_.text.emplace(model_.language());

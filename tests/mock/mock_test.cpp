@@ -538,6 +538,19 @@ TEST_F(MockSweep, MemoryThatRunsOutForGoodEndsNothing)
     EXPECT_TOLD("client \"mock\": said");
 }
 
+TEST_F(MockSweep, ACallThatTheHostHasNoMemoryForIsAFailure)
+{
+    bool failed = true;
+    for (long n = 0; failed; n++) {
+        ASSERT_EQ(V_MockOpen(book, nullptr), 0);
+        VA_errno = 0;
+        failed = heap::fails(n, [] { V_ApiAlert("hello", 1); });
+        const bool is_answered = VA_errno == 0;
+        EXPECT_TRUE(V_MockClose() > 0 || is_answered) << n;
+    }
+    EXPECT_TOLD("out of memory");
+}
+
 TEST_F(MockSweep, OneAfterTheOtherLeavesNothing)
 {
     on_command = [](IntT) {
