@@ -74,16 +74,23 @@ std::set<const ClientProcess *> processes;
 
 using Clock = std::chrono::steady_clock;
 
-// Does something with each child of this process.
-void each_child(const std::function<void(pid_t, const ProcessFacts &)> &action)
+void each_process(const std::function<void(pid_t, const ProcessFacts &)> &action)
 try {
     ProcessFacts facts{};
     for (const std::string &name : names_in("/proc"))
-        if (const pid_t id = std::atoi(name.c_str());
-            id > 0 && read_process(id, facts) && facts.parent == getpid())
+        if (const pid_t id = std::atoi(name.c_str()); id > 0 && read_process(id, facts))
             action(id, facts);
 } catch (const std::bad_alloc &) {
     // A destructor asks, too; without memory, no more are found.
+}
+
+// Does something with each child of this process.
+void each_child(const std::function<void(pid_t, const ProcessFacts &)> &action)
+{
+    each_process([&](pid_t id, const ProcessFacts &facts) {
+        if (facts.parent == getpid())
+            action(id, facts);
+    });
 }
 
 } // namespace
@@ -143,24 +150,40 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
 
 bool ClientProcess::end()
 {
-    const auto until = Clock::now() + kill_limit;
-    const auto interrupted = interrupts.count;
+    auto until = Clock::now() + kill_limit;
+    auto interrupted = interrupts.count;
+    std::chrono::seconds hurried_limit(1);
     if (!group_ended())
         kill(SIGKILL);
-    while (!group_ended()) {
-        given_up_ = given_up_ || Clock::now() >= until || interrupts.count != interrupted;
+    while (!given_up_ && !group_ended()) {
+        if (const auto count = interrupts.count; count != interrupted) {
+            interrupted = count;
+            until = std::min(until, Clock::now() + hurried_limit);
+            hurried_limit = {};
+        }
+        given_up_ = Clock::now() >= until;
         if (given_up_)
-            return false;
-        poll(nullptr, 0, 1);
+            look_for_survivor();
+        else
+            poll(nullptr, 0, 1);
     }
-    return true;
+    return survivor_ == 0;
+}
+
+// One that has not come to this process yet has not even been killed.
+void ClientProcess::look_for_survivor()
+{
+    each_process([this](pid_t id, const ProcessFacts &facts) {
+        if (facts.state != 'Z' &&
+            (getpgid(id) == group_ || id == id_ || std::ranges::count(strays_, id) > 0 ||
+             (id_ == 0 && describes(id))))
+            survivor_ = id;
+    });
 }
 
 std::string ClientProcess::left_behind() const
 {
-    const pid_t one = !ended_ ? group_ : strays_.empty() ? id_ : strays_.front();
-    return "has left processes behind that were killed and have not ended yet: see " +
-           std::to_string(one) +
+    return "has left processes behind that have not ended: see " + std::to_string(survivor_) +
            " in what ps -ejH shows, and end what goes on, perhaps as another user";
 }
 

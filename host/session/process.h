@@ -75,7 +75,8 @@ public:
 
     void kill(int signal);
     // Kills what is left of the client and its group, and waits for their end, once: up to the
-    // limit, or until a signal asks this program to end. Returns whether nothing is left.
+    // limit, for a second more when a signal asks this program to end, and not at all when another
+    // one does. Returns whether nothing is left.
     bool end();
     // Returns a text that tells of what end() could not end.
     std::string left_behind() const;
@@ -97,6 +98,8 @@ private:
     // group; a process has left it, and the one that it came from has ended. Kills them if the
     // client has been killed.
     void look_for_strays();
+    // Looks for a process that lives after end() has given up.
+    void look_for_survivor();
 
     Listed listed_{*this};
     std::string description_; // in the environment, as NAME=VALUE; empty without one
@@ -104,6 +107,7 @@ private:
     pid_t id_ = 0;
     unsigned long long start_ = 0; // as start_of() returns it
     bool ended_ = false, killed_ = false, given_up_ = false;
+    pid_t survivor_ = 0;        // 0 for none
     std::vector<pid_t> strays_; // an ended one stays here until its children have come to this one
     std::optional<int> status_, first_status_;
 };
