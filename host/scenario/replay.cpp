@@ -237,11 +237,17 @@ void Replay::compare_end(const TraceEvent &event)
     const bool exited = event.outcome != outcomes::handed_back;
     const Place none = ahead_.end();
     Place next = next_of(event.client);
-    if (update_ && next != none && next->kind != RecordedEvent::end)
-        next = skip_to_end(event.client);
-    if (next == none && read_whole_ && recording_.cut_off())
-        return;
+    const Place own = next;
     const ExitStatus status(event.exit_status);
+    if (update_ && own != none && own->kind != RecordedEvent::end)
+        next = skip_to_end(event.client);
+    if (next == none && read_whole_ && recording_.cut_off()) {
+        if (own == none)
+            return;
+        if (status.well() && exited == (event.number == vq_api_quit_1::number))
+            return end_early(event, own);
+        next = own;
+    }
     const bool is_end = next != none && next->kind == RecordedEvent::end && next->exited == exited;
     // A client whose connection the host has cut may notice that before it is told to quit, or
     // after.

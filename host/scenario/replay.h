@@ -113,6 +113,7 @@ private:
     void drop(Place event);
     void drop_rest(int client);
     Place skip_to_end(int client);
+    void end_early(const TraceEvent &event, Place own);
     void remember(const RecordedEvent &event);
 
     void differ(int client, const std::string &what, Place recorded);

@@ -128,6 +128,15 @@ Replay::Place Replay::skip_to_end(int client)
     return end;
 }
 
+// A turn is over whose end was not recorded: drops the rest of it, and adds its end.
+void Replay::end_early(const TraceEvent &event, Place own)
+{
+    const std::string place = own->place;
+    drop_rest(event.client);
+    update_->note(place + ": new: the client " + event.outcome);
+    update_->add(event, text_);
+}
+
 // The client is gone: drops what was recorded of it until it is started anew.
 void Replay::drop_rest(int client)
 {

@@ -166,6 +166,11 @@ cp out whole
 printf %s "$(sed '$s/,$//' half)" >unended
 ends 0 replay unended --allow-cut-off
 tells "$(grep ' calls,' whole)"
+# An update ends a turn of which more was recorded, and what it writes can be played.
+sed '/98 words/{p; s/98/99/; q}' words >half
+ends 0 replay half --allow-cut-off --update
+tail -n 1 half | grep -q '"end":"handed back"' || fail "an update adds no end"
+ends 0 replay half --allow-cut-off
 
 # Statistics: a client's own time is neither the host's, nor that of a dialog or of another turn.
 cat >timed <<'END'
