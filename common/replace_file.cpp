@@ -71,6 +71,8 @@ bool same_access_list(int from, int to)
 
 NewFile *NewFile::latest_;
 
+static void (*size_limit_before)(int) = SIG_DFL;
+
 // Has the file made, or linked, under a name that no other file has.
 template <class Make>
 void NewFile::take_name(Make make)
@@ -264,7 +266,12 @@ void replace_file(const std::string &path, std::string_view content, NewFile::Ot
 
 void survive_file_size_limit()
 {
-    std::signal(SIGXFSZ, SIG_IGN);
+    size_limit_before = std::signal(SIGXFSZ, SIG_IGN);
+}
+
+void restore_file_size_limit()
+{
+    std::signal(SIGXFSZ, size_limit_before);
 }
 
 } // namespace velt

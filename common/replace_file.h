@@ -66,5 +66,7 @@ void replace_file(const std::string &path, std::string_view content,
 // From now on a write beyond the file size limit fails like one on a full disk, in the whole
 // process. Without this a signal ends the process.
 void survive_file_size_limit();
+// Undoes that, in a child that is to become another program.
+void restore_file_size_limit();
 
 } // namespace velt

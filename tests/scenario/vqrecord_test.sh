@@ -99,8 +99,24 @@ wait || true
 run 0 replay through --client "$built/wordcount" --allow-cut-off
 wrote err "was cut off"
 
-# What it cannot write, or of a client that it cannot start.
+# What it cannot write, or of a client that it cannot start. A limit of file sizes is a full disk, and no
+# signal to the client, which has its signals as vqrecord had them.
 run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg /dev/full --client-arg "$built/wordcount"
+cat >limited <<END
+#!/usr/bin/env bash
+ulimit -f 1
+trap '' \$1
+grep '^Sig[BIC]' /proc/self/status >before
+exec "$vqrecord" -o small -- bash -c 'grep "^Sig[BIC]" /proc/self/status >after; exec "$built/wordcount"'
+END
+chmod +x limited
+for ignored in XFSZ PIPE; do
+    rm -f small
+    run 1 run tea.json --client ./limited --client-arg $ignored "choose Count Words"
+    wrote out "The book has 98 words."
+    wrote err "small: the recording is not complete: File too large"
+    cmp before after || fail "the client has other signals"
+done
 cp through kept
 run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg through --client-arg ./missing
 cmp through kept || fail "a recording is lost"

@@ -14,6 +14,7 @@
 
 #include "apilib/unix/process.h"
 #include "common/printable.h"
+#include "common/replace_file.h"
 
 namespace velt::vqrecord
 {
@@ -21,8 +22,11 @@ namespace velt::vqrecord
 Child::Child()
     : child_before_(std::signal(SIGCHLD, SIG_DFL)), pipe_before_(std::signal(SIGPIPE, SIG_IGN))
 {
+    // What this process brings about itself is not for the client. A signal that is ignored is not
+    // lost when it is caught.
     sigfillset(&caught_);
-    for (const int own : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPIPE})
+    for (const int own :
+         {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPIPE, SIGXFSZ})
         sigdelset(&caught_, own);
     sigprocmask(SIG_BLOCK, &caught_, &before_);
     signals_ = Descriptor(signalfd(-1, &caught_, SFD_NONBLOCK | SFD_CLOEXEC));
@@ -43,7 +47,7 @@ void Child::start(const host::Startup &what, const std::string &description)
         _exit(EXIT_FAILURE);
     std::signal(SIGCHLD, child_before_);
     std::signal(SIGPIPE, pipe_before_);
-    std::signal(SIGXFSZ, SIG_DFL);
+    restore_file_size_limit();
     sigprocmask(SIG_SETMASK, &before_, nullptr);
     setenv("VQAPIX", description.c_str(), 1);
     std::vector<char *> words{const_cast<char *>(what.path.c_str())};
