@@ -83,6 +83,11 @@ for how in exit crash "bail out" "fail at the end"; do
     [[ $(tail -1 through) == "]}" ]] || fail "cut off: $how"
     run 0 replay through --client "$tester" --client-env "VQTEST=$how"
 done
+# What vqrecord itself breaks off is nothing that the client does.
+run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg broken --client-arg "$tester" \
+    --client-env "VQTEST=endless call" "message hello"
+wrote err "sent a message of more than 1073741824 bytes"
+[[ $(tail -1 broken) != "]}" ]] || fail "the recording does not tell what was broken off"
 # A host that is killed while it is called: the client ends, and what there is can be played. The pipe
 # is closed by the last of them.
 echo '{"others": "model", "steps": [{"call": "api_vq_alert_1", "answer": "none"}]}' >silent

@@ -180,6 +180,13 @@ void act()
         const int unknown = raw(4711);
         tell("%d %d", garbage, unknown);
     }
+    if (wanted("endless call")) {
+        int descriptor = -1;
+        const int mark = -1;
+        clnt_control(velt_client, CLGET_FD, reinterpret_cast<char *>(&descriptor));
+        if (write(descriptor, &mark, sizeof mark) == sizeof mark)
+            tell("not heard");
+    }
     if (wanted("modal")) {
         ApiVqDoDialogArgT dialog = {5, 6};
         api_vq_modal_dialog_1(&dialog, velt_client);

@@ -101,6 +101,14 @@ void Decoder::report(const std::string &what)
     std::cerr << "vqrecord: " << what << std::endl;
 }
 
+void Decoder::broke_off(const std::string &what)
+{
+    report(what);
+    if (complete_)
+        report("the recording ends here, as one that was cut off");
+    complete_ = false;
+}
+
 void Decoder::called(Caller caller, int connection, const Message &call)
 {
     attempt([&] { begin(caller, connection, call); });

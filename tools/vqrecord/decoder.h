@@ -30,6 +30,7 @@ public:
     void closed(Caller caller, int connection) override;
     void connected(Caller caller) override { met_(caller); }
     void report(const std::string &what) override;
+    void broke_off(const std::string &what) override;
 
     // The client has exited, with a status as wait(2) gives it.
     void exited(int status);

@@ -118,18 +118,18 @@ void Relay::accept(Listener &from)
     const Peer peer = identify(caller.get(), peer_of(caller.get()), nullptr, 0);
     if (peer != Peer::trusted) {
         if (peer == Peer::unknown)
-            watcher_.report(std::string("turned away a connection: the system does not tell whose "
-                                        "it is: ") +
-                            std::strerror(errno));
+            watcher_.broke_off(std::string("turned away a connection: the system does not tell "
+                                           "whose it is: ") +
+                               std::strerror(errno));
         else if (peer != Peer::disconnected)
             watcher_.report("turned away a connection: only root and the same user may call");
         return;
     }
     Descriptor callee = reach(from.route, from.port);
     if (!callee)
-        return watcher_.report(std::string("the ") + name_of(from.route.caller) +
-                               " calls, but the program that it calls cannot be reached" +
-                               clnt_spcreateerror(""));
+        return watcher_.broke_off(std::string("the ") + name_of(from.route.caller) +
+                                  " calls, but the program that it calls cannot be reached" +
+                                  clnt_spcreateerror(""));
     send_at_once(caller.get());
     const bool is_first = from.port == 0;
     from.port = ntohs(peer_of(callee.get()).sin_port);
@@ -146,14 +146,16 @@ void Relay::send(Tunnel &tunnel, End &to, const Message &message)
 {
     const std::uint32_t mark = htonl(static_cast<std::uint32_t>(message.size) | 0x80000000U);
     if (to.out.add(reinterpret_cast<const char *>(&mark), sizeof mark) < 0 ||
-        to.out.add(message.bytes(), message.size) < 0 || !to.out.send(to.descriptor.get()))
+        to.out.add(message.bytes(), message.size) < 0)
+        refuse(tunnel, std::string("a message cannot be passed on: ") + std::strerror(errno));
+    else if (!to.out.send(to.descriptor.get()))
         tunnel.caller.ended = tunnel.callee.ended = to.shut = true;
 }
 
-// Ends a connection because of what one end is, or sends.
+// Ends a connection because of what one end is, or sends, or because something is lacking here.
 void Relay::refuse(Tunnel &tunnel, const std::string &why)
 {
-    watcher_.report("ended a connection: " + why);
+    watcher_.broke_off("ended a connection: " + why);
     for (End *each : {&tunnel.caller, &tunnel.callee})
         each->ended = each->shut = true;
 }

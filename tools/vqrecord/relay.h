@@ -42,6 +42,9 @@ public:
         // The first connection of a route has been made, so both have looked up what they need.
         virtual void connected(Caller caller) = 0;
         virtual void report(const std::string &what) = 0;
+        // A connection is ended here, or not made: from now on the two do not do what they would
+        // do alone.
+        virtual void broke_off(const std::string &what) = 0;
     };
 
     // `client_is_ending` tells whether the client is exiting: then what has been closed with it is

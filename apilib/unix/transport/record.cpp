@@ -264,7 +264,7 @@ ssize_t SendBuffer::add(const char *bytes, std::size_t size)
     const std::size_t end = end_ + size;
     if (end > limits.record_out ||
         (end > block_.size() && !grow(block_, end_, std::max(2 * block_.size(), end)))) {
-        errno = ENOBUFS;
+        errno = end > limits.record_out ? ENOBUFS : ENOMEM;
         return -1;
     }
     std::memcpy(block_.data() + end_, bytes, size);
