@@ -44,11 +44,19 @@ bool is_text(const char *given)
     return given[std::strspn(given, " \t\r\n")] == '{';
 }
 
-Options options_of(TraceSink trace)
+// The host's own failures are the mock's.
+Options options_of(TraceSink trace, Failures &failures)
 {
     Options options;
     options.in_process = true;
     options.trace = std::move(trace);
+    options.host_failed = [&failures](const std::exception_ptr &why) {
+        try {
+            std::rethrow_exception(why);
+        } catch (const std::exception &error) {
+            failures.add(error);
+        }
+    };
     return options;
 }
 
@@ -117,13 +125,6 @@ Reply Person::ask(const Question &question)
     return reply;
 }
 
-void Player::host_failed(const std::exception_ptr &why) noexcept
-try {
-    std::rethrow_exception(why);
-} catch (const std::exception &error) {
-    failures_.add(error);
-}
-
 Mock::Library::Library(const V_MockLibraryT &of)
     : V_MockLibraryT(of), client_before_(*client), error_before_(*error), bailout_before_(*bailout),
       number_before_(*number), mask_before_(*selectMask)
@@ -159,7 +160,8 @@ Mock::Mock(Failures &failures, const V_MockLibraryT &library, const char *book,
       to_client_(client_descriptor,
                  {.serve = [this](svc_req &each) { serve_host(each); },
                   .failed = [this](const std::bad_alloc &error) { failures_.add(error); }}),
-      host_(options_of([this](const TraceEvent &event) { note(event); }), player_, person_)
+      host_(options_of([this](const TraceEvent &event) { note(event); }, failures_), player_,
+            person_)
 {
     person_.text.emplace(model_.language());
     documents_.set_book(book_, file_);

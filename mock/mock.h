@@ -71,20 +71,6 @@ private:
     Failures &failures_;
 };
 
-// Plays scenarios, in a host whose own failures are the mock's.
-class Player : public host::ScenarioPlayer
-{
-public:
-    Player(Failures &failures, host::Responder &model, const host::SessionText &text)
-        : ScenarioPlayer(model, text), failures_(failures)
-    {
-    }
-    void host_failed(const std::exception_ptr &why) noexcept override;
-
-private:
-    Failures &failures_;
-};
-
 // The functions throw std::exception, where they are not said to return something for a failure.
 class Mock
 {
@@ -190,7 +176,7 @@ private:
     host::ModelResponder responder_{{model_, documents_, &spelling_}};
     UIntT book_;
     host::SessionText text_;
-    Player player_{failures_, responder_, text_};
+    host::ScenarioPlayer player_{responder_, text_};
     MemoryLink to_host_, to_client_;
     host::Host host_;
     host::Client *client_ = nullptr;

@@ -25,10 +25,15 @@ public:
     void begin(const std::vector<std::string> &read, IntT language);
     // Returns what is to receive the events of the session; empty when nothing is.
     TraceSink sink();
+    // Cuts the recording off, if there is one, since the host itself has failed.
+    void host_failed(const std::exception_ptr &why) noexcept
+    {
+        if (recorder_)
+            recorder_->cut_off(why);
+    }
     // Throws when the run is interrupted, or when a file or what was printed is not complete.
     void check() const;
-    // Ends the files but the report. Throws std::runtime_error when another has taken the place of
-    // one.
+    // Ends the files but the report. Throws std::runtime_error when what was written is lost.
     void end();
 
 private:

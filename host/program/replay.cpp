@@ -122,6 +122,7 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
         if (others)
             others(event);
     };
+    options.host_failed = [&replay](const std::exception_ptr &why) { replay.host_failed(why); };
     PrintingConsole console(std::cout, std::cerr);
     Host host(std::move(options), replay, console);
     try {

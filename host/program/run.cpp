@@ -220,6 +220,9 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
                                : static_cast<int>(interrupts.count);
         };
         options.trace = outputs.sink();
+        options.host_failed = [&outputs](const std::exception_ptr &why) {
+            outputs.host_failed(why);
+        };
         if (plays)
             options.trace = [&player, others = options.trace](const TraceEvent &event) {
                 player.observe(event);

@@ -38,6 +38,13 @@ public:
     // Writes the event as one line, in one piece; what came before is readable whatever happens
     // next. Throws nothing.
     void write(const TraceEvent &event) noexcept;
+    // Ends the recording here, as one that was cut off: what comes next happens for a reason that
+    // is not in it.
+    void cut_off(const std::exception_ptr &why) noexcept
+    {
+        if (!error_)
+            error_ = why;
+    }
     // Completes the file, if it was begun.
     void end();
     // Returns what the person has to know of what was left out or scrubbed, and was not.
@@ -47,7 +54,7 @@ public:
 
     // Throws std::runtime_error when a part could not be written.
     void check() const;
-    // Throws std::runtime_error when another file has taken the recording's place.
+    // Throws std::runtime_error when what was written is lost.
     void check_place() const
     {
         if (!empty())

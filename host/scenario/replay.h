@@ -52,8 +52,8 @@ public:
     Reaction respond(Call &call) override;
     Reaction respond_to_bytes(Call &call) override { return respond(call); }
     void client_exited(int) override {}
-    // What a client does after that is no difference.
-    void host_failed(const std::exception_ptr &why) noexcept override
+    // The host itself has failed in a call: what a client does after that is no difference.
+    void host_failed(const std::exception_ptr &why) noexcept
     {
         if (!stopped())
             error_ = why;

@@ -1,5 +1,6 @@
 #include "host/session/dispatcher.h"
 
+#include <cerrno>
 #include <exception>
 #include <new>
 #include <optional>
@@ -83,7 +84,7 @@ void Dispatcher::dispatch(void *dispatcher, svc_req *request, SVCXPRT *transport
     try {
         self.dispatch(*request, transport);
     } catch (const std::exception &error) {
-        self.s_.responder.host_failed(std::current_exception());
+        self.s_.host.note_own_failure(std::current_exception());
         // A lack of memory may be the cause, so no string is put together here.
         Reports::line(&self.s_.reports, "a call was not answered in full:");
         Reports::line(&self.s_.reports, dynamic_cast<const std::bad_alloc *>(&error)
@@ -123,6 +124,7 @@ void Dispatcher::dispatch(const svc_req &request, SVCXPRT *transport)
             procedure = &as_bytes(host_procedures(), number, true, false);
     } catch (const std::bad_alloc &) {
         svcerr_systemerr(transport);
+        s_.host.note_failure(*client);
         throw;
     }
     Message &argument = incoming->bytes ? *incoming->bytes : incoming->argument;
@@ -190,8 +192,12 @@ try {
     }
     }
     Message &sent = call.bytes ? *call.bytes : result;
-    if (!svc_sendreply(transport, sent.routine(), sent.address()))
+    errno = 0;
+    if (!svc_sendreply(transport, sent.routine(), sent.address())) {
+        if (errno == ENOMEM)
+            throw std::bad_alloc();
         return std::string(outcomes::unsent);
+    }
     if (number == api_vq_modal_dialog_1::number && decoded) {
         const auto &dialog = *static_cast<const ApiVqDoDialogArgT *>(call.argument);
         if (dialog.int1 != 0)
@@ -199,7 +205,7 @@ try {
     }
     return std::string(outcomes::answered);
 } catch (const std::exception &error) {
-    s_.responder.host_failed(std::current_exception());
+    s_.host.note_own_failure(std::current_exception());
     svcerr_systemerr(transport);
     s_.host.note_failure(call.client);
     const std::string failed = "failed: " + reason_of(error);

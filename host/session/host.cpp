@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <exception>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -111,9 +113,14 @@ void Host::listen()
     // A session with its own port mapper is open to this machine only.
     const in_addr_t interface =
         registrations_.are_the_machines() ? INADDR_ANY : htonl(INADDR_LOOPBACK);
-    const auto closed = [](void *host, SVCXPRT *connection) noexcept {
+    const auto closed = [](void *host, SVCXPRT *connection, int error) noexcept {
+        Host &self = *static_cast<Host *>(host);
+        if (error == ENOMEM && self.clients_.calling_on(connection->xp_fd)) {
+            Reports::line(&self.reports_, "a call was not read: out of memory");
+            self.note_own_failure(std::make_exception_ptr(std::bad_alloc()));
+        }
         try {
-            static_cast<Host *>(host)->clients_.connection_closed(connection->xp_fd);
+            self.clients_.connection_closed(connection->xp_fd);
         } catch (const std::exception &) {
             return;
         }
@@ -224,6 +231,12 @@ Outcome Host::wrong(Outcome::Kind kind, const Client &client, const std::string 
 {
     reports_.of(client, what);
     return failure(kind, client, what);
+}
+
+void Host::note_own_failure(const std::exception_ptr &why) noexcept
+{
+    if (options_.host_failed)
+        options_.host_failed(why);
 }
 
 void Host::note_failure(const Client &client)

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <list>
 #include <memory>
@@ -139,6 +140,8 @@ public:
     Reports &reports() { return reports_; }
     // Notes that something has failed at the client, or for it.
     void note_failure(const Client &client);
+    // The host itself has failed in a call.
+    void note_own_failure(const std::exception_ptr &why) noexcept;
     // Returns the title of the first client for which that was so since the last call; empty when
     // there is none. One that has ended is not meant.
     std::string take_failure() { return std::exchange(failure_, {}); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 
@@ -20,6 +21,9 @@ struct Options {
     std::chrono::milliseconds turn_limit = std::chrono::seconds(30);  // until it hands control back
     std::chrono::milliseconds exit_limit = std::chrono::seconds(5);   // until it exits after quit
     TraceSink trace; // nothing is decoded for an empty one
+    // Called when the host itself has failed in a call, so that its client has no proper answer. It
+    // throws nothing, and may be empty.
+    std::function<void(const std::exception_ptr &)> host_failed;
     // Returns how often the host has been told to end; the host asks at every wait. The first time
     // ends what the host does with an error; another time during end() leaves clients no time to
     // end themselves.

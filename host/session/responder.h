@@ -1,7 +1,6 @@
 // The interface that answers the calls of clients.
 #pragma once
 
-#include <exception>
 #include <functional>
 #include <memory>
 
@@ -53,8 +52,6 @@ public:
     virtual IntT admit(IntT) { return 0; }
     // Called when the client of the number has exited: nothing is sent to it any more.
     virtual void client_exited(int number) = 0;
-    // Called when the host itself has failed in a call, so that its client has no proper answer.
-    virtual void host_failed(const std::exception_ptr &) noexcept {}
 };
 
 } // namespace velt::host

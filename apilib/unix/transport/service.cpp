@@ -72,7 +72,7 @@ void end(ServiceConnection &connection)
         unlink(connection);
         const ServiceCallbacks &callbacks = connection.service->callbacks;
         if (callbacks.closed)
-            callbacks.closed(callbacks.context, &connection.handle);
+            callbacks.closed(callbacks.context, &connection.handle, connection.in.error());
         close(connection.descriptor);
     }
     if (connection.depth == 0)
@@ -130,12 +130,14 @@ bool_t reply(SVCXPRT *transport, rpc_msg *message)
         to.update_deadline();
         return TRUE;
     }
+    const int error = writer.error();
     // A reply that has been sent in part cannot be replaced. One that is too long or cannot be
     // encoded is replaced by a system error.
     if (writer.begun())
         end(to);
     else if (message->rm_reply.rp_stat == MSG_ACCEPTED && message->acpted_rply.ar_stat == SUCCESS)
         send_error(transport, SYSTEM_ERR);
+    errno = error;
     return FALSE;
 }
 

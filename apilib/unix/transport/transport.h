@@ -16,7 +16,8 @@ namespace velt
 struct ServiceCallbacks {
     void (*dispatch)(void *context, svc_req *, SVCXPRT *connection);
     void (*report)(void *context, const char *what); // one line on a peer that is refused
-    void (*closed)(void *context, SVCXPRT *connection);
+    // `error` is why the connection was ended here while something came, else 0.
+    void (*closed)(void *context, SVCXPRT *connection, int error);
     void *context;
 };
 
