@@ -185,6 +185,7 @@ void OutputFile::write(std::string_view text)
 {
     if (!write_pieces(file_.get(), text, waits_))
         fail_to_write(path_);
+    written_ += text.size();
 }
 
 bool OutputFile::has_lost_place() const
@@ -196,9 +197,19 @@ bool OutputFile::has_lost_place() const
 
 void OutputFile::check() const
 {
+    struct stat here {
+    }, there{};
     if (has_lost_place())
-        throw std::runtime_error(path_ + ": another file has taken its place; what was written "
-                                         "there is lost");
+        throw std::runtime_error(path_ +
+                                 (stat(path_.c_str(), &there) == 0
+                                      ? ": another file has taken its place"
+                                      : ": the file is no longer there") +
+                                 "; what was written is lost");
+    if (named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) &&
+        static_cast<std::size_t>(here.st_size) < written_)
+        throw std::runtime_error(path_ +
+                                 ": somebody has emptied the file meanwhile; a part of what "
+                                 "was written is lost");
 }
 
 bool write_whole(int descriptor, std::string_view text)

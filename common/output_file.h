@@ -41,7 +41,8 @@ public:
     // Writes all of the text, in one piece if the system accepts it. Throws std::system_error, also
     // when a signal interrupts the wait for a reader.
     void write(std::string_view text);
-    // Throws std::runtime_error when another file has taken its place.
+    // Throws std::runtime_error when the plain file is no longer there, or holds less than was
+    // written.
     void check() const;
 
     const std::string &path() const { return path_; }
@@ -52,6 +53,7 @@ private:
 
     std::string path_;
     Descriptor file_;
+    std::size_t written_ = 0; // bytes
     bool made_ = false, named_ = false, waits_ = false;
 };
 

@@ -34,7 +34,7 @@ public:
 
     // Throws std::system_error when a part of the trace could not be written.
     void check() const;
-    // Throws std::runtime_error when another file has taken the trace's place.
+    // Throws std::runtime_error when what was written is lost.
     void check_place() const;
 
 private:

@@ -1,6 +1,8 @@
 // Scenarios in the process of the test: what calls are answered, and what is told of those that
 // were not expected, or have not come.
 
+#include <unistd.h>
+
 #include "host/json/writer.h"
 #include "host/scenario/pattern.h"
 #include "host/scenario/player.h"
@@ -125,22 +127,23 @@ s:4:1: api_vq_set_int_1: expected once, came 0 times
 )");
 }
 
-// Programs that read JSON read a recording whole.
+// Programs that read JSON read a recording whole. What somebody has removed from it is told.
 TEST_F(Scenarios, ARecordingIsJson)
 {
-    {
-        Recorder recorder(OutputFile("recorded"), text, {});
-        recorder.begin(V_language_usenglish);
-        TraceEvent event = {};
-        event.direction = Direction::from_client;
-        for (int i = 0; i < 2; i++)
-            recorder.write(event);
-        recorder.end();
-        recorder.check();
-    }
+    Recorder recorder(OutputFile("recorded"), text, {});
+    recorder.begin(V_language_usenglish);
+    TraceEvent event = {};
+    event.direction = Direction::from_client;
+    for (int i = 0; i < 2; i++)
+        recorder.write(event);
+    recorder.end();
+    recorder.check();
+    recorder.check_place();
     JsonNode root;
     EXPECT_TRUE(parse_json(test::read("recorded"), root).empty());
     EXPECT_EQ(root.member("recorded")->members.size(), 2U);
+    ASSERT_EQ(truncate("recorded", 9), 0);
+    EXPECT_THROW(recorder.check_place(), std::runtime_error);
 }
 
 // What could not be read is not written: a time before the beginning, where a clock was set back,
