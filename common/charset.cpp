@@ -61,14 +61,13 @@ public:
     {
         if (reinterpret_cast<std::intptr_t>(handle_) != -1)
             return;
-        const int error = errno;
-        if (error == ENOMEM)
+        if (errno == ENOMEM)
             throw std::bad_alloc();
         // What iconv cannot load, it takes for unknown; that may be for want of a descriptor.
         if (const Descriptor probe(open("/", O_PATH | O_CLOEXEC)); !probe)
             throw std::system_error(errno, std::generic_category(), "iconv");
-        throw std::system_error(error, std::generic_category(),
-                                std::string("iconv cannot convert ") + from);
+        throw std::runtime_error(std::string("iconv cannot convert from ") + from + " to " + to +
+                                 ": there is no memory to load that, or the system lacks it");
     }
     Converter(const Converter &) = delete;
     Converter &operator=(const Converter &) = delete;
