@@ -103,6 +103,16 @@ std::string Documents::path(UIntT document) const
     return file == files_.end() ? std::string() : file->second.path();
 }
 
+std::string Documents::copy_of(UIntT document) const
+{
+    if (book_file_ && document == book_)
+        return book_file_->copy_of(model_, book_);
+    const auto copy = copies_.find(document);
+    return copy == copies_.end()
+               ? ""
+               : copy->second.path_of(write_document(model_, document), files_.at(document));
+}
+
 std::string Documents::title(UIntT document) const
 {
     const std::string name = std::filesystem::path(path(document)).filename();
@@ -263,10 +273,13 @@ FileOutcome Documents::save(UIntT document, const std::string &path, bool force,
         const bool unnamed = file.path().empty();
         bool own = false;
         Value named = Value::string(name);
-        std::string text = write_document(model_, document);
-        write(to, document, [&] { own = file.write(to, std::move(text), force, mode, kept); });
+        const std::string text = write_document(model_, document);
+        SavedCopy copy{to, digest_of(text)}, &last = copies_[document];
+        write(to, document, [&] { own = file.write(to, text, force, mode, kept); });
         if (own)
             model_.set_changed(document, false);
+        else
+            last = std::move(copy);
         if (unnamed)
             model_.set_file(document, std::move(named));
         announcer.announce_done(V_notification_after_save, document, name, 0, cause);
@@ -318,6 +331,7 @@ FileOutcome Documents::close(UIntT document, bool lose, const Client *cause)
             o.lost = title(document);
         model_.close_document(document);
         files_.erase(document);
+        copies_.erase(document);
         announcer.announce_done(V_notification_after_close, document, name, 0, cause);
     });
 }

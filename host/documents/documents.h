@@ -77,6 +77,9 @@ public:
 
     // Returns the path of the document's or the book's file; empty when it has none.
     std::string path(UIntT document) const;
+    // Returns the other file that holds the document or the book as it is; empty when there is
+    // none.
+    std::string copy_of(UIntT document) const;
     // Returns what people call the document: the name of its file.
     std::string title(UIntT document) const;
     // Returns a text that people are told in the session's encoding, on one line, in which '?'
@@ -98,7 +101,8 @@ private:
 
     Model &model_;
     std::map<UIntT, KnownFile> files_; // of the documents that have been opened or saved
-    KnownFile exported_;               // all that has been exported
+    std::map<UIntT, SavedCopy> copies_;
+    KnownFile exported_; // all that has been exported
     UIntT book_ = 0;
     BookFile *book_file_ = nullptr;
 };

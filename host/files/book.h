@@ -40,10 +40,13 @@ public:
               mode_t mode = 0666, KeptFiles *kept = nullptr);
     // Returns whether the book has changed since this file was last read or written.
     bool differs_from(const Model &model, UIntT book) const;
+    // Returns the other file that holds the book as it is; empty when there is none.
+    std::string copy_of(const Model &model, UIntT book) const;
 
 private:
     KnownFile file_;
     std::string known_; // the book as this host would have written it then
+    SavedCopy copy_;
 };
 
 } // namespace velt::host

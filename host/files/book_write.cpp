@@ -89,13 +89,21 @@ void BookFile::save(const std::string &path, const Model &model, UIntT book, boo
                     mode_t mode, KeptFiles *kept)
 {
     std::string now = write_book(model, book, Selection::left_out);
+    SavedCopy copy{path, digest_of(now)};
     if (file_.write(path, write_book(model, book), force, mode, kept))
         known_ = std::move(now);
+    else
+        copy_ = std::move(copy);
 }
 
 bool BookFile::differs_from(const Model &model, UIntT book) const
 {
     return write_book(model, book, Selection::left_out) != known_;
+}
+
+std::string BookFile::copy_of(const Model &model, UIntT book) const
+{
+    return copy_.path_of(write_book(model, book, Selection::left_out), file_);
 }
 
 } // namespace velt::host

@@ -96,6 +96,17 @@ void KnownFile::check_unchanged(const std::string &path, const KeptFiles *kept) 
                            ": somebody else has changed it since it was read or written here");
 }
 
+bool KnownFile::still_holds(const std::string &path) const
+{
+    const auto known = known_.texts.find(place(path));
+    return known != known_.texts.end() && holds(path, known->second);
+}
+
+std::string SavedCopy::path_of(std::string_view now, const KnownFile &file) const
+{
+    return !path.empty() && saved == digest_of(now) && file.still_holds(path) ? path : "";
+}
+
 bool KnownFile::write(const std::string &path, std::string_view text, bool force, mode_t mode,
                       KeptFiles *kept)
 {

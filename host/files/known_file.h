@@ -65,6 +65,8 @@ public:
     // changes. Returns whether it is this file.
     bool write(const std::string &path, std::string_view text, bool force, mode_t mode = 0666,
                KeptFiles *kept = nullptr);
+    // Returns whether the file on the disk is as it was last read or written.
+    bool still_holds(const std::string &path) const;
 
 private:
     // Returns the file to which the path led when it was last read or written, or the one to which
@@ -77,6 +79,15 @@ private:
     // Of this file and of others that have been written. The texts are what the files hold unless
     // somebody else has changed them.
     Contents known_;
+};
+
+// Another file than its own in which something was saved last.
+struct SavedCopy {
+    std::string path;
+    Digest saved = {}; // of what is compared
+
+    // Returns its path, when it still holds that and this is what was saved.
+    std::string path_of(std::string_view now, const KnownFile &file) const;
 };
 
 } // namespace velt::host

@@ -256,9 +256,12 @@ bool Prompt::may_end()
     const auto unsaved = commands_->unsaved();
     if (warned_ || unsaved.empty())
         return true;
-    for (const auto &[is_book, name, saving] : unsaved)
+    for (const auto &[is_book, name, saving, copy] : unsaved)
         std::cerr << "The " << (is_book ? "" : "document ") << name << " has changed: " << saving
-                  << " it, quit again loses the changes." << std::endl;
+                  << " it, quit again "
+                  << (copy.empty() ? "loses the changes"
+                                   : "leaves the changes in " + printable_line(copy) + " only")
+                  << "." << std::endl;
     warned_ = true;
     return false;
 }
@@ -273,7 +276,8 @@ bool Prompt::goes_on(bool on_empty_line)
     interrupts.count = 0;
     std::string changed;
     for (const auto &each : commands_->unsaved())
-        changed += (changed.empty() ? "" : ", ") + each.name;
+        if (each.copy.empty())
+            changed += (changed.empty() ? "" : ", ") + each.name;
     interrupted_ = on_empty_line || changed.empty();
     std::cout << "^C"
               << (!interrupted_     ? ""

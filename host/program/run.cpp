@@ -125,9 +125,11 @@ UIntT load(BookFile &file, Model &model, Documents &documents, const Arguments &
 // Tells a person what is lost with the end of the run.
 void tell_unsaved(const Commands &commands)
 try {
-    for (const auto &[is_book, name, saving] : commands.unsaved())
+    for (const auto &[is_book, name, saving, copy] : commands.unsaved())
         std::cerr << "vqhost: the changes of " << (is_book ? "the " : "") << name
-                  << " were not saved and are lost; " << saving << " them" << std::endl;
+                  << (copy.empty() ? " were not saved and are lost; " + saving + " them"
+                                   : " are in " + printable_line(copy) + " only")
+                  << std::endl;
 } catch (const std::exception &) {
     std::cerr << "vqhost: changes that were not saved are lost; there is no memory to tell of what"
               << std::endl;

@@ -84,6 +84,7 @@ public:
         bool is_book;
         std::string name;
         std::string saving; // which commands save it, as in "save saves"
+        std::string copy;   // the other file that has the changes, if any
     };
     std::vector<Unsaved> unsaved() const;
     std::string saving(UIntT document) const;

@@ -198,13 +198,14 @@ std::vector<Commands::Unsaved> Commands::unsaved() const
 {
     std::vector<Unsaved> all;
     if (book_changed())
-        all.push_back({true, "book", "save saves"});
+        all.push_back({true, "book", "save saves", s_.documents.copy_of(s_.book)});
     for (UIntT each : s_.model.members(0))
         if (s_.model.changed(each)) {
             const char *file = s_.documents.path(each).empty() ? " FILE" : "";
             const bool active = each == s_.model.active_document();
-            all.push_back(
-                {false, view_.name(each), saving(each) + file + (active ? " saves" : " save")});
+            all.push_back({false, view_.name(each),
+                           saving(each) + file + (active ? " saves" : " save"),
+                           s_.documents.copy_of(each)});
         }
     return all;
 }

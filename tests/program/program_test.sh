@@ -137,6 +137,15 @@ run 0 run three.json --language japanese "open text.json" "type x" "expect text 
 wrote err "the changes of text.json were not saved and are lost; save --document saves them"
 run 2 run three.json "set c Author L" "show fly"
 wrote err "the changes of the book were not saved and are lost; save saves them"
+# A copy of them is no loss, as long as it is one.
+run 0 run three.json --language japanese "open text.json" "type x" "save --document d.json" "set c Author L" \
+    "save b.json" "select c"
+wrote err "the changes of the book are in b.json only"
+wrote err "the changes of text.json are in d.json only"
+run 0 run three.json "set c Author L" "save --force b.json" "set c Author M"
+wrote err "the changes of the book were not saved and are lost"
+run 0 run three.json "set c Author L" "save --force b.json" "set c Author M" "save --force d.json" "set c Author L"
+wrote err "the changes of the book were not saved and are lost"
 run 1 run three.json "answer 1" show
 wrote err "argument 1: 1 answer was not asked for: 1"
 # Two that have one name go by their paths and numbers.
