@@ -236,6 +236,11 @@ Finding check_temporary_folder()
     if (!file)
         return {false, "no file can be made in " + folder + ": " + system_reason()};
     unlink(path.c_str());
+    const std::string sample(4096, 'x'); // a name may need no room where a text does
+    if (const ssize_t put = write(file.get(), sample.data(), sample.size());
+        put != static_cast<ssize_t>(sample.size()))
+        return {false, "files in " + folder + " cannot be written: " +
+                           (put < 0 ? system_reason() : "there is no room")};
     return {true, "files can be made in " + folder};
 }
 
@@ -332,7 +337,8 @@ constexpr Check all_checks[] = {
     {"processes", check_processes, "mount -t proc proc /proc"},
     {"programs", check_programs, "raise ulimit -u; let the sandbox start programs"},
     {"descriptors", check_descriptors, "ulimit -n 1024"},
-    {"temporary folder", check_temporary_folder, "set TMPDIR to a directory that you may write"},
+    {"temporary folder", check_temporary_folder,
+     "set TMPDIR to a directory that you may write and that has room"},
     {"string resources", check_resources,
      "install the clients, or set VQHOME to the directory that has their vqinit/"},
     {"Unicode tables", check_unicode, "\"vqucod make\" makes all anew in that directory"},

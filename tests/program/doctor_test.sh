@@ -33,6 +33,8 @@ for port in nonsense 70000 1; do
     VQPMAP=$port examine VQPMAP,
 done
 TMPDIR=/proc/none examine "temporary folder,"
+out=$(ulimit -f 0; "${program[@]}" doctor) || true
+[[ $out == *"WRONG  temporary folder: files in "* ]] || fail "a disk without room is not told: $out"
 HOME=$work/none examine HOME,
 HOME='' examine HOME,
 VQHOME=$work/none examine "VQHOME,string resources,"
