@@ -96,7 +96,7 @@ try {
 } catch (const Skipped &skipped) {
     return {.kind = Verdict::skipped, .seen = skipped.reason};
 } catch (const std::exception &error) {
-    return {.kind = Verdict::bad, .seen = reason_of(error)};
+    return {.kind = Verdict::impossible, .seen = reason_of(error)};
 }
 
 // Kills all that comes from this process and is not spared, and waits for it.
@@ -180,6 +180,8 @@ Verdict in_arena(const std::function<void()> &point, std::chrono::milliseconds l
     if (std::optional<Verdict> whole = unpacked(told); whole && !late) {
         whole->output = std::move(verdict.output);
         verdict = std::move(*whole);
+        if (verdict.kind == Verdict::impossible)
+            fail(verdict.seen);
     } else if (late) {
         verdict.seen = "all of it took longer than " + std::to_string(limit.count()) + " ms";
     } else {

@@ -13,6 +13,8 @@ namespace velt::host
 struct Violation {
     std::string seen, expected = {}, advice = {};
 };
+// The advice where nothing is known to help.
+inline const std::string no_advice = "none";
 
 // Thrown by a point that does not apply to the client.
 struct Skipped {
@@ -20,14 +22,15 @@ struct Skipped {
 };
 
 struct Verdict {
-    enum Kind : char { good = 'g', skipped = 's', bad = 'b' } kind = bad;
+    enum Kind : char { good = 'g', skipped = 's', bad = 'b', impossible = 'i' } kind = bad;
     std::string seen = {}; // also the reason of a point that is skipped
     std::string expected = {}, advice = {};
     std::string output = {}; // the end of what client and host have printed
 };
 
 // Has another process carry out the point, and ends that after the limit. Whatever the point has
-// started has ended then, too, also what has left its group or ignores signals. Throws Interrupted.
+// started has ended then, too, also what has left its group or ignores signals. Throws Interrupted,
+// and Error when the host cannot do its part.
 Verdict in_arena(const std::function<void()> &point, std::chrono::milliseconds limit);
 
 } // namespace velt::host

@@ -112,8 +112,10 @@ void print(std::ostream &out, std::size_t number, const Point &point, const Verd
     if (verdict.kind == Verdict::bad) {
         out << "  ---\n  seen: " << quoted(verdict.seen)
             << "\n  expected: " << quoted(verdict.expected.empty() ? point.what : verdict.expected)
-            << "\n  advice: " << quoted(verdict.advice.empty() ? point.advice : verdict.advice)
             << '\n';
+        if (verdict.advice != no_advice)
+            out << "  advice: " << quoted(verdict.advice.empty() ? point.advice : verdict.advice)
+                << '\n';
         std::istringstream output(verdict.output);
         const char *before = "  output: |2\n";
         for (std::string line; std::getline(output, line);)
@@ -170,8 +172,8 @@ bool check_up(Subject subject, const std::vector<std::string> &patterns, std::os
             try {
                 verdict =
                     in_arena([&] { each->examine(subject); }, things_in_a_point * subject.limit);
-            } catch (const Interrupted &) {
-                out << "Bail out! interrupted" << std::endl;
+            } catch (const std::exception &error) {
+                out << "Bail out! " << printable_line(reason_of(error)) << std::endl;
                 throw;
             }
             if (verdict.kind == Verdict::bad)

@@ -1,7 +1,12 @@
 #include "host/check/courses.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
+#include <system_error>
+
+#include "common/nearest.h"
+#include "common/words.h"
 
 namespace velt::host
 {
@@ -36,16 +41,27 @@ std::vector<Course> observe(const Subject &subject)
 {
     std::vector<Course> courses{observed(subject, first_step)};
     std::vector<Step> commands;
+    std::vector<std::string> labels;
     try {
-        commands = Session(subject).commands();
+        Session session(subject);
+        commands = session.commands();
+        for (const Step &each : session.commands(true))
+            labels.push_back(each.label);
     } catch (const Skipped &) {
         // Of a client that ends when it is initialised there is no more to see.
     }
     for (const std::string &wanted : subject.commands)
         if (std::ranges::none_of(commands, [&](const Step &each) {
                 return std::ranges::find(each.asked_for, wanted) != each.asked_for.end();
-            }))
-            throw Violation{"it defines no command " + wanted + " in a menu"};
+            })) {
+            Nearest nearest(wanted);
+            for (const std::string &each : labels)
+                nearest.consider(each);
+            throw Violation{"it defines no command " + wanted +
+                                " in a menu; there are: " + joined(labels) + nearest.hint(),
+                            {},
+                            "give --command one of those, or define it in V_ApiInitialize"};
+        }
     for (const Step &each : commands)
         courses.push_back(observed(subject, each));
     return courses;
@@ -95,6 +111,8 @@ std::vector<Course> courses_of(const Subject &subject)
     std::vector<Course> courses = observe(subject);
     std::ofstream file(path);
     write_courses(file, courses);
+    if (!file.flush())
+        throw std::system_error(errno, std::generic_category(), path);
     return courses;
 }
 

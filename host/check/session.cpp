@@ -1,5 +1,7 @@
 #include "host/check/session.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <iostream>
 
@@ -25,6 +27,18 @@ Options options_of(const Subject &subject, std::shared_ptr<WatchedMapper> mapper
     options.port_mapper = std::move(mapper);
     options.interrupts = [] { return static_cast<int>(interrupts.count); };
     return options;
+}
+
+// Only some of what may be wrong is what the points that start a client advise against.
+Violation violation_of(const StartFailure &failure)
+{
+    const int status = failure.exit_status.value_or(0);
+    if (WIFSIGNALED(status))
+        return untimely_end(failure.what(), "reach V_ApiRun in main");
+    // So ends what does not find its libraries, and a shell that does not find a program.
+    if (WEXITSTATUS(status) == 126 || WEXITSTATUS(status) == 127)
+        return {failure.what(), {}, "see in its output what it has not found; ldd lists libraries"};
+    return {failure.what(), {}, failure.was_started ? "" : no_advice};
 }
 
 } // namespace
@@ -72,7 +86,11 @@ Client &Session::start(bool detach, int number, const std::string &name)
         host.kill(*client_);
     desk_.model.forget_subscriptions(number);
     std::cerr << new_line << std::flush;
-    client_ = &host.start(subject_.client, number, name, detach);
+    try {
+        client_ = &host.start(subject_.client, number, name, detach);
+    } catch (const StartFailure &failure) {
+        throw violation_of(failure);
+    }
     return *client_;
 }
 
@@ -160,7 +178,7 @@ std::vector<Step> Session::commands(bool all)
     std::vector<Step> steps;
     for (const Object *item : window.menu_items()) {
         const std::string label = window.label(*item), numeral = std::to_string(item->command);
-        Step step{"its command " + numeral + " (" + label + ")", item->command};
+        Step step{"its command " + numeral + " (" + label + ")", item->command, label};
         for (const std::string &each : subject_.commands)
             if (each == label || each == numeral || each == window.shown(item->name))
                 step.asked_for.push_back(each);
@@ -170,19 +188,19 @@ std::vector<Step> Session::commands(bool all)
     return steps;
 }
 
-Violation untimely_end(std::string seen)
+Violation untimely_end(std::string seen, const std::string &care)
 {
     return {std::move(seen),
             {},
-            "find where it ends by vqhost run with --debug; return from each callback, and "
-            "use no result of a call that has failed or was cancelled"};
+            "find where it ends by vqhost run with --debug; return from each callback, and " +
+                care};
 }
 
-void need_hand_over(const Outcome &outcome, const Step &step)
+void need_hand_over(const Outcome &outcome, const Step &step, const std::string &care)
 {
     const std::string seen = outcome.text + ", in " + step.text;
     if (outcome.kind == Outcome::died)
-        throw untimely_end(seen);
+        throw untimely_end(seen, care);
     if (!outcome)
         throw Violation{seen};
 }

@@ -35,6 +35,7 @@ inline constexpr int most_dialogs = 100;
 struct Step {
     std::string text; // how a person is told of it
     std::optional<IntT> command = {};
+    std::string label = {};
     std::vector<std::string> asked_for = {}; // how the command was given, if it was
 };
 
@@ -103,10 +104,13 @@ private:
 };
 
 // What is wrong with a client that has ended by a signal or within a callback, whatever the point
-// is about.
-Violation untimely_end(std::string seen);
+// is about; `care` is what the client may have to do against it.
+inline constexpr const char *failed_calls =
+    "use no result of a call that has failed or was cancelled";
+Violation untimely_end(std::string seen, const std::string &care = failed_calls);
 
 // Throws Violation unless the client has handed control back.
-void need_hand_over(const Outcome &outcome, const Step &step);
+void need_hand_over(const Outcome &outcome, const Step &step,
+                    const std::string &care = failed_calls);
 
 } // namespace velt::host

@@ -126,8 +126,6 @@ void examine::localhost(const Subject &subject)
             Session session(subject);
             session.serving();
             session.settle();
-        } catch (const Error &error) {
-            throw Violation{std::string(error.what()) + ", on a machine that is called " + name};
         } catch (Violation &violation) {
             violation.seen += ", on a machine that is called " + name;
             throw;

@@ -14,9 +14,9 @@ namespace
 
 using callback::vq_api_message_1;
 
-void need(const Outcome &outcome, const std::string &what)
+void need(const Outcome &outcome, const std::string &what, const char *care = failed_calls)
 {
-    need_hand_over(outcome, {what});
+    need_hand_over(outcome, {what}, care);
 }
 
 // Has the client do a bit of everything; what it calls is answered then.
@@ -120,6 +120,7 @@ void examine::control(const Subject &subject)
 
 void examine::callbacks(const Subject &subject)
 {
+    constexpr const char *care = "take texts of any length, and numbers that it does not know";
     Session session(subject);
     std::set<std::optional<IntT>> known;
     for (const Step &each : session.commands(true))
@@ -127,10 +128,13 @@ void examine::callbacks(const Subject &subject)
     for (const IntT number : {0, -1, 4711, 2147483647})
         if (!known.contains(number))
             need(session.host.command(session.serving(), number),
-                 "the unknown command " + std::to_string(number));
+                 "the unknown command " + std::to_string(number), care);
+    const auto of_length = [](const std::string &what, std::size_t length) {
+        return what + " with a text of " + std::to_string(length) + " characters";
+    };
     const auto notify = [&](IntT code, const std::string &text) {
         need(session.host.notify(session.serving(), code, 1, text, 0),
-             "the notification " + std::to_string(code));
+             of_length("the notification " + std::to_string(code), text.size()), care);
     };
 #define V_NOTIFICATION(code, name, meaning) notify(code, "");
 #include "velt/tables/notifications.def"
@@ -138,10 +142,10 @@ void examine::callbacks(const Subject &subject)
     notify(4711, std::string(5000, 'x'));
     for (const std::size_t length : {0U, 1U, 5000U})
         need(session.host.message(session.serving(), std::string(length, 'x'), 4711, 4711),
-             "a message of " + std::to_string(length) + " characters");
+             of_length("a message", length), care);
     for (const IntT dialog : {-1, 4711})
         need(session.host.dialog_event(session.serving(), dialog, 1, 1),
-             "an event of a dialog that it has not opened");
+             "an event of a dialog that it has not opened", care);
     session.settle();
 }
 

@@ -221,10 +221,11 @@ Client &Host::adopt(int number, const std::string &name, CLIENT *handle, int des
 
 void Host::give_up(Client &client, const std::string &reason)
 {
-    const std::string text = client.title() + ": " + reason;
+    const StartFailure failure(client.title() + ": " + reason, client.process != nullptr,
+                               client.exit_status);
     loop_.forget(client);
     clients_.remove(client);
-    fail(text);
+    throw failure;
 }
 
 Outcome Host::wrong(Outcome::Kind kind, const Client &client, const std::string &what)

@@ -36,6 +36,16 @@ struct Outcome {
     explicit operator bool() const { return kind == handed_back; }
 };
 
+// Thrown when a client does not come up.
+struct StartFailure : Error {
+    StartFailure(const std::string &text, bool was_started_, std::optional<int> exit_status_)
+        : Error(failed, text), was_started(was_started_), exit_status(exit_status_)
+    {
+    }
+    bool was_started;
+    std::optional<int> exit_status; // when it has ended
+};
+
 class Host
 {
 public:
@@ -46,8 +56,8 @@ public:
     Host &operator=(const Host &) = delete;
     ~Host(); // calls end()
 
-    // Starts a client and serves until it has acknowledged and is connected. Throws Error when it
-    // does not come up, and nothing of it is then left.
+    // Starts a client and serves until it has acknowledged and is connected. Throws
+    // StartFailure when it does not come up, and nothing of it is then left.
     Client &start(const Startup &what, int number, const std::string &name, bool detach = false);
 
     // Adds a client in this process, which is called on the handle. It is connected at once, and

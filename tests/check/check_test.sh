@@ -115,8 +115,19 @@ ln -s "$faulty" clients/exits-with-3
 run 1 check clients/exits-with-3 --only "exit-*" --only quit
 wrote out "1..2"
 wrote out "exited with status 3"
-run 1 check clients/sound --only commands --command Nothing --command 1
-wrote out "no command Nothing"
+run 1 check clients/sound --only commands --command Raed --command 1
+wrote out 'no command Raed in a menu; there are: Read, Show Dialog, Finish; do you mean \"Read\"?'
+
+# What the host could not do is not the client's fault, and advice on the client helps no other program.
+! out=$(ulimit -f 0; "${program[@]}" check clients/sound 2>err) || fail "a full disk passes"
+[[ $out == *"Bail out! $work/velt-check-"*"book.json: "* ]] || fail "a full disk is told by $out"
+printf '#!/no/shell\n' >clients/cannot-run
+printf '#!/bin/sh\nexec no-such-program\n' >clients/lacks-a-program
+chmod +x clients/cannot-run clients/lacks-a-program
+run 1 check clients/cannot-run --only start
+! grep -q advice: out || fail "there is advice for what cannot be started: $(<out)"
+run 1 check clients/lacks-a-program --only start
+wrote out "see in its output what it has not found"
 ln -s "$faulty" clients/has-no-commands
 run 1 check clients/has-no-commands --only "*mm*" --only refused
 wrote out "no command in a menu"
