@@ -1,4 +1,5 @@
-/* How a broken precondition ends the process. */
+/* How a broken precondition ends the process: by SIGABRT, and without a message. Who called with
+ * what is told by a debugger, or by a routine of the client's that V_SetAssert installs. */
 #ifndef VELT_VDE_FAILURE_H
 #define VELT_VDE_FAILURE_H
 

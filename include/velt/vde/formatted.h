@@ -1,7 +1,8 @@
 /* Formatted output.
  *
  * The conversions are those of printf among "dioxXucsfeEgGp%n". Every integer conversion takes one
- * 32-bit int, with "l" too; "%n" stores 32 bits, after "h" 16. A format that ends inside a
+ * 32-bit int, with "l" too, so that no long is printed by them; "%n" stores 32 bits, after "h" 16.
+ * "%s" of null is empty, and other letters are copied with their "%". A format that ends inside a
  * conversion is formatted up to there.
  */
 #ifndef VELT_VDE_FORMATTED_H
@@ -23,7 +24,9 @@ IntT Vde_doprnt(VdeOutFuncT out, void *sink, const char *format, va_list argumen
 /* Formats into the size bytes (at least 1) of buf, cut to fit and terminated; returns the number of
  * bytes stored. A null buf stores nothing. */
 IntT VdeVSnprintf(char *buf, IntT size, const char *format, va_list arguments);
-/* Formats into buf, which must be large enough; returns the number of bytes stored. */
+/* Formats into buf, which must be large enough, and terminates it; returns the number of bytes
+ * before the terminator. A null buf stores nothing. No compiler checks the arguments: cast a long
+ * to int, as only 32 bits are printed. */
 IntT V_Sprintf(char *buf, const char *format, ...);
 
 /* The two below take the address of the list, and advance it past what they use. */

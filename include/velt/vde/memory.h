@@ -1,7 +1,8 @@
 /* Memory: blocks and movable handles, on the process heap.
  *
  * Bit 0 of the flags makes a failed allocation fatal: the exit handler runs and the process ends;
- * without it the result is null. A request of V_MaxBlockSize bytes or more ends the process.
+ * without it the result is null. A request of V_MaxBlockSize bytes or more ends the process, by
+ * VdeFail, whatever the flags are.
  */
 #ifndef VELT_VDE_MEMORY_H
 #define VELT_VDE_MEMORY_H

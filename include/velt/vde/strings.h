@@ -3,6 +3,7 @@
  * A null string reads as empty. Bytes compare as 0 to 255, case folds through VdeQToLower, and true
  * is 1. In the routines that write, N is the size of the buffer dst in bytes, terminator included:
  * the result always fits and is terminated. In those that compare, N is a number of characters.
+ * A character is a byte here, one of an Asian encoding two or more of them.
  * Of a character given as IntT the low 8 bits count.
  */
 #ifndef VELT_VDE_STRINGS_H
@@ -13,8 +14,9 @@
 
 VELT_BEGIN_DECLS
 
-/* Returns a new empty string with room for so many characters; null when memory runs out. V_Free
- * it. */
+/* Returns a new empty string with room for so many bytes and the terminator, all of them 0; null
+ * when memory runs out. A length below -1, or of V_MaxBlockSize - 1 or more, ends the process by
+ * VdeFail; -1 counts as 0. V_Free it. */
 StringT V_StrNew(IntT length);
 /* Returns a new copy; null for null and when memory runs out. V_Free it. */
 StringT V_StrCopyString(const char *s);
