@@ -6,7 +6,8 @@
 
 VELT_BEGIN_DECLS
 
-/* Opens a resource, such as a dialog, by its name; returns its id. */
+/* Opens a resource, such as a dialog, by its name; returns its id. The reference host ignores int1,
+ * and makes a dialog for every name but the empty one. */
 V_ObjHandleT V_ApiOpenResource(IntT int1, const char *name);
 /* The id of an item of a dialog. */
 V_ObjHandleT V_ApiDialogItemId(V_ObjHandleT dialog, IntT item);

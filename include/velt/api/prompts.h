@@ -15,12 +15,12 @@ VELT_BEGIN_DECLS
 /* Shows an alert; returns the host's answer, -1 when none came. The reference host shows int2 as
  * the alert's type. */
 IntT V_ApiAlert(const char *message, IntT int2);
-/* Asks str2 for an integer. The reference host suggests the second string of a prompt, as text. */
+/* Asks for an integer: str2 is the question, str3 what the reference host suggests, as text. */
 IntT V_ApiPromptInt(IntT *answer, const char *str2, const char *str3);
-/* Asks for a length. For the reference host int4 is the length that a number without a unit counts;
- * all are in 1/65536 point. */
+/* Asks for a length in the same way. For the reference host int4 is the length that a number
+ * without a unit counts; all are in 1/65536 point. */
 IntT V_ApiPromptMetric(MetricT *answer, const char *str2, const char *str3, IntT int4);
-/* Asks for a string. */
+/* Asks for a string: str2 is the question, str3 what the reference host suggests. */
 IntT V_ApiPromptString(StringT *answer, const char *str2, const char *str3);
 /* Asks for a file. The reference host asks str2, suggests str3 and ignores the rest; the answer is
  * the name as the user gives it, which, unless it begins with a slash, stands beside the book. */
