@@ -111,7 +111,14 @@ std::vector<std::string> parse_options(int argc, char **argv, const std::vector<
         // The last value would silently take the place of the others.
         if (!given.insert(option).second && option->takes != Option::no_value && !option->repeats)
             misuse(shown(*option) + " is given twice; it takes one value");
-        option->take(optarg ? optarg : "");
+        try {
+            option->take(optarg ? optarg : "");
+        } catch (const Error &error) {
+            const std::string text = error.what(), name = shown(*option);
+            if (text.find(name) != text.npos)
+                throw;
+            throw Error(error.code, name + ": " + text);
+        }
     }
     return {argv + optind, argv + argc};
 }
