@@ -16,6 +16,8 @@ run 0 list
 run 0 list '*_get_int_?'
 [[ $(tr -s ' ' <out) == "1064 api_vq_get_int_1 V_ApiGetInt, V_ApiGetIntByName" ]] || fail "list: $(cat out)"
 run 0 list 'V_ApiGetIntBy*'
+run 0 list 1008
+wrote out "1008  api_vq_alert_1"
 run 0 list getintby
 wrote out "api_vq_get_int_1 "
 run 1 list nothing
@@ -90,6 +92,7 @@ wrong 'strings3 is V_StringsT and takes JSON, such as ["text"]; at character 2' 
 wrong 'propIdent is given twice' V_ApiGetInt 'propIdent={"num":1}' propIdent.num=1
 wrong '"docId" is not FIELD=VALUE' V_ApiGetInt docId
 wrong "str1 is given twice" V_ApiAlert str1=a str1=b
+wrong '"int1=3": the argument is IntT, which has no fields: give the value alone, as in 3' V_ApiSleep int1=3
 wrong 'takes no argument' V_ApiDisconnectFromSession 1
 wrong "str1: the text is not UTF-8" V_ApiAlert $'str1=\xff'
 run 2 call V_ApiGetInt
@@ -125,6 +128,12 @@ run 1 call V_ApiGetId docId=7 --session "$session"
 run 2 call V_ApiTakeControl --session "$session"
 run 1 call V_ApiGetId --session 7
 wrote err "no session answers there"
+run 1 call V_ApiGetId --session 7@no.host.invalid
+wrote err 'there is no machine "no.host.invalid"'
+run 2 call V_ApiGetId --session abc
+wrote err "--session abc: it takes PROGRAM[@HOST]"
+run 2 call V_ApiGetId --session 7 --time-limit abc
+wrote err '--time-limit: "abc" is not a number'
 kill -STOP "$host"
 run 1 call V_ApiGetId --session "$session" --time-limit 1
 wrote err "the host has not answered within 1 s"

@@ -201,6 +201,10 @@ std::string json_of(std::string_view type, const std::vector<std::string> &words
     if (type == "void" || words.size() != 1)
         misuse(type == "void" ? "the procedure takes no argument"
                               : "the argument is one value of type " + std::string(type));
+    const auto sign = words[0].find('=');
+    if (type != text_type && !find_list(type) && sign != std::string::npos)
+        misuse(in_quotes(words[0]) + ": the argument is " + std::string(type) +
+               ", which has no fields: give the value alone, as in " + words[0].substr(sign + 1));
     return value_json(type, words[0], "the argument");
 }
 

@@ -179,9 +179,9 @@ std::string list(const std::string &pattern)
     for (const ProcedureFacts &each : procedures()) {
         const std::string_view stub = each.procedure->name;
         const auto all = users_of(stub);
-        if (matches(stub) || std::ranges::any_of(all, matches, &User::name))
-            text += std::to_string(each.procedure->number) + std::string(gap, ' ') +
-                    padded(std::string(stub), width) +
+        const std::string number = std::to_string(each.procedure->number);
+        if (pattern == number || matches(stub) || std::ranges::any_of(all, matches, &User::name))
+            text += number + std::string(gap, ' ') + padded(std::string(stub), width) +
                     (each.is_callback ? "(a client's: the host calls it)" : names_of_users(stub)) +
                     '\n';
     }

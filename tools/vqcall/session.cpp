@@ -1,5 +1,7 @@
 // A running session, joined as any process does.
 
+#include <netdb.h>
+
 #include <algorithm>
 #include <chrono>
 
@@ -25,12 +27,16 @@ constexpr rpcproc_t of_the_session[] = {api_vq_init_ack_5_1::number, api_vq_init
                                         api_vq_over_1::number, api_vq_take_control_1::number,
                                         api_vq_disconnect_from_session_1::number};
 
+constexpr const char *tells = "the command \"session\" of vqhost tells the number";
+
 class Session final : public Partner
 {
 public:
     Session(const std::string &where, UIntT limit) : where_(where), limit_(limit)
     {
         const auto at = std::min(where.find('@'), where.size());
+        if (!is_whole_number(where.substr(0, at)))
+            misuse("--session " + where + ": it takes PROGRAM[@HOST], as in 1074280321; " + tells);
         const auto program = number<UIntT>(where.substr(0, at));
         const std::string machine = where.substr(std::min(at + 1, where.size()));
         VA_TimeOut = {static_cast<IntT>(limit), 0};
@@ -41,9 +47,10 @@ public:
             if (Clock::now() - began >= std::chrono::seconds(limit))
                 give_up();
             V_ApiShutDown();
-            fail("session " + where + ": " + V_ApiErrorText(error) +
-                 "; the command \"session\" of vqhost tells the number, and VQPMAP if the session "
-                 "needs it");
+            if (!machine.empty() && !gethostbyname(machine.c_str()))
+                fail("session " + where + ": there is no machine " + in_quotes(machine));
+            fail("session " + where + ": " + V_ApiErrorText(error) + "; " + tells +
+                 ", and VQPMAP if the session needs it");
         }
     }
     ~Session() override
@@ -88,19 +95,25 @@ private:
         clnt_geterr(velt_client, &error);
         if (error.re_status == RPC_TIMEDOUT)
             give_up();
+        if (error.re_status == RPC_CANTSEND || error.re_status == RPC_CANTRECV)
+            leave("the host has ended, or closed the connection");
         if (error.re_status != RPC_SUCCESS)
             fail(clnt_sperror(velt_client, std::string(procedure).c_str()));
     }
 
     // Leaves the session without asking a host that does not answer.
-    [[noreturn]] void give_up()
+    [[noreturn]] void leave(const std::string &reason)
     {
         gave_up_ = true;
         V_ApiSetLimit(V_limit_connect_seconds, 1);
         V_ApiShutDown();
-        fail("session " + where_ + ": the host has not answered within " + std::to_string(limit_) +
-             " s; it is stopped, busy or waits for a person: see to that, or wait longer with "
-             "--time-limit SECONDS");
+        fail("session " + where_ + ": " + reason);
+    }
+    [[noreturn]] void give_up()
+    {
+        leave("the host has not answered within " + std::to_string(limit_) +
+              " s; it is stopped, busy or waits for a person: see to that, or wait longer with "
+              "--time-limit SECONDS");
     }
 
     std::string where_;
