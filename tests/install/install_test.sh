@@ -140,6 +140,10 @@ END
 [[ $("$tree/bin/vqsre" print "$work/texts/vqinit/usenglish/APIArea/resources/texts.sre") == "1: Hello!" ]] ||
     fail "velt_resources() makes no resources"
 
+rm "$work/texts/usenglish.txt"
+! cmake --build "$work/texts" >"$work/log" 2>&1 || fail "velt_resources() takes a folder without sources"
+grep -q "has no sources" "$work/log" || fail "$(cat "$work/log")"
+
 echo "== The examples and their tests by CMake"
 cmake -G Ninja -S "$docs/examples" -B "$work/examples" -DCMAKE_PREFIX_PATH="$tree" \
     -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
