@@ -41,6 +41,7 @@ int run_verb(int argc, char **argv);
 int replay_verb(int argc, char **argv);
 int check_books(int argc, char **argv);
 int check_documents(int argc, char **argv);
+int check_scenarios(int argc, char **argv);
 int schema(int argc, char **argv);
 int doctor(int argc, char **argv);
 int help(int argc, char **argv);
@@ -102,6 +103,8 @@ constexpr Verb verbs[] = {
     {"check-book", "BOOK.json...", "tells what is wrong with books.\n", check_books, true},
     {"check-document", "[--language NAME] DOCUMENT.json...",
      "tells what is wrong with documents.\n", check_documents, true, complete_language},
+    {"check-scenario", "[--language NAME] SCENARIO.json...",
+     "tells what is wrong with scenarios.\n", check_scenarios, true, complete_language},
     {"schema", "[book|document|scenario]", "prints what such a file may hold, as a JSON Schema.\n",
      schema, true, complete_schema},
     {"doctor", "", "tells what is wrong with the machine or the surroundings, and what helps.\n",
@@ -329,6 +332,17 @@ int check_documents(int argc, char **argv)
         const FileOutcome outcome = Documents(model).open(file, false);
         if (outcome.status != ok)
             fail(outcome.reason);
+    });
+}
+
+int check_scenarios(int argc, char **argv)
+{
+    Arguments as_of_a_run; // without a language, that which the scenario names counts
+    const auto files = parse_options(argc, argv, {language_option(as_of_a_run.language)});
+    if (files.empty())
+        misuse_of_program("check-scenario needs a scenario file");
+    return check_files(files, [&](const std::string &file) {
+        read_scenario(file, as_of_a_run.language, as_of_a_run.time_limit);
     });
 }
 

@@ -128,6 +128,11 @@ run 1 check-book three.json bad.json
 run 2 check-book none.json bad.json
 run 0 check-book three.json
 
+echo '{"language": "japanese", "steps": [{"call": "api_vq_alert_1", "arguments": {"str1": "三"}}]}' >scenario.json
+run 0 check-scenario scenario.json
+run 1 check-scenario --language usenglish scenario.json
+wrote err "scenario.json:1:"
+
 # Documents: what a run leaves unsaved is told, and is no failure.
 echo '{"flows": [{"paragraphs": [{"text": "三"}]}]}' >text.json
 run 1 check-document text.json
