@@ -132,10 +132,15 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
         const bool is_there = error == ENOENT && access(what.path.c_str(), F_OK) == 0;
         std::error_code unknown;
         const bool is_folder = std::filesystem::is_directory(what.path, unknown);
+        const auto blank = what.path.find(' ');
+        const bool has_arguments = error == ENOENT && blank != what.path.npos &&
+                                   access(what.path.substr(0, blank).c_str(), X_OK) == 0;
         const bool is_nowhere = error == ENOENT && what.path.find('/') == what.path.npos;
         throw std::system_error(error, std::generic_category(),
-                                what.path + (is_there     ? ": the program that is to run it"
-                                             : is_folder  ? ", which is a folder"
+                                what.path + (is_there    ? ": the program that is to run it"
+                                             : is_folder ? ", which is a folder"
+                                             : has_arguments
+                                                 ? ", whose arguments are for --client-arg"
                                              : is_nowhere ? ", which is neither in PATH nor here"
                                                           : ""));
     }
