@@ -212,7 +212,8 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
         player.add(read_scenario(path, model.language(),
                                  arguments.debug ? no_limit : arguments.time_limit));
     const bool plays = !arguments.scenarios.empty();
-    if (!arguments.clients.empty()) {
+    // Who names a port mapper wants a session, also one that only others join.
+    if (!arguments.clients.empty() || arguments.port_mapper != Arguments::whichever) {
         // VQPMAP may belong to another session, a client of which has started this host.
         unsetenv("VQPMAP");
         Options options = options_of(arguments);

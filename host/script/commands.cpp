@@ -79,6 +79,8 @@ std::string_view name_of(std::string_view line)
     return line.substr(0, line.find_first_of(blanks));
 }
 
+constexpr const char *no_client = "no client can be run here: give one with --client PATH";
+
 // Ends the bar that shows a client's progress when the command is over, however that ends.
 struct BarEnd {
     PrintingConsole &console;
@@ -270,7 +272,7 @@ void Commands::select(std::string_view rest, const GivenOptions &options)
 Host &Commands::host() const
 {
     if (!s_.host)
-        fail("no client can be run here: give one with --client PATH");
+        fail(no_client);
     return *s_.host;
 }
 
@@ -343,7 +345,8 @@ void Commands::start_next(std::string_view rest, const GivenOptions &options)
     const std::size_t codes = options.size();
     const Words words(rest, codes, codes, usage_of("start"));
     const IntT code = words.words.empty() ? service_code : number<IntT>(words.at(0));
-    host();
+    if (s_.clients.empty())
+        fail(no_client);
     for (const Startable &each : s_.clients)
         if (const Client *client = s_.host->find(each.number); !client || !client->running())
             return start(each, code);
@@ -402,7 +405,10 @@ void Commands::choose(std::string_view rest)
         std::vector<std::string> labels(items.size());
         std::ranges::transform(items, labels.begin(),
                                [&](const Object *item) { return window_.label(*item); });
-        fail("no menu item \"" + name + "\"; there are: " + joined(labels));
+        fail("no menu item \"" + name + "\"; " +
+             (labels.empty() && s_.clients.empty()
+                  ? "clients define some: give one with --client PATH"
+                  : "there are: " + joined(labels)));
     }
     const int client_number = (*found)->client;
     const IntT command = (*found)->command;
@@ -486,7 +492,7 @@ std::string Commands::state(const Client &client) const
 
 void Commands::list_clients()
 {
-    if (!s_.host) {
+    if (!s_.host || (s_.clients.empty() && s_.host->clients().empty())) {
         s_.out << "  (no clients)" << std::endl;
         return;
     }
@@ -502,6 +508,9 @@ void Commands::list_clients()
 
 void Commands::print_session()
 {
+    if (!s_.host)
+        fail("there is no session without a client: give one with --client PATH, or open a session "
+             "that others may join with --port-mapper own");
     const std::string mapper = host().port_mapper();
     s_.out << (mapper.empty() ? "" : "VQPMAP=" + mapper + " ") << "vqcall call NAME --session "
            << host().session_program() << std::endl;

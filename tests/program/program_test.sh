@@ -132,6 +132,15 @@ echo '{"language": "japanese", "steps": [{"call": "api_vq_alert_1", "arguments":
 run 0 check-scenario scenario.json
 run 1 check-scenario --language usenglish scenario.json
 wrote err "scenario.json:1:"
+run 1 run three.json session
+wrote err "give one with --client PATH, or open a session"
+run 0 run three.json --port-mapper own session
+wrote out "vqcall call NAME --session"
+run 1 run three.json "choose X"
+wrote err "clients define some"
+ln -s /bin/true program
+run 1 run three.json --client "./program --x"
+wrote err "whose arguments are for --client-arg"
 
 # Documents: what a run leaves unsaved is told, and is no failure.
 echo '{"flows": [{"paragraphs": [{"text": "三"}]}]}' >text.json
