@@ -135,7 +135,7 @@ bool OutputFile::is_read_from(int descriptor) const
 // A file system that knows no locks locks nobody out.
 bool OutputFile::lock()
 {
-    if (!named_ || flock(file_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK)
+    if (!plain_file() || flock(file_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK)
         return !has_lost_place();
     made_ = false; // it is the other's now
     return false;
@@ -143,19 +143,18 @@ bool OutputFile::lock()
 
 bool OutputFile::has_content() const
 {
-    struct stat here {
-    };
-    return named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) && here.st_size > 0;
+    const std::optional<struct stat> here = plain_file();
+    return here && here->st_size > 0;
 }
 
 bool OutputFile::is_standard_output() const
 {
-    struct stat here {
-    }, there{};
     if (!named_)
         return standard_descriptor(path_) == STDOUT_FILENO;
-    return fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) &&
-           fstat(STDOUT_FILENO, &there) == 0 && same(here, there);
+    const std::optional<struct stat> here = plain_file();
+    struct stat there {
+    };
+    return here && fstat(STDOUT_FILENO, &there) == 0 && same(*here, there);
 }
 
 void OutputFile::begin()
@@ -190,23 +189,30 @@ void OutputFile::write(std::string_view text)
 
 bool OutputFile::has_lost_place() const
 {
+    return plain_file() && !is(path_);
+}
+
+std::optional<struct stat> OutputFile::plain_file() const
+{
     struct stat here {
     };
-    return named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) && !is(path_);
+    if (!named_ || fstat(file_.get(), &here) != 0 || !S_ISREG(here.st_mode))
+        return std::nullopt;
+    return here;
 }
 
 void OutputFile::check() const
 {
-    struct stat here {
-    }, there{};
+    struct stat there {
+    };
     if (has_lost_place())
         throw std::runtime_error(path_ +
                                  (stat(path_.c_str(), &there) == 0
                                       ? ": another file has taken its place"
                                       : ": the file is no longer there") +
                                  "; what was written is lost");
-    if (named_ && fstat(file_.get(), &here) == 0 && S_ISREG(here.st_mode) &&
-        static_cast<std::size_t>(here.st_size) < written_)
+    const std::optional<struct stat> here = plain_file();
+    if (here && static_cast<std::size_t>(here->st_size) < written_)
         throw std::runtime_error(path_ +
                                  ": somebody has emptied the file meanwhile; a part of what "
                                  "was written is lost");

@@ -1,6 +1,9 @@
 // A file that a program writes anew, in place: a trace, a report.
 #pragma once
 
+#include <sys/stat.h>
+
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -50,6 +53,8 @@ public:
 private:
     // Returns whether this is a plain file that is no longer the one at its path.
     bool has_lost_place() const;
+    // What is known of a plain file with a path of its own; nothing of what is none.
+    std::optional<struct stat> plain_file() const;
 
     std::string path_;
     Descriptor file_;

@@ -128,6 +128,8 @@ TEST_F(AnOutputFile, IsNotRemovedByWhoMadeItWhenAnotherHasIt)
         other.reset();
         EXPECT_FALSE(late->lock()) << "it is in no folder";
     }
+    velt::OutputFile null("/dev/null");
+    EXPECT_TRUE(null.lock() && velt::OutputFile("/dev/null").lock()) << "it is for everybody";
     velt::OutputFile("out");
     EXPECT_FALSE(fs::exists("out"));
     std::optional<velt::OutputFile> made("out");
