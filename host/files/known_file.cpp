@@ -14,7 +14,10 @@ namespace
 std::filesystem::path resolved(const std::string &path)
 {
     std::error_code unknown;
-    auto place = std::filesystem::weakly_canonical(path, unknown);
+    // Of a relative path, of which nothing is there, it would make no absolute one.
+    auto place = std::filesystem::absolute(path, unknown);
+    if (!unknown)
+        place = std::filesystem::weakly_canonical(place, unknown);
     if (unknown == std::errc::not_enough_memory)
         throw std::bad_alloc();
     return unknown ? std::filesystem::path(path) : place;
