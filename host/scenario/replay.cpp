@@ -129,6 +129,8 @@ Replay::Event Replay::play(Place event)
     played_++;
     moved_ = std::chrono::steady_clock::now();
     calls_ += played.kind == RecordedEvent::call;
+    if (played.kind != RecordedEvent::call)
+        parts_[played.client].aside.clear();
     if (played.line.empty())
         return played; // an update has made it, and nothing of it was recorded
     agreed_ = moved_;

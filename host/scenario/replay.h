@@ -70,8 +70,15 @@ private:
     };
     using Events = std::list<Event>;
     using Place = Events::iterator;
+    // A recorded call in whose place another has come, or none; what was noted of it, and what
+    // would have been if it had been known that it was still to come.
+    struct Aside {
+        Event event;
+        std::string noted, instead;
+    };
     struct Part {
         std::string name;
+        std::deque<Aside> aside; // since the last call that was the recorded one, in this turn
         bool started = false;
         bool fresh = false; // started, and nothing has been played since
     };
@@ -109,6 +116,8 @@ private:
     void make(Host &host, Client &client, Place next);
 
     Place adapt(const Call &call, Place own, Place found);
+    void set_aside(const Event &event, std::string noted, std::string instead);
+    Place put_back(const Call &call, Place own, bool is_own);
     void write(const Event &played, Call &call, const Failure *failure);
     void drop(Place event);
     void drop_rest(int client);

@@ -1,5 +1,7 @@
 // How a replay takes what clients do now in place of what was recorded.
 
+#include <algorithm>
+
 #include "host/scenario/pattern.h"
 #include "host/scenario/replay.h"
 #include "host/session/host.h"
@@ -11,6 +13,8 @@ namespace
 
 // So many answers of each procedure are kept in mind, for calls that are new.
 constexpr std::size_t most_answers = 32;
+// So many calls of each client that it has not made are kept in mind.
+constexpr std::size_t most_aside = 100;
 
 } // namespace
 
@@ -33,31 +37,76 @@ void Replay::remember(const RecordedEvent &event)
         kept.pop_back();
 }
 
-// Returns the event by which the call is answered: `found`, which it is, for which the calls before
-// it in the turn are dropped; else what the client is to do next, if that is a call of the same
-// procedure; else a new one.
+// Takes a call of a client out, for another, or because that makes it no more. It may still come.
+void Replay::set_aside(const Event &event, std::string noted, std::string instead)
+{
+    update_->note(noted);
+    remember(event);
+    std::deque<Aside> &aside = parts_[event.client].aside;
+    aside.push_back({event, std::move(noted), std::move(instead)});
+    if (aside.size() > most_aside)
+        aside.pop_front();
+}
+
+// Puts a call that was set aside back before `own`, since the client makes it after all. Where it
+// is as well its own, one that was taken to be changed was rather a new one: those that are alike
+// are changed together. What was set aside before it comes no more.
+Replay::Place Replay::put_back(const Call &call, Place own, bool is_own)
+{
+    std::deque<Aside> &aside = parts_[call.client.number].aside;
+    const auto back = std::ranges::find_if(aside, [&](const Aside &each) {
+        return fits(each.event, call) && (!is_own || each.event.adapted);
+    });
+    if (back == aside.end())
+        return ahead_.end();
+    update_->note_instead(back->noted, back->instead);
+    const Place added = ahead_.emplace(own, std::move(back->event));
+    added->adapted = false;
+    bytes_ahead_ += added->line.size();
+    aside.erase(aside.begin(), std::next(back));
+    return added;
+}
+
+// Returns the event by which the call is answered: what the client is to do next, if the call is
+// that; one that was set aside; `found`, which the call is, for which those before it in the turn
+// are set aside; what the client is to do next, if that is a call of the same procedure, and the
+// call is none that was recorded elsewhere; else a new one.
 Replay::Place Replay::adapt(const Call &call, Place own, Place found)
 {
-    if (found == own)
-        return own;
-    if (found != ahead_.end() && order_ == KeptOrder::none) {
+    if (const Place back = put_back(call, own, found == own); back != ahead_.end())
+        return back;
+    if (found != own && found != ahead_.end() && order_ == KeptOrder::none) {
         update_->note(found->place + ": is called earlier: " + text_of(*found));
         return found;
     }
+    std::deque<Aside> &aside = parts_[call.client.number].aside;
     if (found != ahead_.end()) {
+        aside.clear();
         for (Place each = own; each != found;) {
             const Place next = std::next(each);
             if (each->client == call.client.number && each->kind == RecordedEvent::call &&
-                !each->pending)
-                drop(each);
+                !each->pending) {
+                const std::string told = text_of(*each);
+                set_aside(*each, each->place + ": no more: " + told,
+                          each->place + ": is called later: " + told);
+                bytes_ahead_ -= each->line.size();
+                ahead_.erase(each);
+            }
             each = next;
         }
         return found;
     }
-    const std::string now = text_of(call);
-    if (own->kind == RecordedEvent::call && own->procedure->number == call.procedure.number) {
+    const std::string now = text_of(call), is_new = own->place + ": new before this: " + now;
+    const auto answered_as = [this](const RecordedEvent &event) {
+        return ", answered as " + event.place + ": " + text_of(event);
+    };
+    const auto [earlier, differing] = nearest_of(answers_[call.procedure.number], call);
+    const auto [later, differing_later] = nearest_of(ahead_, call);
+    if (std::min(differing, differing_later) > 0 && own->kind == RecordedEvent::call &&
+        own->procedure->number == call.procedure.number) {
         own->adapted = true;
-        update_->note(own->place + ": changed to " + now + told_differences(*own, call));
+        set_aside(*own, own->place + ": changed to " + now + told_differences(*own, call),
+                  is_new + answered_as(*own));
         return own;
     }
     // Its new calls may have no end.
@@ -69,8 +118,6 @@ Replay::Place Replay::adapt(const Call &call, Place own, Place found)
                own);
         return ahead_.end();
     }
-    const auto [earlier, differing] = nearest_of(answers_[call.procedure.number], call);
-    const auto [later, differing_later] = nearest_of(ahead_, call);
     const RecordedEvent *like = differing <= differing_later ? earlier : later;
     RecordedEvent made = like ? *like : RecordedEvent();
     made.kind = RecordedEvent::call;
@@ -79,9 +126,8 @@ Replay::Place Replay::adapt(const Call &call, Place own, Place found)
         made.procedure = &call.procedure;
     made.arguments = nullptr;
     made.line.clear();
-    update_->note(own->place + ": new before this: " + now +
-                  (like ? ", answered as " + like->place + ": " + text_of(*like)
-                        : ", answered with zeros, since no answer of it was recorded"));
+    update_->note(is_new + (like ? answered_as(*like)
+                                 : ", answered with zeros, since no answer of it was recorded"));
     made.place = own->place;
     const Place added = ahead_.emplace(own, std::move(made));
     added->adapted = true;

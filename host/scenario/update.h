@@ -1,6 +1,7 @@
 // A recording that is to take the place of another, with what clients do now.
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,6 +34,11 @@ public:
     void add(const TraceEvent &event, const SessionText &text);
     // Notes in what the new recording differs from the old one; a line for a person.
     void note(const std::string &what);
+    // Has a note say something else.
+    void note_instead(const std::string &noted, const std::string &what)
+    {
+        std::ranges::replace(notes_, noted, what);
+    }
 
     // Puts the new recording in the place of the old one, which has been read to its end, unless
     // nothing has changed. One that was cut off stays so; one that somebody else has changed since

@@ -114,6 +114,12 @@ tells "changed to api_vq_alert_1"
 ends 0 replay new
 ! grep -q '98 words' new || fail "an update has what is scrubbed"
 [ "$(diff old new | grep -c '^[<>]')" = 4 ] || fail "an update changes more than has changed"
+# A new call before one of the same procedure, which then gets the answer that it has always had.
+sed '9d; 10s/"result":4/"result":3/' words >new
+sed -n 9p new >line
+ends 0 replay new --update
+tells "new:9: new before this: api_vq_get_id_1({\"docId\":0,\"objId\":0,\"propIdent\":{\"num\":52}}), answered as new:9:"
+sed -n 10p new | cmp - line
 # What somebody else writes to the recording meanwhile stays.
 printf '#!/bin/sh\necho >>"%s/new"\nexec "%s"\n' "$PWD" "$built/wordcount" >meddler
 chmod +x meddler
