@@ -104,7 +104,7 @@ OutputFile::OutputFile(const std::string &path) : path_(path)
 OutputFile::~OutputFile()
 {
     // Another that has opened it meanwhile has it locked, or will find that it is gone.
-    if (file_ && made_ && lock() && !has_content())
+    if (file_ && made_ && !kept_ && lock() && !has_content())
         unlink(path_.c_str());
 }
 
@@ -159,7 +159,7 @@ bool OutputFile::is_standard_output() const
 
 void OutputFile::begin()
 {
-    made_ = false;
+    kept_ = true;
     struct stat here {
     };
     if (fstat(file_.get(), &here) != 0)
@@ -182,8 +182,10 @@ void OutputFile::begin()
 
 void OutputFile::write(std::string_view text)
 {
-    if (!write_pieces(file_.get(), text, waits_))
+    if (!write_pieces(file_.get(), text, waits_)) {
+        kept_ = kept_ && written_ > 0;
         fail_to_write(path_);
+    }
     written_ += text.size();
 }
 

@@ -20,7 +20,8 @@ public:
     explicit OutputFile(const std::string &path);
     OutputFile(OutputFile &&) = default;
     OutputFile &operator=(OutputFile &&) = default;
-    // Removes a file that was created but not begun, and that nobody else has written to since.
+    // Removes a file that was created and not begun, or not written, and that nobody else has
+    // written to since.
     ~OutputFile();
 
     // Returns whether this is the plain file at a path, or that of another output or of an input
@@ -59,7 +60,7 @@ private:
     std::string path_;
     Descriptor file_;
     std::size_t written_ = 0; // bytes
-    bool made_ = false, named_ = false, waits_ = false;
+    bool made_ = false, named_ = false, waits_ = false, kept_ = false;
 };
 
 // Writes all of the text to an open descriptor. Returns false with errno set when that fails.

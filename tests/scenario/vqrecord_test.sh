@@ -125,6 +125,10 @@ done
 cp through kept
 run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg through --client-arg ./missing
 cmp through kept || fail "a recording is lost"
+# Of a client that never comes up, no file is left.
+run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg none --client-arg /bin/true show
+wrote err "nothing has happened"
+[[ ! -e none ]] || fail "an empty recording is left"
 
 # Its own usage; the options behind the client are the client's.
 program=("$vqrecord")

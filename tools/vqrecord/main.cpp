@@ -201,6 +201,8 @@ public:
         std::cerr << "vqrecord: " << printable_lines(reason_of(error)) << std::endl;
         return false;
     }
+    // Removes a new file in which there is nothing, too.
+    void close() { recorder_.reset(); }
 
 private:
     const host::SessionText text_;
@@ -315,6 +317,7 @@ void detach()
     if (!cut_off)
         decoder.exited(*child.status());
     const bool complete = outputs.end(cut_off || !decoder.is_complete()) && decoder.is_complete();
+    outputs.close();
     forget(Caller::host);
     programs.remove_all();
     if (!complete && *child.status() == 0)

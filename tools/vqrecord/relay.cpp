@@ -88,9 +88,9 @@ Descriptor reach(const Route &route, in_port_t port)
     return Descriptor(descriptor);
 }
 
-const char *name_of(Caller caller)
+std::string name_of(Caller caller)
 {
-    return caller == Caller::client ? "client" : "host";
+    return caller == Caller::client ? "the client" : "the host";
 }
 
 } // namespace
@@ -127,7 +127,7 @@ void Relay::accept(Listener &from)
     }
     Descriptor callee = reach(from.route, from.port);
     if (!callee)
-        return watcher_.broke_off(std::string("the ") + name_of(from.route.caller) +
+        return watcher_.broke_off(name_of(from.route.caller) +
                                   " calls, but the program that it calls cannot be reached" +
                                   clnt_spcreateerror(""));
     send_at_once(caller.get());
@@ -163,16 +163,24 @@ void Relay::refuse(Tunnel &tunnel, const std::string &why)
 void Relay::move(Tunnel &tunnel, End &from, End &to)
 {
     const bool calls = &from == &tunnel.caller;
+    const Caller sender =
+        calls == (tunnel.route.caller == Caller::client) ? Caller::client : Caller::host;
     const auto status = from.in.read(from.descriptor.get());
     if (!calls && !tunnel.proven) {
         // What has been accepted by a service is the service's, whose owner is known now.
+        // One that has ended its side without a word is not asked for.
         tunnel.proven = true;
+        const bool is_over = status == RecordReader::closed ||
+                             (status == RecordReader::broken && from.in.error() == 0);
         const Callee callee =
-            status == RecordReader::closed
-                ? Callee::trusted
-                : identify_callee(from.descriptor.get(), peer_of(from.descriptor.get()));
+            is_over ? Callee::trusted
+                    : identify_callee(from.descriptor.get(), peer_of(from.descriptor.get()));
         if (callee == Callee::refused)
             return refuse(tunnel, "it leads to a program of another user");
+        if (callee == Callee::gone)
+            return refuse(tunnel, name_of(sender) +
+                                      " has ended right after its first answer, which is not "
+                                      "handed on, since nothing tells any more whose it was");
         if (callee != Callee::trusted)
             return refuse(tunnel, std::string("the system does not tell whose program answers: ") +
                                       std::strerror(error_of(callee)));
@@ -194,10 +202,7 @@ void Relay::move(Tunnel &tunnel, End &from, End &to)
             next_ = {&tunnel, &to, &from};
     }
     if (const int error = from.in.error()) {
-        const bool is_clients = calls == (tunnel.route.caller == Caller::client);
-        refuse(tunnel, error == EMSGSIZE ? std::string("the ") +
-                                               name_of(is_clients ? Caller::client : Caller::host) +
-                                               " sent a message of more than " +
+        refuse(tunnel, error == EMSGSIZE ? name_of(sender) + " sent a message of more than " +
                                                std::to_string(limits.record_in) + " bytes"
                                          : std::strerror(error));
     } else if (status == RecordReader::closed || status == RecordReader::broken) {
