@@ -125,7 +125,9 @@ done
 cp through kept
 run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg through --client-arg ./missing
 cmp through kept || fail "a recording is lost"
-# Of a client that never comes up, no file is left.
+# Nor what the client prints, too. Of a client that never comes up, no file is left.
+run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg - --client-arg "$built/wordcount"
+wrote err "-o names the standard output"
 run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg none --client-arg /bin/true show
 wrote err "nothing has happened"
 [[ ! -e none ]] || fail "an empty recording is left"

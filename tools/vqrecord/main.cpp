@@ -149,6 +149,8 @@ public:
     try : text_(a.language) {
         host::TraceFilter filter(a.filter);
         OutputFile recording = free_file(a.output);
+        if (recording.is_standard_output())
+            misuse("-o names the standard output, on which the client prints: name another file");
         std::optional<OutputFile> trace;
         if (!a.trace_file.empty())
             trace.emplace(a.trace_file);
