@@ -56,6 +56,13 @@ std::string lines_of(const std::vector<Difference> &all)
     return lines;
 }
 
+void note_differences(Instead &instead, const std::vector<Difference> &all)
+{
+    if (all.size() < instead.differences)
+        instead = {all.empty() ? "" : "; the nearest call that came differs in" + lines_of(all),
+                   all.size()};
+}
+
 } // namespace
 
 std::string unexpected_call(const Call &call, const std::vector<const ExpectedCall *> &candidates,
@@ -98,18 +105,27 @@ std::string unexpected_call(const Call &call, const std::vector<const ExpectedCa
 
 void note_instead(ExpectedCall &step, const Call &call, const SessionText &text)
 {
-    const std::vector<Difference> all = differences(step, call, text);
-    if (all.size() >= step.other_differences)
-        return;
-    step.other_differences = all.size();
-    step.other = !all.empty()    ? "; the nearest call that came differs in" + lines_of(all)
-                 : step.nth == 0 ? "; it came before its turn"
-                                 : "";
+    note_differences(step.instead, differences(step, call, text));
+    if (step.instead.differences == 0 && step.nth == 0)
+        step.instead.told = "; it came before its turn";
+}
+
+void note_instead(HostCall &step, const TracedMessage &arguments, const SessionText &text)
+{
+    if (arguments.shape && step.arguments)
+        note_differences(step.instead,
+                         differences(*arguments.shape, arguments.value, *step.arguments, text));
 }
 
 std::string missing_call(const ExpectedCall &step)
 {
-    return step.place + ": " + name_of(step) + ": " + use(step) + step.other;
+    return step.place + ": " + name_of(step) + ": " + use(step) + step.instead.told;
+}
+
+std::string missing_call(const HostCall &step)
+{
+    return step.place + ": the host has not called " + std::string(step.procedure->name) +
+           step.instead.told;
 }
 
 } // namespace velt::host

@@ -48,8 +48,7 @@ void add_missing(const std::vector<HostCall> &calls, std::vector<std::string> &m
 {
     for (const HostCall &each : calls) {
         if (!each.begun)
-            missing.push_back(each.place + ": the host has not called " +
-                              std::string(each.procedure->name));
+            missing.push_back(missing_call(each));
         add_missing(each.calls, missing);
     }
 }
@@ -289,14 +288,21 @@ void ScenarioPlayer::begin(const TraceEvent &event)
     }
     HostCall *begun = std::exchange(making_, nullptr);
     const Chain chain = begun ? making_chain_ : nullptr;
+    std::vector<HostCall *> others;
     for (auto *list : {&queued_, &scenarios_})
         for (Scenario &scenario : *list)
             for (HostCall &each : scenario.host_calls)
-                if (!begun && !each.begun && each.procedure->number == event.number &&
-                    fits(event.arguments.shape, event.arguments.value, each.arguments, text_))
-                    begun = &each;
+                if (!begun && !each.begun && each.procedure->number == event.number) {
+                    if (fits(event.arguments.shape, event.arguments.value, each.arguments, text_))
+                        begun = &each;
+                    else
+                        others.push_back(&each);
+                }
     if (begun)
         begun->begun = true;
+    else
+        for (HostCall *each : others)
+            note_instead(*each, event.arguments, text_);
     open_[event.client].push_back({event.depth, begun, chain});
 }
 

@@ -17,6 +17,13 @@ namespace velt::host
 
 struct ExpectedCall;
 
+// What came in place of something expected: in what the nearest call differed, and in how many
+// parts; 0 for one that came before its turn.
+struct Instead {
+    std::string told = {};
+    std::size_t differences = SIZE_MAX;
+};
+
 // A call of the host, and what the client is expected to do in it.
 struct HostCall {
     std::string place;                    // in the file: path, line and column
@@ -28,6 +35,7 @@ struct HostCall {
     enum End { handed_back, exited, any } end = handed_back;
 
     bool begun = false; // once it has been made
+    Instead instead = {};
 };
 
 // How often something is expected.
@@ -60,10 +68,7 @@ struct ExpectedCall {
     std::vector<HostCall> after = {};  // made when it has handed control back
 
     unsigned seen = 0, used = 0; // calls that match, and those that were answered so
-    // What came instead and was answered by the model: the differences of the nearest call, and how
-    // many there are; 0 for one that came before its turn.
-    std::string other = {};
-    std::size_t other_differences = SIZE_MAX;
+    Instead instead = {};        // which the model has answered
 };
 
 struct Scenario {

@@ -127,6 +127,24 @@ s:4:1: api_vq_set_int_1: expected once, came 0 times
 )");
 }
 
+TEST_F(Scenarios, ACallOfTheHostWithOtherArgumentsIsTold)
+{
+    add(R"({"steps": [{"callback": "vq_api_command_1", "arguments": {"command": 9}}]})");
+    VqApiCommandArgT chosen = {.command = 1};
+    TraceEvent event = {};
+    event.direction = Direction::to_client;
+    event.number = callback::vq_api_command_1::number;
+    event.arguments = {&shape_of<VqApiCommandArgT>, &chosen};
+    player.observe(event);
+    EXPECT_EQ(
+        failures(),
+        R"(s:1:12: the host has not called vq_api_command_1; the nearest call that came differs in
+    command:
+      is       1
+      expected 9
+)");
+}
+
 // Programs that read JSON read a recording whole. What somebody has removed from it is told.
 TEST_F(Scenarios, ARecordingIsJson)
 {
