@@ -223,6 +223,12 @@ private:
         Message scratch(type);
         const auto convert = [&](const JsonNode &each) {
             const JsonNode *part = is_expected ? contained(each) : nullptr;
+            if (part && part->text().empty())
+                throw JsonError(*part, "every text contains an empty one: leave the field out");
+            if (is_expected && !part && !each.is_text())
+                throw JsonError(each,
+                                "a text in quotes, or {\"contains\": TEXT} with a part of it, "
+                                "is needed here");
             const std::string &utf8 = (part ? *part : each).text();
             try {
                 return text_->from_utf8(utf8);
@@ -295,7 +301,7 @@ private:
         refuse_turns(node);
         call.in = read_host_calls(node, "in");
         using procedure::api_vq_modal_dialog_1;
-        if (!call.in.empty() && call.procedure &&
+        if (node.member("in") && call.procedure &&
             call.procedure->number != api_vq_modal_dialog_1::number)
             problems_.emplace_back(*node.member("in"),
                                    "only within " + std::string(api_vq_modal_dialog_1::name) +

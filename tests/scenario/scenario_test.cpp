@@ -241,7 +241,7 @@ TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
         {R"({"steps": [{"call": "api_vq_alert_1", "callback": "vq_api_quit_1"}]})", "not both"},
         {R"({"steps": [{"call": "V_ApiAlert"}]})", "vqcall describe V_ApiAlert"},
         {R"({"steps": [{"call": "api_vq_alert_1", "times": "many"}]})", "[LEAST, MOST]"},
-        {R"({"steps": [{"call": "api_vq_alert_1", "in": [{"callback": "vq_api_quit_1"}]}]})",
+        {R"({"steps": [{"call": "api_vq_alert_1", "in": []}]})",
          "s:1:45: steps[0].in: only within api_vq_modal_dialog_1"},
         {R"({"steps": [{"call": "api_vq_init_ack_5_1"}]})", "comes up"},
         {R"({"steps": [{"call": "api_vq_close_1", "answer": "not-permited"}]})",
@@ -254,7 +254,11 @@ TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
         {R"({"steps": [{"call": "api_vq_alert_1", "before": [{"callback": "vq_api_quit_1", "end": "any"}]}]})",
          "s:1:87: steps[0].before[0].end: the client takes"},
         {R"({"steps": [{"callback": "vq_api_message_1", "arguments": {"message": {"contains": "x"}}}]})",
-         "a text in quotes"},
+         "a text in quotes is"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "arguments": {"str1": {"contain": "x"}}}]})",
+         R"(a text in quotes, or {"contains": TEXT})"},
+        {R"({"steps": [{"call": "api_vq_alert_1", "arguments": {"str1": {"contains": ""}}}]})",
+         "contains an empty one"},
         {R"({"steps": [{}]})", "a step needs \"call\" or \"callback\""},
     };
     for (const auto &[json, told] : mistakes) {

@@ -40,7 +40,10 @@ for step in ('{"cal": "api_vq_alert_1"}', '{"call": "api_vq_alret_1"}', '{"call"
              '{"call": "api_vq_alert_1", "arguments": {"str": "x"}}',
              '{"call": "api_vq_alert_1", "arguments": {"str1": 1}}', '{"call": "*", "arguments": {}}',
              '{"call": "api_vq_close_1", "answer": "not-permited"}',
-             '{"call": "api_vq_alert_1", "in": [{"callback": "vq_api_quit_1"}]}',
+             '{"call": "api_vq_alert_1", "arguments": {"str1": {"contains": ""}}}',
+             '{"call": "api_vq_get_int_1", "arguments": {"propIdent": {"num": 3, "name": "x"}}}',
+             '{"call": "api_vq_get_val_1", "answer": {"typedVal": {"stringVal": "x"}}}',
+             '{"call": "api_vq_alert_1", "in": []}',
              '{"call": "api_vq_alert_1", "after": [{"callback": "vq_api_quit"}]}',
              '{"call": "api_vq_alert_1", "before": [{"callback": "vq_api_quit_1", "end": "any"}]}',
              '{"callback": "vq_api_message_1", "arguments": {"message": {"contains": "x"}}}'):
