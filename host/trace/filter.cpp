@@ -23,7 +23,8 @@ constexpr const char *procedure_names[] = {
 #include "velt/tables/callbacks.def"
 };
 
-constexpr std::string_view client_is = "client=", status_is = "status=", lasts = "duration>=";
+constexpr std::string_view failures = "failures",
+                           client_is = "client=", status_is = "status=", lasts = "duration>=";
 
 bool matches(const std::string &pattern, const std::string &name)
 {
@@ -33,9 +34,13 @@ bool matches(const std::string &pattern, const std::string &name)
 std::string checked_name(const std::string &pattern)
 {
     Nearest nearest(pattern);
+    nearest.consider(failures);
+    const std::string as_part = "*" + pattern + "*";
+    bool is_part = false;
     for (const char *name : procedure_names) {
         if (matches(pattern, name))
             return pattern;
+        is_part = is_part || matches(as_part, name);
         nearest.consider(name);
     }
     // No name of a procedure has these characters.
@@ -43,7 +48,9 @@ std::string checked_name(const std::string &pattern)
         misuse("a filter has no \"" + pattern +
                "\"; there are names of procedures, failures, client=NUMBER, status=STATUS and "
                "duration>=TIME");
-    const std::string hint = hint_of_call(pattern).value_or(nearest.hint());
+    std::string hint = hint_of_call(pattern).value_or(nearest.hint());
+    if (hint.empty() && is_part)
+        hint = "; do you mean \"" + as_part + "\"?";
     misuse("no procedure is called \"" + pattern + "\"" +
            (hint.empty() ? "; a trace shows their names" : hint));
 }
@@ -58,6 +65,14 @@ std::chrono::nanoseconds time_of(std::string_view text)
         misuse("duration>=" + std::string(text) + ": not a time in us, ms or s, such as 10ms");
     return std::chrono::nanoseconds(
         static_cast<std::int64_t>(number<double>(text.substr(0, digits)) * unit->second));
+}
+
+int client_of(std::string_view text)
+{
+    if (!is_whole_number(text))
+        misuse("client=" + std::string(text) +
+               ": a client goes by its number here, as in client=1");
+    return number<int>(text);
 }
 
 std::int64_t status_of(std::string_view text)
@@ -80,10 +95,10 @@ TraceFilter::TraceFilter(const std::string &list)
 {
     for (const std::string &part : split_list(list)) {
         const std::string_view text = part;
-        if (text == "failures")
+        if (text == failures)
             failures_ = true;
         else if (text.starts_with(client_is))
-            clients_.push_back(number<int>(text.substr(client_is.size())));
+            clients_.push_back(client_of(text.substr(client_is.size())));
         else if (text.starts_with(status_is))
             statuses_.push_back(status_of(text.substr(status_is.size())));
         else if (text.starts_with(lasts))

@@ -429,7 +429,9 @@ TEST_F(HostedClients, TraceShowsBothDirections)
          "a filter has no \"state=3\"; there are names of procedures, failures, client="},
         {"duration>=3", "duration>=3: not a time in us, ms or s"},
         {"duration>=ms", "duration>=ms: not a time"},
-        {"client=x", "\"x\" is not a number"},
+        {"client=x", "client=x: a client goes by its number"},
+        {"alert", "do you mean \"*alert*\"?"},
+        {"failure", "do you mean \"failures\"?"},
     };
     for (const auto &[list, told_of] : mistakes)
         EXPECT_PART(error_of([&, what = list] { TraceFilter{what}; }), told_of);
