@@ -12,7 +12,8 @@
  * client's functions directly: such a client holds control until the test has the host act again.
  * Link libvelt-mock beside libvelt-api, and a library with a main of its own, as GoogleTest has
  * one, before both. A process has one mock at a time, and one thread at a time uses it. The header
- * needs C99 or C++11.
+ * needs C99 or C++11, and declares the mock alone: a test that calls the library, or names its
+ * properties and notifications, includes velt/api.h too.
  *
  * A mock is to be closed. A process that ends while one is open, be it in a callback, tells so, and
  * what has failed, and exits with 1 instead of 0.
