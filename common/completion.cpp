@@ -45,12 +45,18 @@ std::vector<std::string> completions(const std::vector<std::string> &words,
     }
 
     const auto equals = typed.find('=');
+    // Offers the values of an option behind what is typed of it already, up to there.
+    const auto offer = [&](const Option &option, std::size_t from) {
+        const auto comma = option.takes_list ? typed.rfind(',') : typed.npos;
+        const std::size_t begin = comma != typed.npos && comma >= from ? comma + 1 : from;
+        for (const std::string &each : option.values)
+            found.push_back(typed.substr(0, begin) + each);
+    };
     if (waiting != options.end()) {
-        found = waiting->values;
+        offer(*waiting, 0);
     } else if (!only_words && typed.starts_with("--") && equals != typed.npos) {
         if (const auto option = find(typed.substr(0, equals)); option != options.end())
-            for (const std::string &each : option->values)
-                found.push_back(typed.substr(0, equals + 1) + each);
+            offer(*option, equals + 1);
     } else if (!only_words && typed.starts_with('-')) {
         for (const Option &each : options) {
             found.push_back(shown(each));

@@ -16,6 +16,7 @@ struct Option {
     std::function<void(const std::string &)> take;
     bool repeats = false;                 // whether it may be given again with another value
     std::vector<std::string> values = {}; // that it may have, for a shell; empty for any
+    bool takes_list = false;              // of these, with commas
 
     static Option into(char letter, const char *name, std::string &where,
                        std::vector<std::string> values = {})

@@ -131,6 +131,7 @@ void offer_names(std::vector<Option> &options)
             each.values = names_for(Use::scrub);
         if (name != "filter")
             continue;
+        each.takes_list = true;
         for (const auto among : {host_procedures(), client_procedures()})
             for (const Procedure &procedure : among)
                 each.values.emplace_back(procedure.name);

@@ -82,6 +82,7 @@ for options in "vqrecord" "vqhost run book.json"; do
     expect "$options --leave-out docI" docId
     expect "$options --filter api_vq_alert" api_vq_alert_1
     expect "$options --filter status=not-p" not-permitted
+    expect "$options --filter failures,api_vq_alert" failures,api_vq_alert_1
 done
 expect "vqconv --from" --from-code
 
