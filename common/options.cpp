@@ -109,8 +109,9 @@ std::vector<std::string> parse_options(int argc, char **argv, const std::vector<
         if (option->takes != Option::value_or_empty && optarg && *optarg == '\0')
             misuse(shown(*option) + ": its value is empty");
         // The last value would silently take the place of the others.
-        if (!given.insert(option).second && option->takes != Option::no_value && !option->repeats)
-            misuse(shown(*option) + " is given twice; it takes one value");
+        if (!given.insert(option).second && !option->repeats)
+            misuse(shown(*option) + " is given twice" +
+                   (option->takes == Option::no_value ? "" : "; it takes one value"));
         try {
             option->take(optarg ? optarg : "");
         } catch (const Error &error) {

@@ -103,6 +103,7 @@ on_fresh_book 2 --script
 wrote err "--script: its value is missing"
 on_fresh_book 2 --language deutsch --language=deutsch
 wrote err "--language is given twice"
+on_fresh_book 2 --debug --debug
 on_fresh_book 2 --lang deutsch
 wrote err 'do you mean "--language"?'
 run 2 --versio
