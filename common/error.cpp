@@ -1,10 +1,28 @@
 #include "common/error.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <new>
+#include <utility>
 
 namespace velt
 {
+namespace
+{
+
+// What an exception tells ends with a zero byte, behind which there may be more of a file.
+std::string without_zero_bytes(std::string text)
+{
+    std::ranges::replace(text, '\0', '?');
+    return text;
+}
+
+} // namespace
+
+Error::Error(ExitCode exit_code, std::string text)
+    : std::runtime_error(without_zero_bytes(std::move(text))), code(exit_code)
+{
+}
 
 std::string reason_of(const std::exception &error)
 {

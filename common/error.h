@@ -13,9 +13,7 @@ enum ExitCode { done = 0, failed = 1, misused = 2, no_mapper = 3 };
 class Error : public std::runtime_error
 {
 public:
-    Error(ExitCode exit_code, const std::string &text) : std::runtime_error(text), code(exit_code)
-    {
-    }
+    Error(ExitCode exit_code, std::string text);
     ExitCode code;
 };
 

@@ -14,7 +14,7 @@ std::vector<std::string> split(std::string_view text, IsSeparator is_separator, 
 {
     std::vector<std::string> pieces;
     std::string piece;
-    bool begun = false, quoted = false;
+    bool begun = false, quoted = false, escaped_outside = false;
     std::size_t quoted_to = 0;
     const auto end_piece = [&] {
         if (!begun)
@@ -30,6 +30,7 @@ std::vector<std::string> split(std::string_view text, IsSeparator is_separator, 
     for (std::size_t i = 0; i < text.size(); i++) {
         const char c = text[i];
         if (c == '"') {
+            escaped_outside = escaped_outside || (!quoted && i > 0 && text[i - 1] == '\\');
             quoted = !quoted;
             begun = true;
             quoted_to = piece.size();
@@ -46,7 +47,9 @@ std::vector<std::string> split(std::string_view text, IsSeparator is_separator, 
         }
     }
     if (quoted)
-        misuse("a quote is not closed: " + std::string(text));
+        misuse("a quote is not closed: " + std::string(text) +
+               (escaped_outside ? "; outside of quotes, a backslash is a character as others are"
+                                : ""));
     end_piece();
     return pieces;
 }

@@ -104,6 +104,11 @@ wrote err "--script: its value is missing"
 on_fresh_book 2 --language deutsch --language=deutsch
 wrote err "--language is given twice"
 on_fresh_book 2 --debug --debug
+printf 'sh\0ow\n' >zero
+on_fresh_book 2 --script zero
+wrote err 'unknown command "sh?ow"'
+on_fresh_book 2 'expect order "a",\"b\",1'
+wrote err "outside of quotes"
 on_fresh_book 2 --lang deutsch
 wrote err 'do you mean "--language"?'
 run 2 --versio
