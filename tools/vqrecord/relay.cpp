@@ -156,6 +156,11 @@ void Relay::send(Tunnel &tunnel, End &to, const Message &message)
 void Relay::refuse(Tunnel &tunnel, const std::string &why)
 {
     watcher_.broke_off("ended a connection: " + why);
+    end(tunnel);
+}
+
+void Relay::end(Tunnel &tunnel)
+{
     for (End *each : {&tunnel.caller, &tunnel.callee})
         each->ended = each->shut = true;
 }
@@ -177,10 +182,14 @@ void Relay::move(Tunnel &tunnel, End &from, End &to)
                     : identify_callee(from.descriptor.get(), peer_of(from.descriptor.get()));
         if (callee == Callee::refused)
             return refuse(tunnel, "it leads to a program of another user");
-        if (callee == Callee::gone)
-            return refuse(tunnel, name_of(sender) +
-                                      " has ended right after its first answer, which is not "
-                                      "handed on, since nothing tells any more whose it was");
+        if (callee == Callee::gone) {
+            // The program has ended, which is not this one's doing.
+            if (from.in.has_record())
+                watcher_.report(name_of(sender) +
+                                " has ended right after its first answer, which is not handed on, "
+                                "since nothing tells any more whose it was");
+            return end(tunnel);
+        }
         if (callee != Callee::trusted)
             return refuse(tunnel, std::string("the system does not tell whose program answers: ") +
                                       std::strerror(error_of(callee)));

@@ -97,6 +97,7 @@ private:
     void watch(Tunnel &tunnel, End &from, End &to);
     void accept(Listener &from);
     void refuse(Tunnel &tunnel, const std::string &why);
+    static void end(Tunnel &tunnel);
     void move(Tunnel &tunnel, End &from, End &to);
     void send(Tunnel &tunnel, End &to, const Message &message);
     void close_ends(Tunnel &tunnel);
