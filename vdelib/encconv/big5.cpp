@@ -1,5 +1,7 @@
 // Conversions between Big5 and the EUC form of CNS 11643.
 
+#include <bit>
+#include <cstring>
 #include <span>
 
 #include "vdelib/encconv/output.h"
@@ -239,6 +241,15 @@ void put_code(UCharT *&out, Code code)
     put(out, code);
 }
 
+// Writes both bytes of a code in one step.
+void put_two_bytes(UCharT *&out, Code code)
+{
+    const bool swaps = std::endian::native == std::endian::little;
+    const Code bytes = swaps ? __builtin_bswap16(code) : code;
+    std::memcpy(out, &bytes, sizeof bytes);
+    out += sizeof bytes;
+}
+
 constexpr AsciiRun ascii{0x00, 0x7F};
 
 } // namespace
@@ -293,7 +304,7 @@ IntT VdeBig52CNSEUC(VdeClT *cl, const char *src, IntT srcLen)
         out[0] = four_byte_lead;
         out[1] = second_plane;
         out += (~code & two_bytes) / (two_bytes / 2);
-        put(out, code >> 8, code | two_bytes);
+        put_two_bytes(out, static_cast<Code>(code | two_bytes));
         return true;
     });
 }
