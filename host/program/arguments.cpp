@@ -112,7 +112,7 @@ std::vector<Option> options_into(Arguments &a, bool replays)
          },
          false, names_of_formats()},
         Option::into(0, "trace-file", a.trace_file),
-        Option::into(0, "filter", a.filter),
+        {0, "filter", Option::value, [&a](const std::string &list) { a.filter.emplace(list); }},
         Option::into(0, "record", a.record),
         {0, "leave-out", Option::value,
          [&a](const std::string &field) {

@@ -21,7 +21,8 @@ struct Arguments {
     IntT init_code = 1;
     IntT language = 0;                  // 0 for the book's
     const TraceFormat *trace = nullptr; // null when --trace is not given
-    std::string trace_file, filter, record;
+    std::string trace_file, record;
+    std::optional<TraceFilter> filter;
     // Of a replay: which client of the recording each of these is; empty for the next one.
     std::vector<std::string> parts;
     KeptOrder order = KeptOrder::connection;

@@ -45,11 +45,6 @@ void Outputs::refuse(const std::function<bool(const OutputFile &)> &is_read)
 
 Outputs::Outputs(const Arguments &arguments)
 try : arguments_(arguments) {
-    try {
-        filter_.emplace(arguments.filter);
-    } catch (const Error &error) {
-        misuse(std::string("--filter: ") + error.what());
-    }
     std::vector<std::string> read = arguments.scenarios;
     read.insert(read.end(), {arguments.book, arguments.script, arguments.words});
     // What hunspell reads beside the list of words.
@@ -105,11 +100,12 @@ try {
         recorder_->begin(language);
     }
     // --trace-file or --filter alone asks for a trace too.
-    if (!arguments_.trace && !trace_file_ && arguments_.filter.empty())
+    if (!arguments_.trace && !trace_file_ && !arguments_.filter)
         return;
     const TraceFormat &format = arguments_.trace ? *arguments_.trace : trace_formats().front();
     const bool colour = !trace_file_ && coloured(STDERR_FILENO);
-    trace_.emplace(std::move(trace_file_), format.make(colour), std::move(*filter_));
+    trace_.emplace(std::move(trace_file_), format.make(colour),
+                   arguments_.filter.value_or(TraceFilter()));
 } catch (const std::system_error &error) {
     misuse(error.what());
 }

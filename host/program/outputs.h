@@ -48,7 +48,6 @@ private:
     void refuse(const std::function<bool(const OutputFile &)> &is_read);
 
     const Arguments &arguments_;
-    std::optional<TraceFilter> filter_;
     std::optional<OutputFile> trace_file_, record_file_;
     std::optional<SessionText> text_;
     std::optional<TraceOutput> trace_;

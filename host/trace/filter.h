@@ -18,6 +18,7 @@ namespace velt::host
 class TraceFilter
 {
 public:
+    TraceFilter() = default;
     // Throws Error for a name that matches no procedure, and for an unknown condition.
     explicit TraceFilter(const std::string &list);
     bool shows(const TraceEvent &event) const;

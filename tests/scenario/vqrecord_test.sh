@@ -136,6 +136,8 @@ wrote err "nothing has happened"
 program=("$vqrecord")
 run 2 "$built/wordcount"
 wrote err "-o is missing"
+run 2 -o through --filter alert "$built/wordcount"
+wrote err "--filter: no procedure"
 run 2 -o through "$built/wordcount" --trace
 wrote err "have a host start it"
 [[ -s through ]] || fail "a recording was overwritten without a session"

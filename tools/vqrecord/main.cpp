@@ -50,7 +50,8 @@ client cannot be started.
 )"};
 
 struct Arguments {
-    std::string output, trace_file, filter;
+    std::string output, trace_file;
+    std::optional<host::TraceFilter> filter;
     const host::TraceFormat *trace = nullptr;
     host::RecordedFields fields;
     IntT language = V_language_usenglish;
@@ -87,7 +88,7 @@ Arguments parse(int argc, char **argv)
          },
          false, names_of_formats()},
         Option::into(0, "trace-file", a.trace_file),
-        Option::into(0, "filter", a.filter)};
+        {0, "filter", Option::value, [&](const std::string &list) { a.filter.emplace(list); }}};
     if (argc > 1 && std::string_view(argv[1]) == complete_option)
         host::offer_names(options);
     std::vector<std::string> words =
@@ -147,7 +148,6 @@ class Outputs
 public:
     explicit Outputs(const Arguments &a)
     try : text_(a.language) {
-        host::TraceFilter filter(a.filter);
         OutputFile recording = free_file(a.output);
         if (recording.is_standard_output())
             misuse("-o names the standard output, on which the client prints: name another file");
@@ -163,10 +163,11 @@ public:
             trace->begin();
         recorder_.emplace(std::move(recording), text_, a.fields);
         recorder_->begin(a.language);
-        if (a.trace || trace || !a.filter.empty()) {
+        if (a.trace || trace || a.filter) {
             const host::TraceFormat &format = a.trace ? *a.trace : host::trace_formats().front();
             const bool colour = !trace && host::coloured(STDERR_FILENO);
-            trace_.emplace(std::move(trace), format.make(colour), std::move(filter));
+            trace_.emplace(std::move(trace), format.make(colour),
+                           a.filter.value_or(host::TraceFilter()));
         }
     } catch (const std::system_error &error) {
         misuse(error.what());
