@@ -147,14 +147,14 @@ bool OutputFile::has_content() const
     return here && here->st_size > 0;
 }
 
-bool OutputFile::is_standard_output() const
+bool OutputFile::is_standard(int descriptor) const
 {
     if (!named_)
-        return standard_descriptor(path_) == STDOUT_FILENO;
+        return standard_descriptor(path_) == descriptor;
     const std::optional<struct stat> here = plain_file();
     struct stat there {
     };
-    return here && fstat(STDOUT_FILENO, &there) == 0 && same(*here, there);
+    return here && fstat(descriptor, &there) == 0 && same(*here, there);
 }
 
 void OutputFile::begin()

@@ -29,8 +29,8 @@ public:
     bool is(const std::string &path) const;
     bool is(const OutputFile &other) const;
     bool is_read_from(int descriptor) const;
-    // Returns whether this is the standard output, or a plain file that this goes to.
-    bool is_standard_output() const;
+    // Returns whether this is the standard output or error, or a plain file that this goes to.
+    bool is_standard(int descriptor) const;
 
     // Has the plain file to itself among those that ask for it, for as long as it is open, also in
     // processes that have come out of this one by fork(). Returns false when another has it, or had

@@ -71,12 +71,12 @@ try : arguments_(arguments) {
     for (auto one = all.begin(); one != all.end(); ++one)
         for (auto other = one + 1; other != all.end(); ++other)
             if (*one->file && *other->file &&
-                ((*one->file)->is(**other->file) ||
-                 ((*one->file)->is_standard_output() && (*other->file)->is_standard_output())))
+                ((*one->file)->is(**other->file) || ((*one->file)->is_standard(STDOUT_FILENO) &&
+                                                     (*other->file)->is_standard(STDOUT_FILENO))))
                 misuse_of_program(std::string(one->option) + " and " + other->option +
                                   " name one file");
     for (const auto *file : {&trace_file_, &record_file_})
-        if (*file && (*file)->is_standard_output())
+        if (*file && (*file)->is_standard(STDOUT_FILENO))
             leave_standard_output();
 } catch (const std::system_error &error) {
     misuse(error.what());

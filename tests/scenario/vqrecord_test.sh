@@ -126,8 +126,10 @@ cp through kept
 run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg through --client-arg ./missing
 cmp through kept || fail "a recording is lost"
 # Nor what the client prints, too. Of a client that never comes up, no file is left.
-run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg - --client-arg "$built/wordcount"
-wrote err "-o names the standard output"
+for printed in - /dev/stderr; do
+    run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg $printed --client-arg "$built/wordcount"
+    wrote err "-o names the standard output or error"
+done
 run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg none --client-arg /bin/true show
 wrote err "nothing has happened"
 [[ ! -e none ]] || fail "an empty recording is left"

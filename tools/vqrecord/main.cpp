@@ -149,8 +149,9 @@ public:
     explicit Outputs(const Arguments &a)
     try : text_(a.language) {
         OutputFile recording = free_file(a.output);
-        if (recording.is_standard_output())
-            misuse("-o names the standard output, on which the client prints: name another file");
+        if (recording.is_standard(STDOUT_FILENO) || recording.is_standard(STDERR_FILENO))
+            misuse("-o names the standard output or error, on which the client prints: name "
+                   "another file");
         std::optional<OutputFile> trace;
         if (!a.trace_file.empty())
             trace.emplace(a.trace_file);
