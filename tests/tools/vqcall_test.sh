@@ -130,8 +130,10 @@ run 1 call V_ApiGetId --session 7
 wrote err "no session answers there"
 run 1 call V_ApiGetId --session 7@no.host.invalid
 wrote err 'there is no machine "no.host.invalid"'
-run 2 call V_ApiGetId --session abc
-wrote err "--session abc: it takes PROGRAM[@HOST]"
+for session_of in abc -5 4294967296; do
+    run 2 call V_ApiGetId --session $session_of
+    wrote err "--session $session_of: it takes PROGRAM[@HOST]"
+done
 run 2 call V_ApiGetId --session 7 --time-limit abc
 wrote err '--time-limit: "abc" is not a number'
 kill -STOP "$host"

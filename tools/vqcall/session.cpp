@@ -3,10 +3,12 @@
 #include <netdb.h>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
+#include <system_error>
 
+#include "common/error.h"
 #include "common/printable.h"
-#include "common/words.h"
 #include "host/wire/procedures.h"
 #include "tools/vqcall/partners.h"
 #include "velt/api.h"
@@ -35,9 +37,10 @@ public:
     Session(const std::string &where, UIntT limit) : where_(where), limit_(limit)
     {
         const auto at = std::min(where.find('@'), where.size());
-        if (!is_whole_number(where.substr(0, at)))
+        UIntT program = 0;
+        const auto [end, wrong] = std::from_chars(where.data(), where.data() + at, program);
+        if (wrong != std::errc() || end != where.data() + at)
             misuse("--session " + where + ": it takes PROGRAM[@HOST], as in 1074280321; " + tells);
-        const auto program = number<UIntT>(where.substr(0, at));
         const std::string machine = where.substr(std::min(at + 1, where.size()));
         VA_TimeOut = {static_cast<IntT>(limit), 0};
         V_ApiSetLimit(V_limit_connect_seconds, limit);
