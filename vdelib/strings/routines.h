@@ -16,8 +16,8 @@
 namespace velt
 {
 
-// No string is null, and no limit 0. Nothing behind a limit, or behind the first byte that differs,
-// is needed.
+// No string is null, and its first byte may be read, also where the limit is 0. Nothing behind a
+// limit, or behind the first byte that differs, is needed.
 struct StringRoutines {
     using Comparison = IntT(const UCharT *a, const UCharT *b, size_t limit);
     using EncodedComparison = IntT(const UCharT *a, const UCharT *b, size_t limit, UIntT enc);

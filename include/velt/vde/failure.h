@@ -1,5 +1,5 @@
-/* How a broken precondition ends the process: by SIGABRT, and without a message. Who called with
- * what is told by a debugger, or by a routine of the client's that V_SetAssert installs. */
+/* How a broken precondition ends the process: by SIGABRT, and without a message. A debugger tells
+ * who called with what; V_SetAssert installs a routine of the client's that may say something. */
 #ifndef VELT_VDE_FAILURE_H
 #define VELT_VDE_FAILURE_H
 
