@@ -125,6 +125,7 @@ printf '#!/no/shell\n' >clients/cannot-run
 printf '#!/bin/sh\nexec no-such-program\n' >clients/lacks-a-program
 chmod +x clients/cannot-run clients/lacks-a-program
 run 1 check clients/cannot-run --only start
+wrote out "cannot be started"
 ! grep -q advice: out || fail "there is advice for what cannot be started: $(<out)"
 run 1 check clients/lacks-a-program --only start
 wrote out "see in its output what it has not found"
