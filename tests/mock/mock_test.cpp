@@ -284,15 +284,19 @@ TEST_F(Mocked, CallsThatLeadToThemselvesComeToAnEnd)
 {
     struct Case {
         int steps, at_once;
-        const char *when;
+        const char *made;
     };
+    constexpr const char *after = R"("after": [)", *before = R"("before": [)";
+    // What the client does not hand back leads to nothing.
+    constexpr const char *behind = R"("before": [{"callback": "vq4_api_notify_1"}, )";
     // So many steps lead to each other, so often each; a thousand calls are made beside the first.
-    for (const auto &[steps, at_once, when] : {Case{1, 1, "after"},
-                                               {1, 3, "after"},
-                                               {2, 3, "after"},
-                                               {40, 1, "after"},
-                                               {1, 1, "before"},
-                                               {40, 1, "before"}}) {
+    for (const auto &[steps, at_once, made] : {Case{1, 1, after},
+                                               {1, 3, after},
+                                               {2, 3, after},
+                                               {40, 1, after},
+                                               {1, 1, before},
+                                               {40, 1, before},
+                                               {1, 1, behind}}) {
         ASSERT_EQ(V_MockOpen(nullptr, nullptr), 0);
         on_command = [at_once = at_once](IntT command) {
             for (int i = 0; i < at_once; i++)
@@ -300,11 +304,9 @@ TEST_F(Mocked, CallsThatLeadToThemselvesComeToAnEnd)
         };
         for (int i = 0; i < steps; i++) {
             const std::string own = std::to_string(i), next = std::to_string((i + 1) % steps);
-            const std::string rest = R"("times": "any", "arguments": {"str1": ")" + own +
-                                     R"("}, ")" + when +
-                                     R"(": [
-                {"callback": "vq_api_command_1", "arguments": {"command": )" +
-                                     next + "}}]";
+            const std::string rest =
+                R"("times": "any", "arguments": {"str1": ")" + own + R"("}, )" + made +
+                R"({"callback": "vq_api_command_1", "arguments": {"command": )" + next + "}}]";
             EXPECT_EQ(V_MockAnswer(step("api_vq_alert_1", rest).c_str()), 0);
         }
         EXPECT_EQ(V_MockCommand(0), -1);

@@ -145,6 +145,20 @@ TEST_F(Scenarios, ACallOfTheHostWithOtherArgumentsIsTold)
 )");
 }
 
+TEST_F(Scenarios, WhatIsNotHandedBackIsNotWhatTheClientEndsIn)
+{
+    add(R"({"steps": [{"callback": "vq4_api_notify_1"}]})");
+    TraceEvent event = {};
+    event.direction = Direction::to_client;
+    event.number = callback::vq4_api_notify_1::number;
+    player.observe(event);
+    event.direction = Direction::from_client;
+    event.number = callback::vq_api_quit_1::number;
+    event.outcome = "exited with status 0";
+    player.observe(event);
+    EXPECT_EQ(failures(), "");
+}
+
 // Programs that read JSON read a recording whole. What somebody has removed from it is told.
 TEST_F(Scenarios, ARecordingIsJson)
 {
