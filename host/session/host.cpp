@@ -236,8 +236,14 @@ Outcome Host::wrong(Outcome::Kind kind, const Client &client, const std::string 
 
 void Host::note_own_failure(const std::exception_ptr &why) noexcept
 {
-    if (options_.host_failed)
-        options_.host_failed(why);
+    try {
+        std::rethrow_exception(why);
+    } catch (const Interrupted &) {
+        return; // a person wishes so
+    } catch (...) {
+        if (options_.host_failed)
+            options_.host_failed(why);
+    }
 }
 
 void Host::note_failure(const Client &client)

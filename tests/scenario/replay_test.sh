@@ -178,6 +178,20 @@ ends 0 replay half --allow-cut-off --update
 tail -n 1 half | grep -q '"end":"handed back"' || fail "an update adds no end"
 ends 0 replay half --allow-cut-off
 
+# A run that is interrupted within a call is recorded to its end.
+echo '{"others": "model", "steps": [{"call": "api_vq_alert_1", "delay": 900, "before": [
+    {"callback": "vq_api_message_1"}]}]}' >slow
+"$vqhost" run tea.json --client "$built/wordcount" --record ended --scenario slow --time-limit 1000 \
+    "choose Count Words" >out 2>&1 &
+host=$!
+until grep -qs '"waits":1' ended; do
+    kill -0 "$host"
+    sleep 0.1
+done
+kill -TERM "$host"
+ends 1 wait "$host"
+ends 0 replay ended
+
 # Statistics: a client's own time is neither the host's, nor that of a dialog or of another turn.
 cat >timed <<'END'
 {"format":1,"language":"usenglish","order":"file","recorded":[
