@@ -159,6 +159,7 @@ try {
         file_.write("\n]}\n");
 } catch (const std::exception &) {
     error_ = std::current_exception();
+    check();
 }
 
 void Recorder::check() const

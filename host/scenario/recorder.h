@@ -45,7 +45,7 @@ public:
         if (!error_)
             error_ = why;
     }
-    // Completes the file, if it was begun.
+    // Completes the file, if it was begun. Throws std::runtime_error when that cannot be written.
     void end();
     // Returns what the person has to know of what was left out or scrubbed, and was not.
     std::vector<std::string> warnings() const { return redaction_.warnings(); }

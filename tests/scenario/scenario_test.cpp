@@ -1,8 +1,12 @@
 // Scenarios in the process of the test: what calls are answered, and what is told of those that
 // were not expected, or have not come.
 
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <filesystem>
+
+#include "common/replace_file.h"
 #include "host/json/writer.h"
 #include "host/scenario/pattern.h"
 #include "host/scenario/player.h"
@@ -176,6 +180,21 @@ TEST_F(Scenarios, ARecordingIsJson)
     EXPECT_EQ(root.member("recorded")->members.size(), 2U);
     ASSERT_EQ(truncate("recorded", 9), 0);
     EXPECT_THROW(recorder.check_place(), std::runtime_error);
+}
+
+// What there is no room for at the very end is told, too.
+TEST_F(Scenarios, ARecordingWithoutItsEndIsNotComplete)
+{
+    Recorder recorder(OutputFile("full"), text, {});
+    recorder.begin(V_language_usenglish);
+    recorder.write({});
+    survive_file_size_limit();
+    rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit all_used = {std::filesystem::file_size("full"), before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &all_used), 0);
+    EXPECT_THROW(recorder.end(), std::runtime_error);
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
 }
 
 // What could not be read is not written: a time before the beginning, where a clock was set back,
