@@ -126,10 +126,14 @@ void Relay::accept(Listener &from)
         return;
     }
     Descriptor callee = reach(from.route, from.port);
-    if (!callee)
-        return watcher_.broke_off(name_of(from.route.caller) +
-                                  " calls, but the program that it calls cannot be reached" +
-                                  clnt_spcreateerror(""));
+    if (!callee) {
+        const std::string what = name_of(from.route.caller) +
+                                 " calls, but the program that it calls cannot be reached" +
+                                 clnt_spcreateerror("");
+        // One that has ended is not this one's doing.
+        const bool has_ended = rpc_createerr.cf_error.re_errno == ECONNREFUSED;
+        return has_ended ? watcher_.report(what) : watcher_.broke_off(what);
+    }
     send_at_once(caller.get());
     const bool is_first = from.port == 0;
     from.port = ntohs(peer_of(callee.get()).sin_port);
