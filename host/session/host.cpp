@@ -115,12 +115,16 @@ void Host::listen()
         registrations_.are_the_machines() ? INADDR_ANY : htonl(INADDR_LOOPBACK);
     const auto closed = [](void *host, SVCXPRT *connection, int error) noexcept {
         Host &self = *static_cast<Host *>(host);
-        if (error == ENOMEM && self.clients_.calling_on(connection->xp_fd)) {
+        const Client *const unread =
+            error == ENOMEM ? self.clients_.calling_on(connection->xp_fd) : nullptr;
+        if (unread) {
             Reports::line(&self.reports_, "a call was not read: out of memory");
             self.note_own_failure(std::make_exception_ptr(std::bad_alloc()));
         }
         try {
             self.clients_.connection_closed(connection->xp_fd);
+            if (unread)
+                self.note_failure(*unread);
         } catch (const std::exception &) {
             return;
         }
