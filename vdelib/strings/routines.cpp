@@ -97,6 +97,20 @@ struct Routines {
         return at < limit ? a[at] - b[at] : 0;
     }
 
+    VELT_ROUTINE IntT whole_difference(const UCharT *a, const UCharT *b)
+    {
+        const size_t at = stop_in_head<Wide, Compare::exact>(a, b);
+        return at < head_size<Wide> ? a[at] - b[at]
+                                    : string_routines.long_difference(a, b, unbounded);
+    }
+
+    VELT_ROUTINE IntT are_equal(const UCharT *a, const UCharT *b)
+    {
+        const size_t at = stop_in_head<Wide, Compare::exact>(a, b);
+        return at < head_size<Wide> ? a[at] == b[at]
+                                    : string_routines.long_is_equal(a, b, unbounded);
+    }
+
     VELT_ROUTINE IntT long_difference(const UCharT *a, const UCharT *b, size_t limit)
     {
         const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, limit);
@@ -135,7 +149,7 @@ struct Routines {
     VELT_ROUTINE IntT is_suffix(const UCharT *s, const UCharT *suffix)
     {
         const UCharT *const end = tail(s, suffix);
-        return end ? string_routines.is_equal(end, suffix, unbounded) : 0;
+        return end ? string_routines.are_equal(end, suffix) : 0;
     }
 
     VELT_ROUTINE IntT is_suffix_folded(const UCharT *s, const UCharT *suffix)
@@ -357,6 +371,8 @@ constexpr StringRoutines routines_of()
         .ascii = Version<Of::template length<Bytes::only_ascii>>::call,
         .ascii_alike = Version<Of::template ascii_alike<Compare::exact>>::call,
         .ascii_alike_folded = Version<Of::template ascii_alike<Compare::folded>>::call,
+        .whole_difference = Version<Of::whole_difference>::call,
+        .are_equal = Version<Of::are_equal>::call,
         .difference = Version<Of::difference>::call,
         .long_difference = Version<Of::long_difference>::call,
         .difference_folded = Version<Of::difference_folded>::call,

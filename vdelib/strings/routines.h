@@ -34,6 +34,7 @@ struct StringRoutines {
     size_t (*ascii_alike)(const UCharT *a, const UCharT *b, size_t limit);
     size_t (*ascii_alike_folded)(const UCharT *a, const UCharT *b, size_t limit);
 
+    Test *whole_difference, *are_equal; // without a limit, which takes a cycle
     Comparison *difference, *long_difference, *difference_folded, *long_difference_folded;
     Test *difference_in_cases; // folded, or else the exact one
     // Of characters that are ASCII as far as the difference or the limit; of `others`, what that
@@ -87,14 +88,13 @@ inline const UCharT *bytes_of(const char *s)
     return reinterpret_cast<const UCharT *>(or_empty(s));
 }
 
-inline IntT compare(StringRoutines::Comparison *comparison, const char *a, const char *b,
-                    size_t limit)
+inline IntT compare(auto *routine, const char *a, const char *b, auto... limit)
 {
     // A jump that is not taken costs less than a choice of addresses.
     if (!a || !b) [[unlikely]]
-        return comparison(bytes_of(a), bytes_of(b), limit);
-    return comparison(reinterpret_cast<const UCharT *>(a), reinterpret_cast<const UCharT *>(b),
-                      limit);
+        return routine(bytes_of(a), bytes_of(b), limit...);
+    return routine(reinterpret_cast<const UCharT *>(a), reinterpret_cast<const UCharT *>(b),
+                   limit...);
 }
 
 // The length, at most `most`.

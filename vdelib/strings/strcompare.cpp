@@ -19,7 +19,7 @@ IntT difference(StringRoutines::Comparison *comparison, const char *a, const cha
 {
     if (N > 0) [[likely]]
         return compare(comparison, a, b, static_cast<size_t>(N));
-    return N == 0 ? 0 : compare(comparison, a, b, 1);
+    return N == 0 ? 0 : compare(comparison, a, b, size_t{1});
 }
 
 const UCharT *skip_separators(const UCharT *p)
@@ -33,7 +33,7 @@ const UCharT *skip_separators(const UCharT *p)
 
 IntT V_StrEqual(const char *a, const char *b)
 {
-    return compare(string_routines.is_equal, a, b, unbounded);
+    return compare(string_routines.are_equal, a, b);
 }
 
 IntT V_StrEqualN(const char *a, const char *b, IntT N)
@@ -68,7 +68,7 @@ IntT V_StrSIEqual(const char *a, const char *b)
 
 IntT V_StrCmp(const char *a, const char *b)
 {
-    return compare(string_routines.difference, a, b, unbounded);
+    return compare(string_routines.whole_difference, a, b);
 }
 
 IntT V_StrICmp(const char *a, const char *b)
