@@ -199,15 +199,15 @@ TEST_F(Scenarios, ARecordingWithoutItsEndIsNotComplete)
 
 // What could not be read is not written: a time before the beginning, where a clock was set back,
 // or a line that is too long, before which the recording is cut off.
-using RecordingSweep = Scenarios;
-TEST_F(RecordingSweep, WhatIsWrittenCanBeRead)
+TEST_F(Scenarios, WhatIsRecordedCanBeRead)
 {
-    Recorder recorder(OutputFile("cut"), text, {});
+    constexpr std::size_t longest = 1000;
+    Recorder recorder(OutputFile("cut"), text, {}, longest);
     recorder.begin(V_language_usenglish);
     TraceEvent event = {};
     event.direction = Direction::from_client;
-    recorder.write(event);                          // in 1970
-    const std::string name(longest_line / 6, '\1'); // each character takes six
+    recorder.write(event);                     // in 1970
+    const std::string name(longest / 6, '\1'); // each character takes six
     event.client_name = name;
     recorder.write(event);
     event.client_name = "";
