@@ -99,16 +99,12 @@ struct Routines {
 
     VELT_ROUTINE IntT whole_difference(const UCharT *a, const UCharT *b)
     {
-        const size_t at = stop_in_head<Wide, Compare::exact>(a, b);
-        return at < head_size<Wide> ? a[at] - b[at]
-                                    : string_routines.long_difference(a, b, unbounded);
+        return difference(a, b, unbounded);
     }
 
     VELT_ROUTINE IntT are_equal(const UCharT *a, const UCharT *b)
     {
-        const size_t at = stop_in_head<Wide, Compare::exact>(a, b);
-        return at < head_size<Wide> ? a[at] == b[at]
-                                    : string_routines.long_is_equal(a, b, unbounded);
+        return is_equal(a, b, unbounded);
     }
 
     VELT_ROUTINE IntT long_difference(const UCharT *a, const UCharT *b, size_t limit)
