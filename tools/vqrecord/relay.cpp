@@ -88,6 +88,15 @@ Descriptor reach(const Route &route, in_port_t port)
     return Descriptor(descriptor);
 }
 
+// Returns whether what could not be reached has ended, or is about to, which is not this program's
+// doing.
+bool has_ended()
+{
+    const int error = rpc_createerr.cf_error.re_errno;
+    return rpc_createerr.cf_stat == RPC_PROGNOTREGISTERED || error == ECONNREFUSED ||
+           error == ECONNRESET;
+}
+
 std::string name_of(Caller caller)
 {
     return caller == Caller::client ? "the client" : "the host";
@@ -130,9 +139,7 @@ void Relay::accept(Listener &from)
         const std::string what = name_of(from.route.caller) +
                                  " calls, but the program that it calls cannot be reached" +
                                  clnt_spcreateerror("");
-        // One that has ended is not this one's doing.
-        const bool has_ended = rpc_createerr.cf_error.re_errno == ECONNREFUSED;
-        return has_ended ? watcher_.report(what) : watcher_.broke_off(what);
+        return has_ended() ? watcher_.report(what) : watcher_.broke_off(what);
     }
     send_at_once(caller.get());
     const bool is_first = from.port == 0;
@@ -186,8 +193,9 @@ void Relay::move(Tunnel &tunnel, End &from, End &to)
                     : identify_callee(from.descriptor.get(), peer_of(from.descriptor.get()));
         if (callee == Callee::refused)
             return refuse(tunnel, "it leads to a program of another user");
-        if (callee == Callee::gone) {
-            // The program has ended, which is not this one's doing.
+        if (callee == Callee::gone || callee == Callee::unproven) {
+            // The program has ended, or is just ending and still listens, which is not this one's
+            // doing.
             if (from.in.has_record())
                 watcher_.report(name_of(sender) +
                                 " has ended right after its first answer, which is not handed on, "
