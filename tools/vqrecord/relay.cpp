@@ -22,6 +22,8 @@ namespace
 {
 
 constexpr timeval connect_limit = {10, 0};
+// For what a host has sent to a client that has ended; one may send without end.
+constexpr timeval finish_limit = {10, 0};
 
 // How long the next message is waited for without letting the processor go, in nanoseconds, and
 // how often in a row.
@@ -160,7 +162,7 @@ void Relay::send(Tunnel &tunnel, End &to, const Message &message)
         to.out.add(message.bytes(), message.size) < 0)
         refuse(tunnel, std::string("a message cannot be passed on: ") + std::strerror(errno));
     else if (!to.out.send(to.descriptor.get()))
-        tunnel.caller.ended = tunnel.callee.ended = to.shut = true;
+        lose(tunnel, to);
 }
 
 // Ends a connection because of what one end is, or sends, or because something is lacking here.
@@ -172,8 +174,15 @@ void Relay::refuse(Tunnel &tunnel, const std::string &why)
 
 void Relay::end(Tunnel &tunnel)
 {
-    for (End *each : {&tunnel.caller, &tunnel.callee})
-        each->ended = each->shut = true;
+    lose(tunnel, tunnel.caller);
+    lose(tunnel, tunnel.callee);
+}
+
+// One end takes nothing more, so nothing is left that would have to go there.
+void Relay::lose(Tunnel &tunnel, End &end)
+{
+    end.out = {};
+    tunnel.caller.ended = tunnel.callee.ended = end.shut = true;
 }
 
 void Relay::move(Tunnel &tunnel, End &from, End &to)
@@ -288,7 +297,7 @@ bool Relay::poll(int other, int limit)
             continue;
         moved = true;
         if (events & POLLOUT && !from->out.send(from->descriptor.get()))
-            tunnel->caller.ended = tunnel->callee.ended = from->shut = true;
+            lose(*tunnel, *from);
         if (events & POLLIN && ready & ~POLLOUT && !from->ended)
             move(*tunnel, *from, *to);
     }
@@ -339,7 +348,8 @@ bool Relay::serve(int other)
 
 void Relay::finish()
 {
-    while (poll(-1, 0))
+    const Time until = after(finish_limit);
+    while (poll(-1, 0) && now() < until)
         ;
 }
 

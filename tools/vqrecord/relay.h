@@ -98,6 +98,7 @@ private:
     void accept(Listener &from);
     void refuse(Tunnel &tunnel, const std::string &why);
     static void end(Tunnel &tunnel);
+    static void lose(Tunnel &tunnel, End &end);
     void move(Tunnel &tunnel, End &from, End &to);
     void send(Tunnel &tunnel, End &to, const Message &message);
     void close_ends(Tunnel &tunnel);
