@@ -127,10 +127,12 @@ std::string release_of(const std::string &type)
 
 std::optional<Call> parse(const std::string &declaration, const std::string &comment)
 {
-    static const Pattern function("^((const |struct )?\\w+ \\**)(\\w+)\\((.*)\\);$");
-    static const Pattern variable("^extern ((const |struct )?\\w+ \\**)(\\w+);$");
+    static const Pattern function("^(__attribute__[^ ]* )?((const |struct )?\\w+ \\**)(\\w+)"
+                                  "\\((.*)\\);$");
+    static const Pattern variable("^(extern )((const |struct )?\\w+ \\**)(\\w+)(\\[[0-9]+\\])?;$");
     static const Pattern parameter("^(.*[ *])(\\w+)$");
     Call call{};
+    std::string declared;
     call.comment = comment;
     auto match = function.search(declaration);
     call.is_function = match.has_value();
@@ -138,11 +140,14 @@ std::optional<Call> parse(const std::string &declaration, const std::string &com
         match = variable.search(declaration);
     if (!match)
         return std::nullopt;
-    for (const std::string &part : parts(call.is_function ? match->groups[4] : ""))
+    (call.is_function ? declared : call.extent) = match->groups[5];
+    for (const std::string &part : parts(declared))
         if (const auto named = parameter.search(part))
             call.parameters.push_back({named->groups[1], named->groups[2]});
-    call.type = one_line(match->groups[1]);
-    call.name = match->groups[3];
+        else if (part == "...")
+            call.parameters.push_back({part, ""});
+    call.type = one_line(match->groups[2]);
+    call.name = match->groups[4];
     return call;
 }
 
@@ -158,16 +163,17 @@ std::string expanded(const std::string &text, const ListRow &list)
 std::vector<Structure> structures_in(const std::string &source)
 {
     static const Pattern row("(/\\* ([^*]*) \\*/)?\nV_(RECORD|UNION)\\((\\w+),");
-    static const Pattern definition("(/\\* ([^*]*) \\*/)?\n"
+    static const Pattern definition("(/\\* (([^*]|\\*[^/])*) \\*/)?\n"
                                     "typedef struct (\\w+) \\{([^}]*)\\}");
-    static const Pattern comment(" */\\*[^*]*\\*/"), semicolon(";");
+    static const Pattern comment("; */\\* ([^*]*) \\*/"), end(";\n"), frame("\n \\*");
     std::vector<Structure> found;
     for (auto it = row.search(source); it; it = row.search(source, it->end))
         found.push_back({it->groups[4], fields_of(it->groups[4]), it->groups[2]});
     for (auto it = definition.search(source); it; it = definition.search(source, it->end)) {
-        std::string fields = one_line(semicolon.replace(comment.replace(it->groups[4], ""), ","));
+        std::string fields =
+            one_line(end.replace(comment.replace(it->groups[5], " (\\1);"), ",\n"));
         fields.pop_back(); // the last comma
-        found.push_back({it->groups[3], fields, it->groups[2]});
+        found.push_back({it->groups[4], fields, one_line(frame.replace(it->groups[2], " "))});
     }
     for (const Structure &each : found)
         if (each.comment.empty())
@@ -175,20 +181,48 @@ std::vector<Structure> structures_in(const std::string &source)
     return found;
 }
 
-// A comment describes the declarations after it, up to an empty line; the first comment describes
-// the header.
-Family read_header(const fs::path &path)
+// Finds the numbers of a header by the comments before them.
+std::vector<Facts> numbers_in(const std::string &source)
 {
-    Family family;
+    static const Pattern definition("(/\\* ([^*]*)\\. \\*/\n)?enum \\{([^}]*)\\}");
+    static const Pattern row("/\\* ([^*]*)\\. \\*/\n|(\\w+) = (\\w+),? *(/\\* ([^*]*) \\*/)?");
+    std::vector<Facts> found;
+    for (auto each = definition.search(source); each; each = definition.search(source, each->end)) {
+        if (found.empty() || !each->groups[2].empty())
+            found.push_back({each->groups[2].empty() ? "Numbers" : each->groups[2], {}});
+        const std::string &rows = each->groups[3];
+        for (auto it = row.search(rows); it; it = row.search(rows, it->end))
+            if (it->groups[2].empty())
+                found.push_back({it->groups[1], {}});
+            else
+                found.back().rows.push_back({it->groups[2], it->groups[3], it->groups[5]});
+    }
+    return found;
+}
+
+// A comment describes the declarations after it, up to an empty line, or all that follow when that
+// line comes at once; the first comment describes the header.
+Family read_header(const fs::path &path, bool is_api)
+{
+    Family family{};
+    family.is_api = is_api;
     family.name = path.stem().string();
     const std::string source = read_file(path);
     family.structures = structures_in(source);
+    family.numbers = numbers_in(source);
     std::istringstream lines(source);
-    std::string line, comment, declaration;
-    bool in_comment = false, in_macro = false, in_list = false;
+    std::string line, comment, note, declaration;
+    bool in_comment = false, in_macro = false, in_list = false, describes = false;
     static const Pattern macro("#define[^)]*\\)|\\\\$"), frame("^\\s*/?\\*+/?|\\*/.*$");
+    static const Pattern remark("; */\\* ([^*]*) \\*/$");
+    static const Pattern function_type("^typedef .*\\(\\*(\\w+)\\)\\(.*;$");
+    const auto add = [&](Call call) {
+        call.note = std::exchange(note, "");
+        family.calls.push_back(std::move(call));
+    };
     while (std::getline(lines, line)) {
         if (in_macro || (!in_comment && line.starts_with('#'))) {
+            describes = true;
             if (!in_macro)
                 in_list = line.starts_with("#define V_LIST(");
             if (in_list)
@@ -197,7 +231,7 @@ Family read_header(const fs::path &path)
             if (in_list && line.find(';') != std::string::npos) {
                 for (const ListRow &list : list_types())
                     if (auto call = parse(one_line(expanded(declaration, list)), one_line(comment)))
-                        family.calls.push_back(*call);
+                        add(*call);
                 declaration.clear();
             }
         } else if (in_comment || line.starts_with("/*")) {
@@ -211,15 +245,28 @@ Family read_header(const fs::path &path)
                 family.about = comment.substr(0, std::min(end, comment.size() - 1));
                 family.common = end == std::string::npos ? "" : comment.substr(end + 2);
             }
+            describes = false;
         } else if (line.empty()) {
+            if (!describes)
+                note = one_line(comment);
             comment.clear();
             declaration.clear();
         } else {
+            describes = true;
+            std::string more;
+            if (const auto found = remark.search(line)) {
+                more = ' ' + found->groups[1] + '.';
+                line.resize(found->begin + 1);
+            }
             declaration += line + ' ';
             if (!line.ends_with(';'))
                 continue;
-            if (auto call = parse(one_line(declaration), one_line(comment)))
-                family.calls.push_back(*call);
+            declaration = one_line(declaration);
+            if (auto call = parse(declaration, one_line(comment + more)))
+                add(*call);
+            else if (const auto type = function_type.search(declaration))
+                family.structures.push_back(
+                    {type->groups[1], "", one_line(comment + ' ' + declaration)});
             declaration.clear();
         }
     }
@@ -343,7 +390,9 @@ Interface read_interface(const fs::path &root)
     Interface interface;
     interface.procedures = procedure_table();
     for (const fs::path &path : files(root / "include/velt/api", ".h"))
-        interface.families.push_back(read_header(path));
+        interface.families.push_back(read_header(path, true));
+    for (const fs::path &path : files(root / "include/velt/vde", ".h"))
+        interface.families.push_back(read_header(path, false));
     for (Family &family : interface.families) {
         if (family.name == "values") {
             for (const Structure &each : structures_in(read_file(root / values)))
@@ -354,7 +403,7 @@ Interface read_interface(const fs::path &root)
                                              "A list."});
         }
         for (Call &call : family.calls) {
-            if (call.is_function)
+            if (call.is_function && family.is_api)
                 call.release = release_of(call.type);
             if (call.comment.empty())
                 throw std::runtime_error(call.name + ": no comment says what it does");
@@ -379,7 +428,7 @@ std::string signature(const Call &call)
 {
     std::string text = call.type + (call.type.ends_with('*') ? "" : " ") + call.name;
     if (!call.is_function)
-        return "extern " + text;
+        return "extern " + text + call.extent;
     text += '(';
     for (const Parameter &parameter : call.parameters)
         text += (text.back() == '(' ? "" : ", ") + parameter.type + parameter.name;

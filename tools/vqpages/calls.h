@@ -1,10 +1,12 @@
-// The public calls, gathered from the headers that declare them, the tables that describe their
-// messages, and the sources of the call layer, which connect the two.
+// The public calls and the routines of the support library, gathered from the headers that declare
+// them; of the calls also what the tables tell of their messages, and the sources of the call
+// layer, which connect the two.
 #pragma once
 
 #include <filesystem>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velt::calls
@@ -30,6 +32,8 @@ struct Call {
     std::string type; // of the result, or of a variable
     std::vector<Parameter> parameters;
     bool is_function;
+    std::string extent; // of a variable that is an array, with its brackets
+    std::string note;   // applies to this call and those after it
     std::string comment;
     // From the sources: the stub that the call uses, and what it returns for each outcome if its
     // shape determines that; otherwise the comment says so.
@@ -38,34 +42,45 @@ struct Call {
     std::string release; // what releases the result
 };
 
-// A structure, union or list that calls take or return.
+// A structure, union, list or type of a function that calls take or return.
 struct Structure {
     std::string name;
-    std::string fields;
+    std::string fields; // empty for a function
     std::string comment;
-};
-
-// The calls of one header.
-struct Family {
-    std::string name;
-    std::string about;  // one phrase on the family
-    std::string common; // text that applies to all of its calls
-    std::vector<Structure> structures;
-    std::vector<Call> calls;
 };
 
 // The named numbers of one kind.
 struct Facts {
     struct Fact {
         std::string name;
-        int number;
+        std::string number; // as the header or the table has it
         std::string meaning;
+
+        Fact(std::string named, int value, std::string means)
+            : Fact(std::move(named), std::to_string(value), std::move(means))
+        {
+        }
+        Fact(std::string named, std::string value, std::string means)
+            : name(std::move(named)), number(std::move(value)), meaning(std::move(means))
+        {
+        }
     };
     std::string about;
     std::vector<Fact> rows;
 };
 
 std::vector<Facts> facts();
+
+// The calls of one header.
+struct Family {
+    bool is_api; // of the client library, not of the support library
+    std::string name;
+    std::string about;  // one phrase on the family
+    std::string common; // text that applies to all of its calls
+    std::vector<Structure> structures;
+    std::vector<Call> calls;
+    std::vector<Facts> numbers;
+};
 
 struct Interface {
     std::vector<Family> families;

@@ -1,4 +1,5 @@
-// The reference of the calls: one page in the sources, and the manual of section 3.
+// The reference of the calls, one page in the sources, and the manual of section 3, which has the
+// support library as well.
 
 #include <iostream>
 
@@ -18,7 +19,7 @@ constexpr Program program = {
     "vqpages",
     R"(usage: vqpages SOURCE-TREE [-o FILE | --check FILE | --man FOLDER | --table FILE]
 
-Writes the reference of the calls of the client library.
+Writes the reference of the calls of the client library, and the manual of both libraries.
 
   -o FILE       write the page to FILE instead of standard output
   --check FILE  only tell whether FILE is this page

@@ -31,6 +31,11 @@ std::string release(const Call &call)
     return call.release.empty() ? "" : "The caller releases it with " + call.release + ".";
 }
 
+std::string about(const Call &call)
+{
+    return call.comment + ' ' + outcomes(call) + ' ' + release(call);
+}
+
 const char *model(const Procedure &procedure)
 {
     return procedure.is_modelled ? "modelled" : "not supported";
@@ -101,10 +106,11 @@ std::string man_page(const Interface &interface, const Family &family)
         out << " ,\n.Nm " << call.name;
     for (const Structure &each : family.structures)
         out << " ,\n.Nm " << each.name;
-    out << "\n.Nd " << uncapitalised(family.about) << "\n.Sh SYNOPSIS\n.In velt/api.h\n";
+    out << "\n.Nd " << uncapitalised(family.about) << "\n.Sh SYNOPSIS\n.In velt/"
+        << (family.is_api ? "api.h\n" : "vde.h\n");
     for (const Call &call : family.calls) {
         if (!call.is_function) {
-            out << ".Vt extern " << call.type << ' ' << call.name << " ;\n";
+            out << ".Vt extern " << call.type << ' ' << call.name << call.extent << " ;\n";
             continue;
         }
         out << ".Ft " << call.type << "\n.Fo " << call.name << '\n';
@@ -112,13 +118,19 @@ std::string man_page(const Interface &interface, const Family &family)
             out << ".Fa \"" << parameter.type << parameter.name << "\"\n";
         out << (call.parameters.empty() ? ".Fa void\n.Fc\n" : ".Fc\n");
     }
-    out << ".Sh DESCRIPTION\n"
-        << flowed(referring(interface, family.about + ". " + family.common))
-        << ".Bl -tag -width Ds\n";
+    out << ".Sh DESCRIPTION\n" << flowed(referring(interface, family.about + ". " + family.common));
+    bool in_list = false;
     for (const Call &call : family.calls) {
-        out << (call.is_function ? ".It Fn " : ".It Va ") << call.name << '\n'
-            << flowed(referring(interface, call.comment) + ' ' + outcomes(call) + ' ' +
-                      release(call));
+        if (!call.note.empty())
+            out << (in_list ? ".El\n" : "") << ".Pp\n" << flowed(call.note);
+        if (!in_list || !call.note.empty())
+            out << ".Bl -tag -width Ds\n";
+        in_list = true;
+        out << (call.is_function ? ".It Fn " : ".It Va ") << call.name << '\n';
+        // What is said of several calls is said once, after the last.
+        const bool is_last = &call == &family.calls.back();
+        if (is_last || !call.stub.empty() || about(call) != about(*(&call + 1)))
+            out << flowed(referring(interface, about(call)));
         if (call.stub.empty())
             continue;
         const Procedure &procedure = interface.procedure(call.stub);
@@ -129,22 +141,22 @@ std::string man_page(const Interface &interface, const Family &family)
     }
     out << ".El\n";
     if (!family.structures.empty()) {
-        out << ".Ss Structures\n.Bl -tag -width Ds\n";
+        out << ".Ss Types\n.Bl -tag -width Ds\n";
         for (const Structure &each : family.structures)
             out << ".It Vt " << each.name << '\n'
-                << flowed(each.comment + " Fields: " + each.fields + ".");
+                << flowed(each.comment +
+                          (each.fields.empty() ? "" : " Fields: " + each.fields + '.'));
         out << ".El\n";
     }
-    if (family.name == facts_family)
-        for (const Facts &each : facts()) {
-            out << ".Ss " << each.about << "\n.Bl -tag -width Ds\n";
-            for (const auto &[name, number, meaning] : each.rows)
-                out << ".It Dv " << name << " Pq " << number << '\n' << flowed(meaning);
-            out << ".El\n";
-        }
+    for (const Facts &each : family.name == facts_family ? facts() : family.numbers) {
+        out << ".Ss " << each.about << "\n.Bl -tag -width Ds\n";
+        for (const auto &[name, number, meaning] : each.rows)
+            out << ".It Dv " << name << " Pq " << number << '\n' << flowed(meaning);
+        out << ".El\n";
+    }
     std::string others;
     for (const Family &other : interface.families)
-        if (&other != &family)
+        if (&other != &family && other.is_api == family.is_api)
             others += (others.empty() ? "velt-" : ", velt-") + other.name + "(3)";
     // The names are plain text rather than cross-references, which checkers would look for among
     // the installed pages.
@@ -168,15 +180,18 @@ std::string markdown(const Interface &interface)
            "it, with the procedure of the host behind it: argument and result structs, fields in\n"
            "wire order. The same stands in the manual, `man V_ApiOpen`, say.\n";
     for (const Family &family : interface.families) {
+        if (!family.is_api)
+            continue;
         out << "\n## " << family.name << "\n\n" << family.about << ".";
         if (!family.common.empty())
             out << "\n\n" << family.common;
         out << '\n';
         if (!family.structures.empty())
-            out << "\n| Structure | Fields | Meaning |\n|---|---|---|\n";
+            out << "\n| Type | Fields | Meaning |\n|---|---|---|\n";
         for (const Structure &each : family.structures)
-            out << "| " << quoted(each.name) << " | " << quoted(each.fields) << " | "
-                << each.comment << " |\n";
+            out << "| " << quoted(each.name) << " | "
+                << (each.fields.empty() ? "" : quoted(each.fields)) << " | " << each.comment
+                << " |\n";
         for (const Call &call : family.calls) {
             out << "\n### " << call.name << "\n\n"
                 << quoted(signature(call)) << "\n\n"

@@ -2,15 +2,11 @@
  *
  * The internal name is a Unix path; under a Japanese locale its text is Shift-JIS, under a
  * Traditional Chinese one Big5. The platform name is the form that the operating system takes. The
- * device-independent name (DI name) is a sequence of tokens, "<r><c>usr<c>lib" for "/usr/lib":
- *
- *     <r>        root                     only first
- *     <h>, <v>   root named by the text   only first
- *     <c>        component, the text
- *     <u>        up one level             not after a root
- *
- * A token with another letter is ignored. In the text a backslash makes the next character literal,
- * and a two-byte character of the dialogs' encoding is one character.
+ * device-independent name (DI name) is a sequence of tokens, "<r><c>usr<c>lib" for "/usr/lib". Only
+ * the first can be "<r>", the root, or "<h>" or "<v>", a root that the text behind it names; "<c>"
+ * is a component, the text, and "<u>", not after a root, is up one level. A token with another
+ * letter is ignored. In the text a backslash makes the next character literal, and a two-byte
+ * character of the dialogs' encoding is one character.
  *
  * A buffer for a name has V_FileNameSize bytes and one for a segment V_FileSegmentSize, terminator
  * included; what does not fit is cut off. Null strings read as empty; a null name to be changed in
@@ -42,7 +38,7 @@ typedef struct V_FilePathT {
 } V_FilePathT;
 
 /* The platform that a name looks like it is from. */
-enum { V_PathNone, V_PathDI, V_PathUnix, V_PathMac, V_PathDos };
+enum { V_PathNone = 0, V_PathDI = 1, V_PathUnix = 2, V_PathMac = 3, V_PathDos = 4 };
 
 /* A cursor over the segments of a name. */
 typedef struct VdeUFCT {
