@@ -122,7 +122,7 @@ TraceSink Outputs::sink()
     };
 }
 
-void Outputs::check() const
+void Outputs::check()
 {
     if (interrupts.signal)
         throw Interrupted();
@@ -144,10 +144,15 @@ void Outputs::end()
                       << std::endl;
         for (const std::string &each : recorder_->warnings())
             std::cerr << "vqhost: " << printable(each) << std::endl;
+    }
+    if (trace_)
+        trace_->end();
+    if (recorder_) {
+        recorder_->check();
         recorder_->check_place();
     }
     if (trace_) {
-        trace_->end();
+        trace_->check();
         trace_->check_place();
     }
 }

@@ -32,7 +32,7 @@ public:
             recorder_->cut_off(why);
     }
     // Throws when the run is interrupted, or when a file or what was printed is not complete.
-    void check() const;
+    void check();
     // Ends the files but the report. Throws std::runtime_error when what was written is lost.
     void end();
 

@@ -212,6 +212,7 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
         player.add(read_scenario(path, model.language(),
                                  arguments.debug ? no_limit : arguments.time_limit));
     const bool plays = !arguments.scenarios.empty();
+    bool host_failed = false;
     // Who names a port mapper wants a session, also one that only others join.
     if (!arguments.clients.empty() || arguments.port_mapper != Arguments::whichever) {
         // VQPMAP may belong to another session, a client of which has started this host.
@@ -223,7 +224,8 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
                                : static_cast<int>(interrupts.count);
         };
         options.trace = outputs.sink();
-        options.host_failed = [&outputs](const std::exception_ptr &why) {
+        options.host_failed = [&](const std::exception_ptr &why) {
+            host_failed = true;
             outputs.host_failed(why);
         };
         if (plays)
@@ -268,11 +270,13 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
     tell_unsaved(commands);
     if (plays)
         check_scenario(player, checks);
-    // The console has already reported how these clients ended.
+    // The console has already reported how these clients ended, and what the host could not do.
     if (host)
         for (const Client &client : host->clients())
             if (!commands.ended_well(client))
                 checks.failed(client.title() + ": " + client.ending());
+    if (host_failed)
+        checks.failed("the host itself has failed");
 }
 
 } // namespace

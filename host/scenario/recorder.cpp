@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 #include "common/error.h"
 #include "host/json/writer.h"
@@ -155,18 +156,17 @@ try {
     error_ = std::current_exception();
 }
 
-void Recorder::end()
+void Recorder::end() noexcept
 try {
     if (!first_ && !error_)
         file_.write("\n]}\n");
 } catch (const std::exception &) {
     error_ = std::current_exception();
-    check();
 }
 
-void Recorder::check() const
+void Recorder::check()
 try {
-    if (error_)
+    if (error_ && !std::exchange(told_, true))
         std::rethrow_exception(error_);
 } catch (const std::exception &error) {
     const auto *of_file = dynamic_cast<const std::system_error *>(&error);

@@ -46,15 +46,15 @@ public:
         if (!error_)
             error_ = why;
     }
-    // Completes the file, if it was begun. Throws std::runtime_error when that cannot be written.
-    void end();
+    // Completes the file, if it was begun.
+    void end() noexcept;
     // Returns what the person has to know of what was left out or scrubbed, and was not.
     std::vector<std::string> warnings() const { return redaction_.warnings(); }
     // Returns whether nothing has happened.
     bool empty() const { return first_ && !error_; }
 
-    // Throws std::runtime_error when a part could not be written.
-    void check() const;
+    // Throws std::runtime_error when a part could not be written, once.
+    void check();
     // Throws std::runtime_error when what was written is lost.
     void check_place() const
     {
@@ -72,6 +72,7 @@ private:
     std::chrono::system_clock::time_point start_;
     bool first_ = true;
     std::exception_ptr error_; // why the recording goes no farther
+    bool told_ = false;        // by check()
 };
 
 } // namespace velt::host

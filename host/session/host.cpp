@@ -120,11 +120,10 @@ void Host::listen()
         if (unread) {
             Reports::line(&self.reports_, "a call was not read: out of memory");
             self.note_own_failure(std::make_exception_ptr(std::bad_alloc()));
+            self.note_failure(*unread);
         }
         try {
             self.clients_.connection_closed(connection->xp_fd);
-            if (unread)
-                self.note_failure(*unread);
         } catch (const std::exception &) {
             return;
         }
@@ -250,10 +249,16 @@ void Host::note_own_failure(const std::exception_ptr &why) noexcept
     }
 }
 
-void Host::note_failure(const Client &client)
+void Host::note_failure(const Client &client) noexcept
 {
-    if (failure_.empty())
-        failure_ = client.title();
+    if (failed_ == 0)
+        failed_ = client.number;
+}
+
+std::string Host::take_failure()
+{
+    const Client *const client = find(std::exchange(failed_, 0));
+    return client ? client->title() : "";
 }
 
 Outcome Host::failure(Outcome::Kind kind, const Client &client, const std::string &what)

@@ -149,12 +149,12 @@ public:
     Programs &programs() { return programs_; }
     Reports &reports() { return reports_; }
     // Notes that something has failed at the client, or for it.
-    void note_failure(const Client &client);
+    void note_failure(const Client &client) noexcept;
     // The host itself has failed in a call.
     void note_own_failure(const std::exception_ptr &why) noexcept;
     // Returns the title of the first client for which that was so since the last call; empty when
     // there is none. One that has ended is not meant.
-    std::string take_failure() { return std::exchange(failure_, {}); }
+    std::string take_failure();
     // The notifications that clients have been sent and the script has not expected yet.
     std::deque<IntT> &notified() { return notified_; }
 
@@ -179,7 +179,7 @@ private:
     Dispatcher dispatcher_;
     Programs programs_;
     std::deque<IntT> notified_;
-    std::string failure_; // as take_failure() returns it
+    int failed_ = 0; // the number of the client that take_failure() names
     bool ending_ = false;
     bool cancelled_ = false;
     SVCXPRT *service_ = nullptr;

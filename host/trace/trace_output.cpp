@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 namespace velt::host
 {
@@ -36,12 +37,11 @@ try {
     error_ = std::make_error_code(std::errc::not_enough_memory);
 }
 
-void TraceOutput::end()
-{
-    if (error_)
-        return;
+void TraceOutput::end() noexcept
+try {
     put(form_->end());
-    check();
+} catch (const std::exception &) {
+    error_ = std::make_error_code(std::errc::not_enough_memory);
 }
 
 void TraceOutput::check_place() const
@@ -50,9 +50,9 @@ void TraceOutput::check_place() const
         file_->check();
 }
 
-void TraceOutput::check() const
+void TraceOutput::check()
 {
-    if (error_)
+    if (error_ && !std::exchange(told_, true))
         throw std::system_error(error_, (file_ ? file_->path() : "standard error") +
                                             ": the trace is not complete");
 }

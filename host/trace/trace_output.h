@@ -29,11 +29,11 @@ public:
 
     // Writes each event in one piece, so that it stays whole among what others write there.
     void write(const TraceEvent &event, const SessionText &text);
-    // Writes what the trace ends with. Throws std::system_error when just that fails.
-    void end();
+    // Writes what the trace ends with.
+    void end() noexcept;
 
-    // Throws std::system_error when a part of the trace could not be written.
-    void check() const;
+    // Throws std::system_error when a part of the trace could not be written, once.
+    void check();
     // Throws std::runtime_error when what was written is lost.
     void check_place() const;
 
@@ -44,6 +44,7 @@ private:
     std::unique_ptr<TraceForm> form_;
     TraceFilter filter_;
     std::error_code error_;
+    bool told_ = false; // by check()
 };
 
 } // namespace velt::host

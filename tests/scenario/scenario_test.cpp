@@ -193,7 +193,8 @@ TEST_F(Scenarios, ARecordingWithoutItsEndIsNotComplete)
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
     const rlimit all_used = {std::filesystem::file_size("full"), before.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &all_used), 0);
-    EXPECT_THROW(recorder.end(), std::runtime_error);
+    recorder.end();
+    EXPECT_THROW(recorder.check(), std::runtime_error);
     EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
 }
 

@@ -193,11 +193,12 @@ public:
             std::cerr << "vqrecord: the recording was not written: nothing has happened\n";
         for (const std::string &each : recorder_->warnings())
             std::cerr << "vqrecord: " << printable(each) << '\n';
+        if (trace_)
+            trace_->end();
         recorder_->check();
         recorder_->check_place();
         if (trace_) {
             trace_->check();
-            trace_->end();
             trace_->check_place();
         }
         return true;
