@@ -17,12 +17,6 @@ constexpr std::size_t most_misses = 100;
 // have no end.
 constexpr unsigned most_in_a_row = 1000;
 
-// The client does not even answer a notification of the old style.
-bool is_handed_back(rpcproc_t number)
-{
-    return number != callback::vq4_api_notify_1::number;
-}
-
 bool makes_calls(const ExpectedCall &step)
 {
     return !step.before.empty() || !step.in.empty() || !step.after.empty();

@@ -174,19 +174,24 @@ private:
         return read;
     }
 
-    // What is sent while the client waits for an answer begins no turn of it.
+    // Refuses what would be expected in a call of the host that begins no turn of the client.
+    void refuse_turn(const JsonNode &call, const char *why)
+    {
+        for (const char *member : {"steps", "end"})
+            if (const JsonNode *node =
+                    call.type == JsonNode::object ? call.member(member) : nullptr)
+                problems_.emplace_back(*node, why);
+    }
+
+    // What is sent while the client waits for an answer begins none.
     void refuse_turns(const JsonNode &step)
     {
         const JsonNode *before = step.member("before");
         if (!before || before->type != JsonNode::array)
             return;
         for (const auto &[none, call] : before->members)
-            for (const char *member : {"steps", "end"})
-                if (const JsonNode *node =
-                        call.type == JsonNode::object ? call.member(member) : nullptr)
-                    problems_.emplace_back(
-                        *node, "the client takes what is sent before an answer when it has handed "
-                               "control back; expect what it does then among the other steps");
+            refuse_turn(call, "the client takes what is sent before an answer when it has handed "
+                              "control back; expect what it does then among the other steps");
     }
 
     std::string place(const JsonNode &node) const
@@ -262,6 +267,9 @@ private:
                 {"any", HostCall::any}});
         if (const JsonNode *steps = node.member("steps"))
             attempt(problems_, [&] { read_steps(*steps, call.calls, nullptr); });
+        if (!is_handed_back(call.procedure->number))
+            refuse_turn(node, "a client does not answer a notification of the old style, so that "
+                              "nobody sees what it does in it");
         return call;
     }
 

@@ -156,8 +156,12 @@ std::string scenario_schema()
     Step host_call("callback", {{"steps", list(reference("call"))},
                                 {"end", {{"enum", {"handed back", "exited", "any"}}}}});
     for (const Procedure &each : client_procedures())
-        if (!is_of_start(each.name))
-            host_call.add(each.name, {{"arguments", messages.of(each.argument)}});
+        if (!is_of_start(each.name)) {
+            Json said = {{"arguments", messages.of(each.argument)}};
+            if (!is_handed_back(each.number))
+                said.update({{"steps", false}, {"end", false}});
+            host_call.add(each.name, said);
+        }
     Json parts = {{"call", call.take()}, {"hostCall", host_call.take()}};
     parts.update(messages.take());
     parts.update(expected.take());

@@ -46,6 +46,7 @@ for step in ('{"cal": "api_vq_alert_1"}', '{"call": "api_vq_alret_1"}', '{"call"
              '{"call": "api_vq_alert_1", "in": []}',
              '{"call": "api_vq_alert_1", "after": [{"callback": "vq_api_quit"}]}',
              '{"call": "api_vq_alert_1", "before": [{"callback": "vq_api_quit_1", "end": "any"}]}',
+             '{"call": "api_vq_alert_1", "after": [{"callback": "vq4_api_notify_1", "end": "any"}]}',
              '{"callback": "vq_api_message_1", "arguments": {"message": {"contains": "x"}}}'):
     if fits({"steps": [json.loads(step)]}):
         failures.append(f"the mistake of {step} fits")
