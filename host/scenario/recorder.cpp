@@ -94,8 +94,7 @@ void Recorder::begin(IntT language)
 }
 
 std::string recorded_line(const TraceEvent &event, const std::string &client_name,
-                          std::optional<double> time, const SessionText &text, Redaction &redaction,
-                          std::size_t longest)
+                          std::optional<double> time, const SessionText &text, Redaction &redaction)
 {
     JsonWriter line(JsonWriter::one_line);
     line.begin('{');
@@ -130,8 +129,8 @@ std::string recorded_line(const TraceEvent &event, const std::string &client_nam
     }
     line.end('}');
     std::string all = line.take();
-    if (all.size() >= longest)
-        fail("an event takes more than " + std::to_string(longest >> 20) +
+    if (all.size() >= longest_line)
+        fail("an event takes more than " + std::to_string(longest_line >> 20) +
              " MiB; --leave-out records calls without a field");
     return all;
 }
@@ -147,7 +146,7 @@ try {
     // The clock may have been set back since.
     const std::chrono::duration<double> time = std::max(event.time, start_) - start_;
     const std::string line =
-        recorded_line(event, is_new ? known : "", time.count(), text_, redaction_, longest_);
+        recorded_line(event, is_new ? known : "", time.count(), text_, redaction_);
     if (first_)
         file_.begin();
     file_.write((first_ ? header_ + "\n" : ",\n") + line);

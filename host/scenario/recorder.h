@@ -17,8 +17,8 @@ namespace velt::host
 // Returns the event as a recording has it, on one line, `time` seconds after the recording began.
 // The name of the client may be empty. Throws Error for a line that is too long to be read.
 std::string recorded_line(const TraceEvent &event, const std::string &client_name,
-                          std::optional<double> time, const SessionText &text, Redaction &redaction,
-                          std::size_t longest = longest_line);
+                          std::optional<double> time, const SessionText &text,
+                          Redaction &redaction);
 
 // Returns whether the file holds a recording. Throws Error when it holds anything else.
 bool holds_recording(const OutputFile &file);
@@ -26,10 +26,9 @@ bool holds_recording(const OutputFile &file);
 class Recorder
 {
 public:
-    Recorder(OutputFile file, const SessionText &text, RecordedFields fields,
-             std::size_t longest = longest_line)
+    Recorder(OutputFile file, const SessionText &text, RecordedFields fields)
         : file_(std::move(file)), text_(text),
-          redaction_(std::move(fields), Redaction::Texts::new_ones), longest_(longest)
+          redaction_(std::move(fields), Redaction::Texts::new_ones)
     {
     }
 
@@ -66,7 +65,6 @@ private:
     OutputFile file_;
     const SessionText &text_;
     Redaction redaction_;
-    std::size_t longest_;
     std::string header_;
     std::map<int, std::string> names_; // of the clients that have events
     std::chrono::system_clock::time_point start_;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <utility>
 
 #include "common/replace_file.h"
 #include "host/json/writer.h"
@@ -202,13 +203,13 @@ TEST_F(Scenarios, ARecordingWithoutItsEndIsNotComplete)
 // or a line that is too long, before which the recording is cut off.
 TEST_F(Scenarios, WhatIsRecordedCanBeRead)
 {
-    constexpr std::size_t longest = 1000;
-    Recorder recorder(OutputFile("cut"), text, {}, longest);
+    const std::size_t limit = std::exchange(longest_line, 1000);
+    Recorder recorder(OutputFile("cut"), text, {});
     recorder.begin(V_language_usenglish);
     TraceEvent event = {};
     event.direction = Direction::from_client;
-    recorder.write(event);                     // in 1970
-    const std::string name(longest / 6, '\1'); // each character takes six
+    recorder.write(event);                          // in 1970
+    const std::string name(longest_line / 6, '\1'); // each character takes six
     event.client_name = name;
     recorder.write(event);
     event.client_name = "";
@@ -219,6 +220,7 @@ TEST_F(Scenarios, WhatIsRecordedCanBeRead)
     EXPECT_TRUE(recording.next());
     EXPECT_FALSE(recording.next());
     EXPECT_TRUE(recording.cut_off());
+    longest_line = limit;
 }
 
 TEST(Redactions, WhatIsScrubbedIsReplacedInLongerTextsOrTold)
@@ -287,6 +289,8 @@ TEST(ScenarioFiles, MistakesNameTheirPlaceAndWhatWasMeant)
          R"(a step needs "call" or "callback", not "cal"; do you mean "call"?)"},
         {R"({"steps": [{"call": "api_vq_alert_1", "before": [{"callback": "vq_api_quit_1", "end": "any"}]}]})",
          "s:1:87: steps[0].before[0].end: the client takes"},
+        {R"({"steps": [{"callback": "vq4_api_notify_1", "steps": []}]})",
+         "a client does not answer"},
         {R"({"steps": [{"callback": "vq_api_message_1", "arguments": {"message": {"contains": "x"}}}]})",
          "a text in quotes is"},
         {R"({"steps": [{"call": "api_vq_alert_1", "arguments": {"str1": {"contain": "x"}}}]})",
