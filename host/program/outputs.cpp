@@ -62,6 +62,9 @@ try : arguments_(arguments) {
     refuse(one_of(read));
     if (arguments.script_is_input())
         refuse([](const OutputFile &file) { return file.is_read_from(STDIN_FILENO); });
+    if (record_file_ && record_file_->is_standard(STDERR_FILENO))
+        misuse(
+            "--record names the standard error, on which messages are printed: name another file");
     if (record_file_ && !record_file_->lock())
         misuse("--record: somebody else is recording to " + arguments.record +
                ", or updates it: wait for its end, or name another file");

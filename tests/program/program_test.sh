@@ -147,6 +147,8 @@ wrote err "clients define some"
 ln -s /bin/true program
 run 1 run three.json --client "./program --x"
 wrote err "whose arguments are for --client-arg"
+run 2 run three.json --client ./program --record /dev/stderr
+wrote err "--record names the standard error"
 
 # Documents: what a run leaves unsaved is told, and is no failure.
 echo '{"flows": [{"paragraphs": [{"text": "三"}]}]}' >text.json
