@@ -135,7 +135,8 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
         const auto blank = what.path.find(' ');
         const bool has_arguments =
             error == ENOENT && blank != what.path.npos &&
-            std::filesystem::is_regular_file(what.path.substr(0, blank), unknown);
+            std::filesystem::is_regular_file(what.path.substr(0, blank), unknown) &&
+            access(what.path.substr(0, blank).c_str(), X_OK) == 0;
         const bool is_nowhere = error == ENOENT && what.path.find('/') == what.path.npos;
         throw std::system_error(error, std::generic_category(),
                                 what.path + (is_there    ? ": the program that is to run it"
