@@ -185,7 +185,7 @@ std::vector<Structure> structures_in(const std::string &source)
 std::vector<Facts> numbers_in(const std::string &source)
 {
     static const Pattern definition("(/\\* ([^*]*)\\. \\*/\n)?enum \\{([^}]*)\\}");
-    static const Pattern row("/\\* ([^*]*)\\. \\*/\n|(\\w+) = (\\w+),? *(/\\* ([^*]*) \\*/)?");
+    static const Pattern row("/\\* ([^*]*)\\. \\*/\n|(\\w+) = (-?\\w+),? *(/\\* ([^*]*) \\*/)?");
     std::vector<Facts> found;
     for (auto each = definition.search(source); each; each = definition.search(source, each->end)) {
         if (found.empty() || !each->groups[2].empty())
