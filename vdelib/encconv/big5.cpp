@@ -1,6 +1,7 @@
 // Conversions between Big5 and the EUC form of CNS 11643.
 
-#include <bit>
+#include <arpa/inet.h>
+
 #include <cstring>
 #include <span>
 
@@ -244,8 +245,7 @@ void put_code(UCharT *&out, Code code)
 // Writes both bytes of a code in one step.
 void put_two_bytes(UCharT *&out, Code code)
 {
-    const bool swaps = std::endian::native == std::endian::little;
-    const Code bytes = swaps ? __builtin_bswap16(code) : code;
+    const Code bytes = htons(code);
     std::memcpy(out, &bytes, sizeof bytes);
     out += sizeof bytes;
 }

@@ -102,7 +102,7 @@ struct Routines {
         return difference(a, b, unbounded);
     }
 
-    VELT_ROUTINE IntT are_equal(const UCharT *a, const UCharT *b)
+    VELT_ROUTINE IntT whole_is_equal(const UCharT *a, const UCharT *b)
     {
         return is_equal(a, b, unbounded);
     }
@@ -145,7 +145,7 @@ struct Routines {
     VELT_ROUTINE IntT is_suffix(const UCharT *s, const UCharT *suffix)
     {
         const UCharT *const end = tail(s, suffix);
-        return end ? string_routines.are_equal(end, suffix) : 0;
+        return end ? string_routines.whole_is_equal(end, suffix) : 0;
     }
 
     VELT_ROUTINE IntT is_suffix_folded(const UCharT *s, const UCharT *suffix)
@@ -368,7 +368,7 @@ constexpr StringRoutines routines_of()
         .ascii_alike = Version<Of::template ascii_alike<Compare::exact>>::call,
         .ascii_alike_folded = Version<Of::template ascii_alike<Compare::folded>>::call,
         .whole_difference = Version<Of::whole_difference>::call,
-        .are_equal = Version<Of::are_equal>::call,
+        .whole_is_equal = Version<Of::whole_is_equal>::call,
         .difference = Version<Of::difference>::call,
         .long_difference = Version<Of::long_difference>::call,
         .difference_folded = Version<Of::difference_folded>::call,

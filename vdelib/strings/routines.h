@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -34,7 +35,7 @@ struct StringRoutines {
     size_t (*ascii_alike)(const UCharT *a, const UCharT *b, size_t limit);
     size_t (*ascii_alike_folded)(const UCharT *a, const UCharT *b, size_t limit);
 
-    Test *whole_difference, *are_equal; // without a limit, which takes a cycle
+    Test *whole_difference, *whole_is_equal; // without a limit, which takes a cycle
     Comparison *difference, *long_difference, *difference_folded, *long_difference_folded;
     Test *difference_in_cases; // folded, or else the exact one
     // Of characters that are ASCII as far as the difference or the limit; of `others`, what that
@@ -88,7 +89,7 @@ inline const UCharT *bytes_of(const char *s)
     return reinterpret_cast<const UCharT *>(or_empty(s));
 }
 
-inline IntT compare(auto *routine, const char *a, const char *b, auto... limit)
+inline IntT compare(auto *routine, const char *a, const char *b, std::same_as<size_t> auto... limit)
 {
     // A jump that is not taken costs less than a choice of addresses.
     if (!a || !b) [[unlikely]]

@@ -33,7 +33,7 @@ const UCharT *skip_separators(const UCharT *p)
 
 IntT V_StrEqual(const char *a, const char *b)
 {
-    return compare(string_routines.are_equal, a, b);
+    return compare(string_routines.whole_is_equal, a, b);
 }
 
 IntT V_StrEqualN(const char *a, const char *b, IntT N)
