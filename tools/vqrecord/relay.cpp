@@ -337,13 +337,20 @@ bool Relay::serve(int other)
         return false;
     }
     in_a_row_ = 0;
+    close_ended();
     const bool moved = poll(other, -1);
+    close_ended();
+    return !moved || descriptors_.back().revents != 0;
+}
+
+// Closes what has ended, so that the other end learns of it.
+void Relay::close_ended()
+{
     for (Tunnel &each : tunnels_)
         close_ends(each);
     if (std::erase_if(tunnels_,
                       [](const Tunnel &each) { return each.caller.shut && each.callee.shut; }) > 0)
         next_ = {};
-    return !moved || descriptors_.back().revents != 0;
 }
 
 void Relay::finish()

@@ -101,6 +101,7 @@ private:
     static void lose(Tunnel &tunnel, End &end);
     void move(Tunnel &tunnel, End &from, End &to);
     void send(Tunnel &tunnel, End &to, const Message &message);
+    void close_ended();
     void close_ends(Tunnel &tunnel);
     bool is_held(const Tunnel &tunnel, const End &end) const;
 
