@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
@@ -129,9 +130,9 @@ void Relay::accept(Listener &from)
     const Peer peer = identify(caller.get(), peer_of(caller.get()), nullptr, 0);
     if (peer != Peer::trusted) {
         if (peer == Peer::unknown)
-            watcher_.broke_off(std::string("turned away a connection: the system does not tell "
-                                           "whose it is: ") +
-                               std::strerror(errno));
+            break_off(std::string("turned away a connection: the system does not tell whose it "
+                                  "is: ") +
+                      std::strerror(errno));
         else if (peer != Peer::disconnected)
             watcher_.report("turned away a connection: only root and the same user may call");
         return;
@@ -141,7 +142,7 @@ void Relay::accept(Listener &from)
         const std::string what = name_of(from.route.caller) +
                                  " calls, but the program that it calls cannot be reached" +
                                  clnt_spcreateerror("");
-        return has_ended() ? watcher_.report(what) : watcher_.broke_off(what);
+        return has_ended() ? watcher_.report(what) : break_off(what);
     }
     send_at_once(caller.get());
     const bool is_first = from.port == 0;
@@ -168,8 +169,14 @@ void Relay::send(Tunnel &tunnel, End &to, const Message &message)
 // Ends a connection because of what one end is, or sends, or because something is lacking here.
 void Relay::refuse(Tunnel &tunnel, const std::string &why)
 {
-    watcher_.broke_off("ended a connection: " + why);
     end(tunnel);
+    break_off("ended a connection: " + why);
+}
+
+void Relay::break_off(const std::string &why)
+{
+    broken_ = true;
+    watcher_.broke_off(why);
 }
 
 void Relay::end(Tunnel &tunnel)
@@ -343,9 +350,14 @@ bool Relay::serve(int other)
     return !moved || descriptors_.back().revents != 0;
 }
 
-// Closes what has ended, so that the other end learns of it.
+// Closes what has ended, so that the other end learns of it. Once one connection lacks something,
+// no other is left either: a client ends with its host, and need not be waited for.
 void Relay::close_ended()
 {
+    if (broken_) {
+        listeners_.clear();
+        std::ranges::for_each(tunnels_, end);
+    }
     for (Tunnel &each : tunnels_)
         close_ends(each);
     if (std::erase_if(tunnels_,

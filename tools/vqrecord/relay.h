@@ -97,6 +97,7 @@ private:
     void watch(Tunnel &tunnel, End &from, End &to);
     void accept(Listener &from);
     void refuse(Tunnel &tunnel, const std::string &why);
+    void break_off(const std::string &why);
     static void end(Tunnel &tunnel);
     static void lose(Tunnel &tunnel, End &end);
     void move(Tunnel &tunnel, End &from, End &to);
@@ -110,6 +111,7 @@ private:
     std::list<Listener> listeners_;
     std::list<Tunnel> tunnels_;
     int made_ = 0;
+    bool broken_ = false;   // something was broken off, and so is all the rest
     Watched next_{};        // from where the next message is expected
     unsigned in_a_row_ = 0; // messages that have come without a poll()
     // Of the last poll(); they keep their memory for the next.
