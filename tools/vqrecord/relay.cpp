@@ -125,8 +125,10 @@ in_port_t Relay::listen(const Route &route, bool loopback)
 void Relay::accept(Listener &from)
 {
     Descriptor caller(accept4(from.descriptor.get(), nullptr, nullptr, SOCK_CLOEXEC));
-    if (!caller)
+    if (!caller) {
+        full_ = true;
         return;
+    }
     const Peer peer = identify(caller.get(), peer_of(caller.get()), nullptr, 0);
     if (peer != Peer::trusted) {
         if (peer == Peer::unknown)
@@ -290,8 +292,12 @@ bool Relay::poll(int other, int limit)
                 watch(each, each.callee, each.caller);
                 watch(each, each.caller, each.callee);
             }
+    // While there is no descriptor for a connection, it waits, and it is not looked for in between.
+    const bool rests = std::exchange(full_, false);
+    if (rests && limit < 0)
+        limit = static_cast<int>(retry_interval / 1'000'000);
     for (Listener &each : listeners_)
-        descriptors_.push_back({each.descriptor.get(), POLLIN, 0});
+        descriptors_.push_back({rests ? -1 : each.descriptor.get(), POLLIN, 0});
     descriptors_.push_back({other, POLLIN, 0});
     if (::poll(descriptors_.data(), descriptors_.size(), limit) <= 0)
         return false;

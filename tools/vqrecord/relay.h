@@ -112,6 +112,7 @@ private:
     std::list<Tunnel> tunnels_;
     int made_ = 0;
     bool broken_ = false;   // something was broken off, and so is all the rest
+    bool full_ = false;     // a connection could not be taken just now
     Watched next_{};        // from where the next message is expected
     unsigned in_a_row_ = 0; // messages that have come without a poll()
     // Of the last poll(); they keep their memory for the next.
