@@ -76,7 +76,7 @@ void Child::serve()
 bool Child::is_ending() const
 {
     ProcessFacts facts;
-    return status_ || !read_process(id_, facts) || facts.exiting || facts.state == 'Z';
+    return status_ || (read_process(id_, facts) && (facts.exiting || facts.state == 'Z'));
 }
 
 void Child::end_alike() const

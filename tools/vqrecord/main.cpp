@@ -271,6 +271,13 @@ void detach()
         _exit(EXIT_SUCCESS);
 }
 
+// Returns whether a process has exited, or closes its connections as it is exiting.
+bool has_gone(pid_t id, unsigned long long start)
+{
+    ProcessFacts facts;
+    return !lives(id, start) || (read_process(id, facts) && facts.exiting);
+}
+
 [[noreturn]] void run(int argc, char **argv)
 {
     const Arguments arguments = parse(argc, argv);
@@ -318,7 +325,7 @@ void detach()
     relay.finish();
     // What a client did after its host was gone is nothing that a host sees.
     const bool cut_off =
-        decoder.is_busy() && told.host_process > 0 && !lives(told.host_process, host_start);
+        decoder.is_busy() && told.host_process > 0 && has_gone(told.host_process, host_start);
     if (!cut_off)
         decoder.exited(*child.status());
     const bool complete = outputs.end(cut_off || !decoder.is_complete()) && decoder.is_complete();
