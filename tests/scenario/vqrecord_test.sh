@@ -61,6 +61,11 @@ wrote err "old-style notification"
 wrote through '"callback":"vq4_api_notify_1"'
 run 0 replay through --client "$built/wordcount"
 
+# A host that ends the connection right behind a message.
+echo '{"others": "model", "steps": [{"call": "api_vq_alert_1", "answer": "close"}]}' >scenario
+recorded 1 "$built/wordcount" --scenario scenario "choose Count Words"
+wrote err "exited with status 1 while it held control"
+
 # Calls that nobody can read.
 recorded 0 "$tester" --client-env "VQTEST=bad calls" show
 wrote through '"call":"procedure_4711","argumentBytes":[],"failed":"unknown"'
