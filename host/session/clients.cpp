@@ -184,7 +184,8 @@ void Clients::connect(Client &client)
         client.connection.open(service, client.program, client.version,
                                [this, &client](const rpc_err &error) { replied(client, error); })) {
         client.state = State::connected;
-    } else {
+    } else if (!client.process || !client.process->is_ending()) {
+        // One that is ending is told of by its end, and tried again until then.
         client.state = State::lost;
         reports_.of(client, clnt_spcreateerror("its service cannot be reached"));
     }
@@ -236,7 +237,8 @@ void Clients::note_loss(Client &client)
 
 void Clients::note_exit(Client &client)
 {
-    const bool came_up = client.reached(State::acknowledged);
+    // Whoever starts a client tells of one that did not come up.
+    const bool came_up = client.reached(client.process ? State::connected : State::acknowledged);
     client.state = State::exited;
     client.caller = -1; // the connection may still be open on this side
     if (client.process)

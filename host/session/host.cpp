@@ -204,8 +204,11 @@ Client &Host::start(const Startup &what, int number, const std::string &name, bo
         give_up(client, "has not acknowledged within " + show(options_.start_limit));
     if (!client.running())
         give_up(client,
-                describe_exit(client.exit_status) + " before it acknowledged" +
-                    (client.exit_status == 0 ? ", as a program does that is no client" : ""));
+                describe_exit(client.exit_status) +
+                    (client.pid != 0           ? " right after it acknowledged"
+                     : client.exit_status != 0 ? " before it acknowledged"
+                                               : " before it acknowledged, as a program does that "
+                                                 "is no client"));
     if (!client.connection.is_open())
         give_up(client, "acknowledged, but its service cannot be reached");
     return client;
@@ -324,6 +327,9 @@ Outcome Host::send(Client &client, const Procedure &procedure, void *argument)
             notified_.push_back(static_cast<const VqApiNotifyArgT *>(argument)->notification);
         return {};
     }
+    // Of one that takes nothing more since it is ending, its end tells.
+    if (client.process && client.process->is_ending())
+        return {};
     return wrong(Outcome::undelivered, client,
                  std::string(procedure.name) + " cannot be sent: " + clnt_sperrno(sent));
 }
