@@ -225,6 +225,11 @@ bool out_of_descriptors(int error)
 class Programs
 {
 public:
+    Programs() = default;
+    Programs(const Programs &) = delete;
+    Programs &operator=(const Programs &) = delete;
+    ~Programs() { remove_all(); }
+
     UIntT free() { return host::free_program(mapper_); }
     void add(UIntT number, UIntT version, in_port_t port)
     {
