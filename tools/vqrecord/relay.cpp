@@ -212,12 +212,12 @@ void Relay::move(Tunnel &tunnel, End &from, End &to)
         if (callee == Callee::refused)
             return refuse(tunnel, "it leads to a program of another user");
         if (callee == Callee::gone || callee == Callee::unproven) {
-            // The program has ended, or is just ending and still listens, which is not this one's
-            // doing.
+            // The program has ended, or is just ending and still listens, or has only closed the
+            // connection; none of that is this one's doing.
             if (from.in.has_record())
                 watcher_.report(name_of(sender) +
-                                " has ended right after its first answer, which is not handed on, "
-                                "since nothing tells any more whose it was");
+                                " has closed the connection right after its first answer, which is "
+                                "not handed on, since nothing tells any more whose it was");
             return end(tunnel);
         }
         if (callee != Callee::trusted)
