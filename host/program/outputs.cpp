@@ -137,8 +137,9 @@ void Outputs::check()
         recorder_->check();
 }
 
-void Outputs::end()
+std::vector<std::string> Outputs::end()
 {
+    ended_ = true;
     if (recorder_) {
         recorder_->end();
         if (recorder_->empty())
@@ -150,14 +151,14 @@ void Outputs::end()
     }
     if (trace_)
         trace_->end();
-    if (recorder_) {
-        recorder_->check();
-        recorder_->check_place();
-    }
-    if (trace_) {
-        trace_->check();
-        trace_->check_place();
-    }
+    return failures_of(recorder_, trace_);
+}
+
+Outputs::~Outputs()
+{
+    if (!ended_)
+        for (const std::string &each : end())
+            std::cerr << "vqhost: " << printable_lines(each) << std::endl;
 }
 
 } // namespace velt::host

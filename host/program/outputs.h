@@ -23,6 +23,8 @@ public:
     // Empties the files. Refuses to overwrite one of these, which the run reads too; then there are
     // no outputs. The texts of clients are those of a session in the language.
     void begin(const std::vector<std::string> &read, IntT language);
+    // Ends the files and tells what end() returns, unless that has been called.
+    ~Outputs();
     // Returns what is to receive the events of the session; empty when nothing is.
     TraceSink sink();
     // Cuts the recording off, if there is one, since the host itself has failed.
@@ -33,8 +35,9 @@ public:
     }
     // Throws when the run is interrupted, or when a file or what was printed is not complete.
     void check();
-    // Ends the files but the report. Throws std::runtime_error when what was written is lost.
-    void end();
+    // Ends the files but the report. Returns what of them is not complete or lost, and was not
+    // told.
+    std::vector<std::string> end();
 
 private:
     struct Named {
@@ -52,6 +55,7 @@ private:
     std::optional<SessionText> text_;
     std::optional<TraceOutput> trace_;
     std::optional<Recorder> recorder_;
+    bool ended_ = false;
 };
 
 } // namespace velt::host

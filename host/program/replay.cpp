@@ -135,7 +135,8 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
     host.end();
     replay.compare_exits();
     outputs.check();
-    outputs.end();
+    for (const std::string &each : outputs.end())
+        fail(each);
     if (recording.cut_off())
         std::cerr << "vqhost: " << printable(arguments.book)
                   << " was cut off; what it has was played"

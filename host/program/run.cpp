@@ -294,7 +294,8 @@ int run(const Arguments &arguments)
     std::cout.flush();
     if (!attempt.failed())
         attempt([&] { outputs.check(); });
-    attempt([&] { outputs.end(); });
+    for (const std::string &each : outputs.end())
+        attempt([&] { fail(each); });
     const bool well = checks.summarise();
     if (checks.empty())
         checks.met("the run"); // it has come to its end

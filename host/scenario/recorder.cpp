@@ -173,4 +173,23 @@ try {
                              (of_file ? of_file->code().message() : reason_of(error)));
 }
 
+std::vector<std::string> failures_of(std::optional<Recorder> &recorder,
+                                     std::optional<TraceOutput> &trace)
+{
+    std::vector<std::string> reasons;
+    const auto look = [&](auto &output) {
+        try {
+            if (output) {
+                output->check();
+                output->check_place();
+            }
+        } catch (const std::exception &error) {
+            reasons.push_back(reason_of(error));
+        }
+    };
+    look(recorder);
+    look(trace);
+    return reasons;
+}
+
 } // namespace velt::host

@@ -4,12 +4,14 @@
 #include <chrono>
 #include <exception>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "common/output_file.h"
 #include "host/scenario/recording.h"
 #include "host/scenario/redaction.h"
-#include "host/trace/trace.h"
+#include "host/trace/trace_output.h"
 
 namespace velt::host
 {
@@ -72,5 +74,9 @@ private:
     std::exception_ptr error_; // why the recording goes no farther
     bool told_ = false;        // by check()
 };
+
+// Returns of each why it is not complete, unless that was told, or lost.
+std::vector<std::string> failures_of(std::optional<Recorder> &recorder,
+                                     std::optional<TraceOutput> &trace);
 
 } // namespace velt::host

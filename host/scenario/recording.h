@@ -17,7 +17,7 @@
 namespace velt::host
 {
 
-// A line of a recording is no longer, with the comma at its end.
+// A line of a recording is no longer, with the comma at its end. Only tests set it.
 inline std::size_t longest_line = std::size_t{256} << 20;
 
 // How a process has ended: with a status, or by a signal, which is 0 then. One of which nothing is

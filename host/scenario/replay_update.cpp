@@ -162,7 +162,7 @@ Replay::Place Replay::skip_to_end(int client)
         if (each.kind == RecordedEvent::end)
             return within-- == 0;
         within += each.kind == RecordedEvent::host_call && !each.waits &&
-                  each.procedure->number != callback::vq4_api_notify_1::number;
+                  is_handed_back(each.procedure->number);
         return false;
     });
     for (Place each = ahead_.begin(); end != ahead_.end() && each != end;) {

@@ -162,36 +162,18 @@ private:
         throw JsonError(step, "a step needs " + needed + hint);
     }
 
-    std::vector<HostCall> read_host_calls(const JsonNode &step, const char *member)
+    std::vector<HostCall> read_host_calls(const JsonNode &step, const std::string &member)
     {
         std::vector<HostCall> read;
         if (const JsonNode *list = step.member(member))
             attempt(problems_, [&] {
                 list->need(JsonNode::array);
                 for (const auto &each : list->members)
-                    attempt(problems_, [&] { read.push_back(read_host_call(each.second)); });
+                    attempt(problems_, [&] {
+                        read.push_back(read_host_call(each.second, member == "before"));
+                    });
             });
         return read;
-    }
-
-    // Refuses what would be expected in a call of the host that begins no turn of the client.
-    void refuse_turn(const JsonNode &call, const char *why)
-    {
-        for (const char *member : {"steps", "end"})
-            if (const JsonNode *node =
-                    call.type == JsonNode::object ? call.member(member) : nullptr)
-                problems_.emplace_back(*node, why);
-    }
-
-    // What is sent while the client waits for an answer begins none.
-    void refuse_turns(const JsonNode &step)
-    {
-        const JsonNode *before = step.member("before");
-        if (!before || before->type != JsonNode::array)
-            return;
-        for (const auto &[none, call] : before->members)
-            refuse_turn(call, "the client takes what is sent before an answer when it has handed "
-                              "control back; expect what it does then among the other steps");
     }
 
     std::string place(const JsonNode &node) const
@@ -246,7 +228,7 @@ private:
         });
     }
 
-    HostCall read_host_call(const JsonNode &node)
+    HostCall read_host_call(const JsonNode &node, bool is_before_answer = false)
     {
         need_names(node, {"callback", "arguments", "steps", "end"});
         const JsonNode *name = node.member("callback");
@@ -267,9 +249,17 @@ private:
                 {"any", HostCall::any}});
         if (const JsonNode *steps = node.member("steps"))
             attempt(problems_, [&] { read_steps(*steps, call.calls, nullptr); });
-        if (!is_handed_back(call.procedure->number))
-            refuse_turn(node, "a client does not answer a notification of the old style, so that "
-                              "nobody sees what it does in it");
+        const char *const no_turn =
+            !is_handed_back(call.procedure->number)
+                ? "a client does not answer a notification of the old style, so that nothing is in "
+                  "it; leave \"steps\" and \"end\" out"
+            : is_before_answer
+                ? "the client takes what is sent before an answer when it has handed control back; "
+                  "expect what it does then among the other steps"
+                : nullptr;
+        for (const char *member : {"steps", "end"})
+            if (no_turn && node.member(member))
+                problems_.emplace_back(*node.member(member), no_turn);
         return call;
     }
 
@@ -306,7 +296,6 @@ private:
         if (const JsonNode *answer = node.member("answer"))
             attempt(problems_, [&] { read_answer(*answer, call); });
         call.before = read_host_calls(node, "before");
-        refuse_turns(node);
         call.in = read_host_calls(node, "in");
         using procedure::api_vq_modal_dialog_1;
         if (node.member("in") && call.procedure &&

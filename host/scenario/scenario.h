@@ -24,13 +24,6 @@ struct Instead {
     std::size_t differences = SIZE_MAX;
 };
 
-// Returns whether a client hands such a call of the host back: it does not even answer a
-// notification of the old style.
-inline bool is_handed_back(rpcproc_t number)
-{
-    return number != callback::vq4_api_notify_1::number;
-}
-
 // A call of the host, and what the client is expected to do in it.
 struct HostCall {
     std::string place;                    // in the file: path, line and column

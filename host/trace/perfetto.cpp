@@ -139,8 +139,7 @@ std::string Perfetto::event(const TraceEvent &event, const SessionText &text)
         break;
     }
     case Direction::to_client: {
-        // A notification of the old style has no end.
-        const bool ends = event.number != callback::vq4_api_notify_1::number;
+        const bool ends = is_handed_back(event.number);
         if (ends)
             process.turns.push_back({event.number, !event.client_waits, event.time});
         JsonWriter object = slice(event, event.client_waits || !ends ? "i" : "B", event.time);

@@ -31,4 +31,11 @@ namespace callback
 
 #undef ROW
 
+// Returns whether a client hands such a call of the host back: it does not even answer a
+// notification of the old style.
+constexpr bool is_handed_back(rpcproc_t number)
+{
+    return number != callback::vq4_api_notify_1::number;
+}
+
 } // namespace velt::host

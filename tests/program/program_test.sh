@@ -147,6 +147,9 @@ wrote err "clients define some"
 ln -s /bin/true program
 run 1 run three.json --client "./program --x"
 wrote err "whose arguments are for --client-arg"
+echo text >notes
+run 1 run three.json --client "./notes of mine"
+! grep -F "whose arguments" err || fail "a text is taken for a program"
 run 2 run three.json --client ./program --record /dev/stderr
 wrote err "--record names the standard error"
 

@@ -203,7 +203,10 @@ TEST_F(Scenarios, ARecordingWithoutItsEndIsNotComplete)
 // or a line that is too long, before which the recording is cut off.
 TEST_F(Scenarios, WhatIsRecordedCanBeRead)
 {
-    const std::size_t limit = std::exchange(longest_line, 1000);
+    struct Shortened {
+        std::size_t before = std::exchange(longest_line, 1000);
+        ~Shortened() { longest_line = before; }
+    } shortened;
     Recorder recorder(OutputFile("cut"), text, {});
     recorder.begin(V_language_usenglish);
     TraceEvent event = {};
@@ -220,7 +223,6 @@ TEST_F(Scenarios, WhatIsRecordedCanBeRead)
     EXPECT_TRUE(recording.next());
     EXPECT_FALSE(recording.next());
     EXPECT_TRUE(recording.cut_off());
-    longest_line = limit;
 }
 
 TEST(Redactions, WhatIsScrubbedIsReplacedInLongerTextsOrTold)

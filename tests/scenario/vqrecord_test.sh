@@ -117,14 +117,15 @@ cat >limited <<END
 ulimit -f 1
 trap '' \$1
 grep '^Sig[BIC]' /proc/self/status >before
-exec "$vqrecord" -o small -- bash -c 'grep "^Sig[BIC]" /proc/self/status >after; exec "$built/wordcount"'
+exec "$vqrecord" -o small --trace-file small.trace -- bash -c 'grep "^Sig[BIC]" /proc/self/status >after; exec "$built/wordcount"'
 END
 chmod +x limited
 for ignored in XFSZ PIPE; do
-    rm -f small
+    rm -f small small.trace
     run 1 run tea.json --client ./limited --client-arg $ignored "choose Count Words"
     wrote out "The book has 98 words."
     wrote err "small: the recording is not complete: File too large"
+    wrote err "small.trace: the trace is not complete"
     cmp before after || fail "the client has other signals"
 done
 cp through kept

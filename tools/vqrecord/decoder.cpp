@@ -78,8 +78,7 @@ struct Reading {
 
 bool begins_turn(const host::Procedure &procedure)
 {
-    return procedure.number != vq_api_quit_1::number &&
-           procedure.number != vq4_api_notify_1::number;
+    return procedure.number != vq_api_quit_1::number && host::is_handed_back(procedure.number);
 }
 
 } // namespace

@@ -186,7 +186,7 @@ public:
     // Ends the files, the recording as one that was cut off or as a whole one. Returns whether they
     // have all that they are to have.
     bool end(bool cut_off)
-    try {
+    {
         if (!cut_off)
             recorder_->end();
         if (recorder_->empty())
@@ -195,16 +195,10 @@ public:
             std::cerr << "vqrecord: " << printable(each) << '\n';
         if (trace_)
             trace_->end();
-        recorder_->check();
-        recorder_->check_place();
-        if (trace_) {
-            trace_->check();
-            trace_->check_place();
-        }
-        return true;
-    } catch (const std::exception &error) {
-        std::cerr << "vqrecord: " << printable_lines(reason_of(error)) << std::endl;
-        return false;
+        const std::vector<std::string> failures = host::failures_of(recorder_, trace_);
+        for (const std::string &each : failures)
+            std::cerr << "vqrecord: " << printable_lines(each) << std::endl;
+        return failures.empty();
     }
     // Removes a new file in which there is nothing, too.
     void close() { recorder_.reset(); }
