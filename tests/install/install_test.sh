@@ -36,10 +36,10 @@ docs=$tree/share/doc/velt
 while IFS=: read -r file link; do
     [[ -e $(dirname "$file")/${link%%#*} ]] || fail "$file refers to $link, which is not there"
 done < <(grep -oE ']\([^:)]+\)' -r "$docs" --include='*.md' | grep -v include/ | tr -d '])(')
-for alias in V_ApiOpen V_ApiCopyStrings VA_errno VdeClT \
+for alias in V_ApiOpen V_ApiCopyStrings VA_errno VdeClT IntT VdeDrfBytes \
     $(nm -D --defined-only "$libdir/libvelt-vde.so" | sed -n 's/.* [^A] \([^@]*\).*/\1/p') \
     $(grep -oP '#define \KV_Mock\w+(?=\()' "$tree/include/velt/mock.h"); do
-    grep -Eq "^.(Nm|Fn) $alias\\b" "$tree/share/man/man3/$alias.3" || fail "no manual page of $alias"
+    grep -Eq "^.(Nm|Fn|It Dv) $alias\\b" "$tree/share/man/man3/$alias.3" || fail "no manual page of $alias"
 done
 [[ ! -e $tree/bin/vqpages ]] || fail "vqpages is installed"
 for lib in velt-api velt-vde velt-mock; do

@@ -181,21 +181,44 @@ std::vector<Structure> structures_in(const std::string &source)
     return found;
 }
 
+// Finds the scalar types of a header.
+std::vector<Structure> scalars_in(const std::string &source)
+{
+    static const Pattern row("(typedef [^;]*\\b(\\w+);) */\\* ([^*]*) \\*/");
+    std::vector<Structure> found;
+    for (auto it = row.search(source); it; it = row.search(source, it->end))
+        found.push_back({it->groups[2], "", it->groups[3] + ": " + it->groups[1]});
+    return found;
+}
+
 // Finds the numbers of a header by the comments before them.
 std::vector<Facts> numbers_in(const std::string &source)
 {
+    static const Pattern comment(" */\\*[^*]*\\*/");
     static const Pattern definition("(/\\* ([^*]*)\\. \\*/\n)?enum \\{([^}]*)\\}");
     static const Pattern row("/\\* ([^*]*)\\. \\*/\n|(\\w+) = (-?\\w+),? *(/\\* ([^*]*) \\*/)?");
     std::vector<Facts> found;
     for (auto each = definition.search(source); each; each = definition.search(source, each->end)) {
+        // The numbers of tables are facts().
+        if (each->groups[3].find("#include") != std::string::npos)
+            continue;
         if (found.empty() || !each->groups[2].empty())
             found.push_back({each->groups[2].empty() ? "Numbers" : each->groups[2], {}});
         const std::string &rows = each->groups[3];
-        for (auto it = row.search(rows); it; it = row.search(rows, it->end))
-            if (it->groups[2].empty())
+        std::vector<std::string> names = parts(comment.replace(rows, ""));
+        std::erase(names, "");
+        for (auto it = row.search(rows); it; it = row.search(rows, it->end)) {
+            if (it->groups[2].empty()) {
                 found.push_back({it->groups[1], {}});
-            else
-                found.back().rows.push_back({it->groups[2], it->groups[3], it->groups[5]});
+                continue;
+            }
+            found.back().rows.push_back({it->groups[2], it->groups[3], it->groups[5]});
+            std::erase_if(names, [&](const std::string &name) {
+                return name.starts_with(it->groups[2] + " =");
+            });
+        }
+        if (!names.empty())
+            throw std::runtime_error(names.front() + ": no number follows the name");
     }
     return found;
 }
@@ -253,18 +276,19 @@ Family read_header(const fs::path &path, bool is_api)
             declaration.clear();
         } else {
             describes = true;
-            std::string more;
+            std::string behind;
             if (const auto found = remark.search(line)) {
-                more = ' ' + found->groups[1] + '.';
+                behind = found->groups[1];
                 line.resize(found->begin + 1);
             }
             declaration += line + ' ';
             if (!line.ends_with(';'))
                 continue;
             declaration = one_line(declaration);
-            if (auto call = parse(declaration, one_line(comment + more)))
+            if (auto call = parse(declaration, one_line(comment))) {
+                call->remark = behind;
                 add(*call);
-            else if (const auto type = function_type.search(declaration))
+            } else if (const auto type = function_type.search(declaration))
                 family.structures.push_back(
                     {type->groups[1], "", one_line(comment + ' ' + declaration)});
             declaration.clear();
@@ -395,6 +419,8 @@ Interface read_interface(const fs::path &root)
         interface.families.push_back(read_header(path, false));
     for (Family &family : interface.families) {
         if (family.name == "values") {
+            for (const Structure &each : scalars_in(read_file(root / "include/velt/scalars.h")))
+                family.structures.push_back(each);
             for (const Structure &each : structures_in(read_file(root / values)))
                 family.structures.push_back(each);
             for (const ListRow &list : list_types())

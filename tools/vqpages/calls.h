@@ -34,6 +34,7 @@ struct Call {
     bool is_function;
     std::string extent; // of a variable that is an array, with its brackets
     std::string note;   // applies to this call and those after it
+    std::string remark; // behind it on its line
     std::string comment;
     // From the sources: the stub that the call uses, and what it returns for each outcome if its
     // shape determines that; otherwise the comment says so.
@@ -42,10 +43,10 @@ struct Call {
     std::string release; // what releases the result
 };
 
-// A structure, union, list or type of a function that calls take or return.
+// A structure, union, list, scalar or type of a function that calls take or return.
 struct Structure {
     std::string name;
-    std::string fields; // empty for a function
+    std::string fields; // empty for what has none
     std::string comment;
 };
 

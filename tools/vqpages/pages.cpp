@@ -75,10 +75,19 @@ std::string flowed(const std::string &text)
 std::string referring(const Interface &interface, std::string text)
 {
     for (const Family &family : interface.families) {
-        const Pattern header(("(^|[ (])" + family.name + "\\.h\\b").c_str());
+        const std::string folder = family.is_api ? "api/" : "vde/";
+        const Pattern header(
+            ("(^|[ (\"])(velt/)?(" + folder + ")?" + family.name + "\\.h\\b").c_str());
         text = header.replace(text, "\\1velt-" + family.name + "(3)");
     }
     return text;
+}
+
+// One argument of a macro.
+std::string one_argument(const std::string &text)
+{
+    static const Pattern quote("\"");
+    return '"' + quote.replace(text, "\"\"") + '"';
 }
 
 std::string uncapitalised(std::string text)
@@ -95,7 +104,10 @@ std::string upper(std::string text)
     return text;
 }
 
-constexpr std::string_view facts_family = "facts";
+std::vector<Facts> numbers(const Family &family)
+{
+    return family.name == "facts" ? facts() : family.numbers;
+}
 
 std::string man_page(const Interface &interface, const Family &family)
 {
@@ -106,8 +118,11 @@ std::string man_page(const Interface &interface, const Family &family)
         out << " ,\n.Nm " << call.name;
     for (const Structure &each : family.structures)
         out << " ,\n.Nm " << each.name;
-    out << "\n.Nd " << uncapitalised(family.about) << "\n.Sh SYNOPSIS\n.In velt/"
-        << (family.is_api ? "api.h\n" : "vde.h\n");
+    const std::string library = family.is_api ? "api" : "vde";
+    out << "\n.Nd " << uncapitalised(family.about) << "\n.Sh LIBRARY\n"
+        << "Programs are linked with what\n.Ql pkg-config --libs velt-" << library
+        << "\nprints, or by CMake with\n.Ql Velt::" << library << " .\n.Sh SYNOPSIS\n.In velt/"
+        << library << ".h\n";
     for (const Call &call : family.calls) {
         if (!call.is_function) {
             out << ".Vt extern " << call.type << ' ' << call.name << call.extent << " ;\n";
@@ -126,7 +141,8 @@ std::string man_page(const Interface &interface, const Family &family)
         if (!in_list || !call.note.empty())
             out << ".Bl -tag -width Ds\n";
         in_list = true;
-        out << (call.is_function ? ".It Fn " : ".It Va ") << call.name << '\n';
+        out << (call.is_function ? ".It Fn " : ".It Va ") << call.name
+            << (call.remark.empty() ? "" : " Pq " + one_argument(call.remark)) << '\n';
         // What is said of several calls is said once, after the last.
         const bool is_last = &call == &family.calls.back();
         if (is_last || !call.stub.empty() || about(call) != about(*(&call + 1)))
@@ -148,7 +164,7 @@ std::string man_page(const Interface &interface, const Family &family)
                           (each.fields.empty() ? "" : " Fields: " + each.fields + '.'));
         out << ".El\n";
     }
-    for (const Facts &each : family.name == facts_family ? facts() : family.numbers) {
+    for (const Facts &each : numbers(family)) {
         out << ".Ss " << each.about << "\n.Bl -tag -width Ds\n";
         for (const auto &[name, number, meaning] : each.rows)
             out << ".It Dv " << name << " Pq " << number << '\n' << flowed(meaning);
@@ -262,6 +278,9 @@ std::map<std::string, std::string> man_aliases(const Interface &interface)
             aliases[call.name + ".3"] = page;
         for (const Structure &each : family.structures)
             aliases[each.name + ".3"] = page;
+        for (const Facts &each : numbers(family))
+            for (const Facts::Fact &row : each.rows)
+                aliases[row.name + ".3"] = page;
     }
     return aliases;
 }

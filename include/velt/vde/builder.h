@@ -15,7 +15,7 @@ enum {
     /* Bits of the flags. */
     VdeClCallersBuffer = 0x1, /* the buffer belongs to the caller */
     VdeClFixed = 0x2,         /* the buffer may not be resized */
-    VdeClOverflow = 0x4       /* it would have had to be resized */
+    VdeClOverflow = 0x4       /* VdeClSetSize or VdeClTrim was to resize a fixed buffer */
 };
 
 /* A builder. The caller owns the structure; the buffer is the builder's, V_Free it, unless the
@@ -42,7 +42,8 @@ void VdeClInitWithBuffer(VdeClT *cl, UCharT *buf, IntT bufSize, IntT growBy);
  * buffer as overflowed; a caller's buffer is never made smaller. A negative size ends the process.
  */
 void VdeClSetSize(VdeClT *cl, IntT newSize);
-/* 1 when a fixed buffer should have been resized, else 0. */
+/* 1 when VdeClSetSize or VdeClTrim was to resize a fixed buffer, else 0; bytes that were appended
+ * to a full one, and dropped, do not count. */
 IntT VdeClOverflowed(const VdeClT *cl);
 /* Appends a byte n times. */
 IntT VdeClAdd1CharNTimes(VdeClT *cl, UCharT ch, IntT n);

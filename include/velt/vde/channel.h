@@ -54,7 +54,7 @@ IntT V_ChannelFlush(V_ChannelT *ch);
 /* 1 if a read has met the end of the file, else 0; 0 for null. */
 IntT V_ChannelEof(V_ChannelT *ch);
 
-/* The channel must not be null in the routines below. */
+/* A null channel ends the process in the routines below. */
 
 /* Items of the channel are little-endian from now on. */
 void V_SetByteOrder(V_ChannelT *ch);

@@ -20,16 +20,17 @@ enum {
     VdeEncCnsEuc = 9, /* Traditional Chinese */
     VdeEncGbEuc = 10, /* Simplified Chinese */
     VdeEncHz = 11,
-    VdeEncKscEuc = 12, /* Korean */
-    VdeEncSymbol = 13, /* of the fonts of these names */
-    VdeEncZapfDingbats = 14,
-    VdeEncWingdings = 15,
+    VdeEncKscEuc = 12,       /* Korean */
+    VdeEncSymbol = 13,       /* of the font of this name */
+    VdeEncZapfDingbats = 14, /* of the font of this name */
+    VdeEncWingdings = 15,    /* of the font of this name */
     VdeEncUtf8 = 16,
     VdeEncLast = VdeEncUtf8
 };
 
+/* Types of names. */
 enum {
-    VdeEncMimeName = 0x1 /* type of a name: the one that MIME gives the encoding */
+    VdeEncMimeName = 0x1 /* the one that MIME gives the encoding */
 };
 
 VELT_BEGIN_DECLS
@@ -57,11 +58,15 @@ UIntT V_TextEncToFontEnc(UIntT textEnc);
 StringT VdeVQControlToExternal(StringT s);
 StringT VdeExternalControlToVQ(StringT s);
 
-/* Returns a new string in another encoding; V_Free it. Null when there is no conversion between the
- * two, when the text is cut off inside a character, and when the result is empty. A character
- * without an equivalent ends the result of a conversion between single-byte encodings. An id above
- * VdeEncLast to convert from, and a font's or unknown encoding to convert Quire text to, end the
- * process. */
+/* Returns a new string in another encoding; V_Free it. Quire text converts to all but the encodings
+ * of fonts, text of the other single-byte encodings to Quire; the three Japanese encodings, the two
+ * of Traditional Chinese, and those of Simplified Chinese convert among themselves. Quire, Latin-1,
+ * the encodings of fonts and, once V_FdeInitUnicode has read their tables, Shift-JIS, Big5, GB EUC
+ * and KSC EUC convert to UTF-8; UTF-8 converts to nothing else. vqconv -l lists it. Null when there
+ * is no conversion between the two, when the text is cut off inside a character, and when the
+ * result is empty. A character without an equivalent ends the result of a conversion between
+ * single-byte encodings. An id above VdeEncLast to convert from, and a font's or unknown encoding
+ * to convert Quire text to, end the process. */
 StringT V_StrConvertEnc(const char *text, UIntT fromEnc, UIntT toEnc);
 
 VELT_END_DECLS

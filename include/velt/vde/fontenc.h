@@ -92,7 +92,7 @@ IntT V_StrQsortCmpEnc(const void *pa, const void *pb, UIntT enc);
 void V_StrTruncEnc(StringT s, IntT N, UIntT enc);
 
 /* Copies src into the N bytes of dst: at most N - 1 bytes, and a terminator. Returns the number of
- * bytes copied. */
+ * bytes copied. N below 1 counts as 1. */
 IntT V_StrCpyNEnc(StringT dst, const char *src, IntT N, UIntT enc);
 
 /* Appends src to what stands in the N bytes of dst. Returns the new length; 0 for a null dst and

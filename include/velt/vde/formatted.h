@@ -2,8 +2,9 @@
  *
  * The conversions are those of printf among "dioxXucsfeEgGp%n". Every integer conversion takes one
  * 32-bit int, with "l" too, so that no long is printed by them; "%n" stores 32 bits, after "h" 16.
- * "%s" of null is empty, and other letters are copied with their "%". A format that ends inside a
- * conversion is formatted up to there.
+ * "%s" of null is empty. A conversion goes from its "%" to the next of these letters: with another
+ * letter in between, as in "%y: %d", all of it is copied. A format that ends inside a conversion is
+ * formatted up to there.
  */
 #ifndef VELT_VDE_FORMATTED_H
 #define VELT_VDE_FORMATTED_H

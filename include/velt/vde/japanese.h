@@ -1,4 +1,5 @@
-/* Japanese text: 7-bit JIS (two-byte characters between escape sequences), Shift-JIS and EUC.
+/* Conversions of Japanese text: 7-bit JIS (two-byte characters between escape sequences), Shift-JIS
+ * and EUC.
  *
  * A converter appends the first srcLen bytes of src, converted, to a builder. It returns 0, or -1
  * when the text is cut off inside a character; what came before is then in the builder. Bytes that

@@ -1,5 +1,5 @@
 /* The host's user-interface languages: their numbers, the names of their directories, and their
- * encodings; V_language_usenglish, say, in api/facts.h, is a number. */
+ * encodings. V_language_usenglish, say, of velt/api/facts.h is a number. */
 #ifndef VELT_VDE_LANGUAGE_H
 #define VELT_VDE_LANGUAGE_H
 

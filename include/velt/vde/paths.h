@@ -10,7 +10,7 @@
  *
  * A buffer for a name has V_FileNameSize bytes and one for a segment V_FileSegmentSize, terminator
  * included; what does not fit is cut off. Null strings read as empty; a null name to be changed in
- * place is left alone. Where a comment says what an argument must be, any other ends the process.
+ * place is left alone. Where it is said what an argument must be, any other ends the process.
  */
 #ifndef VELT_VDE_PATHS_H
 #define VELT_VDE_PATHS_H
@@ -56,7 +56,8 @@ VELT_BEGIN_DECLS
  * relative name is resolved against the directory of the anchor's file; without anchor it stays
  * relative. */
 
-/* From a Unix name; "~", "~user" and "$VARIABLE" are expanded, "." and ".." are resolved. */
+/* From a Unix name; "~", "~user" and "$VARIABLE" are expanded, "." and ".." are resolved: a ".."
+ * with nothing before it is dropped. */
 V_FilePathT *V_UnixToFilePath(const char *unixName, const V_FilePathT *anchor);
 /* From the name of another platform, which is kept as it is. */
 V_FilePathT *V_MacToFilePath(const char *macName);
@@ -66,7 +67,8 @@ V_FilePathT *V_DosToFilePath(const char *dosName);
 V_FilePathT *V_DIToFilePath(const char *diName, const V_FilePathT *anchor);
 /* Stores the DI name of a file path, and its length in bytes, relative to the directory of the
  * anchor's file if an anchor is given. Returns 0, or -1 for an invalid structure and when memory
- * runs out; the results are then null and 0. V_Free the name. The addresses must not be null, the
+ * runs out; the results are then null and 0. V_Free the name. A "<" or backslash in the name is
+ * written as it is, so that such a name does not come back. The addresses must not be null, the
  * file paths not relative, and with an anchor both names must be absolute. */
 IntT V_FilePathToDI(const V_FilePathT *path, const V_FilePathT *anchor, StringT *diName,
                     IntT *diLen);

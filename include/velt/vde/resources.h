@@ -2,7 +2,7 @@
  *
  * A file holds a header of six numbers of 32 bits (the sixth is the number of strings), an index of
  * ids (16 bits, ascending) and file offsets (32 bits), all big-endian, and at each offset a line of
- * text.
+ * text. vqsre makes such files.
  */
 #ifndef VELT_VDE_RESOURCES_H
 #define VELT_VDE_RESOURCES_H
@@ -54,16 +54,18 @@ IntT V_SrInit(const char *name, const char *language);
 const char *VdeSrError(void);
 
 /* Puts a string into the size bytes of buf, with "%0" to "%9" and "%{0}" to "%{9}" replaced by the
- * arguments, and "%u" by the language. Each letter of argTypes says what one argument is, ten at
- * most: d an int in decimal, x and X in hexadecimal, f a double, s a string, r the id of another
- * string, which is inserted with its own references unanswered, p a pointer, which inserts nothing.
- * A text too long for what has to follow it is shortened in its middle. 0, or -1 when there is no
- * such string (buf gets "???") and when memory runs out (buf is left alone). */
+ * arguments, or by "???" where there is none, "%u" by the language, and "%%" by "%". Each letter of
+ * argTypes says what one argument is, ten at most: d an int in decimal, x and X in hexadecimal, f a
+ * double with three decimals, s a string, r the id of another string, which is inserted with its
+ * own references unanswered, p a pointer, which inserts nothing. An argument too long for the text
+ * that has to follow it is shortened in its middle, and what then does not fit is cut off. 0, or -1
+ * when there is no such string (buf gets "???") and when memory runs out (buf is left alone). */
 IntT V_SrGetF(IntT id, StringT buf, IntT size, const char *argTypes, ...);
 IntT V_SrGetVF(IntT id, StringT buf, IntT size, const char *argTypes, va_list arguments);
 /* V_SrGetF without arguments. */
 IntT V_SrGetN(IntT id, StringT buf, IntT size);
-/* Returns a new copy of the string, of 511 bytes at most. V_Free it. */
+/* Returns a new copy of the string, of 511 bytes at most, of "???" when there is no such string;
+ * null when memory runs out. V_Free it. */
 StringT V_SrCopy(IntT id);
 
 /* A hook that the library asks first for every string: it returns 0 when it has put the string into

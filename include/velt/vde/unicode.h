@@ -2,7 +2,8 @@
  *
  * Text of the encodings VdeEncQuire, VdeEncIsoLatin1, VdeEncSymbol, VdeEncZapfDingbats and
  * VdeEncWingdings converts by built-in tables; that of VdeEncShiftJis, VdeEncKscEuc, VdeEncBig5 and
- * VdeEncGbEuc once V_FdeInitUnicode has read theirs. A character without a code point is dropped.
+ * VdeEncGbEuc once V_FdeInitUnicode has read theirs, which vqucod makes. A character without a code
+ * point is dropped.
  */
 #ifndef VELT_VDE_UNICODE_H
 #define VELT_VDE_UNICODE_H
@@ -45,7 +46,7 @@ IntT vdeTranslateToUnicode(VdeClT *cl, const char *src, IntT srcLen, UIntT enc);
 /* 1 for the printable characters of ASCII but the backslash and "~", else 0. */
 IntT V_LCharIsSafeForAscii(UIntT ch);
 
-/* 1 for a character that may stand in a name, or begin one when `first` is nonzero, else 0: those
+/* 1 for a character that may stand in a name, or begin one when "first" is nonzero, else 0: those
  * of XML 1.0, but only the hyphen of the punctuation. */
 IntT V_LCharIsSafeForName(UIntT ch, IntT first);
 
