@@ -24,6 +24,7 @@ Options options_of(const Subject &subject, std::shared_ptr<WatchedMapper> mapper
     // Only some points are about the ends of clients; in others a client that does not end is
     // killed.
     options.exit_limit = std::min(subject.limit, hurry);
+    options.patience = no_limit; // nobody watches
     options.port_mapper = std::move(mapper);
     options.interrupts = [] { return static_cast<int>(interrupts.count); };
     return options;

@@ -32,9 +32,6 @@ using std::chrono::milliseconds;
 constexpr UIntT host_connections = 4096;
 constexpr UIntT host_idle_connections = 64;
 
-// A person who has waited for so long is told for what.
-constexpr milliseconds patience = std::chrono::seconds(5);
-
 std::string show(milliseconds time)
 {
     return std::to_string(time.count()) + " ms";
@@ -489,6 +486,7 @@ bool Host::wait_for_exit(Client &client, milliseconds limit)
 bool Host::wait_for(const Client &client, const std::string &what,
                     const std::function<bool()> &done, milliseconds limit)
 {
+    const auto patience = options_.patience;
     if (limit <= patience || options_.in_process || options_.stop_at_start)
         return serve_until(done, limit);
     if (serve_until(done, patience))

@@ -20,6 +20,8 @@ struct Options {
     std::chrono::milliseconds start_limit = std::chrono::seconds(10); // until a client acknowledges
     std::chrono::milliseconds turn_limit = std::chrono::seconds(30);  // until it hands control back
     std::chrono::milliseconds exit_limit = std::chrono::seconds(5);   // until it exits after quit
+    // A person who has waited for so long is told for what.
+    std::chrono::milliseconds patience = std::chrono::seconds(5);
     TraceSink trace; // nothing is decoded for an empty one
     // Called when the host itself has failed in a call, so that its client has no proper answer. It
     // throws nothing, and may be empty.

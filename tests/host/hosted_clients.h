@@ -106,7 +106,7 @@ protected:
         std::signal(SIGCHLD, SIG_IGN);
         Options made;
         made.port_mapper = mapper;
-        made.start_limit = made.turn_limit = made.exit_limit = hang;
+        made.start_limit = made.turn_limit = made.exit_limit = made.patience = hang;
         return made;
     }
 

@@ -27,7 +27,7 @@ using Soak = HostedClients;
 TEST_F(Soak, NothingGrows)
 {
     setenv("SOAK", "", 1);
-    host.options().turn_limit = 1h; // however long it takes
+    host.options().turn_limit = host.options().patience = 1h; // however long it takes
     Client &client = start("", false, 1);
     constexpr IntT calls = 100'000, callbacks = 10'000;
     const auto round = [&](IntT of_calls, IntT of_callbacks) {
