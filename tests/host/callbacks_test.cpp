@@ -32,7 +32,7 @@ TEST_F(HostedClients, AModalDialogThatIsRefusedEndsItsWait)
 {
     Client &client = start("modal");
     EXPECT_TRUE(host.command(client, 1));
-    EXPECT_EQ(told.back(), "result " + std::to_string(no_such_object));
+    EXPECT_EQ(last_told(), "result " + std::to_string(no_such_object));
 }
 
 TEST_F(HostedClients, ModalDialogsWaitForTheirEndsAndNest)
@@ -56,7 +56,7 @@ TEST_F(HostedClients, ModalDialogsWaitForTheirEndsAndNest)
     EXPECT_EQ(host.command(client, 1).kind, Outcome::modal);
     EXPECT_EQ(host.dialog_event(client, 5, 2, 0).kind, Outcome::modal);
     EXPECT_TRUE(host.quit(client)) << "which ends both dialogs";
-    EXPECT_EQ(told.back(), "result " + std::to_string(cancelled) + " of 5");
+    EXPECT_EQ(last_told(), "result " + std::to_string(cancelled) + " of 5");
 }
 
 TEST_F(HostedClients, ScriptsEndModalDialogsOrRunIntoTheLimit)
@@ -83,7 +83,7 @@ TEST_F(HostedClients, ScriptsEndModalDialogsOrRunIntoTheLimit)
                   "ended it; \"dialog end\" does");
     host.options().turn_limit = hang;
     commands.run("dialog 0 0 2");
-    EXPECT_EQ(told.back(), "result 2 of 5");
+    EXPECT_EQ(last_told(), "result 2 of 5");
     EXPECT_EQ(error_of([&] { commands.run("dialog end"); }), "no client waits for a modal dialog");
     EXPECT_EQ(error_of([&] { commands.finish(); }), "");
 }
@@ -153,7 +153,7 @@ TEST_F(HostedClients, WhoCancelsWhatClientsDoCancelsNothingElse)
     EXPECT_EQ(host.message(client, "hello", 0, 0).kind, Outcome::late);
     EXPECT_TRUE(host.cancel_work());
     EXPECT_FALSE(host.take_cancel(other));
-    serve_until([&] { return told.back() == "cancelled" && client.turns.empty(); });
+    serve_until([&] { return last_told() == "cancelled" && client.turns.empty(); });
     // What is cancelled and does not ask is over with the turn.
     client.turns.begin("a call", 0);
     EXPECT_TRUE(host.cancel_work());
@@ -178,7 +178,7 @@ TEST_F(HostedClients, AClientThatHoldsControlIsNotifiedAfterwardsUnlessItIsTheCa
     EXPECT_TRUE(host.command(caller, 1));
     const std::string notified =
         "notify 1000000007 " + std::to_string(doc) + "  " + std::to_string(place.objId);
-    serve_until([&] { return told.back() == notified; });
+    serve_until([&] { return last_told() == notified; });
     EXPECT_EQ(told, (Lines{"command 1", "message hello 0 0", "changed", "answer 0", "errno -3",
                            notified}));
     EXPECT_TRUE(console.reports.empty()) << console.reports[0];
@@ -239,7 +239,7 @@ TEST_F(HostedClients, NotificationsComeToThoseWhoHaveAskedForThem)
     EXPECT_EQ(told, Lines{}) << "it has asked for none any more";
     host.command(client, V_notification_after_open);
     EXPECT_TRUE(host.command(client, 0)); // by which it creates a document
-    EXPECT_EQ(told.back(), "command 0");
+    EXPECT_EQ(last_told(), "command 0");
     EXPECT_TRUE(console.reports.empty()) << console.reports[0];
 }
 

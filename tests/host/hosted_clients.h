@@ -95,6 +95,8 @@ protected:
         EXPECT_TRUE(done());
     }
 
+    std::string last_told() const { return told.empty() ? "" : told.back(); }
+
     bool no_process_in_groups() const
     {
         return std::ranges::none_of(groups, [](pid_t group) { return kill(-group, 0) == 0; });

@@ -256,7 +256,7 @@ TEST_F(HostedClients, BreachesOfTurnTakingAreReported)
         console.reports.clear();
         Client &client = start(script);
         EXPECT_TRUE(host.command(client, 1));
-        serve_until([&, final = last] { return !console.reports.empty() && told.back() == final; });
+        serve_until([&, final = last] { return !console.reports.empty() && last_told() == final; });
         EXPECT_EQ(console.reports, Lines{client.title() + ": " + breach}) << script;
         EXPECT_TRUE(host.message(client, "goes on", 0, 0)) << script;
     }
@@ -267,7 +267,7 @@ TEST_F(HostedClients, SleepersAreHeldToTheLimitAndTheirEnd)
     EXPECT_EQ(host.command(start("die asleep"), 1).kind, Outcome::died);
     host.options().turn_limit = 200ms;
     EXPECT_EQ(host.command(start("sleep"), 1).kind, Outcome::late);
-    serve_until([&] { return told.back() == "slept"; });
+    serve_until([&] { return last_told() == "slept"; });
 }
 
 TEST_F(HostedClients, ProgramsRunOnlyIfAllowedAndEndWithTheHost)
@@ -276,7 +276,7 @@ TEST_F(HostedClients, ProgramsRunOnlyIfAllowedAndEndWithTheHost)
         setenv("VQTEST_SHELL", command, 1);
         EXPECT_TRUE(host.command(start(""), 1));
         unsetenv("VQTEST_SHELL");
-        return told.back();
+        return last_told();
     };
     EXPECT_EQ(shell("exit 3"), "shell " + std::to_string(not_permitted));
     EXPECT_TRUE(console.reported("--allow-programs"));
@@ -285,13 +285,13 @@ TEST_F(HostedClients, ProgramsRunOnlyIfAllowedAndEndWithTheHost)
               "shell 3");
     EXPECT_EQ(shell("kill -9 $$"), "shell 137");
     EXPECT_TRUE(host.command(start("run"), 1));
-    const pid_t program = std::stoi(told.back());
+    const pid_t program = std::stoi(last_told());
     EXPECT_EQ(kill(program, 0), 0);
     setenv("VQTEST_SHELL", "sleep 86400", 1);
     Client &client = start("");
     host.options().turn_limit = 200ms;
     EXPECT_EQ(host.command(client, 1).kind, Outcome::late);
-    serve_until([&] { return told.back() == "shell 137"; });
+    serve_until([&] { return last_told() == "shell 137"; });
     unsetenv("VQTEST_SHELL");
     host.end();
     EXPECT_EQ(kill(program, 0), -1);
@@ -301,7 +301,7 @@ TEST_F(HostedClients, WhatIsNotUnderstoodIsRefusedAndTheSessionGoesOn)
 {
     Client &client = start("bad calls");
     EXPECT_TRUE(host.command(client, 1));
-    EXPECT_EQ(told.back(),
+    EXPECT_EQ(last_told(),
               std::to_string(RPC_CANTDECODEARGS) + " " + std::to_string(RPC_PROCUNAVAIL));
     EXPECT_TRUE(console.reported("api_vq_get_string_1 has arguments that do not decode"));
     EXPECT_TRUE(console.reported("called procedure 4711, which is unknown"));
