@@ -303,8 +303,13 @@ bool ClientProcess::ended()
             look_for_strays();
         return ended_ && strays_.empty();
     }
-    if (int status = 0; !status_ && id_ != group_ && waitpid(id_, &status, WNOHANG) == id_)
-        status_ = status;
+    if (int status = 0; !status_ && id_ != group_) {
+        const pid_t found = waitpid(id_, &status, WNOHANG);
+        if (found == 0)
+            return false; // its status comes to this process, also while it shows as ended already
+        if (found == id_)
+            status_ = status;
+    }
     return status_ || (ended_ && !lives(id_, start_));
 }
 
