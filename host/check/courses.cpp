@@ -22,7 +22,9 @@ Course observed(const Subject &subject, const Step &step)
     session.carry_out(step);
     session.settle();
     // An end that was not announced is a failure here; others have points of their own.
-    const Client &client = session.client();
+    Client &client = session.client();
+    if (client.is_going() && !session.meddler.bailed_out)
+        session.host.wait_for_exit(client, subject.limit);
     if (!session.meddler.bailed_out && !client.running() && !client.ended_well())
         throw Violation{client.title() + ": " + client.ending() + ", after " + step.text};
     Course course{step, session.meddler.opened_dialog, session.meddler.bailed_out};

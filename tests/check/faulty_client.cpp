@@ -112,6 +112,7 @@ void read_the_book()
     used = true;
     if (has("leaves-and-fails")) {
         V_ApiDisconnectFromSession();
+        usleep(300'000); // longer than an end is waited for that was announced
         std::exit(3);
     }
     if (has("leaks-a-descriptor"))
