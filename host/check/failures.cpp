@@ -28,20 +28,35 @@ public:
     // Returns whether the client has been asleep as often as was looked lately.
     bool is_deep(const Client &client)
     {
-        if (const auto now = Clock::now(); now >= next_) {
-            ProcessFacts facts{};
-            const bool asleep = read_process(client.pid, facts) && facts.state == 'S';
-            looks_ = asleep ? looks_ + 1 : 0;
-            next_ = now + interval;
-        }
+        look(client);
         return looks_ >= enough_looks;
+    }
+    // Returns for how long the client has been asleep by now, with breaks or without.
+    milliseconds so_far(const Client &client)
+    {
+        look(client);
+        return so_far_;
     }
 
 private:
+    void look(const Client &client)
+    {
+        const auto now = Clock::now();
+        if (now < next_)
+            return;
+        ProcessFacts facts{};
+        const bool asleep = read_process(client.pid, facts) && facts.state == 'S';
+        looks_ = asleep ? looks_ + 1 : 0;
+        if (asleep)
+            so_far_ += interval;
+        next_ = now + interval;
+    }
+
     static constexpr milliseconds interval{10};
     static constexpr int enough_looks = 25;
     Clock::time_point next_;
     int looks_ = 0;
+    milliseconds so_far_{0};
 };
 
 std::string of_step(const Procedure &procedure, const Step &step)
@@ -185,7 +200,11 @@ void examine::slow_host(const Subject &subject)
         session.meddler.meddle = [&](Call &call) -> std::optional<Reaction> {
             if (std::exchange(delayed, true))
                 return {};
-            call.host.serve_until([&] { return !call.client.running(); }, delay);
+            // The client has its time only while it gets the processor when it wants that.
+            Sleep sleep;
+            call.host.serve_until(
+                [&] { return !call.client.running() || sleep.so_far(call.client) >= delay; },
+                subject.limit);
             // A client that waits sends nothing, and does not end the connection.
             pollfd more{call.client.caller, POLLIN, 0};
             if (!call.client.running() || call.client.caller < 0 || poll(&more, 1, 0) > 0)
