@@ -20,8 +20,7 @@ namespace velt::host
 namespace
 {
 
-constexpr timeval time_to_answer{1, 0};
-constexpr timeval time_to_find{3, 0};
+constexpr timeval time_to_answer{3, 0};
 
 // The limit is far above the number of clients in one person's session.
 constexpr std::size_t most_registrations = 4096;
@@ -65,7 +64,7 @@ bool MachinePortMapper::unset(UIntT program, UIntT version)
 
 in_port_t MachinePortMapper::find(UIntT program, UIntT version, unsigned protocol)
 {
-    return mapper_find(on_loopback(), program, version, protocol, time_to_find);
+    return mapper_find(on_loopback(), program, version, protocol, time_to_answer);
 }
 
 SessionPortMapper::SessionPortMapper(Report report)
