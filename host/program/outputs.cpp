@@ -98,7 +98,8 @@ try {
     for (auto *file : {&report, &trace_file_})
         if (*file)
             (*file)->begin();
-    if (record_file_) {
+    // Without a session there is nothing to record.
+    if (record_file_ && language != V_language_none) {
         recorder_.emplace(std::move(*record_file_), *text_, arguments_.record_fields);
         recorder_->begin(language);
     }
@@ -155,10 +156,12 @@ std::vector<std::string> Outputs::end()
 }
 
 Outputs::~Outputs()
-{
+try {
     if (!ended_)
         for (const std::string &each : end())
             std::cerr << "vqhost: " << printable_lines(each) << std::endl;
+} catch (const std::exception &) {
+    return; // what ends the run is told
 }
 
 } // namespace velt::host

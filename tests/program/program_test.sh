@@ -72,7 +72,7 @@ wrote err "script:2: "
 
 # The trace in JSON: one object a line.
 on_fresh_book 0 "${with[@]}" --trace=json "$up"
-! grep -v '^{.*}$\|^vqhost: the changes\|^client ' err || fail "a line of the JSON trace is no object"
+! grep -v '^{.*}$\|^vqhost: the changes\|the host waits' err || fail "a line of the JSON trace is no object"
 wrote err '"procedure":"api_vq_set_id_1"'
 on_fresh_book 0 "${with[@]}" --trace-file trace --filter "*_id_1" "$up"
 ! grep -q _id_1 err || fail "the trace goes elsewhere too"
@@ -150,6 +150,9 @@ wrote err "whose arguments are for --client-arg"
 echo text >notes
 run 1 run three.json --client "./notes of mine"
 ! grep -F "whose arguments" err || fail "a text is taken for a program"
+run 2 run none.json --client ./program --record unmade
+wrote err "cannot read the book none.json"
+[[ ! -e unmade ]] || fail "an empty recording is left"
 run 2 run three.json --client ./program --record /dev/stderr
 wrote err "--record names the standard error"
 
