@@ -135,8 +135,11 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
     host.end();
     replay.compare_exits();
     outputs.check();
-    for (const std::string &each : outputs.end())
-        fail(each);
+    if (const auto lost = outputs.end(); !lost.empty()) {
+        for (std::size_t i = 1; i < lost.size(); i++)
+            std::cerr << "vqhost: " << printable_lines(lost[i]) << std::endl;
+        fail(lost.front());
+    }
     if (recording.cut_off())
         std::cerr << "vqhost: " << printable(arguments.book)
                   << " was cut off; what it has was played"
