@@ -200,11 +200,12 @@ void examine::slow_host(const Subject &subject)
         session.meddler.meddle = [&](Call &call) -> std::optional<Reaction> {
             if (std::exchange(delayed, true))
                 return {};
-            // The client has its time only while it gets the processor when it wants that.
+            // The client has its time only while it gets the processor when it wants that; one that
+            // never sleeps has more.
             Sleep sleep;
             call.host.serve_until(
                 [&] { return !call.client.running() || sleep.so_far(call.client) >= delay; },
-                subject.limit);
+                std::min(subject.limit, 10 * delay));
             // A client that waits sends nothing, and does not end the connection.
             pollfd more{call.client.caller, POLLIN, 0};
             if (!call.client.running() || call.client.caller < 0 || poll(&more, 1, 0) > 0)
