@@ -55,7 +55,7 @@ public:
 class MachinePortMapper : public PortMapper
 {
 public:
-    // Returns whether it answers within a second.
+    // Returns whether it answers within three seconds.
     static bool answers();
     // Returns why clients cannot use it and what helps; empty when they can.
     static std::string hindrance();

@@ -293,7 +293,7 @@ Outcome Host::call(Client &client, const Procedure &procedure, void *argument)
                      name + " is not called: the client holds control since " +
                          std::string(client.turns.innermost().procedure));
     // A client heeds no notification of the old style, and does not even answer it.
-    if (procedure.number == callback::vq4_api_notify_1::number)
+    if (!is_handed_back(procedure.number))
         return send(client, procedure, argument);
     const bool ends_modal_wait = procedure.number == callback::vq_api_dialog_event_1::number &&
                                  !is_bytes(procedure.argument.shape) &&

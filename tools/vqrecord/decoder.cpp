@@ -153,7 +153,7 @@ void Decoder::begin(Caller caller, int connection, const Message &call)
     open_.back().put_off = client.being_answered && begins_turn(*procedure);
     if (!open_.back().put_off)
         begin_turn(open_.back());
-    if (procedure->number == vq4_api_notify_1::number)
+    if (!host::is_handed_back(procedure->number))
         open_.pop_back(); // it gets no answer
 }
 

@@ -168,7 +168,8 @@ void Relay::send(Tunnel &tunnel, End &to, const Message &message)
         lose(tunnel, to);
 }
 
-// Ends a connection because of what one end is, or sends, or because something is lacking here.
+// Ends a connection, and with it all others, because of what one end is, or sends, or because
+// something is lacking here.
 void Relay::refuse(Tunnel &tunnel, const std::string &why)
 {
     end(tunnel);

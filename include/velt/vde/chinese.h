@@ -1,9 +1,9 @@
 /* Conversions of Chinese text: Big5 and the EUC form of CNS 11643, which number the same characters
  * in different orders; the EUC form of GB 2312, and HZ, which is the same in 7 bits.
  *
- * A converter appends the first srcLen bytes of src, converted, to a builder. It returns 0, or -1
- * when the text is cut off inside a character; what came before is then in the builder. Nothing is
- * done for a null builder, null text and a length below 1.
+ * A converter appends the first srcLen bytes of src, converted, to a builder. It returns 0, or
+ * -1, from GB 2312 and HZ, when the text is cut off inside a character; what came before is then in
+ * the builder. Nothing is done for a null builder, null text and a length below 1.
  */
 #ifndef VELT_VDE_CHINESE_H
 #define VELT_VDE_CHINESE_H

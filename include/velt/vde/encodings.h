@@ -59,14 +59,15 @@ StringT VdeVQControlToExternal(StringT s);
 StringT VdeExternalControlToVQ(StringT s);
 
 /* Returns a new string in another encoding; V_Free it. Quire text converts to all but the encodings
- * of fonts, text of the other single-byte encodings to Quire; the three Japanese encodings, the two
- * of Traditional Chinese, and those of Simplified Chinese convert among themselves. Quire, Latin-1,
+ * of fonts, Latin-1, ASCII, ANSI and Mac text to Quire; the three Japanese encodings, the two of
+ * Traditional Chinese, and those of Simplified Chinese convert among themselves. Quire, Latin-1,
  * the encodings of fonts and, once V_FdeInitUnicode has read their tables, Shift-JIS, Big5, GB EUC
- * and KSC EUC convert to UTF-8; UTF-8 converts to nothing else. vqconv -l lists it. Null when there
- * is no conversion between the two, when the text is cut off inside a character, and when the
- * result is empty. A character without an equivalent ends the result of a conversion between
- * single-byte encodings. An id above VdeEncLast to convert from, and a font's or unknown encoding
- * to convert Quire text to, end the process. */
+ * and KSC EUC convert to UTF-8. Each converts to itself as it is, UTF-8 to nothing else. vqconv -l
+ * lists it. Null when there is no conversion between the two, when nothing is converted, and, among
+ * the Japanese encodings and those of Simplified Chinese, when the text is cut off inside a
+ * character. A character without an equivalent ends the result of a conversion between single-byte
+ * encodings. An id above VdeEncLast to convert from to another, and a font's or unknown encoding to
+ * convert Quire text to, end the process. */
 StringT V_StrConvertEnc(const char *text, UIntT fromEnc, UIntT toEnc);
 
 VELT_END_DECLS

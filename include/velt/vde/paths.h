@@ -52,9 +52,9 @@ struct V_ChannelT;
 VELT_BEGIN_DECLS
 
 /* The constructors return a new file path, for V_FilePathFree; null for a name that is null or
- * empty, for an anchor in use that is not valid or is relative, and when memory runs out. A
- * relative name is resolved against the directory of the anchor's file; without anchor it stays
- * relative. */
+ * empty, or of which nothing is left, for an anchor in use that is not valid or is relative, and
+ * when memory runs out. A relative name is resolved against the directory of the anchor's file;
+ * without anchor it stays relative. */
 
 /* From a Unix name; "~", "~user" and "$VARIABLE" are expanded, "." and ".." are resolved: a ".."
  * with nothing before it is dropped. */

@@ -57,9 +57,10 @@ const char *VdeSrError(void);
  * arguments, or by "???" where there is none, "%u" by the language, and "%%" by "%". Each letter of
  * argTypes says what one argument is, ten at most: d an int in decimal, x and X in hexadecimal, f a
  * double with three decimals, s a string, r the id of another string, which is inserted with its
- * own references unanswered, p a pointer, which inserts nothing. An argument too long for the text
- * that has to follow it is shortened in its middle, and what then does not fit is cut off. 0, or -1
- * when there is no such string (buf gets "???") and when memory runs out (buf is left alone). */
+ * own references unanswered, p a pointer, which inserts nothing. The string is cut to the size of
+ * buf first; an argument other than r that is too long for the text that has to follow it is
+ * shortened in its middle, or cut off where there is room for less than 6 bytes. 0, or -1 when
+ * there is no such string (buf gets "???") and when memory runs out (buf is left alone). */
 IntT V_SrGetF(IntT id, StringT buf, IntT size, const char *argTypes, ...);
 IntT V_SrGetVF(IntT id, StringT buf, IntT size, const char *argTypes, va_list arguments);
 /* V_SrGetF without arguments. */
