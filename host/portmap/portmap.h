@@ -55,7 +55,7 @@ public:
 class MachinePortMapper : public PortMapper
 {
 public:
-    // Returns whether it answers within three seconds.
+    // Returns whether it answers, for which it has a limited time.
     static bool answers();
     // Returns why clients cannot use it and what helps; empty when they can.
     static std::string hindrance();

@@ -61,9 +61,11 @@ wrote err "old-style notification"
 wrote through '"callback":"vq4_api_notify_1"'
 run 0 replay through --client "$built/wordcount"
 
-# A host that ends the connection right behind a message.
+# A host that ends the connection right behind a message; whether vqrecord sees both at once is luck.
 echo '{"others": "model", "steps": [{"call": "api_vq_alert_1", "answer": "close"}]}' >scenario
-recorded 1 "$built/wordcount" --scenario scenario "choose Count Words"
+for _ in {1..20}; do
+    recorded 1 "$built/wordcount" --scenario scenario "choose Count Words"
+done
 wrote err "exited with status 1 while it held control"
 
 # Calls that nobody can read.
