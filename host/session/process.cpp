@@ -31,8 +31,9 @@ namespace velt::host
 namespace
 {
 
-[[noreturn]] void become(const Startup &what, const std::string &identity,
-                         const std::string &port_mapper, bool stopped, int failure)
+[[noreturn]] void become(const Startup &what, std::vector<char *> &words,
+                         const std::string &identity, const std::string &port_mapper, bool stopped,
+                         int failure)
 {
     setpgid(0, 0);
     for (int signal = 1; signal < NSIG; ++signal)
@@ -54,10 +55,6 @@ namespace
         setenv("VQPMAP", port_mapper.c_str(), 1);
     for (const std::string &each : what.environment)
         putenv(const_cast<char *>(each.c_str()));
-    std::vector<char *> words{const_cast<char *>(what.path.c_str())};
-    for (const std::string &each : what.arguments)
-        words.push_back(const_cast<char *>(each.c_str()));
-    words.push_back(nullptr);
     if (stopped) {
         // This lets any debugger trace the client where the system allows only parents to.
         prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
@@ -114,11 +111,16 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
         throw std::system_error(errno, std::generic_category(), "pipe");
     const Descriptor in(ends[0]);
     Descriptor out(ends[1]);
+    // In the new process nothing may fail that unwinds.
+    std::vector<char *> words{const_cast<char *>(what.path.c_str())};
+    for (const std::string &each : what.arguments)
+        words.push_back(const_cast<char *>(each.c_str()));
+    words.push_back(nullptr);
     group_ = fork();
     if (group_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
     if (group_ == 0)
-        become(what, identity, port_mapper, stopped, out.get());
+        become(what, words, identity, port_mapper, stopped, out.get());
     setpgid(group_, group_);
     out = Descriptor();
     int error = 0;
