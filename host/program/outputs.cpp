@@ -98,8 +98,7 @@ try {
     for (auto *file : {&report, &trace_file_})
         if (*file)
             (*file)->begin();
-    // Without a session there is nothing to record.
-    if (record_file_ && language != V_language_none) {
+    if (record_file_) {
         recorder_.emplace(std::move(*record_file_), *text_, arguments_.record_fields);
         recorder_->begin(language);
     }
@@ -110,6 +109,14 @@ try {
     const bool colour = !trace_file_ && coloured(STDERR_FILENO);
     trace_.emplace(std::move(trace_file_), format.make(colour),
                    arguments_.filter.value_or(TraceFilter()));
+} catch (const std::system_error &error) {
+    misuse(error.what());
+}
+
+void Outputs::begin_report()
+try {
+    if (report)
+        report->begin();
 } catch (const std::system_error &error) {
     misuse(error.what());
 }

@@ -23,6 +23,9 @@ public:
     // Empties the files. Refuses to overwrite one of these, which the run reads too; then there are
     // no outputs. The texts of clients are those of a session in the language.
     void begin(const std::vector<std::string> &read, IntT language);
+    // Has the report alone begin: it tells why there is no session. The other files stay as they
+    // are.
+    void begin_report();
     // Ends the files and tells what end() returns, unless that has been called.
     ~Outputs();
     // Returns what is to receive the events of the session; empty when nothing is.

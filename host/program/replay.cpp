@@ -92,7 +92,7 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
     try {
         opened.emplace(arguments.book);
     } catch (...) {
-        outputs.begin({}, V_language_none); // the report tells why nothing is played
+        outputs.begin_report();
         throw;
     }
     Recording &recording = *opened;
@@ -134,12 +134,8 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
     }
     host.end();
     replay.compare_exits();
-    outputs.check();
-    if (const auto lost = outputs.end(); !lost.empty()) {
-        for (std::size_t i = 1; i < lost.size(); i++)
-            std::cerr << "vqhost: " << printable_lines(lost[i]) << std::endl;
-        fail(lost.front());
-    }
+    if (interrupts.signal)
+        throw Interrupted();
     if (recording.cut_off())
         std::cerr << "vqhost: " << printable(arguments.book)
                   << " was cut off; what it has was played"
@@ -150,8 +146,15 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
         checks.unmet("replay", replay.difference());
         if (update)
             std::cerr << "vqhost: it cannot be played on, so the recording stays as it was\n";
-        return failed;
     }
+    const auto lost = outputs.end();
+    for (const std::string &each : lost) {
+        std::cerr << "vqhost: " << printable_lines(each) << std::endl;
+        checks.failed(each);
+    }
+    if (!lost.empty() || !replay.difference().empty())
+        return failed;
+    outputs.check();
     cast.check();
     checks.met("replay");
     if (update)
@@ -186,7 +189,11 @@ int replay(const Arguments &arguments)
         code = play(arguments, outputs, checks);
     } catch (const std::exception &reason) {
         checks.failed(reason_of(reason));
-        report();
+        try {
+            report();
+        } catch (const std::exception &error) {
+            std::cerr << "vqhost: " << printable_lines(reason_of(error)) << std::endl;
+        }
         throw;
     }
     report();

@@ -115,7 +115,7 @@ UIntT load(BookFile &file, Model &model, Documents &documents, const Arguments &
             if (const std::string path = documents.component_file(each); !path.empty())
                 read.push_back(path);
     } catch (...) {
-        outputs.begin({}, model.language()); // the report tells why there is no book
+        outputs.begin_report();
         throw;
     }
     outputs.begin(read, model.language());

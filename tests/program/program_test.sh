@@ -150,9 +150,10 @@ wrote err "whose arguments are for --client-arg"
 echo text >notes
 run 1 run three.json --client "./notes of mine"
 ! grep -F "whose arguments" err || fail "a text is taken for a program"
-run 2 run none.json --client ./program --record unmade
+echo text >earlier
+run 2 run none.json --client ./program --record unmade --trace-file earlier
 wrote err "cannot read the book none.json"
-[[ ! -e unmade ]] || fail "an empty recording is left"
+[[ ! -e unmade && $(<earlier) == text ]] || fail "without a session a file is written"
 run 2 run three.json --client ./program --record /dev/stderr
 wrote err "--record names the standard error"
 
