@@ -1,6 +1,8 @@
 #include "bench/formatted.h"
 
+#include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "bench/blocks.h"
@@ -22,6 +24,49 @@ void format(benchmark::State &state, const char *pattern, Arguments... arguments
     compare(state, block([=] { return std::snprintf(buf, sizeof buffer, pattern, arguments...); }),
             block([=] { return V_Sprintf(buf, pattern, arguments...); }));
 #pragma GCC diagnostic pop
+}
+
+int stored(char *buffer, int size, const char *pattern, ...)
+{
+    va_list arguments;
+    va_start(arguments, pattern);
+    const int length = VdeVSnprintf(buffer, size, pattern, arguments);
+    va_end(arguments);
+    return length;
+}
+
+// Hands each piece to a routine that copies it.
+int handed_over(char *buffer, int, const char *pattern, ...)
+{
+    va_list arguments;
+    va_start(arguments, pattern);
+    const auto copy = [](void *sink, const char *bytes, IntT length) {
+        char *&place = *static_cast<char **>(sink);
+        std::memcpy(place, bytes, static_cast<std::size_t>(length));
+        place += length;
+        return length;
+    };
+    const int length = Vde_doprnt(copy, &buffer, pattern, arguments);
+    va_end(arguments);
+    *buffer = '\0';
+    return length;
+}
+
+void add_sibling(const char *name, int (*ours)(char *, int, const char *, ...))
+{
+    const auto run = [ours](benchmark::State &state) {
+        char buffer[64];
+        char *const buf = buffer;
+        compare(state, block([=] {
+                    return std::snprintf(buf, sizeof buffer, "page %d of %s, id %x", 12,
+                                         "Chapter 3", 0x1234);
+                }),
+                block([=] {
+                    return ours(buf, sizeof buffer, "page %d of %s, id %x", 12, "Chapter 3",
+                                0x1234);
+                }));
+    };
+    add_line(std::string(name) + " %d %s %x / snprintf", 1, run);
 }
 
 } // namespace
@@ -46,6 +91,8 @@ void register_formatted()
     add("%.3f", "%.3f", 0.125);
     add("%g %e", "%g by %e", 21.0, 29.7);
     add("%8.2f", "%8.2f|%-8.2f", 12.5, 7.25);
+    add_sibling("VdeVSnprintf", stored);
+    add_sibling("Vde_doprnt", handed_over);
 }
 
 } // namespace velt::bench

@@ -76,6 +76,13 @@ TEST(Strings, Search)
     EXPECT_EQ(V_StrRChr(s, '\xE9'), s + 3);
     for (const auto find : {V_StrChr, V_StrRChr})
         EXPECT_EQ(find(s, 0), nullptr);
+    const UIntT none = vdeLastEncodingId + 1; // reads as the encoding of single bytes
+    EXPECT_EQ(V_StrRChrEnc(s, 0xE9, 0, none), s + 3);
+    EXPECT_EQ(V_StrICmpEnc(s,
+                           "a\xE9"
+                           "B\xE9",
+                           none),
+              0);
     EXPECT_EQ(V_StrSubString("hellloo", "llo"), 3);
     EXPECT_EQ(V_StrAlphaToInt(" -12x"), -12);
     EXPECT_EQ(V_StrAlphaToInt("-2147483648"), INT32_MIN);

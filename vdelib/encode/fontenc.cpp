@@ -12,6 +12,11 @@
 #include "vdelib/encode/fontenc.h"
 #include "velt/vde/strings.h"
 
+using velt::byte_classes, velt::ByteClasses, velt::ByteRange;
+
+// Empty until the encodings are set up.
+ByteClasses velt::byte_classes[std::size(vdeFontEncs)];
+
 namespace
 {
 
@@ -64,6 +69,53 @@ constexpr bool contains(const Ranges &all, unsigned byte)
            std::ranges::any_of(all, [byte](Range r) { return r.low <= byte && byte <= r.high; });
 }
 
+// The smallest range that has all of those bytes, with those bits changed, in it.
+constexpr ByteRange hull_of(auto is_meant, unsigned flipped = 0)
+{
+    unsigned low = 256, end = 256;
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        if (!is_meant(byte ^ flipped))
+            continue;
+        low = std::min(low, byte);
+        end = byte + 1;
+    }
+    return {static_cast<UCharT>(low), static_cast<UCharT>(end - low)};
+}
+
+constexpr ByteClasses classes_of(const Encoding &e)
+{
+    const auto is_first = [&](unsigned byte) { return contains(e.first, byte); };
+    const auto is_second = [&](unsigned byte) { return contains(e.second, byte); };
+    // The two ranges of Shift-JIS are one without this bit.
+    const UCharT bit = e.first[1].low != 0 ? 0x20 : 0;
+    const ByteRange second = hull_of(is_second);
+    const auto is_in_gap = [&](unsigned byte) { return second.has(byte) && !is_second(byte); };
+    return {bit, hull_of(is_first, bit), second, hull_of(is_in_gap)};
+}
+
+constexpr ByteClasses all_classes[] = {
+#define VELT_FONT_ENCODING(id, name, first, second) classes_of(encodings[id]),
+#include "vdelib/encode/fontencs.def"
+#undef VELT_FONT_ENCODING
+};
+
+// The string routines rely on it that both say the same, that a byte that can begin a two-byte
+// character is not ASCII and can end one, too, and that all letters can end one or none.
+static_assert(std::ranges::equal(encodings, all_classes, [](const Encoding &e, ByteClasses c) {
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        const bool is_first = contains(e.first, byte), is_second = contains(e.second, byte);
+        const bool is_letter = ByteRange{'a', 26}.has(byte | 0x20);
+        if (c.first.has(byte ^ c.flipped) != is_first ||
+            (c.second.has(byte) && !c.gap.has(byte)) != is_second ||
+            (is_first && (byte < 0x80 || !is_second)) ||
+            (is_letter && is_second != contains(e.second, 'a')))
+            return false;
+    }
+    return true;
+}));
+
+VdeFontEncT font_encodings[std::size(encodings)];
+
 IntT set_up(VdeFontEncT *result, Index index)
 {
     if (!result)
@@ -74,6 +126,9 @@ IntT set_up(VdeFontEncT *result, Index index)
         result->secondByte[byte] = contains(encoding.second, byte);
     }
     result->name = const_cast<StringT>(encoding.name);
+    const auto *const own = std::ranges::find(font_encodings, result, [](auto &e) { return &e; });
+    if (own != std::end(font_encodings))
+        byte_classes[own - font_encodings] = all_classes[index];
     return 0;
 }
 
@@ -98,8 +153,6 @@ void detect_locale()
     if (row != std::end(locales) && row->flag)
         *row->flag = 1;
 }
-
-VdeFontEncT font_encodings[std::size(encodings)];
 
 } // namespace
 

@@ -1,8 +1,34 @@
-// Sets up the structures of the font encodings.
+// What the string routines know of the font encodings beside their tables.
 #pragma once
+
+#include <cstddef>
+
+#include "velt/scalars.h"
+#include "velt/vde/fontenc.h"
 
 namespace velt
 {
+
+struct ByteRange {
+    UCharT low = 0, size = 0;
+
+    constexpr bool has(unsigned byte) const { return byte - low < size; }
+};
+
+// The bytes of an encoding's tables once more, for vectors: what can begin a two-byte character is
+// in a range once some of its bits are changed; what can end one is in another, but not in a gap.
+struct ByteClasses {
+    UCharT flipped = 0; // those bits
+    ByteRange first, second, gap;
+};
+
+// By the encodings' ids, of which those above the highest read as the first.
+[[gnu::visibility("hidden")]] extern ByteClasses byte_classes[];
+
+inline const ByteClasses &byte_classes_of(UIntT enc)
+{
+    return byte_classes[enc <= vdeLastEncodingId ? enc : vdeVeltRomanEncodingId];
+}
 
 // Fills the structures; does not change the dialogs' encoding or the locale.
 void set_up_font_encodings();

@@ -60,23 +60,29 @@ inline void copy_short(char *to, const char *from, size_t size)
         *to = *from;
 }
 
-// The number of bytes before the first that is set; block_size if none is.
-inline int first_set(Block comparison)
+// A bit for each byte that is set, the lowest for the first.
+inline uint64_t all_set(Block comparison)
 {
 #ifdef __SSE2__
-    const auto bits =
-        static_cast<unsigned>(_mm_movemask_epi8(reinterpret_cast<__m128i>(comparison)));
-    return std::countr_zero(bits | 1U << block_size);
+    return static_cast<unsigned>(_mm_movemask_epi8(reinterpret_cast<__m128i>(comparison)));
 #else
     using Halves = uint64_t __attribute__((vector_size(block_size)));
     const auto halves = reinterpret_cast<Halves>(comparison);
-    const auto first = [](uint64_t half) {
-        return (std::endian::native == std::endian::little ? std::countr_zero(half)
-                                                           : std::countl_zero(half)) /
-               8;
+    const auto bits = [](uint64_t half) {
+        // One bit of each byte, and the sum of all bytes in the highest.
+        constexpr bool is_little = std::endian::native == std::endian::little;
+        return ((half & (is_little ? 0x8040201008040201 : 0x0102040810204080)) *
+                0x0101010101010101) >>
+               56;
     };
-    return halves[0] != 0 ? first(halves[0]) : 8 + first(halves[1]);
+    return bits(halves[0]) | bits(halves[1]) << 8;
 #endif
+}
+
+// The number of bytes before the first that is set; block_size if none is.
+inline int first_set(Block comparison)
+{
+    return std::countr_zero(all_set(comparison) | uint64_t{1} << block_size);
 }
 
 } // namespace velt

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "vdelib/strings/characters.h"
+#include "vdelib/strings/pairs.h"
 #include "vdelib/strings/vectors.h"
 
 using namespace velt;
@@ -57,13 +59,12 @@ struct Routines {
     // equality and searches take more.
     static constexpr bool is_widest = sizeof(Wide) == 64, is_block = sizeof(Wide) == block_size;
 
-    template <Bytes which>
     VELT_ROUTINE size_t length(const UCharT *s, size_t limit)
     {
-        if constexpr (which == Bytes::all && !is_widest)
+        if constexpr (!is_widest)
             return limit == unbounded ? std::strlen(chars(s)) : strnlen(chars(s), limit);
         else
-            return std::min(run<Wide, Compare::nothing, which>(s, s, limit), limit);
+            return std::min(run<Wide, Compare::nothing, Bytes::all>(s, s, limit), limit);
     }
 
     VELT_ROUTINE size_t whole_length(const UCharT *s)
@@ -80,13 +81,49 @@ struct Routines {
 
     VELT_ROUTINE IntT long_size(const UCharT *s)
     {
-        return static_cast<IntT>(length<Bytes::all>(s, unbounded));
+        return static_cast<IntT>(length(s, unbounded));
     }
 
-    template <Compare compare>
-    VELT_ROUTINE size_t ascii_alike(const UCharT *a, const UCharT *b, size_t limit)
+    template <Compare compare, Bytes which>
+    VELT_ROUTINE size_t alike(const UCharT *a, const UCharT *b, size_t limit)
     {
-        return std::min(run<Wide, compare, Bytes::only_ascii>(a, b, limit), limit);
+        return std::min(run<Wide, compare, which>(a, b, limit), limit);
+    }
+
+    VELT_ROUTINE IntT characters(const UCharT *s, UIntT enc)
+    {
+        if constexpr (sizeof(Wide) > 1) {
+            size_t ascii = 0;
+            if (*s <= INT8_MAX) {
+                ascii = run<Wide, Compare::nothing, Bytes::only_ascii>(s, s, unbounded);
+                if (s[ascii] == '\0')
+                    return static_cast<IntT>(ascii);
+            }
+            return static_cast<IntT>(ascii +
+                                     count_characters<Wide>(s + ascii, byte_classes_of(enc)));
+        }
+        const VdeFontEncT &table = font_encoding(enc);
+        IntT count = 0;
+        for (IntT size; (size = char_size(chars(s), table)) != 0; s += size)
+            ++count;
+        return count;
+    }
+
+    VELT_ROUTINE size_t alike_characters(const UCharT *a, const UCharT *b, size_t begin,
+                                         size_t limit, UIntT enc)
+    {
+        if constexpr (sizeof(Wide) > 1)
+            return velt::alike_characters<Wide>(a, b, begin, limit, byte_classes_of(enc));
+        return begin;
+    }
+
+    VELT_ROUTINE const UCharT *row_before(const UCharT *at, const UCharT *begin, UIntT enc)
+    {
+        if constexpr (sizeof(Wide) > 1)
+            return row_of_first_bytes<Wide>(begin, at, byte_classes_of(enc));
+        while (at > begin && font_encoding(enc).firstByte[at[-1]] != 0)
+            --at;
+        return at;
     }
 
     VELT_ROUTINE IntT difference(const UCharT *a, const UCharT *b, size_t limit)
@@ -215,6 +252,22 @@ struct Routines {
     // What is alike byte for byte is so in any case.
     VELT_ROUTINE IntT difference_in_cases(const UCharT *a, const UCharT *b)
     {
+        const size_t folded_at = stop_in_head<Wide, Compare::folded>(a, b);
+        if (folded_at < head_size<Wide> && folds_as_vectors<Compare::folded>()) {
+            const size_t at = stop_in_head<Wide, Compare::exact>(a, b);
+            if (a[at] == b[at])
+                return 0;
+            const IntT folded = standard_lower[a[folded_at]] - standard_lower[b[folded_at]];
+            if (folded != 0)
+                return folded;
+            if (a[folded_at] == b[folded_at])
+                return a[at] - b[at];
+        }
+        return string_routines.long_difference_in_cases(a, b);
+    }
+
+    VELT_ROUTINE IntT long_difference_in_cases(const UCharT *a, const UCharT *b)
+    {
         const size_t at = run<Wide, Compare::exact, Bytes::all>(a, b, unbounded);
         if (a[at] == b[at])
             return 0;
@@ -222,16 +275,40 @@ struct Routines {
         return folded != 0 ? folded : a[at] - b[at];
     }
 
-    template <Compare compare>
-    VELT_ROUTINE IntT ascii_difference(const UCharT *a, const UCharT *b, size_t limit, UIntT enc,
-                                       StringRoutines::EncodedComparison *others)
+    // What is alike as far as the ends, or behind the limit, is so in any characters.
+    VELT_ROUTINE bool is_alike(const UCharT *a, const UCharT *b, size_t at, size_t limit)
     {
-        const size_t at = stop_in_head<Wide, compare, Bytes::only_ascii>(a, b);
-        if (at < head_size<Wide> && folds_as_vectors<compare>()) {
+        return at < head_size<Wide> && (a[at] == b[at] || at > limit);
+    }
+
+    VELT_ROUTINE IntT encoded_difference(const UCharT *a, const UCharT *b, size_t limit, UIntT enc,
+                                         StringRoutines::EncodedComparison *others)
+    {
+        const size_t at = stop_in_head<Wide, Compare::exact>(a, b);
+        if (is_alike(a, b, at, limit))
+            return 0;
+        // Behind ASCII a character begins.
+        if (at < head_size<Wide> && (at == 0 || a[at - 1] <= INT8_MAX)) {
+            if (at == limit)
+                return 0;
+            if ((a[at] | b[at]) <= INT8_MAX)
+                return a[at] - b[at];
+        }
+        return others(a, b, limit, enc);
+    }
+
+    VELT_ROUTINE IntT encoded_difference_folded(const UCharT *a, const UCharT *b, size_t limit,
+                                                UIntT enc,
+                                                StringRoutines::EncodedComparison *others)
+    {
+        const size_t at = stop_in_head<Wide, Compare::folded, Bytes::only_ascii>(a, b);
+        if (at < head_size<Wide> && folds_as_vectors<Compare::folded>()) {
             if (at >= limit)
                 return 0;
             if ((a[at] | b[at]) <= INT8_MAX)
-                return image<compare>(a[at]) - image<compare>(b[at]);
+                return standard_lower[a[at]] - standard_lower[b[at]];
+            if (is_alike(a, b, stop_in_head<Wide, Compare::exact>(a, b), limit))
+                return 0;
         }
         return others(a, b, limit, enc);
     }
@@ -275,6 +352,28 @@ struct Routines {
         return reinterpret_cast<const UCharT *>(std::strstr(chars(s), chars(sub)));
     }
 
+    VELT_ROUTINE const UCharT *find_pair(const UCharT *s, UCharT first, UCharT second)
+    {
+        for (;; ++s) {
+            if constexpr (sizeof(Wide) > 1) {
+                const Wide byte = Wide{} + static_cast<signed char>(first);
+                while (offset_in_page(s) < page_size - sizeof(Wide)) {
+                    Wide next;
+                    load(s + 1, next);
+                    const size_t at =
+                        first_or_end<Wide>(s, byte, next ^ static_cast<signed char>(second));
+                    s += at;
+                    if (at < sizeof(Wide))
+                        return *s != '\0' ? s : nullptr;
+                }
+            }
+            if (*s == '\0')
+                return nullptr;
+            if (s[0] == first && s[1] == second)
+                return s;
+        }
+    }
+
     VELT_ROUTINE size_t put(char *to, size_t at, const UCharT *src, size_t most,
                             const void *aligned)
     {
@@ -312,7 +411,7 @@ struct Routines {
     VELT_ROUTINE size_t put_measured(char *to, size_t at, const UCharT *src, size_t most,
                                      const void *)
     {
-        const size_t count = length<Bytes::all>(src, most);
+        const size_t count = length(src, most);
         std::memmove(to, src, count);
         to[count] = '\0';
         return at + count;
@@ -352,8 +451,8 @@ struct Routines {
     }
 VELT_VERSION(Any, );
 #ifdef VELT_WIDE_VECTORS
-VELT_VERSION(Avx2, [[gnu::target("avx2,bmi")]]);
-VELT_VERSION(Avx512, [[gnu::target("avx512bw,avx512vl,bmi")]]);
+VELT_VERSION(Avx2, [[gnu::target("avx2,bmi,lzcnt,popcnt")]]);
+VELT_VERSION(Avx512, [[gnu::target("avx512bw,avx512vl,bmi,lzcnt,popcnt")]]);
 #endif
 
 template <template <auto> class Version, class Wide>
@@ -363,10 +462,12 @@ constexpr StringRoutines routines_of()
     return {
         .size = Version<Of::size>::call,
         .long_size = Version<Of::long_size>::call,
-        .length = Version<Of::template length<Bytes::all>>::call,
-        .ascii = Version<Of::template length<Bytes::only_ascii>>::call,
-        .ascii_alike = Version<Of::template ascii_alike<Compare::exact>>::call,
-        .ascii_alike_folded = Version<Of::template ascii_alike<Compare::folded>>::call,
+        .length = Version<Of::length>::call,
+        .alike = Version<Of::template alike<Compare::exact, Bytes::all>>::call,
+        .ascii_alike_folded = Version<Of::template alike<Compare::folded, Bytes::only_ascii>>::call,
+        .characters = Version<Of::characters>::call,
+        .alike_characters = Version<Of::alike_characters>::call,
+        .row_before = Version<Of::row_before>::call,
         .whole_difference = Version<Of::whole_difference>::call,
         .whole_is_equal = Version<Of::whole_is_equal>::call,
         .difference = Version<Of::difference>::call,
@@ -374,8 +475,9 @@ constexpr StringRoutines routines_of()
         .difference_folded = Version<Of::difference_folded>::call,
         .long_difference_folded = Version<Of::long_difference_folded>::call,
         .difference_in_cases = Version<Of::difference_in_cases>::call,
-        .ascii_difference = Version<Of::template ascii_difference<Compare::exact>>::call,
-        .ascii_difference_folded = Version<Of::template ascii_difference<Compare::folded>>::call,
+        .long_difference_in_cases = Version<Of::long_difference_in_cases>::call,
+        .encoded_difference = Version<Of::encoded_difference>::call,
+        .encoded_difference_folded = Version<Of::encoded_difference_folded>::call,
         .is_equal = Version<Of::is_equal>::call,
         .long_is_equal = Version<Of::long_is_equal>::call,
         .is_equal_folded = Version<Of::is_equal_folded>::call,
@@ -388,6 +490,7 @@ constexpr StringRoutines routines_of()
         .tail = Version<Of::tail>::call,
         .find = Version<Of::find>::call,
         .find_long = Version<Of::find_long>::call,
+        .find_pair = Version<Of::find_pair>::call,
         .put = Version<Of::put>::call,
         .put_long = Version<Of::put_long>::call,
         .put_measured = Version<Of::put_measured>::call,
@@ -424,7 +527,8 @@ std::span<const StringRoutines> velt::string_routine_versions()
 #ifdef VELT_WIDE_VECTORS
     __builtin_cpu_init();
     // The processors that have the last of these do not slow down for vectors of 64 bytes.
-    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("bmi"))
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("bmi") ||
+        !__builtin_cpu_supports("lzcnt"))
         return all.first(2);
     if (!__builtin_cpu_supports("avx512bw") || !__builtin_cpu_supports("avx512vl") ||
         !__builtin_cpu_supports("avx512vbmi2"))

@@ -22,25 +22,33 @@ namespace velt
 struct StringRoutines {
     using Comparison = IntT(const UCharT *a, const UCharT *b, size_t limit);
     using EncodedComparison = IntT(const UCharT *a, const UCharT *b, size_t limit, UIntT enc);
-    using AsciiComparison = IntT(const UCharT *a, const UCharT *b, size_t limit, UIntT enc,
-                                 EncodedComparison *others);
+    using CharacterComparison = IntT(const UCharT *a, const UCharT *b, size_t limit, UIntT enc,
+                                     EncodedComparison *others);
     using Test = IntT(const UCharT *s, const UCharT *other);
     using Put = size_t(char *to, size_t at, const UCharT *src, size_t most, const void *aligned);
     using Search = const UCharT *(const UCharT *s, const UCharT *sub);
 
     IntT (*size)(const UCharT *s), (*long_size)(const UCharT *s);
     size_t (*length)(const UCharT *s, size_t limit);
-    // The number of ASCII characters at the beginning, and of those that are alike in both.
-    size_t (*ascii)(const UCharT *s, size_t limit);
-    size_t (*ascii_alike)(const UCharT *a, const UCharT *b, size_t limit);
+    // The number of bytes at the beginnings of both that are alike; of ASCII characters that are.
+    size_t (*alike)(const UCharT *a, const UCharT *b, size_t limit);
     size_t (*ascii_alike_folded)(const UCharT *a, const UCharT *b, size_t limit);
+    // The number of characters.
+    IntT (*characters)(const UCharT *s, UIntT enc);
+    // How far, from `begin` on, where a character begins, both have the same characters but for the
+    // cases of ASCII letters, or less.
+    size_t (*alike_characters)(const UCharT *a, const UCharT *b, size_t begin, size_t limit,
+                               UIntT enc);
+    // The first of the bytes before `at` that can each begin a two-byte character, not before
+    // `begin`.
+    const UCharT *(*row_before)(const UCharT *at, const UCharT *begin, UIntT enc);
 
     Test *whole_difference, *whole_is_equal; // without a limit, which takes a cycle
     Comparison *difference, *long_difference, *difference_folded, *long_difference_folded;
-    Test *difference_in_cases; // folded, or else the exact one
-    // Of characters that are ASCII as far as the difference or the limit; of `others`, what that
-    // routine makes of both strings.
-    AsciiComparison *ascii_difference, *ascii_difference_folded;
+    // Folded, or else the exact one.
+    Test *difference_in_cases, *long_difference_in_cases;
+    // Of characters where that is told by their first bytes; else what `others` makes of them.
+    CharacterComparison *encoded_difference, *encoded_difference_folded;
     Comparison *is_equal, *long_is_equal, *is_equal_folded, *long_is_equal_folded;
     Comparison *is_prefix;
     Test *is_prefix_folded, *long_is_prefix_folded;
@@ -48,6 +56,7 @@ struct StringRoutines {
     Search *tail;      // the part of s that is as long as the other; null when s is shorter
     Test *find;        // the index of sub, which is not empty; -1 when it is not there
     Search *find_long; // its place, or null
+    const UCharT *(*find_pair)(const UCharT *s, UCharT first, UCharT second);
 
     // Copies at most so many bytes of src to `to`, which is dst[at], terminates dst after them and
     // returns its length. The two may overlap, so that a string can be moved inside itself.

@@ -29,41 +29,25 @@ Char char_at(const char *s, const VdeFontEncT &enc)
     return {compare == Compare::folded && size == 1 ? VdeQToLower[first] : first, size};
 }
 
-// The number of ASCII characters at the beginnings of both that are alike, at most `most`. In every
-// encoding they are characters of one byte.
-template <Compare compare>
-size_t ascii_alike(const char *a, const char *b, size_t most)
+// The first of the bytes before `at` that can each begin a two-byte character, not before `begin`.
+const char *row_before(const char *at, const char *begin, UIntT enc)
 {
-    const auto of = compare == Compare::exact ? string_routines.ascii_alike
-                                              : string_routines.ascii_alike_folded;
-    return folds_as_vectors<compare>() ? of(bytes_of(a), bytes_of(b), most) : 0;
+    // No byte of ASCII can.
+    if (at == begin || static_cast<signed char>(at[-1]) >= 0)
+        return at;
+    return reinterpret_cast<const char *>(string_routines.row_before(
+        reinterpret_cast<const UCharT *>(at), reinterpret_cast<const UCharT *>(begin), enc));
 }
 
-size_t ascii_run(const char *s, size_t most)
+bool ends_pair(char byte, UIntT enc)
 {
-    return static_cast<signed char>(*s) < 0 ? 0 : string_routines.ascii(bytes_of(s), most);
+    return font_encoding(enc).secondByte[static_cast<UCharT>(byte)] != 0;
 }
 
-// Returns the first beginning of a character that is not before `to`, a place in the string.
-const char *next_character(const char *s, const char *to, const VdeFontEncT &enc)
+// Whether a character begins at `at`, where one does at `begin`.
+bool is_character(const char *begin, const char *at, UIntT enc)
 {
-    while (s < to) {
-        const size_t run = ascii_run(s, static_cast<size_t>(to - s));
-        s += run != 0 ? static_cast<ptrdiff_t>(run) : char_size(s, enc);
-    }
-    return s;
-}
-
-// Whether a character begins at `at`, a place in the string.
-bool is_character(const char *s, const char *at, const VdeFontEncT &enc)
-{
-    // A byte that can begin no two-byte character, as none of ASCII can, ends one of either size.
-    if (at == s || static_cast<signed char>(at[-1]) >= 0)
-        return true;
-    const char *begin = at;
-    while (begin > s && enc.firstByte[static_cast<UCharT>(begin[-1])] != 0)
-        --begin;
-    return next_character(begin, at, enc) == at;
+    return !ends_pair(*at, enc) || (at - row_before(at, begin, enc)) % 2 == 0;
 }
 
 // Difference of the first differing characters among the first `most` bytes of a, which are not 0;
@@ -74,26 +58,35 @@ IntT difference_of_characters(const UCharT *p, const UCharT *q, size_t most, UIn
     const auto *const a = reinterpret_cast<const char *>(p);
     const auto *const b = reinterpret_cast<const char *>(q);
     const VdeFontEncT &table = font_encoding(enc);
-    size_t done = 0;
-    do {
-        done += ascii_alike<which>(a + done, b + done, most - done);
-        if (done >= most)
+    size_t at = 0;
+    while (at < most) {
+        if (which == Compare::folded && folds_as_vectors<which>()) {
+            if (p[at] <= INT8_MAX)
+                at += string_routines.ascii_alike_folded(p + at, q + at, most - at);
+            at = string_routines.alike_characters(p, q, at, most, enc);
+        } else {
+            const size_t begin = at;
+            at += string_routines.alike(p + at, q + at, most - at);
+            // A character of which only the first byte is alike, or within the limit.
+            at -= static_cast<size_t>(a + at - row_before(a + at, a + begin, enc)) % 2;
+        }
+        if (at >= most)
             break;
-        const Char ca = char_at<which>(a + done, table);
-        const Char cb = char_at<which>(b + done, table);
+        const Char ca = char_at<which>(a + at, table);
+        const Char cb = char_at<which>(b + at, table);
         // A table may have the image 0 for a character, which is not the end then.
         if (ca.value != cb.value || ca.size == 0 || cb.size == 0)
             return ca.value - cb.value;
-        done += static_cast<size_t>(ca.size);
-    } while (done < most);
+        at += static_cast<size_t>(ca.size);
+    }
     return 0;
 }
 
 template <Compare which>
 IntT compare_characters(const char *a, const char *b, UIntT enc, size_t most)
 {
-    const auto compare = which == Compare::exact ? string_routines.ascii_difference
-                                                 : string_routines.ascii_difference_folded;
+    const auto compare = which == Compare::exact ? string_routines.encoded_difference
+                                                 : string_routines.encoded_difference_folded;
     if (!a || !b) [[unlikely]]
         return compare(bytes_of(a), bytes_of(b), most, enc, difference_of_characters<which>);
     return compare(reinterpret_cast<const UCharT *>(a), reinterpret_cast<const UCharT *>(b), most,
@@ -111,7 +104,7 @@ IntT compare_n(const char *a, const char *b, IntT N, UIntT enc)
 bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
 {
     const auto size = static_cast<size_t>(std::max(n, 0));
-    return s && length_within(s, size) == size && !is_character(s, s + size, font_encoding(enc));
+    return s && length_within(s, size) == size && !is_character(s, s + size, enc);
 }
 
 // Copies the first characters of src, at most `most` bytes, to dst[at] and terminates dst after
@@ -119,7 +112,7 @@ bool IsSplittingDBChar(const char *s, IntT n, UIntT enc)
 IntT put_characters(StringT dst, size_t at, const char *src, size_t most, UIntT enc)
 {
     size_t size = length_within(src, most);
-    if (size == most && !is_character(src, src + size, font_encoding(enc)))
+    if (size == most && size > 0 && !is_character(src, src + size, enc))
         --size;
     if (size <= 2 * block_size)
         copy_short(dst + at, src, size);
@@ -129,36 +122,42 @@ IntT put_characters(StringT dst, size_t at, const char *src, size_t most, UIntT 
     return static_cast<IntT>(at + size);
 }
 
-StringT find_character(const char *s, UCharT b1, UCharT b2, UIntT enc)
+// The first place that `find` finds and that is a character's.
+StringT first_character(const char *s, UIntT enc, auto find)
 {
-    const char sub[] = {static_cast<char>(b1), static_cast<char>(b2), '\0'};
-    const IntT at = V_StrStrEnc(s, sub, enc);
-    return at < 0 ? nullptr : const_cast<StringT>(s + at);
+    for (;;) {
+        const char *const found = find(s);
+        if (!found || is_character(s, found, enc))
+            return const_cast<StringT>(found);
+        s = found + 1; // behind the second byte of a character
+    }
 }
 
-// The number of characters, of which so many are known to be ASCII.
-IntT count_characters(const char *s, size_t known, UIntT enc)
+// The last character b1 b2, or b1 if b2 is 0, that does not end behind the byte found.
+[[gnu::noinline]] StringT last_character(const char *s, const char *found, UCharT b1, UCharT b2,
+                                         UIntT enc)
 {
-    const VdeFontEncT &table = font_encoding(enc);
-    size_t count = known;
-    s += known;
-    for (IntT size; (size = char_size(s, table)) != 0; ++count) {
-        s += size;
-        const size_t run = ascii_run(s, unbounded);
-        count += run;
-        s += run;
+    const char *row = nullptr;
+    for (const auto last = static_cast<UCharT>(*found); found;
+         found = static_cast<const char *>(memrchr(s, last, static_cast<size_t>(found - s)))) {
+        const char *const at = b2 != 0 ? found - 1 : found;
+        if (at < s || static_cast<UCharT>(*at) != b1)
+            continue;
+        if (ends_pair(*at, enc) && (!row || at < row))
+            row = row_before(at, s, enc);
+        if (!ends_pair(*at, enc) || (at - row) % 2 == 0)
+            return const_cast<StringT>(at);
     }
-    return static_cast<IntT>(count);
+    return nullptr;
 }
 
 } // namespace
 
 IntT V_StrLenEnc(const char *s, UIntT enc)
 {
-    if (!s || enc == vdeVeltRomanEncodingId)
+    if (!s || enc == vdeVeltRomanEncodingId || enc > vdeLastEncodingId)
         return V_StrLen(s);
-    const size_t run = ascii_run(s, unbounded);
-    return s[run] == '\0' ? static_cast<IntT>(run) : count_characters(s, run, enc);
+    return string_routines.characters(bytes_of(s), enc);
 }
 
 IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
@@ -167,40 +166,34 @@ IntT V_StrStrEnc(const char *s, const char *sub, UIntT enc)
         return -1;
     if (*sub == '\0')
         return 0;
-    const VdeFontEncT &table = font_encoding(enc);
-    const char *character = s;
-    for (;;) {
-        const IntT place = string_routines.find(bytes_of(character), bytes_of(sub));
-        if (place < 0)
-            return -1;
-        const char *const found = character + place;
-        character = next_character(character, found, table);
-        if (character == found)
-            return static_cast<IntT>(found - s);
-    }
+    const StringT found = first_character(s, enc, [sub](const char *from) {
+        const IntT place = string_routines.find(bytes_of(from), bytes_of(sub));
+        return place < 0 ? nullptr : from + place;
+    });
+    return found ? static_cast<IntT>(found - s) : -1;
 }
 
 StringT V_StrChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
 {
-    const bool may_be_there = b1 == 0 || b2 != 0 || V_StrChr(s, b1);
-    return may_be_there ? find_character(s, b1, b2, enc) : nullptr;
+    if (!s || *s == '\0')
+        return nullptr;
+    if (b1 == 0)
+        return const_cast<StringT>(s);
+    if (b2 == 0)
+        return first_character(s, enc, [b1](const char *from) { return std::strchr(from, b1); });
+    return first_character(s, enc, [b1, b2](const char *from) {
+        return reinterpret_cast<const char *>(string_routines.find_pair(bytes_of(from), b1, b2));
+    });
 }
 
 StringT V_StrRChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
 {
-    if (b1 == 0)
+    if (!s || b1 == 0)
         return nullptr;
-    if (b2 == 0) {
-        const char *const found = s ? std::strrchr(s, b1) : nullptr;
-        if (!found || is_character(s, found, font_encoding(enc)))
-            return const_cast<StringT>(found);
-    }
-    StringT last = nullptr;
-    while (const StringT found = V_StrChrEnc(s, b1, b2, enc)) {
-        last = found;
-        s = found + char_size(found, font_encoding(enc));
-    }
-    return last;
+    const char *const found = std::strrchr(s, b2 != 0 ? b2 : b1);
+    if (b2 == 0 && (!found || found == s || static_cast<signed char>(found[-1]) >= 0))
+        return const_cast<StringT>(found);
+    return found ? last_character(s, found, b1, b2, enc) : nullptr;
 }
 
 IntT V_StrIEqualEnc(const char *a, const char *b, UIntT enc)
@@ -224,7 +217,7 @@ IntT V_StrISuffixEnc(const char *s, const char *suffix, UIntT enc)
     if (or_empty(suffix)[0] == '\0')
         return 1;
     const auto *const tail = reinterpret_cast<const char *>(end);
-    return tail && is_character(or_empty(s), tail, font_encoding(enc)) &&
+    return tail && is_character(or_empty(s), tail, enc) &&
            compare_characters<Compare::folded>(tail, suffix, enc, unbounded) == 0;
 }
 
@@ -245,8 +238,10 @@ IntT V_StrICmpNEnc(const char *a, const char *b, IntT N, UIntT enc)
 
 IntT V_StrMCmpEnc(const char *a, const char *b, UIntT enc)
 {
-    const IntT difference = V_StrICmpEnc(a, b, enc);
-    return difference != 0 ? difference : V_StrCmp(a, b);
+    // What is alike byte for byte is so in any case.
+    const IntT exact = V_StrCmp(a, b);
+    const IntT folded = exact != 0 ? V_StrICmpEnc(a, b, enc) : 0;
+    return folded != 0 ? folded : exact;
 }
 
 IntT V_StrQsortCmpEnc(const void *pa, const void *pb, UIntT enc)

@@ -17,7 +17,8 @@ typedef struct VdeFontEncT {
     StringT name;           /* constant */
 } VdeFontEncT;
 
-/* The encodings by id; empty until V_FdeInitFontEncs. */
+/* The encodings by id, to be read; empty until V_FdeInitFontEncs. The string routines follow what
+ * it and the routines for single encodings write there, and nothing else. */
 extern VdeFontEncT *vdeFontEncs[5];
 
 /* Ids of the encodings, and the highest of them. */
