@@ -1,7 +1,5 @@
 // Conversions between Big5 and the EUC form of CNS 11643.
 
-#include <arpa/inet.h>
-
 #include <cstring>
 #include <span>
 
@@ -104,11 +102,8 @@ constexpr Code code_of(IntT b0, IntT b1)
     return static_cast<Code>(b0 * 256 + b1);
 }
 
-// A four-byte code of CNS is kept as its last two bytes with this bit clear.
-constexpr Code two_bytes = 0x80;
-
 constexpr UCharT four_byte_lead = 0x8E;
-constexpr IntT second_plane = 0xA2;
+constexpr UCharT second_plane = 0xA2;
 
 // The row of a code is the index of its first byte, the column that of its second.
 
@@ -129,6 +124,11 @@ constexpr Sequence big5_sequence(IntT row, IntT column)
     return within(s, second_level, 13052) ? s : BadSeq;
 }
 
+constexpr IntT big5_second_byte(IntT column)
+{
+    return column + (column < 0x3F ? 0x40 : 0x62);
+}
+
 constexpr Code big5_code(Sequence sequence)
 {
     Sequence i = sequence;
@@ -144,8 +144,7 @@ constexpr Code big5_code(Sequence sequence)
         if (sequence >= 13053)
             return 0;
     }
-    const IntT trail = i % big5_row + 0x40;
-    return code_of(first + i / big5_row, trail < 0x7F ? trail : trail + 0x22);
+    return code_of(first + i / big5_row, big5_second_byte(i % big5_row));
 }
 
 constexpr Sequence cns_sequence(IntT row, IntT column)
@@ -166,63 +165,60 @@ constexpr Sequence cns_second_sequence(IntT row, IntT column)
     return s < 13051 ? s : BadSeq;
 }
 
-constexpr Code cns_code(Sequence sequence)
-{
-    Sequence i = sequence;
-    IntT first = 0xC4;
-    if (is_symbol(sequence)) {
-        i = sequence - SymOffset;
-        first = first_byte;
-    } else if (sequence >= second_level) {
-        i = sequence - second_level;
-        first = first_byte;
-        if (sequence > 13051)
-            return 0;
-    }
-    const Code code = code_of(first + i / cns_row, first_byte + i % cns_row);
-    return sequence >= second_level ? static_cast<Code>(code & ~two_bytes) : code;
-}
+// The bytes of a character of CNS, four in the second plane and else two, with zeros behind them.
+// All four are zero where a single zero byte is meant.
+using CnsBytes = std::array<UCharT, 4>;
 
-// A table that maps every code of one set to the other, row by row.
-template <IntT columns>
-consteval auto codes(Sequence sequence(IntT, IntT), const Hanzi &hanzi, Sequence symbol(Sequence),
-                     Code code(Sequence))
+constexpr CnsBytes cns_bytes(Sequence sequence)
 {
-    std::array<Code, rows * columns> table{};
-    size_t at = 0;
-    for (IntT row = 0; row < rows; ++row) {
-        for (IntT column = 0; column < columns; ++column)
-            table[at++] = code(in_other_set(sequence(row, column), hanzi, symbol));
-    }
-    return table;
+    if (!is_symbol(sequence) && sequence > 13051)
+        return {};
+    const bool is_second = !is_symbol(sequence) && sequence >= second_level;
+    const Sequence i = is_symbol(sequence) ? sequence - SymOffset
+                       : is_second         ? sequence - second_level
+                                           : sequence;
+    const IntT first = is_symbol(sequence) || is_second ? first_byte : 0xC4;
+    const auto b0 = static_cast<UCharT>(first + i / cns_row);
+    const auto b1 = static_cast<UCharT>(first_byte + i % cns_row);
+    return is_second ? CnsBytes{four_byte_lead, second_plane, b0, b1} : CnsBytes{b0, b1};
 }
 
 constexpr Hanzi cns_to_big5_hanzi = hanzi_in_other_set(SeqCNStoIBM);
 constexpr Hanzi big5_to_cns_hanzi = hanzi_in_other_set(SeqIBMtoCNS);
 
-constexpr auto cns_to_big5 =
-    codes<cns_row>(cns_sequence, cns_to_big5_hanzi, CNSSym2IBMSym, big5_code);
-constexpr auto cns_second_to_big5 =
-    codes<cns_row>(cns_second_sequence, cns_to_big5_hanzi, CNSSym2IBMSym, big5_code);
-constexpr auto big5_to_cns =
-    codes<big5_row>(big5_sequence, big5_to_cns_hanzi, IBMSym2CNSSym, cns_code);
+// A table that maps every code of a plane of CNS to Big5, row by row.
+consteval auto big5_codes(Sequence sequence(IntT, IntT))
+{
+    std::array<Code, rows * cns_row> table{};
+    size_t at = 0;
+    for (IntT row = 0; row < rows; ++row) {
+        for (IntT column = 0; column < cns_row; ++column)
+            table[at++] =
+                big5_code(in_other_set(sequence(row, column), cns_to_big5_hanzi, CNSSym2IBMSym));
+    }
+    return table;
+}
+
+constexpr auto cns_to_big5 = big5_codes(cns_sequence);
+constexpr auto cns_second_to_big5 = big5_codes(cns_second_sequence);
 
 constexpr Code big5_space = big5_code(SymOffset + space);
-constexpr Code cns_space = cns_code(SymOffset + space);
+constexpr CnsBytes cns_space = cns_bytes(SymOffset + space);
 
-constexpr UCharT no_column = 0xFF;
-
-constexpr auto big5_columns = [] {
-    std::array<UCharT, 256> columns{};
-    for (IntT byte = 0; byte < 256; ++byte) {
-        UCharT &column = columns[static_cast<size_t>(byte)];
-        column = no_column;
-        if (within(byte, 0x40, 0x7E))
-            column = static_cast<UCharT>(byte - 0x40);
-        else if (within(byte, 0xA1, 0xFE))
-            column = static_cast<UCharT>(byte - 0x62);
+// A row has a place for every second byte, so that none has to be checked.
+constexpr IntT second_bytes = 256;
+constexpr auto big5_to_cns = [] {
+    std::array<CnsBytes, size_t{rows} * second_bytes> table{};
+    table.fill(cns_space);
+    for (IntT row = 0; row < rows; ++row) {
+        for (IntT column = 0; column < big5_row; ++column) {
+            const Sequence other =
+                in_other_set(big5_sequence(row, column), big5_to_cns_hanzi, IBMSym2CNSSym);
+            table[static_cast<size_t>(row * second_bytes + big5_second_byte(column))] =
+                cns_bytes(other);
+        }
     }
-    return columns;
+    return table;
 }();
 
 // Looks up the bytes of a code, which are from 0xA1 on; returns `otherwise` outside the table.
@@ -240,14 +236,6 @@ void put_code(UCharT *&out, Code code)
     if (code > 0xFF)
         put(out, code >> 8);
     put(out, code);
-}
-
-// Writes both bytes of a code in one step.
-void put_two_bytes(UCharT *&out, Code code)
-{
-    const Code bytes = htons(code);
-    std::memcpy(out, &bytes, sizeof bytes);
-    out += sizeof bytes;
 }
 
 constexpr AsciiRun ascii{0x00, 0x7F};
@@ -280,31 +268,28 @@ IntT VdeCNSEUC2Big5(VdeClT *cl, const char *src, IntT srcLen)
 IntT VdeBig52CNSEUC(VdeClT *cl, const char *src, IntT srcLen)
 {
     return convert<2>(cl, src, srcLen, [](Source &source, UCharT *&out) {
-        const UCharT *const at = source.at;
-        if (*at < 0x80) {
-            ascii.copy(source, out);
-            return true;
+        ascii.copy(source, out);
+        const UCharT *at = source.at;
+        UCharT *to = out;
+        // Converts characters of two bytes, up to one that may begin a run of ASCII.
+        while (at < source.stop && *at >= 0x80) {
+            if (source.end - at < 2) {
+                *to++ = *at++;
+                break;
+            }
+            const IntT row = *at - first_byte;
+            const CnsBytes bytes =
+                within(row, 0, rows - 1)
+                    ? big5_to_cns[static_cast<size_t>(row * second_bytes + at[1])]
+                    : cns_space;
+            at += 2;
+            // The processor cannot predict the plane of a character, so all four bytes are written,
+            // and the last two kept only where there are any: these have their highest bits.
+            std::memcpy(to, bytes.data(), sizeof bytes);
+            to += bytes == CnsBytes{} ? 1 : 2 + (bytes[2] >> 6 & 2);
         }
-        if (source.left() < 2) {
-            *out++ = *source.at++;
-            return true;
-        }
-        const IntT row = *at - first_byte;
-        const UCharT column = big5_columns[at[1]];
-        Code code = cns_space;
-        if (within(row, 0, rows - 1) && column != no_column)
-            code = big5_to_cns[static_cast<size_t>(row * big5_row + column)];
-        source.at += 2;
-        if (code == 0) {
-            put(out, 0);
-            return true;
-        }
-        // The processor cannot predict the plane of a character, so the prefix of the second plane
-        // is always written, and kept only where it is needed.
-        out[0] = four_byte_lead;
-        out[1] = second_plane;
-        out += (~code & two_bytes) / (two_bytes / 2);
-        put_two_bytes(out, static_cast<Code>(code | two_bytes));
+        source.at = at;
+        out = to;
         return true;
     });
 }
