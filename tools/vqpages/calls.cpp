@@ -128,7 +128,7 @@ std::string release_of(const std::string &type)
 std::optional<Call> parse(const std::string &declaration, const std::string &comment)
 {
     static const Pattern function("^(__attribute__[^ ]* )?((const |struct )?\\w+ \\**)(\\w+)"
-                                  "\\((.*)\\);$");
+                                  "\\(([^();/]*)\\);$");
     static const Pattern variable("^(extern )((const |struct )?\\w+ \\**)(\\w+)(\\[[0-9]+\\])?;$");
     static const Pattern parameter("^(.*[ *])(\\w+)$");
     Call call{};
@@ -146,6 +146,8 @@ std::optional<Call> parse(const std::string &declaration, const std::string &com
             call.parameters.push_back({named->groups[1], named->groups[2]});
         else if (part == "...")
             call.parameters.push_back({part, ""});
+        else if (call.is_function && declared != "void")
+            return std::nullopt;
     call.type = one_line(match->groups[2]);
     call.name = match->groups[4];
     return call;
@@ -181,27 +183,58 @@ std::vector<Structure> structures_in(const std::string &source)
     return found;
 }
 
-// Finds the scalar types of a header.
-std::vector<Structure> scalars_in(const std::string &source)
+[[noreturn]] void refuse(const fs::path &path, std::ptrdiff_t line, const std::string &what)
 {
-    static const Pattern row("(typedef [^;]*\\b(\\w+);) */\\* ([^*]*) \\*/");
+    throw std::runtime_error(path.string() + ':' + std::to_string(line) +
+                             ": this would stand on no page: " + what);
+}
+
+// Finds the scalar types of a header.
+std::vector<Structure> scalars_in(const fs::path &path)
+{
+    static const Pattern row("^(typedef [^;]*\\b(\\w+);) */\\* ([^*]*) \\*/$");
     std::vector<Structure> found;
-    for (auto it = row.search(source); it; it = row.search(source, it->end))
-        found.push_back({it->groups[2], "", it->groups[3] + ": " + it->groups[1]});
+    std::istringstream lines(read_file(path));
+    int number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        number++;
+        if (const auto it = row.search(line))
+            found.push_back({it->groups[2], "", it->groups[3] + ": " + it->groups[1]});
+        else if (line.starts_with("typedef"))
+            refuse(path, number, line);
+    }
     return found;
 }
 
-// Finds the numbers of a header by the comments before them.
-std::vector<Facts> numbers_in(const std::string &source)
+// Whether a row `NAME = number` is among the named numbers of the tables.
+bool is_fact(const std::string &row)
 {
-    static const Pattern comment(" */\\*[^*]*\\*/");
+    static const std::vector<Facts> all = facts();
+    return std::ranges::any_of(all, [&](const Facts &kind) {
+        return std::ranges::any_of(kind.rows, [&](const Facts::Fact &fact) {
+            return row == fact.name + " = " + fact.number;
+        });
+    });
+}
+
+// Finds the numbers of a header by the comments before them.
+std::vector<Facts> numbers_in(const fs::path &path, const std::string &source)
+{
+    static const Pattern comment(" */\\*[^*]*\\*/"), directive("#[^\n]*\n");
     static const Pattern definition("(/\\* ([^*]*)\\. \\*/\n)?enum \\{([^}]*)\\}");
     static const Pattern row("/\\* ([^*]*)\\. \\*/\n|(\\w+) = (-?\\w+),? *(/\\* ([^*]*) \\*/)?");
     std::vector<Facts> found;
     for (auto each = definition.search(source); each; each = definition.search(source, each->end)) {
-        // The numbers of tables are facts().
-        if (each->groups[3].find("#include") != std::string::npos)
+        const std::string before = source.substr(0, source.find("enum {", each->begin));
+        const std::ptrdiff_t line = std::ranges::count(before, '\n') + 1;
+        // The numbers of tables are facts(), with those of this header that belong to them.
+        if (each->groups[3].find("#include") != std::string::npos) {
+            for (const std::string &name :
+                 parts(comment.replace(directive.replace(each->groups[3], ""), "")))
+                if (!name.empty() && !is_fact(name))
+                    refuse(path, line, name);
             continue;
+        }
         if (found.empty() || !each->groups[2].empty())
             found.push_back({each->groups[2].empty() ? "Numbers" : each->groups[2], {}});
         const std::string &rows = each->groups[3];
@@ -213,18 +246,25 @@ std::vector<Facts> numbers_in(const std::string &source)
                 continue;
             }
             found.back().rows.push_back({it->groups[2], it->groups[3], it->groups[5]});
-            std::erase_if(names, [&](const std::string &name) {
-                return name.starts_with(it->groups[2] + " =");
-            });
+            std::erase(names, it->groups[2] + " = " + it->groups[3]);
         }
         if (!names.empty())
-            throw std::runtime_error(names.front() + ": no number follows the name");
+            refuse(path, line, names.front());
     }
     return found;
 }
 
+// Whether a declaration without its comments needs no page, or structures_in or numbers_in find it.
+bool is_other_declaration(const std::string &declaration)
+{
+    static const Pattern other(
+        "^(typedef struct \\w+ \\{[^{}]*\\} \\w+|enum \\{[^{}]*\\}|struct \\w+);$");
+    return other.search(declaration).has_value();
+}
+
 // A comment describes the declarations after it, up to an empty line, or all that follow when that
-// line comes at once; the first comment describes the header.
+// line comes at once; the first comment describes the header. Throws for what is none of the known
+// forms, so that no declaration is left out.
 Family read_header(const fs::path &path, bool is_api)
 {
     Family family{};
@@ -232,35 +272,70 @@ Family read_header(const fs::path &path, bool is_api)
     family.name = path.stem().string();
     const std::string source = read_file(path);
     family.structures = structures_in(source);
-    family.numbers = numbers_in(source);
+    family.numbers = numbers_in(path, source);
     std::istringstream lines(source);
     std::string line, comment, note, declaration;
     bool in_comment = false, in_macro = false, in_list = false, describes = false;
     static const Pattern macro("#define[^)]*\\)|\\\\$"), frame("^\\s*/?\\*+/?|\\*/.*$");
-    static const Pattern remark("; */\\* ([^*]*) \\*/$");
-    static const Pattern function_type("^typedef .*\\(\\*(\\w+)\\)\\(.*;$");
-    const auto add = [&](Call call) {
-        call.note = std::exchange(note, "");
-        family.calls.push_back(std::move(call));
+    static const Pattern remark("; */\\* ([^*]*) \\*/$"), remarks("/\\*([^*]|\\*[^/])*\\*/");
+    static const Pattern function_type("^typedef [^(]*\\(\\*(\\w+)\\)\\([^();/]*\\);$");
+    static const Pattern constant("^#define (\\w+) +(.*[^\\\\])$"), bare("^#define \\w+$");
+    static const Pattern with_arguments("^#define \\w+\\("), table("^#include \"velt/tables/");
+    std::ptrdiff_t number = 0, begin = 0;
+    bool in_braces = false;
+    bool for_table = false; // a macro that a table is to follow
+    const auto add = [&](const std::string &text, const std::string &behind) {
+        auto call = parse(text, one_line(comment));
+        if (!call)
+            return false;
+        call->note = std::exchange(note, "");
+        call->remark = behind;
+        family.calls.push_back(std::move(*call));
+        return true;
     };
     while (std::getline(lines, line)) {
-        if (in_macro || (!in_comment && line.starts_with('#'))) {
+        number++;
+        if (declaration.empty() && !for_table)
+            begin = number;
+        const bool is_directive = in_macro || (!in_comment && line.starts_with('#'));
+        const bool begins_comment = !in_comment && line.starts_with("/*");
+        if (for_table && !is_directive)
+            refuse(path, begin, "a macro that no table follows");
+        if (in_braces && line.empty())
+            continue;
+        if (!declaration.empty() && (line.empty() || begins_comment))
+            refuse(path, begin, declaration);
+        if (is_directive) {
             describes = true;
+            if (table.search(line))
+                for_table = false;
             if (!in_macro)
                 in_list = line.starts_with("#define V_LIST(");
+            if (!in_macro && line.starts_with("#define")) {
+                if (with_arguments.search(line))
+                    for_table = true;
+                else if (const auto found = constant.search(line))
+                    family.numbers.push_back(
+                        {"Macros", {{found->groups[1], found->groups[2], one_line(comment)}}});
+                else if (!bare.search(line))
+                    refuse(path, number, line);
+            }
             if (in_list)
                 declaration += macro.replace(line, "");
             in_macro = line.ends_with('\\');
             if (in_list && line.find(';') != std::string::npos) {
                 for (const ListRow &list : list_types())
-                    if (auto call = parse(one_line(expanded(declaration, list)), one_line(comment)))
-                        add(*call);
+                    if (!add(one_line(expanded(declaration, list)), ""))
+                        refuse(path, begin, declaration);
                 declaration.clear();
             }
-        } else if (in_comment || line.starts_with("/*")) {
+        } else if (in_comment || begins_comment) {
             if (!in_comment)
                 comment.clear();
-            in_comment = line.find("*/") == std::string::npos;
+            const std::size_t closed = line.find("*/");
+            in_comment = closed == std::string::npos;
+            if (!in_comment && closed + 2 != line.size())
+                refuse(path, begin, line);
             comment += frame.replace(line, "") + ' ';
             if (!in_comment && family.about.empty()) {
                 comment = one_line(comment);
@@ -273,27 +348,31 @@ Family read_header(const fs::path &path, bool is_api)
             if (!describes)
                 note = one_line(comment);
             comment.clear();
-            declaration.clear();
         } else {
             describes = true;
+            if (line == "VELT_BEGIN_DECLS" || line == "VELT_END_DECLS")
+                continue;
             std::string behind;
             if (const auto found = remark.search(line)) {
                 behind = found->groups[1];
                 line.resize(found->begin + 1);
             }
             declaration += line + ' ';
-            if (!line.ends_with(';'))
+            const std::string code = one_line(remarks.replace(declaration, ""));
+            in_braces = std::ranges::count(code, '{') != std::ranges::count(code, '}');
+            if (in_braces || !code.ends_with(';'))
                 continue;
             declaration = one_line(declaration);
-            if (auto call = parse(declaration, one_line(comment))) {
-                call->remark = behind;
-                add(*call);
-            } else if (const auto type = function_type.search(declaration))
+            if (const auto type = function_type.search(declaration))
                 family.structures.push_back(
                     {type->groups[1], "", one_line(comment + ' ' + declaration)});
+            else if (!add(declaration, behind) && !is_other_declaration(code))
+                refuse(path, begin, declaration);
             declaration.clear();
         }
     }
+    if (for_table || !declaration.empty())
+        refuse(path, begin, declaration);
     return family;
 }
 
@@ -419,7 +498,7 @@ Interface read_interface(const fs::path &root)
         interface.families.push_back(read_header(path, false));
     for (Family &family : interface.families) {
         if (family.name == "values") {
-            for (const Structure &each : scalars_in(read_file(root / "include/velt/scalars.h")))
+            for (const Structure &each : scalars_in(root / "include/velt/scalars.h"))
                 family.structures.push_back(each);
             for (const Structure &each : structures_in(read_file(root / values)))
                 family.structures.push_back(each);

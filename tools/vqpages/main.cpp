@@ -31,12 +31,18 @@ Writes the reference of the calls of the client library, and the manual of both 
 Exit status: 0 done, 1 it cannot be made or FILE is out of date, 2 wrong usage.
 )"};
 
+// All pages are named so, and each alias is a link to one.
+bool is_page(const fs::path &path)
+{
+    return path.filename().string().starts_with("velt-") && path.extension() == ".3";
+}
+
 void write_manual(const calls::Interface &interface, const fs::path &folder)
 {
-    // Pages of calls that no longer exist are removed.
+    // Pages of calls that no longer exist are removed, and nothing else.
     fs::create_directories(folder);
     for (const auto &entry : fs::directory_iterator(folder))
-        if (entry.path().extension() == ".3")
+        if (entry.is_symlink() ? is_page(fs::read_symlink(entry)) : is_page(entry))
             fs::remove(entry.path());
     for (const auto &[name, page] : calls::man_pages(interface))
         replace_file(folder / name, page);

@@ -106,7 +106,9 @@ std::string upper(std::string text)
 
 std::vector<Facts> numbers(const Family &family)
 {
-    return family.name == "facts" ? facts() : family.numbers;
+    std::vector<Facts> all = family.name == "facts" ? facts() : std::vector<Facts>();
+    std::ranges::copy(family.numbers, std::back_inserter(all));
+    return all;
 }
 
 std::string man_page(const Interface &interface, const Family &family)
