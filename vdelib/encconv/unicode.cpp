@@ -205,8 +205,10 @@ IntT vdeTranslateToUnicode(VdeClT *cl, const char *src, IntT srcLen, UIntT enc)
             characters.run.copy(source, out);
             const UCharT *at = source.at;
             UCharT *to = out;
-            // Converts single characters after a run, up to one that may begin another run.
-            for (UCharT size = 0; size != 1 && at < source.stop;) {
+            // Converts single characters after a run, up to the second byte of another run: text
+            // may have single spaces between words.
+            UCharT size = 0;
+            while (at < source.stop && (size != 1 || !characters.run.has(*at))) {
                 const Utf8 &character = characters.next(at, source.end);
                 size = character.size;
                 character.put(to);
