@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <system_error>
 
@@ -22,6 +23,14 @@ auto one_of(const std::vector<std::string> &paths)
     return [&paths](const OutputFile &file) {
         return std::ranges::any_of(paths, [&](const std::string &each) { return file.is(each); });
     };
+}
+
+bool is_report(const std::string &path)
+{
+    std::ifstream file(path);
+    std::string declaration, root;
+    return std::getline(file, declaration) && std::getline(file, root) &&
+           declaration.starts_with("<?xml") && root.starts_with("<testsuite");
 }
 
 // Has what is printed, also by clients, go to the standard error, since it would stand in the
@@ -115,6 +124,12 @@ try {
 
 void Outputs::begin_report()
 try {
+    if (report && report->has_content() && !report->is_standard(STDOUT_FILENO) &&
+        !report->is_standard(STDERR_FILENO) && !is_report(report->path())) {
+        std::cerr << "vqhost: --junit: " << printable(report->path())
+                  << " holds no report, and is left as it is" << std::endl;
+        report.reset();
+    }
     if (report)
         report->begin();
 } catch (const std::system_error &error) {

@@ -24,7 +24,8 @@ public:
     // no outputs. The texts of clients are those of a session in the language.
     void begin(const std::vector<std::string> &read, IntT language);
     // Has the report alone begin: it tells why there is no session. The other files stay as they
-    // are.
+    // are, and so does one with anything but a report in the report's place, since nobody knows
+    // what the run would have read.
     void begin_report();
     // Ends the files and tells what end() returns, unless that has been called.
     ~Outputs();

@@ -220,6 +220,13 @@ cp letter.json first.json
 run 2 run of.json --junit letter.json show
 cmp letter.json first.json || fail "a report replaces a document"
 run 2 run of.json --trace-file both.xml show
+echo '{"title": "T", "components": [{"name": "a", "file": "letter.json"}], }' >broken.json
+run 2 run broken.json --junit letter.json show
+cmp letter.json first.json || fail "a report on a broken book replaces what may be a document"
+wrote err "letter.json holds no report, and is left as it is"
+on_fresh_book 0 --junit anew.xml show
+run 2 run broken.json --junit anew.xml show
+grep -q 'broken.json.*<error' anew.xml || fail "a report on a broken book replaces no earlier one"
 echo show >script
 # shellcheck disable=SC2094
 run 2 run three.json --junit script <script
