@@ -2,6 +2,10 @@
 
 #include <stdexcept>
 
+#ifdef VELT_SIMDUTF
+#include <simdutf.h>
+#endif
+
 namespace velt::bench
 {
 
@@ -14,7 +18,7 @@ std::string Foreign::checked(std::string_view text)
 }
 
 Iconv::Iconv(const std::string &from, const std::string &to, std::size_t most)
-    : Foreign(most), descriptor_(iconv_open(to.c_str(), from.c_str()), iconv_close)
+    : Foreign("iconv", most), descriptor_(iconv_open(to.c_str(), from.c_str()), iconv_close)
 {
     if (descriptor_.get() == reinterpret_cast<iconv_t>(-1)) {
         static_cast<void>(descriptor_.release());
@@ -35,7 +39,7 @@ const std::string_view *Iconv::convert(std::string_view text)
 }
 
 Icu::Icu(const std::string &from, const std::string &to, std::size_t most)
-    : Foreign(most), from_(open(from)), to_(open(to)), pivot_(4096)
+    : Foreign("ICU", most), from_(open(from)), to_(open(to)), pivot_(4096)
 {
 }
 
@@ -64,5 +68,41 @@ const std::string_view *Icu::convert(std::string_view text)
                    true, &error);
     return U_SUCCESS(error) ? result(out) : nullptr;
 }
+
+#ifdef VELT_SIMDUTF
+
+namespace
+{
+
+class Simdutf : public Foreign
+{
+public:
+    explicit Simdutf(std::size_t most) : Foreign("simdutf", most) {}
+
+    const std::string_view *convert(std::string_view text) override
+    {
+        // Each byte becomes one or two.
+        if (text.size() > buffer_.size() / 2)
+            return nullptr;
+        char *out = buffer_.data();
+        return result(out + simdutf::convert_latin1_to_utf8(text.data(), text.size(), out));
+    }
+};
+
+} // namespace
+
+std::unique_ptr<Foreign> simdutf(std::size_t most)
+{
+    return std::make_unique<Simdutf>(most);
+}
+
+#else
+
+std::unique_ptr<Foreign> simdutf(std::size_t)
+{
+    return nullptr;
+}
+
+#endif
 
 } // namespace velt::bench

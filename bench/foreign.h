@@ -1,5 +1,5 @@
-// Converters of other libraries: the C library's iconv, and ICU's. Each opens its descriptors and
-// allocates its buffers once.
+// Converters of other libraries: the C library's iconv, ICU's, and simdutf's where it is installed.
+// Each opens its descriptors and allocates its buffers once.
 #pragma once
 
 #include <iconv.h>
@@ -24,9 +24,10 @@ public:
     virtual const std::string_view *convert(std::string_view text) = 0;
 
     std::string checked(std::string_view text);
+    const char *name() const { return name_; } // of the library
 
 protected:
-    explicit Foreign(std::size_t most) : buffer_(most) {}
+    Foreign(const char *name, std::size_t most) : buffer_(most), name_(name) {}
 
     const std::string_view *result(const char *end)
     {
@@ -37,6 +38,7 @@ protected:
     std::vector<char> buffer_;
 
 private:
+    const char *name_;
     std::string_view result_;
 };
 
@@ -63,5 +65,8 @@ private:
     Converter from_, to_;
     std::vector<UChar> pivot_;
 };
+
+// From Latin-1 to UTF-8; null where simdutf was not installed when this was built.
+std::unique_ptr<Foreign> simdutf(std::size_t most);
 
 } // namespace velt::bench
