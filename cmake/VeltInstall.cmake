@@ -27,13 +27,14 @@ install(FILES ${CMAKE_CURRENT_LIST_DIR}/VeltResources.cmake ${CMAKE_CURRENT_LIST
   ${PROJECT_BINARY_DIR}/VeltConfig.cmake ${PROJECT_BINARY_DIR}/VeltConfigVersion.cmake
   DESTINATION ${package_dir})
 
-# velt_pkgconfig(NAME DESCRIPTION REQUIRES [LIBS]): NAME.pc, which finds its tree from where it stands.
-# The static form needs the LIBS as well.
-function(velt_pkgconfig name description requires)
+# velt_pkgconfig(NAME DESCRIPTION [REQUIRES packages] [USES packages] [LIBS flags] [STATIC flags]): NAME.pc,
+# which finds its tree from where it stands. A client has the headers of what NAME uses, and links the LIBS
+# as well; the static form needs all that it uses, and the flags for it.
+function(velt_pkgconfig name description)
+  cmake_parse_arguments(PARSE_ARGV 2 PC "" "REQUIRES;USES;LIBS;STATIC" "")
   set(place ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
   cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
     BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${place} OUTPUT_VARIABLE up)
-  list(JOIN ARGN " " private)
   file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/${name}.pc @ONLY CONTENT
 "prefix=\${pcfiledir}/@up@
 includedir=\${prefix}/@CMAKE_INSTALL_INCLUDEDIR@
@@ -42,14 +43,19 @@ libdir=\${prefix}/@CMAKE_INSTALL_LIBDIR@
 Name: @name@
 Description: @description@
 Version: @PROJECT_VERSION@
-Requires: @requires@
+Requires: @PC_REQUIRES@
+Requires.private: @PC_USES@
 Cflags: -I\${includedir}
-Libs: -L\${libdir} -l@name@
-Libs.private: @private@
+Libs: -L\${libdir} -l@name@ @PC_LIBS@
+Libs.private: @PC_STATIC@
 ")
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${place})
 endfunction()
 
-velt_pkgconfig(velt-vde "The Velt support library" "")
-velt_pkgconfig(velt-api "The Velt API client library" "velt-vde libtirpc")
-velt_pkgconfig(velt-mock "The host in the memory of a test of a Velt client" "velt-api" -lstdc++ -lm)
+velt_pkgconfig(velt-vde "The Velt support library")
+# As in CMake, a client loads these as far as it uses them itself. In one flag they stay together.
+list(JOIN TIRPC_LDFLAGS "," tirpc)
+velt_pkgconfig(velt-api "The Velt API client library" USES "velt-vde libtirpc"
+  LIBS -Wl,--push-state,--as-needed,-lvelt-vde,${tirpc},--pop-state)
+velt_pkgconfig(velt-mock "The host in the memory of a test of a Velt client" REQUIRES velt-api
+  STATIC "-lstdc++ -lm")

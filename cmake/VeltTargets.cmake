@@ -21,6 +21,23 @@ endmacro()
 velt_need(PkgConfig pkg-config)
 velt_need(libtirpc libtirpc-dev AS TIRPC)
 include(${CMAKE_CURRENT_LIST_DIR}/VeltTirpc.cmake)
+# Whether the shared library of a client is made of the archive too: not where that has been compiled for
+# programs alone.
+unset(VELT_TIRPC_INSIDE CACHE)
+get_target_property(libraries Velt::tirpc-static INTERFACE_LINK_LIBRARIES)
+if(VELT_TIRPC_ARCHIVE IN_LIST libraries)
+  include(CheckCSourceCompiles)
+  block()
+    set(CMAKE_REQUIRED_FLAGS -fPIC)
+    set(CMAKE_REQUIRED_LINK_OPTIONS -shared LINKER:--exclude-libs,ALL)
+    set(CMAKE_REQUIRED_LIBRARIES Velt::tirpc-static)
+    set(CMAKE_REQUIRED_QUIET ON)
+    check_c_source_compiles("
+      int bindresvport(), xdr_callmsg(), xdr_pmap(), xdr_replymsg(), xdr_rpcb();
+      int all(void) { return bindresvport() + xdr_callmsg() + xdr_pmap() + xdr_replymsg() + xdr_rpcb(); }"
+      VELT_TIRPC_INSIDE)
+  endblock()
+endif()
 
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
@@ -42,12 +59,12 @@ function(velt_headers folder out)
   set(${out} ${place} PARENT_SCOPE)
 endfunction()
 
-# velt_library(NAME FOLDER SOURCES... [LINK libs...]): NAME-static and NAME-shared from one set of
-# objects, which include what stands in the folder, without exceptions, RTTI or guarded statics, linked
+# velt_library(NAME FOLDER SOURCES...): NAME-static and NAME-shared from one set of objects,
+# NAME-objects, which include what stands in the folder, without exceptions, RTTI or guarded statics, linked
 # as C. What the headers export has its version from velt.map. Both are installed; velt-api, say, as
 # Velt::api (shared) and Velt::api-static.
 function(velt_library name folder)
-  cmake_parse_arguments(PARSE_ARGV 2 ARG "" "" "SOURCES;LINK")
+  cmake_parse_arguments(PARSE_ARGV 2 ARG "" "" "SOURCES")
   velt_headers(${folder} own)
   add_library(${name}-objects OBJECT ${ARG_SOURCES})
   target_link_libraries(${name}-objects PRIVATE velt_options)
@@ -62,16 +79,6 @@ function(velt_library name folder)
     string(TOUPPER ${kind} KIND)
     add_library(${name}-${kind} ${KIND} $<TARGET_OBJECTS:${name}-objects>)
     set_target_properties(${name}-${kind} PROPERTIES LINKER_LANGUAGE C)
-    foreach(lib ${ARG_LINK})
-      if(TARGET ${lib}-${kind})
-        target_link_libraries(${name}-${kind} PUBLIC ${lib}-${kind})
-      elseif(lib STREQUAL PkgConfig::TIRPC AND kind STREQUAL static)
-        target_link_libraries(${name}-${kind} PUBLIC Velt::tirpc-static)
-      else()
-        target_link_libraries(${name}-${kind} PUBLIC ${lib})
-        target_link_libraries(${name}-objects PUBLIC ${lib})
-      endif()
-    endforeach()
   endforeach()
 
   set(versions ${PROJECT_SOURCE_DIR}/cmake/velt.map)

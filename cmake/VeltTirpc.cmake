@@ -1,5 +1,5 @@
-# Velt::tirpc-static: what a client needs of the RPC library, from its archive where there is one. The
-# shared library loads those of Kerberos, which take longer than the rest of a start; from the archive
+# Velt::tirpc-static: what a client needs of the RPC library, from its archive where there is one; that is
+# also what the shared library of ours is made of. The shared library of the RPC library loads those of Kerberos, which take longer than the rest of a start; from the archive
 # they come only with routines that use them. The sanitizers wrap routines of the shared library, and
 # need it; -DVELT_TIRPC_ARCHIVE=OFF chooses it where they are not seen in the flags of all targets.
 find_library(VELT_TIRPC_ARCHIVE NAMES libtirpc.a HINTS ${TIRPC_LIBRARY_DIRS} ${TIRPC_LIBDIR})

@@ -1,5 +1,5 @@
-/* A client with a process entry, a notification callback and a source of strings of its own: each
- * has to win over the library's. Answers 0 when they do. */
+/* A client with a process entry, a notification callback, a source of strings and a service of the
+ * RPC library of its own: each has to win over the library's. Answers 0 when they do. */
 
 #include <string.h>
 
@@ -8,6 +8,7 @@
 #include <velt/wire.h>
 
 static IntT notified;
+static IntT watched;
 
 void V_ApiInitialize(IntT initCode)
 {
@@ -34,6 +35,12 @@ IntT V_SrFetch(IntT id, StringT buf, IntT size)
     return 0;
 }
 
+static void watch(IntT descriptor, IntT added)
+{
+    if (added)
+        watched = descriptor;
+}
+
 static bool_t no_reply(SVCXPRT *transport, struct rpc_msg *message)
 {
     (void)transport;
@@ -53,6 +60,11 @@ int main(void)
     V_SrGetN(1, text, sizeof text);
     if (strcmp(text, "own") != 0)
         return 1;
+
+    FD_SET(9, &svc_fdset);
+    V_ApiSetFdFunc(watch);
+    if (watched != 9)
+        return 3;
 
     memset(&operations, 0, sizeof operations);
     operations.xp_reply = no_reply;

@@ -14,6 +14,7 @@
 #include <stdexcept>
 
 #include "apilib/unix/transport/record.h"
+#include "apilib/unix/transport/transport.h"
 #include "apilib/wire/routines.h"
 #include "support/service_process.h"
 #include "velt/api.h"
@@ -425,6 +426,43 @@ TEST(Interoperation, CallsOfEverySize)
             ASSERT_EQ(call_echo(client, text, &answer), RPC_SUCCESS) << size;
             ASSERT_TRUE(answer == text) << size;
         }
+}
+
+TEST(Datagram, OnlyTheAnswerToTheCallCounts)
+{
+    const auto [service, port] = socket_on_loopback(SOCK_DGRAM);
+    const auto ask = [at = on_loopback(port)](IntT *result) {
+        return transport_ask(at, 1, 1, 1, routine<void>(), nullptr, routine<IntT>(), result,
+                             {600, 0});
+    };
+    const std::string success = words({REPLY, MSG_ACCEPTED, AUTH_NONE, 0, SUCCESS});
+    for (const auto &[rest, done] :
+         {std::pair(success + words({42}), true),
+          {success, false},
+          {words({REPLY, MSG_ACCEPTED, AUTH_NONE, 0, PROC_UNAVAIL}), false},
+          {words({REPLY, MSG_DENIED, AUTH_ERROR, AUTH_TOOWEAK}), false},
+          {words({REPLY}), false}}) {
+        IntT answer = 0;
+        bool told = !done;
+        std::thread asking([&] { told = ask(&answer); });
+        char call[40];
+        sockaddr_in from{};
+        socklen_t size = sizeof from;
+        EXPECT_EQ(
+            recvfrom(service, call, sizeof call, 0, reinterpret_cast<sockaddr *>(&from), &size),
+            ssize_t{sizeof call});
+        const std::string id(call, 4), other = static_cast<char>(id[0] ^ 1) + id.substr(1);
+        for (const std::string &datagram :
+             {std::string(), other + "x" + success, other + success + words({41}), id + rest})
+            sendto(service, datagram.data(), datagram.size(), 0,
+                   reinterpret_cast<sockaddr *>(&from), size);
+        asking.join();
+        EXPECT_EQ(told, done);
+        EXPECT_EQ(answer, done ? 42 : 0);
+    }
+    close(service);
+    IntT answer = 0;
+    EXPECT_FALSE(ask(&answer)) << "nobody listens";
 }
 
 } // namespace

@@ -1,5 +1,4 @@
-// How a process that the host has not started joins a running session. It stands apart, because the
-// RPC library's datagrams bring a large part of that library along.
+// How a process that the host has not started joins a running session.
 
 #include <arpa/inet.h>
 #include <unistd.h>
@@ -33,7 +32,6 @@ bool apiLocalCall(const char *hostName, UIntT program, rpcproc_t procedure, xdrp
     if (hostnameToRealAddr(hostName, &address) != 0)
         return false;
     timeval limit = {VA_TimeOut.seconds, VA_TimeOut.microseconds};
-    // The RPC library neither asks the session's port mapper nor checks the owner of a program.
     address.sin_port =
         htons(mapper_find(address, program, VQ_RPC_SESSION_VERSION, IPPROTO_UDP, limit));
     if (address.sin_port == 0)
@@ -42,15 +40,8 @@ bool apiLocalCall(const char *hostName, UIntT program, rpcproc_t procedure, xdrp
         V_ApiErr("the session's program is another user's");
         return false;
     }
-    int socket = RPC_ANYSOCK;
-    CLIENT *client = clntudp_create(&address, program, VQ_RPC_SESSION_VERSION, limit, &socket);
-    if (!client)
-        return false;
-    bool done = clnt_call(client, procedure, encode, static_cast<char *>(argument), decode,
-                          static_cast<char *>(result), limit) == RPC_SUCCESS;
-    // The handle opened the socket and closes it.
-    clnt_destroy(client);
-    return done;
+    return transport_ask(address, program, VQ_RPC_SESSION_VERSION, procedure, encode, argument,
+                         decode, result, limit);
 }
 
 IntT connect_to_session(const char *name, const char *hostName, UIntT program)

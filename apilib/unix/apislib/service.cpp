@@ -9,7 +9,6 @@
 #include "apilib/unix/process.h"
 #include "apilib/wire/routines.h"
 #include "velt/api.h"
-#include "velt/vde/memory.h"
 
 IntT VA_bailout = 0;
 UIntT VA_SelectMask = 0;
@@ -80,7 +79,7 @@ void translateFileToFile(const VqApiNotifyArgT &arg)
     V_ApiNotify(arg.notification, arg.objectId, reinterpret_cast<StringT>(arguments), arg.intArg);
     if (arguments)
         VdeApiDeallocateFilterArgs(arguments);
-    V_Free(arguments);
+    V_ApiFree(arguments);
 }
 
 } // namespace

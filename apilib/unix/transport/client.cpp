@@ -26,12 +26,45 @@ namespace velt
 namespace
 {
 
+// The authenticator of every handle. It adds and checks nothing, so that calls go past it, unless
+// the client gives its handle another. The RPC library's brings the table of that library's
+// services along, which must be the client's own.
+
+void no_verifier(AUTH *) {}
+
+bool_t no_credentials(AUTH *, XDR *xdrs)
+{
+    opaque_auth nothing{};
+    return xdr_opaque_auth(xdrs, &nothing) && xdr_opaque_auth(xdrs, &nothing);
+}
+
+bool_t accept(AUTH *, opaque_auth *)
+{
+    return TRUE;
+}
+
+bool_t no_refresh(AUTH *, void *)
+{
+    return FALSE;
+}
+
+void keep(AUTH *) {}
+
+int code_plainly(AUTH *, XDR *xdrs, xdrproc_t routine, caddr_t value)
+{
+    return (*routine)(xdrs, value);
+}
+
+std::remove_pointer_t<decltype(AUTH::ah_ops)> nobody_operations = {
+    no_verifier, no_credentials, accept, no_refresh, keep, code_plainly, code_plainly};
+
+AUTH nobody = {{}, {}, {}, &nobody_operations, nullptr};
+
 struct ClientConnection : Connection {
     sockaddr_in address;
     std::uint32_t program;
     std::uint32_t version;
     std::uint32_t id;
-    AUTH *nobody = nullptr; // the handle's first authenticator, which adds and checks nothing
     rpc_err error{};
     bool limit_set = false;
     timeval limit{};
@@ -134,7 +167,7 @@ clnt_stat ClientConnection::send(AUTH *auth, rpcproc_t procedure, xdrproc_t enco
     // No credentials and no verifier are four words of zero.
     UIntT no_authentication[] = {AUTH_NONE, 0, AUTH_NONE, 0};
     bool encoded = put_words(writer.xdrs(), head);
-    if (auth == nobody)
+    if (auth == &nobody)
         encoded = encoded && put_words(writer.xdrs(), no_authentication) &&
                   (*encode)(writer.xdrs(), argument);
     else
@@ -206,7 +239,7 @@ clnt_stat ClientConnection::receive(AUTH *auth, xdrproc_t decode, void *result, 
         // A reply to an earlier call that timed out is discarded.
         const bool ours = record.id() == id;
         if (ours)
-            decode_reply(record, auth == nobody ? nullptr : auth, decode, result, &error);
+            decode_reply(record, auth == &nobody ? nullptr : auth, decode, result, &error);
         in.give_back(std::move(record));
         if (ours)
             return error.re_status;
@@ -348,14 +381,13 @@ CLIENT *make_client(int fd, const sockaddr_in &address, rpcprog_t program, rpcve
         return no_client(errno == ETIMEDOUT ? RPC_TIMEDOUT : RPC_SYSTEMERROR, errno);
     auto *made = make<ClientConnection>(fd, address, program, version);
     auto *handle = make<CLIENT>();
-    AUTH *nobody = authnone_create();
-    if (!made || !handle || !nobody) {
+    if (!made || !handle) {
         std::free(made);
         std::free(handle);
         close(fd);
         return no_client(RPC_SYSTEMERROR, ENOMEM);
     }
-    made->nobody = handle->cl_auth = nobody;
+    handle->cl_auth = &nobody;
     handle->cl_ops = &operations;
     handle->cl_private = made;
     return handle;

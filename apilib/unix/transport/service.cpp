@@ -163,7 +163,6 @@ ServiceConnection::ServiceConnection(int fd, const sockaddr_in &from, Service &o
     handle.xp_ops2 = &more_operations;
     handle.xp_netid = network;
     handle.xp_rtaddr = {sizeof peer, sizeof peer, &peer};
-    handle.xp_verf = _null_auth;
     handle.xp_p1 = this;
 }
 
@@ -362,7 +361,6 @@ Service::Service(int fd, const ServiceCallbacks &of)
     handle.xp_fd = fd;
     handle.xp_ops = &service_operations;
     handle.xp_ops2 = &more_operations;
-    handle.xp_verf = _null_auth;
     handle.xp_p1 = this;
 }
 

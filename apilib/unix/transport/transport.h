@@ -34,6 +34,11 @@ void transport_allow(SVCXPRT *service, in_addr_t machine);
 // for it. The limit is for both together. Null on failure, with rpc_createerr set. clnt_control
 // with CLSET_FD_NCLOSE leaves the socket to the caller.
 CLIENT *transport_connect(sockaddr_in address, rpcprog_t program, rpcvers_t version, timeval limit);
+// One call over UDP. The request is sent once; false when no result has come in time.
+bool transport_ask(const sockaddr_in &service, rpcprog_t program, rpcvers_t version,
+                   rpcproc_t procedure, xdrproc_t encode, void *argument, xdrproc_t decode,
+                   void *result, timeval limit);
+
 // From now on calls with a time limit of 0 return as soon as they are queued, and
 // transport_dispatch calls `replied` with the outcome of each, in their order. An error that is not
 // the call's own ends the connection.
