@@ -60,6 +60,19 @@ TEST(SessionPortMapper, IsConnectedToAgainWhenAKeptConnectionHasEnded)
     EXPECT_EQ(port_of(program), 40001);
 }
 
+// The first removal is not waited for, but comes before what follows.
+TEST(SessionPortMapper, IsToldInOrderThroughAKeptConnection)
+{
+    const MapperProcess mapper;
+    EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40000));
+    const KeptMapper kept;
+    EXPECT_TRUE(mapper_unset(program, version));
+    EXPECT_TRUE(mapper_set(program, version, IPPROTO_TCP, 40001));
+    EXPECT_EQ(port_of(program), 40001);
+    EXPECT_TRUE(mapper_unset(program, version));
+    EXPECT_FALSE(mapper_unset(program, version));
+}
+
 // The library asks this machine's for what is on this machine, and no other.
 TEST(SessionPortMapper, IsOfThisMachine)
 {

@@ -47,7 +47,7 @@ int keepers;
 CLIENT *kept;
 
 // Calls the port mapper to which `connect` connects; false with rpc_createerr set when it does not
-// answer, to `failure` when it was reached.
+// answer, to `failure` when it was reached. Without a result, the answer is not waited for.
 template <class Connect, class Argument, class Result>
 bool ask(Connect connect, bool may_keep, rpcproc_t procedure, bool_t (*encode)(XDR *, Argument *),
          Argument argument, bool_t (*decode)(XDR *, Result *), Result *result, clnt_stat failure,
@@ -60,8 +60,9 @@ bool ask(Connect connect, bool may_keep, rpcproc_t procedure, bool_t (*encode)(X
             return false;
         const clnt_stat status =
             clnt_call(mapper, procedure, reinterpret_cast<xdrproc_t>(encode),
-                      reinterpret_cast<char *>(&argument), reinterpret_cast<xdrproc_t>(decode),
-                      reinterpret_cast<char *>(result), left_until(deadline));
+                      reinterpret_cast<char *>(&argument),
+                      result ? reinterpret_cast<xdrproc_t>(decode) : nullptr,
+                      reinterpret_cast<char *>(result), result ? left_until(deadline) : timeval{});
         if (status == RPC_SUCCESS && may_keep && keepers) {
             kept = mapper;
             return true;
@@ -84,11 +85,11 @@ CLIENT *connect_to_session(Time deadline)
 }
 
 // Calls a procedure of the session's port mapper that registers or unregisters.
-bool tell_session(rpcproc_t procedure, const pmap &registration, Time deadline)
+bool tell_session(rpcproc_t procedure, const pmap &registration, bool waits, Time deadline)
 {
-    bool_t done = FALSE;
-    return ask(connect_to_session, true, procedure, xdr_pmap, registration, xdr_bool, &done,
-               RPC_SYSTEMERROR, deadline) &&
+    bool_t done = !waits;
+    return ask(connect_to_session, true, procedure, xdr_pmap, registration, xdr_bool,
+               waits ? &done : nullptr, RPC_SYSTEMERROR, deadline) &&
            done;
 }
 
@@ -152,7 +153,7 @@ bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port
 {
     const Time deadline = after_seconds(limits.connect_seconds);
     if (session_has_mapper())
-        return tell_session(PMAPPROC_SET, {program, version, protocol, port}, deadline);
+        return tell_session(PMAPPROC_SET, {program, version, protocol, port}, true, deadline);
     char address[24];
     std::snprintf(address, sizeof address, "0.0.0.0.%u.%u", port / 256U, port % 256U);
     return tell_machine(RPCBPROC_SET, program, version, protocol, address, deadline);
@@ -161,8 +162,11 @@ bool mapper_set(rpcprog_t program, rpcvers_t version, unsigned protocol, in_port
 bool mapper_unset(rpcprog_t program, rpcvers_t version)
 {
     const Time deadline = after_seconds(removal_seconds);
+    // What follows goes through the same connection and is answered afterwards, unless the port
+    // mapper may have ended that already.
+    const bool waits = keepers == 0 || kept;
     if (session_has_mapper())
-        return tell_session(PMAPPROC_UNSET, {program, version, 0, 0}, deadline);
+        return tell_session(PMAPPROC_UNSET, {program, version, 0, 0}, waits, deadline);
     char any[] = "";
     const bool udp = tell_machine(RPCBPROC_UNSET, program, version, IPPROTO_UDP, any, deadline);
     const bool tcp = tell_machine(RPCBPROC_UNSET, program, version, IPPROTO_TCP, any, deadline);

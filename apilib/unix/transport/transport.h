@@ -75,7 +75,8 @@ bool mapper_unset(rpcprog_t program, rpcvers_t version);
 in_port_t mapper_find(sockaddr_in machine, rpcprog_t program, rpcvers_t version, unsigned protocol,
                       timeval limit);
 // While one exists, these calls and transport_connect share one connection to the port mapper that
-// registers programs, and do not open one for each.
+// registers programs, and do not open one for each. Where mapper_unset of a session is the first of
+// them, it does not wait for the answer, and returns whether the call could be sent.
 struct KeptMapper {
     KeptMapper();
     ~KeptMapper();
