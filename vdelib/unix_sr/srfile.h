@@ -15,6 +15,10 @@ namespace velt
 // The size of a string's buffer, terminator included.
 inline constexpr IntT sr_text_size = 1024;
 
+// The library's own V_SrFetch, which leaves the buffer alone. Not there where a client's own has
+// taken its place in a program without the shared library.
+[[gnu::weak]] IntT library_fetch(IntT id, StringT buf, IntT size);
+
 struct SrFree {
     void operator()(void *block) const { V_Free(block); }
 };

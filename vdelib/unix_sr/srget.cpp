@@ -206,6 +206,14 @@ const char *find_string(IntT id)
     return nullptr;
 }
 
+// Returns whether V_SrFetch is the library's. Two names are compared, which is not for the
+// compiler.
+bool is_library_fetch()
+{
+    IntT (*volatile called)(IntT, StringT, IntT) = V_SrFetch;
+    return called == velt::library_fetch;
+}
+
 IntT get(IntT id, StringT buf, IntT size, const Arguments &arguments)
 {
     if (!buf || size < 1)
@@ -214,11 +222,15 @@ IntT get(IntT id, StringT buf, IntT size, const Arguments &arguments)
     const velt::SrBlock<char[]> own(static_cast<char *>(V_Alloc(static_cast<UIntT>(size), 0)));
     if (!own)
         return -1;
-    // A client's V_SrFetch may count on zeros, and need not terminate its text.
-    memset(own.get(), 0, bytes);
     const char *text = own.get();
-    if (V_SrFetch(id, own.get(), size) != 0)
+    if (is_library_fetch()) {
         text = find_string(id);
+    } else {
+        // A client's V_SrFetch may count on zeros, and need not terminate its text.
+        memset(own.get(), 0, bytes);
+        if (V_SrFetch(id, own.get(), size) != 0)
+            text = find_string(id);
+    }
     if (!text) {
         V_StrCpyN(buf, missing, size);
         return -1;
