@@ -110,28 +110,32 @@ int by_id(const void *id, const void *entry)
     return *static_cast<const int *>(id) - static_cast<const VdeSrIndexT *>(entry)->id;
 }
 
-// Strings in random order. The baseline is the search of the C library in the same index, and %s
-// of what it finds.
-void look_up(benchmark::State &state)
+// Strings in random order, fetched into a buffer of this size. The baseline is the search of the C
+// library in the same index, and %s of what it finds, or nothing else.
+void look_up(benchmark::State &state, IntT size, bool search_alone)
 try {
     const Resources resources(" without references");
     if (V_SrInit(resources.name().c_str(), "en") != 0)
         throw std::runtime_error("the strings cannot be loaded");
-    static char text[256];
+    static char text[65536];
     const auto id = [] {
         static std::minstd_rand random;
         return static_cast<int>(random() % Resources::count);
     };
-    compare(state, block([=] {
-                const int wanted = id();
-                const auto *entry = static_cast<const VdeSrIndexT *>(
-                    std::bsearch(&wanted, VdeInstance->srIndex, Resources::count,
-                                 sizeof *VdeInstance->srIndex, by_id));
-                return std::snprintf(text, sizeof text, "%s",
-                                     reinterpret_cast<const char *>(VdeInstance->srPool) +
-                                         entry->offset);
-            }),
-            block([=] { return V_SrGetN(id(), text, sizeof text); }));
+    const auto search = [id] {
+        const int wanted = id();
+        const auto *entry = static_cast<const VdeSrIndexT *>(std::bsearch(
+            &wanted, VdeInstance->srIndex, Resources::count, sizeof *VdeInstance->srIndex, by_id));
+        return reinterpret_cast<const char *>(VdeInstance->srPool) + entry->offset;
+    };
+    const auto ours = block([=] { return V_SrGetN(id(), text, size); });
+    if (search_alone)
+        compare(state, block(search), ours);
+    else
+        compare(state, block([=] {
+                    return std::snprintf(text, static_cast<std::size_t>(size), "%s", search());
+                }),
+                ours);
 } catch (const std::exception &error) {
     state.SkipWithError(error.what());
 }
@@ -155,7 +159,10 @@ try {
 void register_resources()
 {
     add_line("load 32767 strings / read and strdup", 1, load)->Iterations(41);
-    add_line("V_SrGetN of 32767 / bsearch and snprintf", 1, look_up);
+    add_line("V_SrGetN of 32767 / bsearch and snprintf", 1, look_up, 256, false);
+    for (const IntT size : {256, 8192, 65536})
+        add_line("V_SrGetN, " + std::to_string(size) + " bytes / bsearch alone", 1, look_up, size,
+                 true);
     add_line("V_SrGetF of two / snprintf", 1.5, expand);
 }
 
