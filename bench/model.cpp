@@ -48,7 +48,7 @@ struct Session {
 void answer_by_model(void *of, svc_req *request, SVCXPRT *transport)
 {
     auto &session = *static_cast<Session *>(of);
-    session.client.caller = transport->xp_fd;
+    session.clients.set_caller(session.client, transport->xp_fd);
     host::Dispatcher::dispatch(&session.dispatcher, request, transport);
 }
 

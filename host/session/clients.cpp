@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <utility>
 
 #include "apilib/unix/process.h"
@@ -23,6 +24,22 @@ namespace
 using State = Client::State;
 using Clock = std::chrono::steady_clock;
 
+// The longest time for which an end can escape that shows on no descriptor and to no wait.
+constexpr std::chrono::seconds longest_look_interval(1);
+
+bool is_unsettled(State state)
+{
+    return state != State::connected && state != State::exited;
+}
+
+// The processor time of this process, which other processes do not prolong.
+Clock::duration processor_time()
+{
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
 } // namespace
 
 Client *Clients::find(int number)
@@ -34,8 +51,8 @@ Client *Clients::find(int number)
 
 Client *Clients::calling_on(int descriptor)
 {
-    const auto found = std::ranges::find(all_, descriptor, &Client::caller);
-    return found == all_.end() ? nullptr : &*found;
+    const auto found = callers_.find(descriptor);
+    return found == callers_.end() ? nullptr : found->second;
 }
 
 bool Clients::any_running() const
@@ -53,7 +70,25 @@ Client &Clients::add(int number, const std::string &name)
     client.number = number;
     client.name = name;
     client.program = program;
+    unsettled_++;
     return client;
+}
+
+void Clients::enter(Client &client, State state)
+{
+    unsettled_ -= is_unsettled(client.state);
+    unsettled_ += is_unsettled(state);
+    client.state = state;
+}
+
+void Clients::set_caller(Client &client, int descriptor)
+{
+    if (client.caller == descriptor)
+        return;
+    callers_.erase(client.caller);
+    client.caller = descriptor;
+    if (descriptor != -1)
+        callers_[descriptor] = &client;
 }
 
 void Clients::end_process(Client &client)
@@ -68,6 +103,8 @@ void Clients::remove(Client &client)
     end_process(client);
     client.connection.close();
     registrations_.mapper().unset(client.program, client.version);
+    set_caller(client, -1);
+    enter(client, State::exited);
     all_.remove_if([&](const Client &each) { return &each == &client; });
 }
 
@@ -85,8 +122,8 @@ void Clients::acknowledge(int descriptor, IntT pid)
         return reports_.unknown_process("acknowledgement",
                                         "process " + std::to_string(pid) +
                                             " acknowledged, but no client is expected");
-    client->state = State::acknowledged;
-    client->caller = descriptor;
+    enter(*client, State::acknowledged);
+    set_caller(*client, descriptor);
     client->pid = pid;
     if (client->process)
         client->process->set_id(pid);
@@ -133,8 +170,8 @@ void Clients::connection_closed(int descriptor)
     Client *client = calling_on(descriptor);
     if (!client)
         return;
-    client->caller = -1;
-    client->state = std::max(client->state, State::lost);
+    set_caller(*client, -1);
+    enter(*client, std::max(client->state, State::lost));
     if (!client->process)
         note_exit(*client);
 }
@@ -145,18 +182,21 @@ void Clients::look_after()
     // many clients it is done only after one has ended, and now and then for what escapes that
     // look. While all are connected that is not even asked, since each call of a client would bring
     // one of the system with it.
-    const auto now = Clock::now();
-    const auto may_end = [](const Client &each) {
-        return each.running() && each.state != State::connected;
-    };
-    const bool ends = now - looked_ >= EventLoop::look_interval ||
-                      (std::ranges::any_of(all_, may_end) && a_child_has_ended());
-    if (ends)
-        looked_ = now;
+    const bool ends = Clock::now() >= look_again_ || (unsettled_ > 0 && a_child_has_ended());
+    if (!ends && unsettled_ == 0 && !options_.in_process)
+        return;
+    const auto began = ends ? processor_time() : Clock::duration{};
     for (Client &client : all_)
         look_after(client, ends);
-    if (ends && !options_.in_process)
+    if (!ends)
+        return;
+    if (!options_.in_process)
         reap_orphans();
+    // The time for all of them grows with the square of their number: a fiftieth of the processor's
+    // is enough.
+    look_again_ =
+        Clock::now() + std::clamp<Clock::duration>(50 * (processor_time() - began),
+                                                   EventLoop::look_interval, longest_look_interval);
 }
 
 void Clients::look_after(Client &client, bool ends)
@@ -183,10 +223,10 @@ void Clients::connect(Client &client)
     if (service.sin_port &&
         client.connection.open(service, client.program, client.version,
                                [this, &client](const rpc_err &error) { replied(client, error); })) {
-        client.state = State::connected;
+        enter(client, State::connected);
     } else if (!client.process || !client.process->is_ending()) {
         // One that is ending is told of by its end, and tried again until then.
-        client.state = State::lost;
+        enter(client, State::lost);
         reports_.of(client, clnt_spcreateerror("its service cannot be reached"));
     }
 }
@@ -200,7 +240,7 @@ void Clients::replied(Client &client, const rpc_err &error)
             reports_.of(client, error.re_status == RPC_TIMEDOUT
                                     ? "does not take what it is sent; it is called no more"
                                     : "sent a reply that is none; it is called no more");
-        client.state = std::max(client.state, State::lost);
+        enter(client, std::max(client.state, State::lost));
         return client.connection.close();
     }
     if (error.re_status == RPC_SUCCESS || client.turns.empty())
@@ -239,8 +279,8 @@ void Clients::note_exit(Client &client)
 {
     // Whoever starts a client tells of one that did not come up.
     const bool came_up = client.reached(client.process ? State::connected : State::acknowledged);
-    client.state = State::exited;
-    client.caller = -1; // the connection may still be open on this side
+    enter(client, State::exited);
+    set_caller(client, -1); // the connection may still be open on this side
     if (client.process)
         client.exit_status = client.process->status();
     client.connection.close();

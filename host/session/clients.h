@@ -4,6 +4,7 @@
 #include <chrono>
 #include <list>
 #include <string>
+#include <unordered_map>
 
 #include "host/session/options.h"
 #include "host/session/registrations.h"
@@ -34,6 +35,10 @@ public:
     Client &add(int number, const std::string &name);
     // Ends the process of the client, if the host has started it, with what that has left behind.
     void end_process(Client &client);
+    // Has the client enter a state. Nothing else sets it.
+    void enter(Client &client, Client::State state);
+    // Sets the descriptor on which the client calls, -1 for none. Nothing else does.
+    void set_caller(Client &client, int descriptor);
     // Removes the client from the list, with its process, its connection and its registrations.
     void remove(Client &client);
 
@@ -60,7 +65,9 @@ private:
     Registrations &registrations_;
     Responder &responder_;
     std::list<Client> all_;
-    std::chrono::steady_clock::time_point looked_{}; // when processes were last looked at
+    std::unordered_map<int, Client *> callers_; // by their descriptors
+    std::size_t unsettled_ = 0; // clients that neither are connected nor have exited
+    std::chrono::steady_clock::time_point look_again_{}; // when processes are looked at next
 };
 
 } // namespace velt::host

@@ -217,8 +217,8 @@ Client &Host::adopt(int number, const std::string &name, CLIENT *handle, int des
     client.directory = ".";
     client.in_process = true;
     client.connection.open(handle);
-    client.caller = descriptor;
-    client.state = State::connected;
+    clients_.set_caller(client, descriptor);
+    clients_.enter(client, State::connected);
     return client;
 }
 

@@ -35,6 +35,7 @@ enum Procedure : rpcproc_t {
     pause = 6,      // stops itself; when it goes on an hour has passed by its clock, and it replies
     depth = 7,      // how many calls of nest there are
     unnest = 8,     // ends the newest
+    fork_off = 9,   // forks; the child replies and serves from then on
 };
 
 // What only a hang takes.

@@ -181,6 +181,47 @@ TEST(Service, KeepsSoManyIdleConnections)
     }
 }
 
+// Most of many connections rest, until something comes: a call, a part of one, or the end.
+TEST(Service, ServesManyInAnyOrder)
+{
+    ServiceProcess service([] {
+        with_patience();
+        V_ApiSetLimit(V_limit_idle_connections, 100);
+    });
+    std::vector<Peer> peers;
+    for (int i = 0; i < 60; i++)
+        EXPECT_TRUE(peers.emplace_back(service.port()).ping());
+    const auto all_are_served = [&peers] {
+        for (std::size_t i = 0; i < peers.size(); i++)
+            EXPECT_TRUE(peers[i * 7 % peers.size()].ping()) << i;
+    };
+    all_are_served();
+    const std::string call = fragment(head(NULLPROC));
+    for (Peer &peer : peers)
+        ASSERT_TRUE(peer.send(call.substr(0, 9)));
+    for (Peer &peer : peers) {
+        ASSERT_TRUE(peer.send(call.substr(9) + call));
+        EXPECT_EQ(peer.receive(56), null_reply() + null_reply());
+    }
+    // While the call of one is being answered, and when some of them have gone.
+    ASSERT_TRUE(peers.back().send(fragment(head(nest))));
+    const Client other = stock_client(service.port());
+    while (call_for_int(other.get(), depth) == 0)
+        std::this_thread::yield();
+    peers.pop_back();
+    all_are_served();
+    call_for_int(other.get(), unnest);
+    EXPECT_EQ(call_for_int(other.get(), depth), 0);
+    while (peers.size() > 29)
+        peers.pop_back();
+    all_are_served();
+    // A child of the service goes on with them.
+    ASSERT_TRUE(peers[0].send(fragment(head(fork_off))));
+    EXPECT_EQ(peers[0].receive(28), null_reply());
+    all_are_served();
+    EXPECT_TRUE(Peer(service.port()).ping());
+}
+
 TEST(Service, DescriptorsMayBeHigh)
 {
     ServiceProcess service([] {

@@ -13,12 +13,23 @@ namespace velt
 // or memory.
 constexpr Time retry_interval = 100'000'000;
 
+// Masks of descriptors have a bit for each of the first.
+constexpr int mask_bits = 32;
+
+struct EventSource;
+
 enum class EventKind {
     service,            // a listening socket
     service_connection, // a connection on which the peer calls
     async_client,       // one on which calls are made without waiting for their answers
     idle_client,        // one on which calls wait for their answers, while none is under way
     watched,            // a descriptor of another part of the process
+};
+
+// The place of a source in one of the lists of sources.
+struct Links {
+    EventSource *next = nullptr;
+    EventSource **back = nullptr; // what points here; null when it is not in the list
 };
 
 // A descriptor that the wait polls.
@@ -29,7 +40,8 @@ struct EventSource {
     int slot = -1;              // index in that wait's array for poll(), -1 for none
     Time deadline = never;      // when the transfer that has begun must have ended
     bool had_late_turn = false; // it was served after its deadline, which was then extended
-    EventSource *next = nullptr;
+    bool registered = false;    // with the system's own set, in which sources rest
+    Links all, awake;
 
     EventSource(EventKind of, int fd) : kind(of), descriptor(fd) {}
 };
@@ -37,6 +49,24 @@ struct EventSource {
 extern EventSource *event_sources; // the newest first
 void link(EventSource &source);
 void unlink(EventSource &source);
+
+// Each wait looks at the sources that are awake. When they are many, those rest from which nothing
+// is expected but that they become readable; what changes that wakes them.
+extern EventSource *awake_sources;
+bool are_many_awake();
+// To be called before each wait: in a child after a fork, none rests any more.
+void wake_after_fork();
+// Lets a source rest until these events of poll(); false when the system does not let it.
+bool rest(EventSource &source, short until);
+void wake(EventSource &source);
+// The descriptor that is readable when a resting source is ready, or -1 when none rests.
+int resting_descriptor();
+// Wakes the resting sources that are ready, and returns their number.
+int wake_ready();
+
+// Moves a descriptor of the wait's own above those that masks can name, which are left to the
+// services; -1 when that fails, or when it is none.
+int move_above_masks(int descriptor);
 
 // The two directions of a connection, as bytes.
 struct Connection : EventSource {

@@ -60,7 +60,7 @@ Service &service_of(SVCXPRT *transport)
 template <class F>
 void each_connection(F visit)
 {
-    for (EventSource *each = event_sources; each; each = each->next)
+    for (EventSource *each = event_sources; each; each = each->all.next)
         if (each->kind == EventKind::service_connection)
             visit(*static_cast<ServiceConnection *>(each));
 }
@@ -185,7 +185,7 @@ void destroy_service(SVCXPRT *transport)
         auto *connection = each->kind == EventKind::service_connection
                                ? static_cast<ServiceConnection *>(each)
                                : nullptr;
-        each = each->next;
+        each = each->all.next;
         if (connection && connection->service == &service) {
             end(*connection);
             // The callback may have ended other connections.

@@ -1,6 +1,5 @@
 // The wait for all event sources, and the dispatch of those that are ready.
 
-#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/timerfd.h>
@@ -19,12 +18,8 @@
 namespace velt
 {
 
-EventSource *event_sources;
-
 namespace
 {
-
-constexpr int mask_bits = 32;
 
 struct Watched : EventSource {
     void (*act)(void *context);
@@ -82,11 +77,9 @@ private:
     {
         // After a fork the child must not set the timer, which it shares with its parent.
         static const int at_fork = pthread_atfork(nullptr, nullptr, [] { forget(); });
-        const int low = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-        // Low descriptors are left to the services, since masks only name those below 32.
-        descriptor_ = low < 0 || at_fork != 0 ? -1 : fcntl(low, F_DUPFD_CLOEXEC, mask_bits);
-        if (low >= 0)
-            close(low);
+        if (at_fork == 0)
+            descriptor_ =
+                move_above_masks(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
         return descriptor_ >= 0;
     }
     static void forget();
@@ -141,7 +134,7 @@ template <class F>
 UIntT mask_of(F counts)
 {
     UIntT mask = 0;
-    for (const EventSource *each = event_sources; each; each = each->next)
+    for (const EventSource *each = event_sources; each; each = each->all.next)
         if ((each->kind == EventKind::service || each->kind == EventKind::service_connection) &&
             each->descriptor < mask_bits && counts(*each))
             mask |= 1U << each->descriptor;
@@ -152,8 +145,8 @@ UIntT mask_of(F counts)
 // gets one first: this process may have been busy with something else.
 void drop_late(Time time)
 {
-    for (EventSource *each = event_sources; each;) {
-        EventSource *next = each->next;
+    for (EventSource *each = awake_sources; each;) {
+        EventSource *next = each->awake.next;
         if (each->deadline <= time) {
             auto &connection = static_cast<Connection &>(*each);
             const bool calling = each->kind == EventKind::async_client;
@@ -168,7 +161,7 @@ void drop_late(Time time)
                 else
                     drop(connection);
                 // The callback may have ended other connections.
-                next = event_sources;
+                next = awake_sources;
             }
         }
         each = next;
@@ -177,24 +170,10 @@ void drop_late(Time time)
 
 } // namespace
 
-void link(EventSource &source)
-{
-    source.next = event_sources;
-    event_sources = &source;
-}
-
-void unlink(EventSource &source)
-{
-    for (EventSource **each = &event_sources; *each; each = &(*each)->next) {
-        if (*each == &source) {
-            *each = source.next;
-            return;
-        }
-    }
-}
-
 void Connection::update_deadline()
 {
+    if (all.back)
+        wake(*this);
     if (out.empty() && (in.at_rest() || in.has_record())) {
         deadline = never;
     } else if (deadline == never) {
@@ -213,7 +192,7 @@ bool transport_watch(int descriptor, void (*ready)(void *context), void *context
 
 void transport_unwatch(int descriptor)
 {
-    for (EventSource *each = event_sources; each; each = each->next) {
+    for (EventSource *each = event_sources; each; each = each->all.next) {
         if (each->kind == EventKind::watched && each->descriptor == descriptor) {
             unlink(*each);
             return unmake(static_cast<Watched *>(each));
@@ -238,23 +217,36 @@ int transport_wait(UIntT *others, int milliseconds)
         *others = 0;
     if (!poll_set && !(poll_set = make<PollSet>()))
         return -1;
+    wake_after_fork();
     Time time = now();
     for (const Time end = time + Time{milliseconds} * 1'000'000;; time = now()) {
         drop_late(time);
         Time nearest = end;
         int ready = 0;
         poll_set->count = 0;
-        for (EventSource *each = event_sources; each; each = each->next) {
+        const bool many = are_many_awake();
+        EventSource *next = nullptr;
+        for (EventSource *each = awake_sources; each; each = next) {
+            next = each->awake.next;
             each->ready = false;
+            each->slot = -1;
             const short events = interest(*each, time, nearest);
-            each->slot = events && !each->ready ? poll_set->add(each->descriptor, events) : -1;
+            const bool waits = events && !each->ready;
+            if (many && waits && each->deadline == never && rest(*each, events))
+                continue;
+            if (waits)
+                each->slot = poll_set->add(each->descriptor, events);
             ready += each->ready;
             // When memory for its entry ran out, the wait ends early and tries again.
-            if (events && !each->ready && each->slot < 0)
+            if (waits && each->slot < 0)
                 nearest = std::min(nearest, time + retry_interval);
             nearest = std::min(nearest, each->deadline);
         }
         const std::size_t ours = poll_set->count;
+        const int resting = resting_descriptor();
+        if (resting >= 0 && poll_set->add(resting, POLLIN) < 0)
+            nearest = std::min(nearest, time + retry_interval);
+        const std::size_t wanted_from = poll_set->count;
         for (UIntT bits = wanted; bits; bits &= bits - 1)
             poll_set->add(std::countr_zero(bits), POLLIN);
 
@@ -271,15 +263,18 @@ int transport_wait(UIntT *others, int milliseconds)
             alarm_clock.expired();
             found--;
         }
+        const bool wakes = wanted_from > ours && poll_set->entries()[ours].revents != 0;
+        for (EventSource *each = awake_sources; each; each = each->awake.next)
+            if (each->slot >= 0)
+                each->ready = poll_set->entries()[each->slot].revents != 0;
+        if (wakes)
+            found += wake_ready() - 1;
         if (found + ready == 0) {
             if (now() >= end)
                 return 0;
             continue; // only the timer of a deadline expired
         }
-        for (EventSource *each = event_sources; each; each = each->next)
-            if (each->slot >= 0)
-                each->ready = poll_set->entries()[each->slot].revents != 0;
-        for (std::size_t i = ours; i < theirs; i++) {
+        for (std::size_t i = wanted_from; i < theirs; i++) {
             const pollfd &entry = poll_set->entries()[i];
             if (entry.revents & POLLNVAL) {
                 *others = 0;
@@ -295,9 +290,9 @@ int transport_wait(UIntT *others, int milliseconds)
 
 void transport_dispatch()
 {
-    for (EventSource *each = event_sources; each;) {
+    for (EventSource *each = awake_sources; each;) {
         if (!each->ready) {
-            each = each->next;
+            each = each->awake.next;
             continue;
         }
         each->ready = false;
@@ -323,20 +318,20 @@ void transport_dispatch()
             break;
         }
         // The handlers may have changed the list, so the search begins anew.
-        each = event_sources;
+        each = awake_sources;
     }
 }
 
 void transport_dispatch_rest()
 {
-    for (EventSource *each = event_sources; each;) {
+    for (EventSource *each = awake_sources; each;) {
         auto *connection =
             each->kind == EventKind::service_connection ? static_cast<Connection *>(each) : nullptr;
         if (connection && connection->in.has_record() && can_read(*connection)) {
             serve_calls(*connection);
-            each = event_sources;
+            each = awake_sources;
         } else {
-            each = each->next;
+            each = each->awake.next;
         }
     }
 }
