@@ -61,7 +61,12 @@ try {
     velt::bench::register_mock();
     velt::bench::register_recordings();
     velt::bench::Table table(earlier);
-    benchmark::RunSpecifiedBenchmarks(&table);
+    if (benchmark::RunSpecifiedBenchmarks(&table) == 0) {
+        std::cerr
+            << "velt-bench: nothing is measured: --benchmark_filter takes a regular expression "
+               "that a name matches; --benchmark_list_tests lists the names\n";
+        return 2;
+    }
     return table.failed() ? 1 : 0;
 } catch (const std::exception &error) {
     std::cerr << "velt-bench: " << error.what() << '\n';
