@@ -15,6 +15,7 @@ namespace
 constexpr rpcprog_t program = 0x20110000;
 constexpr rpcproc_t get_int_procedure = number_of("api_vq_get_int_1");
 constexpr rpcproc_t echo = 1;
+constexpr rpcproc_t echo_list = 2;
 constexpr timeval limit = {10, 0};
 
 void dispatch(svc_req *request, SVCXPRT *transport)
@@ -24,6 +25,11 @@ void dispatch(svc_req *request, SVCXPRT *transport)
         ApiVqGetIntRetT result{0, 42};
         svc_getargs(transport, routine<ApiVqGetPropArgT>(), reinterpret_cast<char *>(&argument));
         svc_sendreply(transport, routine<ApiVqGetIntRetT>(), reinterpret_cast<char *>(&result));
+    } else if (request->rq_proc == echo_list) {
+        V_StringsT list{};
+        svc_getargs(transport, routine<V_StringsT>(), reinterpret_cast<char *>(&list));
+        svc_sendreply(transport, routine<V_StringsT>(), reinterpret_cast<char *>(&list));
+        V_ApiDeallocateStrings(&list);
     } else {
         StringT text = nullptr;
         svc_getargs(transport, routine<StringT>(), reinterpret_cast<char *>(&text));
@@ -95,6 +101,16 @@ void Echo::send(const std::string &text) const
     require(clnt_call(client_.get(), echo, routine<StringT>(), reinterpret_cast<char *>(&argument),
                       routine<StringT>(), reinterpret_cast<char *>(&result), limit) == RPC_SUCCESS);
     V_ApiFree(result);
+}
+
+void Echo::send(const V_StringsT &list) const
+{
+    V_StringsT argument = list, result{};
+    require(clnt_call(client_.get(), echo_list, routine<V_StringsT>(),
+                      reinterpret_cast<char *>(&argument), routine<V_StringsT>(),
+                      reinterpret_cast<char *>(&result), limit) == RPC_SUCCESS &&
+            result.len == list.len);
+    V_ApiDeallocateStrings(&result);
 }
 
 } // namespace velt::bench

@@ -1,5 +1,5 @@
 // A service in a process of its own, which answers a call of an integer property and sends strings
-// back, and a client of it: both by the RPC library's transport, or both by ours.
+// and lists of them back, and a client of it: both by the RPC library's transport, or both by ours.
 #pragma once
 
 #include <rpc/rpc.h>
@@ -8,6 +8,7 @@
 #include <string>
 
 #include "bench/service.h"
+#include "velt/wire.h"
 
 namespace velt::bench
 {
@@ -24,6 +25,7 @@ public:
 
     void get_int() const;
     void send(const std::string &text) const;
+    void send(const V_StringsT &list) const;
 
 private:
     struct Destroy {

@@ -2,14 +2,18 @@
 // as a block for gnuplot: `# NAME`, then lines of a size and a value.
 
 #include <malloc.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -61,8 +65,10 @@ std::size_t peak_of(pid_t process)
     throw std::runtime_error("the memory of a process is not told");
 }
 
+// Forgets what this process has taken at most, and gives back what it needs no more.
 void forget_peak()
 {
+    malloc_trim(0);
     std::ofstream("/proc/self/clear_refs") << 5;
 }
 
@@ -101,16 +107,48 @@ void calls()
         }
     };
     Curves ours(Echo::ours, "ours"), theirs(Echo::rpc_library, "RPC library");
-    for (const std::size_t size : {1, 64, 1024, 8192, 65536, 524288, 2097152, 8388608 - 64}) {
+    for (const std::size_t size : {0, 1, 8, 64, 1024, 8192, 65536, 524288, 2097152, 8388608 - 64}) {
         const std::string text(size, 'a');
         for (Curves *curves : {&ours, &theirs}) {
             const Echo echo(curves->transport);
-            malloc_trim(0);
             forget_peak();
             curves->time.add(size, time_of([&] { echo.send(text); }));
             curves->service.add(size, static_cast<double>(peak_of(echo.service())));
             curves->caller.add(size, static_cast<double>(peak_of(getpid())));
         }
+    }
+}
+
+// A client that asks for the names of so many objects, or a host for those that a client sets.
+void lists()
+{
+    Curve time("string of a list there and back"), caller("memory of a client with a list"),
+        service("memory of a service with a list");
+    for (std::size_t count = 10; count <= 1'000'000; count *= 10) {
+        std::string name = "Chapter 1";
+        std::vector<StringT> names(count, name.data());
+        const Echo echo(Echo::ours);
+        forget_peak();
+        time.add(count, time_of([&] {
+                            echo.send(V_StringsT{static_cast<UIntT>(count), names.data()});
+                        }) / static_cast<double>(count));
+        caller.add(count, static_cast<double>(peak_of(getpid())));
+        service.add(count, static_cast<double>(peak_of(echo.service())));
+    }
+}
+
+constexpr std::size_t text_sizes[] = {1,     4,     16,     64,      256,     1024,     4096,
+                                      16384, 65536, 262144, 1048576, 4194304, 16777216, 64000000};
+
+// Of a process that has a text and its conversion.
+void conversion_memory()
+{
+    Curve memory("memory of a client that converts");
+    for (const std::size_t size : text_sizes) {
+        const std::string text(size, 'a');
+        forget_peak();
+        V_Free(V_StrConvertEnc(text.c_str(), VdeEncShiftJis, VdeEncUtf8));
+        memory.add(size, static_cast<double>(peak_of(getpid())));
     }
 }
 
@@ -120,14 +158,13 @@ void conversions()
     // "Nihongo no bunsho." in Shift-JIS, in two bytes each.
     constexpr std::string_view sentence =
         "\x93\xFA\x96\x7B\x8C\xEA\x82\xCC\x95\xB6\x8F\xCD\x81\x42";
-    constexpr std::size_t largest = 64'000'000;
+    constexpr std::size_t largest = text_sizes[std::size(text_sizes) - 1];
     Iconv iconv("SHIFT_JIS", "UTF-8", 2 * largest);
     Icu icu("Shift_JIS", "UTF-8", 2 * largest);
     std::string all;
     while (all.size() < largest)
         all += sentence;
-    for (const std::size_t size : {1, 4, 16, 64, 256, 1024, 4096, 16384, 65536, 262144, 1048576,
-                                   4194304, 16777216, 64000000}) {
+    for (const std::size_t size : text_sizes) {
         const std::string text = size == 1 ? "a" : all.substr(0, size);
         const auto rate = [&](const std::function<void()> &convert) {
             return static_cast<double>(size) / time_of(convert);
@@ -155,7 +192,8 @@ struct Constant : host::Console, host::Responder {
 void clients()
 {
     Curve start("start of a client among others"), command("command of one among others"),
-        end("end of a client among others"), memory("memory of the host for a client");
+        end("end of a client among others"), memory("memory of the host for a client"),
+        its("memory of a client among others");
     for (const int count : {1, 2, 5, 10, 20, 50, 100, 200}) {
         Constant constant;
         const std::size_t before = allocated();
@@ -169,6 +207,8 @@ void clients()
                    static_cast<double>(allocated() - before) / number);
         command.add(static_cast<std::size_t>(count),
                     time_of([&] { host.command(host.clients().back(), 1); }));
+        its.add(static_cast<std::size_t>(count),
+                static_cast<double>(peak_of(host.clients().back().pid)));
         end.add(static_cast<std::size_t>(count), timed(1, [&](std::size_t) { host.end(); }) / each);
     }
 }
@@ -248,15 +288,27 @@ try {
         void (*measure)();
     } parts[] = {
         {"calls", velt::bench::calls},
+        {"lists", velt::bench::lists},
+        {"memory", velt::bench::conversion_memory},
         {"clients", velt::bench::clients},
         {"conversions", velt::bench::conversions},
         {"objects", velt::bench::objects},
         {"documents", velt::bench::documents},
     };
     V_FdeInitUnicode(VELT_UNICODE_HOME);
-    for (const auto &[name, measure] : parts)
-        if (argc == 1 || std::find(argv + 1, argv + argc, name) != argv + argc)
+    for (const auto &[name, measure] : parts) {
+        if (argc > 1 && std::find(argv + 1, argv + argc, name) == argv + argc)
+            continue;
+        // In a process of its own, so that none has the memory that another has used before.
+        const pid_t process = fork();
+        if (process == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
             measure();
+            return 0;
+        }
+        if (int status = -1; waitpid(process, &status, 0) != process || status != 0)
+            return 1;
+    }
 } catch (const std::exception &error) {
     std::cerr << "velt-growth: " << error.what() << '\n';
     return 1;
