@@ -99,6 +99,15 @@ try {
     return {.kind = Verdict::impossible, .seen = reason_of(error)};
 }
 
+// What fails here is nothing for which this process does what its parent would.
+[[noreturn]] void judge_and_exit(const std::function<void()> &point, int report) noexcept
+try {
+    write_all(report, packed(judge(point)));
+    _exit(0);
+} catch (...) {
+    _exit(1);
+}
+
 // Kills all that comes from this process and is not spared, and waits for it.
 void end_all(const std::set<pid_t> &spared)
 {
@@ -137,8 +146,7 @@ Verdict in_arena(const std::function<void()> &point, std::chrono::milliseconds l
         prctl(PR_SET_CHILD_SUBREAPER, 1);
         dup2(output.out.get(), STDOUT_FILENO);
         dup2(output.out.get(), STDERR_FILENO);
-        write_all(report.out.get(), packed(judge(point)));
-        _exit(0);
+        judge_and_exit(point, report.out.get());
     }
     report.out = Descriptor();
     output.out = Descriptor();

@@ -65,9 +65,44 @@ int each_bail_out(const Subject &subject, Examine examine)
     return found;
 }
 
-// Runs the session in a process that is then killed, and returns the client's id. `vanish` is
-// called when the host is to go; with `busy` that is when the client waits for the answer to a
-// call.
+// Runs the session, and is killed; tells the client's id before, or why it has come to nothing.
+// With `busy` that is when the client waits for the answer to a call.
+[[noreturn]] void vanish_with_host(const Subject &subject, bool busy, int out) noexcept
+{
+    const auto tell = [&](std::string_view text) {
+        if (write(out, text.data(), text.size()) < 0)
+            _exit(1);
+    };
+    try {
+        Session session(subject);
+        session.serving();
+        session.settle();
+        const auto vanish = [&] {
+            tell(std::to_string(session.client().pid));
+            raise(SIGKILL);
+        };
+        if (!busy)
+            vanish();
+        session.meddler.meddle = [&](Call &) -> std::optional<Responder::Reaction> {
+            vanish();
+            return {};
+        };
+        for (const Step &each : session.commands())
+            session.carry_out(each);
+        tell("0"); // nothing is ever called
+    } catch (const Violation &violation) {
+        tell(violation.seen);
+    } catch (const Skipped &skipped) {
+        tell("0");
+    } catch (const std::exception &error) {
+        tell(error.what());
+    } catch (...) {
+        _exit(1);
+    }
+    _exit(0);
+}
+
+// Runs the session in a process that is then killed, and returns the client's id.
 pid_t lose_host(const Subject &subject, bool busy)
 {
     std::array<int, 2> ends;
@@ -80,35 +115,7 @@ pid_t lose_host(const Subject &subject, bool busy)
         throw std::system_error(errno, std::generic_category(), "fork");
     if (host == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        const auto tell = [&](const std::string &text) {
-            if (write(out.get(), text.data(), text.size()) < 0)
-                _exit(1);
-        };
-        try {
-            Session session(subject);
-            session.serving();
-            session.settle();
-            const auto vanish = [&] {
-                tell(std::to_string(session.client().pid));
-                raise(SIGKILL);
-            };
-            if (!busy)
-                vanish();
-            session.meddler.meddle = [&](Call &) -> std::optional<Responder::Reaction> {
-                vanish();
-                return {};
-            };
-            for (const Step &each : session.commands())
-                session.carry_out(each);
-            tell("0"); // nothing is ever called
-        } catch (const Violation &violation) {
-            tell(violation.seen);
-        } catch (const Skipped &skipped) {
-            tell("0");
-        } catch (const std::exception &error) {
-            tell(error.what());
-        }
-        _exit(0);
+        vanish_with_host(subject, busy, out.get());
     }
     out = Descriptor();
     std::string told;

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <new>
 #include <set>
 #include <sstream>
@@ -31,9 +32,7 @@ namespace velt::host
 namespace
 {
 
-[[noreturn]] void become(const Startup &what, std::vector<char *> &words,
-                         const std::string &identity, const std::string &port_mapper, bool stopped,
-                         int failure)
+[[noreturn]] void become(const Execution &what, bool stopped, int failure) noexcept
 {
     setpgid(0, 0);
     for (int signal = 1; signal < NSIG; ++signal)
@@ -45,23 +44,12 @@ namespace
     if (null >= 0)
         dup2(null, STDIN_FILENO);
     close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-    if (identity.empty())
-        unsetenv("VQAPIX");
-    else
-        setenv("VQAPIX", identity.c_str(), 1);
-    if (port_mapper.empty())
-        unsetenv("VQPMAP");
-    else
-        setenv("VQPMAP", port_mapper.c_str(), 1);
-    for (const std::string &each : what.environment)
-        putenv(const_cast<char *>(each.c_str()));
     if (stopped) {
         // This lets any debugger trace the client where the system allows only parents to.
         prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
     }
-    execv(what.path.c_str(), words.data());
-    const int error = errno;
+    const int error = what.run();
     if (write(failure, &error, sizeof error) < 0)
         _exit(126);
     _exit(127);
@@ -92,6 +80,37 @@ void each_child(const std::function<void(pid_t, const ProcessFacts &)> &action)
 
 } // namespace
 
+Execution::Execution(const Startup &what, std::vector<std::string> variables)
+{
+    variables.insert(variables.end(), what.environment.begin(), what.environment.end());
+    const auto name_of = [](const std::string &variable) {
+        return variable.substr(0, variable.find('='));
+    };
+    std::map<std::string, std::string> environment;
+    for (char **each = environ; each && *each; each++)
+        environment.emplace(name_of(*each), *each);
+    for (const std::string &each : variables)
+        if (const std::string name = name_of(each); name == each)
+            environment.erase(name);
+        else
+            environment[name] = each;
+    texts_ = {what.path};
+    texts_.insert(texts_.end(), what.arguments.begin(), what.arguments.end());
+    const std::size_t words = texts_.size();
+    for (auto &[name, variable] : environment)
+        texts_.push_back(std::move(variable));
+    for (std::string &each : texts_)
+        (words_.size() < words ? words_ : environment_).push_back(each.data());
+    words_.push_back(nullptr);
+    environment_.push_back(nullptr);
+}
+
+int Execution::run() const noexcept
+{
+    execve(words_[0], words_.data(), environment_.data());
+    return errno;
+}
+
 ClientProcess::Listed::Listed(const ClientProcess &which) : process(which)
 {
     processes.insert(&which);
@@ -111,16 +130,13 @@ ClientProcess::ClientProcess(const Startup &what, const std::string &identity,
         throw std::system_error(errno, std::generic_category(), "pipe");
     const Descriptor in(ends[0]);
     Descriptor out(ends[1]);
-    // In the new process nothing may fail that unwinds.
-    std::vector<char *> words{const_cast<char *>(what.path.c_str())};
-    for (const std::string &each : what.arguments)
-        words.push_back(const_cast<char *>(each.c_str()));
-    words.push_back(nullptr);
+    const Execution execution(what, {description_.empty() ? "VQAPIX" : description_,
+                                     port_mapper.empty() ? "VQPMAP" : "VQPMAP=" + port_mapper});
     group_ = fork();
     if (group_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
     if (group_ == 0)
-        become(what, words, identity, port_mapper, stopped, out.get());
+        become(execution, stopped, out.get());
     setpgid(group_, group_);
     out = Descriptor();
     int error = 0;

@@ -23,6 +23,25 @@ struct Startup {
     Startup(const char *what) : path(what) {}
 };
 
+// A program as execve() takes it, with all of its words and variables: made before a fork, behind
+// which nothing may fail that unwinds, or allocate.
+class Execution
+{
+public:
+    // The environment is that of this process, but for these variables and those of the startup:
+    // NAME=VALUE sets one, NAME takes it out.
+    Execution(const Startup &what, std::vector<std::string> variables);
+    Execution(const Execution &) = delete;
+    Execution &operator=(const Execution &) = delete;
+
+    // Makes this process the program. Returns only when that fails, with the error.
+    int run() const noexcept;
+
+private:
+    std::vector<std::string> texts_;
+    std::vector<char *> words_, environment_;
+};
+
 // Returns whether a child of this process has ended that nobody has waited for.
 bool a_child_has_ended();
 

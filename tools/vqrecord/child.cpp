@@ -7,9 +7,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 #include <system_error>
 
 #include "apilib/unix/process.h"
@@ -37,26 +37,26 @@ Child::Child()
 void Child::start(const host::Startup &what, const std::string &description)
 {
     const pid_t self = getpid();
+    const host::Execution execution(what, {"VQAPIX=" + description});
+    const std::string title = "vqrecord: " + printable(what.path);
     id_ = fork();
     if (id_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
-    if (id_ > 0)
-        return;
+    if (id_ == 0)
+        become(execution, self, title.c_str());
+}
+
+void Child::become(const host::Execution &what, pid_t parent, const char *title) const noexcept
+{
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != self)
+    if (getppid() != parent)
         _exit(EXIT_FAILURE);
     std::signal(SIGCHLD, child_before_);
     std::signal(SIGPIPE, pipe_before_);
     restore_file_size_limit();
     sigprocmask(SIG_SETMASK, &before_, nullptr);
-    setenv("VQAPIX", description.c_str(), 1);
-    std::vector<char *> words{const_cast<char *>(what.path.c_str())};
-    for (const std::string &each : what.arguments)
-        words.push_back(const_cast<char *>(each.c_str()));
-    words.push_back(nullptr);
-    execv(what.path.c_str(), words.data());
-    const int error = errno;
-    std::cerr << "vqrecord: " << printable(what.path) << ": " << std::strerror(error) << std::endl;
+    const int error = what.run();
+    dprintf(STDERR_FILENO, "%s: %s\n", title, std::strerror(error));
     _exit(error == ENOENT ? 127 : 126);
 }
 

@@ -34,6 +34,9 @@ public:
     [[noreturn]] void end_alike() const;
 
 private:
+    [[noreturn]] void become(const host::Execution &what, pid_t parent,
+                             const char *title) const noexcept;
+
     sigset_t caught_, before_;
     void (*child_before_)(int);
     void (*pipe_before_)(int);
