@@ -7,12 +7,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
+#include "common/error.h"
 #include "common/interrupts.h"
 
 namespace velt
@@ -155,6 +157,21 @@ bool OutputFile::is_standard(int descriptor) const
     struct stat there {
     };
     return here && fstat(descriptor, &there) == 0 && same(*here, there);
+}
+
+void OutputFile::need_kind(const std::string &kind,
+                           std::span<const std::string_view> beginnings) const
+{
+    if (!has_content() || is_standard(STDOUT_FILENO) || is_standard(STDERR_FILENO))
+        return;
+    const Descriptor in(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 64> bytes;
+    const ssize_t got = in ? read(in.get(), bytes.data(), bytes.size()) : 0;
+    const std::string_view content(bytes.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
+    if (std::ranges::none_of(beginnings,
+                             [&](std::string_view each) { return content.starts_with(each); }))
+        misuse(path_ + ": this is no " + kind + "; a " + kind +
+               " takes the place of no other file: name another one, or remove it");
 }
 
 void OutputFile::begin()

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -38,6 +39,10 @@ public:
     bool lock();
     // Returns whether this is a plain file with a content, which begin() would remove.
     bool has_content() const;
+
+    // Throws Error when this is a plain file with a content that begin() would remove, and that
+    // begins with none of these, as files of the kind do.
+    void need_kind(const std::string &kind, std::span<const std::string_view> beginnings) const;
 
     // Empties the file. If standard output or standard error is the same file, the text is appended
     // through that descriptor instead.

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <system_error>
 
@@ -23,14 +22,6 @@ auto one_of(const std::vector<std::string> &paths)
     return [&paths](const OutputFile &file) {
         return std::ranges::any_of(paths, [&](const std::string &each) { return file.is(each); });
     };
-}
-
-bool is_report(const std::string &path)
-{
-    std::ifstream file(path);
-    std::string declaration, root;
-    return std::getline(file, declaration) && std::getline(file, root) &&
-           declaration.starts_with("<?xml") && root.starts_with("<testsuite");
 }
 
 // Has what is printed, also by clients, go to the standard error, since it would stand in the
@@ -63,7 +54,7 @@ try : arguments_(arguments) {
     for (const Startable &each : arguments.clients)
         read.push_back(each.what.path);
     if (!arguments.junit.empty())
-        report.emplace(arguments.junit);
+        report_.emplace(arguments.junit);
     if (!arguments.trace_file.empty())
         trace_file_.emplace(arguments.trace_file);
     if (!arguments.record.empty())
@@ -79,6 +70,10 @@ try : arguments_(arguments) {
                ", or updates it: wait for its end, or name another file");
     if (record_file_)
         holds_recording(*record_file_);
+    if (report_)
+        report_->need_kind("report", {&Checks::junit_beginning, 1});
+    if (trace_file_)
+        need_trace(*trace_file_);
     const std::vector<Named> all = files();
     for (auto one = all.begin(); one != all.end(); ++one)
         for (auto other = one + 1; other != all.end(); ++other)
@@ -98,15 +93,15 @@ void Outputs::begin(const std::vector<std::string> &read, IntT language)
 try {
     try {
         refuse(one_of(read));
-    } catch (const Error &) {
+        // What an earlier run has reported is not taken for this one's, whatever becomes of it.
+        if (report_)
+            report_->begin();
+    } catch (const std::exception &) {
         for (const Named &each : files())
             each.file->reset();
         throw;
     }
     text_.emplace(language);
-    for (auto *file : {&report, &trace_file_})
-        if (*file)
-            (*file)->begin();
     if (record_file_) {
         recorder_.emplace(std::move(*record_file_), *text_, arguments_.record_fields);
         recorder_->begin(language);
@@ -118,20 +113,6 @@ try {
     const bool colour = !trace_file_ && coloured(STDERR_FILENO);
     trace_.emplace(std::move(trace_file_), format.make(colour),
                    arguments_.filter.value_or(TraceFilter()));
-} catch (const std::system_error &error) {
-    misuse(error.what());
-}
-
-void Outputs::begin_report()
-try {
-    if (report && report->has_content() && !report->is_standard(STDOUT_FILENO) &&
-        !report->is_standard(STDERR_FILENO) && !is_report(report->path())) {
-        std::cerr << "vqhost: --junit: " << printable(report->path())
-                  << " holds no report, and is left as it is" << std::endl;
-        report.reset();
-    }
-    if (report)
-        report->begin();
 } catch (const std::system_error &error) {
     misuse(error.what());
 }
@@ -166,15 +147,28 @@ std::vector<std::string> Outputs::end()
     if (recorder_) {
         recorder_->end();
         if (recorder_->empty())
-            std::cerr << "vqhost: " << printable(arguments_.record)
+            std::cerr << "vqhost: " << printable(recorder_->path())
                       << " was not written: nothing has happened that could be recorded"
                       << std::endl;
         for (const std::string &each : recorder_->warnings())
             std::cerr << "vqhost: " << printable(each) << std::endl;
     }
-    if (trace_)
+    if (trace_) {
         trace_->end();
+        if (trace_->empty())
+            std::cerr << "vqhost: " << printable(trace_->path())
+                      << " was not written: nothing has happened that could be traced" << std::endl;
+    }
     return failures_of(recorder_, trace_);
+}
+
+void Outputs::write_report(const Checks &checks)
+{
+    if (!report_)
+        return;
+    report_->begin();
+    report_->write(checks.junit(arguments_.book));
+    report_->check();
 }
 
 Outputs::~Outputs()

@@ -8,6 +8,7 @@
 
 #include "host/program/arguments.h"
 #include "host/scenario/recorder.h"
+#include "host/script/checks.h"
 
 namespace velt::host
 {
@@ -15,18 +16,12 @@ namespace velt::host
 class Outputs
 {
 public:
-    std::optional<OutputFile> report;
-
-    // Opens the files, which keep what they hold until begin(). Refuses to overwrite a file that
-    // the run reads, or one of them by another.
+    // Opens the files, each of which keeps what it holds until something comes for it. Refuses to
+    // overwrite a file of another kind, one that the run reads, or one of them by another.
     explicit Outputs(const Arguments &arguments);
-    // Empties the files. Refuses to overwrite one of these, which the run reads too; then there are
-    // no outputs. The texts of clients are those of a session in the language.
+    // Prepares for the events of a session in the language. Refuses to overwrite one of these,
+    // which the run reads too; then there are no outputs.
     void begin(const std::vector<std::string> &read, IntT language);
-    // Has the report alone begin: it tells why there is no session. The other files stay as they
-    // are, and so does one with anything but a report in the report's place, since nobody knows
-    // what the run would have read.
-    void begin_report();
     // Ends the files and tells what end() returns, unless that has been called.
     ~Outputs();
     // Returns what is to receive the events of the session; empty when nothing is.
@@ -42,6 +37,8 @@ public:
     // Ends the files but the report. Returns what of them is not complete or lost, and was not
     // told.
     std::vector<std::string> end();
+    // Writes the report, if one is asked for. Throws when it is not complete or lost.
+    void write_report(const Checks &checks);
 
 private:
     struct Named {
@@ -50,12 +47,12 @@ private:
     };
     std::vector<Named> files()
     {
-        return {{"--junit", &report}, {"--trace-file", &trace_file_}, {"--record", &record_file_}};
+        return {{"--junit", &report_}, {"--trace-file", &trace_file_}, {"--record", &record_file_}};
     }
     void refuse(const std::function<bool(const OutputFile &)> &is_read);
 
     const Arguments &arguments_;
-    std::optional<OutputFile> trace_file_, record_file_;
+    std::optional<OutputFile> report_, trace_file_, record_file_;
     std::optional<SessionText> text_;
     std::optional<TraceOutput> trace_;
     std::optional<Recorder> recorder_;

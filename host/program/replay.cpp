@@ -88,14 +88,7 @@ void finish(Update &update, const Recording &recording)
 // Plays the recording, and notes what came of it.
 int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
 {
-    std::optional<Recording> opened;
-    try {
-        opened.emplace(arguments.book);
-    } catch (...) {
-        outputs.begin_report();
-        throw;
-    }
-    Recording &recording = *opened;
+    Recording recording(arguments.book);
     outputs.begin({}, recording.language());
     const SessionText text(recording.language());
     std::optional<Update> update;
@@ -178,25 +171,19 @@ int replay(const Arguments &arguments)
     unsetenv("VQPMAP"); // it may belong to another session, a client of which has started this host
     Outputs outputs(arguments);
     Checks checks(std::cerr);
-    const auto report = [&] {
-        if (!outputs.report)
-            return;
-        outputs.report->write(checks.junit(arguments.book));
-        outputs.report->check();
-    };
     int code = failed;
     try {
         code = play(arguments, outputs, checks);
     } catch (const std::exception &reason) {
         checks.failed(reason_of(reason));
         try {
-            report();
+            outputs.write_report(checks);
         } catch (const std::exception &error) {
             std::cerr << "vqhost: " << printable_lines(reason_of(error)) << std::endl;
         }
         throw;
     }
-    report();
+    outputs.write_report(checks);
     return code;
 }
 

@@ -102,26 +102,6 @@ void carry_out(Commands &commands, const Arguments &arguments, Host *host, Promp
     finish();
 }
 
-// Loads the book, and has the outputs begin, which must not overwrite the files that it names.
-UIntT load(BookFile &file, Model &model, Documents &documents, const Arguments &arguments,
-           Outputs &outputs)
-{
-    std::vector<std::string> read;
-    UIntT book = 0;
-    try {
-        book = file.load(model, arguments.language);
-        documents.set_book(book, file);
-        for (UIntT each : model.components(book))
-            if (const std::string path = documents.component_file(each); !path.empty())
-                read.push_back(path);
-    } catch (...) {
-        outputs.begin_report();
-        throw;
-    }
-    outputs.begin(read, model.language());
-    return book;
-}
-
 // Tells a person what is lost with the end of the run.
 void tell_unsaved(const Commands &commands)
 try {
@@ -189,7 +169,13 @@ void run_book(const Arguments &arguments, Outputs &outputs, Checks &checks, Atte
     Model model;
     BookFile file(arguments.book);
     Documents documents(model);
-    const UIntT book = load(file, model, documents, arguments, outputs);
+    const UIntT book = file.load(model, arguments.language);
+    documents.set_book(book, file);
+    std::vector<std::string> read;
+    for (UIntT each : model.components(book))
+        if (const std::string path = documents.component_file(each); !path.empty())
+            read.push_back(path);
+    outputs.begin(read, model.language());
     PrintingConsole console(std::cout, std::cerr);
     const bool interactive = arguments.interactive();
     Prompt prompt(std::filesystem::path(arguments.book).parent_path());
@@ -299,11 +285,7 @@ int run(const Arguments &arguments)
     const bool well = checks.summarise();
     if (checks.empty())
         checks.met("the run"); // it has come to its end
-    if (outputs.report)
-        attempt([&] {
-            outputs.report->write(checks.junit(arguments.book));
-            outputs.report->check();
-        });
+    attempt([&] { outputs.write_report(checks); });
     attempt.rethrow();
     return well ? done : failed;
 }

@@ -53,6 +53,7 @@ public:
     std::vector<std::string> warnings() const { return redaction_.warnings(); }
     // Returns whether nothing has happened.
     bool empty() const { return first_ && !error_; }
+    const std::string &path() const { return file_.path(); }
 
     // Throws std::runtime_error when a part could not be written, once.
     void check();

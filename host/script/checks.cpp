@@ -68,8 +68,8 @@ std::string Checks::junit(const std::string &book) const
     const std::string totals = attribute("tests", std::to_string(cases_.size())) +
                                attribute("failures", std::to_string(count(Case::bad))) +
                                attribute("errors", std::to_string(count(Case::broken)));
-    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites" + totals +
-                      ">\n  <testsuite" + attribute("name", book) + totals + ">\n";
+    std::string xml = std::string(junit_beginning) + totals + ">\n  <testsuite" +
+                      attribute("name", book) + totals + ">\n";
     for (const auto &[position, command, outcome, why] : cases_) {
         const std::string name = position.number == 0 ? command : position.text() + ": " + command;
         xml += "    <testcase" + attribute("classname", book) + attribute("name", name);

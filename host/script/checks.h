@@ -46,6 +46,8 @@ public:
     bool summarise() const;
     // Returns all results in the format of JUnit; the suite has the book's name.
     std::string junit(const std::string &book) const;
+    static constexpr std::string_view junit_beginning =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites";
     bool empty() const { return cases_.empty(); }
 
 private:

@@ -34,12 +34,12 @@ public:
 };
 
 constexpr TraceFormat formats[] = {
-    {"text", "a line for each event, to read", false,
+    {"text", "a line for each event, to read", "[client ", false,
      [](bool colour) -> std::unique_ptr<TraceForm> { return std::make_unique<Text>(colour); }},
-    {"json", "an object on each line, for programs", false,
+    {"json", "an object on each line, for programs", "{\"time\":", false,
      [](bool) -> std::unique_ptr<TraceForm> { return std::make_unique<Json>(); }},
-    {"pcapng", "packets of ONC RPC, for protocol analysers", true, make_pcapng},
-    {"perfetto", "trace events, for viewers of time lines", true, make_perfetto},
+    {"pcapng", "packets of ONC RPC, for protocol analysers", "\n\r\r\n", true, make_pcapng},
+    {"perfetto", "trace events, for viewers of time lines", "[\n", true, make_perfetto},
 };
 
 } // namespace

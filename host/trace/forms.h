@@ -23,7 +23,8 @@ public:
 
 struct TraceFormat {
     std::string_view name, what;
-    bool needs_file; // nothing else may stand between its events
+    std::string_view beginning; // of each file of this format
+    bool needs_file;            // nothing else may stand between its events
     std::unique_ptr<TraceForm> (*make)(bool colour);
 };
 

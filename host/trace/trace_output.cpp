@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
+#include <vector>
 
 namespace velt::host
 {
@@ -13,6 +14,14 @@ bool coloured(int descriptor)
 {
     const char *no_colour = std::getenv("NO_COLOR");
     return isatty(descriptor) && !(no_colour && *no_colour);
+}
+
+void need_trace(const OutputFile &file)
+{
+    std::vector<std::string_view> beginnings;
+    for (const TraceFormat &each : trace_formats())
+        beginnings.push_back(each.beginning);
+    file.need_kind("trace", beginnings);
 }
 
 void TraceOutput::put(std::string_view text) noexcept
@@ -31,22 +40,29 @@ try {
 
 void TraceOutput::write(const TraceEvent &event, const SessionText &text)
 try {
+    if (file_ && !std::exchange(begun_, true)) {
+        file_->begin();
+        put(form_->begin());
+    }
     if (!error_ && filter_.shows(event))
         put(form_->event(event, text));
+} catch (const std::system_error &error) {
+    error_ = error.code();
 } catch (const std::exception &) {
     error_ = std::make_error_code(std::errc::not_enough_memory);
 }
 
 void TraceOutput::end() noexcept
 try {
-    put(form_->end());
+    if (begun_)
+        put(form_->end());
 } catch (const std::exception &) {
     error_ = std::make_error_code(std::errc::not_enough_memory);
 }
 
 void TraceOutput::check_place() const
 {
-    if (file_)
+    if (file_ && begun_)
         file_->check();
 }
 

@@ -17,6 +17,9 @@ namespace velt::host
 // Returns whether colours are wanted on the descriptor.
 bool coloured(int descriptor);
 
+// Throws Error when the file holds anything else than a trace, of any form.
+void need_trace(const OutputFile &file);
+
 class TraceOutput
 {
 public:
@@ -24,13 +27,16 @@ public:
     TraceOutput(std::optional<OutputFile> file, std::unique_ptr<TraceForm> form, TraceFilter filter)
         : file_(std::move(file)), form_(std::move(form)), filter_(std::move(filter))
     {
-        put(form_->begin());
     }
 
-    // Writes each event in one piece, so that it stays whole among what others write there.
+    // Writes each event in one piece, so that it stays whole among what others write there. The
+    // file stays as it is until the first event comes.
     void write(const TraceEvent &event, const SessionText &text);
-    // Writes what the trace ends with.
+    // Writes what the trace ends with, if it was begun.
     void end() noexcept;
+    // Returns whether there is a file for which nothing has happened.
+    bool empty() const { return file_ && !begun_; }
+    const std::string &path() const { return file_->path(); }
 
     // Throws std::system_error when a part of the trace could not be written, once.
     void check();
@@ -44,6 +50,7 @@ private:
     std::unique_ptr<TraceForm> form_;
     TraceFilter filter_;
     std::error_code error_;
+    bool begun_ = false;
     bool told_ = false; // by check()
 };
 

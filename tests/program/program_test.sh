@@ -150,10 +150,11 @@ wrote err "whose arguments are for --client-arg"
 echo text >notes
 run 1 run three.json --client "./notes of mine"
 ! grep -F "whose arguments" err || fail "a text is taken for a program"
-echo text >earlier
+echo "[client 1]" >earlier
 run 2 run none.json --client ./program --record unmade --trace-file earlier
 wrote err "cannot read the book none.json"
-[[ ! -e unmade && $(<earlier) == text ]] || fail "without a session a file is written"
+on_fresh_book 2 --client ./program --record unmade --trace-file earlier --scenario none
+[[ ! -e unmade && $(<earlier) == "[client 1]" ]] || fail "without a session a file is written"
 run 2 run three.json --client ./program --record /dev/stderr
 wrote err "--record names the standard error"
 
@@ -218,12 +219,13 @@ on_fresh_book 2 --junit both.xml --trace-file ./both.xml show
 echo '{"title": "T", "components": [{"name": "a", "file": "letter.json"}, {"name": "b", "file": "both.xml"}]}' >of.json
 cp letter.json first.json
 run 2 run of.json --junit letter.json show
-cmp letter.json first.json || fail "a report replaces a document"
-run 2 run of.json --trace-file both.xml show
 echo '{"title": "T", "components": [{"name": "a", "file": "letter.json"}], }' >broken.json
 run 2 run broken.json --junit letter.json show
-cmp letter.json first.json || fail "a report on a broken book replaces what may be a document"
-wrote err "letter.json holds no report, and is left as it is"
+wrote err "letter.json: this is no report"
+on_fresh_book 2 "${with[@]}" --trace-file letter.json "open letter.json"
+wrote err "letter.json: this is no trace"
+cmp letter.json first.json || fail "a report or a trace replaces a document"
+run 2 run of.json --trace-file both.xml show
 on_fresh_book 0 --junit anew.xml show
 run 2 run broken.json --junit anew.xml show
 grep -q 'broken.json.*<error' anew.xml || fail "a report on a broken book replaces no earlier one"
@@ -233,6 +235,10 @@ run 2 run three.json --junit script <script
 [[ $(<script) == show ]] || fail "a report replaces the script"
 on_fresh_book 0 --junit /dev/null --trace-file /dev/null show
 [[ ! -e both.xml ]] || fail "a refused run leaves a file"
+for form in text json pcapng perfetto; do
+    on_fresh_book 0 "${with[@]}" --trace=$form --trace-file again show
+    on_fresh_book 0 "${with[@]}" --trace-file again show
+done
 on_fresh_book 1 --junit lost.xml "save --force lost.xml"
 wrote err "another file has taken its place"
 

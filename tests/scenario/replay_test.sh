@@ -91,6 +91,9 @@ tells 'recorded "The book has 98 words."'
 tells "the trace is not complete"
 grep -q '<failure.*98 words' report.xml
 
+ends 2 replay none --junit /dev/full
+tells "cannot read the recording"
+
 # The order of calls: two have changed places, and one that does not fit is left over.
 sed '3{h;d}; 4G' words >turned
 ends 1 replay turned

@@ -129,16 +129,21 @@ for ignored in XFSZ PIPE; do
     cmp before after || fail "the client has other signals"
 done
 cp through kept
-run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg through --client-arg ./missing
+echo "[client 1]" >trace
+run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg through --client-arg --trace-file \
+    --client-arg trace --client-arg ./missing
+wrote err "vqrecord: ./missing: No such file or directory"
 cmp through kept || fail "a recording is lost"
+[[ $(<trace) == "[client 1]" ]] || fail "a trace is lost"
 # Nor what the client prints, too. Of a client that never comes up, no file is left.
 for printed in - /dev/stderr; do
     run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg $printed --client-arg "$built/wordcount"
     wrote err "-o names the standard output or error"
 done
-run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg none --client-arg /bin/true show
+run 1 run tea.json --client "$vqrecord" --client-arg -o --client-arg none --client-arg --trace-file \
+    --client-arg none.trace --client-arg /bin/true show
 wrote err "nothing has happened"
-[[ ! -e none ]] || fail "an empty recording is left"
+[[ ! -e none && ! -e none.trace ]] || fail "an empty file is left"
 
 # Its own usage; the options behind the client are the client's.
 program=("$vqrecord")

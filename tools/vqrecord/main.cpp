@@ -161,7 +161,7 @@ public:
             if (each->is(a.client.path))
                 misuse(each->path() + " is the client, and would be overwritten");
         if (trace)
-            trace->begin();
+            host::need_trace(*trace);
         recorder_.emplace(std::move(recording), text_, a.fields);
         recorder_->begin(a.language);
         if (a.trace || trace || a.filter) {
@@ -200,8 +200,12 @@ public:
             std::cerr << "vqrecord: " << printable_lines(each) << std::endl;
         return failures.empty();
     }
-    // Removes a new file in which there is nothing, too.
-    void close() { recorder_.reset(); }
+    // Removes new files in which there is nothing, too.
+    void close()
+    {
+        recorder_.reset();
+        trace_.reset();
+    }
 
 private:
     const host::SessionText text_;
