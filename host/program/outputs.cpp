@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <iostream>
 #include <system_error>
+#include <utility>
 
 #include "common/interrupts.h"
 
@@ -143,7 +144,8 @@ void Outputs::check()
 
 std::vector<std::string> Outputs::end()
 {
-    ended_ = true;
+    if (std::exchange(ended_, true))
+        return {};
     if (recorder_) {
         recorder_->end();
         if (recorder_->empty())
@@ -173,9 +175,8 @@ void Outputs::write_report(const Checks &checks)
 
 Outputs::~Outputs()
 try {
-    if (!ended_)
-        for (const std::string &each : end())
-            std::cerr << "vqhost: " << printable_lines(each) << std::endl;
+    for (const std::string &each : end())
+        std::cerr << "vqhost: " << printable_lines(each) << std::endl;
 } catch (const std::exception &) {
     return; // what ends the run is told
 }

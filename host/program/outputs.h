@@ -22,7 +22,7 @@ public:
     // Prepares for the events of a session in the language. Refuses to overwrite one of these,
     // which the run reads too; then there are no outputs.
     void begin(const std::vector<std::string> &read, IntT language);
-    // Ends the files and tells what end() returns, unless that has been called.
+    // Tells what end() returns.
     ~Outputs();
     // Returns what is to receive the events of the session; empty when nothing is.
     TraceSink sink();
@@ -34,8 +34,8 @@ public:
     }
     // Throws when the run is interrupted, or when a file or what was printed is not complete.
     void check();
-    // Ends the files but the report. Returns what of them is not complete or lost, and was not
-    // told.
+    // Ends the files but the report, once. Returns what of them is not complete or lost, and was
+    // not told.
     std::vector<std::string> end();
     // Writes the report, if one is asked for. Throws when it is not complete or lost.
     void write_report(const Checks &checks);

@@ -85,6 +85,18 @@ void finish(Update &update, const Recording &recording)
         fail("what has changed could not be told");
 }
 
+// Ends the files but the report, unless they have ended. Returns whether one is lost, which is
+// told.
+bool end(Outputs &outputs, Checks &checks)
+{
+    const std::vector<std::string> lost = outputs.end();
+    for (const std::string &each : lost) {
+        std::cerr << "vqhost: " << printable_lines(each) << std::endl;
+        checks.failed(each);
+    }
+    return !lost.empty();
+}
+
 // Plays the recording, and notes what came of it.
 int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
 {
@@ -129,35 +141,35 @@ int play(const Arguments &arguments, Outputs &outputs, Checks &checks)
     replay.compare_exits();
     if (interrupts.signal)
         throw Interrupted();
+    const bool unplayable = !replay.difference().empty();
+    const bool cut_off = recording.cut_off() && !arguments.allow_cut_off;
     if (recording.cut_off())
         std::cerr << "vqhost: " << printable(arguments.book)
                   << " was cut off; what it has was played"
-                  << (arguments.allow_cut_off ? "" : "; --allow-cut-off takes that for done")
-                  << std::endl;
-    if (!replay.difference().empty()) {
+                  << (cut_off ? "; --allow-cut-off takes that for done" : "") << std::endl;
+    if (cut_off)
+        checks.failed("the recording was cut off");
+    if (unplayable) {
         std::cerr << "vqhost: " << printable_lines(replay.difference()) << std::endl;
         checks.unmet("replay", replay.difference());
-        if (update)
-            std::cerr << "vqhost: it cannot be played on, so the recording stays as it was\n";
+    } else {
+        cast.check();
+        checks.met("replay");
+        if (!update)
+            std::cerr << "vqhost: " << replay.calls() << (replay.calls() == 1 ? " call" : " calls")
+                      << ", as recorded" << std::endl;
     }
-    const auto lost = outputs.end();
-    for (const std::string &each : lost) {
-        std::cerr << "vqhost: " << printable_lines(each) << std::endl;
-        checks.failed(each);
-    }
-    if (!lost.empty() || !replay.difference().empty())
+    const bool lost = end(outputs, checks);
+    if (update && (unplayable || lost))
+        std::cerr << "vqhost: "
+                  << (unplayable ? "it cannot be played on" : "not all could be written")
+                  << ", so the recording stays as it was" << std::endl;
+    if (unplayable || lost)
         return failed;
     outputs.check();
-    cast.check();
-    checks.met("replay");
     if (update)
         finish(*update, recording);
-    else
-        std::cerr << "vqhost: " << replay.calls() << (replay.calls() == 1 ? " call" : " calls")
-                  << ", as recorded" << std::endl;
-    if (recording.cut_off() && !arguments.allow_cut_off)
-        checks.failed("the recording was cut off");
-    return recording.cut_off() && !arguments.allow_cut_off ? failed : done;
+    return cut_off ? failed : done;
 }
 
 } // namespace
@@ -177,6 +189,7 @@ int replay(const Arguments &arguments)
     } catch (const std::exception &reason) {
         checks.failed(reason_of(reason));
         try {
+            end(outputs, checks);
             outputs.write_report(checks);
         } catch (const std::exception &error) {
             std::cerr << "vqhost: " << printable_lines(reason_of(error)) << std::endl;

@@ -91,8 +91,18 @@ tells 'recorded "The book has 98 words."'
 tells "the trace is not complete"
 grep -q '<failure.*98 words' report.xml
 
+# What came of a replay is told whatever file is lost.
+ends 1 replay words --trace-file /dev/full
+tells "33 calls, as recorded"
+ends 2 replay words --client "7=$built/replace" --junit report.xml --trace-file /dev/full
+tells "has no such client"
+grep -q "the trace is not complete" report.xml
+cp words kept
+ends 1 replay kept --update --trace-file /dev/full
+tells "so the recording stays as it was"
 ends 2 replay none --junit /dev/full
 tells "cannot read the recording"
+ends 1 sh -c '"$@" 2>/dev/full' sh "$vqhost" replay words --client "$built/wordcount"
 
 # The order of calls: two have changed places, and one that does not fit is left over.
 sed '3{h;d}; 4G' words >turned
@@ -166,8 +176,9 @@ tells "client 2 differs"
 
 # A run that was cut off can be played as far as it goes, also within a line.
 head -c "$(($(wc -c <words) / 2))" words >half
-ends 1 replay half
+ends 1 replay half --junit report.xml --trace-file /dev/full
 tells "was cut off"
+grep -q "the recording was cut off" report.xml
 ends 0 replay half --allow-cut-off
 # The last event counts without the end of its line, which would have come with the next one.
 head -n 20 words >half
