@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -76,23 +77,21 @@ int standard_descriptor(const std::string &path)
 
 } // namespace
 
-OutputFile::OutputFile(const std::string &path) : path_(path)
+OutputFile::OutputFile(const std::string &path)
+    : path_(path == "-" ? "the standard output" : path), standard_(standard_descriptor(path))
 {
-    if (const int standard = standard_descriptor(path); standard >= 0) {
-        file_ = Descriptor(fcntl(standard, F_DUPFD_CLOEXEC, 0));
+    if (standard_ >= 0) {
+        file_ = Descriptor(fcntl(standard_, F_DUPFD_CLOEXEC, 0));
         if (!file_)
-            fail_to_write(path);
-        waits_ = may_wait(standard);
+            fail_to_write(path_);
+        waits_ = may_wait(standard_);
         return;
     }
-    named_ = true;
     constexpr int flags = O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    file_ = Descriptor(open(path.c_str(), flags | O_EXCL, 0666));
-    made_ = bool(file_);
-    if (!file_)
-        file_ = Descriptor(open(path.c_str(), flags, 0666));
     struct stat there {
     };
+    made_ = stat(path.c_str(), &there) != 0 && errno == ENOENT;
+    file_ = Descriptor(open(path.c_str(), flags, 0666));
     if (!file_ && errno == ENXIO && stat(path.c_str(), &there) == 0 && S_ISFIFO(there.st_mode)) {
         errno = ENXIO;
         fail_to_write(path, ": nobody reads from it");
@@ -106,8 +105,10 @@ OutputFile::OutputFile(const std::string &path) : path_(path)
 OutputFile::~OutputFile()
 {
     // Another that has opened it meanwhile has it locked, or will find that it is gone.
-    if (file_ && made_ && !kept_ && lock() && !has_content())
-        unlink(path_.c_str());
+    std::array<char, PATH_MAX> where;
+    if (file_ && made_ && !kept_ && lock() && !has_content() &&
+        realpath(path_.c_str(), where.data()))
+        unlink(where.data());
 }
 
 bool OutputFile::is(const std::string &path) const
@@ -151,8 +152,8 @@ bool OutputFile::has_content() const
 
 bool OutputFile::is_standard(int descriptor) const
 {
-    if (!named_)
-        return standard_descriptor(path_) == descriptor;
+    if (standard_ >= 0)
+        return standard_ == descriptor;
     const std::optional<struct stat> here = plain_file();
     struct stat there {
     };
@@ -181,7 +182,7 @@ void OutputFile::begin()
     };
     if (fstat(file_.get(), &here) != 0)
         fail_to_write(path_);
-    if (!named_ || !S_ISREG(here.st_mode))
+    if (standard_ >= 0 || !S_ISREG(here.st_mode))
         return;
     for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
         struct stat there {
@@ -215,7 +216,7 @@ std::optional<struct stat> OutputFile::plain_file() const
 {
     struct stat here {
     };
-    if (!named_ || fstat(file_.get(), &here) != 0 || !S_ISREG(here.st_mode))
+    if (standard_ >= 0 || fstat(file_.get(), &here) != 0 || !S_ISREG(here.st_mode))
         return std::nullopt;
     return here;
 }

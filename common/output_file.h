@@ -54,6 +54,7 @@ public:
     // written.
     void check() const;
 
+    // Returns how a person is told of it.
     const std::string &path() const { return path_; }
 
 private:
@@ -65,7 +66,8 @@ private:
     std::string path_;
     Descriptor file_;
     std::size_t written_ = 0; // bytes
-    bool made_ = false, named_ = false, waits_ = false, kept_ = false;
+    int standard_ = -1;       // the descriptor that the path means
+    bool made_ = false, waits_ = false, kept_ = false;
 };
 
 // Writes all of the text to an open descriptor. Returns false with errno set when that fails.

@@ -234,11 +234,17 @@ echo show >script
 run 2 run three.json --junit script <script
 [[ $(<script) == show ]] || fail "a report replaces the script"
 on_fresh_book 0 --junit /dev/null --trace-file /dev/null show
-[[ ! -e both.xml ]] || fail "a refused run leaves a file"
+ln -s nowhere link
+run 2 run none.json --trace-file link
+[[ ! -e both.xml && ! -e nowhere ]] || fail "a refused run leaves a file"
 for form in text json pcapng perfetto; do
     on_fresh_book 0 "${with[@]}" --trace=$form --trace-file again show
     on_fresh_book 0 "${with[@]}" --trace-file again show
 done
+if [[ -z ${LAUNCHER-} ]]; then
+    "${program[@]}" run none.json --junit - 2>err >/dev/full || true
+    wrote err "the standard output: cannot be written"
+fi
 on_fresh_book 1 --junit lost.xml "save --force lost.xml"
 wrote err "another file has taken its place"
 
