@@ -95,6 +95,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     setsockopt(peer, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     close(peer);
     serve();
-    require(velt::event_sources == &listening && !listening.next, "the connection is released");
+    require(velt::event_sources == &listening && !listening.all.next, "the connection is released");
     return 0;
 }
