@@ -57,11 +57,10 @@ VELT_INLINE uint64_t behind_beginnings(uint64_t first, uint64_t is_begun)
     return (((rows << 1 | odd) - rows) ^ odd) ^ (first | is_begun);
 }
 
-// Whether the last byte of a group begins a pair.
+// Whether the last byte of a group begins a pair; with the same.
 VELT_INLINE uint64_t is_begun_behind(uint64_t first, uint64_t is_begun)
 {
-    const int row = std::countl_one(first);
-    return row < static_cast<int>(group_size) ? static_cast<uint64_t>(row) & 1 : is_begun;
+    return static_cast<uint64_t>(std::countl_one(first & ~is_begun)) & 1;
 }
 
 template <class Wide>
@@ -137,7 +136,7 @@ VELT_INLINE size_t alike_characters(const UCharT *a, const UCharT *b, size_t beg
         const size_t end = std::min(static_cast<size_t>(std::countr_zero(stops)), limit - from);
         if (end < group_size)
             return from + end - (inside >> end & 1);
-        is_begun = is_begun_behind(first, is_begun);
+        is_begun = is_begun_behind(first, is_begun << known);
         at = from + group_size;
     }
     return at - is_begun;
