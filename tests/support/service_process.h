@@ -35,7 +35,8 @@ enum Procedure : rpcproc_t {
     pause = 6,      // stops itself; when it goes on an hour has passed by its clock, and it replies
     depth = 7,      // how many calls of nest there are
     unnest = 8,     // ends the newest
-    fork_off = 9,   // forks; the child replies and serves from then on
+    fork_off = 9,   // forks twice; the last child replies and serves from then on
+    close_sets = 10, // closes descriptors for epoll
 };
 
 // What only a hang takes.

@@ -215,10 +215,12 @@ TEST(Service, ServesManyInAnyOrder)
     while (peers.size() > 29)
         peers.pop_back();
     all_are_served();
-    // A child of the service goes on with them.
-    ASSERT_TRUE(peers[0].send(fragment(head(fork_off))));
-    EXPECT_EQ(peers[0].receive(28), null_reply());
-    all_are_served();
+    // A child of the service goes on with them, also without what it did not open itself.
+    for (const auto next : {fork_off, close_sets}) {
+        ASSERT_TRUE(peers[0].send(fragment(head(next))));
+        EXPECT_EQ(peers[0].receive(28), null_reply());
+        all_are_served();
+    }
     EXPECT_TRUE(Peer(service.port()).ping());
 }
 

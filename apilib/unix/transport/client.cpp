@@ -173,11 +173,11 @@ clnt_stat ClientConnection::send(AUTH *auth, rpcproc_t procedure, xdrproc_t enco
     else
         encoded = encoded && AUTH_MARSHALL(auth, writer.xdrs()) &&
                   AUTH_WRAP(auth, writer.xdrs(), encode, static_cast<char *>(argument));
-    if (encoded && writer.finish()) {
-        if (replied)
-            update_deadline();
+    const bool sent = encoded && writer.finish();
+    if (replied)
+        update_deadline();
+    if (sent)
         return RPC_SUCCESS;
-    }
     const int failure = writer.error();
     const clnt_stat status = failure == 0 || failure == EMSGSIZE ? RPC_CANTENCODEARGS
                              : failure == ETIMEDOUT              ? RPC_TIMEDOUT

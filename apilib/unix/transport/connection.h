@@ -54,8 +54,8 @@ void unlink(EventSource &source);
 // is expected but that they become readable; what changes that wakes them.
 extern EventSource *awake_sources;
 bool are_many_awake();
-// To be called before each wait: in a child after a fork, none rests any more.
-void wake_after_fork();
+// To be called before each wait: in a child after a fork, or without the set, none rests any more.
+void wake_lost();
 // Lets a source rest until these events of poll(); false when the system does not let it.
 bool rest(EventSource &source, short until);
 void wake(EventSource &source);

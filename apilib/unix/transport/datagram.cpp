@@ -17,18 +17,22 @@ namespace velt
 namespace
 {
 
-// Waits for the answer to the call with this id. Answers to others, and what is no answer, are
-// passed over.
-bool receive(int descriptor, std::uint32_t id, xdrproc_t decode, void *result, Time deadline)
+// Waits for the answer to the call with this id from that port. Answers to others, and what is no
+// answer, are passed over, as long as there is time.
+bool receive(int descriptor, in_port_t port, std::uint32_t id, xdrproc_t decode, void *result,
+             Time deadline)
 {
-    while (wait_until(descriptor, POLLIN, deadline)) {
+    while (wait_until(descriptor, POLLIN, deadline) && now() < deadline) {
         char bytes[UDPMSGSIZE];
-        const ssize_t size = recv(descriptor, bytes, sizeof bytes, MSG_DONTWAIT);
+        sockaddr_in from{};
+        socklen_t from_size = sizeof from;
+        const ssize_t size = recvfrom(descriptor, bytes, sizeof bytes, MSG_DONTWAIT,
+                                      reinterpret_cast<sockaddr *>(&from), &from_size);
         // Nothing listens there, or the network leads nowhere.
         if (size < 0 && errno != EAGAIN && errno != EINTR)
             return false;
         std::uint32_t got;
-        if (size < static_cast<ssize_t>(sizeof got))
+        if (size < static_cast<ssize_t>(sizeof got) || from.sin_port != port)
             continue;
         std::memcpy(&got, bytes, sizeof got);
         if (ntohl(got) != id)
@@ -72,9 +76,10 @@ bool transport_ask(const sockaddr_in &service, rpcprog_t program, rpcvers_t vers
     // all the same that nothing listens there.
     const int on = 1;
     setsockopt(descriptor, IPPROTO_IP, IP_RECVERR, &on, sizeof on);
-    const bool done = sendto(descriptor, bytes, XDR_GETPOS(&xdrs), 0,
-                             reinterpret_cast<const sockaddr *>(&service), sizeof service) >= 0 &&
-                      receive(descriptor, call.rm_xid, decode, result, after(limit, began));
+    const bool done =
+        sendto(descriptor, bytes, XDR_GETPOS(&xdrs), 0,
+               reinterpret_cast<const sockaddr *>(&service), sizeof service) >= 0 &&
+        receive(descriptor, service.sin_port, call.rm_xid, decode, result, after(limit, began));
     close(descriptor);
     return done;
 }

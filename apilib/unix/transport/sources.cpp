@@ -7,6 +7,7 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <iterator>
 
 #include "apilib/unix/transport/connection.h"
@@ -25,7 +26,7 @@ constexpr std::size_t many = 16;
 
 std::size_t linked_count, awake_count;
 int resting_set = -1;
-bool forked;
+bool lost; // the set, in which sources still seem to rest
 
 void insert(EventSource *&head, EventSource &source, Links EventSource::*list)
 {
@@ -45,13 +46,20 @@ void remove(EventSource &source, Links EventSource::*list)
     links = {};
 }
 
+// It stays open, since its number may be another's already.
+void lose_set()
+{
+    resting_set = -1;
+    lost = true;
+}
+
 bool open_set()
 {
     // A child shares the set with its parent after a fork, and must leave it alone.
     static const int at_fork = pthread_atfork(nullptr, nullptr, [] {
         if (resting_set >= 0)
             close(resting_set);
-        forked = resting_set >= 0;
+        lost |= resting_set >= 0;
         resting_set = -1;
     });
     if (resting_set < 0 && at_fork == 0)
@@ -61,12 +69,12 @@ bool open_set()
 
 } // namespace
 
-// Not in the handler of the fork, since nearly every child becomes another program.
-void wake_after_fork()
+// Not in the handler of a fork, since nearly every child becomes another program.
+void wake_lost()
 {
-    if (!forked)
+    if (!lost)
         return;
-    forked = false;
+    lost = false;
     for (EventSource *each = event_sources; each; each = each->all.next) {
         each->registered = false;
         wake(*each);
@@ -93,8 +101,11 @@ void unlink(EventSource &source)
 {
     if (!source.all.back)
         return;
-    if (source.registered && resting_set >= 0)
-        epoll_ctl(resting_set, EPOLL_CTL_DEL, source.descriptor, nullptr);
+    // One that has been closed stays in the set while another process has it open, so that the set
+    // is given up.
+    if (source.registered && resting_set >= 0 &&
+        epoll_ctl(resting_set, EPOLL_CTL_DEL, source.descriptor, nullptr) != 0)
+        lose_set();
     source.registered = false;
     if (source.awake.back) {
         remove(source, &EventSource::awake);
@@ -143,6 +154,11 @@ int wake_ready()
 {
     epoll_event events[64];
     const int found = epoll_wait(resting_set, events, static_cast<int>(std::size(events)), 0);
+    // Somebody has closed it.
+    if (found < 0 && errno != EINTR) {
+        lose_set();
+        wake_lost();
+    }
     int woken = 0;
     for (int i = 0; i < found; i++) {
         auto &source = *static_cast<EventSource *>(events[i].data.ptr);

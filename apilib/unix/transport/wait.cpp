@@ -217,7 +217,7 @@ int transport_wait(UIntT *others, int milliseconds)
         *others = 0;
     if (!poll_set && !(poll_set = make<PollSet>()))
         return -1;
-    wake_after_fork();
+    wake_lost();
     Time time = now();
     for (const Time end = time + Time{milliseconds} * 1'000'000;; time = now()) {
         drop_late(time);
