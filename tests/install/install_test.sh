@@ -164,13 +164,20 @@ for program in "$docs/examples/hello/hello.c" "$source/tests/install/replaced.c"
     for linkage in shared static; do
         [[ $linkage == shared ]] || libs=$(sed -E 's/-l(velt-[a-z]+)/-l:lib\1.a/g' <<<"$libs")
         output=$work/$(basename "$program" .c)-$linkage
+        # The RPC library of the client may be that of one of its libraries alone.
+        service=$source/tests/install/service.c
+        if [[ $linkage == shared ]]; then
+            # shellcheck disable=SC2086
+            "$cc" -shared -fPIC $cflags "$service" -ltirpc -o "$work/libservice.so" || fail "$service"
+            service=$work/libservice.so
+        fi
         # shellcheck disable=SC2086
-        "$cc" -std=c11 -Wall -Wextra -Wpedantic -Werror $cflags "$program" $libs -o "$output" ||
+        "$cc" -std=c11 -Wall -Wextra -Wpedantic -Werror $cflags "$program" "$service" $libs -o "$output" ||
             fail "$program, $linkage"
         if [[ $program == *hello.c ]]; then
             no_host "$output"
         else
-            "$output" || fail "the client's own definitions do not win, $linkage: $?"
+            LD_LIBRARY_PATH=$work:$libdir "$output" || fail "the client's own definitions do not win, $linkage: $?"
         fi
     done
     libs=$(pkg-config --libs velt-api velt-vde)

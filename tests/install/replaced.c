@@ -7,6 +7,8 @@
 #include <velt/vde.h>
 #include <velt/wire.h>
 
+void register_service(void); /* in service.c */
+
 static IntT notified;
 static IntT watched;
 
@@ -61,7 +63,7 @@ int main(void)
     if (strcmp(text, "own") != 0)
         return 1;
 
-    FD_SET(9, &svc_fdset);
+    register_service();
     V_ApiSetFdFunc(watch);
     if (watched != 9)
         return 3;

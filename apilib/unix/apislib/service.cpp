@@ -31,14 +31,10 @@ V_FdFuncT fd_func;
 V_FdFuncT notified; // the watcher that is being called
 UIntT old_svc_fds;
 
-// The services that the client itself has registered with the RPC library. A client that is linked
-// with the library's archive and registers none has no part of it that serves.
-#pragma weak svc_fdset
-#pragma weak svc_getreq_poll
-
-UIntT foreign_services()
+// Those of the client's own services with the RPC library that masks name.
+UIntT foreign_mask()
 {
-    const fd_set *all = &svc_fdset;
+    const fd_set *const all = velt::foreign_services().set;
     return all ? static_cast<UIntT>(all->fds_bits[0]) & ~velt::transport_mask() : 0;
 }
 
@@ -86,7 +82,7 @@ void translateFileToFile(const VqApiNotifyArgT &arg)
 
 void velt::call_fd_func()
 {
-    UIntT now = transport_mask() | foreign_services();
+    UIntT now = transport_mask() | foreign_mask();
     if (!fd_func || now == old_svc_fds)
         return;
     // The watcher may install another while it is called; the new one is then told of all changes
@@ -125,7 +121,7 @@ IntT V_ApiService(UIntT *readMask)
     do {
         const UIntT service = velt::transport_mask();
         const UIntT given = readMask ? *readMask : 0;
-        foreign = foreign_services();
+        foreign = foreign_mask();
         VA_SelectMask = service | foreign | given;
         others = (foreign | given) & ~service;
         ready = velt::transport_wait(&others, in_process ? 0 : wait_limit);
@@ -146,7 +142,7 @@ IntT V_ApiService(UIntT *readMask)
             // A callback with its own loop may have served the descriptor meanwhile.
             pollfd again{fd, POLLIN, 0};
             if (called & 1U << fd && poll(&again, 1, 0) > 0)
-                svc_getreq_poll(&again, 1);
+                velt::foreign_services().serve(&again, 1);
         }
     }
     // A nested service loop has left its own result in VA_SelectMask.

@@ -37,6 +37,14 @@ timeval get_VA_TimeOut();
 const char *hookup(UIntT myprog, UIntT myvers, UIntT hisprog, UIntT hisvers, IntT hispid,
                    const char *hostName);
 
+// The services that the client itself has registered with the RPC library, and what serves those
+// that are ready; null where the client does not use that library.
+struct ForeignServices {
+    const fd_set *set = nullptr;
+    decltype(&svc_getreq_poll) serve = nullptr;
+};
+ForeignServices foreign_services();
+
 // Tells the descriptor watcher which descriptors were added or removed.
 void call_fd_func();
 
