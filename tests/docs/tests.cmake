@@ -1,7 +1,7 @@
 add_test(NAME calls_page_test
   COMMAND ${launcher} $<TARGET_FILE:vqpages> ${PROJECT_SOURCE_DIR} --check ${PROJECT_SOURCE_DIR}/docs/calls.md)
 add_test(NAME pages_test COMMAND ${CMAKE_CURRENT_LIST_DIR}/pages_test.sh $<TARGET_FILE:vqpages> ${PROJECT_SOURCE_DIR})
-set_tests_properties(pages_test PROPERTIES LABELS no-valgrind)
+set_tests_properties(pages_test PROPERTIES LABELS "no-valgrind;no-sanitizers")
 
 find_program(MANDOC mandoc)
 if(NOT MANDOC)
