@@ -35,18 +35,12 @@ const char *chars(const UCharT *bytes)
     return reinterpret_cast<const char *>(bytes);
 }
 
-// Functions of their own, so that what calls them at its end saves no registers.
+// A function of its own, so that what calls it at its end saves no registers.
 [[gnu::noinline]] size_t put_part(char *to, size_t at, const UCharT *src, size_t count)
 {
     copy_short(to, chars(src), count);
     to[count] = '\0';
     return at + count;
-}
-
-[[gnu::noinline]] IntT find_in_long(const UCharT *s, const UCharT *sub)
-{
-    const UCharT *const found = string_routines.find_long(s, sub);
-    return found ? static_cast<IntT>(found - s) : -1;
 }
 
 // What is left to do for a long string is called through the table, so that for a short one no
@@ -323,11 +317,12 @@ struct Routines {
                     return -1;
             }
         }
-        return find_in_long(s, sub);
+        return string_routines.find_long(s, sub);
     }
 
-    VELT_ROUTINE const UCharT *find_long(const UCharT *s, const UCharT *sub)
+    VELT_ROUTINE IntT find_long(const UCharT *s, const UCharT *sub)
     {
+        const UCharT *const begin = s;
         if constexpr (sizeof(Wide) > block_size) {
             const size_t size = whole_length(sub);
             const Wide first = Wide{} + static_cast<signed char>(sub[0]);
@@ -342,14 +337,15 @@ struct Routines {
                 if (at == sizeof(Wide))
                     continue;
                 if (*s == '\0')
-                    return nullptr;
+                    return -1;
                 if (std::memcmp(s, sub, size) == 0)
-                    return s;
+                    return static_cast<IntT>(s - begin);
                 ++s;
                 --tries;
             }
         }
-        return reinterpret_cast<const UCharT *>(std::strstr(chars(s), chars(sub)));
+        const char *const found = std::strstr(chars(s), chars(sub));
+        return found ? static_cast<IntT>(found - chars(begin)) : -1;
     }
 
     VELT_ROUTINE const UCharT *find_pair(const UCharT *s, UCharT first, UCharT second)

@@ -53,9 +53,8 @@ struct StringRoutines {
     Comparison *is_prefix;
     Test *is_prefix_folded, *long_is_prefix_folded;
     Test *is_suffix, *is_suffix_folded;
-    Search *tail;      // the part of s that is as long as the other; null when s is shorter
-    Test *find;        // the index of sub, which is not empty; -1 when it is not there
-    Search *find_long; // its place, or null
+    Search *tail;           // the part of s that is as long as the other; null when s is shorter
+    Test *find, *find_long; // the index of sub, which is not empty; -1 when it is not there
     const UCharT *(*find_pair)(const UCharT *s, UCharT first, UCharT second);
 
     // Copies at most so many bytes of src to `to`, which is dst[at], terminates dst after them and

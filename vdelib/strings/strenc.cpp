@@ -191,9 +191,10 @@ StringT V_StrRChrEnc(const char *s, UCharT b1, UCharT b2, UIntT enc)
     if (!s || b1 == 0)
         return nullptr;
     const char *const found = std::strrchr(s, b2 != 0 ? b2 : b1);
-    if (b2 == 0 && (!found || found == s || static_cast<signed char>(found[-1]) >= 0))
+    if (!found || (b2 == 0 && (found == s || static_cast<signed char>(found[-1]) >= 0 ||
+                               !ends_pair(*found, enc))))
         return const_cast<StringT>(found);
-    return found ? last_character(s, found, b1, b2, enc) : nullptr;
+    return last_character(s, found, b1, b2, enc);
 }
 
 IntT V_StrIEqualEnc(const char *a, const char *b, UIntT enc)
