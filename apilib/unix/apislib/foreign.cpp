@@ -36,7 +36,7 @@ bool are_linked()
 
 velt::ForeignServices find()
 {
-    if (const velt::ForeignServices all = find_in(RTLD_DEFAULT); all.set)
+    if (const velt::ForeignServices all = find_in(RTLD_DEFAULT); all.set && all.serve)
         return all;
     if (are_linked())
         return {&svc_fdset, svc_getreq_poll};

@@ -217,10 +217,10 @@ int transport_wait(UIntT *others, int milliseconds)
         *others = 0;
     if (!poll_set && !(poll_set = make<PollSet>()))
         return -1;
-    wake_lost();
     Time time = now();
     for (const Time end = time + Time{milliseconds} * 1'000'000;; time = now()) {
         drop_late(time);
+        wake_lost();
         Time nearest = end;
         int ready = 0;
         poll_set->count = 0;
