@@ -22,12 +22,18 @@ struct ByteClasses {
     ByteRange first, second, gap;
 };
 
-// By the encodings' ids, of which those above the highest read as the first.
+// An id above the highest reads as the first.
+inline UIntT known_encoding(UIntT enc)
+{
+    return enc <= vdeLastEncodingId ? enc : vdeVeltRomanEncodingId;
+}
+
+// By the encodings' ids.
 [[gnu::visibility("hidden")]] extern ByteClasses byte_classes[];
 
 inline const ByteClasses &byte_classes_of(UIntT enc)
 {
-    return byte_classes[enc <= vdeLastEncodingId ? enc : vdeVeltRomanEncodingId];
+    return byte_classes[known_encoding(enc)];
 }
 
 // Fills the structures; does not change the dialogs' encoding or the locale.

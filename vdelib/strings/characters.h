@@ -1,6 +1,7 @@
 // The characters of a font encoding.
 #pragma once
 
+#include "vdelib/encode/fontenc.h"
 #include "velt/vde/fontenc.h"
 
 namespace velt
@@ -8,7 +9,7 @@ namespace velt
 
 inline const VdeFontEncT &font_encoding(UIntT enc)
 {
-    return *vdeFontEncs[enc <= vdeLastEncodingId ? enc : vdeVeltRomanEncodingId];
+    return *vdeFontEncs[known_encoding(enc)];
 }
 
 // Bytes of the character that s begins with; 0 at the end of the string.

@@ -155,7 +155,7 @@ StringT first_character(const char *s, UIntT enc, auto find)
 
 IntT V_StrLenEnc(const char *s, UIntT enc)
 {
-    if (!s || enc == vdeVeltRomanEncodingId || enc > vdeLastEncodingId)
+    if (!s || known_encoding(enc) == vdeVeltRomanEncodingId)
         return V_StrLen(s);
     return string_routines.characters(bytes_of(s), enc);
 }
